@@ -1,0 +1,192 @@
+// The error figures of the confusion matrix, each as its definition reads.
+//
+// Sums run over all codes, the unknown code 0 included, except in err_misc (known diagonal) and
+// err_rint (known codes). The sums over pairs of cells behind gamma and the agreement index would
+// take n^4 steps if read literally; going up the rows with the sums of the columns below the
+// current row makes them n^2.
+
+#include <cmath>
+#include <span>
+#include <vector>
+
+#include "impls/evaluation/conf_matrix.h"
+#include "zel/util/number_util.h"
+
+namespace orvik::impls {
+
+namespace {
+
+using std::vector;
+
+double gap(unsigned long a, unsigned long b) {
+  return a < b ? static_cast<double>(b - a) : static_cast<double>(a - b);
+}
+
+double squared_gap(unsigned long a, unsigned long b) { return gap(a, b) * gap(a, b); }
+
+/// Mean distance `d` between the codes of the rows and the constant code `k`.
+template <class Distance>
+double constant_error(const vector<double>& rows, double total, unsigned long k, Distance d) {
+  double sum = 0;
+  for (unsigned long i = 0; i < rows.size(); ++i) sum += d(k, i) * rows[i];
+  return sum / total;
+}
+
+/// The known code of the smallest constant error, the lowest of equals.
+template <class Distance>
+unsigned long best_constant(const vector<double>& rows, double total, Distance d) {
+  vector<double> merits;
+  for (unsigned long k = 1; k < rows.size(); ++k) {
+    merits.push_back(-constant_error(rows, total, k, d));
+  }
+  return 1 + zel::util::number_util::argmax(merits);
+}
+
+/// Mean position and root of the squared deviations of weights placed at 0, 1, 2, ...
+struct spread {
+  double mean = 0;
+  double deviation = 0;
+};
+
+spread spread_of(const vector<double>& weights, double total) {
+  spread s;
+  for (unsigned long i = 0; i < weights.size(); ++i) {
+    s.mean += static_cast<double>(i) * weights[i];
+  }
+  s.mean /= total;
+  double squares = 0;
+  for (unsigned long i = 0; i < weights.size(); ++i) {
+    const double d = static_cast<double>(i) - s.mean;
+    squares += d * d * weights[i];
+  }
+  s.deviation = std::sqrt(squares);
+  return s;
+}
+
+/// Sum of w(i) * w(j) over the pairs i <= j, each entry with itself included.
+double ordered_products(std::span<const double> weights) {
+  double sum = 0, so_far = 0;
+  for (const double w : weights) {
+    so_far += w;
+    sum += w * so_far;
+  }
+  return sum;
+}
+
+}  // namespace
+
+double conf_matrix::err_misc() const {
+  double correct = 0, whole = cases();
+  for (unsigned long i = 1; i < size(); ++i) correct += cell(i, i);
+  if (size() > 0) whole -= cases_predicted(0);
+  return 1 - correct / whole;
+}
+
+double conf_matrix::err_misc_majority() const { return err_misc_majority(this); }
+
+double conf_matrix::err_misc_majority(const conf_matrix* other) const {
+  return 1 - cases_actual(other->get_majority_class()) / cases();
+}
+
+double conf_matrix::err_mae() const {
+  double sum = 0;
+  for (unsigned long i = 0; i < size(); ++i) {
+    for (unsigned long j = 0; j < size(); ++j) sum += gap(i, j) * cell(i, j);
+  }
+  return sum / cases();
+}
+
+double conf_matrix::err_mse() const {
+  const double total = cases();
+  if (total == 0) return 0;  // Deliberate: unlike err_mae, no weight is no error
+  double sum = 0;
+  for (unsigned long i = 0; i < size(); ++i) {
+    for (unsigned long j = 0; j < size(); ++j) sum += squared_gap(i, j) * cell(i, j);
+  }
+  return sum / total;
+}
+
+double conf_matrix::err_mae(unsigned long k) const {
+  return constant_error(row_sums(), cases(), k, gap);
+}
+
+double conf_matrix::err_mse(unsigned long k) const {
+  return constant_error(row_sums(), cases(), k, squared_gap);
+}
+
+double conf_matrix::err_mae_majority(const conf_matrix* other) const {
+  return err_mae(best_constant(other->row_sums(), other->cases(), gap));
+}
+
+double conf_matrix::err_mse_majority(const conf_matrix* other) const {
+  return err_mse(best_constant(other->row_sums(), other->cases(), squared_gap));
+}
+
+double conf_matrix::err_maee() const {
+  double sum = 0, wrong = 0;
+  for (unsigned long i = 0; i < size(); ++i) {
+    for (unsigned long j = 0; j < size(); ++j) {
+      if (i == j) continue;
+      sum += gap(i, j) * cell(i, j);
+      wrong += cell(i, j);
+    }
+  }
+  return sum / wrong;
+}
+
+double conf_matrix::err_r() const {
+  const double total = cases();
+  const spread actual = spread_of(row_sums(), total);
+  const spread predicted = spread_of(column_sums(), total);
+  double sum = 0;
+  for (unsigned long i = 0; i < size(); ++i) {
+    for (unsigned long j = 0; j < size(); ++j) {
+      sum += cell(i, j) * (static_cast<double>(i) - actual.mean) *
+             (static_cast<double>(j) - predicted.mean);
+    }
+  }
+  return sum / (actual.deviation * predicted.deviation);
+}
+
+double conf_matrix::err_rint() const {
+  const double total = cases();
+  vector<double> below(size());  // column sums of the rows from the current one down
+  double pairs = 0;
+  for (unsigned long i = size(); i-- > 1;) {
+    double not_before = 0;  // weight at rows i.. and columns j..
+    for (unsigned long j = size(); j-- > 1;) {
+      below[j] += cell(i, j);
+      not_before += below[j];
+      pairs += cell(i, j) * not_before;
+    }
+  }
+  vector<double> rows, columns;
+  for (unsigned long k = 1; k < size(); ++k) {
+    rows.push_back(cases_actual(k));
+    columns.push_back(cases_predicted(k));
+  }
+  const double x = ordered_products(rows) - total;
+  const double y = ordered_products(columns) - total;
+  return 2 * (pairs - total) / (std::sqrt(x) * std::sqrt(y)) - 1;
+}
+
+double conf_matrix::err_gamma() const {
+  vector<double> below(size());  // column sums of the rows strictly below the current one
+  double concordant = 0, discordant = 0;
+  for (unsigned long i = size(); i-- > 0;) {
+    double left = 0;  // of `below`, before column j
+    for (unsigned long j = 0; j < size(); ++j) {
+      discordant += cell(i, j) * left;
+      left += below[j];
+    }
+    double right = 0;  // of `below`, after column j
+    for (unsigned long j = size(); j-- > 0;) {
+      concordant += cell(i, j) * right;
+      right += below[j];
+    }
+    for (unsigned long j = 0; j < size(); ++j) below[j] += cell(i, j);
+  }
+  return (concordant - discordant) / (concordant + discordant);
+}
+
+}  // namespace orvik::impls

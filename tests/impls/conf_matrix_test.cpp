@@ -1,0 +1,226 @@
+#include "impls/evaluation/conf_matrix.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using orvik::impls::conf_matrix;
+
+namespace {
+
+using rows = std::vector<std::vector<double>>;
+
+conf_matrix matrix_of(const rows& cells) {
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < cells.size(); ++i) names.push_back("c" + std::to_string(i));
+  conf_matrix m(names);
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    for (std::size_t j = 0; j < cells.size(); ++j) m.add(i, j, cells[i][j]);
+  }
+  return m;
+}
+
+// Three known classes; the row sums are 4, 4, 3 and the column sums 5, 3, 3.
+const rows k_known{{0, 0, 0, 0}, {0, 3, 1, 0}, {0, 1, 2, 1}, {0, 1, 0, 2}};
+// The same with one case of unknown class and four predicted as unknown.
+const rows k_unknown{{0, 1, 0, 0}, {0, 3, 1, 0}, {4, 1, 2, 1}, {0, 1, 0, 2}};
+const rows k_perfect{{0, 0, 0, 0}, {0, 4, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 7}};
+const rows k_reversed{{0, 0, 0}, {0, 0, 3}, {0, 5, 0}};
+const rows k_untested{{0, 0, 0}, {0, 0, 0}, {0, 0, 0}};
+const double k_nan = std::nan("");
+
+using measure = double (conf_matrix::*)() const;
+struct figure {
+  const char* name;
+  measure of;
+  rows cells;
+  double expected;
+};
+class conf_matrix_figures : public testing::TestWithParam<figure> {};
+
+TEST_P(conf_matrix_figures, agree_with_hand_worked_values) {
+  const conf_matrix m = matrix_of(GetParam().cells);
+  EXPECT_THAT((m.*GetParam().of)(), testing::NanSensitiveDoubleNear(GetParam().expected, 1e-12));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    of, conf_matrix_figures,
+    testing::Values(
+        figure{"misc", &conf_matrix::err_misc, k_known, 4. / 11},
+        figure{"misc_leaves_out_predicted_unknown", &conf_matrix::err_misc, k_unknown, 5. / 12},
+        figure{"misc_perfect", &conf_matrix::err_misc, k_perfect, 0},
+        figure{"misc_no_rows", &conf_matrix::err_misc, {}, k_nan},
+        figure{"misc_untested", &conf_matrix::err_misc, k_untested, k_nan},
+        figure{"majority", &conf_matrix::err_misc_majority, k_known, 7. / 11},
+        figure{"majority_of_all_weight", &conf_matrix::err_misc_majority, k_unknown, 8. / 16},
+        figure{"mae", &conf_matrix::err_mae, k_known, 5. / 11},
+        figure{"mae_unknown", &conf_matrix::err_mae, k_unknown, 14. / 16},
+        figure{"mae_no_rows", &conf_matrix::err_mae, {}, k_nan},
+        figure{"mae_untested", &conf_matrix::err_mae, k_untested, k_nan},
+        figure{"mse", &conf_matrix::err_mse, k_known, 7. / 11},
+        figure{"mse_unknown", &conf_matrix::err_mse, k_unknown, 24. / 16},
+        figure{"mse_no_rows", &conf_matrix::err_mse, {}, 0},
+        figure{"mse_untested", &conf_matrix::err_mse, k_untested, 0},
+        figure{"maee", &conf_matrix::err_maee, k_known, 5. / 4},
+        figure{"maee_unknown", &conf_matrix::err_maee, k_unknown, 14. / 9},
+        figure{"maee_perfect", &conf_matrix::err_maee, k_perfect, k_nan},
+        figure{"r", &conf_matrix::err_r, k_known, 42 / std::sqrt(76. * 84)},
+        figure{"r_reversed", &conf_matrix::err_r, k_reversed, -1},
+        figure{"r_no_rows", &conf_matrix::err_r, {}, k_nan},
+        figure{"rint", &conf_matrix::err_rint, k_known, 110 / std::sqrt(70. * 71) - 1},
+        figure{"rint_perfect", &conf_matrix::err_rint, k_perfect, 1},
+        figure{"gamma", &conf_matrix::err_gamma, k_known, 19. / 29},
+        figure{"gamma_perfect", &conf_matrix::err_gamma, k_perfect, 1},
+        figure{"gamma_reversed", &conf_matrix::err_gamma, k_reversed, -1},
+        figure{"gamma_no_rows", &conf_matrix::err_gamma, {}, k_nan}),
+    [](const auto& row) { return row.param.name; });
+
+// The pair sums as they are defined, cell by cell.
+TEST(conf_matrix, pair_sums_agree_with_the_sums_over_all_pairs) {
+  std::mt19937_64 draw(7);
+  for (int round = 0; round < 20; ++round) {
+    constexpr std::size_t n = 6;
+    rows c(n, std::vector<double>(n));
+    for (auto& row : c) {
+      for (double& cell : row) cell = static_cast<double>(draw() % 9);
+    }
+    double concordant = 0, discordant = 0, pairs = 0, x = 0, y = 0;
+    const conf_matrix m = matrix_of(c);
+    for (std::size_t i = 0; i < n; ++i) {
+      for (std::size_t j = 0; j < n; ++j) {
+        if (i >= 1 && j >= i) x += m.cases_actual(i) * m.cases_actual(j);
+        if (i >= 1 && j >= i) y += m.cases_predicted(i) * m.cases_predicted(j);
+        for (std::size_t k = i; k < n; ++k) {
+          for (std::size_t l = 0; l < n; ++l) {
+            const double product = c[i][j] * c[k][l];
+            if (k > i && l > j) concordant += product;
+            if (k > i && l < j) discordant += product;
+            if (i >= 1 && j >= 1 && l >= j) pairs += product;
+          }
+        }
+      }
+    }
+    const double t = m.cases();
+    EXPECT_DOUBLE_EQ(m.err_gamma(), (concordant - discordant) / (concordant + discordant));
+    EXPECT_NEAR(m.err_rint(), 2 * (pairs - t) / (std::sqrt(x - t) * std::sqrt(y - t)) - 1, 1e-12);
+  }
+}
+
+struct majority {
+  const char* name;
+  rows cells;
+  unsigned long expected;
+};
+class conf_matrix_majority : public testing::TestWithParam<majority> {};
+
+TEST_P(conf_matrix_majority, is_the_first_row_of_the_largest_weight) {
+  EXPECT_EQ(matrix_of(GetParam().cells).get_majority_class(), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(of, conf_matrix_majority,
+                         testing::Values(majority{"tie", k_known, 1},
+                                         majority{"later_row", k_unknown, 2},
+                                         majority{"unknown_row", {{0, 9}, {5, 0}}, 0},
+                                         majority{"untested", k_untested, 0},
+                                         majority{"one_row", {{3}}, 0}),
+                         [](const auto& row) { return row.param.name; });
+
+TEST(conf_matrix, constant_predictions_are_measured_from_the_given_code) {
+  const conf_matrix m = matrix_of(k_known);
+  EXPECT_DOUBLE_EQ(m.err_mae(1), 10. / 11);
+  EXPECT_DOUBLE_EQ(m.err_mse(1), 16. / 11);
+  EXPECT_DOUBLE_EQ(m.err_mae(3), 12. / 11);
+  EXPECT_DOUBLE_EQ(m.err_mse(3), 20. / 11);
+}
+
+TEST(conf_matrix, the_constant_is_chosen_on_the_other_matrix) {
+  const conf_matrix m = matrix_of(k_unknown);
+  // Row weights 5, 0, 4: the absolute error is least at code 1, the squared error at code 2.
+  const conf_matrix skewed = matrix_of({{0, 0, 0, 0}, {0, 5, 0, 0}, {0, 0, 0, 0}, {0, 4, 0, 0}});
+  EXPECT_DOUBLE_EQ(m.err_mae_majority(&skewed), m.err_mae(1));
+  EXPECT_DOUBLE_EQ(m.err_mse_majority(&skewed), m.err_mse(2));
+  // Equal errors at codes 1 and 2; and an unknown class that no heaviness makes a candidate.
+  const conf_matrix tied = matrix_of({{0, 0, 0}, {0, 4, 0}, {0, 4, 0}});
+  const conf_matrix unknown = matrix_of({{90, 0, 0}, {0, 4, 0}, {0, 5, 0}});
+  EXPECT_DOUBLE_EQ(m.err_mae_majority(&tied), m.err_mae(1));
+  EXPECT_DOUBLE_EQ(m.err_mse_majority(&unknown), m.err_mse(1));
+  EXPECT_DOUBLE_EQ(m.err_misc_majority(&skewed), 1 - 4. / 16);
+}
+
+TEST(conf_matrix, refuses_a_majority_where_there_is_no_class) {
+  const conf_matrix none = matrix_of({}), some = matrix_of(k_known), unknown_only({"?"});
+  const auto refuses = [](auto call) {
+    EXPECT_THAT(call, testing::ThrowsMessage<std::runtime_error>(
+                          "number_util::argmax called with empty range"));
+  };
+  refuses([&] { none.get_majority_class(); });
+  refuses([&] { none.err_misc_majority(); });
+  refuses([&] { some.err_misc_majority(&none); });
+  refuses([&] { some.err_mae_majority(&none); });
+  refuses([&] { some.err_mse_majority(&unknown_only); });
+}
+
+TEST(conf_matrix, refuses_codes_past_the_end_and_other_sizes) {
+  conf_matrix m = matrix_of(k_untested);
+  const conf_matrix larger = matrix_of(k_known);
+  EXPECT_THROW(m.add(3, 0, 1), std::runtime_error);
+  EXPECT_THROW(m.add(0, 3, 1), std::runtime_error);
+  EXPECT_THROW(m.add(&larger), std::runtime_error);
+  EXPECT_THROW(m.get_element(0, 3), std::runtime_error);
+  EXPECT_THROW(m.cases_actual(3), std::runtime_error);
+  EXPECT_THROW(m.cases_predicted(3), std::runtime_error);
+  EXPECT_THROW(m.class_name(3), std::runtime_error);
+  EXPECT_EQ(m.cases(), 0);
+}
+
+TEST(conf_matrix, a_clone_keeps_everything_and_shares_nothing) {
+  conf_matrix m = matrix_of(k_known);
+  m.set_ncases(11);
+  m.set_elapsed(1.5);
+  const std::unique_ptr<conf_matrix> copy(m.clone());
+  m.add(copy.get());
+  EXPECT_EQ(m.get_element(1, 1), 6);
+  EXPECT_EQ(copy->get_element(1, 1), 3);
+  EXPECT_EQ(copy->ncases(), 11u);
+  EXPECT_EQ(copy->elapsed(), 1.5);
+  EXPECT_EQ(copy->class_name(3), "c3");
+}
+
+TEST(conf_matrix, text_shows_every_class) {
+  std::ostringstream out;
+  matrix_of({{0, 0.5, 0}, {0, 2, 1}, {0, 0, 1234567}}).toTEXT(out, 0);
+  EXPECT_EQ(out.str(),
+            "c0\tc1\tc2\tpredicted(cols)/actual(rows)\n"
+            "0\t0.5\t0\tc0\n"
+            "0\t2\t1\tc1\n"
+            "0\t0\t1.23457e+06\tc2\n");
+  std::ostringstream empty;
+  matrix_of({}).toTEXT(empty, 0);
+  EXPECT_EQ(empty.str(), "predicted(cols)/actual(rows)\n");
+}
+
+TEST(conf_matrix, xml_shows_known_classes_with_escaped_names) {
+  conf_matrix m({"?", "a<b", "\"c\""});
+  m.add(1, 1, 3);
+  m.add(2, 1, 1);
+  std::ostringstream out;
+  m.toXML(out, "Training");
+  EXPECT_EQ(out.str(),
+            "<X-ConfusionMatrixTraining x-incorrectlyInst = \"1\" x-incorrectlyInstPerc = \"25%\""
+            " x-totalInst = \"4\">\n"
+            "<Array n=\"2\" type=\"string\">\n\"a&lt;b\" \"&quot;c&quot;\"\n</Array>\n"
+            "<Matrix>\n"
+            "<Array n=\"2\" type=\"real\">\n3 0\n</Array>\n"
+            "<Array n=\"2\" type=\"real\">\n1 0\n</Array>\n"
+            "</Matrix>\n"
+            "</X-ConfusionMatrixTraining>\n");
+}
+
+}  // namespace
