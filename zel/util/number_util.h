@@ -1,0 +1,28 @@
+// Small searches over ranges of numbers.
+#pragma once
+
+#include <iterator>
+#include <stdexcept>
+
+namespace zel::util::number_util {
+
+inline constexpr char k_argmax_empty[] = "number_util::argmax called with empty range";
+
+/// Position of the largest value of `values`, the lowest of equals; values are compared by <.
+/// Throws std::runtime_error for an empty range.
+template <class Range>
+unsigned long argmax(const Range& values) {
+  auto current = std::begin(values);
+  const auto end = std::end(values);
+  if (current == end) throw std::runtime_error(k_argmax_empty);
+  auto best = current;
+  unsigned long best_position = 0;
+  for (unsigned long position = 1; ++current != end; ++position) {
+    if (!(*best < *current)) continue;
+    best = current;
+    best_position = position;
+  }
+  return best_position;
+}
+
+}  // namespace zel::util::number_util
