@@ -1,0 +1,80 @@
+// What this version parses but cannot do. A feature that arrives deletes its row.
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+
+#include "options.h"
+
+namespace orvcmd {
+
+namespace {
+
+namespace model = orvik::model;
+
+struct unavailable_row {
+  const char* name;
+  bool (*asked_for)(const options&);
+};
+
+template <auto Member>
+bool given(const options& opt) {
+  return !(opt.*Member).empty();
+}
+
+template <auto Member>
+bool is_set(const options& opt) {
+  return opt.*Member;
+}
+
+template <auto Member, auto Value>
+bool is(const options& opt) {
+  return opt.*Member == Value;
+}
+
+constexpr unavailable_row k_unavailable[] = {
+    {"-ft", given<&options::test_file>},
+    {"-fs", given<&options::score_data_file>},
+    {"-bd", given<&options::binary_data_input>},
+    {"-bt", given<&options::tree_binary_input>},
+    {"-cv", [](const options& opt) { return opt.cv_folds > 0; }},
+    {"-ba", is_set<&options::bagging>},
+    {"-fo", is_set<&options::forest>},
+    {"-ebpg", is<&options::pruning, model::EBPG>},
+    {"-ebpa", is<&options::pruning, model::EBPA>},
+    {"-pep", is<&options::pruning, model::PEP>},
+    {"-pepg", is<&options::pruning, model::PEPG>},
+    {"-pepa", is<&options::pruning, model::PEPA>},
+    {"-rep", is<&options::pruning, model::REP>},
+    {"-repg", is<&options::pruning, model::REPG>},
+    {"-repa", is<&options::pruning, model::REPA>},
+    {"-mep", is<&options::pruning, model::MEP>},
+    {"-mepg", is<&options::pruning, model::MEPG>},
+    {"-mepa", is<&options::pruning, model::MEPA>},
+    {"-sdm2012", is_set<&options::sdm2012>},
+    {"-as2018", is_set<&options::as2018>},
+    {"-sfs", is<&options::feature_selection, model::FORWARD>},
+    {"-sbe", is<&options::feature_selection, model::BACKWARD>},
+    {"-dtsbe", is<&options::feature_selection, model::OPTIMISED_BACKWARD>},
+    {"-as", is<&options::feature_selection, model::ACCEPTABLE_SUBSET>},
+    {"-db", given<&options::binary_data_output>},
+    {"-tb", given<&options::tree_binary_output>},
+    {"-x", given<&options::xml_file>},
+    {"-d", given<&options::dot_file>},
+    {"-s", given<&options::score_output_file>},
+    {"-xstd", is_set<&options::xml_stdout>},
+    {"-dstd", is_set<&options::dot_stdout>},
+    {"-tti", [](const options& opt) { return opt.trace_max_workers > 0; }},
+};
+
+}  // namespace
+
+void refuse_unavailable(const options& opt) {
+  const auto row = std::ranges::find_if(
+      k_unavailable, [&](const unavailable_row& each) { return each.asked_for(opt); });
+  if (row == std::end(k_unavailable)) return;
+  throw std::runtime_error("Option " + std::string(row->name) +
+                           " is not available in this version");
+}
+
+}  // namespace orvcmd

@@ -1,0 +1,83 @@
+#include "errors.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <new>
+#include <stdexcept>
+
+namespace orvcmd {
+
+namespace {
+
+constexpr char k_unknown_error[] = "unknown error";
+constexpr char k_out_of_memory[] = "out of memory";
+constexpr char k_lost_output[] = "Cannot write to standard output\n";
+
+/// The end that stands for the exception being handled.
+early_end current_end() {
+  try {
+    throw;
+  } catch (const early_end& end) {
+    return end;
+  } catch (const std::bad_alloc&) {
+    return failure(k_out_of_memory);
+  } catch (const std::exception& error) {
+    return failure(error.what());
+  } catch (const std::runtime_error* error) {
+    const std::unique_ptr<const std::runtime_error> owned(error);
+    return failure(owned ? owned->what() : k_unknown_error);
+  } catch (...) {
+    return failure(k_unknown_error);
+  }
+}
+
+/// Prints the text of `end` and flushes; @return the exit status. Where standard output fails,
+/// the standard error stream is the only place left to say so.
+int print(const early_end& end) {
+  std::cout << end.text << std::flush;
+  if (std::cout.good()) return end.status;
+  std::cerr << k_lost_output;
+  return k_failure;
+}
+
+}  // namespace
+
+std::string one_line(std::string_view message) {
+  const auto is_control = [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; };
+  std::string line(message);
+  std::ranges::replace_if(line, is_control, '?');
+  return line;
+}
+
+early_end failure(std::string_view message) { return {k_failure, one_line(message) + '\n'}; }
+
+int exit_status_of(const std::function<void()>& body) {
+  early_end end{0, ""};
+  try {
+    body();
+  } catch (...) {
+    end = current_end();
+  }
+  return print(end);
+}
+
+void end_process(const early_end& end) { std::exit(print(end)); }
+
+void guard_process() {
+  for (int descriptor = 0; descriptor < 3; ++descriptor) {
+    if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) continue;
+    // The lowest free number is this one. Deliberate: the wrong direction, so that using it fails.
+    static_cast<void>(open("/dev/null", descriptor == 0 ? O_WRONLY : O_RDONLY));
+  }
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+}
+
+}  // namespace orvcmd

@@ -1,0 +1,49 @@
+// The program: one run from the command line to its outputs.
+
+#include <memory>
+
+#include "driver.h"
+#include "errors.h"
+#include "options.h"
+#include "orvik/orvik.h"
+#include "outputs.h"
+
+namespace {
+
+using namespace orvcmd;
+
+/// The run after its outputs are open; what it owns is gone before they are closed.
+void train_and_save(const options& opt, outputs& out) {
+  const std::unique_ptr<orvik::table> table = load_save_table(opt, out.log());
+  _cv_errors errors{};
+  const training result = buildtree(opt, table.get(), errors, out.log(), out.trace());
+  if (result.model) {
+    test_save_tree(opt, table.get(), result.model.get(), result.holdout.get(), errors, out.log(),
+                   out.text(), out.xml(), out.dot());
+  }
+  out.end_log();
+}
+
+void run(int argc, char** argv) {
+  const options opt(argc, argv);
+  refuse_unavailable(opt);
+  outputs out(opt);
+  orvik::set_n_workers(opt.n_workers);
+  if (opt.seed) orvik::set_seed(*opt.seed);
+  out.begin_log(orvik::get_copyright());
+  try {
+    train_and_save(opt, out);
+  } catch (const early_end&) {  // not an error, so what was written must be whole
+    out.end_log();
+    out.close();
+    throw;
+  }
+  out.close();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  orvcmd::guard_process();
+  return orvcmd::exit_status_of([&] { run(argc, argv); });
+}

@@ -1,0 +1,299 @@
+// The parser is one table: a row per option, in the order in which a word is compared, with the
+// function that takes the option's arguments and fills the record. Most rows are instances of a
+// few templates; an option with a range of its own has a small function.
+
+#include "options.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <iostream>
+#include <limits>
+#include <span>
+
+#include "errors.h"
+#include "orvik/orvik.h"
+
+namespace orvcmd {
+
+namespace {
+
+namespace model = orvik::model;
+
+constexpr char k_argument_expected[] = ": argument expected";
+constexpr char k_unknown_option[] = "Unknown option: ";
+constexpr char k_confidence_range[] = "Confidence level must be in (0,1]";
+constexpr char k_min_objects_range[] = "MinWeightedObjects must be > 0";
+constexpr char k_depth_range[] = "MaxDepth must be >= 0";
+constexpr char k_cv_repetitions_range[] = "Cross validation <r> must be > 0";
+constexpr char k_cv_folds_range[] = "Cross validation <n> must be > 0";
+constexpr char k_trees_range[] = "No trees must be at least 1";
+constexpr char k_holdout_range[] = "Holdout must be in (0,100)";
+constexpr char k_delta_range[] = "<delta> must >= 0";
+constexpr char k_workers_range[] = "in -tt, <n> must be in >= 0";
+constexpr char k_seed_range[] = "in -seed, <n> must be a whole number from 0 to ";
+
+early_end argument_expected(std::string_view option) {
+  return failure(std::string(option) + k_argument_expected);
+}
+
+std::string usage_now() { return usage_text(orvik::get_copyright(), orvik::get_n_workers()); }
+
+void require(bool holds, std::string_view message) {
+  if (!holds) throw failure(message);
+}
+
+/// The words of a command line not read yet, and the option whose arguments are being read.
+class arguments {
+ public:
+  explicit arguments(std::span<const char* const> words) : words_(words) {}
+
+  bool done() const { return words_.empty(); }
+
+  const char* next_option() {
+    option_ = next_word();
+    return option_;
+  }
+
+  /// The next argument; a missing one is reported under the name of the option, or `reported_as`.
+  const char* next() { return next(option_); }
+  const char* next(const char* reported_as) {
+    if (done()) throw argument_expected(reported_as);
+    return next_word();
+  }
+
+  // Deliberate: what follows the number is ignored, and a word that is no number is 0.
+  long next_integer() { return std::strtol(next(), nullptr, 10); }
+  double next_real() { return std::strtod(next(), nullptr); }
+
+ private:
+  const char* next_word() {
+    const char* word = words_.front();
+    words_ = words_.subspan(1);
+    return word;
+  }
+
+  std::span<const char* const> words_;
+  const char* option_ = "";
+};
+
+template <auto Member, auto Value>
+void set_to(options& opt, arguments&) {
+  opt.*Member = Value;
+}
+
+template <auto Member>
+void set_file(options& opt, arguments& args) {
+  opt.*Member = args.next();
+}
+
+/// A percentage, kept as a fraction. NaN fails the comparison, here and below.
+template <auto Member>
+void set_holdout(options& opt, arguments& args) {
+  const double fraction = args.next_real() / 100;
+  require(fraction > 0 && fraction < 1, k_holdout_range);
+  opt.*Member = fraction;
+}
+
+template <bool Forest>
+void set_ensemble(options& opt, arguments& args) {
+  const long n = args.next_integer();
+  require(n >= 1, k_trees_range);
+  opt.forest = Forest;
+  opt.bagging = !Forest;
+  opt.n_trees = n;
+}
+
+void show_usage(options&, arguments&) { throw early_end{0, usage_now()}; }
+
+void set_training_files(options& opt, arguments& args) {
+  const std::string stem = args.next();
+  opt.metadata_file = stem + ".names";
+  opt.data_file = stem + ".data";
+}
+
+void set_text_file(options& opt, arguments& args) {
+  opt.text_file = args.next("-r");  // Deliberate: published under this name
+}
+
+void set_separator(options& opt, arguments& args) {
+  opt.separator = std::string(args.next()).at(0);  // an empty word is out of range
+}
+
+void set_confidence_level(options& opt, arguments& args) {
+  opt.confidence_level = args.next_real();
+  require(opt.confidence_level > 0 && opt.confidence_level <= 1, k_confidence_range);
+}
+
+void set_min_weighted_objects(options& opt, arguments& args) {
+  opt.min_weighted_objects = args.next_real();
+  require(opt.min_weighted_objects > 0, k_min_objects_range);
+}
+
+void set_max_depth(options& opt, arguments& args) {
+  opt.max_depth = args.next_integer();
+  require(opt.max_depth >= 0, k_depth_range);
+}
+
+void set_cross_validation(options& opt, arguments& args) {
+  opt.cv_repetitions = args.next_integer();
+  require(opt.cv_repetitions >= 1, k_cv_repetitions_range);  // before the folds are looked for
+  opt.cv_folds = args.next_integer();
+  require(opt.cv_folds >= 1, k_cv_folds_range);
+}
+
+/// Identifiers saturate, as integers too long for next_integer() do.
+std::int32_t next_experiment_id(arguments& args) {
+  using limits = std::numeric_limits<std::int32_t>;
+  return static_cast<std::int32_t>(
+      std::clamp<long>(args.next_integer(), limits::min(), limits::max()));
+}
+
+void set_sdm2012(options& opt, arguments& args) {
+  opt.exp_id = next_experiment_id(args);
+  opt.sdm2012 = true;
+}
+
+void set_as2018(options& opt, arguments& args) {
+  opt.as2018_arg = args.next();
+  opt.as2018_x = args.next_real();
+  opt.as2018_y = args.next_real();
+  opt.exp_id = next_experiment_id(args);
+  opt.as2018 = true;
+}
+
+void set_acceptable_subset(options& opt, arguments& args) {
+  opt.as_delta = args.next_real();
+  require(opt.as_delta == -1 || opt.as_delta >= 0, k_delta_range);
+  opt.feature_selection = model::ACCEPTABLE_SUBSET;
+}
+
+std::uint64_t workers_or_default(long n) {
+  return n == 0 ? orvik::get_n_workers() : static_cast<std::uint64_t>(n);
+}
+
+void set_workers(options& opt, arguments& args) {
+  const long n = args.next_integer();
+  require(n >= 0, k_workers_range);
+  opt.n_workers = workers_or_default(n);
+}
+
+void set_trace(options& opt, arguments& args) {
+  const long from = args.next_integer();
+  const long to = args.next_integer();
+  opt.trace_file = args.next();
+  if (from < 0 || to < 0) throw early_end{k_failure, ""};  // Deliberate: without a message
+  opt.trace_min_workers = from == 0 ? 1 : static_cast<std::uint64_t>(from);
+  opt.trace_max_workers = workers_or_default(to);
+  opt.n_workers = 1;
+}
+
+void set_seed(options& opt, arguments& args) {
+  const std::string_view word = args.next();
+  unsigned long seed = 0;
+  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), seed);
+  require(error == std::errc() && end == word.data() + word.size(),
+          k_seed_range + std::to_string(std::numeric_limits<unsigned long>::max()));
+  opt.seed = seed;
+}
+
+struct option_row {
+  std::string_view name;
+  void (*set)(options&, arguments&);
+};
+
+constexpr option_row k_options[] = {
+    {"--help", show_usage},
+    {"-f", set_training_files},
+    {"-fm", set_file<&options::metadata_file>},
+    {"-fd", set_file<&options::data_file>},
+    {"-ft", set_file<&options::test_file>},
+    {"-fs", set_file<&options::score_data_file>},
+    {"-bd", set_file<&options::binary_data_input>},
+    {"-sep", set_separator},
+    {"-bt", set_file<&options::tree_binary_input>},
+    {"-c", set_confidence_level},
+    {"-m", set_min_weighted_objects},
+    {"-depth", set_max_depth},
+    {"-gain", set_to<&options::split_type, model::INFORMATION_GAIN>},
+    {"-norescale", set_to<&options::rescale, false>},
+    {"-grpure", set_to<&options::split_type, model::PURE_GAIN_RATIO>},
+    {"-np", set_to<&options::pruning, model::PRE_PRUNING_ONLY>},
+    {"-npp", set_to<&options::pruning, model::NO_PRUNING>},
+    {"-cv", set_cross_validation},
+    {"-ba", set_ensemble<false>},
+    {"-fo", set_ensemble<true>},
+    {"-h", set_holdout<&options::holdout_random>},
+    {"-hf", set_holdout<&options::holdout_first>},
+    {"-hd", set_holdout<&options::holdout_stratified_deterministic>},
+    {"-hs", set_holdout<&options::holdout_stratified_random>},
+    {"-ebp", set_to<&options::pruning, model::EBP>},
+    {"-ebpg", set_to<&options::pruning, model::EBPG>},
+    {"-ebpa", set_to<&options::pruning, model::EBPA>},
+    {"-pep", set_to<&options::pruning, model::PEP>},
+    {"-pepg", set_to<&options::pruning, model::PEPG>},
+    {"-pepa", set_to<&options::pruning, model::PEPA>},
+    {"-rep", set_to<&options::pruning, model::REP>},
+    {"-repg", set_to<&options::pruning, model::REPG>},
+    {"-repa", set_to<&options::pruning, model::REPA>},
+    {"-mep", set_to<&options::pruning, model::MEP>},
+    {"-mepg", set_to<&options::pruning, model::MEPG>},
+    {"-mepa", set_to<&options::pruning, model::MEPA>},
+    {"-sdm2012", set_sdm2012},
+    {"-as2018", set_as2018},
+    {"-sfs", set_to<&options::feature_selection, model::FORWARD>},
+    {"-sbe", set_to<&options::feature_selection, model::BACKWARD>},
+    {"-dtsbe", set_to<&options::feature_selection, model::OPTIMISED_BACKWARD>},
+    {"-as", set_acceptable_subset},
+    {"-db", set_file<&options::binary_data_output>},
+    {"-tb", set_file<&options::tree_binary_output>},
+    {"-l", set_file<&options::log_file>},
+    {"-t", set_text_file},
+    {"-x", set_file<&options::xml_file>},
+    {"-d", set_file<&options::dot_file>},
+    {"-s", set_file<&options::score_output_file>},
+    {"-oerr", set_to<&options::ordinal_errors, 1>},
+    {"-lstd", set_to<&options::log_stdout, true>},
+    {"-nl", set_to<&options::log_stdout, false>},
+    {"-tstd", set_to<&options::text_stdout, true>},
+    {"-xstd", set_to<&options::xml_stdout, true>},
+    {"-dstd", set_to<&options::dot_stdout, true>},
+    {"-tt", set_workers},
+    {"-tti", set_trace},
+    {"-seed", set_seed},
+};
+
+void take_option(options& opt, arguments& args) {
+  const std::string_view word = args.next_option();
+  const auto row = std::ranges::find(k_options, word, &option_row::name);
+  if (row == std::end(k_options)) throw failure(k_unknown_option + std::string(word));
+  row->set(opt, args);
+}
+
+options parse_or_end_process(int argc, char** argv) {
+  try {
+    return options::parse(argc, argv);
+  } catch (const early_end& end) {
+    end_process(end);
+  }
+}
+
+}  // namespace
+
+options::options() : n_workers(orvik::get_n_workers()) {}
+
+options::options(int argc, char** argv) : options(parse_or_end_process(argc, argv)) {}
+
+options options::parse(int argc, const char* const* argv) {
+  if (argc <= 1) throw early_end{0, usage_now()};
+  options opt;
+  arguments args({argv + 1, static_cast<std::size_t>(argc) - 1});
+  while (!args.done()) take_option(opt, args);
+  return opt;
+}
+
+void options::usage() { std::cout << usage_now(); }
+
+void options::msg(bool, const std::string& option) { end_process(argument_expected(option)); }
+
+}  // namespace orvcmd

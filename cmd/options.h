@@ -1,0 +1,98 @@
+/// The record of all run settings and its parser, the only reader of the command line.
+/// The record is filled once, before anything else, and read-only afterwards.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "orvik/enums.h"
+
+namespace orvcmd {
+
+/// Names of the pruning strategies with an own algorithm: strategy s is k_pruning_names[s - 2].
+inline constexpr std::array<std::string_view, 12> k_pruning_names{
+    "EBP", "EBPG", "EBPA", "PEP", "PEPG", "PEPA", "REP", "REPG", "REPA", "MEP", "MEPG", "MEPA"};
+
+/// All settings of one run. File names are empty when not given; the choices kept as integers are
+/// the enumerations of orvik/enums.h.
+class options {
+ public:
+  /// Every member at its default; n_workers takes the library's current number of workers.
+  options();
+
+  /// Parses a command line (argv[0] is the program). An error in it, "--help" or no argument at all
+  /// prints its text on standard output and ends the process.
+  /// Throws std::out_of_range for an empty separator.
+  options(int argc, char** argv);
+
+  /// As the constructor, but throws the end of the process as an early_end. The words of `argv`
+  /// must outlive the record: as2018_arg points to one.
+  static options parse(int argc, const char* const* argv);
+
+  /// Prints the usage text on standard output.
+  static void usage();
+
+  /// Prints that `option` lacks an argument and ends the process with status 255, always.
+  [[noreturn]] static void msg(bool, const std::string& option);
+
+  std::string metadata_file;
+  std::string data_file;
+  std::string test_file;
+  std::string score_data_file;
+  std::string score_output_file;
+  char separator = ',';
+  std::string binary_data_input;
+  std::string tree_binary_input;
+  std::string binary_data_output;
+  std::string tree_binary_output;
+  std::string text_file;
+  std::string xml_file;
+  std::string dot_file;
+  std::string log_file;  ///< appended to; given, it wins over log_stdout
+  bool text_stdout = false;
+  bool log_stdout = true;
+  bool xml_stdout = false;
+  bool dot_stdout = false;
+  std::int32_t ordinal_errors = 0;  ///< 1: report the ordinal error measures too
+  std::int32_t split_type = orvik::model::GAIN_RATIO;
+  double confidence_level = 0.25;     ///< in (0,1]
+  double min_weighted_objects = 2.0;  ///< above 0
+  std::int64_t max_depth = -1;        ///< -1: no limit
+  std::int64_t reserved_limit = 0;    ///< of the second experiment mode, which resets it
+  double holdout_random = 0;          ///< this and the three below: training part, 0 = no hold-out
+  double holdout_first = 0;
+  double holdout_stratified_random = 0;
+  double holdout_stratified_deterministic = 0;
+  std::int64_t cv_folds = 0;  ///< 0: no cross-validation
+  std::int64_t cv_repetitions = 1;
+  bool rescale = true;  ///< rescale the case weights after loading
+  bool forest = false;  ///< never together with bagging
+  bool bagging = false;
+  std::int64_t n_trees = 1;
+  std::int32_t pruning = orvik::model::EBP;
+  std::uint64_t n_workers;  ///< 0 is replaced by the library's number
+  std::string trace_file;
+  std::uint64_t trace_max_workers = 0;  ///< 0: no scalability trace asked for
+  std::uint64_t trace_min_workers = 0;  ///< 0: no scalability trace asked for
+  bool sdm2012 = false;
+  std::int32_t exp_id = 0;
+  std::int32_t feature_selection = orvik::model::NO_SELECTION;
+  double as_delta = 1.0;  ///< -1 or at least 0
+  bool as2018 = false;
+  const char* as2018_arg = nullptr;  ///< borrowed from the command line
+  double as2018_x = 0;
+  double as2018_y = 0;
+  std::optional<unsigned long> seed;  ///< not set: every run draws its own random numbers
+};
+
+/// @return the usage text, last newline included, under the library's `banner`; `n_workers` is
+/// the default shown for -tt.
+std::string usage_text(std::string_view banner, unsigned long n_workers);
+
+/// Throws std::runtime_error, naming the option, if `opt` asks for what this version cannot do.
+void refuse_unavailable(const options& opt);
+
+}  // namespace orvcmd

@@ -1,0 +1,71 @@
+/// The output streams of one run: log, text, trace, XML and DOT, each on standard output, in a
+/// file or absent. Files are checked as a whole before the first is opened, so that a refused
+/// command line leaves every file as it was.
+#pragma once
+
+#include <fstream>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+
+#include "options.h"
+
+namespace orvcmd {
+
+/// Throws std::runtime_error, naming the file, if an output of `opt` cannot be created or written,
+/// or is the same file as an input, as another output or as a standard output in use. Files are
+/// compared by what they lead to, so links and ./ do not hide them; devices and pipes may be
+/// shared. Neither creates nor changes any file.
+void check_files(const options& opt);
+
+/// One output: at most one of standard output and an own file.
+class output {
+ public:
+  /// Standard output if `on_stdout`, unless there is a `file`, which is opened with `mode`.
+  /// Throws std::runtime_error if that fails.
+  output(bool on_stdout, const std::string& file, std::ios_base::openmode mode);
+
+  /// @return the stream to write to, null when absent; lives as long as this object.
+  std::ostream* stream() { return stream_; }
+
+  /// Closes an own file, flushes standard output; throws std::runtime_error, naming the output,
+  /// if anything written so far was lost.
+  void close();
+
+ private:
+  std::string name_;
+  std::ofstream file_;
+  std::ostream* stream_ = nullptr;  // null, &file_ or standard output
+};
+
+/// All outputs of a run. Log lines begin with their newline; so the log is ended by a newline of
+/// its own, also when an error ends the run.
+class outputs {
+ public:
+  /// Checks the files of `opt`, then opens them. Throws as check_files() and output do.
+  explicit outputs(const options& opt);
+  outputs(const outputs&) = delete;
+  outputs& operator=(const outputs&) = delete;
+  ~outputs();
+
+  std::ostream* log() { return log_.stream(); }
+  std::ostream* text() { return text_.stream(); }
+  std::ostream* trace() { return trace_.stream(); }
+  std::ostream* xml() { return xml_.stream(); }
+  std::ostream* dot() { return dot_.stream(); }
+
+  /// Starts the log, if any, with `banner`.
+  void begin_log(std::string_view banner);
+
+  /// Ends the line of a log that has begun; a second call does nothing.
+  void end_log();
+
+  /// Closes every stream; throws std::runtime_error for the first whose content was not written.
+  void close();
+
+ private:
+  output log_, text_, trace_, xml_, dot_;
+  bool in_log_ = false;  // the log is in the middle of a line
+};
+
+}  // namespace orvcmd
