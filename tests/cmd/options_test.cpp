@@ -1,0 +1,284 @@
+#include "options.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+#include <vector>
+
+#include "errors.h"
+#include "orvik/orvik.h"
+
+namespace orvcmd {
+namespace {
+
+using words = std::vector<const char*>;
+
+options parse(words line) {
+  line.insert(line.begin(), "orvcmd");
+  return options::parse(static_cast<int>(line.size()), line.data());
+}
+
+early_end end_of(const words& line) {
+  try {
+    parse(line);
+  } catch (const early_end& end) {
+    return end;
+  }
+  return {-1, "accepted"};
+}
+
+constexpr long k_long_max = std::numeric_limits<long>::max();
+
+struct accepted_line {
+  words line;
+  bool (*holds)(const options&);
+};
+
+TEST(command_line, fills_the_record) {
+  const accepted_line rows[] = {
+      {{"-f", "data"},
+       [](auto& o) { return o.metadata_file == "data.names" && o.data_file == "data.data"; }},
+      {{"-f", "data", "-fd", "other"},
+       [](auto& o) { return o.metadata_file == "data.names" && o.data_file == "other"; }},
+      {{"-fm", "m", "-ft", "t", "-fs", "s"},
+       [](auto& o) {
+         return o.metadata_file == "m" && o.test_file == "t" && o.score_data_file == "s";
+       }},
+      {{"-bd", "a", "-bt", "b", "-db", "c", "-tb", "d"},
+       [](auto& o) {
+         return o.binary_data_input == "a" && o.tree_binary_input == "b" &&
+                o.binary_data_output == "c" && o.tree_binary_output == "d";
+       }},
+      {{"-l", "l", "-t", "t", "-x", "x", "-d", "d", "-s", "s"},
+       [](auto& o) {
+         return o.log_file == "l" && o.text_file == "t" && o.xml_file == "x" && o.dot_file == "d" &&
+                o.score_output_file == "s";
+       }},
+      {{"-t", "-nl"}, [](auto& o) { return o.text_file == "-nl" && o.log_stdout; }},
+      {{"-sep", ";x"}, [](auto& o) { return o.separator == ';'; }},
+      {{"-c", "1"}, [](auto& o) { return o.confidence_level == 1; }},
+      {{"-m", "0.5kg"}, [](auto& o) { return o.min_weighted_objects == 0.5; }},
+      {{"-depth", "abc"}, [](auto& o) { return o.max_depth == 0; }},
+      {{"-depth", "99999999999999999999"}, [](auto& o) { return o.max_depth == k_long_max; }},
+      {{"-gain"}, [](auto& o) { return o.split_type == 0; }},
+      {{"-gain", "-grpure"}, [](auto& o) { return o.split_type == 1; }},
+      {{"-norescale", "-oerr"}, [](auto& o) { return !o.rescale && o.ordinal_errors == 1; }},
+      {{"-cv", "3", "10"}, [](auto& o) { return o.cv_repetitions == 3 && o.cv_folds == 10; }},
+      {{"-ba", "5"}, [](auto& o) { return o.bagging && !o.forest && o.n_trees == 5; }},
+      {{"-ba", "5", "-fo", "3"}, [](auto& o) { return o.forest && !o.bagging && o.n_trees == 3; }},
+      {{"-h", "99.9"}, [](auto& o) { return std::abs(o.holdout_random - 0.999) < 1e-15; }},
+      {{"-hf", "50", "-hd", "25", "-hs", "75"},
+       [](auto& o) {
+         return o.holdout_random == 0 && o.holdout_first == 0.5 &&
+                o.holdout_stratified_deterministic == 0.25 && o.holdout_stratified_random == 0.75;
+       }},
+      {{"-as", "-1"}, [](auto& o) { return o.feature_selection == 1 && o.as_delta == -1; }},
+      {{"-as", "0", "-sfs"}, [](auto& o) { return o.feature_selection == 3 && o.as_delta == 0; }},
+      {{"-dtsbe"}, [](auto& o) { return o.feature_selection == 4; }},
+      {{"-sbe"}, [](auto& o) { return o.feature_selection == 5; }},
+      {{"-nl", "-tstd", "-xstd", "-dstd"},
+       [](auto& o) { return !o.log_stdout && o.text_stdout && o.xml_stdout && o.dot_stdout; }},
+      {{"-nl", "-lstd"}, [](auto& o) { return o.log_stdout; }},
+      {{"-tt", "3"}, [](auto& o) { return o.n_workers == 3; }},
+      {{"-tt", "3", "-tt", "0"}, [](auto& o) { return o.n_workers == orvik::get_n_workers(); }},
+      {{"-tt", "3", "-tti", "0", "0", "trace"},
+       [](auto& o) {
+         return o.trace_min_workers == 1 && o.trace_max_workers == orvik::get_n_workers() &&
+                o.trace_file == "trace" && o.n_workers == 1;
+       }},
+      {{"-tti", "2", "64", "trace"},
+       [](auto& o) { return o.trace_min_workers == 2 && o.trace_max_workers == 64; }},
+      {{"-sdm2012", "7"}, [](auto& o) { return o.sdm2012 && o.exp_id == 7; }},
+      {{"-sdm2012", "4294967298"},
+       [](auto& o) { return o.exp_id == std::numeric_limits<std::int32_t>::max(); }},
+      {{"-as2018", "1:2", "0.5", "4", "9"},
+       [](auto& o) {
+         return o.as2018 && std::string_view(o.as2018_arg) == "1:2" && o.as2018_x == 0.5 &&
+                o.as2018_y == 4 && o.exp_id == 9;
+       }},
+      {{"-seed", "18446744073709551615"},
+       [](auto& o) { return o.seed == std::numeric_limits<unsigned long>::max(); }},
+      {{"-seed", "0"}, [](auto& o) { return o.seed.has_value() && *o.seed == 0; }},
+  };
+  for (const accepted_line& row : rows) {
+    SCOPED_TRACE(testing::PrintToString(row.line));
+    ASSERT_NO_THROW(EXPECT_TRUE(row.holds(parse(row.line))));
+  }
+}
+
+TEST(command_line, leaves_the_defaults_of_options_not_given) {
+  const options opt = parse({"-oerr"});
+  EXPECT_EQ(opt.separator, ',');
+  EXPECT_TRUE(opt.log_stdout && opt.rescale);
+  EXPECT_FALSE(opt.text_stdout || opt.xml_stdout || opt.dot_stdout);
+  EXPECT_EQ(opt.split_type, 2);
+  EXPECT_EQ(opt.pruning, 2);
+  EXPECT_EQ(opt.confidence_level, 0.25);
+  EXPECT_EQ(opt.min_weighted_objects, 2);
+  EXPECT_EQ(opt.max_depth, -1);
+  EXPECT_EQ(opt.cv_folds, 0);
+  EXPECT_EQ(opt.n_trees, 1);
+  EXPECT_EQ(opt.as_delta, 1);
+  EXPECT_EQ(opt.n_workers, orvik::get_n_workers());
+  EXPECT_FALSE(opt.seed);
+  EXPECT_EQ(opt.metadata_file + opt.data_file + opt.log_file + opt.text_file, "");
+}
+
+TEST(command_line, numbers_the_pruning_strategies_in_order) {
+  const char* in_order[] = {"-npp",  "-np",  "-ebp",  "-ebpg", "-ebpa", "-pep",  "-pepg",
+                            "-pepa", "-rep", "-repg", "-repa", "-mep",  "-mepg", "-mepa"};
+  std::int32_t value = 0;
+  for (const char* option : in_order) EXPECT_EQ(parse({option}).pruning, value++) << option;
+}
+
+struct refused_line {
+  words line;
+  const char* message;
+};
+
+TEST(command_line, refuses_values_out_of_range) {
+  const char* confidence = "Confidence level must be in (0,1]";
+  const char* holdout = "Holdout must be in (0,100)";
+  const char* delta = "<delta> must >= 0";
+  const char* trees = "No trees must be at least 1";
+  const char* seed = "in -seed, <n> must be a whole number from 0 to 18446744073709551615";
+  const refused_line rows[] = {
+      {{"-c", "0"}, confidence},
+      {{"-c", "1.01"}, confidence},
+      {{"-c", "nan"}, confidence},
+      {{"-m", "0"}, "MinWeightedObjects must be > 0"},
+      {{"-m", "nan"}, "MinWeightedObjects must be > 0"},
+      {{"-depth", "-1"}, "MaxDepth must be >= 0"},
+      {{"-cv", "0", "5"}, "Cross validation <r> must be > 0"},
+      {{"-cv", "0"}, "Cross validation <r> must be > 0"},
+      {{"-cv", "1"}, "-cv: argument expected"},
+      {{"-cv", "1", "0"}, "Cross validation <n> must be > 0"},
+      {{"-ba", "0"}, trees},
+      {{"-fo", "x"}, trees},
+      {{"-h", "0"}, holdout},
+      {{"-h", "100"}, holdout},
+      {{"-hf", "-3"}, holdout},
+      {{"-hd", "nan"}, holdout},
+      {{"-hs", "inf"}, holdout},
+      {{"-as", "-0.5"}, delta},
+      {{"-as", "nan"}, delta},
+      {{"-tt", "-1"}, "in -tt, <n> must be in >= 0"},
+      {{"-seed", "-1"}, seed},
+      {{"-seed", "1.5"}, seed},
+      {{"-seed", ""}, seed},
+      {{"-seed", "18446744073709551616"}, seed},
+  };
+  for (const refused_line& row : rows) {
+    const early_end end = end_of(row.line);
+    EXPECT_EQ(end.text, std::string(row.message) + '\n') << testing::PrintToString(row.line);
+    EXPECT_EQ(end.status, 255);
+  }
+}
+
+TEST(command_line, names_the_option_whose_argument_is_missing) {
+  const words options_with_one[] = {{"-f"},
+                                    {"-fm"},
+                                    {"-fd"},
+                                    {"-ft"},
+                                    {"-fs"},
+                                    {"-bd"},
+                                    {"-sep"},
+                                    {"-bt"},
+                                    {"-c"},
+                                    {"-m"},
+                                    {"-cv"},
+                                    {"-ba"},
+                                    {"-fo"},
+                                    {"-h"},
+                                    {"-hf"},
+                                    {"-hd"},
+                                    {"-hs"},
+                                    {"-as"},
+                                    {"-db"},
+                                    {"-tb"},
+                                    {"-l"},
+                                    {"-x"},
+                                    {"-d"},
+                                    {"-s"},
+                                    {"-tt"},
+                                    {"-tti"},
+                                    {"-sdm2012"},
+                                    {"-as2018"},
+                                    {"-seed"},
+                                    {"-depth"},
+                                    {"-as2018", "a", "1", "2"},
+                                    {"-tti", "1", "2"},
+                                    {"-tti", "-1"}};
+  for (const words& line : options_with_one) {
+    const early_end end = end_of(line);
+    EXPECT_EQ(end.text, std::string(line[0]) + ": argument expected\n");
+    EXPECT_EQ(end.status, 255);
+  }
+  EXPECT_EQ(end_of({"-gain", "-t"}).text, "-r: argument expected\n");
+}
+
+TEST(command_line, refuses_unknown_words_on_one_line) {
+  for (const char* word : {"-q", "", "-F", "data", "--helpme"}) {
+    EXPECT_EQ(end_of({"-gain", word}).text, "Unknown option: " + std::string(word) + '\n');
+  }
+  EXPECT_EQ(end_of({"-a\nb\x1b"}).text, "Unknown option: -a?b?\n");
+  EXPECT_EQ(end_of({"-q"}).status, 255);
+}
+
+TEST(command_line, ends_silently_for_negative_trace_workers) {
+  for (const words& line : {words{"-tti", "-1", "2", "f"}, words{"-tti", "1", "-2", "f"}}) {
+    EXPECT_EQ(end_of(line).text, "");
+    EXPECT_EQ(end_of(line).status, 255);
+  }
+}
+
+TEST(command_line, lets_an_empty_separator_be_out_of_range) {
+  EXPECT_THROW(parse({"-sep", ""}), std::out_of_range);
+}
+
+TEST(command_line, asking_for_help_wins_over_what_follows_only) {
+  EXPECT_EQ(end_of({}).status, 0);
+  EXPECT_EQ(end_of({"--help", "-q"}).status, 0);
+  EXPECT_EQ(end_of({"--help", "-q"}).text, end_of({}).text);
+  EXPECT_EQ(end_of({"-m", "0", "--help"}).status, 255);
+}
+
+TEST(availability, is_decided_by_the_options_in_force) {
+  EXPECT_NO_THROW(refuse_unavailable(parse({"-f", "d", "-hs", "70", "-t", "t", "-seed", "1"})));
+  EXPECT_NO_THROW(refuse_unavailable(parse({"-mepa", "-np"})));
+}
+
+// A row that goes away as its feature arrives.
+TEST(availability, names_the_option_that_cannot_be_used) {
+  const words rows[] = {{"-ft", "x"},      {"-fs", "x"},
+                        {"-bd", "x"},      {"-bt", "x"},
+                        {"-cv", "1", "5"}, {"-ba", "2"},
+                        {"-fo", "2"},      {"-ebpg"},
+                        {"-ebpa"},         {"-pep"},
+                        {"-pepg"},         {"-pepa"},
+                        {"-rep"},          {"-repg"},
+                        {"-repa"},         {"-mep"},
+                        {"-mepg"},         {"-mepa"},
+                        {"-sfs"},          {"-sbe"},
+                        {"-dtsbe"},        {"-as", "1"},
+                        {"-db", "x"},      {"-tb", "x"},
+                        {"-x", "x"},       {"-d", "x"},
+                        {"-s", "x"},       {"-xstd"},
+                        {"-dstd"},         {"-tti", "1", "2", "x"},
+                        {"-sdm2012", "1"}, {"-as2018", "a", "1", "2", "3"}};
+  for (const words& line : rows) {
+    try {
+      refuse_unavailable(parse(line));
+      ADD_FAILURE() << line[0] << " was accepted";
+    } catch (const std::runtime_error& error) {
+      EXPECT_EQ(error.what(),
+                "Option " + std::string(line[0]) + " is not available in this version");
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orvcmd

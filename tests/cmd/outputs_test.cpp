@@ -1,0 +1,186 @@
+#include "outputs.h"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <stdexcept>
+
+#include "scratch_folder.h"
+
+namespace orvcmd {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A folder with the file "a", its hard link "hard" and symbolic links: "soft" to a, "waiting" to
+/// a file "new" that does not exist, "sub/up" to the folder itself and "loop" to itself.
+class output_files : public scratch_folder {
+ protected:
+  output_files() {
+    write("a", "content");
+    fs::create_hard_link("a", "hard");
+    fs::create_symlink("a", "soft");
+    fs::create_symlink("new", "waiting");
+    fs::create_directory("sub");
+    fs::create_directory_symlink("..", "sub/up");
+    fs::create_symlink("loop", "loop");
+  }
+
+  /// @return the message with which the outputs of `opt` are refused, "" if they are not; refused
+  /// or not, the check must leave the folder alone.
+  std::string refusal(const options& opt) {
+    std::string message;
+    try {
+      check_files(opt);
+    } catch (const std::runtime_error& error) {
+      message = error.what();
+    }
+    EXPECT_EQ(read("a"), "content");
+    EXPECT_FALSE(fs::exists("new"));
+    return message;
+  }
+};
+
+struct pair_of_names {
+  const char* output;
+  const char* other;
+  bool same;
+};
+
+TEST_F(output_files, must_differ_from_inputs_and_each_other_under_any_name) {
+  const pair_of_names rows[] = {{"a", "a", true},
+                                {"./a", "a", true},
+                                {"sub/../a", "a", true},
+                                {"sub/up/a", "a", true},
+                                {"hard", "a", true},
+                                {"soft", "hard", true},
+                                {"new", "./new", true},
+                                {"new", "waiting", true},
+                                {"sub/up/new", "new", true},
+                                {"waiting", "sub/up/waiting", true},
+                                {"new", "a", false},
+                                {"new", "sub/new", false},
+                                {"/dev/null", "/dev/null", false}};
+  for (const pair_of_names& row : rows) {
+    SCOPED_TRACE(std::string(row.output) + " and " + row.other);
+    options with_input;
+    with_input.data_file = row.other;
+    with_input.text_file = row.output;
+    const std::string subject = "Cannot open/create " + std::string(row.output);
+    const std::string other(row.other);
+    EXPECT_EQ(refusal(with_input),
+              row.same ? subject + ": it is the same file as the training data file " + other : "");
+    options with_output;
+    with_output.text_file = row.other;
+    with_output.tree_binary_output = row.output;
+    EXPECT_EQ(refusal(with_output),
+              row.same ? subject + ": it is the same file as the text output file " + other : "");
+  }
+}
+
+TEST_F(output_files, are_all_compared) {
+  const auto inputs = {&options::metadata_file,     &options::data_file,
+                       &options::test_file,         &options::score_data_file,
+                       &options::binary_data_input, &options::tree_binary_input};
+  const auto file_outputs = {&options::log_file,           &options::text_file,
+                             &options::trace_file,         &options::xml_file,
+                             &options::dot_file,           &options::binary_data_output,
+                             &options::tree_binary_output, &options::score_output_file};
+  for (const auto output : file_outputs) {
+    for (const auto& others : {inputs, file_outputs}) {
+      for (const auto other : others) {
+        if (other == output) continue;
+        options opt;
+        opt.*output = "./new";
+        opt.*other = "new";
+        EXPECT_NE(refusal(opt), "");
+      }
+    }
+  }
+}
+
+TEST_F(output_files, are_refused_where_no_file_can_be) {
+  const auto file_outputs = {&options::log_file, &options::text_file, &options::score_output_file};
+  const std::string long_name(300, 'x');
+  for (const std::string& name : {std::string("sub"), std::string("missing/t"), std::string("a/t"),
+                                  std::string("t/"), std::string("loop"), long_name}) {
+    for (const auto output : file_outputs) {
+      options opt;
+      opt.text_file = "new";
+      opt.*output = name;
+      EXPECT_EQ(refusal(opt), "Cannot open/create " + name);
+    }
+  }
+}
+
+TEST_F(output_files, are_all_checked_before_one_is_opened) {
+  options opt;
+  opt.log_file = "new";
+  opt.text_file = "a";
+  opt.tree_binary_output = "missing/t";
+  EXPECT_THROW(outputs out(opt), std::runtime_error);
+  EXPECT_EQ(read("a"), "content");
+  EXPECT_FALSE(fs::exists("new"));
+}
+
+TEST_F(output_files, truncate_reports_and_append_to_the_log) {
+  write("log", "before\n");
+  options opt;
+  opt.log_stdout = false;  // the file wins
+  opt.log_file = "log";
+  opt.text_file = "a";
+  opt.tree_binary_output = "new";
+  outputs out(opt);
+  out.begin_log("banner");
+  *out.log() << "\nline";
+  *out.text() << "t";
+  out.end_log();
+  out.end_log();
+  out.close();
+  EXPECT_EQ(read("log"), "before\nbanner\nline\n");
+  EXPECT_EQ(read("a"), "t");
+  EXPECT_FALSE(fs::exists("new"));
+}
+
+TEST_F(output_files, log_line_is_ended_when_an_error_ends_the_run) {
+  options opt;
+  opt.log_file = "log";
+  EXPECT_THROW(
+      {
+        outputs out(opt);
+        out.begin_log("banner");
+        throw std::runtime_error("later");
+      },
+      std::runtime_error);
+  EXPECT_EQ(read("log"), "banner\n");
+}
+
+TEST_F(output_files, may_be_absent_or_on_standard_output) {
+  options opt;
+  opt.log_stdout = false;
+  opt.xml_stdout = true;
+  outputs out(opt);
+  out.begin_log("nowhere");
+  EXPECT_EQ(out.log(), nullptr);
+  EXPECT_EQ(out.text(), nullptr);
+  EXPECT_EQ(out.trace(), nullptr);
+  EXPECT_EQ(out.dot(), nullptr);
+  EXPECT_EQ(out.xml(), &std::cout);
+  EXPECT_NO_THROW(out.close());
+}
+
+TEST_F(output_files, that_lost_content_are_named_when_closed) {
+  options opt;
+  opt.dot_file = "/dev/full";
+  outputs out(opt);
+  *out.dot() << "digraph";
+  try {
+    out.close();
+    ADD_FAILURE() << "a full disk went unnoticed";
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(), "Cannot write to /dev/full");
+  }
+}
+
+}  // namespace
+}  // namespace orvcmd

@@ -1,0 +1,87 @@
+// The program's ends before any work starts, seen from outside.
+
+#include "program.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "options.h"
+#include "orvik/orvik.h"
+#include "scratch_folder.h"
+
+namespace {
+
+TEST(program, shows_the_usage_text_and_succeeds) {
+  const std::string usage = orvcmd::usage_text(orvik::get_copyright(), orvik::get_n_workers());
+  for (const char* line : {"", "--help", "-gain --help -q"}) {
+    const program_result result = run_program(line);
+    EXPECT_EQ(result.out, usage) << line;
+    EXPECT_EQ(result.status, 0) << line;
+  }
+}
+
+TEST(program, shows_one_line_and_fails_for_a_bad_command_line) {
+  const struct {
+    const char* line;
+    const char* out;
+  } rows[] = {{"-q", "Unknown option: -q\n"},
+              {"-t", "-r: argument expected\n"},
+              {"-h 100 -q", "Holdout must be in (0,100)\n"},
+              {"-tti -1 1 x", ""},
+              {"-t missing/folder", "Cannot open/create missing/folder\n"}};
+  for (const auto& row : rows) {
+    const program_result result = run_program(row.line);
+    EXPECT_EQ(result.out, row.out) << row.line;
+    EXPECT_EQ(result.status, 255) << row.line;
+  }
+  const program_result separator = run_program("-sep ''");
+  EXPECT_EQ(separator.out.find('\n'), separator.out.size() - 1) << separator.out;
+  EXPECT_EQ(separator.status, 255);
+}
+
+TEST(program, fails_when_an_output_does) {
+  for (const char* line :
+       {"--help >/dev/full", "--help >&-", "-q >&-", "-q >&- 2>&-", "-l /dev/full"}) {
+    EXPECT_EQ(run_program(std::string(line) + " 2>/dev/null").status, 255) << line;
+  }
+}
+
+TEST(program, survives_a_pipe_closed_by_its_reader) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  close(ends[0]);
+  ASSERT_EQ(dup2(ends[1], 9), 9);
+  close(ends[1]);
+  EXPECT_EQ(run_program("--help >&9 2>/dev/null").status, 255);
+  close(9);
+}
+
+class program_files : public scratch_folder {};
+
+// A closed standard output must not lend its number to the log, which would receive the message.
+TEST_F(program_files, receive_nothing_meant_for_a_closed_standard_output) {
+  EXPECT_EQ(run_program("-l log >&- 2>/dev/null").status, 255);
+  EXPECT_NE(read("log"), "");
+  EXPECT_EQ(read("log").find("No metadata provided."), std::string::npos);
+}
+
+TEST_F(program_files, are_left_alone_by_a_refused_run) {
+  write("d.data", "1,2\n");
+  write("t", "kept");
+  for (const char* line : {"-f d -t d.data", "-f d -t t -x ./t", "-f d -t t -l missing/l",
+                           "-f d -t t -l new -h nan"}) {
+    EXPECT_EQ(run_program(line).status, 255) << line;
+    EXPECT_EQ(read("d.data") + read("t"), "1,2\nkept") << line;
+    EXPECT_FALSE(std::filesystem::exists("new")) << line;
+  }
+}
+
+TEST_F(program_files, shared_with_standard_output_are_refused) {
+  const program_result result = run_program("-f d -t out >out");
+  EXPECT_EQ(result.status, 255);
+  EXPECT_EQ(read("out"), "Cannot open/create out: it is the same file as the standard output\n");
+}
+
+}  // namespace
