@@ -1,0 +1,241 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "zel/adt/stratify_quotas.h"
+#include "zel/adt/w_vector.h"
+#include "zel/util/seed.h"
+
+namespace zel::adt {
+namespace {
+
+using list = w_vector<unsigned long, double>;
+
+// Rows 0 .. n - 1, each with its number as weight.
+list rows(unsigned long n) {
+  list result;
+  for (unsigned long i = 0; i < n; ++i) result.emplace_back(i, static_cast<double>(i));
+  return result;
+}
+
+std::vector<unsigned long> rows_of(const list& cases) {
+  std::vector<unsigned long> result;
+  for (const auto& [row, weight] : cases) {
+    EXPECT_TRUE(weight == 1.0 || weight == static_cast<double>(row));  // travels with its row
+    result.push_back(row);
+  }
+  return result;
+}
+
+std::vector<unsigned long> sorted(std::vector<unsigned long> values) {
+  std::sort(values.begin(), values.end());
+  return values;
+}
+
+using positions = std::vector<unsigned long>;
+
+TEST(w_vector, selects_a_clipped_range_or_all_the_others) {
+  struct row {
+    unsigned long start, count;
+    bool complement;
+    positions result;
+  };
+  constexpr unsigned long k_many = ~0UL;
+  const row table[] = {
+      {3, 10, false, {3, 4}},
+      {1, 2, false, {1, 2}},
+      {5, 1, false, {}},
+      {9, 1, false, {}},
+      {2, k_many, false, {2, 3, 4}},
+      {0, 0, true, {0, 1, 2, 3, 4}},
+      {1, 2, true, {0, 3, 4}},
+      {3, 10, true, {0, 1, 2}},
+      {0, 5, true, {}},
+      {9, 1, true, {0, 1, 2, 3, 4}},
+      {2, k_many, true, {0, 1}},
+  };
+  const list five = rows(5);
+  for (const row& r : table) {
+    const std::unique_ptr<list> part(five.select(r.start, r.count, r.complement));
+    EXPECT_EQ(rows_of(*part), r.result) << r.start << " " << r.count << " " << r.complement;
+  }
+}
+
+TEST(w_vector, clones_are_independent) {
+  list three = rows(3);
+  const std::unique_ptr<list> copy(three.clone());
+  three.clear();
+  EXPECT_EQ(rows_of(*copy), (positions{0, 1, 2}));
+}
+
+TEST(w_vector, shuffles_to_a_permutation) {
+  list cases = rows(100);
+  cases.randomize();
+  EXPECT_NE(rows_of(cases), rows_of(rows(100)));
+  EXPECT_EQ(sorted(rows_of(cases)), rows_of(rows(100)));
+  list none;
+  none.randomize();
+  EXPECT_TRUE(none.empty());
+}
+
+TEST(w_vector, samples_distinct_rows_in_ascending_order) {
+  list all;
+  all.push_back_random(10, 0, 4, 1.0);
+  EXPECT_EQ(rows_of(all), (positions{0, 1, 2, 3}));
+
+  util::set_seed(3);
+  std::map<unsigned long, int> drawn;
+  for (int round = 0; round < 200; ++round) {
+    list cases;
+    cases.push_back_random(5, 100, 20, 1.0);
+    const positions sample = rows_of(cases);
+    ASSERT_EQ(sample.size(), 5);
+    EXPECT_TRUE(std::is_sorted(sample.begin(), sample.end(), std::less_equal<>()));
+    for (const unsigned long row : sample) ++drawn[row];
+  }
+  util::clear_seed();
+  EXPECT_EQ(drawn.begin()->first, 100);
+  EXPECT_EQ(drawn.rbegin()->first, 119);
+  for (const auto& [row, n] : drawn) EXPECT_NEAR(n, 50, 35) << row;  // deviation 6.1
+  list none;
+  none.push_back_random(5, 0, 0, 1.0);
+  EXPECT_TRUE(none.empty());
+}
+
+TEST(w_vector, draws_with_replacement_from_the_first_elements) {
+  list source = rows(50);
+  list cases;
+  cases.push_back_random_repeated(10, &source);
+  ASSERT_EQ(cases.size(), 10);
+  for (const unsigned long row : rows_of(cases)) EXPECT_LT(row, 10);
+
+  cases.clear();
+  cases.push_back_random_repeated(1000, &source);
+  positions drawn = sorted(rows_of(cases));
+  EXPECT_EQ(drawn.size(), 50);
+  EXPECT_NE(std::unique(drawn.begin(), drawn.end()), drawn.end());
+
+  list none;
+  none.push_back_random_repeated(10, &none);
+  EXPECT_TRUE(none.empty());
+}
+
+TEST(w_vector, repeats_its_draws_under_a_run_seed) {
+  const auto draws = [](unsigned long seed) {
+    util::set_seed(seed);
+    list cases = rows(50);
+    cases.randomize();
+    cases.push_back_random(20, 0, 50, 1.0);
+    const list source = rows(50);
+    cases.push_back_random_repeated(20, &source);
+    cases.stratify_frac(
+        0.4, [](unsigned long row) { return row % 3; }, 3, true);
+    util::clear_seed();
+    return rows_of(cases);
+  };
+  EXPECT_EQ(draws(1), draws(1));
+  EXPECT_NE(draws(1), draws(2));
+}
+
+TEST(stratify_quotas, give_the_rest_to_the_smallest_quotas_lower_codes_first) {
+  struct row {
+    positions count;
+    double frac;
+    unsigned long sample;
+    positions quota;
+  };
+  const row table[] = {
+      {{3, 3}, 0.5, 3, {2, 1}},
+      {{5, 3, 1}, 0.5, 4, {2, 1, 1}},
+      {{7, 3, 3}, 0.5, 6, {3, 2, 1}},
+      {{0, 5, 0, 1}, 0.5, 3, {0, 2, 0, 1}},
+      {{10}, 0.7, 6, {6}},  // the double nearest to 0.7 lies below it
+      {{}, 0.5, 0, {}},
+  };
+  for (const row& r : table) {
+    unsigned long n = 0;
+    for (const unsigned long c : r.count) n += c;
+    EXPECT_EQ(fraction_of(n, r.frac), r.sample);
+    EXPECT_EQ(stratify_quotas(r.count, r.frac, r.sample), r.quota);
+  }
+}
+
+unsigned long uneven_class(unsigned long row) { return row % 7 == 0 ? 4 : row % 10 < 7 ? 0 : 2; }
+
+TEST(stratify_frac, takes_the_first_of_each_class_without_random) {
+  list cases = rows(6);  // classes 0 0 0 1 1 1, quotas 2 and 1
+  const auto class_of = [](unsigned long row) { return row / 3; };
+  EXPECT_EQ(cases.stratify_frac(0.5, class_of, 2, false), 3);
+  const positions order = rows_of(cases);
+  EXPECT_EQ(positions(order.begin(), order.begin() + 3), (positions{0, 1, 3}));
+  EXPECT_EQ(sorted(order), rows_of(rows(6)));
+}
+
+TEST(stratify_frac, fills_the_quotas_for_every_fraction_and_class_count) {
+  for (const unsigned long n : {0UL, 1UL, 10UL, 97UL}) {
+    positions count(5);
+    for (unsigned long row = 0; row < n; ++row) ++count[uneven_class(row)];
+    for (const double frac : {0.01, 0.25, 0.5, 0.7, 0.99}) {
+      for (const bool random : {false, true}) {
+        list cases = rows(n);
+        const unsigned long t = cases.stratify_frac(frac, uneven_class, random ? 5 : 0, random);
+        const positions order = rows_of(cases);
+        EXPECT_EQ(t, fraction_of(n, frac));
+        EXPECT_EQ(sorted(order), rows_of(rows(n)));
+        positions taken(5);
+        for (unsigned long i = 0; i < t; ++i) ++taken[uneven_class(order[i])];
+        EXPECT_EQ(taken, stratify_quotas(count, frac, t)) << n << " " << frac;
+      }
+    }
+  }
+}
+
+TEST(stratify_frac, draws_every_row_of_a_class_alike) {
+  util::set_seed(7);
+  std::vector<int> drawn(20);
+  for (int round = 0; round < 400; ++round) {
+    list cases = rows(20);
+    const unsigned long t = cases.stratify_frac(
+        0.25, [](unsigned long row) { return row % 2; }, 2, true);
+    for (unsigned long i = 0; i < t; ++i) ++drawn[cases[i].first];
+  }
+  util::clear_seed();
+  // 5 of 20: quotas 2 and 2 and one more for class 0, so 3 of 10 and 2 of 10.
+  for (unsigned long row = 0; row < 20; ++row) {
+    EXPECT_NEAR(drawn[row], row % 2 == 0 ? 120 : 80, 45) << row;  // deviation about 9
+  }
+}
+
+TEST(stratify_frac, keeps_or_shuffles_the_whole_list_at_the_ends) {
+  for (const double frac : {0.0, 1.0}) {
+    const unsigned long expected = frac == 0.0 ? 0 : 100;
+    list cases = rows(100);
+    EXPECT_EQ(cases.stratify_frac(frac, uneven_class, 5, false), expected);
+    EXPECT_EQ(rows_of(cases), rows_of(rows(100)));
+    EXPECT_EQ(cases.stratify_frac(frac, uneven_class, 5, true), expected);
+    EXPECT_NE(rows_of(cases), rows_of(rows(100)));
+  }
+}
+
+TEST(stratify_frac, throws_a_pointer_for_a_fraction_out_of_range) {
+  for (const double frac : {1.5, -0.1, std::numeric_limits<double>::quiet_NaN()}) {
+    list cases = rows(10);
+    std::string text;
+    try {
+      cases.stratify_frac(frac, uneven_class, 5, true);
+    } catch (std::runtime_error* thrown) {
+      const std::unique_ptr<std::runtime_error> error(thrown);
+      text = error->what();
+    }
+    EXPECT_EQ(text, "stratify_frac input must be in [0,1]");
+    EXPECT_EQ(rows_of(cases), rows_of(rows(10)));
+  }
+}
+
+}  // namespace
+}  // namespace zel::adt
