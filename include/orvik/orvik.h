@@ -1,0 +1,32 @@
+// The public library: tables, case subsets, models, confusion matrices.
+//
+// Every object is a handle that owns its implementation. Functions that return a pointer return a
+// new object, which the caller deletes (or holds in a std::unique_ptr). Errors are
+// std::runtime_error, unless said otherwise. A handle is used by one thread at a time; long
+// operations spread over get_n_workers() threads by themselves.
+#pragma once
+
+#include "orvik/conf_matrix.h"
+#include "orvik/dtree.h"
+#include "orvik/enums.h"
+#include "orvik/table.h"
+
+namespace orvik {
+
+/// "2.2.0"
+const char* get_version();
+/// 20200
+int get_build();
+/// The line that programs show at their start.
+const char* get_copyright();
+
+/// Number of threads that operations may use.
+unsigned long get_n_workers();
+/// Sets it; 0 restores the default, the number of hardware threads.
+void set_n_workers(unsigned long n);
+
+/// Makes all random draws from now on repeatable, for any number of workers. Without it every
+/// run draws differently.
+void set_seed(unsigned long seed);
+
+}  // namespace orvik

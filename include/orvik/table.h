@@ -1,0 +1,117 @@
+// Tables of coded values and subsets of their rows.
+#pragma once
+
+#include <memory>
+#include <ostream>
+#include <string>
+#include <utility>
+
+namespace zel::adt {
+template <class T, class W>
+class w_vector;
+}
+
+namespace orvik {
+
+namespace impls {
+class table;
+}
+
+class table {
+ public:
+  class subset;
+
+  /// An empty table: no columns, no rows.
+  explicit table(const std::string& name);
+  /// Takes an implementation, for the library's own use.
+  explicit table(std::unique_ptr<impls::table> impl);
+  ~table();
+  table(const table&) = delete;
+  table& operator=(const table&) = delete;
+
+  /// Reads the schema: a line a column with its name, the type of its values and its role,
+  /// separated by `sep`. A file named .gz is unpacked. `unknown` stands for a missing value.
+  void load_meta_data(const std::string& file, char sep, const std::string& unknown);
+  /// Reads the rows, a line each, on n threads; `log` may be null. Rows keep the file's order.
+  /// A bad row is an error that names row and column; the earliest is reported.
+  void load_data(const std::string& file, char sep, unsigned long n, std::ostream* log);
+
+  std::string get_name() const;
+  unsigned long get_no_columns() const;
+  /// Columns other than the class and the weights.
+  unsigned long get_no_predictive() const;
+  unsigned long get_no_rows() const;
+  /// The case weight of a row, 1.0 in a table without weights.
+  double get_weight(unsigned long row) const;
+  /// The class of a row as text.
+  std::string get_class(unsigned long row) const;
+  /// Seconds spent loading.
+  double get_elapsed() const;
+  /// Scales the case weights so that they sum to the number of rows.
+  void rescale_weights();
+
+  // Subsets, weighted by the table.
+  [[nodiscard]] subset* get_wsubset_all() const;
+  /// Rows 0 .. n - 1; n is at most get_no_rows().
+  [[nodiscard]] subset* get_wsubset_first_n(unsigned long n) const;
+  /// min(n, rows) different rows, ascending.
+  [[nodiscard]] subset* get_wsubset_random(unsigned long n) const;
+  /// The rows that `s` does not hold, ascending. Sorts `s` by row.
+  [[nodiscard]] subset* get_wsubset_difference(subset* s) const;
+
+  /// For the library's own use.
+  impls::table* get_impl() const { return impl_.get(); }
+
+ private:
+  std::unique_ptr<impls::table> impl_;
+};
+
+/// A list of cases: rows of one table, each with a weight. A row may occur more than once.
+class table::subset {
+ public:
+  using case_list = zel::adt::w_vector<unsigned long, double>;
+
+  subset();
+  /// Takes a case_list, for the library's own use.
+  explicit subset(void* cases);
+  ~subset();
+  subset(const subset&) = delete;
+  subset& operator=(const subset&) = delete;
+
+  unsigned long size() const;
+  /// Grows with cases of row 0 and weight 0, or shrinks.
+  void resize(unsigned long n);
+  void reserve(unsigned long n);
+  void push_back(unsigned long row, double weight);
+  /// Row and weight of case i < size().
+  std::pair<unsigned long, double> get(unsigned long i) const;
+  void set(unsigned long i, unsigned long row, double weight);
+
+  /// Fold i of k holds the positions from fold_begin(k, i) up to fold_end(k, i); k > 0.
+  unsigned long fold_begin(unsigned long k, unsigned long i) const;
+  unsigned long fold_end(unsigned long k, unsigned long i) const;
+
+  /// The `count` cases from position `start`, clipped at the end; all others if `complement`.
+  [[nodiscard]] subset* select(unsigned long start, unsigned long count, bool complement) const;
+  void randomize();
+  /// By ascending row.
+  void sort();
+
+  /// Orders the cases so that the first ones are a sample of share `frac`, stratified by the
+  /// class column of `t`. @return the size of the sample.
+  /// Throws a pointer to a std::runtime_error, which the catcher deletes, for a share outside
+  /// [0, 1].
+  unsigned long stratify_frac(double frac, table* t, bool random);
+  /// The same for a sample of n cases; throws the same way for more than there are.
+  unsigned long stratify(unsigned long n, table* t, bool random);
+  /// Orders the cases so that each of k folds is stratified; k > 0. @return size() / k.
+  unsigned long stratify_cross(unsigned long k, table* t, bool random);
+
+  /// For the library's own use.
+  case_list* get_impl() const { return cases_.get(); }
+
+ private:
+  std::unique_ptr<case_list> cases_;
+};
+
+}  // namespace orvik

@@ -1,0 +1,69 @@
+#include "orvik/dtree.h"
+
+#include "impls/model/dtree.h"
+
+namespace orvik {
+
+namespace {
+
+impls::table* impl_of(const table* t) { return t == nullptr ? nullptr : t->get_impl(); }
+
+impls::case_list* impl_of(const table::subset* s) { return s == nullptr ? nullptr : s->get_impl(); }
+
+}  // namespace
+
+dtree::dtree(const std::string& name) : impl_(std::make_unique<impls::dtree>(name)) {}
+dtree::dtree(std::unique_ptr<impls::dtree> impl) : impl_(std::move(impl)) {}
+dtree::~dtree() = default;
+
+dtree* dtree::clone(bool parameters_only) const { return new dtree(impl_->clone(parameters_only)); }
+
+void dtree::set_pruning_strategy(_PruningStrategy strategy) {
+  impl_->set_pruning_strategy(strategy);
+}
+void dtree::set_split_type(_SplitType type) { impl_->set_split_type(type); }
+void dtree::set_fs(_FeatureSelection method, double delta) { impl_->set_fs(method, delta); }
+void dtree::set_forest(bool forest, bool bagging, unsigned long n) {
+  impl_->set_forest(forest, bagging, n);
+}
+void dtree::set_min_obj(double m) { impl_->set_min_obj(m); }
+void dtree::set_max_depth(unsigned long depth) { impl_->set_max_depth(depth); }
+void dtree::set_conf_level(double level) { impl_->set_conf_level(level); }
+
+void dtree::build(table* t, table::subset* cases) {
+  const std::unique_ptr<table::subset> all(
+      t != nullptr && cases == nullptr ? t->get_wsubset_all() : nullptr);
+  impl_->build(impl_of(t), impl_of(all ? all.get() : cases));
+}
+
+void dtree::prune(table* t, table::subset* cases) { impl_->prune(impl_of(t), impl_of(cases)); }
+
+table* dtree::get_training_table() const {
+  const impls::table* t = impl_->get_training_table();
+  return t == nullptr ? nullptr : new table(t->clone(/*schema_only=*/false));
+}
+
+conf_matrix* dtree::get_training_cm() const {
+  const impls::conf_matrix* cm = impl_->get_training_cm();
+  return cm == nullptr ? nullptr
+                       : new conf_matrix(std::unique_ptr<impls::conf_matrix>(cm->clone()));
+}
+
+void dtree::set_training_cm(table* t, table::subset* cases) {
+  impl_->set_training_cm(impl_of(t), impl_of(cases));
+}
+
+conf_matrix* dtree::test(table* t, table::subset* cases, double* average_depth) const {
+  return new conf_matrix(impl_->test(*impl_of(t), *impl_of(cases), average_depth));
+}
+
+double dtree::get_elapsed() const { return impl_->get_elapsed(); }
+unsigned long dtree::size() const { return impl_->size(); }
+unsigned long dtree::leaves() const { return impl_->leaves(); }
+unsigned long dtree::depth() const { return impl_->depth(); }
+double dtree::epl() const { return impl_->epl(); }
+unsigned long dtree::nfeatures() const { return impl_->nfeatures(); }
+std::string dtree::attributes(table* t) const { return impl_->get_attributes(*impl_of(t)); }
+void dtree::toTEXT(std::ostream& out) const { impl_->toTEXT(out, 0); }
+
+}  // namespace orvik

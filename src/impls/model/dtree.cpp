@@ -1,0 +1,109 @@
+#include "impls/model/dtree.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr char k_forest[] = "set_forest uncompatible parameters";
+
+}  // namespace
+
+std::unique_ptr<dtree> dtree::clone(bool parameters_only) const {
+  auto copy = std::make_unique<dtree>(name_);
+  copy->split_type_ = split_type_;
+  copy->pruning_ = pruning_;
+  copy->min_obj_ = min_obj_;
+  copy->max_depth_ = max_depth_;
+  copy->conf_level_ = conf_level_;
+  copy->ensemble_ = ensemble_;
+  copy->bagging_only_ = bagging_only_;
+  copy->n_trees_ = n_trees_;
+  copy->selection_ = selection_;
+  copy->selection_delta_ = selection_delta_;
+  if (attributes_) copy->attributes_ = std::make_unique<zel::adt::bitmap>(*attributes_);
+  if (parameters_only) return copy;
+
+  if (table_) copy->table_ = table_->clone(/*schema_only=*/true);
+  if (training_cm_) copy->training_cm_.reset(training_cm_->clone());
+  for (const auto& tree : trees_) copy->trees_.emplace_back(tree->clone(*table_, nullptr));
+  copy->cases_ = cases_;
+  copy->elapsed_ = elapsed_;
+  return copy;
+}
+
+void dtree::set_split_type(_SplitType type) {
+  if (type < model::N_SPLIT_TYPES) split_type_ = type;
+}
+
+void dtree::set_min_obj(double m) {
+  if (m > 0) min_obj_ = m;
+}
+
+void dtree::set_conf_level(double level) {
+  if (level > 0 && level <= 1) conf_level_ = level;
+}
+
+void dtree::set_fs(_FeatureSelection method, double delta) {
+  selection_ = method;
+  if (method == model::ACCEPTABLE_SUBSET) selection_delta_ = delta;
+}
+
+void dtree::set_forest(bool forest, bool bagging, unsigned long n) {
+  const bool ensemble = forest || bagging;
+  if (ensemble ? n == 0 : n != 1) throw std::runtime_error(k_forest);
+  ensemble_ = ensemble;
+  bagging_only_ = bagging && !forest;
+  trees_.clear();
+  cases_.clear();
+  n_trees_ = n;
+}
+
+zel::adt::bitmap dtree::default_features(const table& t) {
+  zel::adt::bitmap features;
+  features.resize(t.n_attributes());
+  for (unsigned long a = 0; a < t.n_attributes(); ++a) {
+    if (t.column_of(a).type() != column::IGNORE) features.set(a);
+  }
+  return features;
+}
+
+unsigned long dtree::size() const {
+  unsigned long sum = 0;
+  for (const auto& tree : trees_) sum += tree->size();
+  return sum;
+}
+
+unsigned long dtree::leaves() const {
+  unsigned long sum = 0;
+  for (const auto& tree : trees_) sum += tree->leaves();
+  return sum;
+}
+
+unsigned long dtree::depth() const {
+  unsigned long deepest = 0;
+  for (const auto& tree : trees_) deepest = std::max(deepest, tree->depth());
+  return deepest;
+}
+
+double dtree::epl() const {
+  double sum = 0;
+  for (const auto& tree : trees_) sum += static_cast<double>(tree->epl(0));
+  return trees_.empty() ? 0.0 : sum / static_cast<double>(trees_.size());
+}
+
+unsigned long dtree::nfeatures() const {
+  if (!table_) return 0;
+  zel::adt::bitmap used;
+  used.resize(table_->n_attributes());
+  for (const auto& tree : trees_) tree->set_used_atts(used);
+  return used.count();
+}
+
+std::string dtree::get_attributes(const table& t) const {
+  return attributes_ ? attributes_->toCSV() : default_features(t).toCSV();
+}
+
+}  // namespace orvik::impls

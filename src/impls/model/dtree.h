@@ -1,0 +1,108 @@
+// A trained model: its parameters, the schema of its training table, the attributes it may use,
+// and one tree or an ensemble.
+//
+// The model never points at the caller's table or cases: it keeps a copy of the schema with the
+// value sets, and a compact copy of the cases that each tree was grown on.
+// Threads: many readers or one writer; building and pruning use workers of their own.
+#pragma once
+
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "impls/evaluation/conf_matrix.h"
+#include "impls/model/training_cases.h"
+#include "impls/tables/table.h"
+#include "impls/trees/decision_tree.h"
+#include "orvik/enums.h"
+#include "zel/adt/bitmap.h"
+#include "zel/util/nocopy.h"
+
+namespace orvik::impls {
+
+class dtree : private zel::util::nocopy {
+ public:
+  using _SplitType = model::split_type;
+  using _PruningStrategy = model::pruning_strategy;
+  using _FeatureSelection = model::feature_selection;
+
+  explicit dtree(std::string name) : name_(std::move(name)) {}
+
+  /// A copy of name, parameters and attribute selection; with `parameters_only` clear of
+  /// everything else too.
+  std::unique_ptr<dtree> clone(bool parameters_only) const;
+
+  // Parameters. A value out of range leaves the parameter as it was.
+  void set_split_type(_SplitType type);
+  void set_pruning_strategy(_PruningStrategy strategy) { pruning_ = strategy; }
+  void set_min_obj(double m);
+  void set_max_depth(unsigned long depth) { max_depth_ = depth; }
+  void set_conf_level(double level);
+  /// `delta` counts only for the acceptable subset.
+  void set_fs(_FeatureSelection method, double delta);
+  /// Throws std::runtime_error for a number of trees that does not fit the flags. Drops the
+  /// trees there are.
+  void set_forest(bool forest, bool bagging, unsigned long n);
+
+  /// Every attribute of `t` but the ignored ones.
+  static zel::adt::bitmap default_features(const table& t);
+
+  /// Grows the model on `cases` and prunes it with its strategy.
+  /// Throws std::runtime_error without a table or without cases.
+  void build(const table* t, const case_list* cases);
+  /// Prunes every tree. `t` holds the rows it was grown on.
+  void prune(const table* t, const case_list* prune_cases);
+
+  /// Predicts the cases and compares with their classes; `average_depth` may be null.
+  std::unique_ptr<conf_matrix> test(const table& t, const case_list& cases,
+                                    double* average_depth) const;
+  /// Keeps the confusion matrix of `cases`.
+  void set_training_cm(const table* t, const case_list* cases);
+
+  const std::string& name() const { return name_; }
+  unsigned long n_trees() const { return trees_.size(); }
+  const decision_tree& get_tree(unsigned long i) const { return *trees_[i]; }
+  /// Null before the first build, and before the first set_training_cm.
+  const table* get_training_table() const { return table_.get(); }
+  const conf_matrix* get_training_cm() const { return training_cm_.get(); }
+
+  // Measures over the trees: sums, for the depth the largest, for the path length the mean.
+  unsigned long size() const;
+  unsigned long leaves() const;
+  unsigned long depth() const;
+  double epl() const;
+  /// Number of attributes that a tree tests.
+  unsigned long nfeatures() const;
+  /// The usable attributes as their numbers, separated by ",".
+  std::string get_attributes(const table& t) const;
+  /// Seconds of the last build, of the pruning alone after prune().
+  double get_elapsed() const { return elapsed_; }
+
+  void toTEXT(std::ostream& out, unsigned long depth) const;
+
+ private:
+  void require_trees() const;
+  void grow(const table& t, const case_list& cases);
+  void prune_tree(const table& t, decision_tree& tree) const;
+
+  std::string name_;
+  std::unique_ptr<table> table_;                   // the schema of the training table
+  std::unique_ptr<zel::adt::bitmap> attributes_;   // usable ones
+  std::unique_ptr<conf_matrix> training_cm_;
+  _SplitType split_type_ = model::GAIN_RATIO;
+  _PruningStrategy pruning_ = model::EBP;
+  double min_obj_ = 2.0;
+  unsigned long max_depth_ = k_no_depth_limit;
+  double conf_level_ = 0.25;
+  bool ensemble_ = false;
+  bool bagging_only_ = false;
+  unsigned long n_trees_ = 1;
+  std::vector<std::unique_ptr<decision_tree>> trees_;
+  std::vector<training_cases> cases_;  // by tree
+  _FeatureSelection selection_ = model::NO_SELECTION;
+  double selection_delta_ = 1.0;
+  double elapsed_ = 0;
+};
+
+}  // namespace orvik::impls

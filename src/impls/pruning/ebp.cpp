@@ -1,0 +1,87 @@
+// Error-based pruning (Quinlan, C4.5: Programs for Machine Learning, 1993, chapter 4): the errors
+// of a leaf are estimated by the upper confidence bound of a binomial with its training errors.
+#include <array>
+#include <cmath>
+#include <stdexcept>
+
+#include "impls/trees/decision_tree.h"
+#include "zel/adt/tree_walk.h"
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr char k_confidence_range[] = "Confidence level required in (0.00, 1.00]";
+
+/// Normal deviates of one-sided confidence levels.
+struct deviate {
+  double level;
+  double deviation;
+};
+constexpr std::array<deviate, 9> CF_Dev = {{{0, 4.0},
+                                            {0.001, 3.09},
+                                            {0.005, 2.58},
+                                            {0.01, 2.33},
+                                            {0.05, 1.65},
+                                            {0.1, 1.28},
+                                            {0.2, 0.84},
+                                            {0.4, 0.25},
+                                            {1.0, 0.0}}};
+
+/// A subtree must be better than a leaf by more than this many errors.
+constexpr double k_least_saving = 0.1;
+
+/// Bound for no errors among n cases: (1 - p)^n = cf.
+double errors_of_none(double cf, double n) { return n * (1 - std::exp(std::log(cf) / n)); }
+
+}  // namespace
+
+double decision_tree::CFCoefficient(double cf) {
+  if (!(cf > 0 && cf <= 1)) throw std::runtime_error(k_confidence_range);
+  std::size_t i = 1;
+  while (cf > CF_Dev[i].level) ++i;
+  const auto [lo, lo_deviation] = CF_Dev[i - 1];
+  const auto [hi, hi_deviation] = CF_Dev[i];
+  const double d = lo_deviation + (cf - lo) * (hi_deviation - lo_deviation) / (hi - lo);
+  return d * d;
+}
+
+double decision_tree::add_errs(double cf, double coeff, double n, double e) {
+  if (e < 1e-6) return n == 0 ? 0.0 : errors_of_none(cf, n);
+  if (e < 0.9999) {
+    const double base = errors_of_none(cf, n);
+    return base + e * (add_errs(cf, coeff, n, 1.0) - base);
+  }
+  if (e + 0.5 >= n) return 0.67 * (n - e);
+  const double f = e + 0.5;
+  const double p =
+      (f + coeff / 2 + std::sqrt(coeff * (f * (1 - f / n) + coeff / 4))) / (n + coeff);
+  return n * p - e;
+}
+
+double decision_tree::prune_dt(const table&, double cf, double coeff) {
+  zel::adt::walk(
+      *this, [](const decision_tree&, unsigned long) { return true; },
+      [cf, coeff](decision_tree& tree, unsigned long) {
+        decision_node& node = *tree.get_node();
+        const double e = node.get_estimated_error_if_leaf();
+        const double as_leaf = e + add_errs(cf, coeff, node.weight(), e);
+        if (tree.get_no_childs() == 0) {
+          node.set_estimated_error(as_leaf);
+          return;
+        }
+        double as_subtree = 0;
+        for (unsigned int i = 0; i < tree.get_no_childs(); ++i) {
+          as_subtree += tree.get_child(i)->get_node()->estimated_error();
+        }
+        if (as_subtree + k_least_saving >= as_leaf) {
+          tree.collapse();
+          node.set_estimated_error(as_leaf);
+        } else {
+          node.set_estimated_error(as_subtree);
+        }
+      });
+  return get_node()->estimated_error();
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,51 @@
+// What all strategies share: errors of the training cases at the leaves, and pre-pruning.
+#include "impls/trees/decision_tree.h"
+#include "zel/adt/tree_walk.h"
+
+namespace orvik::impls {
+
+namespace {
+
+/// A subtree must save more training errors than this to outlive pre-pruning.
+constexpr double k_least_saving = 0.001;
+
+bool visit(const decision_tree&, unsigned long) { return true; }
+
+double sum_of_children(const decision_tree& tree) {
+  double sum = 0;
+  for (unsigned int i = 0; i < tree.get_no_childs(); ++i) {
+    sum += tree.get_child(i)->get_node()->estimated_error();
+  }
+  return sum;
+}
+
+}  // namespace
+
+double decision_tree::set_estimated_error_from_leaf_error() {
+  zel::adt::walk(*this, visit, [](decision_tree& tree, unsigned long) {
+    decision_node& node = *tree.get_node();
+    node.set_estimated_error(tree.get_no_childs() == 0 ? node.get_estimated_error_if_leaf()
+                                                       : sum_of_children(tree));
+  });
+  return get_node()->estimated_error();
+}
+
+double decision_tree::preprune(double bound) {
+  zel::adt::walk(*this, visit, [bound](decision_tree& tree, unsigned long) {
+    decision_node& node = *tree.get_node();
+    const double leaf_error = node.get_estimated_error_if_leaf();
+    if (tree.get_no_childs() == 0) {
+      node.set_estimated_error(leaf_error);
+      return;
+    }
+    const double subtree_error = sum_of_children(tree);
+    if (leaf_error <= bound && subtree_error >= leaf_error - k_least_saving) {
+      tree.collapse();
+    } else {
+      node.set_estimated_error(subtree_error);
+    }
+  });
+  return get_node()->estimated_error();
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,81 @@
+// The indented text form of trees and models.
+//
+// A leaf stands behind the condition that leads to it, an inner node below. Every number has one
+// decimal; the stream keeps that format.
+#include <iomanip>
+
+#include "impls/model/dtree.h"
+#include "zel/adt/tree_walk.h"
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr char k_level[] = "|   ";
+
+void write_leaf(const table& t, const decision_node& node, std::ostream& out) {
+  out << ' ' << t.class_column().values()->get_value(node.get_leaf_class()) << " ("
+      << node.weight();
+  if (node.estimated_error() > 0) out << '/' << node.estimated_error();
+  out << ')';
+}
+
+/// The condition of a split node's branch, counted from 0.
+void write_condition(const table& t, const decision_node& node, unsigned long branch,
+                     std::ostream& out) {
+  const column& tested = t.column_of(node.attribute());
+  out << tested.name();
+  if (tested.type() == column::DISCRETE) {
+    out << " = " << tested.values()->get_value(branch + 1) << ':';
+  } else if (tested.type() == column::CONTINUOUS) {
+    constexpr const char* k_operators[] = {" <= ", " > ", " unknown "};
+    out << k_operators[std::min(branch, 2UL)]
+        << tested.values()->get_value(static_cast<code_t>(node.threshold())) << " :";
+  } else {
+    out << " # unhandled type " << tested.get_type();
+  }
+}
+
+void set_number_format(std::ostream& out) { out << std::fixed << std::setprecision(1); }
+
+}  // namespace
+
+void decision_node::toTEXT(const table& t, std::ostream& out, unsigned long branch) const {
+  set_number_format(out);
+  is_split() ? write_condition(t, *this, branch, out) : write_leaf(t, *this, out);
+}
+
+void decision_tree::toTEXT(const table& t, std::ostream& out, unsigned long depth) const {
+  zel::adt::walk(
+      *this,
+      [&](const decision_tree& tree, unsigned long level) {
+        const decision_node& node = *tree.get_node();
+        if (level > 0) {
+          out << '\n';
+          for (unsigned long i = 1; i < depth + level; ++i) out << k_level;
+          node.father()->toTEXT(t, out, node.position() - 1);
+        }
+        if (tree.get_no_childs() == 0) node.toTEXT(t, out, 0);
+        return true;
+      },
+      [](const decision_tree&, unsigned long) {});
+  out.flush();
+}
+
+void dtree::toTEXT(std::ostream& out, unsigned long depth) const {
+  require_trees();
+  out << '\n';
+  if (ensemble_) {
+    out << "DECISION FOREST (ntrees=" << trees_.size() << ')';
+  } else {
+    out << "DECISION TREE (size=" << size() << ')';
+  }
+  out << '\n';
+  for (unsigned long i = 0; i < trees_.size(); ++i) {
+    if (ensemble_) out << "\nTREE (n=" << i << ", size=" << trees_[i]->size() << ")\n";
+    trees_[i]->toTEXT(*table_, out, depth);
+    out << '\n';
+  }
+}
+
+}  // namespace orvik::impls

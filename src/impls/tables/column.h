@@ -1,0 +1,115 @@
+// One column of a table: a name, a role, a value set, and for every row the code of its value in
+// the narrowest unsigned type that holds all codes. Two-valued discrete columns without unknown
+// values take one bit a row.
+//
+// The base class is an ignored column of the type "null": it stores nothing.
+// Threads: many readers or one writer.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "impls/tables/code_view.h"
+#include "impls/tables/o_set.h"
+#include "impls/tables/types.h"
+#include "zel/util/nocopy.h"
+
+namespace orvik::impls {
+
+class column : private zel::util::nocopy {
+ public:
+  enum role : int { DISCRETE = 0, CONTINUOUS = 1, CLASS = 2, WEIGHTS = 3, IGNORE = 4 };
+
+  /// What a split measure says of one attribute at one node.
+  struct splitting_desc {
+    code_t left_code = 0;   ///< continuous: code of the last case below the cut
+    code_t right_code = 0;  ///< continuous: code of the first case above it
+    double gain = k_no_gain;
+    double split_info = 0;
+  };
+  /// The gain of an attribute that cannot split a node.
+  static constexpr double k_no_gain = -0.001;
+
+  /// The cases of one branch of a split.
+  struct branch_cases {
+    std::unique_ptr<case_list> cases;
+    double fraction = 0;  ///< its share of the weight of the cases with a known value
+    code_range range;     ///< what the column's codes are limited to below the branch
+  };
+
+  /// Takes `values`, which may be null.
+  column(role type, std::string name, std::unique_ptr<o_set> values);
+  virtual ~column() = default;
+
+  /// A new column of the same class and width with a deep copy of the (frozen) value set, with
+  /// the codes unless `schema_only`; the caller deletes it.
+  [[nodiscard]] virtual column* clone(bool schema_only) const;
+  virtual void reserve(unsigned long) {}
+  virtual unsigned long size() const { return 0; }
+  /// Appends the code of a text of the (frozen) value set; throws for another text.
+  virtual void push_back(const char* text);
+  virtual void push_back(code_t) {}
+  virtual code_t get_row_index(row_t) const { return k_unknown; }
+
+  /// The cases of branch 1, 2, ... of a split at `threshold` (continuous columns: up to it and
+  /// above it; others: the cases whose code is the branch), in the order of `cases`.
+  /// A case of unknown value goes into every branch, its weight times the branch's fraction:
+  /// known weight of the branch / (total_weight - weight of the unknown cases).
+  /// `range` receives the lowest code of the branch and one past the highest, continuous ones
+  /// both started from the threshold. @return a new list; the caller deletes it.
+  [[nodiscard]] virtual case_list* partition(const case_list* cases, unsigned long branch,
+                                             double total_weight, double& fraction,
+                                             code_range& range, unsigned long threshold) const;
+  /// The same cases; those of unknown value only `with_unknown`, weighted by `unknown_factor`.
+  [[nodiscard]] virtual case_list* select(const case_list* cases, unsigned long branch,
+                                          double unknown_factor, unsigned long threshold,
+                                          bool with_unknown) const;
+  /// What partition() gives for every branch 1 .. n, in one pass over the cases.
+  virtual std::vector<branch_cases> split(const case_list& cases, unsigned long n, double total_weight,
+                                    unsigned long threshold) const;
+  /// Orders cases by ascending code; equal codes keep their order.
+  virtual void sort(case_list::iterator first, case_list::iterator last) const;
+
+  /// How well the column splits a node's cases. `range` holds every known code among them;
+  /// `min_weight` is the least weight of a branch. With `copy` the list keeps its order,
+  /// otherwise a continuous measure may leave it sorted by this column.
+  virtual void quality_measure(const column& class_column, double total_weight, case_list& cases,
+                               const code_range& range, double min_weight, splitting_desc& desc,
+                               bool copy) const;
+
+  /// The stored codes; no codes for a column that stores nothing.
+  virtual code_view codes() const { return {}; }
+  /// Appends codes.
+  virtual void append(std::span<const code_t> codes);
+
+  /// "discrete", "continuous", "class", "weights", "ignore"; "unknown" for another role.
+  std::string get_type() const;
+  role type() const { return type_; }
+  const std::string& name() const { return name_; }
+  o_set* values() { return values_.get(); }
+  const o_set* values() const { return values_.get(); }
+  /// Hands the value set over, to a column of another width.
+  std::unique_ptr<o_set> release_values() { return std::move(values_); }
+
+  /// Whether a column of this role may hold unknown values.
+  static bool admits_null(const std::string& role);
+  /// A new column over `values`, which it takes, of the width that its number of known values
+  /// asks for; the caller deletes it. @return null, with the reason in `error` and `values`
+  /// still the caller's, where role, type and values do not fit.
+  [[nodiscard]] static column* NEW_COLUMN(o_set* values, const std::string& name,
+                                          const std::string& role, std::string& error);
+
+ protected:
+  [[noreturn]] void no_method(const char* method) const;
+  /// The code of a text of the value set; throws where the set does not hold it.
+  code_t require_code(const char* text) const;
+
+ private:
+  role type_;
+  std::string name_;
+  std::unique_ptr<o_set> values_;
+};
+
+}  // namespace orvik::impls

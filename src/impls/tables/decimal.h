@@ -1,0 +1,21 @@
+// Decimal notation of the numbers in data: an optional sign, digits with an optional point, an
+// optional exponent, nothing else. Independent of the process's locale.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+namespace orvik::impls {
+
+/// The nearest value of `text`; T is float, double or long double.
+/// Values too small for T become the nearest one (denormal or 0), and -0 becomes 0.
+/// @return nothing for another notation (also nan, inf and hexadecimal forms) and for a value
+/// beyond the largest finite one.
+template <class T>
+std::optional<T> parse_decimal(std::string_view text);
+
+extern template std::optional<float> parse_decimal<float>(std::string_view);
+extern template std::optional<double> parse_decimal<double>(std::string_view);
+extern template std::optional<long double> parse_decimal<long double>(std::string_view);
+
+}  // namespace orvik::impls

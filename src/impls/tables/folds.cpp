@@ -1,0 +1,58 @@
+#include "impls/tables/folds.h"
+
+#include "zel/util/errors.h"
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr char k_stratify_range[] = "stratify input must be in [0,size]";
+
+auto class_of(const table& t) {
+  return [&t](row_t row) { return t.class_column().get_row_index(row); };
+}
+
+}  // namespace
+
+unsigned long fold_begin(unsigned long n, unsigned long k, unsigned long i) {
+  const unsigned long q = n / k, r = n % k;
+  return i < r ? i * (q + 1) : q * (i - r) + r * (q + 1);
+}
+
+unsigned long fold_end(unsigned long n, unsigned long k, unsigned long i) {
+  const unsigned long q = n / k, r = n % k;
+  return i < r ? (i + 1) * (q + 1) : q * (i + 1 - r) + r * (q + 1);
+}
+
+unsigned long stratify_frac(case_list& cases, double frac, const table& t, bool random) {
+  return cases.stratify_frac(frac, class_of(t), t.n_class_codes(), random);
+}
+
+unsigned long stratify(case_list& cases, unsigned long n, const table& t, bool random) {
+  if (n > cases.size()) zel::util::throw_pointer(k_stratify_range);
+  if (cases.empty()) return 0;
+  const auto frac = static_cast<double>(static_cast<long double>(n) / cases.size());
+  return stratify_frac(cases, frac, t, random);
+}
+
+unsigned long stratify_cross(case_list& cases, unsigned long k, const table& t, bool random) {
+  std::vector<case_list> buckets(t.n_class_codes());
+  const auto class_code = class_of(t);
+  for (const auto& c : cases) buckets[class_code(c.first)].push_back(c);
+
+  const unsigned long n = cases.size();
+  unsigned long fold = 0, round = 0;  // shared by all classes: each goes on where the last ended
+  for (case_list& bucket : buckets) {
+    if (random) bucket.randomize();
+    for (const auto& c : bucket) {
+      cases[fold_begin(n, k, fold) + round] = c;
+      if (++fold == k) {
+        fold = 0;
+        ++round;
+      }
+    }
+  }
+  return n / k;
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,26 @@
+// Stratified parts and folds of a case list, by the class column of its table.
+#pragma once
+
+#include "impls/tables/table.h"
+#include "impls/tables/types.h"
+
+namespace orvik::impls {
+
+/// Where fold i of k begins in a list of n cases: the first n mod k folds hold one case more.
+/// k > 0.
+unsigned long fold_begin(unsigned long n, unsigned long k, unsigned long i);
+unsigned long fold_end(unsigned long n, unsigned long k, unsigned long i);
+
+/// Orders the cases so that the first ones are a sample of share `frac`, stratified by class.
+/// @return the size of the sample.
+unsigned long stratify_frac(case_list& cases, double frac, const table& t, bool random);
+
+/// The same for a sample of n cases. Throws a pointer to a std::runtime_error when there are
+/// fewer.
+unsigned long stratify(case_list& cases, unsigned long n, const table& t, bool random);
+
+/// Orders the cases so that each of the k folds has the classes in even shares, dealing them out
+/// class by class. k > 0. @return n / k.
+unsigned long stratify_cross(case_list& cases, unsigned long k, const table& t, bool random);
+
+}  // namespace orvik::impls

@@ -1,0 +1,77 @@
+// Value sets of one value type.
+//
+// While a table loads, every worker has a dictionary of its own. It looks the bytes of a cell up
+// first and converts only texts that it has not met: a column with few distinct texts costs one
+// probe a cell. Texts of one value ("2.5", "2.50") share its code.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <type_traits>
+#include <unordered_map>
+#include <vector>
+
+#include "impls/tables/o_set.h"
+#include "impls/tables/text_codes.h"
+
+namespace orvik::impls {
+
+/// T is int, unsigned int, float, double, long double or std::string.
+template <class T>
+class o_set_typed : public o_set {
+ public:
+  using o_set::o_set;
+
+  bool is_ordered() const override { return ordered_; }
+  bool is_numeric() const override { return k_numeric; }
+
+  code_t insert(const char* text) override;
+  using o_set::insert;
+  code_t insert_local(std::string_view text, unsigned long thread) override;
+  void set_nthreads(unsigned long n) override;
+
+  unsigned long size_of_known() const override;
+  void freeze() override;
+  [[nodiscard]] std::vector<code_t>* map_insert_to_order(unsigned long thread) override;
+  void unfreeze() override;
+
+  bool get_order(const char* text, code_t& code) const override;
+  std::string get_value(code_t code) const override;
+  double get_value_as_double(code_t code) const override;
+  void rescale(double factor) override;
+  [[nodiscard]] o_set* clone() const override;
+  code_t find_mid(code_t lo, code_t hi) const override;
+
+  /// Makes an ordered set of the values in `list`, separated by ";". Strings only.
+  void enumerate(std::string_view list);
+
+ private:
+  static constexpr bool k_numeric = !std::is_same_v<T, std::string>;
+
+  /// What one loader thread has met.
+  struct thread_map {
+    text_codes texts;
+    std::unordered_map<T, code_t> codes;  // numbers only: the text is the value of a string
+    std::vector<code_t> code_of_text;     // numbers only, by text code - 1
+    std::vector<T> values;                // by local code - 1
+    std::vector<code_t> final_codes;      // by local code, once frozen
+  };
+
+  T parse(std::string_view text) const;
+  code_t insert_new_text(thread_map& map, std::string_view text, text_codes::code text_code);
+  code_t declared_code(std::string_view text) const;
+  void require_frozen(const char* message) const;
+  void check_code(code_t code) const;
+
+  // Open: value to code. Frozen: only an ordered set still needs it, the others search values_.
+  std::unordered_map<T, code_t> codes_;
+  text_codes declared_;  // ordered sets: text code = position in the declaration
+  std::vector<std::unique_ptr<thread_map>> thread_maps_;
+  std::vector<T> values_;  // by code - 1; while frozen, and always in ordered sets
+  bool frozen_ = false;
+  bool ordered_ = false;
+  std::mutex lock_;  // guards codes_ during shared inserts
+};
+
+}  // namespace orvik::impls

@@ -1,0 +1,88 @@
+// A table: columns of codes under a schema of names, value sets and roles.
+//
+// Columns keep the order of the metadata file, rows the order of the data file. The predictive
+// columns, all but the class and the weights, are also numbered on their own: attribute a is the
+// a-th of them. Every algorithm counts attributes; column_of() is the only way back.
+// Threads: many readers or one writer; loading uses threads of its own.
+#pragma once
+
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "impls/tables/column.h"
+#include "impls/tables/types.h"
+#include "zel/inpout/stream.h"
+#include "zel/util/nocopy.h"
+
+namespace orvik::impls {
+
+class table : private zel::util::nocopy {
+ public:
+  explicit table(std::string name) : name_(std::move(name)) {}
+
+  /// Reads one column a line: name, type of its values, role.
+  /// Throws std::runtime_error naming the row of a bad line; the table is then as before.
+  void load_meta_data(zel::inpout::stream* in, const std::string& missing_value);
+  /// Reads one row a line, a value a column, on `workers` threads over the connection of `in`.
+  /// Rows keep the order of the file. `log` may be null.
+  /// Throws std::runtime_error for the earliest bad row, naming row and column.
+  void load_data(zel::inpout::stream* in, unsigned long workers, std::ostream* log);
+  /// Reads a row to classify: the texts of the attributes in order, and the class as the last
+  /// element; weight 1.0 where the table or the line has none. @return false at the end.
+  bool load_test_row(zel::inpout::stream* in, std::vector<std::string>& row, double& weight) const;
+
+  /// A deep copy, without rows when `schema_only`. Value sets must be frozen.
+  std::unique_ptr<table> clone(bool schema_only) const;
+
+  const std::string& name() const { return name_; }
+  unsigned long n_rows() const { return n_rows_; }
+  unsigned long n_columns() const { return columns_.size(); }
+  unsigned long n_attributes() const { return attribute_columns_.size(); }
+  const column& get_column(unsigned long i) const { return *columns_[i]; }
+  /// The column of attribute `a`: columns in order, without the class and the weights.
+  const column& column_of(unsigned long a) const { return *columns_[attribute_columns_[a]]; }
+  unsigned long column_index_of(unsigned long a) const { return attribute_columns_[a]; }
+  unsigned long class_index() const { return class_index_; }
+  /// n_columns() in a table without case weights.
+  unsigned long weights_index() const { return weights_index_; }
+  bool has_weights() const { return weights_index_ < columns_.size(); }
+  const column& class_column() const { return *columns_[class_index_]; }
+  /// Number of class codes, the unknown one (0) included.
+  unsigned long n_class_codes() const { return class_column().values()->size_of_known() + 1; }
+  /// Seconds that the last load took.
+  double elapsed() const { return elapsed_; }
+
+  /// The case weight of a row, 1.0 in a table without weights.
+  double get_weight(row_t row) const;
+  std::string get_class(row_t row) const;
+  /// Gives every case the weight of its row.
+  void set_weights(case_list& cases) const;
+  /// Multiplies the case weights so that they sum to the number of rows.
+  void rescale_weights();
+
+  // New case lists, weighted by the table; the caller deletes them.
+  [[nodiscard]] case_list* get_all() const;
+  [[nodiscard]] case_list* get_first_n(unsigned long n) const;
+  [[nodiscard]] case_list* get_random(unsigned long n) const;
+  /// Every row that `cases` does not hold. Sorts `cases` by row.
+  [[nodiscard]] case_list* get_difference(case_list& cases) const;
+
+ private:
+  friend class data_loader;
+
+  void adopt_columns(std::vector<std::unique_ptr<column>> columns);
+  void check_weights() const;
+  double sum_of_weights() const;
+
+  std::string name_;
+  std::vector<std::unique_ptr<column>> columns_;
+  std::vector<unsigned long> attribute_columns_;  // by attribute
+  unsigned long class_index_ = 0;
+  unsigned long weights_index_ = 0;
+  unsigned long n_rows_ = 0;
+  double elapsed_ = 0;
+};
+
+}  // namespace orvik::impls

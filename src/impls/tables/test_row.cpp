@@ -1,0 +1,29 @@
+// One row of text to classify.
+#include <algorithm>
+
+#include "impls/tables/decimal.h"
+#include "impls/tables/table.h"
+
+namespace orvik::impls {
+
+bool table::load_test_row(zel::inpout::stream* in, std::vector<std::string>& row,
+                          double& weight) const {
+  weight = 1.0;
+  row.clear();
+  if (!in->read_line()) return false;
+  std::string class_text;
+  for (unsigned long i = 0; i < columns_.size(); ++i) {
+    const std::string text = in->tokens().next();
+    if (i == class_index_) {
+      class_text = text;
+    } else if (i == weights_index_) {
+      weight = parse_decimal<double>(text).value_or(1.0);
+    } else {
+      row.push_back(text);
+    }
+  }
+  row.push_back(class_text);
+  return true;
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,150 @@
+#include "impls/tables/text_codes.h"
+
+#include <random>
+#include <stdexcept>
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr char k_too_many[] = "too many distinct values in a column";
+
+struct secret {
+  std::uint64_t a, b;
+};
+
+const secret& process_secret() {
+  static const secret value = [] {
+    std::random_device device;
+    const auto word = [&device] {
+      return (static_cast<std::uint64_t>(device()) << 32) | device();
+    };
+    return secret{word() | 1, word() | 1};
+  }();
+  return value;
+}
+
+/// Folded 128-bit product: every input bit reaches every output bit.
+std::uint64_t mix(std::uint64_t x, std::uint64_t y) {
+  __extension__ using wide = unsigned __int128;
+  const wide product = static_cast<wide>(x) * y;
+  return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+}
+
+template <class Word>
+Word load(const char* from) {
+  Word word;
+  std::memcpy(&word, from, sizeof word);
+  return word;
+}
+
+std::uint64_t hash_of(std::string_view text) {
+  const auto& [a, b] = process_secret();
+  std::uint64_t h = a ^ text.size();
+  const char* p = text.data();
+  std::size_t left = text.size();
+  for (; left > 8; p += 8, left -= 8) h = mix(h ^ load<std::uint64_t>(p), b);
+  // The last eight bytes, overlapping what was read: only called for texts longer than eight.
+  return mix(h ^ load<std::uint64_t>(p + left - 8), b ^ a);
+}
+
+}  // namespace
+
+/// Injective among texts of one length up to eight: overlapping loads cover every byte.
+std::uint64_t text_codes::pack(std::string_view text) {
+  const char* p = text.data();
+  const std::size_t n = text.size();
+  if (n == 8) return load<std::uint64_t>(p);
+  if (n >= 4) {
+    return load<std::uint32_t>(p) | static_cast<std::uint64_t>(load<std::uint32_t>(p + n - 4))
+                                        << 32;
+  }
+  if (n == 0) return 0;
+  const auto byte = [p](std::size_t i) {
+    return static_cast<std::uint64_t>(static_cast<unsigned char>(p[i]));
+  };
+  return byte(0) | byte(n / 2) << 8 | byte(n - 1) << 16;
+}
+
+std::uint64_t text_codes::key_of(std::string_view text) {
+  return text.size() <= k_inline ? pack(text) : hash_of(text);
+}
+
+std::uint64_t text_codes::spread(std::uint64_t key, std::size_t length) {
+  static const secret& s = process_secret();
+  return mix(key ^ s.a, s.b ^ length);
+}
+
+bool text_codes::holds(const slot& s, std::uint64_t key, std::string_view text) const {
+  if (s.key != key || s.length != text.size()) return false;
+  if (text.size() <= k_inline) return true;
+  const entry& e = entries_[s.value - 1];
+  return std::memcmp(arena_.data() + e.key_or_offset, text.data(), text.size()) == 0;
+}
+
+/// The slot that holds `text`, or the free one where it belongs. There is always a free slot.
+const text_codes::slot* text_codes::probe(std::uint64_t key, std::string_view text) const {
+  const std::size_t mask = slots_.size() - 1;
+  for (std::size_t i = spread(key, text.size()) & mask;; i = (i + 1) & mask) {
+    const slot& s = slots_[i];
+    if (s.value == 0 || holds(s, key, text)) return &s;
+  }
+}
+
+text_codes::code text_codes::find(std::string_view text) const {
+  return slots_.empty() ? 0 : probe(key_of(text), text)->value;
+}
+
+text_codes::code text_codes::insert(std::string_view text) {
+  if (slots_.empty()) slots_.resize(64);
+  const std::uint64_t key = key_of(text);
+  slot* s = const_cast<slot*>(probe(key, text));
+  if (s->value != 0) return s->value;
+
+  if (entries_.size() >= UINT32_MAX - 1 || text.size() >= UINT32_MAX) {
+    throw std::runtime_error(k_too_many);
+  }
+  const auto length = static_cast<std::uint32_t>(text.size());
+  if (text.size() <= k_inline) {
+    entries_.push_back({key, length});
+  } else {
+    entries_.push_back({arena_.size(), length});
+    arena_.insert(arena_.end(), text.begin(), text.end());
+  }
+  *s = {key, length, size()};
+  const code added = size();
+  if (entries_.size() * 2 > slots_.size()) grow();
+  return added;
+}
+
+void text_codes::grow() {
+  std::vector<slot> old = std::move(slots_);
+  slots_.assign(old.size() * 4, slot{});
+  const std::size_t mask = slots_.size() - 1;
+  for (const slot& s : old) {
+    if (s.value == 0) continue;
+    std::size_t i = spread(s.key, s.length) & mask;
+    while (slots_[i].value != 0) i = (i + 1) & mask;
+    slots_[i] = s;
+  }
+}
+
+std::string_view text_codes::text(code c, char (&room)[8]) const {
+  const entry& e = entries_[c - 1];
+  if (e.length > k_inline) return {arena_.data() + e.key_or_offset, e.length};
+  const std::uint64_t key = e.key_or_offset;
+  if (e.length == 8) {
+    std::memcpy(room, &key, 8);
+  } else if (e.length >= 4) {
+    std::memcpy(room, &key, 4);
+    const auto tail = static_cast<std::uint32_t>(key >> 32);
+    std::memcpy(room + e.length - 4, &tail, 4);
+  } else if (e.length > 0) {
+    room[0] = static_cast<char>(key);
+    room[e.length / 2] = static_cast<char>(key >> 8);
+    room[e.length - 1] = static_cast<char>(key >> 16);
+  }
+  return {room, e.length};
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,196 @@
+#include "impls/trees/decision_node.h"
+
+#include <algorithm>
+#include <span>
+#include <stdexcept>
+
+#include "zel/util/number_util.h"
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr char k_no_table[] = "[decision_node::activate()]: called with a NULL table.";
+constexpr char k_father_not_split[] =
+    "[decision_node::activate()]: father node status not a dtree::SPLIT_NODE.";
+constexpr char k_father_inactive[] =
+    "[decision_node::activate()]: father node status not activated.";
+constexpr char k_no_active_father[] =
+    "[decision_node::activate_from_father()]: father node NULL or status not activated.";
+constexpr char k_select_root[] = "decision_node::select() called on the root";
+
+}  // namespace
+
+decision_node::decision_node(case_list* cases) : father_(nullptr), cases_(cases) {}
+
+decision_node::decision_node(decision_node* father, unsigned int position)
+    : position_(position), father_(father) {}
+
+void decision_node::own_cases(std::unique_ptr<case_list> cases) {
+  owned_cases_ = std::move(cases);
+  cases_ = owned_cases_.get();
+}
+
+void decision_node::copy_ranges(const decision_node& from, unsigned long n) {
+  ranges_ = std::make_unique_for_overwrite<code_range[]>(n);
+  std::copy_n(from.ranges_.get(), n, ranges_.get());
+}
+
+void decision_node::require_split_father() const {
+  if (father_->status_ != SPLIT_NODE) throw std::runtime_error(k_father_not_split);
+}
+
+void decision_node::activate(const table* t, bool activate_father) {
+  if (t == nullptr) throw std::runtime_error(k_no_table);
+  if (activated_) return;
+  // The inactive ancestors, from here up: activated from the top, without recursion.
+  std::vector<decision_node*> path;
+  for (decision_node* n = this; n != nullptr && !n->activated_; n = n->father_) {
+    if (n->father_ != nullptr) n->require_split_father();
+    path.push_back(n);
+  }
+  if (!activate_father && path.size() > 1) throw std::runtime_error(k_father_inactive);
+  for (auto n = path.rbegin(); n != path.rend(); ++n) {
+    (*n)->father_ == nullptr ? (*n)->activate_root(*t) : (*n)->activate_branch(*t);
+  }
+}
+
+void decision_node::activate_root(const table& t) {
+  ranges_ = std::make_unique_for_overwrite<code_range[]>(t.n_attributes());
+  for (unsigned long a = 0; a < t.n_attributes(); ++a) {
+    const unsigned long k = t.column_of(a).values()->size_of_known();
+    ranges_[a] = k == 0 ? code_range{0, 0} : code_range{1, k + 1};
+  }
+  fraction_ = 1.0;
+  compute_statistics(t);
+}
+
+void decision_node::activate_branch(const table& t) {
+  const column& tested = t.column_of(father_->attribute_);
+  column::branch_cases branch;
+  branch.cases.reset(tested.partition(father_->cases_, position_, father_->weight_,
+                                      branch.fraction, branch.range,
+                                      static_cast<code_t>(father_->threshold_)));
+  activate(t, std::move(branch));
+}
+
+void decision_node::activate(const table& t, column::branch_cases branch) {
+  copy_ranges(*father_, t.n_attributes());
+  ranges_[father_->attribute_] = branch.range;
+  fraction_ = branch.fraction;
+  own_cases(std::move(branch.cases));
+  compute_statistics(t);
+}
+
+void decision_node::activate_from_father(const table* t, bool take_place) {
+  if (t == nullptr) throw std::runtime_error(k_no_table);
+  if (father_ == nullptr || !father_->activated_) throw std::runtime_error(k_no_active_father);
+  copy_ranges(*father_, t->n_attributes());
+  own_cases(std::unique_ptr<case_list>(father_->cases_->clone()));
+  compute_statistics(*t);
+  if (!take_place) return;
+  position_ = father_->position_;
+  fraction_ = father_->fraction_;
+  father_ = father_->father_;
+}
+
+void decision_node::compute_statistics(const table& t) {
+  const unsigned long n_codes = t.n_class_codes();
+  if (!distribution_) distribution_ = std::make_unique_for_overwrite<double[]>(n_codes);
+  std::fill_n(distribution_.get(), n_codes, 0.0);
+  visit_class_codes(t.class_column().codes(), [this](const auto* classes) {
+    for (const auto& [row, weight] : *cases_) distribution_[classes[row]] += weight;
+  });
+  n_cases_ = cases_->size();
+  sum_up(n_codes);
+  activated_ = true;
+}
+
+void decision_node::sum_up(unsigned long n_codes) {
+  const std::span<const double> distribution(distribution_.get(), n_codes);
+  weight_ = 0;
+  for (const double w : distribution) weight_ += w;
+  leaf_class_ = static_cast<class_t>(zel::util::number_util::argmax(distribution));
+}
+
+void decision_node::set_statistics(std::unique_ptr<double[]> distribution, unsigned long n_codes,
+                                   unsigned long n_cases, double fraction) {
+  distribution_ = std::move(distribution);
+  n_cases_ = n_cases;
+  fraction_ = fraction;
+  sum_up(n_codes);
+}
+
+void decision_node::disactivate() {
+  owned_cases_.reset();
+  cases_ = nullptr;
+  ranges_.reset();
+  activated_ = false;
+}
+
+void decision_node::set_as_leaf() {
+  status_ = LEAF;
+  error_ = get_estimated_error_if_leaf();
+}
+
+void decision_node::set_test(unsigned int attribute, double threshold) {
+  status_ = SPLIT_NODE;
+  attribute_ = attribute;
+  threshold_ = threshold;
+}
+
+double decision_node::get_estimated_error_if_leaf() const {
+  return weight_ - distribution_[leaf_class_];
+}
+
+class_t decision_node::get_leaf_class() const {
+  if (weight_ > 0) return leaf_class_;
+  return father_ == nullptr ? class_t{0} : father_->leaf_class_;
+}
+
+double decision_node::get_leaf_classfreq() const {
+  return weight_ == 0 ? 1.0 : distribution_[leaf_class_] / weight_;
+}
+
+double decision_node::get_leaf_error(const column& class_column, const case_list& cases) const {
+  const class_t predicted = get_leaf_class();
+  double errors = 0;
+  visit_class_codes(class_column.codes(), [&](const auto* classes) {
+    for (const auto& [row, weight] : cases) {
+      if (classes[row] != predicted) errors += weight;
+    }
+  });
+  return errors;
+}
+
+unsigned long decision_node::get_no_of_splits(const table& t) const {
+  const column& tested = t.column_of(attribute_);
+  if (tested.type() == column::CONTINUOUS || tested.codes().bits == 1) return 2;
+  return tested.values()->size_of_known();
+}
+
+case_list* decision_node::select(const table& t, const case_list* cases, bool with_unknown) const {
+  if (father_ == nullptr) throw std::runtime_error(k_select_root);
+  return t.column_of(father_->attribute_)
+      .select(cases, position_, fraction_, static_cast<code_t>(father_->threshold_), with_unknown);
+}
+
+decision_node* decision_node::clone(const table& t, decision_node* father) const {
+  auto copy = std::make_unique<decision_node>(father, position_);
+  copy->status_ = status_;
+  copy->weight_ = weight_;
+  copy->n_cases_ = n_cases_;
+  copy->fraction_ = fraction_;
+  copy->leaf_class_ = leaf_class_;
+  copy->error_ = error_;
+  copy->attribute_ = attribute_;
+  copy->threshold_ = threshold_;
+  if (distribution_) {
+    const unsigned long n = t.n_class_codes();
+    copy->distribution_ = std::make_unique_for_overwrite<double[]>(n);
+    std::copy_n(distribution_.get(), n, copy->distribution_.get());
+  }
+  return copy.release();  // to the caller
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,125 @@
+// The payload of one node of a decision tree: the statistics of the cases that reach it and, at
+// a split node, the test that sends them on.
+//
+// Life: new (undecided) -> activated (holds its cases and the ranges of their codes) -> split
+// node or leaf -> disactivated (statistics kept, cases and ranges released).
+// Threads: one thread changes a node at a time; children may be activated side by side, which
+// only reads their father.
+#pragma once
+
+#include <memory>
+#include <ostream>
+
+#include "impls/tables/table.h"
+#include "impls/tables/types.h"
+#include "orvik/enums.h"
+#include "zel/adt/bitmap.h"
+#include "zel/util/nocopy.h"
+
+namespace orvik::impls {
+
+class decision_node : private zel::util::nocopy {
+ public:
+  enum status : unsigned char { UNDECIDED = 0, LEAF = 1, SPLIT_NODE = 2 };
+
+  /// A root over `cases`, which stay the caller's, must outlive the activation, and may be
+  /// reordered by split().
+  explicit decision_node(case_list* cases);
+  /// Child number `position` (from 1) of `father`, which must outlive it.
+  decision_node(decision_node* father, unsigned int position);
+
+  /// Computes cases, ranges and statistics; an active node stays as it is. The father must be a
+  /// split node and active, or `activate_father` set: then it is activated first, and so on up.
+  void activate(const table* t, bool activate_father);
+  /// The same with the cases of this branch of the father's split, as column::split() gives.
+  void activate(const table& t, column::branch_cases branch);
+  /// Activates a child over all cases of its (active) father, as raising it would. With
+  /// `take_place` it also takes the father's position, father and fraction.
+  void activate_from_father(const table* t, bool take_place);
+  /// Releases cases and ranges, keeps the statistics. A root forgets the caller's list.
+  void disactivate();
+  /// Gives a root cases to be activated on; they stay the caller's.
+  void set_cases(case_list* cases) { cases_ = cases; }
+
+  /// Chooses the node's test among the attributes of `usable` (null: all), or makes it a leaf.
+  /// With `forest` only a random subset of the k usable attributes is measured.
+  /// Throws std::runtime_error on a node that is not active and for an unknown split type.
+  void split(const table& t, model::split_type type, double min_weight,
+             const zel::adt::bitmap* usable, unsigned long k, bool forest);
+  /// Number of children of a split node: 2 on a continuous attribute, else one a known value.
+  unsigned long get_no_of_splits(const table& t) const;
+
+  /// The given cases that belong to this node's branch of its father's test. Those whose value
+  /// is unknown belong to every branch, weighted by its fraction; `with_unknown` clear leaves
+  /// them out. The caller deletes the list.
+  [[nodiscard]] case_list* select(const table& t, const case_list* cases, bool with_unknown) const;
+
+  void set_as_leaf();
+  double get_estimated_error_if_leaf() const;
+  /// The majority class, of the father where no weight came here, 0 at an empty root.
+  class_t get_leaf_class() const;
+  /// Share of the majority class; 1.0 at an empty node.
+  double get_leaf_classfreq() const;
+  /// Weight of the given cases whose class is not this node's.
+  double get_leaf_error(const column& class_column, const case_list& cases) const;
+
+  /// A copy of statistics and test under another father; the caller deletes it.
+  [[nodiscard]] decision_node* clone(const table& t, decision_node* father) const;
+
+  /// Writes a leaf's class and weight, or a split node's condition for a branch (from 0).
+  void toTEXT(const table& t, std::ostream& out, unsigned long branch) const;
+
+  status get_status() const { return status_; }
+  bool is_split() const { return status_ == SPLIT_NODE; }
+  bool is_active() const { return activated_; }
+  decision_node* father() const { return father_; }
+  void set_father(decision_node* father) { father_ = father; }
+  /// 1 for the first branch of the father's split; 0 at the root.
+  unsigned int position() const { return position_; }
+  double weight() const { return weight_; }
+  unsigned long n_cases() const { return n_cases_; }
+  /// Weight of a class code; the node must have been activated once.
+  double class_weight(code_t c) const { return distribution_[c]; }
+  double fraction() const { return fraction_; }
+  class_t majority_class() const { return leaf_class_; }
+  double estimated_error() const { return error_; }
+  void set_estimated_error(double error) { error_ = error; }
+  unsigned int attribute() const { return attribute_; }
+  double threshold() const { return threshold_; }
+  const case_list* cases() const { return cases_; }
+  const code_range& range(unsigned long attribute) const { return ranges_[attribute]; }
+
+  /// Makes it a split node with the given test, as if split() had chosen it.
+  void set_test(unsigned int attribute, double threshold);
+  /// Sets the statistics of a node that is built without cases.
+  void set_statistics(std::unique_ptr<double[]> distribution, unsigned long n_codes,
+                      unsigned long n_cases, double fraction);
+
+ private:
+  void own_cases(std::unique_ptr<case_list> cases);
+  void copy_ranges(const decision_node& from, unsigned long n);
+  void require_split_father() const;
+  void activate_root(const table& t);
+  void activate_branch(const table& t);
+  void compute_statistics(const table& t);
+  void sum_up(unsigned long n_codes);
+
+  status status_ = UNDECIDED;
+  bool activated_ = false;
+  class_t leaf_class_ = 0;
+  unsigned int position_ = 0;
+  unsigned int attribute_ = 0;  // split nodes
+  decision_node* father_;       // null at the root
+  double weight_ = 0;
+  double fraction_ = 1.0;
+  double error_ = 0;
+  double threshold_ = 0;  // code of the cut; split nodes on a continuous attribute
+  unsigned long n_cases_ = 0;
+  std::unique_ptr<double[]> distribution_;  // by class code
+  std::unique_ptr<code_range[]> ranges_;    // by attribute, while active
+  // What the node works on: the caller's list at the root, own_cases_ elsewhere.
+  case_list* cases_ = nullptr;
+  std::unique_ptr<case_list> owned_cases_;
+};
+
+}  // namespace orvik::impls

@@ -1,0 +1,96 @@
+// A decision tree: nodes in the n-ary tree container, and what grows, prunes, measures, applies
+// and writes them. Members are defined where their topic lives: growing here, prediction in
+// evaluation/, pruning in pruning/, text in rendering/.
+//
+// No operation recurses over the tree: it may be as deep as memory allows.
+// Threads: many readers; growing and pruning own their tree and use workers of their own.
+#pragma once
+
+#include <memory>
+#include <ostream>
+#include <utility>
+#include <vector>
+
+#include "impls/tables/table.h"
+#include "impls/trees/decision_node.h"
+#include "orvik/enums.h"
+#include "zel/adt/basic_tree.h"
+#include "zel/adt/bitmap.h"
+
+namespace orvik::impls {
+
+class conf_matrix;
+
+/// Depth budget of a tree without limit.
+constexpr unsigned long k_no_depth_limit = std::numeric_limits<unsigned long>::max();
+
+class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, unsigned int> {
+ public:
+  /// Predicted class code, and how sure the tree is of it: the share of the class at the leaf,
+  /// or its weight in the distribution of a case with unknown values.
+  using prediction = std::pair<code_t, double>;
+
+  // ---- growing
+
+  /// Grows the tree anew over `cases`, which must stay until it is grown and may be reordered.
+  /// `max_depth` counts split levels; `usable` holds the attributes that may be tested.
+  void build(const table& t, case_list* cases, model::split_type type, double min_weight,
+             unsigned long max_depth, const zel::adt::bitmap* usable, bool forest);
+  /// Grows below the root node there is, on the workers or on this thread.
+  void build_from_root(const table& t, model::split_type type, double min_weight,
+                       unsigned long max_depth, const zel::adt::bitmap* usable, bool forest);
+  /// Level by level on this thread.
+  void build_seq(const table& t, model::split_type type, double min_weight,
+                 unsigned long max_depth, const zel::adt::bitmap* usable, bool forest);
+  /// Below an activated node, a task a subtree while its nodes are large. The tree is the same.
+  void build_par(const table& t, model::split_type type, double min_weight,
+                 unsigned long max_depth, const zel::adt::bitmap* usable, bool forest);
+  /// A deep copy with the root node under `father`; the caller deletes it.
+  [[nodiscard]] decision_tree* clone(const table& t, decision_node* father) const;
+
+  /// Child of the largest fraction of its father's known weight, the first of equals.
+  /// Throws std::runtime_error where there are no children.
+  unsigned long get_largest_child() const;
+  /// Sets the attribute of every test.
+  void set_used_atts(zel::adt::bitmap& used) const;
+
+  // ---- evaluation
+
+  /// Classifies a case given by its code of every attribute. @return depth reached x weight.
+  double predict_class(const table& t, const std::vector<code_t>& codes, prediction& result,
+                       double weight, unsigned long depth) const;
+  /// Adds `weight`, spread over class codes, to `distribution`. @return depth x weight.
+  double predict_distribution(const table& t, const std::vector<code_t>& codes,
+                              std::vector<double>& distribution, double weight,
+                              unsigned long depth) const;
+  /// Classifies a row of the table that the tree was grown on, or of one with its codes.
+  double predict_row(const table& t, row_t row, prediction& result, double weight) const;
+  /// Adds every case, its weight times `weight`, at (class, predicted class).
+  /// @return the sum of depth x weight over the cases. Uses the workers.
+  double predict_cm(const table& t, const case_list& cases, double weight,
+                    conf_matrix& matrix) const;
+  double err_misc(const table& t, const case_list& cases) const;
+
+  // ---- pruning
+
+  /// Squared normal deviate of the confidence level `cf`, in (0, 1].
+  static double CFCoefficient(double cf);
+  /// What error-based pruning adds to e errors among n cases.
+  static double add_errs(double cf, double coeff, double n, double e);
+  /// Collapses, bottom-up, split nodes whose subtree makes no fewer training errors than a leaf
+  /// there and whose leaf error is at most `bound`. Stores errors in all nodes; returns them.
+  double preprune(double bound);
+  /// Error-based pruning without raising (Quinlan 1993). @return the estimated errors.
+  double prune_dt(const table& t, double cf, double coeff);
+  /// Stores leaf errors at leaves and their sums above. @return the root's.
+  double set_estimated_error_from_leaf_error();
+
+  // ---- rendering
+
+  void toTEXT(const table& t, std::ostream& out, unsigned long depth) const;
+
+  /// Makes a leaf of the whole subtree.
+  void collapse();
+};
+
+}  // namespace orvik::impls

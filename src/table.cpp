@@ -1,0 +1,55 @@
+#include "orvik/table.h"
+
+#include "impls/tables/table.h"
+#include "zel/inpout/ioconn.h"
+#include "zel/inpout/stream.h"
+
+namespace orvik {
+
+namespace {
+
+/// A line stream over a file; it owns the connection.
+zel::inpout::stream open_text(const std::string& file, char sep) {
+  return {zel::inpout::ioconn::get_default_input(file), sep, /*owns=*/true};
+}
+
+}  // namespace
+
+table::table(const std::string& name) : impl_(std::make_unique<impls::table>(name)) {}
+table::table(std::unique_ptr<impls::table> impl) : impl_(std::move(impl)) {}
+table::~table() = default;
+
+void table::load_meta_data(const std::string& file, char sep, const std::string& unknown) {
+  zel::inpout::stream in = open_text(file, sep);
+  impl_->load_meta_data(&in, unknown);
+}
+
+void table::load_data(const std::string& file, char sep, unsigned long n, std::ostream* log) {
+  zel::inpout::stream in = open_text(file, sep);
+  impl_->load_data(&in, n, log);
+}
+
+std::string table::get_name() const { return impl_->name(); }
+unsigned long table::get_no_columns() const { return impl_->n_columns(); }
+unsigned long table::get_no_predictive() const { return impl_->n_attributes(); }
+unsigned long table::get_no_rows() const { return impl_->n_rows(); }
+double table::get_weight(unsigned long row) const { return impl_->get_weight(row); }
+std::string table::get_class(unsigned long row) const { return impl_->get_class(row); }
+double table::get_elapsed() const { return impl_->elapsed(); }
+void table::rescale_weights() { impl_->rescale_weights(); }
+
+table::subset* table::get_wsubset_all() const { return new subset(impl_->get_all()); }
+
+table::subset* table::get_wsubset_first_n(unsigned long n) const {
+  return new subset(impl_->get_first_n(n));
+}
+
+table::subset* table::get_wsubset_random(unsigned long n) const {
+  return new subset(impl_->get_random(n));
+}
+
+table::subset* table::get_wsubset_difference(subset* s) const {
+  return new subset(impl_->get_difference(*s->get_impl()));
+}
+
+}  // namespace orvik
