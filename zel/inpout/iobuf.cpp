@@ -35,9 +35,9 @@ int iobuf::get_mode() const { return conn_ == nullptr ? 0 : conn_->get_mode(); }
 
 bool iobuf::rewind() {
   if (conn_ == nullptr) return false;
-  const bool flushed = flush();
+  if (!flush() || !conn_->rewind()) return false;
   end_ = pos_ = 0;
-  return conn_->rewind() && flushed;
+  return true;
 }
 
 long iobuf::write(const void* bytes, long count) {
@@ -93,8 +93,9 @@ long iobuf::lseek(long offset, int whence) {
   const long ahead = whence == SEEK_CUR && !pending_ ? end_ - pos_ : 0;
   if (offset < std::numeric_limits<long>::min() + ahead) return -1;
   if (!flush()) return -1;
-  end_ = pos_ = 0;
-  return conn_->lseek(offset - ahead, whence);
+  const long position = conn_->lseek(offset - ahead, whence);
+  if (position >= 0) end_ = pos_ = 0;  // a refused seek leaves all in its place
+  return position;
 }
 
 long iobuf::tell() {
