@@ -7,6 +7,8 @@
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -15,9 +17,7 @@
 #include <thread>
 
 #include "generator.h"
-#include "orvik/dtree.h"
 #include "orvik/orvik.h"
-#include "orvik/table.h"
 
 namespace {
 
@@ -78,7 +78,7 @@ unsigned long use_workers(const benchmark::State& state) {
 
 std::unique_ptr<orvik::dtree> grown(orvik::table& t) {
   auto tree = std::make_unique<orvik::dtree>("bench");
-  tree->set_pruning_strategy(orvik::dtree::_PruningStrategy(1));  // grow only
+  tree->set_pruning_strategy(orvik::model::PRE_PRUNING_ONLY);
   const std::unique_ptr<orvik::table::subset> all(t.get_wsubset_all());
   tree->build(&t, all.get());
   return tree;
@@ -105,9 +105,9 @@ void prune(benchmark::State& state) {
   const auto full = grown(t);
   for (auto _ : state) {
     state.PauseTiming();
-    std::unique_ptr<orvik::dtree> tree(full->clone(true));
+    std::unique_ptr<orvik::dtree> tree(full->clone(false));
     state.ResumeTiming();
-    tree->set_pruning_strategy(orvik::dtree::_PruningStrategy(2));  // error-based
+    tree->set_pruning_strategy(orvik::model::EBP);
     tree->prune(&t, nullptr);
     state.PauseTiming();
     tree.reset();
