@@ -254,9 +254,11 @@ splitting_desc measure_counted(const Codes& codes, const Classes& classes, const
     const std::uint32_t c = classes[row];
     const std::size_t at = code - task.range.first;
     scratch.cells[at * n + c - 1] += weight;
-    scratch.right[c - 1] += weight;
     std::uint32_t& seen = scratch.value_class[at];
     seen = seen == k_absent || seen == c ? c : k_mixed;
+  }
+  for (std::size_t i = 0; i < scratch.cells.size(); i += n) {
+    for (std::size_t c = 0; c < n; ++c) scratch.right[c] += scratch.cells[i + c];
   }
   cut_search search(task, unknown, scratch.left, scratch.right);
   const auto& value_class = scratch.value_class;
