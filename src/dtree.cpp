@@ -31,8 +31,8 @@ void dtree::set_max_depth(unsigned long depth) { impl_->set_max_depth(depth); }
 void dtree::set_conf_level(double level) { impl_->set_conf_level(level); }
 
 void dtree::build(table* t, table::subset* cases) {
-  const std::unique_ptr<table::subset> all(
-      t != nullptr && cases == nullptr ? t->get_wsubset_all() : nullptr);
+  const std::unique_ptr<table::subset> all(t != nullptr && cases == nullptr ? t->get_wsubset_all()
+                                                                            : nullptr);
   impl_->build(impl_of(t), impl_of(all ? all.get() : cases));
 }
 

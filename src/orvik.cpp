@@ -9,7 +9,9 @@ const char* get_version() { return "2.2.0"; }
 
 int get_build() { return 20200; }
 
-const char* get_copyright() { return "Orvik version 2.2.0 - The Orvik authors, all rights reserved"; }
+const char* get_copyright() {
+  return "Orvik version 2.2.0 - The Orvik authors, all rights reserved";
+}
 
 unsigned long get_n_workers() { return zel::util::parallel::n_workers; }
 

@@ -2,19 +2,13 @@
 //
 // A case whose value of the tested attribute is unknown goes down every branch, in proportion to
 // the training weight that did (Quinlan 1993); its class is the one of the largest weight.
-#include <algorithm>
-
-#include "impls/evaluation/conf_matrix.h"
+#include "impls/evaluation/tally.h"
 #include "impls/trees/decision_tree.h"
 #include "zel/util/number_util.h"
-#include "zel/util/parallel.h"
 
 namespace orvik::impls {
 
 namespace {
-
-constexpr unsigned long k_batch = 1UL << 16;  // cases predicted before they are tallied
-constexpr unsigned long k_chunk = 1UL << 10;  // cases a task predicts
 
 /// Follows the known values of a case. `code_of(a)` is its code of attribute a.
 /// @return the leaf, or the split node whose test the case has no value for; `depth` advances.
@@ -55,7 +49,8 @@ double distribute(const table& t, const decision_tree& root, const CodeOf& code_
     if (end.get_no_childs() > 0) {
       for (unsigned int i = end.get_no_childs(); i-- > 0;) {  // the first child is taken first
         const decision_tree* child = end.get_child(i);
-        open.push_back({child, p.weight * child->get_node()->weight() / node.weight(), p.depth + 1});
+        open.push_back(
+            {child, p.weight * child->get_node()->weight() / node.weight(), p.depth + 1});
       }
       continue;
     }
@@ -94,16 +89,16 @@ auto codes_of_row(const table& t, row_t row) {
 }  // namespace
 
 double decision_tree::predict_class(const table& t, const std::vector<code_t>& codes,
-                                    prediction& result, double weight,
-                                    unsigned long depth) const {
-  return classify(t, *this, [&codes](unsigned int a) { return codes[a]; }, result, weight, depth);
+                                    prediction& result, double weight, unsigned long depth) const {
+  return classify(
+      t, *this, [&codes](unsigned int a) { return codes[a]; }, result, weight, depth);
 }
 
 double decision_tree::predict_distribution(const table& t, const std::vector<code_t>& codes,
                                            std::vector<double>& distribution, double weight,
                                            unsigned long depth) const {
-  return distribute(t, *this, [&codes](unsigned int a) { return codes[a]; }, distribution, weight,
-                    depth);
+  return distribute(
+      t, *this, [&codes](unsigned int a) { return codes[a]; }, distribution, weight, depth);
 }
 
 double decision_tree::predict_row(const table& t, row_t row, prediction& result,
@@ -111,35 +106,13 @@ double decision_tree::predict_row(const table& t, row_t row, prediction& result,
   return classify(t, *this, codes_of_row(t, row), result, weight, 0);
 }
 
-/// Batches are predicted by all workers and tallied in the order of the list: the sums have one
-/// order for any number of workers.
 double decision_tree::predict_cm(const table& t, const case_list& cases, double weight,
                                  conf_matrix& matrix) const {
-  struct outcome {
-    code_t predicted;
-    double depth;
-  };
-  std::vector<outcome> outcomes(std::min<unsigned long>(cases.size(), k_batch));
-  double depths = 0;
-  for (unsigned long first = 0; first < cases.size(); first += k_batch) {
-    const unsigned long n = std::min(k_batch, cases.size() - first);
-    zel::util::parallel::for_each_index((n + k_chunk - 1) / k_chunk, [&](unsigned long chunk) {
-      const unsigned long end = std::min(n, (chunk + 1) * k_chunk);
-      for (unsigned long i = chunk * k_chunk; i < end; ++i) {
-        prediction result;
-        outcomes[i].depth =
-            predict_row(t, cases[first + i].first, result, cases[first + i].second * weight);
-        outcomes[i].predicted = result.first;
-      }
-    });
-    for (unsigned long i = 0; i < n; ++i) {
-      const auto& [row, case_weight] = cases[first + i];
-      matrix.add(t.class_column().get_row_index(row), outcomes[i].predicted, case_weight * weight);
-      depths += outcomes[i].depth;
-    }
-  }
-  matrix.set_ncases(matrix.ncases() + cases.size());
-  return depths;
+  return tally(t, cases, weight, matrix, [&](row_t row, double case_weight) {
+    prediction result;
+    const double depth = predict_row(t, row, result, case_weight);
+    return outcome{result.first, depth};
+  });
 }
 
 double decision_tree::err_misc(const table& t, const case_list& cases) const {

@@ -1,9 +1,14 @@
-// Training a model, and comparing its predictions with what is known.
+// Training a model.
+//
+// An ensemble's tree is grown on as many draws, with replacement, as there are cases (Breiman
+// 1996); a random forest's nodes measure random attributes besides (Breiman 2001). A tree's draws
+// follow from its seed: the model keeps the seed, not the draws.
 #include <stdexcept>
 
 #include "impls/model/dtree.h"
 #include "zel/util/cronos.h"
 #include "zel/util/parallel.h"
+#include "zel/util/rand_gen.h"
 
 namespace orvik::impls {
 
@@ -11,57 +16,66 @@ namespace {
 
 constexpr char k_no_table[] = "no table provided to build the tree";
 constexpr char k_no_training[] = "no training provided to build the tree";
-constexpr char k_no_ensembles[] = "ensembles are not available in this version";
-constexpr char k_no_eval_subset[] = "set_training_cm with no eval_subset";
+
+using zel::util::draw;
+using zel::util::draw_seed;
 
 }  // namespace
 
 void dtree::build(const table* t, const case_list* cases) {
   if (t == nullptr) throw std::runtime_error(k_no_table);
   if (cases == nullptr || cases->empty()) throw std::runtime_error(k_no_training);
-  if (ensemble_) throw std::runtime_error(k_no_ensembles);
   zel::util::cronos watch;
   watch.start();
-  trees_.clear();
-  cases_.clear();
   training_cm_.reset();
   table_ = t->clone(/*schema_only=*/true);
   if (!attributes_ || attributes_->size() != t->n_attributes()) {
     attributes_ = std::make_unique<zel::adt::bitmap>(default_features(*t));
   }
-  zel::util::parallel::with_workers([&] { grow(*t, *cases); });
+  cases_ = training_cases(*cases);
+  grow_trees(*t);
   prune(t, nullptr);
   watch.stop();
   elapsed_ = watch.get_elapsed();
 }
 
+void dtree::grow_trees(const table& t) {
+  seeds_.clear();
+  if (ensemble_) {
+    const unsigned long build_seed = draw_seed(draw::bootstrap);
+    for (unsigned long i = 0; i < n_trees_; ++i) {
+      seeds_.push_back(draw_seed(draw::bootstrap, {build_seed, i}));
+    }
+  }
+  trees_.clear();
+  std::vector<std::unique_ptr<decision_tree>> grown(n_trees_);
+  zel::util::parallel::with_workers([&] {
+    zel::util::parallel::for_each_index(n_trees_,
+                                        [&](unsigned long i) { grown[i] = grow_tree(t, i); });
+  });
+  trees_ = std::move(grown);
+}
+
 /// Growing reorders short case lists: the tree works on a list of its own.
-void dtree::grow(const table& t, const case_list& cases) {
-  case_list own = cases;
-  cases_.emplace_back(own);
-  trees_.push_back(std::make_unique<decision_tree>());
-  trees_.back()->build(t, &own, split_type_, min_obj_, max_depth_, attributes_.get(),
-                       /*forest=*/false);
+std::unique_ptr<decision_tree> dtree::grow_tree(const table& t, unsigned long i) const {
+  case_list own = cases_of_tree(i);
+  auto tree = std::make_unique<decision_tree>();
+  if (ensemble_ && !bagging_only_) {
+    zel::util::rand_gen attributes(attributes_->count(), draw_seed(draw::attributes, {seeds_[i]}));
+    tree->build(t, &own, split_type_, min_obj_, max_depth_, attributes_.get(), &attributes);
+  } else {
+    tree->build(t, &own, split_type_, min_obj_, max_depth_, attributes_.get(), nullptr);
+  }
+  return tree;
 }
 
-std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,
-                                         double* average_depth) const {
-  require_trees();
-  zel::util::cronos watch;
-  watch.start();
-  auto matrix = std::make_unique<conf_matrix>(&t);
-  const double depths = zel::util::parallel::with_workers(
-      [&] { return trees_[0]->predict_cm(t, cases, 1.0, *matrix); });
-  watch.stop();
-  matrix->set_elapsed(watch.get_elapsed());
-  if (average_depth != nullptr) *average_depth = depths / matrix->cases();
-  return matrix;
-}
-
-void dtree::set_training_cm(const table* t, const case_list* cases) {
-  if (cases == nullptr) throw std::runtime_error(k_no_eval_subset);
-  if (t == nullptr) throw std::runtime_error(k_no_table);
-  training_cm_ = test(*t, *cases, nullptr);
+case_list dtree::cases_of_tree(unsigned long i) const {
+  case_list all = cases_.expand();
+  if (!ensemble_) return all;
+  case_list drawn;
+  zel::util::rand_gen positions(all.size(), seeds_[i]);
+  drawn.push_back_random_repeated(all.size(), &all, positions);
+  return drawn;
 }
 
 }  // namespace orvik::impls

@@ -30,6 +30,7 @@ std::unique_ptr<dtree> dtree::clone(bool parameters_only) const {
   if (training_cm_) copy->training_cm_.reset(training_cm_->clone());
   for (const auto& tree : trees_) copy->trees_.emplace_back(tree->clone(*table_, nullptr));
   copy->cases_ = cases_;
+  copy->seeds_ = seeds_;
   copy->elapsed_ = elapsed_;
   return copy;
 }
@@ -57,7 +58,8 @@ void dtree::set_forest(bool forest, bool bagging, unsigned long n) {
   ensemble_ = ensemble;
   bagging_only_ = bagging && !forest;
   trees_.clear();
-  cases_.clear();
+  cases_ = training_cases();
+  seeds_.clear();
   n_trees_ = n;
 }
 

@@ -54,6 +54,14 @@ class dtree : private zel::util::nocopy {
   /// Prunes every tree. `t` holds the rows it was grown on.
   void prune(const table* t, const case_list* prune_cases);
 
+  /// Classifies a case given by its code of every attribute: by the tree, or by one vote a tree
+  /// of an ensemble, the lowest code of equals; the confidence is then the share of the votes.
+  /// @return the depth reached (of an ensemble the sum over the trees) x weight.
+  double predict(const table& t, const std::vector<code_t>& codes,
+                 decision_tree::prediction& result, double weight) const;
+  /// The same for a row of a table with the codes of the training table.
+  double predict_row(const table& t, row_t row, decision_tree::prediction& result,
+                     double weight) const;
   /// Predicts the cases and compares with their classes; `average_depth` may be null.
   std::unique_ptr<conf_matrix> test(const table& t, const case_list& cases,
                                     double* average_depth) const;
@@ -63,6 +71,9 @@ class dtree : private zel::util::nocopy {
   const std::string& name() const { return name_; }
   unsigned long n_trees() const { return trees_.size(); }
   const decision_tree& get_tree(unsigned long i) const { return *trees_[i]; }
+  bool is_ensemble() const { return ensemble_; }
+  /// The cases that tree i was grown on: for an ensemble its draws, with repetitions.
+  case_list cases_of_tree(unsigned long i) const;
   /// Null before the first build, and before the first set_training_cm.
   const table* get_training_table() const { return table_.get(); }
   const conf_matrix* get_training_cm() const { return training_cm_.get(); }
@@ -83,12 +94,13 @@ class dtree : private zel::util::nocopy {
 
  private:
   void require_trees() const;
-  void grow(const table& t, const case_list& cases);
+  void grow_trees(const table& t);
+  std::unique_ptr<decision_tree> grow_tree(const table& t, unsigned long i) const;
   void prune_tree(const table& t, decision_tree& tree) const;
 
   std::string name_;
-  std::unique_ptr<table> table_;                   // the schema of the training table
-  std::unique_ptr<zel::adt::bitmap> attributes_;   // usable ones
+  std::unique_ptr<table> table_;                  // the schema of the training table
+  std::unique_ptr<zel::adt::bitmap> attributes_;  // usable ones
   std::unique_ptr<conf_matrix> training_cm_;
   _SplitType split_type_ = model::GAIN_RATIO;
   _PruningStrategy pruning_ = model::EBP;
@@ -99,7 +111,8 @@ class dtree : private zel::util::nocopy {
   bool bagging_only_ = false;
   unsigned long n_trees_ = 1;
   std::vector<std::unique_ptr<decision_tree>> trees_;
-  std::vector<training_cases> cases_;  // by tree
+  training_cases cases_;              // what the trees were grown on, or drawn from
+  std::vector<unsigned long> seeds_;  // of an ensemble's draws, by tree
   _FeatureSelection selection_ = model::NO_SELECTION;
   double selection_delta_ = 1.0;
   double elapsed_ = 0;

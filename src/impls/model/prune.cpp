@@ -4,6 +4,7 @@
 
 #include "impls/model/dtree.h"
 #include "zel/util/cronos.h"
+#include "zel/util/parallel.h"
 
 namespace orvik::impls {
 
@@ -24,7 +25,10 @@ void dtree::prune(const table* t, const case_list*) {
   require_trees();
   zel::util::cronos watch;
   watch.start();
-  for (const auto& tree : trees_) prune_tree(*t, *tree);
+  zel::util::parallel::with_workers([&] {
+    zel::util::parallel::for_each_index(trees_.size(),
+                                        [&](unsigned long i) { prune_tree(*t, *trees_[i]); });
+  });
   watch.stop();
   elapsed_ = watch.get_elapsed();
 }

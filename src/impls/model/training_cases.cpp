@@ -5,10 +5,10 @@
 namespace orvik::impls {
 
 training_cases::training_cases(const case_list& cases) {
-  const bool narrow = std::all_of(cases.begin(), cases.end(),
-                                  [](const auto& c) { return c.first <= UINT32_MAX; });
-  const bool unit = std::all_of(cases.begin(), cases.end(),
-                                [](const auto& c) { return c.second == 1.0; });
+  const bool narrow =
+      std::all_of(cases.begin(), cases.end(), [](const auto& c) { return c.first <= UINT32_MAX; });
+  const bool unit =
+      std::all_of(cases.begin(), cases.end(), [](const auto& c) { return c.second == 1.0; });
   narrow ? narrow_rows_.reserve(cases.size()) : wide_rows_.reserve(cases.size());
   if (!unit) weights_.reserve(cases.size());
   for (const auto& [row, weight] : cases) {

@@ -54,8 +54,7 @@ double decision_tree::add_errs(double cf, double coeff, double n, double e) {
   }
   if (e + 0.5 >= n) return 0.67 * (n - e);
   const double f = e + 0.5;
-  const double p =
-      (f + coeff / 2 + std::sqrt(coeff * (f * (1 - f / n) + coeff / 4))) / (n + coeff);
+  const double p = (f + coeff / 2 + std::sqrt(coeff * (f * (1 - f / n) + coeff / 4))) / (n + coeff);
   return n * p - e;
 }
 

@@ -41,8 +41,8 @@ struct branch_count {
 /// Cost: two passes over the cases, and one entry a branch for every unknown case.
 template <class Codes, class BranchOf>
 std::vector<column::branch_cases> split(const Codes& codes, const case_list& cases, std::size_t n,
-                                  double total_weight, BranchOf branch_of,
-                                  std::vector<branch_count> count) {
+                                        double total_weight, BranchOf branch_of,
+                                        std::vector<branch_count> count) {
   std::size_t unknown = 0;
   double unknown_weight = 0;
   for (const auto& [row, weight] : cases) {

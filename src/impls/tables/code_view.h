@@ -29,11 +29,16 @@ struct code_view {
 template <class F>
 decltype(auto) visit_codes(const code_view& view, F&& f) {
   switch (view.bits) {
-    case 1: return f(bit_codes(static_cast<const unsigned long*>(view.data)));
-    case 8: return f(static_cast<const std::uint8_t*>(view.data));
-    case 16: return f(static_cast<const std::uint16_t*>(view.data));
-    case 32: return f(static_cast<const std::uint32_t*>(view.data));
-    default: return f(static_cast<const std::uint64_t*>(view.data));
+    case 1:
+      return f(bit_codes(static_cast<const unsigned long*>(view.data)));
+    case 8:
+      return f(static_cast<const std::uint8_t*>(view.data));
+    case 16:
+      return f(static_cast<const std::uint16_t*>(view.data));
+    case 32:
+      return f(static_cast<const std::uint32_t*>(view.data));
+    default:
+      return f(static_cast<const std::uint64_t*>(view.data));
   }
 }
 

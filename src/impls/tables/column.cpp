@@ -47,7 +47,8 @@ std::string mismatch(const o_set& values, const std::string& name, int role) {
       }
       if (values.has_null()) return no_unknown("Weights", name);
       break;
-    default: break;
+    default:
+      break;
   }
   if (values.type() == "null" && role != column::IGNORE) return k_null_type;
   const unsigned long n = values.size_of_known();
@@ -112,8 +113,8 @@ void column::push_back(const char*) {}
 code_t column::require_code(const char* text) const {
   code_t code;
   if (!values_->get_order(text, code)) {
-    throw std::runtime_error("[column::push_back] index not found for value '" +
-                             std::string(text) + "' in column " + name_);
+    throw std::runtime_error("[column::push_back] index not found for value '" + std::string(text) +
+                             "' in column " + name_);
   }
   return code;
 }
@@ -135,7 +136,7 @@ case_list* column::select(const case_list*, unsigned long, double, unsigned long
 }
 
 std::vector<column::branch_cases> column::split(const case_list&, unsigned long, double,
-                                          unsigned long) const {
+                                                unsigned long) const {
   no_method("partition");
 }
 

@@ -67,8 +67,8 @@ class column : private zel::util::nocopy {
                                           double unknown_factor, unsigned long threshold,
                                           bool with_unknown) const;
   /// What partition() gives for every branch 1 .. n, in one pass over the cases.
-  virtual std::vector<branch_cases> split(const case_list& cases, unsigned long n, double total_weight,
-                                    unsigned long threshold) const;
+  virtual std::vector<branch_cases> split(const case_list& cases, unsigned long n,
+                                          double total_weight, unsigned long threshold) const;
   /// Orders cases by ascending code; equal codes keep their order.
   virtual void sort(case_list::iterator first, case_list::iterator last) const;
 

@@ -8,7 +8,8 @@
 namespace orvik::impls {
 
 column* column_bool::clone(bool schema_only) const {
-  auto copy = std::make_unique<column_bool>(type(), name(), std::unique_ptr<o_set>(values()->clone()));
+  auto copy =
+      std::make_unique<column_bool>(type(), name(), std::unique_ptr<o_set>(values()->clone()));
   if (!schema_only) copy->bits_ = bits_;
   return copy.release();
 }
@@ -23,9 +24,8 @@ void column_bool::require_discrete() const {
                            get_type() + "'");
 }
 
-case_list* column_bool::partition(const case_list* cases, unsigned long branch,
-                                  double total_weight, double& fraction, code_range& range,
-                                  unsigned long) const {
+case_list* column_bool::partition(const case_list* cases, unsigned long branch, double total_weight,
+                                  double& fraction, code_range& range, unsigned long) const {
   require_discrete();
   using rule = kernel::only_branch<kernel::code_branch>;
   std::vector<column::branch_cases> found =
@@ -37,7 +37,7 @@ case_list* column_bool::partition(const case_list* cases, unsigned long branch,
 }
 
 std::vector<column::branch_cases> column_bool::split(const case_list& cases, unsigned long n,
-                                               double total_weight, unsigned long) const {
+                                                     double total_weight, unsigned long) const {
   require_discrete();
   std::vector<kernel::branch_count> starts(n);
   for (std::size_t b = 0; b < n; ++b) starts[b].lowest = starts[b].highest = b + 1;

@@ -24,7 +24,8 @@ std::vector<kernel::branch_count> range_starts(bool continuous, std::size_t n, c
 
 template <class IndexT>
 column* column_typed<IndexT>::clone(bool schema_only) const {
-  auto copy = std::make_unique<column_typed>(type(), name(), std::unique_ptr<o_set>(values()->clone()));
+  auto copy =
+      std::make_unique<column_typed>(type(), name(), std::unique_ptr<o_set>(values()->clone()));
   if (!schema_only) copy->data_ = data_;
   return copy.release();
 }
@@ -43,13 +44,14 @@ void column_typed<IndexT>::require_branches() const {
 
 template <class IndexT>
 case_list* column_typed<IndexT>::partition(const case_list* cases, unsigned long branch,
-                                           double total_weight, double& fraction,
-                                           code_range& range, unsigned long threshold) const {
+                                           double total_weight, double& fraction, code_range& range,
+                                           unsigned long threshold) const {
   require_branches();
   const bool continuous = type() == CONTINUOUS;
   const std::size_t wanted = branch - 1;
   const auto one = [&](auto rule) {
-    return kernel::split(data_, *cases, 1, total_weight, kernel::only_branch<decltype(rule)>{rule, wanted},
+    return kernel::split(data_, *cases, 1, total_weight,
+                         kernel::only_branch<decltype(rule)>{rule, wanted},
                          range_starts(continuous, 1, threshold, branch));
   };
   std::vector<column::branch_cases> found =
@@ -60,9 +62,9 @@ case_list* column_typed<IndexT>::partition(const case_list* cases, unsigned long
 }
 
 template <class IndexT>
-std::vector<column::branch_cases> column_typed<IndexT>::split(const case_list& cases, unsigned long n,
-                                                        double total_weight,
-                                                        unsigned long threshold) const {
+std::vector<column::branch_cases> column_typed<IndexT>::split(const case_list& cases,
+                                                              unsigned long n, double total_weight,
+                                                              unsigned long threshold) const {
   require_branches();
   const bool continuous = type() == CONTINUOUS;
   std::vector<kernel::branch_count> starts = range_starts(continuous, n, threshold, 1);

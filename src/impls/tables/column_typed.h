@@ -29,7 +29,7 @@ class column_typed : public column {
                                   double unknown_factor, unsigned long threshold,
                                   bool with_unknown) const override;
   std::vector<branch_cases> split(const case_list& cases, unsigned long n, double total_weight,
-                            unsigned long threshold) const override;
+                                  unsigned long threshold) const override;
   void sort(case_list::iterator first, case_list::iterator last) const override;
   void quality_measure(const column& class_column, double total_weight, case_list& cases,
                        const code_range& range, double min_weight, splitting_desc& desc,

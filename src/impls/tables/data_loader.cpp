@@ -207,18 +207,16 @@ void data_loader::throw_earliest_error() const {
       if (b.number < first->block) row += b.rows;
     }
   }
-  throw std::runtime_error(first->column.empty()
-                               ? bad_row_message(row, first->text)
-                               : first->what + cell_position(row, first->column));
+  throw std::runtime_error(first->column.empty() ? bad_row_message(row, first->text)
+                                                 : first->what + cell_position(row, first->column));
 }
 
 void data_loader::order_blocks() {
   for (unsigned long i = 0; i < workers_.size(); ++i) {
     for (const block& b : workers_[i]->blocks()) sources_.push_back({&b, workers_[i].get(), i});
   }
-  std::sort(sources_.begin(), sources_.end(), [](const source& a, const source& b) {
-    return a.lines->number < b.lines->number;
-  });
+  std::sort(sources_.begin(), sources_.end(),
+            [](const source& a, const source& b) { return a.lines->number < b.lines->number; });
 }
 
 /// Column i with its final codes, over the value set it takes from the empty column there.
@@ -235,7 +233,7 @@ std::unique_ptr<column> data_loader::finish_column(unsigned long i) {
       column::NEW_COLUMN(empty.values(), empty.name(), empty.get_type(), error));
   if (!full) throw std::runtime_error(error);
   static_cast<void>(empty.release_values().release());  // the new column has it now
-  if (full->codes().bits == 0) return full;              // stores nothing
+  if (full->codes().bits == 0) return full;             // stores nothing
 
   full->reserve(rows_);
   std::vector<code_t> codes;
@@ -293,8 +291,8 @@ void data_loader::load(std::ostream* log) {
   throw_earliest_error();
   watch.stop();
   if (log != nullptr) {
-    *log << "\n + atts: " << table_.n_attributes()
-         << "\n + class: " << table_.class_column().name() << "\n + weight: "
+    *log << "\n + atts: " << table_.n_attributes() << "\n + class: " << table_.class_column().name()
+         << "\n + weight: "
          << (table_.has_weights() ? table_.columns_[table_.weights_index_]->name() : "none")
          << "\n + load time: ";
     report_rates(*log, watch.get_elapsed());

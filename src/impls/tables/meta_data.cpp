@@ -14,8 +14,7 @@ std::unique_ptr<column> make_column(const std::string& name, std::string type,
                                     const std::string& role, const std::string& missing_value) {
   const bool weights = role == "weights";
   if (weights) type = "double";  // whatever the line says
-  std::unique_ptr<o_set> values(
-      o_set::NEW_O_SET(type, column::admits_null(role), missing_value));
+  std::unique_ptr<o_set> values(o_set::NEW_O_SET(type, column::admits_null(role), missing_value));
   if (weights) values->forbid_negative();
   std::string error;
   std::unique_ptr<column> made(column::NEW_COLUMN(values.get(), name, role, error));
@@ -34,8 +33,7 @@ void table::load_meta_data(zel::inpout::stream* in, const std::string& missing_v
     const std::string_view line(in->line(), in->line_length());
     split_fields(line, in->separator(), /*trim=*/false, fields);
     if (fields.size() != 3 || holds_nul(line)) {
-      throw std::runtime_error("Reading metadata: " +
-                               bad_row_message(columns.size() + 1, line));
+      throw std::runtime_error("Reading metadata: " + bad_row_message(columns.size() + 1, line));
     }
     columns.push_back(make_column(std::string(fields[0]), std::string(fields[1]),
                                   std::string(fields[2]), missing_value));

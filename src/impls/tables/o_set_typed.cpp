@@ -326,7 +326,8 @@ void o_set_typed<T>::enumerate(std::string_view list) {
         if (!admits_null()) throw std::runtime_error(k_enumerate_null);
         continue;
       }
-      if (declared_.find(value) != 0) throw std::runtime_error(k_enumerate_repeated + std::string(value));
+      if (declared_.find(value) != 0)
+        throw std::runtime_error(k_enumerate_repeated + std::string(value));
       declared_.insert(value);
       values_.emplace_back(value);
     }

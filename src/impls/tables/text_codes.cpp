@@ -16,9 +16,7 @@ struct secret {
 const secret& process_secret() {
   static const secret value = [] {
     std::random_device device;
-    const auto word = [&device] {
-      return (static_cast<std::uint64_t>(device()) << 32) | device();
-    };
+    const auto word = [&device] { return (static_cast<std::uint64_t>(device()) << 32) | device(); };
     return secret{word() | 1, word() | 1};
   }();
   return value;

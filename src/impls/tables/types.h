@@ -2,7 +2,6 @@
 #pragma once
 
 #include <limits>
-#include <string>
 #include <utility>
 
 #include "zel/adt/w_vector.h"

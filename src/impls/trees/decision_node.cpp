@@ -68,9 +68,8 @@ void decision_node::activate_root(const table& t) {
 void decision_node::activate_branch(const table& t) {
   const column& tested = t.column_of(father_->attribute_);
   column::branch_cases branch;
-  branch.cases.reset(tested.partition(father_->cases_, position_, father_->weight_,
-                                      branch.fraction, branch.range,
-                                      static_cast<code_t>(father_->threshold_)));
+  branch.cases.reset(tested.partition(father_->cases_, position_, father_->weight_, branch.fraction,
+                                      branch.range, static_cast<code_t>(father_->threshold_)));
   activate(t, std::move(branch));
 }
 

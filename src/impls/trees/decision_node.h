@@ -15,6 +15,7 @@
 #include "orvik/enums.h"
 #include "zel/adt/bitmap.h"
 #include "zel/util/nocopy.h"
+#include "zel/util/rand_gen.h"
 
 namespace orvik::impls {
 
@@ -46,6 +47,9 @@ class decision_node : private zel::util::nocopy {
   /// Throws std::runtime_error on a node that is not active and for an unknown split type.
   void split(const table& t, model::split_type type, double min_weight,
              const zel::adt::bitmap* usable, unsigned long k, bool forest);
+  /// The same; `draw` (null: all are measured) picks floor(log2 k) + 1 of the k usable ones.
+  void split(const table& t, model::split_type type, double min_weight,
+             const zel::adt::bitmap* usable, unsigned long k, zel::util::rand_gen* draw);
   /// Number of children of a split node: 2 on a continuous attribute, else one a known value.
   unsigned long get_no_of_splits(const table& t) const;
 

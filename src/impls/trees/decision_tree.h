@@ -33,18 +33,21 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   // ---- growing
 
   /// Grows the tree anew over `cases`, which must stay until it is grown and may be reordered.
-  /// `max_depth` counts split levels; `usable` holds the attributes that may be tested.
+  /// `max_depth` counts split levels; `usable` holds the attributes that may be tested. With
+  /// `draw` every node measures a random few of them: the trees of a random forest (Breiman
+  /// 2001).
   void build(const table& t, case_list* cases, model::split_type type, double min_weight,
-             unsigned long max_depth, const zel::adt::bitmap* usable, bool forest);
+             unsigned long max_depth, const zel::adt::bitmap* usable, zel::util::rand_gen* draw);
   /// Grows below the root node there is, on the workers or on this thread.
   void build_from_root(const table& t, model::split_type type, double min_weight,
-                       unsigned long max_depth, const zel::adt::bitmap* usable, bool forest);
+                       unsigned long max_depth, const zel::adt::bitmap* usable,
+                       zel::util::rand_gen* draw);
   /// Level by level on this thread.
-  void build_seq(const table& t, model::split_type type, double min_weight,
-                 unsigned long max_depth, const zel::adt::bitmap* usable, bool forest);
+  void build_seq(const table& t, model::split_type type, double min_weight, unsigned long max_depth,
+                 const zel::adt::bitmap* usable, zel::util::rand_gen* draw);
   /// Below an activated node, a task a subtree while its nodes are large. The tree is the same.
-  void build_par(const table& t, model::split_type type, double min_weight,
-                 unsigned long max_depth, const zel::adt::bitmap* usable, bool forest);
+  void build_par(const table& t, model::split_type type, double min_weight, unsigned long max_depth,
+                 const zel::adt::bitmap* usable);
   /// A deep copy with the root node under `father`; the caller deletes it.
   [[nodiscard]] decision_tree* clone(const table& t, decision_node* father) const;
 

@@ -23,7 +23,7 @@ struct growing_rules {
   double min_weight;
   const zel::adt::bitmap* usable;
   unsigned long n_usable;
-  bool forest;
+  zel::util::rand_gen* draw;  // of the attributes measured at a node; null: all are
 };
 
 /// Gives a node that was split its children, each with the cases of its branch.
@@ -48,7 +48,7 @@ void grow_node(decision_tree& tree, unsigned long depth, const growing_rules& ru
   if (depth == 0) {
     node.set_as_leaf();
   } else {
-    node.split(rules.t, rules.type, rules.min_weight, rules.usable, rules.n_usable, rules.forest);
+    node.split(rules.t, rules.type, rules.min_weight, rules.usable, rules.n_usable, rules.draw);
   }
   if (node.is_split()) make_children(tree, rules);
   node.disactivate();
@@ -95,43 +95,43 @@ class task_growing {
 };
 
 growing_rules rules_of(const table& t, model::split_type type, double min_weight,
-                       const zel::adt::bitmap* usable, bool forest) {
+                       const zel::adt::bitmap* usable, zel::util::rand_gen* draw) {
   const unsigned long n = usable == nullptr ? t.n_attributes() : usable->count();
-  return {t, type, min_weight, usable, n, forest};
+  return {t, type, min_weight, usable, n, draw};
 }
 
 }  // namespace
 
 void decision_tree::build(const table& t, case_list* cases, model::split_type type,
                           double min_weight, unsigned long max_depth,
-                          const zel::adt::bitmap* usable, bool forest) {
+                          const zel::adt::bitmap* usable, zel::util::rand_gen* draw) {
   delete_childs();
   set_node(new decision_node(cases));
-  build_from_root(t, type, min_weight, max_depth, usable, forest);
+  build_from_root(t, type, min_weight, max_depth, usable, draw);
 }
 
 void decision_tree::build_from_root(const table& t, model::split_type type, double min_weight,
                                     unsigned long max_depth, const zel::adt::bitmap* usable,
-                                    bool forest) {
-  if (zel::util::parallel::n_workers <= 1) {
-    build_seq(t, type, min_weight, max_depth, usable, forest);
+                                    zel::util::rand_gen* draw) {
+  // Draws have an order: a tree with draws is grown by one thread.
+  if (zel::util::parallel::n_workers <= 1 || draw != nullptr) {
+    build_seq(t, type, min_weight, max_depth, usable, draw);
     return;
   }
   get_node()->activate(&t, false);
-  build_par(t, type, min_weight, max_depth, usable, forest);
+  build_par(t, type, min_weight, max_depth, usable);
 }
 
 void decision_tree::build_seq(const table& t, model::split_type type, double min_weight,
                               unsigned long max_depth, const zel::adt::bitmap* usable,
-                              bool forest) {
+                              zel::util::rand_gen* draw) {
   get_node()->activate(&t, false);
-  grow_by_levels(*this, max_depth, rules_of(t, type, min_weight, usable, forest));
+  grow_by_levels(*this, max_depth, rules_of(t, type, min_weight, usable, draw));
 }
 
 void decision_tree::build_par(const table& t, model::split_type type, double min_weight,
-                              unsigned long max_depth, const zel::adt::bitmap* usable,
-                              bool forest) {
-  const growing_rules rules = rules_of(t, type, min_weight, usable, forest);
+                              unsigned long max_depth, const zel::adt::bitmap* usable) {
+  const growing_rules rules = rules_of(t, type, min_weight, usable, nullptr);
   task_growing growing(rules);
   std::exception_ptr failure;
   try {

@@ -45,17 +45,18 @@ double average_gain(const std::vector<candidate>& candidates) {
 }
 
 /// What the candidate is compared by; nothing where the split type passes it over.
-std::optional<double> value_of(const splitting_desc& desc, model::split_type type,
-                               double average) {
+std::optional<double> value_of(const splitting_desc& desc, model::split_type type, double average) {
   switch (type) {
     case model::INFORMATION_GAIN:
       if (desc.split_info <= 0) return std::nullopt;
       return desc.gain;
-    case model::PURE_GAIN_RATIO: break;
+    case model::PURE_GAIN_RATIO:
+      break;
     case model::GAIN_RATIO:
       if (desc.gain < average - k_gain_tolerance) return std::nullopt;
       break;
-    default: throw std::runtime_error(k_unknown_type);
+    default:
+      throw std::runtime_error(k_unknown_type);
   }
   if (!(desc.split_info > k_least_split_info)) return std::nullopt;
   return desc.gain / desc.split_info;
@@ -92,6 +93,14 @@ void keep_random(std::vector<candidate>& candidates, unsigned long k, zel::util:
 
 void decision_node::split(const table& t, model::split_type type, double min_weight,
                           const zel::adt::bitmap* usable, unsigned long k, bool forest) {
+  if (!forest || k == 0) return split(t, type, min_weight, usable, k, nullptr);
+  zel::util::rand_gen draw(k, zel::util::draw::attributes);
+  split(t, type, min_weight, usable, k, &draw);
+}
+
+void decision_node::split(const table& t, model::split_type type, double min_weight,
+                          const zel::adt::bitmap* usable, unsigned long k,
+                          zel::util::rand_gen* draw) {
   if (!activated_) throw std::runtime_error(k_not_activated);
   set_as_leaf();
   if (weight_ == 0 || distribution_[leaf_class_] == weight_ || 2 * min_weight > weight_) return;
@@ -101,12 +110,9 @@ void decision_node::split(const table& t, model::split_type type, double min_wei
     if (usable != nullptr && !(*usable)[a]) continue;
     if (ranges_[a].second - ranges_[a].first > 1) candidates.push_back({a, {}});
   }
-  if (forest && usable != nullptr && k > 0) {
-    zel::util::rand_gen draw(k, zel::util::draw::attributes);
-    keep_random(candidates, k, draw);
-  }
+  if (draw != nullptr) keep_random(candidates, k, *draw);
 
-  const bool copy = n_cases_ >= k_parallel_cases && !forest;
+  const bool copy = n_cases_ >= k_parallel_cases && draw == nullptr;
   const auto measure = [&](unsigned long i) {
     candidate& c = candidates[i];
     t.column_of(c.attribute)
@@ -123,10 +129,9 @@ void decision_node::split(const table& t, model::split_type type, double min_wei
   if (best == nullptr) return;
   const column& tested = t.column_of(best->attribute);
   const bool continuous = tested.type() == column::CONTINUOUS;
-  set_test(best->attribute,
-           continuous ? static_cast<double>(
-                            tested.values()->find_mid(best->desc.left_code, best->desc.right_code))
-                      : 0.0);
+  set_test(best->attribute, continuous ? static_cast<double>(tested.values()->find_mid(
+                                             best->desc.left_code, best->desc.right_code))
+                                       : 0.0);
 }
 
 }  // namespace orvik::impls

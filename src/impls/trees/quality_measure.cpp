@@ -75,9 +75,9 @@ void column_typed<IndexT>::quality_measure(const column& class_column, double to
   desc = measure_column(*this, class_column, total_weight, cases, range, min_weight, copy);
 }
 
-void column_bool::quality_measure(const column& class_column, double total_weight,
-                                  case_list& cases, const code_range& range, double min_weight,
-                                  splitting_desc& desc, bool copy) const {
+void column_bool::quality_measure(const column& class_column, double total_weight, case_list& cases,
+                                  const code_range& range, double min_weight, splitting_desc& desc,
+                                  bool copy) const {
   desc = measure_column(*this, class_column, total_weight, cases, range, min_weight, copy);
 }
 

@@ -77,9 +77,8 @@ struct split_task {
 };
 
 template <class Codes, class Classes>
-splitting_desc measure_discrete(const Codes& codes, const Classes& classes,
-                                const case_list& cases, const split_task& task,
-                                split_scratch& scratch) {
+splitting_desc measure_discrete(const Codes& codes, const Classes& classes, const case_list& cases,
+                                const split_task& task, split_scratch& scratch) {
   const std::size_t n = task.n_classes;
   const std::size_t n_codes = task.range.second - task.range.first;
   std::vector<double>& cells = scratch.cells;
@@ -168,8 +167,8 @@ class cut_search {
   void evaluate(code_t left_code, code_t right_code, std::uint32_t next_class) {
     run_class_ = next_class;
     run_is_pure_ = true;
-    const double gain = (known_ / (unknown_ + known_)) *
-                        (base_ - (info(left_) + info(right_)) / known_);
+    const double gain =
+        (known_ / (unknown_ + known_)) * (base_ - (info(left_) + info(right_)) / known_);
     if (!(gain > best_.gain)) return;  // of equal gains the lowest cut
     best_ = {left_code, right_code, gain, 0};
     best_left_weight_ = left_weight_;
@@ -225,7 +224,8 @@ inline splitting_desc measure_sorted(std::span<const coded_case> cases, double u
     const code_t next = cases[i].code;
     if (search.run_is_pure()) {
       std::size_t j = i;
-      while (j < cases.size() && cases[j].code == next && cases[j].class_code == search.run_class()) ++j;
+      while (j < cases.size() && cases[j].code == next && cases[j].class_code == search.run_class())
+        ++j;
       if (j == cases.size() || cases[j].code != next) continue;  // the run goes on
     }
     search.evaluate(code, next, cases[i].class_code);

@@ -1,0 +1,42 @@
+// The table of a run.
+#include <cmath>
+
+#include "driver.h"
+#include "errors.h"
+#include "log.h"
+
+namespace orvcmd {
+
+namespace {
+
+using orvik::table;
+
+constexpr char k_no_metadata[] = "No metadata provided.\n";
+constexpr char k_no_data[] = "No training data provided.\n";
+constexpr char k_unknown_value[] = "?";
+
+/// Deliberate: above 10,000 rows a second the figure in thousands stands before "M rows/s".
+void log_load_rate(std::ostream* log, unsigned long rows, double seconds) {
+  const double thousands = std::floor(static_cast<double>(rows) / seconds / 10) / 100;
+  const double millions = std::floor(thousands / 10) / 100;
+  log_line(log, " + time: ", seconds, " secs (", thousands,
+           millions == 0 ? " K rows/s)" : " M rows/s)");
+}
+
+}  // namespace
+
+std::unique_ptr<table> load_save_table(const options& opt, std::ostream* log) {
+  if (opt.metadata_file.empty()) throw early_end{0, k_no_metadata};
+  log_line(log, "Reading text data");
+  auto t = std::make_unique<table>(opt.metadata_file);
+  t->load_meta_data(opt.metadata_file, opt.separator, k_unknown_value);
+  if (opt.data_file.empty()) throw early_end{0, k_no_data};
+  const bool in_order = opt.holdout_first > 0 || opt.holdout_stratified_deterministic > 0;
+  t->load_data(opt.data_file, opt.separator, in_order ? 1 : opt.n_workers, log);
+  log_line(log, " + cols: ", t->get_no_columns(), " rows: ", t->get_no_rows());
+  log_load_rate(log, t->get_no_rows(), t->get_elapsed());
+  if (opt.rescale) t->rescale_weights();
+  return t;
+}
+
+}  // namespace orvcmd

@@ -1,0 +1,92 @@
+// Training: the hold-out split, growing, pruning.
+#include "driver.h"
+#include "log.h"
+
+namespace orvcmd {
+
+namespace {
+
+using orvik::dtree;
+using orvik::table;
+using subset_ptr = std::unique_ptr<table::subset>;
+
+unsigned long share_of(unsigned long rows, double fraction) {
+  return static_cast<unsigned long>(static_cast<double>(rows) * fraction);
+}
+
+struct parts {
+  subset_ptr train, holdout;
+};
+
+parts split_stratified(table* t, double fraction, bool random) {
+  const subset_ptr all(t->get_wsubset_all());
+  const unsigned long n = all->stratify_frac(fraction, t, random);
+  return {subset_ptr(all->select(0, n, false)), subset_ptr(all->select(0, n, true))};
+}
+
+/// The first hold-out option that is set, in a fixed order, decides.
+parts split_holdout(const options& opt, table* t) {
+  if (opt.holdout_stratified_random > 0) {
+    return split_stratified(t, opt.holdout_stratified_random, true);
+  }
+  if (opt.holdout_stratified_deterministic > 0) {
+    return split_stratified(t, opt.holdout_stratified_deterministic, false);
+  }
+  parts split;
+  const unsigned long rows = t->get_no_rows();
+  if (opt.holdout_random > 0) {
+    split.train.reset(t->get_wsubset_random(share_of(rows, opt.holdout_random)));
+  } else if (opt.holdout_first > 0) {
+    split.train.reset(t->get_wsubset_first_n(share_of(rows, opt.holdout_first)));
+  } else {
+    split.train.reset(t->get_wsubset_all());
+    return split;
+  }
+  split.holdout.reset(t->get_wsubset_difference(split.train.get()));
+  return split;
+}
+
+std::unique_ptr<dtree> make_model(const options& opt, const table& t) {
+  auto model = std::make_unique<dtree>(t.get_name());
+  model->set_conf_level(opt.confidence_level);
+  model->set_min_obj(opt.min_weighted_objects);
+  if (opt.max_depth >= 0) model->set_max_depth(static_cast<unsigned long>(opt.max_depth));
+  model->set_split_type(static_cast<dtree::_SplitType>(opt.split_type));
+  return model;
+}
+
+void log_measures(std::ostream* log, const dtree& model) {
+  log_line(log, " + size: ", model.size(), " depth: ", model.depth(), " nf: ", model.nfeatures(),
+           " time: ", model.get_elapsed(), " secs");
+}
+
+void grow(const options& opt, table* t, table::subset* cases, dtree& model, std::ostream* log) {
+  log_line(log, "Building ", opt.n_trees, " tree(s) on ", cases->size(), " cases");
+  const bool preprune = opt.pruning != static_cast<int>(orvik::model::NO_PRUNING);
+  model.set_pruning_strategy(preprune ? orvik::model::PRE_PRUNING_ONLY : orvik::model::NO_PRUNING);
+  model.build(t, cases);
+  log_line(log, " + tree(s) built");
+  log_measures(log, model);
+}
+
+void prune(const options& opt, table* t, dtree& model, std::ostream* log) {
+  model.set_pruning_strategy(static_cast<dtree::_PruningStrategy>(opt.pruning));
+  if (opt.pruning < static_cast<int>(orvik::model::EBP)) return;
+  log_line(log, "Pruning tree using training set");
+  model.prune(t, nullptr);
+  log_line(log, " + tree pruned");
+  log_measures(log, model);
+}
+
+}  // namespace
+
+training buildtree(const options& opt, table* t, _cv_errors&, std::ostream* log, std::ostream*) {
+  parts split = split_holdout(opt, t);
+  std::unique_ptr<dtree> model = make_model(opt, *t);
+  grow(opt, t, split.train.get(), *model, log);
+  prune(opt, t, *model, log);
+  model->set_training_cm(t, split.train.get());
+  return {std::move(model), std::move(split.holdout)};
+}
+
+}  // namespace orvcmd

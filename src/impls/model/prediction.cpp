@@ -1,0 +1,76 @@
+// What a model predicts, and how its predictions compare with what is known.
+#include <stdexcept>
+
+#include "impls/evaluation/tally.h"
+#include "impls/model/dtree.h"
+#include "zel/util/cronos.h"
+#include "zel/util/number_util.h"
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr char k_no_table[] = "no table provided to build the tree";
+constexpr char k_no_eval_subset[] = "set_training_cm with no eval_subset";
+
+/// One vote a tree. `predict(tree, result)` gives a tree's prediction and its weighted depth.
+template <class Trees, class Predict>
+double vote(const Trees& trees, unsigned long n_codes, decision_tree::prediction& result,
+            const Predict& predict) {
+  std::vector<unsigned long> votes(n_codes);
+  double depths = 0;
+  for (const auto& tree : trees) {
+    depths += predict(*tree, result);
+    ++votes[result.first];
+  }
+  const unsigned long best = zel::util::number_util::argmax(votes);
+  result = {best, static_cast<double>(votes[best]) / static_cast<double>(trees.size())};
+  return depths;
+}
+
+}  // namespace
+
+double dtree::predict(const table& t, const std::vector<code_t>& codes,
+                      decision_tree::prediction& result, double weight) const {
+  const auto by_tree = [&](const decision_tree& tree, decision_tree::prediction& r) {
+    return tree.predict_class(t, codes, r, weight, 0);
+  };
+  return ensemble_ ? vote(trees_, t.n_class_codes(), result, by_tree) : by_tree(*trees_[0], result);
+}
+
+double dtree::predict_row(const table& t, row_t row, decision_tree::prediction& result,
+                          double weight) const {
+  const auto by_tree = [&](const decision_tree& tree, decision_tree::prediction& r) {
+    return tree.predict_row(t, row, r, weight);
+  };
+  return ensemble_ ? vote(trees_, t.n_class_codes(), result, by_tree) : by_tree(*trees_[0], result);
+}
+
+std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,
+                                         double* average_depth) const {
+  require_trees();
+  zel::util::cronos watch;
+  watch.start();
+  auto matrix = std::make_unique<conf_matrix>(&t);
+  const double depths = zel::util::parallel::with_workers([&] {
+    return tally(t, cases, 1.0, *matrix, [&](row_t row, double weight) {
+      decision_tree::prediction result;
+      const double depth = predict_row(t, row, result, weight);
+      return outcome{result.first, depth};
+    });
+  });
+  watch.stop();
+  matrix->set_elapsed(watch.get_elapsed());
+  if (average_depth != nullptr) {
+    *average_depth = depths / matrix->cases() / static_cast<double>(trees_.size());
+  }
+  return matrix;
+}
+
+void dtree::set_training_cm(const table* t, const case_list* cases) {
+  if (cases == nullptr) throw std::runtime_error(k_no_eval_subset);
+  if (t == nullptr) throw std::runtime_error(k_no_table);
+  training_cm_ = test(*t, *cases, nullptr);
+}
+
+}  // namespace orvik::impls
