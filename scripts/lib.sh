@@ -45,7 +45,7 @@ build() {
   echo "Building $target ($preset)"
   if ! { cmake --preset "$preset" "$@" &&
          cmake --build --preset "$preset" --target "$target"; } >"$log" 2>&1; then
-    cat "$log" >&2
+    grep -vE '^\[[0-9]+/[0-9]+\] ' "$log" >&2
     return 1
   fi
 }
