@@ -37,9 +37,6 @@ constexpr unavailable_row k_unavailable[] = {
     {"-fs", given<&options::score_data_file>},
     {"-bd", given<&options::binary_data_input>},
     {"-bt", given<&options::tree_binary_input>},
-    {"-cv", [](const options& opt) { return opt.cv_folds > 0; }},
-    {"-ba", is_set<&options::bagging>},
-    {"-fo", is_set<&options::forest>},
     {"-ebpg", is<&options::pruning, model::EBPG>},
     {"-ebpa", is<&options::pruning, model::EBPA>},
     {"-pep", is<&options::pruning, model::PEP>},
@@ -64,7 +61,6 @@ constexpr unavailable_row k_unavailable[] = {
     {"-s", given<&options::score_output_file>},
     {"-xstd", is_set<&options::xml_stdout>},
     {"-dstd", is_set<&options::dot_stdout>},
-    {"-tti", [](const options& opt) { return opt.trace_max_workers > 0; }},
 };
 
 }  // namespace

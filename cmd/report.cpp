@@ -1,6 +1,7 @@
 // What a run says of its model: reports on training and held-out cases, and the model's forms.
 #include <cmath>
 
+#include "cross_validation.h"
 #include "driver.h"
 #include "log.h"
 
@@ -12,11 +13,30 @@ using orvik::conf_matrix;
 using orvik::dtree;
 using orvik::table;
 
-void report_ordinal_errors(const conf_matrix& cm, std::ostream& out) {
-  const double mse = cm.err_mse();
+struct ordinal_errors {
+  double mae, mse, rmse, r, rint, gamma;
+};
+
+void report_ordinal(const ordinal_errors& e, std::ostream& out) {
   out << "ORDINAL ERROR:\n"
-      << "MAE: " << cm.err_mae() << "\nMSE: " << mse << "\nRMSE: " << std::sqrt(mse)
-      << "\nR: " << cm.err_r() << "\nRINT: " << cm.err_rint() << "\nG: " << cm.err_gamma() << '\n';
+      << "MAE: " << e.mae << "\nMSE: " << e.mse << "\nRMSE: " << e.rmse << "\nR: " << e.r
+      << "\nRINT: " << e.rint << "\nG: " << e.gamma << '\n';
+}
+
+void report_ordinal(const conf_matrix& cm, std::ostream& out) {
+  const double mse = cm.err_mse();
+  report_ordinal({cm.err_mae(), mse, std::sqrt(mse), cm.err_r(), cm.err_rint(), cm.err_gamma()},
+                 out);
+}
+
+void report_cross_validation(const options& opt, const _cv_errors& e, std::ostream& out) {
+  const auto n = static_cast<double>(opt.cv_folds * opt.cv_repetitions);
+  const auto [mean, deviation] = figure_of(e.misc, e.misc2, n);
+  out << "MISCLASSIFICATION on " << opt.cv_folds << " folds and " << opt.cv_repetitions
+      << " repetitions: " << percent_truncated(mean) << " +- " << percent_truncated(deviation)
+      << "%.\n";
+  if (opt.ordinal_errors == 0) return;
+  report_ordinal({e.mae / n, e.mse / n, e.rmse / n, e.r / n, e.rint / n, e.gamma / n}, out);
 }
 
 /// "TITLE: E% of N cases. " and the matrix.
@@ -24,7 +44,7 @@ void report_errors(const char* title, const conf_matrix& cm, const options& opt,
                    std::ostream& out) {
   out << title << 100 * cm.err_misc() << "% of " << cm.cases() << " cases. \n";
   cm.toTEXT(out, 0);
-  if (opt.ordinal_errors != 0) report_ordinal_errors(cm, out);
+  if (opt.ordinal_errors != 0) report_ordinal(cm, out);
 }
 
 void report_training(const conf_matrix& cm, const options& opt, std::ostream& out) {
@@ -38,12 +58,14 @@ void report_training(const conf_matrix& cm, const options& opt, std::ostream& ou
 
 }  // namespace
 
-void test_save_tree(const options& opt, table* t, dtree* model, table::subset* holdout, _cv_errors&,
-                    std::ostream* log, std::ostream* text, std::ostream*, std::ostream*) {
+void test_save_tree(const options& opt, table* t, dtree* model, table::subset* holdout,
+                    _cv_errors& errors, std::ostream* log, std::ostream* text, std::ostream*,
+                    std::ostream*) {
   if (text != nullptr) {
     if (text == log) *text << '\n';  // the log is in the middle of a line
     const std::unique_ptr<conf_matrix> cm(model->get_training_cm());
     report_training(*cm, opt, *text);
+    if (opt.cv_folds > 0) report_cross_validation(opt, errors, *text);
   }
   if (holdout != nullptr) {
     log_line(log, "Testing holdout on ", holdout->size(), " cases");

@@ -1,6 +1,8 @@
 // Training: the hold-out split, growing, pruning.
+#include "cross_validation.h"
 #include "driver.h"
 #include "log.h"
+#include "trace.h"
 
 namespace orvcmd {
 
@@ -52,6 +54,9 @@ std::unique_ptr<dtree> make_model(const options& opt, const table& t) {
   model->set_min_obj(opt.min_weighted_objects);
   if (opt.max_depth >= 0) model->set_max_depth(static_cast<unsigned long>(opt.max_depth));
   model->set_split_type(static_cast<dtree::_SplitType>(opt.split_type));
+  if (opt.forest || opt.bagging) {
+    model->set_forest(opt.forest, opt.bagging, static_cast<unsigned long>(opt.n_trees));
+  }
   return model;
 }
 
@@ -60,13 +65,20 @@ void log_measures(std::ostream* log, const dtree& model) {
            " time: ", model.get_elapsed(), " secs");
 }
 
-void grow(const options& opt, table* t, table::subset* cases, dtree& model, std::ostream* log) {
+/// A trace that begins with one worker measures the building; otherwise the model is built once.
+void grow(const options& opt, table* t, table::subset* cases, std::unique_ptr<dtree>& model,
+          std::ostream* log, std::ostream* trace) {
   log_line(log, "Building ", opt.n_trees, " tree(s) on ", cases->size(), " cases");
   const bool preprune = opt.pruning != static_cast<int>(orvik::model::NO_PRUNING);
-  model.set_pruning_strategy(preprune ? orvik::model::PRE_PRUNING_ONLY : orvik::model::NO_PRUNING);
-  model.build(t, cases);
+  model->set_pruning_strategy(preprune ? orvik::model::PRE_PRUNING_ONLY : orvik::model::NO_PRUNING);
+  if (trace != nullptr) begin_trace(*trace);
+  if (trace != nullptr && opt.trace_min_workers == 1) {
+    model = trace_build(opt, t, cases, *model, *trace);
+  } else {
+    model->build(t, cases);
+  }
   log_line(log, " + tree(s) built");
-  log_measures(log, model);
+  log_measures(log, *model);
 }
 
 void prune(const options& opt, table* t, dtree& model, std::ostream* log) {
@@ -80,12 +92,14 @@ void prune(const options& opt, table* t, dtree& model, std::ostream* log) {
 
 }  // namespace
 
-training buildtree(const options& opt, table* t, _cv_errors&, std::ostream* log, std::ostream*) {
+training buildtree(const options& opt, table* t, _cv_errors& errors, std::ostream* log,
+                   std::ostream* trace) {
   parts split = split_holdout(opt, t);
   std::unique_ptr<dtree> model = make_model(opt, *t);
-  grow(opt, t, split.train.get(), *model, log);
+  grow(opt, t, split.train.get(), model, log, trace);
   prune(opt, t, *model, log);
   model->set_training_cm(t, split.train.get());
+  if (opt.cv_folds > 0) cross_validate(opt, t, *model, errors, log);
   return {std::move(model), std::move(split.holdout)};
 }
 

@@ -253,22 +253,14 @@ TEST(availability, is_decided_by_the_options_in_force) {
 
 // A row that goes away as its feature arrives.
 TEST(availability, names_the_option_that_cannot_be_used) {
-  const words rows[] = {{"-ft", "x"},      {"-fs", "x"},
-                        {"-bd", "x"},      {"-bt", "x"},
-                        {"-cv", "1", "5"}, {"-ba", "2"},
-                        {"-fo", "2"},      {"-ebpg"},
-                        {"-ebpa"},         {"-pep"},
-                        {"-pepg"},         {"-pepa"},
-                        {"-rep"},          {"-repg"},
-                        {"-repa"},         {"-mep"},
-                        {"-mepg"},         {"-mepa"},
-                        {"-sfs"},          {"-sbe"},
-                        {"-dtsbe"},        {"-as", "1"},
-                        {"-db", "x"},      {"-tb", "x"},
-                        {"-x", "x"},       {"-d", "x"},
-                        {"-s", "x"},       {"-xstd"},
-                        {"-dstd"},         {"-tti", "1", "2", "x"},
-                        {"-sdm2012", "1"}, {"-as2018", "a", "1", "2", "3"}};
+  const words rows[] = {
+      {"-ft", "x"}, {"-fs", "x"}, {"-bd", "x"},      {"-bt", "x"},
+      {"-ebpg"},    {"-ebpa"},    {"-pep"},          {"-pepg"},
+      {"-pepa"},    {"-rep"},     {"-repg"},         {"-repa"},
+      {"-mep"},     {"-mepg"},    {"-mepa"},         {"-sfs"},
+      {"-sbe"},     {"-dtsbe"},   {"-as", "1"},      {"-db", "x"},
+      {"-tb", "x"}, {"-x", "x"},  {"-d", "x"},       {"-s", "x"},
+      {"-xstd"},    {"-dstd"},    {"-sdm2012", "1"}, {"-as2018", "a", "1", "2", "3"}};
   for (const words& line : rows) {
     try {
       refuse_unavailable(parse(line));

@@ -1,0 +1,93 @@
+#include "cross_validation.h"
+
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+
+#include "log.h"
+
+namespace orvcmd {
+
+namespace {
+
+using orvik::conf_matrix;
+using orvik::dtree;
+using orvik::table;
+using subset_ptr = std::unique_ptr<table::subset>;
+
+constexpr char k_many_folds[] = "Cross validation <n> must not exceed the number of rows";
+
+void add(double value, double& sum, double& sum2) {
+  sum += value;
+  sum2 += value * value;
+}
+
+void add_fold(const options& opt, const dtree& model, const conf_matrix& cm, _cv_errors& errors) {
+  add(static_cast<double>(model.size()), errors.size, errors.size2);
+  add(static_cast<double>(model.depth()), errors.depth, errors.depth2);
+  add(static_cast<double>(model.nfeatures()), errors.features, errors.features2);
+  add(model.get_elapsed(), errors.time, errors.time2);
+  add(cm.err_misc(), errors.misc, errors.misc2);
+  if (opt.ordinal_errors == 0) return;
+  const double mse = cm.err_mse();
+  errors.mae += cm.err_mae();
+  errors.mse += mse;
+  errors.rmse += std::sqrt(mse);
+  errors.r += cm.err_r();
+  errors.rint += cm.err_rint();
+  errors.gamma += cm.err_gamma();
+}
+
+void log_figure(std::ostream* log, const char* title, double sum, double sum2, double n,
+                const char* unit = "") {
+  const auto [mean, deviation] = figure_of(sum, sum2, n);
+  log_line(log, title, truncated(mean), " +- ", truncated(deviation), unit);
+}
+
+void log_figures(std::ostream* log, const _cv_errors& e, double n) {
+  const auto [mean, deviation] = figure_of(e.misc, e.misc2, n);
+  log_line(log, " + err: ", percent_truncated(mean), "% +- ", percent_truncated(deviation), "%");
+  log_figure(log, " + sz: ", e.size, e.size2, n);
+  log_figure(log, " + depth: ", e.depth, e.depth2, n);
+  log_figure(log, " + nf: ", e.features, e.features2, n);
+  log_figure(log, " + time: ", e.time, e.time2, n, " secs");
+}
+
+}  // namespace
+
+fold_figure figure_of(double sum, double sum2, double n) {
+  if (n == 1) return {sum, std::numeric_limits<double>::quiet_NaN()};
+  double variance = (sum2 - sum * sum / n) / (n - 1);
+  if (variance < 0) variance = 0;  // equal values, rounded
+  return {sum / n, std::sqrt(variance)};
+}
+
+double percent_truncated(double value) { return std::trunc(value * 10000) / 100; }
+double truncated(double value) { return std::trunc(value * 100) / 100; }
+
+void cross_validate(const options& opt, table* t, const dtree& model, _cv_errors& errors,
+                    std::ostream* log) {
+  const auto k = static_cast<unsigned long>(opt.cv_folds);
+  const auto repetitions = static_cast<unsigned long>(opt.cv_repetitions);
+  if (k > t->get_no_rows()) throw std::runtime_error(k_many_folds);
+  log_line(log, "Cross-validating ");
+  errors = _cv_errors{};
+  const subset_ptr all(t->get_wsubset_all());
+  for (unsigned long repetition = 0; repetition < repetitions; ++repetition) {
+    all->stratify_cross(k, t, true);
+    const std::unique_ptr<dtree> copy(model.clone(/*parameters_only=*/true));
+    for (unsigned long i = 0; i < k; ++i) {
+      const unsigned long begin = all->fold_begin(k, i);
+      const unsigned long length = all->fold_end(k, i) - begin;
+      const subset_ptr test(all->select(begin, length, false));
+      const subset_ptr train(all->select(begin, length, true));
+      copy->build(t, train.get());
+      const std::unique_ptr<conf_matrix> cm(copy->test(t, test.get(), nullptr));
+      add_fold(opt, *copy, *cm, errors);
+      if (log != nullptr) *log << '.' << std::flush;
+    }
+  }
+  log_figures(log, errors, static_cast<double>(k * repetitions));
+}
+
+}  // namespace orvcmd
