@@ -2,7 +2,7 @@
 //
 // A case whose value of the tested attribute is unknown goes down every branch, in proportion to
 // the training weight that did (Quinlan 1993); its class is the one of the largest weight.
-#include "impls/evaluation/tally.h"
+#include "impls/evaluation/batch_predictor.h"
 #include "impls/trees/decision_tree.h"
 #include "zel/util/number_util.h"
 
@@ -108,10 +108,9 @@ double decision_tree::predict_row(const table& t, row_t row, prediction& result,
 
 double decision_tree::predict_cm(const table& t, const case_list& cases, double weight,
                                  conf_matrix& matrix) const {
-  return tally(t, cases, weight, matrix, [&](row_t row, double case_weight) {
-    prediction result;
-    const double depth = predict_row(t, row, result, case_weight);
-    return outcome{result.first, depth};
+  const batch_predictor predictor(t, {this}, /*vote=*/false);
+  return tally(t, cases, weight, matrix, [&](case_span some, std::span<outcome> outcomes) {
+    predictor.predict_rows(t, some, outcomes);
   });
 }
 

@@ -1,7 +1,7 @@
 // What a model predicts, and how its predictions compare with what is known.
 #include <stdexcept>
 
-#include "impls/evaluation/tally.h"
+#include "impls/evaluation/batch_predictor.h"
 #include "impls/model/dtree.h"
 #include "zel/util/cronos.h"
 #include "zel/util/number_util.h"
@@ -52,11 +52,12 @@ std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,
   zel::util::cronos watch;
   watch.start();
   auto matrix = std::make_unique<conf_matrix>(&t);
+  std::vector<const decision_tree*> trees;
+  for (const auto& tree : trees_) trees.push_back(tree.get());
+  const batch_predictor predictor(t, std::move(trees), ensemble_);
   const double depths = zel::util::parallel::with_workers([&] {
-    return tally(t, cases, 1.0, *matrix, [&](row_t row, double weight) {
-      decision_tree::prediction result;
-      const double depth = predict_row(t, row, result, weight);
-      return outcome{result.first, depth};
+    return tally(t, cases, 1.0, *matrix, [&](case_span some, std::span<outcome> outcomes) {
+      predictor.predict_rows(t, some, outcomes);
     });
   });
   watch.stop();

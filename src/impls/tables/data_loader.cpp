@@ -10,6 +10,7 @@
 #include <atomic>
 #include <limits>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <stdexcept>
 
@@ -75,6 +76,9 @@ class worker {
         if (error_) break;
         ++blocks_.back().rows;
       }
+    } catch (const std::bad_alloc&) {
+      lower(limit, 0);  // stops the other workers
+      throw;
     } catch (const std::exception& failure) {  // the connection failed
       error_ = load_error{k_after_all_blocks, 0, failure.what(), {}, {}};
     }
@@ -118,7 +122,7 @@ class worker {
         const code_t code = columns[i]->values()->insert_local(fields_[i], slot_);
         if (code != k_no_code) streams_[i].append(code);
       }
-    } catch (const std::exception& failure) {
+    } catch (const std::runtime_error& failure) {  // the value; lack of memory has no row
       fail(failure.what(), columns[i]->name(), {});
     }
   }

@@ -1,0 +1,62 @@
+#include "impls/evaluation/batch_predictor.h"
+
+#include <stdexcept>
+
+#include "zel/util/number_util.h"
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr char k_wide_codes[] = "too many distinct values in a column to predict with";
+
+}  // namespace
+
+batch_predictor::batch_predictor(const table& t, std::vector<const decision_tree*> trees, bool vote)
+    : n_class_codes_(t.n_class_codes()), vote_(vote) {
+  if (!flat_tree::fits(t)) throw std::runtime_error(k_wide_codes);
+  trees_.reserve(trees.size());
+  for (const decision_tree* tree : trees) trees_.emplace_back(t, *tree);
+}
+
+void batch_predictor::predict_rows(const table& t, case_span cases,
+                                   std::span<outcome> outcomes) const {
+  thread_local std::vector<std::uint32_t> codes;
+  gather_codes(t, cases, codes);
+  predict({codes, t.n_attributes()}, outcomes);
+}
+
+void batch_predictor::predict(const case_block& cases, std::span<outcome> outcomes) const {
+  vote_ ? predict_votes(cases, outcomes) : predict_one(trees_[0], cases, outcomes);
+}
+
+void batch_predictor::predict_one(const flat_tree& tree, const case_block& cases,
+                                  std::span<outcome> outcomes) const {
+  decision_tree::prediction result;
+  for (std::size_t i = 0; i < outcomes.size(); ++i) {
+    const double depth = tree.predict(cases.of_case(i), result, 1.0);
+    outcomes[i] = {result.first, result.second, depth};
+  }
+}
+
+/// Tree by tree over all cases: a tree stays in the cache while it is used.
+void batch_predictor::predict_votes(const case_block& cases, std::span<outcome> outcomes) const {
+  std::vector<std::uint32_t> votes(outcomes.size() * n_class_codes_);
+  for (outcome& o : outcomes) o.depth = 0;
+  decision_tree::prediction result;
+  for (const flat_tree& tree : trees_) {
+    for (std::size_t i = 0; i < outcomes.size(); ++i) {
+      outcomes[i].depth += tree.predict(cases.of_case(i), result, 1.0);
+      ++votes[i * n_class_codes_ + result.first];
+    }
+  }
+  for (std::size_t i = 0; i < outcomes.size(); ++i) {
+    const std::span<const std::uint32_t> of_case(votes.data() + i * n_class_codes_, n_class_codes_);
+    const unsigned long best = zel::util::number_util::argmax(of_case);
+    outcomes[i].predicted = best;
+    outcomes[i].confidence =
+        static_cast<double>(of_case[best]) / static_cast<double>(trees_.size());
+  }
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,111 @@
+// Rows of text into codes, to be classified by a model of another table.
+//
+// A row may hold values that the model's table does not. A number between two known ones takes
+// the code of the larger, one above all known ones the code past the last: "value <= threshold"
+// then holds for the codes exactly where it holds for the values. Any other value that the set
+// does not hold is refused, or taken as unknown and counted.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "impls/tables/table.h"
+#include "impls/tables/text_codes.h"
+
+namespace orvik::impls {
+
+/// Names of columns, each with the number of its values that were taken as unknown.
+using unseen_values = std::vector<std::pair<std::string, unsigned long>>;
+
+/// The code of `text` in the (frozen) value set of `c`, 0 for the column's own unknown value and
+/// for `missing`; k_no_code where the set does not hold it and the column has no numeric order.
+/// Throws std::runtime_error for a text that is no value of the set's type.
+code_t code_of_text(const column& c, const std::string& text, const std::string& missing);
+
+/// "value V for column N not admitted", of V the first 200 bytes, control bytes shown as "?".
+std::string not_admitted(std::string_view value, const std::string& column);
+
+/// The codes of one column's fields. Each of the first few thousand distinct texts is looked up
+/// once. Threads: one.
+class field_codes {
+ public:
+  /// `c` and `missing` must outlive this. At most `limit` texts are remembered.
+  field_codes(const column& c, const std::string& missing, unsigned long limit)
+      : column_(c), missing_(missing), limit_(limit) {}
+
+  /// As code_of_text().
+  code_t code_of(std::string_view text) {
+    const text_codes::code known = texts_.find(text);
+    return known != 0 ? codes_[known - 1] : look_up(text);
+  }
+
+ private:
+  code_t look_up(std::string_view text);
+
+  const column& column_;
+  const std::string& missing_;
+  unsigned long limit_;
+  text_codes texts_;
+  std::vector<code_t> codes_;  // by text code - 1
+  std::string scratch_;
+};
+
+/// Reads rows one after the other; the latest one is kept. Errors are std::runtime_error: the
+/// reason and the column, without the row's number.
+/// Threads: one. No allocation for a row, once the memory of distinct texts is full.
+class row_coder {
+ public:
+  struct rules {
+    std::string missing;        // the unknown value, beside each column's own
+    bool admit_unseen = false;  // take values that a set does not hold as unknown
+  };
+
+  /// `t` must outlive this.
+  row_coder(const table& t, rules how);
+
+  /// A row with every column, its class a known one unless unseen values are admitted.
+  void read_test_row(std::string_view line, char separator);
+  /// A row with every column, or all but the class, or all but class and weight. Neither of the
+  /// two is looked at. A separator at the end of a row that lacks columns opens an empty field.
+  void read_score_row(std::string_view line, char separator);
+
+  /// By attribute; 0 in ignored columns.
+  const std::vector<code_t>& codes() const { return codes_; }
+  // Of a test row.
+  code_t class_code() const { return class_code_; }
+  double weight() const { return weight_; }
+
+  /// Number of values taken as unknown, by column of the table.
+  const std::vector<unsigned long>& unseen() const { return unseen_; }
+
+ private:
+  enum class use : unsigned char { SKIP, ATTRIBUTE, CLASS, WEIGHT };
+  struct field {
+    use as;
+    unsigned long column;
+    unsigned long attribute;
+  };
+  using form = std::vector<field>;
+
+  form test_form() const;
+  form score_form(bool with_class, bool with_weight) const;
+  void split(std::string_view line, char separator);
+  void read(const form& f, std::string_view line);
+  code_t known_code(unsigned long column, std::string_view text, bool admits_null);
+
+  const table& table_;
+  rules rules_;
+  form test_form_;
+  std::vector<form> score_forms_;
+  std::vector<field_codes> columns_;
+  std::vector<std::string_view> fields_;
+  std::vector<code_t> codes_;
+  code_t class_code_ = k_unknown;
+  double weight_ = 1.0;
+  std::vector<unsigned long> unseen_;
+};
+
+}  // namespace orvik::impls
