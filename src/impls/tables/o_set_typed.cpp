@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <numeric>
 #include <stdexcept>
 
 #include "impls/tables/decimal.h"
@@ -32,6 +31,11 @@ constexpr char k_not_an_int[] = ": not an int";
 constexpr char k_not_a_float[] = ": not a float";
 constexpr char k_not_a_double[] = ": not a double";
 constexpr char k_negative[] = ": negative value in a column of weights";
+
+/// A memo of this many texts fits in a processor's second cache.
+constexpr unsigned long k_memo_texts = 4096;
+/// A memo that is full after fewer cells meets new texts most of the time.
+constexpr unsigned long k_memo_cells = 8 * k_memo_texts;
 
 [[noreturn]] void fail_on(std::string_view text, const char* what) {
   throw std::runtime_error(std::string(text) + what);
@@ -69,14 +73,17 @@ std::string format_number(const char* format, T value) {
   return large;
 }
 
-/// Positions of `values` in ascending order of value.
-template <class T>
-std::vector<std::size_t> ascending(const std::vector<T>& values) {
-  std::vector<std::size_t> order(values.size());
-  std::iota(order.begin(), order.end(), std::size_t{0});
-  std::sort(order.begin(), order.end(),
-            [&values](std::size_t a, std::size_t b) { return values[a] < values[b]; });
-  return order;
+/// The union of two ascending sequences without repetitions.
+template <class T, class Local>
+void merge_values(const std::vector<T>& values, const std::vector<Local>& locals,
+                  std::vector<T>& merged) {
+  auto value = values.begin();
+  for (const Local& local : locals) {
+    while (value != values.end() && *value < local.value) merged.push_back(*value++);
+    if (value != values.end() && *value == local.value) ++value;
+    merged.push_back(local.value);
+  }
+  merged.insert(merged.end(), value, values.end());
 }
 
 std::string_view without_outer_blanks(std::string_view text) {
@@ -125,26 +132,27 @@ code_t o_set_typed<T>::insert_local(std::string_view text, unsigned long thread)
   if (frozen_ && !ordered_) throw std::runtime_error(k_insert_local_frozen);
   if (note_null(text)) return k_unknown;
   if (ordered_) return declared_code(text);
-  thread_map& map = *thread_maps_[thread];
-  const text_codes::code known = map.texts.find(text);
-  if (known == 0) return insert_new_text(map, text, map.texts.size() + 1);
-  return k_numeric ? map.code_of_text[known - 1] : known;
+  return insert_into(*thread_maps_[thread], text);
 }
 
-/// Converts before it inserts: a text that is no value leaves the dictionary as it was.
+/// The memo of texts is full when more texts would not fit in a fast cache. If it filled up
+/// early, most texts are new ones, and the memo is given up.
 template <class T>
-code_t o_set_typed<T>::insert_new_text(thread_map& map, std::string_view text,
-                                       text_codes::code text_code) {
-  T value = parse(text);
-  map.texts.insert(text);
-  if constexpr (k_numeric) {
-    const auto [at, added] = map.codes.try_emplace(value, map.values.size() + 1);
-    if (added) map.values.push_back(value);
-    map.code_of_text.push_back(at->second);
-    return at->second;
+code_t o_set_typed<T>::insert_into(thread_map& map, std::string_view text) const {
+  if constexpr (!k_numeric) {
+    return map.texts.insert(text);
   } else {
-    map.values.push_back(std::move(value));
-    return text_code;
+    if (!map.has_memo) return map.numbers.insert(parse(text));
+    ++map.cells;
+    if (const text_codes::code known = map.texts.find(text)) return map.code_of_text[known - 1];
+    const text_codes::code code = map.numbers.insert(parse(text));  // a bad text stays out
+    if (map.texts.size() < k_memo_texts) {
+      map.texts.insert(text);
+      map.code_of_text.push_back(code);
+    } else {
+      map.has_memo = map.cells > k_memo_cells;
+    }
+    return code;
   }
 }
 
@@ -167,25 +175,52 @@ void o_set_typed<T>::freeze() {
 
   values_.clear();
   for (const auto& [value, code] : codes_) values_.push_back(value);
-  std::vector<std::vector<std::size_t>> orders;
-  for (const auto& map : thread_maps_) {
-    orders.push_back(ascending(map->values));
-    values_.insert(values_.end(), map->values.begin(), map->values.end());
-  }
   std::sort(values_.begin(), values_.end());
-  values_.erase(std::unique(values_.begin(), values_.end()), values_.end());
-  values_.shrink_to_fit();
   codes_.clear();
-
-  // Both sequences ascend: one walk finds the final code of every local one.
+  std::vector<std::vector<local_value>> locals;
+  for (const auto& map : thread_maps_) {
+    locals.push_back(ascending(*map));
+    std::vector<T> merged;
+    merged.reserve(values_.size() + locals.back().size());
+    merge_values(values_, locals.back(), merged);
+    values_.swap(merged);
+  }
+  values_.shrink_to_fit();
   for (std::size_t t = 0; t < thread_maps_.size(); ++t) {
-    thread_map& map = *thread_maps_[t];
-    map.final_codes.assign(map.values.size() + 1, k_unknown);
-    std::size_t at = 0;
-    for (const std::size_t local : orders[t]) {
-      while (values_[at] != map.values[local]) ++at;
-      map.final_codes[local + 1] = at + 1;
+    assign_final_codes(*thread_maps_[t], locals[t]);
+  }
+}
+
+template <class T>
+std::vector<typename o_set_typed<T>::local_value> o_set_typed<T>::ascending(const thread_map& map) {
+  std::vector<local_value> sorted;
+  if constexpr (k_numeric) {
+    const std::vector<T>& values = map.numbers.values();
+    sorted.reserve(values.size());
+    for (const T& value : values) {
+      sorted.push_back({value, static_cast<text_codes::code>(sorted.size() + 1)});
     }
+  } else {
+    sorted.reserve(map.texts.size());
+    char room[8];
+    for (text_codes::code c = 1; c <= map.texts.size(); ++c) {
+      sorted.push_back({std::string(map.texts.text(c, room)), c});
+    }
+  }
+  std::sort(sorted.begin(), sorted.end(),
+            [](const local_value& a, const local_value& b) { return a.value < b.value; });
+  return sorted;
+}
+
+/// Both sequences ascend: one walk finds the final code of every local one.
+template <class T>
+void o_set_typed<T>::assign_final_codes(thread_map& map,
+                                        const std::vector<local_value>& locals) const {
+  map.final_codes.assign(locals.size() + 1, k_unknown);
+  std::size_t at = 0;
+  for (const local_value& local : locals) {
+    while (values_[at] != local.value) ++at;
+    map.final_codes[local.code] = at + 1;
   }
 }
 

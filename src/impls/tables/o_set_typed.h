@@ -2,7 +2,8 @@
 //
 // While a table loads, every worker has a dictionary of its own. It looks the bytes of a cell up
 // first and converts only texts that it has not met: a column with few distinct texts costs one
-// probe a cell. Texts of one value ("2.5", "2.50") share its code.
+// probe a cell. A numeric column of many distinct texts gives that up and looks values up. Texts
+// of one value ("2.5", "2.50") share its code.
 #pragma once
 
 #include <memory>
@@ -10,10 +11,12 @@
 #include <string>
 #include <type_traits>
 #include <unordered_map>
+#include <variant>
 #include <vector>
 
 #include "impls/tables/o_set.h"
 #include "impls/tables/text_codes.h"
+#include "impls/tables/value_codes.h"
 
 namespace orvik::impls {
 
@@ -49,17 +52,25 @@ class o_set_typed : public o_set {
  private:
   static constexpr bool k_numeric = !std::is_same_v<T, std::string>;
 
-  /// What one loader thread has met.
+  /// What one loader thread has met: numbers by value, with a memo of texts; strings by text.
   struct thread_map {
     text_codes texts;
-    std::unordered_map<T, code_t> codes;  // numbers only: the text is the value of a string
-    std::vector<code_t> code_of_text;     // numbers only, by text code - 1
-    std::vector<T> values;                // by local code - 1
-    std::vector<code_t> final_codes;      // by local code, once frozen
+    std::vector<text_codes::code> code_of_text;  // numbers only, by text code - 1
+    std::conditional_t<k_numeric, value_codes<T>, std::monostate> numbers;
+    unsigned long cells = 0;  // looked up while there is a memo
+    bool has_memo = true;
+    std::vector<code_t> final_codes;  // by local code, once frozen
+  };
+  /// A value and its local code.
+  struct local_value {
+    T value;
+    text_codes::code code;
   };
 
   T parse(std::string_view text) const;
-  code_t insert_new_text(thread_map& map, std::string_view text, text_codes::code text_code);
+  code_t insert_into(thread_map& map, std::string_view text) const;
+  static std::vector<local_value> ascending(const thread_map& map);
+  void assign_final_codes(thread_map& map, const std::vector<local_value>& locals) const;
   code_t declared_code(std::string_view text) const;
   void require_frozen(const char* message) const;
   void check_code(code_t code) const;

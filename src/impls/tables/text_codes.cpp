@@ -5,29 +5,20 @@
 
 namespace orvik::impls {
 
-namespace {
-
-constexpr char k_too_many[] = "too many distinct values in a column";
-
-struct secret {
-  std::uint64_t a, b;
-};
-
-const secret& process_secret() {
-  static const secret value = [] {
+const hash_secret& process_secret() {
+  static const hash_secret value = [] {
     std::random_device device;
-    const auto word = [&device] { return (static_cast<std::uint64_t>(device()) << 32) | device(); };
-    return secret{word() | 1, word() | 1};
+    const auto odd_word = [&device] {
+      return (static_cast<std::uint64_t>(device()) << 32) | device() | 1;
+    };
+    return hash_secret{odd_word(), odd_word()};
   }();
   return value;
 }
 
-/// Folded 128-bit product: every input bit reaches every output bit.
-std::uint64_t mix(std::uint64_t x, std::uint64_t y) {
-  __extension__ using wide = unsigned __int128;
-  const wide product = static_cast<wide>(x) * y;
-  return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
-}
+namespace {
+
+constexpr char k_too_many[] = "too many distinct values in a column";
 
 template <class Word>
 Word load(const char* from) {
@@ -41,9 +32,9 @@ std::uint64_t hash_of(std::string_view text) {
   std::uint64_t h = a ^ text.size();
   const char* p = text.data();
   std::size_t left = text.size();
-  for (; left > 8; p += 8, left -= 8) h = mix(h ^ load<std::uint64_t>(p), b);
+  for (; left > 8; p += 8, left -= 8) h = hash_mix(h ^ load<std::uint64_t>(p), b);
   // The last eight bytes, overlapping what was read: only called for texts longer than eight.
-  return mix(h ^ load<std::uint64_t>(p + left - 8), b ^ a);
+  return hash_mix(h ^ load<std::uint64_t>(p + left - 8), b ^ a);
 }
 
 }  // namespace
@@ -68,9 +59,9 @@ std::uint64_t text_codes::key_of(std::string_view text) {
   return text.size() <= k_inline ? pack(text) : hash_of(text);
 }
 
-std::uint64_t text_codes::spread(std::uint64_t key, std::size_t length) {
-  static const secret& s = process_secret();
-  return mix(key ^ s.a, s.b ^ length);
+std::uint64_t text_codes::spread(std::uint64_t key, std::size_t length) const {
+  const hash_secret& s = *secret_;
+  return hash_mix(key ^ s.a, s.b ^ length);
 }
 
 bool text_codes::holds(const slot& s, std::uint64_t key, std::string_view text) const {

@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+#include "impls/tables/hash_mix.h"
+
 namespace orvik::impls {
 
 class text_codes {
@@ -48,12 +50,13 @@ class text_codes {
 
   static std::uint64_t pack(std::string_view text);
   static std::uint64_t key_of(std::string_view text);
-  static std::uint64_t spread(std::uint64_t key, std::size_t length);
+  std::uint64_t spread(std::uint64_t key, std::size_t length) const;
 
   bool holds(const slot& s, std::uint64_t key, std::string_view text) const;
   const slot* probe(std::uint64_t key, std::string_view text) const;
   void grow();
 
+  const hash_secret* secret_ = &process_secret();
   std::vector<slot> slots_;
   std::vector<entry> entries_;
   std::vector<char> arena_;  // the texts longer than k_inline, back to back
