@@ -12,9 +12,10 @@ struct program_result {
   std::string out;  ///< standard output
 };
 
-/// `arguments` is shell text: quotes and redirections work.
-inline program_result run_program(const std::string& arguments) {
-  const std::string command = std::string("exec '") + ORVCMD + "' " + arguments;
+/// `arguments` is shell text: quotes and redirections work. So is `before`, which the shell does
+/// first: "ulimit -v 4000000;".
+inline program_result run_program(const std::string& arguments, const std::string& before = "") {
+  const std::string command = before + "exec '" + ORVCMD + "' " + arguments;
   program_result result{-1, ""};
   FILE* pipe = popen(command.c_str(), "r");
   if (pipe == nullptr) return result;
