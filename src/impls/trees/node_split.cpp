@@ -56,7 +56,7 @@ std::optional<double> value_of(const splitting_desc& desc, model::split_type typ
       if (desc.gain < average - k_gain_tolerance) return std::nullopt;
       break;
     default:
-      throw std::runtime_error(k_unknown_type);
+      return std::nullopt;
   }
   if (!(desc.split_info > k_least_split_info)) return std::nullopt;
   return desc.gain / desc.split_info;
@@ -102,6 +102,7 @@ void decision_node::split(const table& t, model::split_type type, double min_wei
                           const zel::adt::bitmap* usable, unsigned long k,
                           zel::util::rand_gen* draw) {
   if (!activated_) throw std::runtime_error(k_not_activated);
+  if (type >= model::N_SPLIT_TYPES) throw std::runtime_error(k_unknown_type);
   set_as_leaf();
   if (weight_ == 0 || distribution_[leaf_class_] == weight_ || 2 * min_weight > weight_) return;
 
