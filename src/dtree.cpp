@@ -1,14 +1,23 @@
 #include "orvik/dtree.h"
 
+#include <stdexcept>
+
 #include "impls/model/dtree.h"
 
 namespace orvik {
 
 namespace {
 
+constexpr char k_no_table[] = "no table provided with the training cases";
+
 impls::table* impl_of(const table* t) { return t == nullptr ? nullptr : t->get_impl(); }
 
 impls::case_list* impl_of(const table::subset* s) { return s == nullptr ? nullptr : s->get_impl(); }
+
+const impls::table& required(const table* t) {
+  if (t == nullptr) throw std::runtime_error(k_no_table);
+  return *impl_of(t);
+}
 
 }  // namespace
 
@@ -55,6 +64,12 @@ void dtree::set_training_cm(table* t, table::subset* cases) {
 
 conf_matrix* dtree::test(table* t, table::subset* cases, double* average_depth) const {
   return new conf_matrix(impl_->test(*impl_of(t), *impl_of(cases), average_depth));
+}
+
+double dtree::get_oob_error(table* t) const { return impl_->oob_error(required(t)); }
+
+std::vector<attribute_importance> dtree::get_importance(table* t) const {
+  return impl_->importance(required(t));
 }
 
 double dtree::get_elapsed() const { return impl_->get_elapsed(); }

@@ -4,9 +4,11 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "orvik/conf_matrix.h"
 #include "orvik/enums.h"
+#include "orvik/importance.h"
 #include "orvik/table.h"
 
 namespace orvik {
@@ -59,6 +61,14 @@ class dtree {
   /// Predictions for the cases against their classes; `average_depth` (may be null) receives the
   /// mean depth of their leaves.
   [[nodiscard]] conf_matrix* test(table* t, table::subset* cases, double* average_depth) const;
+
+  /// Error of the trees of an ensemble on the cases they were not grown on: each training case is
+  /// put to the vote of the trees that did not draw it (Breiman 1996). `t` is the table the model
+  /// was built on. @return a fraction; not-a-number for a single tree.
+  /// Throws std::runtime_error without a table or before a build, as get_importance() does.
+  double get_oob_error(table* t) const;
+  /// What the trees owe to each usable attribute, by descending gain, then by attribute.
+  std::vector<attribute_importance> get_importance(table* t) const;
 
   /// Seconds of the last build(), or of the last prune().
   double get_elapsed() const;

@@ -106,6 +106,23 @@ double decision_tree::predict_row(const table& t, row_t row, prediction& result,
   return classify(t, *this, codes_of_row(t, row), result, weight, 0);
 }
 
+double decision_tree::predict_row_asking(const table& t, row_t row, prediction& result,
+                                         zel::adt::bitmap& asked) const {
+  const auto code_of = codes_of_row(t, row);
+  const auto note = [&](unsigned int a) {
+    asked.set(a);
+    return code_of(a);
+  };
+  return classify(t, *this, note, result, 1.0, 0);
+}
+
+double decision_tree::predict_changed_row(const table& t, row_t row, unsigned int attribute,
+                                          code_t code, prediction& result) const {
+  const auto code_of = codes_of_row(t, row);
+  const auto changed = [&](unsigned int a) { return a == attribute ? code : code_of(a); };
+  return classify(t, *this, changed, result, 1.0, 0);
+}
+
 double decision_tree::predict_cm(const table& t, const case_list& cases, double weight,
                                  conf_matrix& matrix) const {
   const batch_predictor predictor(t, {this}, /*vote=*/false);

@@ -5,6 +5,7 @@
 // follow from its seed: the model keeps the seed, not the draws.
 #include <stdexcept>
 
+#include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
 #include "zel/util/cronos.h"
 #include "zel/util/parallel.h"
@@ -70,11 +71,11 @@ std::unique_ptr<decision_tree> dtree::grow_tree(const table& t, unsigned long i)
 }
 
 case_list dtree::cases_of_tree(unsigned long i) const {
-  case_list all = cases_.expand();
-  if (!ensemble_) return all;
+  if (!ensemble_) return cases_.expand();
   case_list drawn;
-  zel::util::rand_gen positions(all.size(), seeds_[i]);
-  drawn.push_back_random_repeated(all.size(), &all, positions);
+  drawn.reserve(cases_.size());
+  for_each_draw(cases_.size(), seeds_[i],
+                [&](unsigned long position) { drawn.push_back(cases_[position]); });
   return drawn;
 }
 

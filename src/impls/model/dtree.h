@@ -16,6 +16,7 @@
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
 #include "orvik/enums.h"
+#include "orvik/importance.h"
 #include "zel/adt/bitmap.h"
 #include "zel/util/nocopy.h"
 
@@ -67,6 +68,14 @@ class dtree : private zel::util::nocopy {
                                     double* average_depth) const;
   /// Keeps the confusion matrix of `cases`.
   void set_training_cm(const table* t, const case_list* cases);
+  /// Error of the trees of an ensemble on the cases they were not grown on: every training case
+  /// is put to the vote of the trees that did not draw it. `t` holds the rows of the build.
+  /// @return misclassified weight / weight of the cases with a vote; not-a-number for a single
+  /// tree and without such cases.
+  double oob_error(const table& t) const;
+  /// What the trees owe to each usable attribute, by descending gain, then by attribute.
+  /// `t` holds the rows of the build.
+  std::vector<attribute_importance> importance(const table& t) const;
 
   const std::string& name() const { return name_; }
   unsigned long n_trees() const { return trees_.size(); }
@@ -97,6 +106,11 @@ class dtree : private zel::util::nocopy {
   void grow_trees(const table& t);
   std::unique_ptr<decision_tree> grow_tree(const table& t, unsigned long i) const;
   void prune_tree(const table& t, decision_tree& tree) const;
+  /// Throws std::runtime_error without trees, and for a table other than that of the build as
+  /// far as its size tells.
+  void require_training_rows(const table& t) const;
+  /// Whether it is known which cases each tree drew.
+  bool has_draws() const;
 
   std::string name_;
   std::unique_ptr<table> table_;                  // the schema of the training table

@@ -2,13 +2,17 @@
 // (Breiman, Out-of-bag estimation, 1996), an estimate of the error on new cases for the price of
 // one pass over the training cases.
 //
-// A task takes a chunk of cases through one tree after the other: the tree stays in the cache.
+// A task takes a chunk of cases through one tree after the other: a tree stays in the cache while
+// it is used.
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <span>
+#include <stdexcept>
 #include <vector>
 
+#include "impls/evaluation/flat_tree.h"
 #include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
 #include "zel/util/number_util.h"
@@ -18,8 +22,10 @@ namespace orvik::impls {
 
 namespace {
 
+constexpr char k_other_table[] = "the table does not hold the training cases";
+
 constexpr std::uint32_t k_no_vote = std::numeric_limits<std::uint32_t>::max();
-constexpr unsigned long k_chunk_cases = 1UL << 10;
+constexpr unsigned long k_chunk_cases = 1UL << 9;
 constexpr unsigned long k_chunk_counters = 1UL << 20;  // bounds a task's memory: many classes
 
 /// Cases a task takes: as many as their vote counters allow.
@@ -27,24 +33,39 @@ unsigned long chunk_size(unsigned long n_codes) {
   return std::clamp(k_chunk_counters / n_codes, 1UL, k_chunk_cases);
 }
 
-/// The vote counters of a chunk of cases.
-class chunk_votes {
- public:
-  chunk_votes(unsigned long n_cases, unsigned long n_codes)
-      : n_codes_(n_codes), counts_(n_cases * n_codes) {}
-
-  void add(unsigned long i, code_t code) { ++counts_[i * n_codes_ + code]; }
-  /// The code of the most votes for a case, the lowest of equals; k_no_vote without votes.
-  std::uint32_t winner(unsigned long i) const {
-    const std::span<const std::uint32_t> of_case(counts_.data() + i * n_codes_, n_codes_);
-    const unsigned long best = zel::util::number_util::argmax(of_case);
-    return of_case[best] == 0 ? k_no_vote : static_cast<std::uint32_t>(best);
-  }
-
- private:
-  unsigned long n_codes_;
-  std::vector<std::uint32_t> counts_;  // case by case
+struct voting_tree {
+  zel::adt::bitmap in_bag;  // by position in the list of training cases
+  flat_tree tree;
 };
+
+/// Cases that follow each other in the list of training cases, the first at position `first`.
+struct chunk {
+  unsigned long first;
+  case_list cases;
+};
+
+/// Sets for every case of the chunk the class of the most votes, the lowest of equals.
+void vote(const table& t, const std::vector<std::optional<voting_tree>>& trees, const chunk& some,
+          std::span<std::uint32_t> winners) {
+  const unsigned long n_codes = t.n_class_codes();
+  std::vector<std::uint32_t> votes(some.cases.size() * n_codes);  // case by case
+  std::vector<std::uint32_t> codes;
+  gather_codes(t, some.cases, codes);
+  const case_block block{codes, t.n_attributes()};
+  decision_tree::prediction result;
+  for (const auto& voter : trees) {
+    for (unsigned long i = 0; i < winners.size(); ++i) {
+      if (voter->in_bag[some.first + i]) continue;
+      voter->tree.predict(block.of_case(i), result, 1.0);
+      ++votes[i * n_codes + result.first];
+    }
+  }
+  for (unsigned long i = 0; i < winners.size(); ++i) {
+    const std::span<const std::uint32_t> of_case(votes.data() + i * n_codes, n_codes);
+    const unsigned long best = zel::util::number_util::argmax(of_case);
+    winners[i] = of_case[best] == 0 ? k_no_vote : static_cast<std::uint32_t>(best);
+  }
+}
 
 }  // namespace
 
@@ -52,43 +73,41 @@ bool dtree::has_draws() const {
   return ensemble_ && !cases_.empty() && seeds_.size() == trees_.size();
 }
 
-double dtree::oob_error(const table& t) const {
+void dtree::require_training_rows(const table& t) const {
   require_trees();
+  bool held = table_ && t.n_attributes() == table_->n_attributes() &&
+              t.n_class_codes() == table_->n_class_codes();
+  for (unsigned long i = 0; held && i < cases_.size(); ++i) held = cases_[i].first < t.n_rows();
+  if (!held) throw std::runtime_error(k_other_table);
+}
+
+double dtree::oob_error(const table& t) const {
+  require_training_rows(t);
   if (!has_draws()) return std::numeric_limits<double>::quiet_NaN();
   const unsigned long n = cases_.size();
-  const unsigned long n_codes = t.n_class_codes();
-  std::vector<zel::adt::bitmap> drawn(trees_.size());
+  std::vector<std::optional<voting_tree>> trees(trees_.size());
   std::vector<std::uint32_t> winners(n);
-
-  const auto vote_for_chunk = [&](unsigned long first, unsigned long end) {
-    chunk_votes votes(end - first, n_codes);
-    decision_tree::prediction result;
-    for (unsigned long tree = 0; tree < trees_.size(); ++tree) {
-      const zel::adt::bitmap& own = drawn[tree];
-      for (unsigned long i = first; i < end; ++i) {
-        if (own[i]) continue;
-        trees_[tree]->predict_row(t, cases_.row(i), result, 1.0);
-        votes.add(i - first, result.first);
-      }
-    }
-    for (unsigned long i = first; i < end; ++i) winners[i] = votes.winner(i - first);
-  };
   zel::util::parallel::with_workers([&] {
-    zel::util::parallel::for_each_index(
-        trees_.size(), [&](unsigned long tree) { drawn[tree] = in_bag(n, seeds_[tree]); });
-    const unsigned long size = chunk_size(n_codes);
-    zel::util::parallel::for_each_index((n + size - 1) / size, [&](unsigned long chunk) {
-      vote_for_chunk(chunk * size, std::min(n, (chunk + 1) * size));
+    zel::util::parallel::for_each_index(trees.size(), [&](unsigned long i) {
+      trees[i].emplace(in_bag(n, seeds_[i]), flat_tree(t, *trees_[i]));
+    });
+    const unsigned long size = chunk_size(t.n_class_codes());
+    zel::util::parallel::for_each_index((n + size - 1) / size, [&](unsigned long number) {
+      chunk some{number * size, {}};
+      const unsigned long end = std::min(n, some.first + size);
+      for (unsigned long i = some.first; i < end; ++i) some.cases.push_back(cases_[i]);
+      vote(t, trees, some, std::span(winners).subspan(some.first, some.cases.size()));
     });
   });
 
   double voted = 0, wrong = 0;
-  for (unsigned long i = 0; i < n; ++i) {  // in list order: sums do not hang on the chunks
+  for (unsigned long i = 0; i < n; ++i) {  // in list order: the sums do not hang on the chunks
     if (winners[i] == k_no_vote) continue;
-    voted += cases_.weight(i);
-    if (winners[i] != t.class_column().get_row_index(cases_.row(i))) wrong += cases_.weight(i);
+    const auto [row, weight] = cases_[i];
+    voted += weight;
+    if (winners[i] != t.class_column().get_row_index(row)) wrong += weight;
   }
-  return wrong / voted;  // not-a-number when no case is out of bag
+  return voted > 0 ? wrong / voted : std::numeric_limits<double>::quiet_NaN();
 }
 
 }  // namespace orvik::impls

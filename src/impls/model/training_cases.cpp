@@ -20,10 +20,7 @@ training_cases::training_cases(const case_list& cases) {
 case_list training_cases::expand() const {
   case_list cases;
   cases.reserve(size());
-  for (unsigned long i = 0; i < size(); ++i) {
-    cases.emplace_back(narrow_rows_.empty() ? wide_rows_[i] : narrow_rows_[i],
-                       weights_.empty() ? 1.0 : weights_[i]);
-  }
+  for (unsigned long i = 0; i < size(); ++i) cases.push_back((*this)[i]);
   return cases;
 }
 

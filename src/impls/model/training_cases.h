@@ -17,6 +17,11 @@ class training_cases {
 
   bool empty() const { return size() == 0; }
   unsigned long size() const { return narrow_rows_.size() + wide_rows_.size(); }
+  /// The i-th of the list.
+  case_list::value_type operator[](unsigned long i) const {
+    return {narrow_rows_.empty() ? wide_rows_[i] : narrow_rows_[i],
+            weights_.empty() ? 1.0 : weights_[i]};
+  }
   /// The list as it was given.
   case_list expand() const;
 

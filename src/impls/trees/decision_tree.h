@@ -68,6 +68,12 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
                               unsigned long depth) const;
   /// Classifies a row of the table that the tree was grown on, or of one with its codes.
   double predict_row(const table& t, row_t row, prediction& result, double weight) const;
+  /// The same for a weight of 1; sets in `asked` the attributes whose values were looked at.
+  double predict_row_asking(const table& t, row_t row, prediction& result,
+                            zel::adt::bitmap& asked) const;
+  /// The same for a weight of 1 as if the row had the given code of `attribute`.
+  double predict_changed_row(const table& t, row_t row, unsigned int attribute, code_t code,
+                             prediction& result) const;
   /// Adds every case, its weight times `weight`, at (class, predicted class).
   /// @return the sum of depth x weight over the cases. Uses the workers.
   double predict_cm(const table& t, const case_list& cases, double weight,
