@@ -33,8 +33,6 @@ bool is(const options& opt) {
 }
 
 constexpr unavailable_row k_unavailable[] = {
-    {"-ft", given<&options::test_file>},
-    {"-fs", given<&options::score_data_file>},
     {"-bd", given<&options::binary_data_input>},
     {"-bt", given<&options::tree_binary_input>},
     {"-ebpg", is<&options::pruning, model::EBPG>},
@@ -58,7 +56,6 @@ constexpr unavailable_row k_unavailable[] = {
     {"-tb", given<&options::tree_binary_output>},
     {"-x", given<&options::xml_file>},
     {"-d", given<&options::dot_file>},
-    {"-s", given<&options::score_output_file>},
     {"-xstd", is_set<&options::xml_stdout>},
     {"-dstd", is_set<&options::dot_stdout>},
 };

@@ -261,6 +261,8 @@ constexpr option_row k_options[] = {
     {"-tt", set_workers},
     {"-tti", set_trace},
     {"-seed", set_seed},
+    {"-unseen", set_to<&options::unseen, true>},
+    {"-prob", set_to<&options::probabilities, true>},
 };
 
 void take_option(options& opt, arguments& args) {

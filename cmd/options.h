@@ -85,6 +85,8 @@ class options {
   const char* as2018_arg = nullptr;  ///< borrowed from the command line
   double as2018_x = 0;
   double as2018_y = 0;
+  bool unseen = false;         ///< rows to test or score: values training lacked count as unknown
+  bool probabilities = false;  ///< scores show the share of every class
   std::optional<unsigned long> seed;  ///< not set: every run draws its own random numbers
 };
 

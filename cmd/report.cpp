@@ -4,6 +4,7 @@
 #include "cross_validation.h"
 #include "driver.h"
 #include "log.h"
+#include "score.h"
 
 namespace orvcmd {
 
@@ -75,7 +76,17 @@ void test_save_tree(const options& opt, table* t, dtree* model, table::subset* h
     }
     log_line(log, " + time: ", cm->get_elapsed(), " secs");
   }
+  if (!opt.test_file.empty()) {
+    log_line(log, "Testing data");
+    const file_test test = test_on_file(opt, *model);
+    if (text != nullptr) {
+      if (text == log) *text << '\n';
+      report_errors("MISCLASSIFICATION on test file: ", *test.matrix, opt, *text);
+    }
+    log_file_test(log, test);
+  }
   if (text != nullptr) model->toTEXT(*text);
+  if (!opt.score_data_file.empty()) score_file(opt, *model, log);
 }
 
 }  // namespace orvcmd

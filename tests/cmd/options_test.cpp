@@ -101,6 +101,7 @@ TEST(command_line, fills_the_record) {
        }},
       {{"-seed", "18446744073709551615"},
        [](auto& o) { return o.seed == std::numeric_limits<unsigned long>::max(); }},
+      {{"-unseen", "-prob"}, [](auto& o) { return o.unseen && o.probabilities; }},
       {{"-seed", "0"}, [](auto& o) { return o.seed.has_value() && *o.seed == 0; }},
   };
   for (const accepted_line& row : rows) {
@@ -254,12 +255,12 @@ TEST(availability, is_decided_by_the_options_in_force) {
 // A row that goes away as its feature arrives.
 TEST(availability, names_the_option_that_cannot_be_used) {
   const words rows[] = {
-      {"-ft", "x"}, {"-fs", "x"}, {"-bd", "x"},      {"-bt", "x"},
+      {"-bd", "x"},      {"-bt", "x"},
       {"-ebpg"},    {"-ebpa"},    {"-pep"},          {"-pepg"},
       {"-pepa"},    {"-rep"},     {"-repg"},         {"-repa"},
       {"-mep"},     {"-mepg"},    {"-mepa"},         {"-sfs"},
       {"-sbe"},     {"-dtsbe"},   {"-as", "1"},      {"-db", "x"},
-      {"-tb", "x"}, {"-x", "x"},  {"-d", "x"},       {"-s", "x"},
+      {"-tb", "x"}, {"-x", "x"},  {"-d", "x"},
       {"-xstd"},    {"-dstd"},    {"-sdm2012", "1"}, {"-as2018", "a", "1", "2", "3"}};
   for (const words& line : rows) {
     try {

@@ -129,7 +129,8 @@ void row_coder::read(const form& f, std::string_view line) {
       case use::SKIP:
         break;
       case use::ATTRIBUTE:
-        codes_[f[i].attribute] = known_code(f[i].column, fields_[i], /*admits_null=*/true);
+        codes_[f[i].attribute] =
+            static_cast<std::uint32_t>(known_code(f[i].column, fields_[i], /*admits_null=*/true));
         break;
       case use::CLASS:
         class_code_ = known_code(f[i].column, fields_[i], /*admits_null=*/false);

@@ -6,7 +6,7 @@
 // does not hold is refused, or taken as unknown and counted.
 #pragma once
 
-#include <memory>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -63,7 +63,7 @@ class row_coder {
     bool admit_unseen = false;  // take values that a set does not hold as unknown
   };
 
-  /// `t` must outlive this.
+  /// `t`, whose codes fit in 32 bits, must outlive this.
   row_coder(const table& t, rules how);
 
   /// A row with every column, its class a known one unless unseen values are admitted.
@@ -73,7 +73,7 @@ class row_coder {
   void read_score_row(std::string_view line, char separator);
 
   /// By attribute; 0 in ignored columns.
-  const std::vector<code_t>& codes() const { return codes_; }
+  const std::vector<std::uint32_t>& codes() const { return codes_; }
   // Of a test row.
   code_t class_code() const { return class_code_; }
   double weight() const { return weight_; }
@@ -102,7 +102,7 @@ class row_coder {
   std::vector<form> score_forms_;
   std::vector<field_codes> columns_;
   std::vector<std::string_view> fields_;
-  std::vector<code_t> codes_;
+  std::vector<std::uint32_t> codes_;
   code_t class_code_ = k_unknown;
   double weight_ = 1.0;
   std::vector<unsigned long> unseen_;

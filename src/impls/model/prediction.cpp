@@ -46,15 +46,19 @@ double dtree::predict_row(const table& t, row_t row, decision_tree::prediction& 
   return ensemble_ ? vote(trees_, t.n_class_codes(), result, by_tree) : by_tree(*trees_[0], result);
 }
 
+batch_predictor dtree::make_predictor(const table& t) const {
+  std::vector<const decision_tree*> trees;
+  for (const auto& tree : trees_) trees.push_back(tree.get());
+  return {t, std::move(trees), ensemble_};
+}
+
 std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,
                                          double* average_depth) const {
   require_trees();
   zel::util::cronos watch;
   watch.start();
   auto matrix = std::make_unique<conf_matrix>(&t);
-  std::vector<const decision_tree*> trees;
-  for (const auto& tree : trees_) trees.push_back(tree.get());
-  const batch_predictor predictor(t, std::move(trees), ensemble_);
+  const batch_predictor predictor = make_predictor(t);
   const double depths = zel::util::parallel::with_workers([&] {
     return tally(t, cases, 1.0, *matrix, [&](case_span some, std::span<outcome> outcomes) {
       predictor.predict_rows(t, some, outcomes);

@@ -42,13 +42,17 @@ void split_fields(std::string_view line, char separator, bool trim,
   }
 }
 
-std::string bad_row_message(unsigned long row, std::string_view line) {
-  std::string shown(line.substr(0, k_quoted_bytes));
+std::string quoted(std::string_view text) {
+  std::string shown(text.substr(0, k_quoted_bytes));
   for (char& c : shown) {
     const auto byte = static_cast<unsigned char>(c);
     if (byte < 32 || byte == 127) c = '?';
   }
-  return "bad row format (row " + std::to_string(row) + "): " + shown;
+  return shown;
+}
+
+std::string bad_row_message(unsigned long row, std::string_view line) {
+  return "bad row format (row " + std::to_string(row) + "): " + quoted(line);
 }
 
 }  // namespace orvik::impls

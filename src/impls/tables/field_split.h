@@ -19,7 +19,10 @@ inline bool holds_nul(std::string_view line) {
   return std::memchr(line.data(), 0, line.size()) != nullptr;
 }
 
-/// "bad row format (row N): " and the line, its first 200 bytes, control bytes shown as "?".
+/// The first 200 bytes of `text` for a message, control bytes shown as "?".
+std::string quoted(std::string_view text);
+
+/// "bad row format (row N): " and the line quoted.
 std::string bad_row_message(unsigned long row, std::string_view line);
 
 }  // namespace orvik::impls

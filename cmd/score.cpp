@@ -1,0 +1,76 @@
+#include "score.h"
+
+#include <cmath>
+#include <iostream>
+
+#include "log.h"
+#include "outputs.h"
+
+namespace orvcmd {
+
+namespace {
+
+using unseen_values = orvik::dtree::unseen_values;
+
+constexpr char k_no_output[] = "No score output file provided!\n";
+constexpr char k_unknown_value[] = "?";
+
+void log_unseen(std::ostream* log, const unseen_values& unseen) {
+  for (const auto& [column, count] : unseen) {
+    log_line(log, " + ", count, " values unseen in column ", column, ", taken as unknown");
+  }
+}
+
+/// The text report may have left the log's stream in another notation.
+void use_default_notation(std::ostream* log) {
+  if (log == nullptr) return;
+  log->unsetf(std::ios::floatfield);
+  log->precision(6);
+}
+
+/// Scores into `file`; a write that failed is reported as the file's, whatever came of it.
+double score_into(output& file, const options& opt, const orvik::dtree& model,
+                  unseen_values* unseen) {
+  unsigned long rows = 0;
+  try {
+    return model.score(opt.score_data_file, opt.separator, *file.stream(), rows, opt.separator,
+                       opt.probabilities, unseen);
+  } catch (...) {
+    file.close();
+    throw;
+  }
+}
+
+}  // namespace
+
+file_test test_on_file(const options& opt, const orvik::dtree& model) {
+  file_test test;
+  test.matrix.reset(model.test(opt.test_file, opt.separator, k_unknown_value,
+                               opt.unseen ? &test.unseen : nullptr));
+  return test;
+}
+
+void log_file_test(std::ostream* log, const file_test& test) {
+  const auto rows = static_cast<double>(test.matrix->ncases());
+  const double seconds = test.matrix->get_elapsed();
+  log_line(log, " + rows: ", test.matrix->ncases(), " time: ", seconds, " secs (",
+           std::floor(rows / seconds / 10) / 100, " K rows/s)");
+  log_unseen(log, test.unseen);
+}
+
+void score_file(const options& opt, const orvik::dtree& model, std::ostream* log) {
+  if (opt.score_output_file.empty()) {
+    std::cout << k_no_output;
+    return;
+  }
+  log_line(log, "Scoring data");
+  output file(false, opt.score_output_file, std::ios::trunc);
+  unseen_values unseen;
+  const double seconds = score_into(file, opt, model, opt.unseen ? &unseen : nullptr);
+  file.close();
+  use_default_notation(log);
+  log_line(log, " time: ", seconds);
+  log_unseen(log, unseen);
+}
+
+}  // namespace orvcmd

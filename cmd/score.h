@@ -1,0 +1,29 @@
+// A trained model on files of rows: the test file and the score file.
+#pragma once
+
+#include <memory>
+#include <ostream>
+
+#include "options.h"
+#include "orvik/orvik.h"
+
+namespace orvcmd {
+
+/// The errors of a model on the test file, and the values there that counted as unknown.
+struct file_test {
+  std::unique_ptr<orvik::conf_matrix> matrix;
+  orvik::dtree::unseen_values unseen;
+};
+
+/// Tests the model on the test file of the options.
+/// Throws std::runtime_error for a file that cannot be read and for the first bad row.
+file_test test_on_file(const options& opt, const orvik::dtree& model);
+/// Logs rows, time and unseen values; `log` may be null, here and below.
+void log_file_test(std::ostream* log, const file_test& test);
+
+/// Scores the score file of the options into the score output file, which starts empty; without
+/// one says so on standard output.
+/// Throws std::runtime_error for a file that cannot be read or written and for the first bad row.
+void score_file(const options& opt, const orvik::dtree& model, std::ostream* log);
+
+}  // namespace orvcmd

@@ -1,0 +1,108 @@
+// A text of rows of any length in bounded memory: blocks of whole lines are worked on side by
+// side and finished in the order of the input, so that results, counts and the first error are
+// the same for any number of workers.
+#pragma once
+
+#include <tbb/parallel_pipeline.h>
+
+#include <exception>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "zel/inpout/lines.h"
+#include "zel/inpout/stream.h"
+#include "zel/util/parallel.h"
+
+namespace orvik::impls {
+
+/// What became of a block. `Output` has clear().
+template <class Output>
+struct row_block {
+  Output output;
+  unsigned long rows = 0;            // read well
+  std::optional<std::string> error;  // of the row after them
+
+  /// Calls read(line) for the lines of `text` up to the first one for which it throws
+  /// std::runtime_error.
+  template <class Read>
+  void read_rows(std::string_view text, const Read& read) {
+    output.clear();
+    rows = 0;
+    error.reset();
+    try {
+      for (; !text.empty(); ++rows) read(zel::inpout::take_line(text));
+    } catch (const std::runtime_error& failure) {
+      error = failure.what();
+    }
+  }
+};
+
+/// Calls work(text, block) for every block of lines, each on any thread, and then, in the order
+/// of the input on one thread at a time, write(output). `rows` receives the number of rows read
+/// well, also when it ends in an error.
+/// Throws "TITLE(row N): ERROR", N from 1, for the earliest bad row, and what reading the input
+/// throws, each after all that comes before was written.
+template <class Output, class Work, class Write>
+void for_each_row_block(zel::inpout::stream& in, const char* title, unsigned long& rows,
+                        const Work& work, const Write& write) {
+  rows = 0;
+  const auto finish = [&](row_block<Output>& b) {
+    write(b.output);
+    rows += b.rows;
+    if (!b.error) return;
+    throw std::runtime_error(title + ("(row " + std::to_string(rows + 1)) + "): " + *b.error);
+  };
+
+  if (zel::util::parallel::n_workers < 2) {
+    row_block<Output> b;
+    while (in.next_block()) {
+      work(in.block(), b);
+      finish(b);
+    }
+    return;
+  }
+
+  struct token {
+    std::string text;
+    std::exception_ptr failure;
+    row_block<Output> block;
+  };
+  // Tokens end in the order in which they began: as many as there are, one after the other.
+  std::vector<token> ring(zel::util::parallel::n_slots() + 2);
+  unsigned long next = 0;
+  bool ended = false;
+  const auto read = [&](tbb::flow_control& control) -> token* {
+    token& t = ring[next++ % ring.size()];
+    try {
+      if (ended || !in.next_block()) {
+        control.stop();
+        return nullptr;
+      }
+      t.text.assign(in.block());
+    } catch (...) {
+      t.failure = std::current_exception();  // thrown when its turn comes
+      ended = true;
+    }
+    return &t;
+  };
+  const auto handle = [&](token* t) {
+    if (!t->failure) work(t->text, t->block);
+    return t;
+  };
+  const auto end = [&](token* t) {
+    if (t->failure) std::rethrow_exception(t->failure);
+    finish(t->block);
+  };
+  using tbb::filter_mode;
+  zel::util::parallel::with_workers([&] {
+    tbb::parallel_pipeline(ring.size(),
+                           tbb::make_filter<void, token*>(filter_mode::serial_in_order, read) &
+                               tbb::make_filter<token*, token*>(filter_mode::parallel, handle) &
+                               tbb::make_filter<token*, void>(filter_mode::serial_in_order, end));
+  });
+}
+
+}  // namespace orvik::impls

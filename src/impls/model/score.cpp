@@ -1,0 +1,76 @@
+// Predictions for rows of text, one line a row.
+#include <array>
+#include <charconv>
+#include <stdexcept>
+
+#include "impls/evaluation/row_blocks.h"
+#include "impls/evaluation/row_predictor.h"
+#include "impls/model/dtree.h"
+#include "zel/util/cronos.h"
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr char k_no_stream[] = "[dtree::evaluate] no input stream";  // published name
+constexpr char k_cannot_write[] = "[dtree::score] cannot write";
+constexpr char k_title[] = "Reading score data: ";
+
+/// As "%g" prints it, in any locale.
+void append_number(std::string& line, double value) {
+  constexpr int k_significant_digits = 6;
+  std::array<char, 32> room;
+  const auto [end, error] = std::to_chars(room.data(), room.data() + room.size(), value,
+                                          std::chars_format::general, k_significant_digits);
+  line.append(room.data(), end);
+}
+
+}  // namespace
+
+double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& rows, char separator,
+                    bool probabilities, unseen_values* unseen) const {
+  if (in == nullptr) throw std::runtime_error(k_no_stream);
+  require_trees();
+  zel::util::cronos watch;
+  watch.start();
+  const std::vector<std::string> names = class_names();
+  const batch_predictor predictor = make_predictor(*table_);
+  row_predictors workers(*table_, {names[k_unknown], unseen != nullptr}, predictor);
+
+  const auto append_probabilities = [&](std::string& line, std::span<const std::uint32_t> codes) {
+    thread_local std::vector<double> shares;
+    predict_distribution(std::vector<code_t>(codes.begin(), codes.end()), shares);
+    for (code_t c = 1; c < shares.size(); ++c) {
+      line += separator;
+      append_number(line, shares[c]);
+    }
+  };
+  const auto work = [&](std::string_view text, row_block<std::string>& block) {
+    row_predictor& own = workers.own();
+    own.clear();
+    block.read_rows(text, [&](std::string_view line) {
+      own.coder().read_score_row(line, in->separator());
+      own.take_row();
+    });
+    const std::span<const outcome> outcomes = own.predict(block.rows);
+    for (std::size_t i = 0; i < block.rows; ++i) {
+      block.output += names[outcomes[i].predicted];
+      block.output += separator;
+      append_number(block.output, outcomes[i].confidence);
+      if (probabilities) append_probabilities(block.output, own.codes_of(i));
+      block.output += '\n';
+    }
+  };
+  const auto write = [&](const std::string& lines) {
+    if (!out.write(lines.data(), static_cast<std::streamsize>(lines.size()))) {
+      throw std::runtime_error(k_cannot_write);
+    }
+  };
+  for_each_row_block<std::string>(*in, k_title, rows, work, write);
+
+  if (unseen != nullptr) *unseen = workers.unseen();
+  watch.stop();
+  return watch.get_elapsed();
+}
+
+}  // namespace orvik::impls

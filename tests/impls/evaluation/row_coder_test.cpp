@@ -1,0 +1,149 @@
+#include "impls/evaluation/row_coder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "impls/support/table_text.h"
+
+namespace orvik::impls {
+namespace {
+
+using testing::ElementsAre;
+using testing::Pair;
+
+/// Known: colour blue 1, red 2; size -5 1, 20 2, 300 3; grade low 1, mid 2, high 3; kind a 1, b 2.
+std::unique_ptr<table> small_table() {
+  return make_table(
+      "colour,string,discrete\nnote,integer,ignore\nsize,integer,continuous\nkind,string,class\n"
+      "w,double,weights\ngrade,ostring:low;mid;high,continuous\nratio,double,continuous\n",
+      "red,1,20,b,2,low,0.5\nblue,2,300,a,1,high,2.5\nred,3,-5,b,3,mid,1e3\n");
+}
+
+/// The codes of `row`, or what was thrown.
+template <class Read>
+std::string outcome_of(row_coder& coder, const Read& read) {
+  try {
+    read();
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  std::string codes;
+  for (const std::uint32_t code : coder.codes()) codes += std::to_string(code) + ' ';
+  return codes;
+}
+
+std::string tested(row_coder& coder, std::string_view row) {
+  const std::string codes = outcome_of(coder, [&] { coder.read_test_row(row, ','); });
+  return codes + std::to_string(coder.class_code());
+}
+
+std::string scored(row_coder& coder, std::string_view row) {
+  return outcome_of(coder, [&] { coder.read_score_row(row, ','); });
+}
+
+TEST(row_coder, gives_numbers_between_known_ones_the_code_of_the_larger) {
+  const auto t = small_table();
+  row_coder coder(*t, {"?"});
+  const struct {
+    const char *size, *ratio, *codes;
+  } rows[] = {{"-6", "0.4999", "2 0 1 1 1 1"},    {"-5", "0.50", "2 0 1 1 1 1"},
+              {"-4", "0.5000001", "2 0 2 1 2 1"}, {"20", "2.5", "2 0 2 1 2 1"},
+              {"299", "3", "2 0 3 1 3 1"},        {"300", "1000", "2 0 3 1 3 1"},
+              {"301", "1e4", "2 0 4 1 4 1"},      {"?", "?", "2 0 0 1 0 1"}};
+  for (const auto& row : rows) {
+    const std::string line = std::string("red,x,") + row.size + ",a,1,low," + row.ratio;
+    EXPECT_EQ(tested(coder, line), row.codes) << line;
+    EXPECT_EQ(tested(coder, line), row.codes) << line << " again";
+  }
+}
+
+TEST(row_coder, accepts_score_rows_in_three_forms) {
+  const auto t = small_table();
+  row_coder coder(*t, {"?"});
+  const std::string codes = "1 0 2 3 2 ";
+  for (const char* row : {"blue,1,20,a,1,high,2.5", "blue,1,20,?,?,high,2.5", "blue,,7,,,high,2.5",
+                          "blue, x ,7,new,-1,high, 2 ", "blue,1,20,a,1,high,2.5,",
+                          "blue,1,20,1,high,2.5", "blue,1,20,high,2.5"}) {
+    EXPECT_EQ(scored(coder, row), codes) << row;
+  }
+  for (const char* row :
+       {"", "blue", "blue,1,20,high", "blue,1,20,a,1,high,2.5,,", "1,2,3,4,5,6,7,8"}) {
+    EXPECT_EQ(scored(coder, row), std::string("bad row format: ") + row);
+  }
+}
+
+// Read as a row without its class it would be all wrong, but valid.
+TEST(row_coder, takes_a_separator_at_the_end_of_a_score_row_for_an_empty_value) {
+  const auto t =
+      make_table("k,string,class\nx,integer,continuous\ny,integer,continuous\n", "a,1,2\nb,3,4\n");
+  row_coder coder(*t, {"?"});
+  EXPECT_EQ(scored(coder, "3,4"), "2 2 ");
+  EXPECT_EQ(scored(coder, "1,3,"), ": not an int (column y)");
+  const auto last = make_table("x,integer,continuous\nk,string,class\n", "1,a\n3,b\n");
+  row_coder class_last(*last, {"?"});
+  EXPECT_EQ(scored(class_last, "3,"), "2 ");
+}
+
+TEST(row_coder, names_the_column_of_a_bad_value) {
+  const auto t = small_table();
+  row_coder coder(*t, {"?"});
+  const struct {
+    const char *row, *error;
+  } rows[] = {{"green,1,20,a,1,low,1", "value green for column colour not admitted"},
+              {",1,20,a,1,low,1", "value  for column colour not admitted"},
+              {"red,1,20,a,1,tiny,1", "value tiny for column grade not admitted"},
+              {"red,1,20,c,1,low,1", "value c for column kind not admitted"},
+              {"red,1,20,?,1,low,1", "value ? for column kind not admitted"},
+              {"red,1,2.5,a,1,low,1", "2.5: not an int (column size)"},
+              {"red,1,20,a,1,low,nan", "nan: not a double (column ratio)"},
+              {"red,1,20,a,heavy,low,1", "heavy: not a double (column w)"},
+              {"red,1,20,a,?,low,1", "?: not a double (column w)"},
+              {"red,1,20,a,-0.1,low,1", "-0.1: negative value in a column of weights (column w)"},
+              {"red,1,20,a,1,low", "bad row format: red,1,20,a,1,low"},
+              {"r\x01\x7f", "bad row format: r??"}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(outcome_of(coder, [&] { coder.read_test_row(row.row, ','); }), row.error);
+  }
+  const std::string_view nul("red,1,2\0,a,1,low,1", 18);
+  EXPECT_EQ(outcome_of(coder, [&] { coder.read_test_row(nul, ','); }),
+            "bad row format: red,1,2?,a,1,low,1");
+  const std::string longest = std::string(300, 'x') + ",1,20,a,1,low,1";
+  EXPECT_EQ(outcome_of(coder, [&] { coder.read_test_row(longest, ','); }),
+            "value " + std::string(200, 'x') + " for column colour not admitted");
+}
+
+TEST(row_coder, counts_what_it_takes_as_unknown) {
+  const auto t = small_table();
+  row_coder coder(*t, {"?", /*admit_unseen=*/true});
+  EXPECT_EQ(tested(coder, "green,1,20,c,0,low,1"), "0 0 2 1 2 0");
+  EXPECT_EQ(tested(coder, "green,1,20,?,0,tiny,1"), "0 0 2 0 2 0");
+  EXPECT_EQ(scored(coder, "grey,1,20,c,1,low,9e9"), "0 0 2 1 4 ");
+  EXPECT_EQ(coder.weight(), 0);
+  EXPECT_THAT(coder.unseen(), ElementsAre(3, 0, 0, 2, 0, 1, 0));
+  EXPECT_EQ(scored(coder, "red,1,x,high,1"), "x: not an int (column size)");
+}
+
+TEST(row_coder, takes_another_token_for_the_unknown_value_beside_the_column_s_own) {
+  const auto t = small_table();
+  row_coder coder(*t, {"NA"});
+  EXPECT_EQ(tested(coder, "NA,NA,NA,a,1,?,?"), "0 0 0 0 0 1");
+}
+
+// More distinct texts than are remembered: every one is still read right, first and later.
+TEST(row_coder, reads_any_number_of_distinct_texts) {
+  std::string data;
+  for (int i = 0; i < 6000; ++i) data += std::to_string(2 * i) + (i % 2 == 0 ? ",a\n" : ",b\n");
+  const auto t = make_table("x,integer,continuous\nk,string,class\n", data);
+  row_coder coder(*t, {"?"});
+  for (int pass = 0; pass < 2; ++pass) {
+    for (std::uint32_t i = 0; i < 12000; ++i) {
+      coder.read_score_row(std::to_string(i), ',');
+      ASSERT_EQ(coder.codes()[0], (i + 1) / 2 + 1) << i;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orvik::impls

@@ -1,0 +1,245 @@
+// Testing and scoring rows of text: what any number of workers must give.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "impls/model/dtree.h"
+#include "impls/support/stock_tables.h"
+
+namespace orvik::impls {
+namespace {
+
+using testing::ElementsAre;
+using testing::Pair;
+
+constexpr unsigned long k_worker_counts[] = {1, 2, 7};
+constexpr long k_few_bytes = 40;  // a read: blocks of a line or two
+
+/// A model of all rows of `t`.
+std::unique_ptr<dtree> model_of(const table& t, unsigned long bagged_trees = 0) {
+  auto model = std::make_unique<dtree>("t");
+  model->set_pruning_strategy(model::PRE_PRUNING_ONLY);
+  if (bagged_trees > 0) model->set_forest(false, true, bagged_trees);
+  const std::unique_ptr<case_list> all(t.get_all());
+  model->build(&t, all.get());
+  return model;
+}
+
+/// The rows of `t` as text.
+std::string text_of_rows(const table& t) {
+  std::string text;
+  for (row_t row = 0; row < t.n_rows(); ++row) {
+    for (unsigned long i = 0; i < t.n_columns(); ++i) {
+      const column& c = t.get_column(i);
+      if (i > 0) text += ',';
+      text += c.values()->get_value(c.get_row_index(row));
+    }
+    text += '\n';
+  }
+  return text;
+}
+
+std::string matrix_text(const conf_matrix& matrix) {
+  std::ostringstream out;
+  out.precision(17);
+  matrix.toTEXT(out, 0);
+  return out.str() + std::to_string(matrix.ncases());
+}
+
+std::unique_ptr<conf_matrix> tested(const dtree& model, std::string_view rows,
+                                    unsigned long workers, unseen_values* unseen = nullptr,
+                                    long most = k_few_bytes) {
+  const loop_threads threads(workers);
+  dripping_text text(rows, most);
+  zel::inpout::stream in(&text, ',', /*owns=*/false);
+  return model.test(&in, "?", unseen);
+}
+
+struct scores {
+  std::string lines, error;
+  unsigned long rows = 0;
+  unseen_values unseen;
+};
+
+scores scored(const dtree& model, std::string_view rows, unsigned long workers,
+              bool probabilities = false, bool admit_unseen = false, long most = k_few_bytes) {
+  const loop_threads threads(workers);
+  dripping_text text(rows, most);
+  zel::inpout::stream in(&text, ',', /*owns=*/false);
+  scores result;
+  std::ostringstream out;
+  try {
+    model.score(&in, out, result.rows, ';', probabilities, admit_unseen ? &result.unseen : nullptr);
+  } catch (const std::runtime_error& error) {
+    result.error = error.what();
+  }
+  result.lines = out.str();
+  return result;
+}
+
+template <class F>
+std::string error_of(const F& f) {
+  try {
+    f();
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  return "no error";
+}
+
+TEST(rows_of_text, have_the_predictions_of_the_rows_they_tell) {
+  for (const unsigned long trees : {0UL, 7UL}) {
+    const auto t = mixed_table(300, 5, /*weighted=*/true);
+    const auto model = model_of(*t, trees);
+    const std::string rows = text_of_rows(*t);
+    std::string expected;
+    for (row_t row = 0; row < t->n_rows(); ++row) {
+      decision_tree::prediction p;
+      model->predict_row(*t, row, p, 1.0);
+      char line[64];
+      std::snprintf(line, sizeof line, "%s;%g\n", model->class_names()[p.first].c_str(), p.second);
+      expected += line;
+    }
+    const std::unique_ptr<case_list> all(t->get_all());
+    const std::string matrix = matrix_text(*model->test(*t, *all, nullptr));
+    for (const unsigned long workers : k_worker_counts) {
+      for (const long most : {k_few_bytes, 5000L, dripping_text::k_all}) {
+        const scores s = scored(*model, rows, workers, false, false, most);
+        ASSERT_EQ(s.error, "");
+        EXPECT_EQ(s.rows, t->n_rows());
+        EXPECT_TRUE(s.lines == expected) << trees << " trees, " << workers << " workers";
+        EXPECT_EQ(matrix_text(*tested(*model, rows, workers, nullptr, most)), matrix);
+      }
+    }
+  }
+}
+
+// The printed thresholds of this tree are 2 and 7.5: "x <= 2" and, above it, "y <= 7.5".
+TEST(rows_of_text, take_the_branch_that_the_printed_threshold_says) {
+  const auto t = make_table("x,integer,continuous\ny,double,continuous\nk,string,class\n",
+                            "1,1,a\n2,1,a\n2,9.5,a\n5,7.5,b\n6,2.25,b\n5,8,c\n9,9.5,c\n9,8,c\n");
+  auto model = std::make_unique<dtree>("t");
+  model->set_min_obj(1);
+  model->set_pruning_strategy(model::NO_PRUNING);
+  const std::unique_ptr<case_list> all(t->get_all());
+  model->build(t.get(), all.get());
+  std::ostringstream tree;
+  model->toTEXT(tree, 0);
+  ASSERT_NE(tree.str().find("x <= 2"), std::string::npos) << tree.str();
+  ASSERT_NE(tree.str().find("y <= 7.5"), std::string::npos) << tree.str();
+
+  EXPECT_EQ(scored(*model, "-9,99\n2,8\n3,-1\n3,7.49\n4,7.5\n4,7.51\n99,7.75\n99,1e9\n", 1).lines,
+            "a;1\na;1\nb;1\nb;1\nb;1\nc;1\nc;1\nc;1\n");
+}
+
+struct bad_row {
+  const char* row;
+  const char* reason;
+};
+
+TEST(rows_of_text, stop_at_the_earliest_bad_row) {
+  const auto t = golf_table();
+  const auto model = model_of(*t);
+  const std::string good = "sunny,85,85,false,no\n", unlike = "foggy,1,1,true,yes\n";
+  const bad_row rows[] = {{"foggy,85,85,false,no", "value foggy for column outlook not admitted"},
+                          {"sunny,warm,85,false,no", "warm: not an int (column temperature)"},
+                          {"sunny", "bad row format: sunny"},
+                          {"", "bad row format: "}};
+  for (const unsigned long workers : k_worker_counts) {
+    for (const bad_row& bad : rows) {
+      for (const unsigned long before : {0UL, 1UL, 230UL}) {
+        std::string text;
+        for (unsigned long i = 0; i < before; ++i) text += good;
+        const std::string lines = scored(*model, text, 1).lines;
+        text += std::string(bad.row) + '\n';
+        for (int i = 0; i < 40; ++i) text += good + unlike;
+        const std::string where = "(row " + std::to_string(before + 1) + "): " + bad.reason;
+        const scores s = scored(*model, text, workers);
+        EXPECT_EQ(s.error, "Reading score data: " + where);
+        EXPECT_EQ(s.rows, before);
+        EXPECT_EQ(s.lines, lines);
+        EXPECT_EQ(error_of([&] { tested(*model, text, workers); }), "Reading test data: " + where);
+      }
+    }
+  }
+}
+
+/// A text whose connection fails after it.
+class failing_text : public dripping_text {
+ public:
+  using dripping_text::dripping_text;
+  long read(void* bytes, long count) override {
+    const long got = dripping_text::read(bytes, count);
+    return got == 0 ? -1 : got;
+  }
+};
+
+TEST(rows_of_text, are_scored_up_to_where_reading_fails) {
+  const auto model = model_of(*golf_table());
+  for (const unsigned long workers : k_worker_counts) {
+    const loop_threads threads(workers);
+    failing_text text("sunny,85,85,false,no\nrainy,70", 21);
+    text.set_name("f");
+    zel::inpout::stream in(&text, ',', /*owns=*/false);
+    std::ostringstream out;
+    unsigned long rows = 9;
+    EXPECT_EQ(error_of([&] { model->score(&in, out, rows, ',', false, nullptr); }),
+              "File: f cannot be read: ");
+    EXPECT_EQ(out.str(), "no,1\n");
+    EXPECT_EQ(rows, 1);
+  }
+}
+
+TEST(rows_of_text, may_be_none_to_score_but_not_to_test) {
+  const auto model = model_of(*golf_table());
+  for (const unsigned long workers : k_worker_counts) {
+    const scores s = scored(*model, "", workers);
+    EXPECT_EQ(s.lines + s.error, "");
+    EXPECT_EQ(s.rows, 0);
+    EXPECT_EQ(error_of([&] { tested(*model, "", workers); }),
+              "Reading test data: there must be at least one row of data");
+  }
+}
+
+TEST(rows_of_text, count_unseen_values_as_unknown_when_asked_to) {
+  const auto model = model_of(*golf_table());
+  const std::string rows = "overcast,1,1,maybe,yes\nfoggy,70,90,maybe,no\novercast,1,1,true,so\n";
+  for (const unsigned long workers : k_worker_counts) {
+    unseen_values unseen;
+    const auto matrix = tested(*model, rows, workers, &unseen);
+    EXPECT_THAT(unseen, ElementsAre(Pair("outlook", 1), Pair("windy", 2), Pair("play", 1)));
+    EXPECT_EQ(matrix->cases_actual(0), 1);
+    EXPECT_EQ(matrix->get_element(0, 2), 1);  // overcast: yes
+    EXPECT_EQ(matrix->get_element(2, 2), 1);
+    EXPECT_EQ(matrix->ncases(), 3);
+    const scores s = scored(*model, rows, workers, false, /*admit_unseen=*/true);
+    EXPECT_THAT(s.unseen, ElementsAre(Pair("outlook", 1), Pair("windy", 2)));
+    EXPECT_EQ(s.lines, scored(*model, "overcast,1,1,?\n?,70,90,?\novercast,1,1,true\n", 1).lines);
+  }
+}
+
+TEST(rows_of_text, count_with_the_weights_they_have) {
+  const auto t = make_table("x,string,discrete\nk,string,class\nw,double,weights\n",
+                            "p,a,10\np,a,10\nq,b,20\nq,b,20\n");
+  const auto model = model_of(*t);
+  const auto matrix = tested(*model, "p,a,0.25\nq,a,3\np,b,0\nq,b,1\n", 2);
+  EXPECT_EQ(matrix->get_element(1, 1), 0.25);
+  EXPECT_EQ(matrix->get_element(1, 2), 3);
+  EXPECT_EQ(matrix->cases(), 4.25);
+  EXPECT_EQ(matrix->ncases(), 4);
+}
+
+TEST(rows_of_text, need_a_stream_and_a_model) {
+  unsigned long rows = 0;
+  std::ostringstream out;
+  const auto model = model_of(*golf_table());
+  EXPECT_EQ(error_of([&] { static_cast<void>(model->test(nullptr, "?", nullptr)); }),
+            "[dtree::test] no input stream");
+  EXPECT_EQ(error_of([&] { model->score(nullptr, out, rows, ',', false, nullptr); }),
+            "[dtree::evaluate] no input stream");
+  EXPECT_EQ(scored(dtree("t"), "x\n", 1).error, "no unpruned tree");
+}
+
+}  // namespace
+}  // namespace orvik::impls
