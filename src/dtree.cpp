@@ -3,6 +3,8 @@
 #include <stdexcept>
 
 #include "impls/model/dtree.h"
+#include "zel/inpout/ioconn.h"
+#include "zel/inpout/stream.h"
 
 namespace orvik {
 
@@ -17,6 +19,13 @@ impls::case_list* impl_of(const table::subset* s) { return s == nullptr ? nullpt
 const impls::table& required(const table* t) {
   if (t == nullptr) throw std::runtime_error(k_no_table);
   return *impl_of(t);
+}
+
+/// A line stream over a file; it owns the connection. Its blocks are small because many of them
+/// are worked on at a time.
+zel::inpout::stream open_rows(const std::string& file, char sep) {
+  constexpr unsigned long k_half_block = 1UL << 17;
+  return {zel::inpout::ioconn::get_default_input(file), sep, /*owns=*/true, {k_half_block}};
 }
 
 }  // namespace
@@ -65,6 +74,34 @@ void dtree::set_training_cm(table* t, table::subset* cases) {
 conf_matrix* dtree::test(table* t, table::subset* cases, double* average_depth) const {
   return new conf_matrix(impl_->test(*impl_of(t), *impl_of(cases), average_depth));
 }
+
+conf_matrix* dtree::test(const std::string& file, char sep, const std::string& missing,
+                         unseen_values* unseen) const {
+  zel::inpout::stream in = open_rows(file, sep);
+  return new conf_matrix(impl_->test(&in, missing, unseen));
+}
+
+double dtree::score(const std::string& file, char sep, std::ostream& out, unsigned long& n, char c,
+                    bool probabilities, unseen_values* unseen) const {
+  zel::inpout::stream in = open_rows(file, sep);
+  return impl_->score(&in, out, n, c, probabilities, unseen);
+}
+
+std::string dtree::predict(const std::vector<std::string>& row, double weight) const {
+  impls::decision_tree::prediction result;
+  impl_->predict(row, weight, result, nullptr);
+  return class_values()[result.first];
+}
+
+std::string dtree::predict(const std::vector<std::string>& row, double weight, double& confidence,
+                           std::vector<double>& shares) const {
+  impls::decision_tree::prediction result;
+  impl_->predict(row, weight, result, &shares);
+  confidence = result.second;
+  return class_values()[result.first];
+}
+
+std::vector<std::string> dtree::class_values() const { return impl_->class_names(); }
 
 double dtree::get_oob_error(table* t) const { return impl_->oob_error(required(t)); }
 

@@ -4,6 +4,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "orvik/conf_matrix.h"
@@ -61,6 +62,37 @@ class dtree {
   /// Predictions for the cases against their classes; `average_depth` (may be null) receives the
   /// mean depth of their leaves.
   [[nodiscard]] conf_matrix* test(table* t, table::subset* cases, double* average_depth) const;
+
+  // Rows of text. They have the columns of the training table in its order. A number that
+  // training did not have takes its place among those it had; any other value that training did
+  // not have is an error of its row, or, with `unseen`, counts as unknown.
+
+  /// Names of columns, each with the number of its values that counted as unknown.
+  using unseen_values = std::vector<std::pair<std::string, unsigned long>>;
+  /// Predictions for the rows of a file, whose case weights are not rescaled, against their
+  /// classes; `missing` is the unknown value. Throws std::runtime_error for a file that cannot be
+  /// read or has no rows, and for the earliest bad row: "Reading test data: (row N): " and the
+  /// reason. Memory does not grow with the file, here and below.
+  [[nodiscard]] conf_matrix* test(const std::string& file, char sep, const std::string& missing,
+                                  unseen_values* unseen = nullptr) const;
+  /// Writes a line for every row of a file, in order: predicted class, `c`, its confidence, and
+  /// with `probabilities` `c` and the share of each known class. The rows may lack the class, or
+  /// the class and the case weight; what they have of them is not looked at. `n` receives the
+  /// number of rows. Throws as test() does, "Reading score data: (row N): " for a bad row, after
+  /// the lines of the rows before it; and std::runtime_error where `out` fails.
+  /// @return the seconds it took.
+  double score(const std::string& file, char sep, std::ostream& out, unsigned long& n, char c,
+               bool probabilities = false, unseen_values* unseen = nullptr) const;
+  /// The predicted class of one row: a text for every attribute, ignored ones too; a class behind
+  /// them is not looked at. The confidence of a case with unknown values is multiplied by its
+  /// `weight`.
+  std::string predict(const std::vector<std::string>& row, double weight) const;
+  /// The same with the shares of the classes, in the order of class_values(): those of the leaf,
+  /// or of the leaves that a case with unknown values reaches; the mean over an ensemble's trees.
+  std::string predict(const std::vector<std::string>& row, double weight, double& confidence,
+                      std::vector<double>& shares) const;
+  /// The class values by code; the first one is the unknown value. None before a build.
+  std::vector<std::string> class_values() const;
 
   /// Error of the trees of an ensemble on the cases they were not grown on: each training case is
   /// put to the vote of the trees that did not draw it (Breiman 1996). `t` is the table the model

@@ -11,7 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "impls/evaluation/batch_predictor.h"
 #include "impls/evaluation/conf_matrix.h"
+#include "impls/evaluation/row_coder.h"
 #include "impls/model/training_cases.h"
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
@@ -66,6 +68,31 @@ class dtree : private zel::util::nocopy {
   /// Predicts the cases and compares with their classes; `average_depth` may be null.
   std::unique_ptr<conf_matrix> test(const table& t, const case_list& cases,
                                     double* average_depth) const;
+  /// Predicts rows of text, with every column of the training table, and compares with their
+  /// classes; `missing` is the unknown value. With `unseen` values that training did not have,
+  /// the class's among them, count as unknown; it receives how many. Memory does not grow with
+  /// the text. Throws std::runtime_error for the earliest bad row, "Reading test data: (row N): "
+  /// and the reason, and where there are no rows.
+  std::unique_ptr<conf_matrix> test(zel::inpout::stream* in, const std::string& missing,
+                                    unseen_values* unseen) const;
+  /// Writes for every row of text, with or without class and weight, in order, a line of the
+  /// predicted class, the confidence and, with `probabilities`, the share of every known class,
+  /// between them `separator`. `rows` receives the number of rows read well; `unseen` and errors
+  /// as in test(), a row's after the lines of those before it, and also one where `out` fails.
+  /// @return the seconds it took.
+  double score(zel::inpout::stream* in, std::ostream& out, unsigned long& rows, char separator,
+               bool probabilities, unseen_values* unseen) const;
+  /// The codes of a row of texts, an attribute a text; a class behind them is not looked at.
+  /// Throws std::runtime_error for a value that training did not have, except between numbers.
+  void string2index(const std::vector<std::string>& values, std::vector<code_t>& codes) const;
+  /// Classifies such a row as predict() does; `shares`, which may be null, as below.
+  double predict(const std::vector<std::string>& values, double weight,
+                 decision_tree::prediction& result, std::vector<double>* shares) const;
+  /// The shares of the classes, by code: of the leaf, or of the leaves that a case with unknown
+  /// values reaches; the mean over the trees of an ensemble.
+  void predict_distribution(const std::vector<code_t>& codes, std::vector<double>& shares) const;
+  /// The class values by code, the unknown value first; none before the first build.
+  std::vector<std::string> class_names() const;
   /// Keeps the confusion matrix of `cases`.
   void set_training_cm(const table* t, const case_list* cases);
   /// Error of the trees of an ensemble on the cases they were not grown on: every training case
@@ -103,6 +130,7 @@ class dtree : private zel::util::nocopy {
 
  private:
   void require_trees() const;
+  batch_predictor make_predictor(const table& t) const;
   void grow_trees(const table& t);
   std::unique_ptr<decision_tree> grow_tree(const table& t, unsigned long i) const;
   void prune_tree(const table& t, decision_tree& tree) const;
