@@ -1,0 +1,268 @@
+#include "impls/tables/column.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace orvik::impls {
+namespace {
+
+using column_owner = std::unique_ptr<column>;
+using list_owner = std::unique_ptr<case_list>;
+using testing::ElementsAre;
+using testing::Pair;
+
+auto throws(const std::string& message) {
+  return testing::ThrowsMessage<std::runtime_error>(message);
+}
+
+/// The set of the integers 1 to n: value and code are the same number.
+std::unique_ptr<o_set> integers(unsigned long n, bool unknown) {
+  std::unique_ptr<o_set> set(o_set::NEW_O_SET("integer", true, "?"));
+  if (unknown) set->insert("?");
+  for (unsigned long i = 1; i <= n; ++i) set->insert(std::to_string(i).c_str());
+  set->freeze();
+  return set;
+}
+
+column_owner over(std::unique_ptr<o_set> values, const std::string& role, std::string& error) {
+  column_owner made(column::NEW_COLUMN(values.get(), "c", role, error));
+  if (made) static_cast<void>(values.release());  // the column has it now
+  return made;
+}
+
+/// A column of `codes` over the integers 1 to n.
+column_owner column_of(const std::string& role, unsigned long n, bool unknown,
+                       const std::vector<code_t>& codes) {
+  std::string error;
+  column_owner made = over(integers(n, unknown), role, error);
+  if (!made) throw std::runtime_error(error);
+  made->append(codes);
+  return made;
+}
+
+TEST(column, takes_the_narrowest_width_that_leaves_one_number_over) {
+  const struct {
+    const char* role;
+    unsigned long n;
+    bool unknown;
+    unsigned bits;
+  } rows[] = {
+      {"discrete", 0, false, 1},      {"discrete", 2, false, 1},      {"discrete", 2, true, 8},
+      {"discrete", 3, false, 8},      {"continuous", 2, false, 8},    {"class", 2, false, 8},
+      {"weights", 1, false, 8},       {"ignore", 2, false, 8},        {"discrete", 254, true, 8},
+      {"discrete", 255, false, 16},   {"class", 65534, false, 16},    {"discrete", 65534, true, 16},
+      {"discrete", 65535, false, 32}, {"continuous", 65535, true, 32}};
+  for (const auto& row : rows) {
+    const column_owner c = column_of(row.role, row.n, row.unknown, {});
+    EXPECT_EQ(c->codes().bits, row.bits) << row.role << row.n << row.unknown;
+    EXPECT_EQ(c->get_type(), row.role);
+    // Lowest and highest code survive the width, and the clone's.
+    const std::vector<code_t> ends = {row.unknown ? 0UL : 1UL, std::max(row.n, 1UL)};
+    c->push_back(ends[0]);
+    c->push_back(ends[1]);
+    const column_owner copy(c->clone(/*schema_only=*/false)), schema(c->clone(true));
+    for (const column* each : {c.get(), copy.get()}) {
+      ASSERT_EQ(each->size(), 2u);
+      EXPECT_EQ(each->get_row_index(0), ends[0]) << row.role << row.n;
+      EXPECT_EQ(each->get_row_index(1), ends[1]) << row.role << row.n;
+    }
+    EXPECT_EQ(schema->size(), 0u);
+    EXPECT_EQ(schema->codes().bits, row.bits);
+    EXPECT_EQ(schema->values()->size_of_known(), row.n);
+  }
+}
+
+TEST(column, roles_and_values_must_fit) {
+  const struct {
+    const char *role, *type;
+    bool unknown;
+    const char* error;
+  } rows[] = {
+      {"class ", "string", false, "Unknown column type: class "},
+      {"continuous", "string", false, "Continuous column 'c' requires a numeric/ordered data type"},
+      {"continuous", "null", false, "Continuous column 'c' requires a numeric/ordered data type"},
+      {"continuous", "ostring:a", false, ""},
+      {"class", "string", true, "Class column 'c' does not admit unknown values"},
+      {"weights", "string", false, "Weights column 'c' requires a non-negative numeric data type"},
+      {"weights", "double", true, "Weights column 'c' does not admit unknown values"},
+      {"discrete", "null", false,
+       "Null set of column values can only be used for ignore column type"},
+      {"ignore", "null", true, ""},
+      {"ignore", "string", true, ""},
+  };
+  for (const auto& row : rows) {
+    std::unique_ptr<o_set> values(o_set::NEW_O_SET(row.type, true, "?"));
+    if (row.unknown) values->insert("?");
+    std::string error;
+    const column_owner made = over(std::move(values), row.role, error);
+    EXPECT_EQ(error, row.error);
+    EXPECT_EQ(made != nullptr, error.empty());
+  }
+  std::string error;
+  EXPECT_EQ(column::NEW_COLUMN(nullptr, "c", "class", error), nullptr);
+  EXPECT_EQ(error, "No set of values provided");
+  EXPECT_EQ(over(integers(65535, false), "class", error), nullptr);
+  EXPECT_EQ(error,
+            "Class column c with too many distinct values. Recompil with larger class_type data "
+            "type.");
+}
+
+TEST(column, appends_texts_of_its_values_only) {
+  for (const unsigned long n : {2UL, 5UL}) {
+    const column_owner c = column_of("discrete", n, false, {});
+    c->push_back("2");
+    c->push_back("01");
+    EXPECT_THAT([&] { c->push_back("9"); },
+                throws("[column::push_back] index not found for value '9' in column c"));
+    ASSERT_EQ(c->size(), 2u);
+    EXPECT_EQ(c->get_row_index(0), 2u);
+    EXPECT_EQ(c->get_row_index(1), 1u);
+  }
+}
+
+TEST(column, operations_belong_to_roles) {
+  const case_list cases;
+  double fraction;
+  code_range range;
+  const auto refuses = [&](const column& c, const std::string& select_error,
+                           const std::string& partition_error) {
+    EXPECT_THAT([&] { c.select(&cases, 1, 1, 1, true); }, throws(select_error));
+    EXPECT_THAT([&] { c.partition(&cases, 1, 1, fraction, range, 1); }, throws(partition_error));
+    EXPECT_THAT([&] { c.split(cases, 1, 1, 1); }, throws(partition_error));
+  };
+  for (const std::string role : {"ignore", "weights"}) {
+    const std::string text =
+        "[column_typed::partition] method not defined for column type '" + role + "'";
+    refuses(*column_of(role, 3, false, {}), text, text);
+  }
+  std::string error;
+  const column_owner none =
+      over(std::unique_ptr<o_set>(o_set::NEW_O_SET("null", true, "?")), "ignore", error);
+  const std::string text = "] method not defined for column type 'ignore'";
+  refuses(*none, "[column::select" + text, "[column::partition" + text);
+  case_list list;
+  EXPECT_THAT([&] { none->sort(list.begin(), list.end()); }, throws("[column::sort" + text));
+  none->push_back("anything");
+  none->push_back(3);
+  EXPECT_EQ(none->size(), 0u);
+  EXPECT_EQ(none->get_row_index(7), k_unknown);
+}
+
+// Rows 0 to 5 hold 1 2 ? 3 1 3; known weight 1 + 2 + 3 + 4 + 5 of 21.
+const std::vector<code_t> k_codes{1, 2, 0, 3, 1, 3};
+const case_list k_cases{{0, 1}, {1, 2}, {2, 6}, {3, 3}, {4, 4}, {5, 5}};
+
+TEST(column, discrete_branches_are_values) {
+  const column_owner c = column_of("discrete", 4, true, k_codes);
+  double fraction;
+  code_range range;
+  const list_owner one(c->partition(&k_cases, 1, 21, fraction, range, 77));
+  EXPECT_EQ(fraction, 5. / 15);
+  EXPECT_EQ(range, code_range(1, 2));
+  EXPECT_THAT(*one, ElementsAre(Pair(0, 1), Pair(2, 6 * (5. / 15)), Pair(4, 4)));
+  const list_owner four(c->partition(&k_cases, 4, 21, fraction, range, 77));
+  EXPECT_EQ(fraction, 0);
+  EXPECT_EQ(range, code_range(4, 5));
+  EXPECT_THAT(*four, ElementsAre(Pair(2, 0)));
+  EXPECT_THAT(*list_owner(c->select(&k_cases, 3, .5, 77, true)),
+              ElementsAre(Pair(2, 3), Pair(3, 3), Pair(5, 5)));
+  EXPECT_THAT(*list_owner(c->select(&k_cases, 3, .5, 77, false)),
+              ElementsAre(Pair(3, 3), Pair(5, 5)));
+}
+
+TEST(column, continuous_branches_are_sides_of_the_threshold) {
+  const column_owner c = column_of("continuous", 9, true, k_codes);
+  double fraction;
+  code_range range;
+  const list_owner low(c->partition(&k_cases, 1, 21, fraction, range, 2));
+  EXPECT_EQ(fraction, 7. / 15);
+  EXPECT_EQ(range, code_range(1, 3));
+  EXPECT_THAT(*low, ElementsAre(Pair(0, 1), Pair(1, 2), Pair(2, 6 * (7. / 15)), Pair(4, 4)));
+  const list_owner high(c->partition(&k_cases, 2, 21, fraction, range, 2));
+  EXPECT_EQ(fraction, 8. / 15);
+  EXPECT_EQ(range, code_range(2, 4));  // the threshold is always within
+  EXPECT_THAT(*high, ElementsAre(Pair(2, 6 * (8. / 15)), Pair(3, 3), Pair(5, 5)));
+  EXPECT_THAT(*list_owner(c->select(&k_cases, 2, 1, 1, false)),
+              ElementsAre(Pair(1, 2), Pair(3, 3), Pair(5, 5)));
+}
+
+struct drawn_column {
+  const char* name;
+  const char* role;
+  unsigned long n;
+  bool unknown;
+};
+void PrintTo(const drawn_column& row, std::ostream* out) { *out << row.name; }
+class column_branches : public testing::TestWithParam<drawn_column> {};
+
+// Random cases of a random column, some rows twice, some missing.
+TEST_P(column_branches, divide_the_cases_between_them) {
+  const drawn_column& row = GetParam();
+  std::mt19937_64 draw(row.n);
+  for (int round = 0; round < 20; ++round) {
+    std::vector<code_t> codes(200);
+    for (code_t& code : codes) code = row.unknown ? draw() % (row.n + 1) : 1 + draw() % row.n;
+    const column_owner c = column_of(row.role, row.n, row.unknown, codes);
+    case_list cases;
+    double total = 0;
+    for (int i = 0; i < 150; ++i) {
+      cases.emplace_back(draw() % codes.size(), static_cast<double>(1 + draw() % 8) / 4);
+      total += cases.back().second;
+    }
+    const bool continuous = c->type() == column::CONTINUOUS;
+    const unsigned long branches = continuous ? 2 : row.n;
+    const code_t threshold = 1 + draw() % row.n;
+
+    const auto split = c->split(cases, branches, total, threshold);
+    ASSERT_EQ(split.size(), branches);
+    case_list selected, known;
+    double weight = 0, fractions = 0;
+    for (unsigned long b = 1; b <= branches; ++b) {
+      double fraction;
+      code_range range;
+      const list_owner part(c->partition(&cases, b, total, fraction, range, threshold));
+      EXPECT_EQ(*part, *split[b - 1].cases);
+      EXPECT_EQ(fraction, split[b - 1].fraction);
+      EXPECT_EQ(range, split[b - 1].range);
+      for (const auto& [at, w] : *part) {
+        weight += w;
+        if (codes[at] == k_unknown) continue;
+        EXPECT_GE(codes[at], range.first);
+        EXPECT_LT(codes[at], range.second);
+      }
+      fractions += fraction;
+      EXPECT_EQ(*list_owner(c->select(&cases, b, fraction, threshold, true)), *part);
+      const list_owner one(c->select(&cases, b, 1, threshold, false));
+      selected.insert(selected.end(), one->begin(), one->end());
+    }
+    EXPECT_NEAR(weight, total, 1e-9);
+    EXPECT_NEAR(fractions, 1, 1e-12);
+    std::ranges::copy_if(cases, std::back_inserter(known),
+                         [&](const auto& each) { return codes[each.first] != k_unknown; });
+    EXPECT_TRUE(std::ranges::is_permutation(selected, known));
+
+    case_list sorted = cases, expected = cases;
+    c->sort(sorted.begin(), sorted.end());
+    std::ranges::stable_sort(expected, {}, [&](const auto& each) { return codes[each.first]; });
+    EXPECT_EQ(sorted, expected);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(of, column_branches,
+                         testing::Values(drawn_column{"bits", "discrete", 2, false},
+                                         drawn_column{"discrete", "discrete", 5, true},
+                                         drawn_column{"wide_discrete", "discrete", 300, true},
+                                         drawn_column{"class_values", "class", 3, false},
+                                         drawn_column{"continuous", "continuous", 40, true},
+                                         drawn_column{"wide_continuous", "continuous", 300, false}),
+                         [](const auto& row) { return row.param.name; });
+
+}  // namespace
+}  // namespace orvik::impls

@@ -1,0 +1,189 @@
+// The case lists that a table makes, and their parts and folds.
+#include "impls/tables/folds.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "impls/support/table_text.h"
+#include "zel/util/seed.h"
+
+namespace orvik::impls {
+namespace {
+
+using list_owner = std::unique_ptr<case_list>;
+using testing::ElementsAre;
+using testing::Pair;
+
+/// One row a letter, the letter being its class.
+std::unique_ptr<table> table_of(const std::string& classes) {
+  std::string data;
+  for (const char c : classes) data += std::string(1, c) + "\n";
+  return make_table("c,string,class\n", data);
+}
+
+std::string classes_of(const table& t, const case_list& cases) {
+  std::string classes;
+  for (const auto& each : cases) classes += t.get_class(each.first);
+  return classes;
+}
+
+case_list sorted(case_list cases) {
+  std::ranges::sort(cases);
+  return cases;
+}
+
+std::string thrown_pointer(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (std::runtime_error* error) {
+    return std::unique_ptr<std::runtime_error>(error)->what();
+  }
+  return "nothing thrown";
+}
+
+TEST(folds, are_consecutive_and_the_first_ones_one_longer) {
+  for (unsigned long n : {0, 1, 2, 9, 10, 11}) {
+    for (unsigned long k : {1, 2, 3, 5, 10, 12}) {
+      unsigned long end = 0;
+      for (unsigned long i = 0; i < k; ++i) {
+        EXPECT_EQ(fold_begin(n, k, i), end) << n << " " << k << " " << i;
+        end = fold_end(n, k, i);
+        EXPECT_EQ(end - fold_begin(n, k, i), n / k + (i < n % k)) << n << " " << k << " " << i;
+      }
+      EXPECT_EQ(end, n);
+    }
+  }
+}
+
+TEST(folds, get_the_classes_dealt_out_in_turn) {
+  const struct {
+    const char *classes, *dealt;
+    unsigned long k;
+  } rows[] = {{"AABB", "ABAB", 2},   {"BBAA", "ABAB", 2},       {"AAABB", "AAABB", 9},
+              {"AAABB", "AABAB", 2}, {"ABCABCA", "ABCABAC", 3}, {"BA", "AB", 1}};
+  for (const auto& row : rows) {
+    const auto t = table_of(row.classes);
+    const list_owner cases(t->get_all());
+    EXPECT_EQ(stratify_cross(*cases, row.k, *t, false), cases->size() / row.k);
+    EXPECT_EQ(classes_of(*t, *cases), row.dealt) << row.classes << row.k;
+  }
+}
+
+std::string draw_classes(std::mt19937_64& draw) {
+  std::string classes = "abc";
+  for (auto more = draw() % 60; more > 0; --more) classes += "aaaabbc"[draw() % 7];
+  return classes;
+}
+
+TEST(folds, hold_even_shares_of_every_class) {
+  std::mt19937_64 draw(23);
+  for (int round = 0; round < 200; ++round) {
+    const auto t = table_of(draw_classes(draw));
+    const list_owner all(t->get_all());
+    case_list cases = *all;
+    const unsigned long k = 1 + draw() % 12;
+    stratify_cross(cases, k, *t, round % 2 == 1);
+    EXPECT_EQ(sorted(cases), *all);
+    for (const char c : {'a', 'b', 'c'}) {
+      unsigned long least = cases.size(), most = 0;
+      for (unsigned long i = 0; i < k; ++i) {
+        const unsigned long begin = fold_begin(cases.size(), k, i);
+        const list_owner fold(cases.select(begin, fold_end(cases.size(), k, i) - begin, false));
+        const auto held = static_cast<unsigned long>(std::ranges::count(classes_of(*t, *fold), c));
+        least = std::min(least, held);
+        most = std::max(most, held);
+      }
+      EXPECT_LE(most - least, 1u) << c << k;
+    }
+  }
+}
+
+TEST(samples, take_the_quota_of_every_class_to_the_front) {
+  std::mt19937_64 draw(29);
+  for (int round = 0; round < 300; ++round) {
+    const std::string classes = draw_classes(draw);
+    const auto t = table_of(classes);
+    const list_owner all(t->get_all());
+    case_list cases = *all;
+    const double frac = round % 10 == 0 ? 0.5 : static_cast<double>(draw() % 1000) / 1000;
+    const unsigned long m = stratify_frac(cases, frac, *t, round % 3 != 0);
+    EXPECT_EQ(m, static_cast<unsigned long>(static_cast<long double>(classes.size()) * frac));
+    EXPECT_EQ(sorted(cases), *all);
+    const list_owner sample(cases.select(0, m, false));
+    const std::string taken = classes_of(*t, *sample);
+    for (const char c : {'a', 'b', 'c'}) {
+      const auto share = static_cast<double>(std::ranges::count(classes, c)) * frac;
+      EXPECT_NEAR(static_cast<double>(std::ranges::count(taken, c)), std::floor(share) + .5, .5);
+    }
+  }
+}
+
+TEST(samples, of_nothing_everything_and_too_much) {
+  const auto t = table_of("abababab");
+  const list_owner all(t->get_all());
+  case_list cases = *all, none;
+  EXPECT_EQ(stratify(cases, 0, *t, false), 0u);
+  EXPECT_EQ(stratify(cases, 8, *t, false), 8u);
+  EXPECT_EQ(stratify(none, 0, *t, true), 0u);
+  EXPECT_EQ(stratify_cross(none, 3, *t, true), 0u);
+  EXPECT_EQ(cases, *all);
+  const char message[] = "stratify input must be in [0,size]";
+  EXPECT_EQ(thrown_pointer([&] { stratify(cases, 9, *t, true); }), message);
+  EXPECT_EQ(thrown_pointer([&] { stratify(none, 1, *t, true); }), message);
+  for (const double frac : {-.001, 1.001, std::nan("")}) {
+    EXPECT_EQ(thrown_pointer([&] { stratify_frac(cases, frac, *t, true); }),
+              "stratify_frac input must be in [0,1]");
+  }
+  EXPECT_EQ(cases, *all);
+
+  zel::util::set_seed(1);  // shuffled wholly: with this seed not into the order it had
+  EXPECT_EQ(stratify(cases, 8, *t, true), 8u);
+  zel::util::clear_seed();
+  EXPECT_NE(cases, *all);
+  EXPECT_EQ(sorted(cases), *all);
+}
+
+TEST(subsets, carry_the_weights_of_the_table) {
+  const auto t = make_table("w,,weights\nc,string,class\n", "2,x\n0,y\n.5,x\n1,y\n");
+  EXPECT_THAT(*list_owner(t->get_all()),
+              ElementsAre(Pair(0, 2), Pair(1, 0), Pair(2, .5), Pair(3, 1)));
+  // Not compared with the number of rows: what is past the end weighs 1.
+  EXPECT_THAT(*list_owner(t->get_first_n(6)),
+              ElementsAre(Pair(0, 2), Pair(1, 0), Pair(2, .5), Pair(3, 1), Pair(4, 1), Pair(5, 1)));
+  EXPECT_THAT(*list_owner(t->get_first_n(0)), ElementsAre());
+  EXPECT_EQ(*list_owner(t->get_random(4)), *list_owner(t->get_all()));
+  EXPECT_EQ(*list_owner(t->get_random(99)), *list_owner(t->get_all()));
+  const list_owner three(t->get_random(3));
+  EXPECT_EQ(three->size(), 3u);
+  for (std::size_t i = 0; i < three->size(); ++i) {
+    EXPECT_TRUE(i == 0 || (*three)[i - 1].first < (*three)[i].first);
+    EXPECT_EQ((*three)[i].second, t->get_weight((*three)[i].first));
+  }
+}
+
+TEST(subsets, difference_is_every_other_row) {
+  const auto t = make_table("w,,weights\nc,string,class\n", "2,x\n0,y\n.5,x\n1,y\n");
+  const struct {
+    case_list held, others;
+  } rows[] = {
+      {{}, {{0, 2}, {1, 0}, {2, .5}, {3, 1}}},
+      {{{3, 9}, {0, 9}, {3, 9}, {0, 9}}, {{1, 0}, {2, .5}}},
+      {{{2, 1}, {1, 1}, {0, 1}, {3, 1}}, {}},
+      {{{77, 1}, {3, 1}}, {{0, 2}, {1, 0}, {2, .5}}},
+  };
+  for (auto [held, others] : rows) {
+    EXPECT_EQ(*list_owner(t->get_difference(held)), others);
+    EXPECT_TRUE(std::ranges::is_sorted(held, {}, &case_list::value_type::first));
+  }
+}
+
+}  // namespace
+}  // namespace orvik::impls

@@ -1,0 +1,383 @@
+// Metadata, data and rows to classify, from text.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "impls/support/table_text.h"
+#include "impls/tables/table.h"
+
+namespace orvik::impls {
+namespace {
+
+using texts = std::vector<std::string>;
+using namespace std::string_literals;
+
+auto throws(const std::string& message) {
+  return testing::ThrowsMessage<std::runtime_error>(message);
+}
+
+std::string cell(const column& c, row_t row) { return c.values()->get_value(c.get_row_index(row)); }
+
+texts cells(const column& c) {
+  texts all;
+  for (row_t row = 0; row < c.size(); ++row) all.push_back(cell(c, row));
+  return all;
+}
+
+// ---- Metadata
+
+TEST(meta_data, gives_names_types_and_roles_in_file_order) {
+  const auto t = make_schema(
+      "age,integer,continuous\r\nw,string,weights\n a b ,long double,ignore,\n"
+      "n,null,ignore\ngrade,ostring:b;a,class\n,string,discrete\r");
+  const texts names{"age", "w", " a b ", "n", "grade", ""};
+  const texts types{"integer", "double", "long double", "null", "ostring:b;a", "string"};
+  const texts roles{"continuous", "weights", "ignore", "ignore", "class", "discrete"};
+  ASSERT_EQ(t->n_columns(), names.size());
+  for (unsigned long i = 0; i < names.size(); ++i) {
+    EXPECT_EQ(t->get_column(i).name(), names[i]);
+    EXPECT_EQ(t->get_column(i).values()->type(), types[i]);
+    EXPECT_EQ(t->get_column(i).get_type(), roles[i]);
+  }
+  EXPECT_EQ(t->class_index(), 4u);
+  EXPECT_EQ(t->weights_index(), 1u);
+  ASSERT_EQ(t->n_attributes(), 4u);
+  for (unsigned long a = 0; a < 4; ++a) {
+    EXPECT_EQ(t->column_index_of(a), (std::vector{0u, 2u, 3u, 5u}[a]));
+  }
+  EXPECT_EQ(make_schema("c,string,class\n")->weights_index(), 1u);
+  EXPECT_EQ(make_schema("c;string;class\n", ';')->n_columns(), 1u);
+}
+
+TEST(meta_data, errors_name_the_line_and_keep_the_table) {
+  const std::string row = "Reading metadata: bad row format (row ";
+  const std::string c = "c,string,class\n";
+  const std::pair<std::string, std::string> rows[] = {
+      {c + "\n", row + "2): "},
+      {c + "a,string\n", row + "2): a,string"},
+      {c + "a,string,discrete,,\n", row + "2): a,string,discrete,,"},
+      {c + "a,string,dis\0crete"s, row + "2): a,string,dis?crete"},
+      {c + std::string(300, '\x1b'), row + "2): " + std::string(200, '?')},
+      {c + "a,Integer,discrete", "invalid o_set type = Integer"},
+      {c + "a, string, discrete", "invalid o_set type =  string"},
+      {c + "a,string,Discrete", "Unknown column type: Discrete"},
+      {c + "a,ostring:x;x,discrete", "[o_set::enumerate()] called with repeated value x"},
+      {"c,ostring:x;?,class", "[o_set::enumerate()] called with unadmitted null value"},
+      {"", "missing class attribute"},
+      {c + c, "too many class attributes"},
+      {c + "v,,weights\nw,,weights\n", "too many weights attributes"},
+  };
+  const auto t = make_schema(c);
+  for (const auto& [names, message] : rows) {
+    dripping_text text(names, dripping_text::k_all);
+    zel::inpout::stream in(&text, ',', /*owns=*/false);
+    EXPECT_THAT([&] { t->load_meta_data(&in, "?"); }, throws(message));
+    EXPECT_EQ(t->n_columns(), 1u);
+  }
+  EXPECT_THAT([&] { t->load_meta_data(nullptr, "?"); },
+              throws("Reading metadata: no data provider detected."));
+}
+
+// ---- Rows, on 1, 2 and 7 workers, one line a block
+
+class loading : public testing::TestWithParam<unsigned long> {
+ protected:
+  std::unique_ptr<table> load(std::string_view names, std::string_view data, long most = 3) const {
+    auto t = make_schema(names);
+    load_rows(*t, data, GetParam(), ',', most);
+    return t;
+  }
+};
+INSTANTIATE_TEST_SUITE_P(on, loading, testing::Values(1, 2, 7),
+                         [](const auto& row) { return std::to_string(row.param) + "_workers"; });
+
+TEST_P(loading, keeps_the_order_of_the_file) {
+  std::mt19937_64 draw(11);
+  for (const long most : {2L, 64L, dripping_text::k_all}) {
+    std::string data;
+    texts ids;
+    for (int row = 0; row < 600; ++row) {
+      ids.push_back(std::to_string(draw() % 1000));
+      data += ids.back() + (draw() % 2 ? ",x\n" : ", y \r\n");
+    }
+    const auto t = load("id,integer,continuous\nc,string,class\n", data, most);
+    EXPECT_EQ(t->n_rows(), 600u);
+    EXPECT_EQ(cells(t->get_column(0)), ids);
+  }
+}
+
+TEST_P(loading, drops_outer_blanks_line_ends_and_one_separator_at_the_end) {
+  const struct {
+    std::string data;
+    texts a, c;
+  } rows[] = {{"1,x\n2,y", {"1", "2"}, {"x", "y"}},
+              {" 1 , x y \r\n?,y\r", {"1", "?"}, {"x y", "y"}},
+              {"1,x,\n2,,\n", {"1", "2"}, {"x", ""}},
+              {"1,\t\n 2,\ty\n", {"1", "2"}, {"\t", "\ty"}}};
+  for (const auto& row : rows) {
+    const auto t = load("a,integer,discrete\nc,string,class\n", row.data);
+    EXPECT_EQ(cells(t->get_column(0)), row.a);
+    EXPECT_EQ(cells(t->get_column(1)), row.c);
+  }
+  // An empty line is a row of a table of one column only.
+  EXPECT_EQ(cells(load("c,string,class\n", "\nx\n\r\n")->get_column(0)), (texts{"", "x", ""}));
+  const auto t =
+      make_table("a integer discrete\nc string class\n", "  1   x  \n2 y\n", GetParam(), ' ');
+  EXPECT_EQ(cells(t->get_column(0)), (texts{"1", "2"}));
+  EXPECT_EQ(cells(t->get_column(1)), (texts{"x", "y"}));
+}
+
+constexpr char k_schema[] =
+    "a,integer,continuous\nd,double,ignore\no,ostring:lo;hi,discrete\nw,,weights\nc,string,class\n";
+
+// Each bad in its own way; the rows after it are bad in the others.
+const std::pair<std::string, std::string> k_bad_rows[] = {
+    {"x7,1,lo,1,x", "x7: not an int (row 81, column a)"},
+    {"9999999999,1,lo,1,x", "str2int:: overflow (row 81, column a)"},
+    {"x7,y8,lo,1,x", "x7: not an int (row 81, column a)"},
+    {"7,1e999,lo,1,x", "1e999: not a double (row 81, column d)"},
+    {"7,,lo,1,x", ": not a double (row 81, column d)"},
+    {"7,1,mid,1,x", "o_set::insert() order string not found (row 81, column o)"},
+    {"7,1,hi,-.5,x", "-.5: negative value in a column of weights (row 81, column w)"},
+    {"7,1,hi,inf,x", "inf: not a double (row 81, column w)"},
+    {"7,1,hi,nan,x", "nan: not a double (row 81, column w)"},
+    {"7,1,hi,?,x", "[o_set::insert()] called with unadmitted null value (row 81, column w)"},
+    {"7,1,hi,1,?", "[o_set::insert()] called with unadmitted null value (row 81, column c)"},
+    {"", "bad row format (row 81): "},
+    {"7,1,hi,1", "bad row format (row 81): 7,1,hi,1"},
+    {"7,1,hi,1,", "bad row format (row 81): 7,1,hi,1,"},
+    {"x7,1,hi,1,x,y", "bad row format (row 81): x7,1,hi,1,x,y"},
+    {"7,1,hi,1,x\0"s, "bad row format (row 81): 7,1,hi,1,x?"},
+    {"\x1b[2J\x7f" + std::string(300, 'n'),
+     "bad row format (row 81): ?[2J?" + std::string(195, 'n')},
+    {std::string(3000, ','), "bad row format (row 81): " + std::string(200, ',')},
+};
+
+TEST_P(loading, reports_the_earliest_bad_row_and_its_first_bad_cell) {
+  std::string good;
+  for (int i = 0; i < 40; ++i) good += "1,2.5,lo,1,x\n?,?,hi,0,y\n";
+  for (std::size_t i = 0; i < std::size(k_bad_rows); ++i) {
+    std::string data = good;
+    for (std::size_t j = 0; j < std::size(k_bad_rows); ++j) {
+      data += k_bad_rows[(i + j) % std::size(k_bad_rows)].first + "\n";
+      if (j < 3) data += good;
+    }
+    for (const long most : {2L, 200L, dripping_text::k_all}) {
+      EXPECT_THAT([&] { load(k_schema, data, most); }, throws(k_bad_rows[i].second)) << most;
+    }
+  }
+}
+
+TEST_P(loading, checks_the_table_as_a_whole) {
+  const std::string two = "a,string,discrete\nc,string,class\n";
+  const std::string weighted = "w,,weights\nc,string,class\n";
+  const std::string sum = "Weights column 'w' requires a positive and finite sum of weights";
+  const std::tuple<std::string, std::string, std::string> rows[] = {
+      {two, "", "there must be at least two class values"},
+      {two, "1,x\n2,x\n", "there must be at least two class values"},
+      {"c,ostring:x;y,class\n", "", "there must be at least one row of data"},
+      {weighted, "0,x\n-0,y\n", sum},
+      {weighted, "1e308,x\n1.7e308,y\n", sum},
+      {weighted, "4.9e-324,x\n0,y\n", sum},
+  };
+  for (const auto& [names, data, message] : rows) {
+    EXPECT_THAT([&] { load(names, data); }, throws(message)) << data;
+  }
+  EXPECT_THAT([&] { make_schema(two)->load_data(nullptr, GetParam(), nullptr); },
+              throws("no data provider detected."));
+  std::string classes;
+  for (int i = 0; i < 65534; ++i) classes += std::to_string(i) + "\n";
+  EXPECT_EQ(load("c,string,class\n", classes, dripping_text::k_all)->n_class_codes(), 65535u);
+  EXPECT_THAT([&] { load("c,string,class\n", classes + "one more\n", 100000); },
+              throws("Class column c with too many distinct values. Recompil with larger "
+                     "class_type data type."));
+}
+
+TEST_P(loading, scales_weights_to_the_number_of_rows) {
+  const auto t = load("w,string,weights\nc,string,class\n", ".1,x\n0,y\n.7,x\n-0,x\n3e0,y\n");
+  const double factor = 5 / (.1 + 0 + .7 + 0 + 3.);
+  t->rescale_weights();
+  const double expected[] = {.1 * factor, 0, .7 * factor, 0, 3 * factor};
+  for (row_t row = 0; row < 5; ++row) EXPECT_EQ(t->get_weight(row), expected[row]);
+  EXPECT_EQ(t->get_weight(5), 1.0);
+}
+
+/// Fails after `good` bytes.
+class breaking_text : public dripping_text {
+ public:
+  breaking_text(std::string_view text, long most, unsigned long good)
+      : dripping_text(text, most), left_(good) {
+    set_name("f.data");
+  }
+  long read(void* bytes, long count) override {
+    if (left_ == 0) {
+      set_error("broken");
+      return -1;
+    }
+    const long got = dripping_text::read(bytes, std::min(count, static_cast<long>(left_)));
+    left_ -= static_cast<unsigned long>(got);
+    return got;
+  }
+
+ private:
+  unsigned long left_;
+};
+
+TEST_P(loading, reports_an_input_that_breaks_after_the_bad_rows_before) {
+  const loop_threads threads(GetParam());
+  std::string data;
+  for (int i = 0; i < 50; ++i) data += "1,x\n2,y\n";
+  const auto broken = [&](const std::string& text, unsigned long good) {
+    breaking_text in(text, 6, good);
+    zel::inpout::stream lines(&in, ',', /*owns=*/false);
+    make_schema("a,integer,discrete\nc,string,class\n")->load_data(&lines, GetParam(), nullptr);
+  };
+  EXPECT_THAT([&] { broken(data, 0); }, throws("File: f.data cannot be read: broken"));
+  EXPECT_THAT([&] { broken(data, 300); }, throws("File: f.data cannot be read: broken"));
+  data[4] = 'z';
+  EXPECT_THAT([&] { broken(data, 300); }, throws("z: not an int (row 2, column a)"));
+}
+
+/// What a table makes of a cell, and how it may be written.
+struct drawn_cell {
+  std::string value, written;
+};
+
+drawn_cell draw_cell(std::mt19937_64& draw, const std::string& type) {
+  const std::string words[] = {"q", "a", "", "rr", "a value of many bytes", "s\xff"};
+  if (draw() % 5 == 0) return {"?", "?"};
+  if (type == "null") return {"?", "dropped"};
+  std::string value, written;
+  if (type.ends_with("string")) {
+    value = written = words[draw() % 6];
+  } else if (type.starts_with("ostring")) {
+    value = written = words[draw() % 3];
+  } else {
+    const bool whole = type.ends_with("integer");
+    const int number = static_cast<int>(draw() % 60) - (type == "uinteger" ? 0 : 30);
+    value = whole ? std::to_string(number) : std::to_string(number / 64.0);
+    written = (number < 0 ? "" : draw() % 2 ? "+0" : "0") + value + (whole ? "" : "0");
+  }
+  return {value, std::string(draw() % 3, ' ') + written + std::string(draw() % 3, ' ')};
+}
+
+void expect_same_columns(const table& a, const table& b) {
+  ASSERT_EQ(a.n_rows(), b.n_rows());
+  for (unsigned long i = 0; i < a.n_columns(); ++i) {
+    const column &x = a.get_column(i), &y = b.get_column(i);
+    ASSERT_EQ(x.codes().bits, y.codes().bits);
+    ASSERT_EQ(x.values()->size_of_known(), y.values()->size_of_known());
+    for (row_t row = 0; row < a.n_rows(); ++row) {
+      ASSERT_EQ(x.get_row_index(row), y.get_row_index(row));
+    }
+  }
+}
+
+TEST(loading_random_tables, reads_back_what_was_written_on_any_number_of_workers) {
+  const texts types = {"integer", "uinteger", "float",         "double",
+                       "string",  "null",     "ostring:q;a; ", "long double"};
+  std::mt19937_64 draw(17);
+  for (int round = 0; round < 200; ++round) {
+    texts drawn(1 + draw() % 4);
+    std::string names, data;
+    for (std::string& type : drawn) {
+      type = types[draw() % types.size()];
+      names += "a," + type + ",ignore\n";
+    }
+    names += "c,string,class\n";
+    std::vector<texts> values(drawn.size());
+    const auto rows = 2 + draw() % 40;
+    for (unsigned long row = 0; row < rows; ++row) {
+      for (std::size_t i = 0; i < drawn.size(); ++i) {
+        const drawn_cell each = draw_cell(draw, drawn[i]);
+        values[i].push_back(each.value);
+        data += each.written + ",";
+      }
+      data += row % 2 ? "yes\r\n" : "no,\n";
+    }
+    const auto t = make_table(names, data);
+    const auto parallel = make_schema(names);
+    load_rows(*parallel, data, 7, ',', static_cast<long>(1 + draw() % 100));
+    expect_same_columns(*t, *parallel);
+    for (std::size_t i = 0; i < drawn.size(); ++i) {
+      if (drawn[i] == "null") continue;
+      ASSERT_EQ(cells(t->get_column(i)), values[i]) << names << data;
+    }
+  }
+}
+
+// ---- One table in all
+
+TEST(loaded_table, narrows_its_columns_and_keeps_declared_orders) {
+  const auto t =
+      make_table("a,integer,continuous\nb,string,discrete\no,ostring:z;y;x,class\nn,null,ignore\n",
+                 "1000,no,x,1\n-7,yes,z,?\n1000,no,x,,\n");
+  EXPECT_EQ(t->get_column(0).codes().bits, 8u);
+  EXPECT_EQ(t->get_column(1).codes().bits, 1u);
+  EXPECT_EQ(t->n_class_codes(), 4u);
+  EXPECT_EQ(t->class_column().get_row_index(0), 3u);
+  EXPECT_EQ(t->get_class(1), "z");
+  EXPECT_EQ(t->get_column(3).size(), 0u);
+  EXPECT_EQ(t->n_rows(), 3u);
+
+  const auto copy = t->clone(/*schema_only=*/false), schema = t->clone(true);
+  expect_same_columns(*t, *copy);
+  EXPECT_EQ(schema->n_rows(), 0u);
+  EXPECT_EQ(schema->get_column(1).size(), 0u);
+  EXPECT_EQ(schema->n_class_codes(), 4u);
+}
+
+TEST(loaded_table, logs_its_progress) {
+  dripping_text text("1,x\n2,y\n", dripping_text::k_all);
+  zel::inpout::stream in(&text, ',', /*owns=*/false);
+  std::ostringstream log;
+  make_schema("age,integer,discrete\nplay,string,class\n")->load_data(&in, 1, &log);
+  const std::string rates = "[^\n]* secs \\([^\n]* MiB/s, [^\n]* K rows/s\\)";
+  EXPECT_THAT(log.str(), testing::MatchesRegex(
+                             "  2\r\n \\+ atts: 1\n \\+ class: play\n \\+ weight: "
+                             "none\n \\+ load time: " +
+                             rates + "\n \\+ indexing \\.\\.\\. done\n \\+ total time: " + rates));
+}
+
+TEST(test_rows, are_split_like_the_rows_of_a_table) {
+  const struct {
+    const char* weights_role;
+    char separator;
+    bool trim;
+    const char* line;
+    texts row;
+    double weight;
+  } rows[] = {
+      {"weights", ',', true, " 1 ,x, 2.5 ,b\r\n", {"1", "b", "x"}, 2.5},
+      {"weights", ',', false, " 1 ,x,2.5, b\n", {" 1 ", " b", "x"}, 2.5},
+      {"ignore", ',', true, "1,x,2.5,b", {"1", "2.5", "b", "x"}, 1},
+      {"weights", ',', true, "1,x", {"1", "", "x"}, 1},
+      {"weights", ',', true, "\n", {"", "", ""}, 1},
+      {"weights", ',', true, "1,x,,b,more", {"1", "b", "x"}, 1},
+      {"weights", ' ', true, "  1  x   2.5 b \n", {"1", "b", "x"}, 2.5},
+  };
+  for (const auto& row : rows) {
+    const auto t = make_schema("a,integer,discrete\nc,string,class\nw,double," +
+                               std::string(row.weights_role) + "\nb,string,discrete\n");
+    dripping_text text(row.line, dripping_text::k_all);
+    zel::inpout::stream in(&text, row.separator, /*owns=*/false);
+    in.tokens().set_trim(row.trim);
+    texts fields = {"left over"};
+    double weight = 9;
+    EXPECT_TRUE(t->load_test_row(&in, fields, weight));
+    EXPECT_EQ(fields, row.row) << row.line;
+    EXPECT_EQ(weight, row.weight) << row.line;
+    EXPECT_FALSE(t->load_test_row(&in, fields, weight));
+  }
+}
+
+}  // namespace
+}  // namespace orvik::impls
