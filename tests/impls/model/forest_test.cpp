@@ -1,0 +1,163 @@
+// Ensembles: the draws of their trees, and their votes.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <set>
+
+#include "impls/model/bootstrap.h"
+#include "impls/support/ensembles.h"
+#include "impls/support/stock_tables.h"
+
+namespace orvik::impls {
+namespace {
+
+class ensembles : public testing::TestWithParam<bool> {};
+INSTANTIATE_TEST_SUITE_P(of_both_kinds, ensembles, testing::Bool(),
+                         [](const auto& kind) { return kind.param ? "forest" : "bagging"; });
+
+TEST_P(ensembles, are_the_same_for_every_number_of_workers) {
+  const auto t = mixed_table(600, 5, /*weighted=*/true);
+  const ensemble_plan plan{9, GetParam(), 17};
+  const std::string expected = [&] {
+    const loop_threads one(1);
+    return text_of(*grow_ensemble(*t, plan));
+  }();
+  for (const unsigned long workers : {2UL, 7UL}) {
+    const loop_threads threads(workers);
+    EXPECT_EQ(text_of(*grow_ensemble(*t, plan)), expected) << workers;
+  }
+  EXPECT_NE(text_of(*grow_ensemble(*t, {9, GetParam(), 18})), expected);
+}
+
+TEST(draws, of_a_tree_are_as_many_as_the_cases_and_leave_a_third_out) {
+  const auto t = mixed_table(1000, 6, /*weighted=*/false);
+  const std::unique_ptr<case_list> all(t->get_all());
+  const std::unique_ptr<case_list> base(all->select(100, 800, /*complement=*/false));
+  const auto model = grow_ensemble(*t, {30, false, 4, 0}, base.get());
+  double left_out = 0;
+  std::set<std::set<row_t>> samples;
+  for (unsigned long i = 0; i < model->n_trees(); ++i) {
+    const case_list drawn = model->cases_of_tree(i);
+    EXPECT_EQ(drawn.size(), 800);
+    EXPECT_EQ(model->get_tree(i).get_node()->weight(), 800);
+    std::set<row_t> rows;
+    for (const auto& [row, weight] : drawn) rows.insert(row);
+    EXPECT_GE(*rows.begin(), 100);
+    EXPECT_LT(*rows.rbegin(), 900);
+    left_out += 800 - static_cast<double>(rows.size());
+    samples.insert(rows);
+  }
+  EXPECT_NEAR(left_out / (30 * 800), 0.368, 0.012);  // 1 / e; deviation of the mean 0.002
+  EXPECT_EQ(samples.size(), 30);
+}
+
+TEST(draws, are_those_of_a_case_list) {
+  case_list source;
+  for (row_t row = 0; row < 100; ++row) source.emplace_back(row, 1.0);
+  zel::util::rand_gen random(100, 42);
+  case_list expected;
+  expected.push_back_random_repeated(100, &source, random);
+  case_list drawn;
+  for_each_draw(100, 42, [&](unsigned long position) { drawn.push_back(source[position]); });
+  EXPECT_EQ(drawn, expected);
+  const zel::adt::bitmap marks = in_bag(100, 42);
+  for (row_t row = 0; row < 100; ++row) {
+    EXPECT_EQ(marks[row], std::ranges::count(expected, row, &case_list::value_type::first) > 0);
+  }
+}
+
+/// Eight columns alike, so that of those measured the first one wins, and how often each wins
+/// tells how many are measured.
+std::array<unsigned long, 8> roots_by_attribute(bool forest, unsigned long trees) {
+  std::string names, data;
+  for (int a = 0; a < 8; ++a) names += "x" + std::to_string(a) + ",string,discrete\n";
+  for (int row = 0; row < 20; ++row) {
+    for (int a = 0; a < 8; ++a) data += row % 2 == 0 ? "p," : "q,";
+    data += row % 2 == 0 ? "a\n" : "b\n";
+  }
+  const auto t = make_table(names + "k,string,class\n", data);
+  const auto model = grow_ensemble(*t, {trees, forest, 8});
+  std::array<unsigned long, 8> roots{};
+  for (unsigned long i = 0; i < trees; ++i) {
+    const decision_node& root = *model->get_tree(i).get_node();
+    if (root.is_split()) ++roots[root.attribute()];
+  }
+  return roots;
+}
+
+// Of 8 attributes 4 are measured. The first one measured is attribute a in C(7 - a, 3) of the
+// C(8, 4) = 70 choices.
+TEST(forest_nodes, measure_a_few_attributes_each_as_often_as_the_others) {
+  const auto roots = roots_by_attribute(/*forest=*/true, 1400);
+  const std::array<double, 8> expected{700, 400, 200, 80, 20, 0, 0, 0};
+  for (std::size_t a = 0; a < 5; ++a) EXPECT_NEAR(roots[a], expected[a], 80) << a;
+  EXPECT_THAT(roots, testing::ElementsAre(testing::_, testing::_, testing::_, testing::_,
+                                          testing::Gt(0), 0, 0, 0));
+}
+
+TEST(forest_nodes, measure_all_attributes_in_bagging) {
+  EXPECT_THAT(roots_by_attribute(/*forest=*/false, 50),
+              testing::ElementsAre(50, 0, 0, 0, 0, 0, 0, 0));
+}
+
+TEST_P(ensembles, are_tested_by_the_votes_of_their_trees) {
+  const auto t = mixed_table(700, 9, /*weighted=*/true);
+  const auto model = grow_ensemble(*t, {7, GetParam(), 3, 4});
+  const std::unique_ptr<case_list> all(t->get_all());
+  conf_matrix expected(t.get());
+  for (const auto& [row, weight] : *all) {
+    std::map<code_t, int> votes;
+    decision_tree::prediction result;
+    for (unsigned long i = 0; i < 7; ++i) {
+      model->get_tree(i).predict_row(*t, row, result, 1.0);
+      ++votes[result.first];
+    }
+    const auto most = std::ranges::max_element(  // the first, which is the lowest, of equals
+        votes, {}, [](const auto& of_code) { return of_code.second; });
+    model->predict_row(*t, row, result, 1.0);
+    ASSERT_EQ(result, decision_tree::prediction(most->first, most->second / 7.0)) << row;
+    expected.add(t->class_column().get_row_index(row), most->first, weight);
+  }
+  model->set_training_cm(t.get(), all.get());
+  for (code_t i = 0; i < expected.size(); ++i) {
+    for (code_t j = 0; j < expected.size(); ++j) {
+      EXPECT_EQ(model->get_training_cm()->get_element(i, j), expected.get_element(i, j));
+    }
+  }
+}
+
+/// Trees that are leaves, each of the class that prevails among its draws, with `of_second` of
+/// the `trees` for the second class.
+std::unique_ptr<dtree> leaves_with_votes(const table& t, unsigned long trees,
+                                         unsigned long of_second) {
+  for (unsigned long seed = 0; seed < 500; ++seed) {
+    auto model = grow_ensemble(t, {trees, false, seed, 0});
+    unsigned long found = 0;
+    for (unsigned long i = 0; i < trees; ++i) {
+      found += model->get_tree(i).get_node()->get_leaf_class() == 2;
+    }
+    if (found == of_second) return model;
+  }
+  return nullptr;
+}
+
+TEST(votes, that_tie_go_to_the_lowest_code) {
+  const auto t = make_table("x,string,discrete\nk,string,class\n", "p,a\nq,b\np,b\n");
+  const struct {
+    unsigned long trees, of_second;
+    decision_tree::prediction expected;
+  } rows[] = {{2, 1, {1, 0.5}}, {4, 2, {1, 0.5}}, {4, 3, {2, 0.75}}, {4, 1, {1, 0.75}}};
+  for (const auto& row : rows) {
+    const auto model = leaves_with_votes(*t, row.trees, row.of_second);
+    ASSERT_TRUE(model);
+    decision_tree::prediction result;
+    model->predict(*t, {1}, result, 1.0);
+    EXPECT_EQ(result, row.expected) << row.trees << ' ' << row.of_second;
+  }
+}
+
+}  // namespace
+}  // namespace orvik::impls

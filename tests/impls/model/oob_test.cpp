@@ -1,0 +1,127 @@
+// Out-of-bag error of ensembles.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <set>
+
+#include "impls/support/ensembles.h"
+#include "impls/support/stock_tables.h"
+#include "orvik/orvik.h"
+
+namespace orvik::impls {
+namespace {
+
+/// Case by case and tree by tree. The cases of `base` must be different pairs.
+double plain_oob_error(const dtree& model, const table& t, const case_list& base) {
+  std::vector<std::set<case_list::value_type>> drawn;
+  for (unsigned long i = 0; i < model.n_trees(); ++i) {
+    const case_list own = model.cases_of_tree(i);
+    drawn.emplace_back(own.begin(), own.end());
+  }
+  double voted = 0, wrong = 0;
+  for (const auto& each : base) {
+    std::map<code_t, int> votes;
+    for (unsigned long i = 0; i < model.n_trees(); ++i) {
+      if (drawn[i].contains(each)) continue;
+      decision_tree::prediction result;
+      model.get_tree(i).predict_row(t, each.first, result, 1.0);
+      ++votes[result.first];
+    }
+    if (votes.empty()) continue;
+    const auto most =
+        std::ranges::max_element(votes, {}, [](const auto& of_code) { return of_code.second; });
+    voted += each.second;
+    if (most->first != t.class_column().get_row_index(each.first)) wrong += each.second;
+  }
+  return wrong / voted;
+}
+
+/// Rows in another order than the table's, each twice with two weights.
+case_list doubled_cases(const table& t) {
+  case_list cases;
+  for (row_t row = t.n_rows(); row-- > 0;) {
+    cases.emplace_back(row, 1.0 + static_cast<double>(row % 3) / 10);
+    cases.emplace_back(row, 0.3);
+  }
+  return cases;
+}
+
+TEST(oob_error, counts_the_votes_of_the_trees_that_did_not_draw_the_case) {
+  const auto t = mixed_table(900, 2, /*weighted=*/false);
+  const case_list cases = doubled_cases(*t);
+  for (const ensemble_plan& plan :
+       {ensemble_plan{12, true, 1}, ensemble_plan{3, false, 2}, ensemble_plan{2, true, 3, 1}}) {
+    const auto model = grow_ensemble(*t, plan, &cases);
+    const double expected = plain_oob_error(*model, *t, cases);
+    for (const unsigned long workers : {1UL, 2UL, 7UL}) {
+      const loop_threads threads(workers);
+      EXPECT_EQ(model->oob_error(*t), expected) << plan.trees << ' ' << workers;
+    }
+  }
+}
+
+TEST(oob_error, is_that_of_the_trees_as_they_stand) {
+  const auto t = mixed_table(600, 7, /*weighted=*/false);
+  const std::unique_ptr<case_list> all(t->get_all());
+  const auto model = grow_ensemble(*t, {10, true, 5});
+  const double unpruned = model->oob_error(*t);
+  model->set_pruning_strategy(model::EBP);
+  model->prune(t.get(), nullptr);
+  EXPECT_EQ(model->oob_error(*t), plain_oob_error(*model, *t, *all));
+  EXPECT_NE(model->oob_error(*t), unpruned);
+  EXPECT_EQ(model->clone(/*parameters_only=*/false)->oob_error(*t), model->oob_error(*t));
+}
+
+// Of two cases of two classes a tree draws both, and nothing is out of bag, or one, and is wrong
+// about the other.
+TEST(oob_error, is_not_a_number_without_cases_out_of_bag) {
+  const auto t = make_table("x,string,discrete\nk,string,class\n", "p,a\nq,b\n");
+  int with_both = 0;
+  for (unsigned long seed = 0; seed < 40; ++seed) {
+    const auto model = grow_ensemble(*t, {1, false, seed});
+    const case_list drawn = model->cases_of_tree(0);
+    const bool both = drawn[0] != drawn[1];
+    with_both += both;
+    EXPECT_EQ(std::isnan(model->oob_error(*t)), both);
+    if (!both) {
+      EXPECT_EQ(model->oob_error(*t), 1);
+    }
+  }
+  EXPECT_GT(with_both, 5);
+  EXPECT_LT(with_both, 35);
+}
+
+TEST(oob_error, is_not_a_number_for_a_single_tree) {
+  const auto t = golf_table();
+  const std::unique_ptr<case_list> all(t->get_all());
+  dtree model("t");
+  model.build(t.get(), all.get());
+  EXPECT_TRUE(std::isnan(model.oob_error(*t)));
+}
+
+TEST(oob_error, asks_for_a_built_model_and_its_table) {
+  const auto t = golf_table();
+  const auto message_of = [](const auto& call) -> std::string {
+    try {
+      call();
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return "";
+  };
+  EXPECT_EQ(message_of([&] { dtree("t").oob_error(*t); }), "no unpruned tree");
+  const auto model = grow_ensemble(*t, {2, true, 1});
+  const auto schema = t->clone(/*schema_only=*/true);
+  const auto other = mixed_table(20, 1, false);
+  for (const table* wrong : {schema.get(), other.get()}) {
+    EXPECT_EQ(message_of([&] { model->oob_error(*wrong); }),
+              "the table does not hold the training cases");
+  }
+  EXPECT_EQ(message_of([] { orvik::dtree("t").get_oob_error(nullptr); }),
+            "no table provided with the training cases");
+}
+
+}  // namespace
+}  // namespace orvik::impls
