@@ -36,11 +36,28 @@ struct portion {
   unsigned long depth;
 };
 
+/// Adds the shares of a leaf; the whole weight goes to its class where no training case came.
+double distribute_leaf(const decision_node& leaf, std::vector<double>& distribution, double weight,
+                       unsigned long depth) {
+  if (leaf.weight() > 0) {
+    for (code_t c = 0; c < distribution.size(); ++c) {
+      distribution[c] += weight * leaf.class_weight(c) / leaf.weight();
+    }
+  } else {
+    distribution[leaf.get_leaf_class()] += weight;
+  }
+  return static_cast<double>(depth) * weight;
+}
+
 template <class CodeOf>
 double distribute(const table& t, const decision_tree& root, const CodeOf& code_of,
                   std::vector<double>& distribution, double weight, unsigned long depth) {
+  const decision_tree& first = descend(t, root, code_of, depth);
+  if (first.get_no_childs() == 0) {
+    return distribute_leaf(*first.get_node(), distribution, weight, depth);
+  }
   double depths = 0;
-  std::vector<portion> open{{&root, weight, depth}};
+  std::vector<portion> open{{&first, weight, depth}};
   while (!open.empty()) {
     portion p = open.back();
     open.pop_back();
@@ -54,14 +71,7 @@ double distribute(const table& t, const decision_tree& root, const CodeOf& code_
       }
       continue;
     }
-    if (node.weight() > 0) {
-      for (code_t c = 0; c < distribution.size(); ++c) {
-        distribution[c] += p.weight * node.class_weight(c) / node.weight();
-      }
-    } else {
-      distribution[node.get_leaf_class()] += p.weight;
-    }
-    depths += static_cast<double>(p.depth) * p.weight;
+    depths += distribute_leaf(node, distribution, p.weight, p.depth);
   }
   return depths;
 }

@@ -39,7 +39,9 @@ double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& r
 
   const auto append_probabilities = [&](std::string& line, std::span<const std::uint32_t> codes) {
     thread_local std::vector<double> shares;
-    predict_distribution(std::vector<code_t>(codes.begin(), codes.end()), shares);
+    thread_local std::vector<code_t> wide;
+    wide.assign(codes.begin(), codes.end());
+    predict_distribution(wide, shares);
     for (code_t c = 1; c < shares.size(); ++c) {
       line += separator;
       append_number(line, shares[c]);
