@@ -262,6 +262,7 @@ constexpr option_row k_options[] = {
     {"-tti", set_trace},
     {"-seed", set_seed},
     {"-unseen", set_to<&options::unseen, true>},
+    {"-imp", set_to<&options::importance, true>},
     {"-prob", set_to<&options::probabilities, true>},
 };
 

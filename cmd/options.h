@@ -86,6 +86,7 @@ class options {
   double as2018_x = 0;
   double as2018_y = 0;
   bool unseen = false;         ///< rows to test or score: values training lacked count as unknown
+  bool importance = false;     ///< the text report shows what the model owes to each attribute
   bool probabilities = false;  ///< scores show the share of every class
   std::optional<unsigned long> seed;  ///< not set: every run draws its own random numbers
 };

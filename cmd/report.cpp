@@ -1,5 +1,6 @@
 // What a run says of its model: reports on training and held-out cases, and the model's forms.
 #include <cmath>
+#include <iomanip>
 
 #include "cross_validation.h"
 #include "driver.h"
@@ -57,6 +58,22 @@ void report_training(const conf_matrix& cm, const options& opt, std::ostream& ou
   report_errors("MISCLASSIFICATION on training: ", cm, opt, out);
 }
 
+/// A line an attribute; the permutations only of a model that has them.
+void report_importance(const std::vector<orvik::attribute_importance>& all, std::ostream& out) {
+  const bool permuted = !all.empty() && !std::isnan(all[0].permutation);
+  const auto flags = out.flags();
+  const auto precision = out.precision();
+  out << "ATTRIBUTE IMPORTANCE\nattribute\tgain" << (permuted ? "\tpermutation\n" : "\n")
+      << std::fixed << std::setprecision(6);
+  for (const orvik::attribute_importance& each : all) {
+    out << each.name << '\t' << each.gain;
+    if (permuted) out << '\t' << each.permutation;
+    out << '\n';
+  }
+  out.flags(flags);
+  out.precision(precision);
+}
+
 }  // namespace
 
 void test_save_tree(const options& opt, table* t, dtree* model, table::subset* holdout,
@@ -67,6 +84,7 @@ void test_save_tree(const options& opt, table* t, dtree* model, table::subset* h
     const std::unique_ptr<conf_matrix> cm(model->get_training_cm());
     report_training(*cm, opt, *text);
     if (opt.cv_folds > 0) report_cross_validation(opt, errors, *text);
+    if (opt.importance) report_importance(model->get_importance(t), *text);
   }
   if (holdout != nullptr) {
     log_line(log, "Testing holdout on ", holdout->size(), " cases");

@@ -1,4 +1,6 @@
 // Training: the hold-out split, growing, pruning.
+#include <cmath>
+
 #include "cross_validation.h"
 #include "driver.h"
 #include "log.h"
@@ -65,6 +67,13 @@ void log_measures(std::ostream* log, const dtree& model) {
            " time: ", model.get_elapsed(), " secs");
 }
 
+/// The out-of-bag error of an ensemble; nothing for a single tree.
+void log_oob_error(std::ostream* log, table* t, const dtree& model) {
+  if (log == nullptr) return;
+  const double error = model.get_oob_error(t);
+  if (!std::isnan(error)) log_line(log, " + oob: ", 100 * error, "%");
+}
+
 /// A trace that begins with one worker measures the building; otherwise the model is built once.
 void grow(const options& opt, table* t, table::subset* cases, std::unique_ptr<dtree>& model,
           std::ostream* log, std::ostream* trace) {
@@ -79,6 +88,7 @@ void grow(const options& opt, table* t, table::subset* cases, std::unique_ptr<dt
   }
   log_line(log, " + tree(s) built");
   log_measures(log, *model);
+  log_oob_error(log, t, *model);
 }
 
 void prune(const options& opt, table* t, dtree& model, std::ostream* log) {
@@ -88,6 +98,7 @@ void prune(const options& opt, table* t, dtree& model, std::ostream* log) {
   model.prune(t, nullptr);
   log_line(log, " + tree pruned");
   log_measures(log, model);
+  log_oob_error(log, t, model);
 }
 
 }  // namespace

@@ -101,6 +101,7 @@ TEST(command_line, fills_the_record) {
        }},
       {{"-seed", "18446744073709551615"},
        [](auto& o) { return o.seed == std::numeric_limits<unsigned long>::max(); }},
+      {{"-imp"}, [](auto& o) { return o.importance; }},
       {{"-unseen", "-prob"}, [](auto& o) { return o.unseen && o.probabilities; }},
       {{"-seed", "0"}, [](auto& o) { return o.seed.has_value() && *o.seed == 0; }},
   };
