@@ -90,6 +90,7 @@ void test_save_tree(const options& opt, table* t, dtree* model, table::subset* h
     log_line(log, "Testing holdout on ", holdout->size(), " cases");
     const std::unique_ptr<conf_matrix> cm(model->test(t, holdout, nullptr));
     if (text != nullptr) {
+      if (text == log) *text << '\n';
       report_errors("MISCLASSIFICATION on holdout test: ", *cm, opt, *text);
     }
     log_line(log, " + time: ", cm->get_elapsed(), " secs");
