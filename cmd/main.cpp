@@ -4,6 +4,7 @@
 
 #include "driver.h"
 #include "errors.h"
+#include "experiments.h"
 #include "options.h"
 #include "orvik/orvik.h"
 #include "outputs.h"
@@ -16,7 +17,8 @@ using namespace orvcmd;
 void train_and_save(const options& opt, outputs& out) {
   const std::unique_ptr<orvik::table> table = load_save_table(opt, out.log());
   _cv_errors errors{};
-  const training result = buildtree(opt, table.get(), errors, out.log(), out.trace());
+  const training result = opt.sdm2012 ? exp_sdm2012(table.get(), opt, out.log())
+                                      : buildtree(opt, table.get(), errors, out.log(), out.trace());
   if (result.model) {
     test_save_tree(opt, table.get(), result.model.get(), result.holdout.get(), errors, out.log(),
                    out.text(), out.xml(), out.dot());
@@ -27,6 +29,7 @@ void train_and_save(const options& opt, outputs& out) {
 void run(int argc, char** argv) {
   const options opt(argc, argv);
   refuse_unavailable(opt);
+  require_experiment(opt);
   outputs out(opt);
   orvik::set_n_workers(opt.n_workers);
   if (opt.seed) orvik::set_seed(*opt.seed);

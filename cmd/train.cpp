@@ -4,6 +4,7 @@
 #include "cross_validation.h"
 #include "driver.h"
 #include "log.h"
+#include "side_sets.h"
 #include "trace.h"
 
 namespace orvcmd {
@@ -24,8 +25,8 @@ struct parts {
 
 parts split_stratified(table* t, double fraction, bool random) {
   const subset_ptr all(t->get_wsubset_all());
-  const unsigned long n = all->stratify_frac(fraction, t, random);
-  return {subset_ptr(all->select(0, n, false)), subset_ptr(all->select(0, n, true))};
+  auto [first, rest] = split_classes(t, *all, fraction, random);
+  return {std::move(first), std::move(rest)};
 }
 
 /// The first hold-out option that is set, in a fixed order, decides.
@@ -91,11 +92,26 @@ void grow(const options& opt, table* t, table::subset* cases, std::unique_ptr<dt
   log_oob_error(log, t, *model);
 }
 
-void prune(const options& opt, table* t, dtree& model, std::ostream* log) {
+/// Sets cases aside for the strategies that prune on cases of their own. Under a trace the split
+/// is not drawn, so that its times compare.
+side_sets set_aside(const options& opt, table* t, table::subset& train, std::ostream* log,
+                    bool random) {
+  if (!prunes_on_side_set(opt.pruning)) return {};
+  side_sets sets = split_classes(t, train, k_growing_share, random);
+  if (sets.grow->size() > 0 && sets.held->size() > 0) return sets;
+  log_line(log, "Too few cases to set some aside for pruning");
+  return {};
+}
+
+void prune(const options& opt, table* t, dtree& model, table::subset* held, std::ostream* log) {
   model.set_pruning_strategy(static_cast<dtree::_PruningStrategy>(opt.pruning));
   if (opt.pruning < static_cast<int>(orvik::model::EBP)) return;
-  log_line(log, "Pruning tree using training set");
-  model.prune(t, nullptr);
+  if (held != nullptr) {
+    log_line(log, "Pruning tree using ", held->size(), " pruning cases");
+  } else {
+    log_line(log, "Pruning tree using training set");
+  }
+  model.prune(t, held);
   log_line(log, " + tree pruned");
   log_measures(log, model);
   log_oob_error(log, t, model);
@@ -107,9 +123,11 @@ training buildtree(const options& opt, table* t, _cv_errors& errors, std::ostrea
                    std::ostream* trace) {
   parts split = split_holdout(opt, t);
   std::unique_ptr<dtree> model = make_model(opt, *t);
-  grow(opt, t, split.train.get(), model, log, trace);
-  prune(opt, t, *model, log);
-  model->set_training_cm(t, split.train.get());
+  const side_sets sets = set_aside(opt, t, *split.train, log, /*random=*/trace == nullptr);
+  table::subset* const cases = sets.grow ? sets.grow.get() : split.train.get();
+  grow(opt, t, cases, model, log, trace);
+  prune(opt, t, *model, sets.held.get(), log);
+  model->set_training_cm(t, cases);
   if (opt.cv_folds > 0) cross_validate(opt, t, *model, errors, log);
   return {std::move(model), std::move(split.holdout)};
 }

@@ -7,6 +7,8 @@
 
 #include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
+#include "impls/pruning/strategies.h"
+#include "impls/tables/folds.h"
 #include "zel/util/cronos.h"
 #include "zel/util/parallel.h"
 #include "zel/util/rand_gen.h"
@@ -21,6 +23,21 @@ constexpr char k_no_training[] = "no training provided to build the tree";
 using zel::util::draw;
 using zel::util::draw_seed;
 
+constexpr double k_growing_share = 0.7;  // of the cases, where some are kept for pruning
+
+struct parts {
+  std::unique_ptr<case_list> grow, prune;
+};
+
+/// Draws both parts from each class; no parts where one would be empty.
+parts split_for_pruning(const table& t, const case_list& cases) {
+  case_list drawn(cases);
+  const unsigned long n = stratify_frac(drawn, k_growing_share, t, /*random=*/true);
+  if (n == 0 || n == drawn.size()) return {};
+  return {std::unique_ptr<case_list>(drawn.select(0, n, false)),
+          std::unique_ptr<case_list>(drawn.select(0, n, true))};
+}
+
 }  // namespace
 
 void dtree::build(const table* t, const case_list* cases) {
@@ -33,9 +50,12 @@ void dtree::build(const table* t, const case_list* cases) {
   if (!attributes_ || attributes_->size() != t->n_attributes()) {
     attributes_ = std::make_unique<zel::adt::bitmap>(default_features(*t));
   }
-  cases_ = training_cases(*cases);
+  parts split;
+  if (pruning::needs_separate_cases(pruning_)) split = split_for_pruning(*t, *cases);
+  cases_ = training_cases(split.grow ? *split.grow : *cases);
+  split.grow.reset();  // the model's copy is smaller
   grow_trees(*t);
-  prune(t, nullptr);
+  prune(t, split.prune.get());
   watch.stop();
   elapsed_ = watch.get_elapsed();
 }

@@ -51,10 +51,14 @@ class dtree : private zel::util::nocopy {
   /// Every attribute of `t` but the ignored ones.
   static zel::adt::bitmap default_features(const table& t);
 
-  /// Grows the model on `cases` and prunes it with its strategy.
+  /// Grows the model on `cases` and prunes it with its strategy; one that prunes on separate
+  /// cases gets 30 % of them, drawn from each class, and the trees are grown on the others.
   /// Throws std::runtime_error without a table or without cases.
   void build(const table* t, const case_list* cases);
-  /// Prunes every tree. `t` holds the rows it was grown on.
+  /// Prunes every tree. `t` holds the rows it was grown on. `prune_cases` (null: the training
+  /// cases) serve the strategies that prune on separate cases.
+  /// Throws std::runtime_error without a table, without trees, and where the strategy needs
+  /// training cases that the model does not have.
   void prune(const table* t, const case_list* prune_cases);
 
   /// Classifies a case given by its code of every attribute: by the tree, or by one vote a tree
@@ -133,7 +137,7 @@ class dtree : private zel::util::nocopy {
   batch_predictor make_predictor(const table& t) const;
   void grow_trees(const table& t);
   std::unique_ptr<decision_tree> grow_tree(const table& t, unsigned long i) const;
-  void prune_tree(const table& t, decision_tree& tree) const;
+  void prune_tree(const table& t, unsigned long i, const case_list* prune_cases) const;
   /// Throws std::runtime_error without trees, and for a table other than that of the build as
   /// far as its size tells.
   void require_training_rows(const table& t) const;

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "impls/pruning/estimation.h"
+#include "impls/pruning/strategies.h"
 #include "impls/trees/decision_tree.h"
 #include "zel/adt/tree_walk.h"
 
@@ -34,6 +36,34 @@ constexpr double k_least_saving = 0.1;
 /// Bound for no errors among n cases: (1 - p)^n = cf.
 double errors_of_none(double cf, double n) { return n * (1 - std::exp(std::log(cf) / n)); }
 
+/// Errors of a leaf of n cases, e of them training errors.
+double estimate(double cf, double coeff, double n, double e) {
+  return e + decision_tree::add_errs(cf, coeff, n, e);
+}
+
+struct ebp {
+  static constexpr pruning::tie tie_rule = pruning::tie::smaller_subtree;
+  const table& t;
+  double cf;
+  double coeff;
+
+  void enter(const decision_tree&, unsigned long) {}
+  double as_leaf(const decision_tree& tree, unsigned long) const {
+    const decision_node& node = *tree.get_node();
+    return estimate(cf, coeff, node.weight(), node.get_estimated_error_if_leaf());
+  }
+  double as_child(const decision_tree& child, unsigned long, double limit) const {
+    return child.prune_ebp_est(t, cf, coeff, limit);
+  }
+  static double limit(double, double subtree) { return subtree + k_least_saving; }
+  static pruning::fate decide(double leaf, double subtree, double child) {
+    if (child + k_least_saving >= leaf && subtree + k_least_saving >= leaf) {
+      return pruning::fate::leaf;
+    }
+    return subtree + k_least_saving >= child ? pruning::fate::raise : pruning::fate::keep;
+  }
+};
+
 }  // namespace
 
 double decision_tree::CFCoefficient(double cf) {
@@ -58,29 +88,41 @@ double decision_tree::add_errs(double cf, double coeff, double n, double e) {
   return n * p - e;
 }
 
-double decision_tree::prune_dt(const table&, double cf, double coeff) {
+double decision_tree::prune_dt(const table& t, double cf, double coeff) {
+  return prune_ebp(t, cf, coeff, /*graft=*/false, /*all=*/false);
+}
+
+double decision_tree::prune_ebp(const table& t, double cf, double coeff, bool graft, bool all) {
+  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), ebp{t, cf, coeff});
+}
+
+double decision_tree::prune_ebp_est(const table& t, double cf, double coeff, double limit) const {
+  return pruning::sum_over_leaves(
+      *this, t, *get_node()->father()->cases(), limit,
+      [&](const pruning::reached& r) { return estimate(cf, coeff, r.weight, r.leaf_error()); });
+}
+
+double decision_tree::set_estimated_error_ebp(double cf, double coeff) {
   zel::adt::walk(
       *this, [](const decision_tree&, unsigned long) { return true; },
       [cf, coeff](decision_tree& tree, unsigned long) {
         decision_node& node = *tree.get_node();
-        const double e = node.get_estimated_error_if_leaf();
-        const double as_leaf = e + add_errs(cf, coeff, node.weight(), e);
-        if (tree.get_no_childs() == 0) {
-          node.set_estimated_error(as_leaf);
-          return;
-        }
-        double as_subtree = 0;
-        for (unsigned int i = 0; i < tree.get_no_childs(); ++i) {
-          as_subtree += tree.get_child(i)->get_node()->estimated_error();
-        }
-        if (as_subtree + k_least_saving >= as_leaf) {
-          tree.collapse();
-          node.set_estimated_error(as_leaf);
-        } else {
-          node.set_estimated_error(as_subtree);
-        }
+        node.set_estimated_error(
+            tree.get_no_childs() > 0
+                ? pruning::sum_of_children(tree)
+                : estimate(cf, coeff, node.weight(), node.get_estimated_error_if_leaf()));
       });
   return get_node()->estimated_error();
+}
+
+void pruning::prune_by_ebp(decision_tree& tree, const material& with, raising how) {
+  const double cf = with.confidence, coeff = decision_tree::CFCoefficient(cf);
+  if (how == raising::none) {
+    tree.prune_dt(with.t, cf, coeff);
+    return;
+  }
+  tree.prune_ebp(with.t, cf, coeff, true, how == raising::best_child);
+  tree.set_estimated_error_ebp(cf, coeff);
 }
 
 }  // namespace orvik::impls

@@ -64,6 +64,9 @@ class decision_node : private zel::util::nocopy {
   class_t get_leaf_class() const;
   /// Share of the majority class; 1.0 at an empty node.
   double get_leaf_classfreq() const;
+  /// Least m-estimate of the error rate over the class codes 1 .. nclasses - 1 (none: the largest
+  /// double); `prior` has the class distribution that the estimate leans on.
+  double EER(unsigned long nclasses, const decision_node& prior, double m) const;
   /// Weight of the given cases whose class is not this node's.
   double get_leaf_error(const column& class_column, const case_list& cases) const;
 

@@ -6,8 +6,10 @@
 // Threads: many readers; growing and pruning own their tree and use workers of their own.
 #pragma once
 
+#include <limits>
 #include <memory>
 #include <ostream>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -89,8 +91,35 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   /// Collapses, bottom-up, split nodes whose subtree makes no fewer training errors than a leaf
   /// there and whose leaf error is at most `bound`. Stores errors in all nodes; returns them.
   double preprune(double bound);
-  /// Error-based pruning without raising (Quinlan 1993). @return the estimated errors.
+  // Each strategy has an operation that prunes a subtree, with `graft` also by raising its
+  // largest child, with `all` whichever child is best; and an estimate: the errors of a child,
+  // put in the place of its active father, on the father's cases; infinity will do for more than
+  // `limit`. An estimate changes nothing.
+  // Raising needs a root that holds its cases; all nodes are inactive afterwards.
+
+  /// Error-based pruning (Quinlan 1993). @return the estimated errors, also stored in the nodes.
   double prune_dt(const table& t, double cf, double coeff);
+  double prune_ebp(const table& t, double cf, double coeff, bool graft, bool all);
+  double prune_ebp_est(const table& t, double cf, double coeff, double limit) const;
+  /// Pessimistic pruning (Quinlan 1987). Stored errors must be training errors, and `leaves`
+  /// those of set_nleaves().
+  void prune_pep(const table& t, std::unordered_map<const decision_tree*, unsigned long>& leaves,
+                 bool graft, bool all);
+  double prune_pep_est(const table& t, double limit) const;
+  /// Notes the number of leaves of every subtree that is not a leaf. @return the root's.
+  unsigned long set_nleaves(std::unordered_map<const decision_tree*, unsigned long>& leaves) const;
+  /// Reduced-error pruning (Quinlan 1987) on the pruning cases. @return the errors on them.
+  double prune_rep(const table& t, const case_list& cases, bool graft, bool all);
+  double prune_rep_est(const table& t, const case_list& cases, double limit) const;
+  /// Minimum-error pruning (Cestnik and Bratko 1991) with the m of the fewest errors on the
+  /// pruning cases. Uses the workers.
+  void prune_mep(const table& t, const case_list& cases, bool graft, bool all);
+  /// The same with one m. `prior` has the class distribution that estimates lean on.
+  double prune_mep(const table& t, const decision_node& prior, double m, bool graft, bool all);
+  double prune_mep_est(const table& t, const decision_node& prior, double m, double limit) const;
+
+  /// Stores the error-based estimates of leaves and their sums above. @return the root's.
+  double set_estimated_error_ebp(double cf, double coeff);
   /// Stores leaf errors at leaves and their sums above. @return the root's.
   double set_estimated_error_from_leaf_error();
 

@@ -1,0 +1,104 @@
+#include "experiments.h"
+
+#include <stdexcept>
+
+#include "side_sets.h"
+
+namespace orvcmd {
+
+namespace {
+
+using orvik::conf_matrix;
+using orvik::dtree;
+using orvik::table;
+using subset_ptr = std::unique_ptr<table::subset>;
+
+constexpr char k_header[] = "ds\tfold\ttype\tsize\tleaves\tdepth\tadepth\ttime\terror\tite";
+constexpr char k_needs_folds[] = "Option -sdm2012 needs -cv with at least one fold";
+constexpr char k_many_folds[] = "Cross validation <n> must not exceed the number of rows";
+
+constexpr int k_first_pruning = static_cast<int>(orvik::model::EBP);
+
+/// One fold: what models are made from and where they are written.
+struct fold {
+  table* t;
+  const options& opt;
+  long number;
+  subset_ptr test, train;
+  std::ostream* log;
+};
+
+std::unique_ptr<dtree> grow(const fold& f, table::subset* cases, bool limited) {
+  auto model = std::make_unique<dtree>(f.t->get_name());
+  model->set_conf_level(f.opt.confidence_level);
+  model->set_min_obj(f.opt.min_weighted_objects);
+  model->set_pruning_strategy(orvik::model::NO_PRUNING);
+  if (limited && f.opt.max_depth >= 0) {
+    model->set_max_depth(static_cast<unsigned long>(f.opt.max_depth));
+  }
+  model->build(f.t, cases);
+  return model;
+}
+
+/// Tests the model on the fold and writes its line.
+void measure(const fold& f, const dtree& model, std::string_view label) {
+  double average_depth = 0;
+  const std::unique_ptr<conf_matrix> cm(model.test(f.t, f.test.get(), &average_depth));
+  if (f.log == nullptr) return;
+  *f.log << f.t->get_name() << '\t' << f.number << '\t' << label << '\t' << model.size() << '\t'
+         << model.leaves() << '\t' << model.depth() << '\t' << average_depth << '\t'
+         << model.get_elapsed() << '\t' << cm->err_misc() << '\t' << 0 << '\t' << model.epl()
+         << '\n'
+         << std::flush;
+}
+
+/// Prunes copies of `base` with the strategies that prune on a side set, or with the others.
+void measure_pruned(const fold& f, const dtree& base, table::subset* held, bool on_side_set) {
+  for (std::size_t i = 0; i < k_pruning_names.size(); ++i) {
+    const int strategy = k_first_pruning + static_cast<int>(i);
+    if (prunes_on_side_set(strategy) != on_side_set) continue;
+    const std::unique_ptr<dtree> copy(base.clone(/*parameters_only=*/false));
+    copy->set_pruning_strategy(static_cast<dtree::_PruningStrategy>(strategy));
+    copy->prune(f.t, held);
+    measure(f, *copy, k_pruning_names[i]);
+  }
+}
+
+void run_fold(const fold& f) {
+  {
+    const std::unique_ptr<dtree> base = grow(f, f.train.get(), /*limited=*/false);
+    measure(f, *base, "unp");
+    measure_pruned(f, *base, nullptr, /*on_side_set=*/false);
+  }
+  const side_sets sets = split_classes(f.t, *f.train, k_growing_share, /*random=*/true);
+  // Too few cases to keep some: all of them grow the tree and prune it.
+  const bool split = sets.grow->size() > 0 && sets.held->size() > 0;
+  const std::unique_ptr<dtree> base =
+      grow(f, split ? sets.grow.get() : f.train.get(), /*limited=*/true);
+  measure_pruned(f, *base, split ? sets.held.get() : nullptr, /*on_side_set=*/true);
+}
+
+}  // namespace
+
+void require_experiment(const options& opt) {
+  if (opt.sdm2012 && opt.cv_folds < 1) throw std::runtime_error(k_needs_folds);
+}
+
+training exp_sdm2012(table* t, const options& opt, std::ostream* log) {
+  require_experiment(opt);
+  const auto k = static_cast<unsigned long>(opt.cv_folds);
+  if (k > t->get_no_rows()) throw std::runtime_error(k_many_folds);
+  if (log != nullptr) *log << '\n' << k_header << '\n';
+  const subset_ptr all(t->get_wsubset_all());
+  all->stratify_cross(k, t, true);
+  for (unsigned long i = 0; i < k; ++i) {
+    const unsigned long begin = all->fold_begin(k, i);
+    const unsigned long length = all->fold_end(k, i) - begin;
+    run_fold({t, opt, opt.exp_id * opt.cv_folds + static_cast<long>(i),
+              subset_ptr(all->select(begin, length, false)),
+              subset_ptr(all->select(begin, length, true)), log});
+  }
+  return {};
+}
+
+}  // namespace orvcmd

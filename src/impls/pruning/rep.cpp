@@ -1,0 +1,101 @@
+// Reduced-error pruning (Quinlan, Simplifying decision trees, 1987): a subtree stays while it
+// makes fewer errors than a leaf on cases that the tree was not grown on. Bottom up.
+#include <algorithm>
+#include <memory>
+
+#include "impls/pruning/estimation.h"
+#include "impls/pruning/strategies.h"
+
+namespace orvik::impls {
+
+namespace {
+
+using pruning::fate;
+
+/// The pruning cases that reach the nodes of the current path.
+class reaching_cases {
+ public:
+  /// `top` are the cases at level 0.
+  explicit reaching_cases(const case_list& top) : top_(top) {}
+
+  /// Routes the cases of the father's level to its child `node`, whose share of the cases of
+  /// unknown value is `fraction`.
+  void enter(const table& t, const decision_node& node, double fraction, unsigned long level) {
+    if (level == 0) return;
+    const decision_node& father = *node.father();
+    lists_.resize(level - 1);  // what is left of a finished subtree
+    lists_.emplace_back(t.column_of(father.attribute())
+                            .select(&at(level - 1), node.position(), fraction,
+                                    static_cast<code_t>(father.threshold()),
+                                    /*with_unknown=*/true));
+  }
+  const case_list& at(unsigned long level) const { return level == 0 ? top_ : *lists_[level - 1]; }
+
+ private:
+  const case_list& top_;
+  std::vector<std::unique_ptr<case_list>> lists_;  // of level 1 and below
+};
+
+double errors_of(const table& t, const case_list& cases, class_t predicted) {
+  double errors = 0;
+  visit_class_codes(t.class_column().codes(), [&](const auto* classes) {
+    for (const auto& [row, weight] : cases) {
+      if (classes[row] != predicted) errors += weight;
+    }
+  });
+  return errors;
+}
+
+struct rep {
+  static constexpr pruning::tie tie_rule = pruning::tie::smaller_subtree;
+  const table& t;
+  reaching_cases reaching;
+
+  void enter(const decision_tree& tree, unsigned long level) {
+    const decision_node& node = *tree.get_node();
+    reaching.enter(t, node, node.fraction(), level);
+  }
+  double as_leaf(const decision_tree& tree, unsigned long level) const {
+    return tree.get_node()->get_leaf_error(t.class_column(), reaching.at(level));
+  }
+  double as_child(const decision_tree& child, unsigned long level, double limit) const {
+    return child.prune_rep_est(t, reaching.at(level), limit);
+  }
+  static double limit(double leaf, double subtree) { return std::min(leaf, subtree); }
+  static fate decide(double leaf, double subtree, double child) {
+    if (leaf > child && subtree >= child) return fate::raise;
+    return subtree >= leaf ? fate::leaf : fate::keep;
+  }
+};
+
+}  // namespace
+
+double decision_tree::prune_rep(const table& t, const case_list& cases, bool graft, bool all) {
+  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all),
+                                  rep{t, reaching_cases(cases)});
+}
+
+double decision_tree::prune_rep_est(const table& t, const case_list& cases, double limit) const {
+  const decision_node& father = *get_node()->father();
+  reaching_cases reaching(cases);
+  std::vector<class_t> majority;  // by level
+  return pruning::errors_on(
+      *this, t, *father.cases(), limit, pruning::summed::all_nodes,
+      [&](const decision_tree& tree, unsigned long level, const pruning::reached& r) {
+        reaching.enter(t, *tree.get_node(), r.fraction, level);
+        majority.resize(level + 1);
+        majority[level] = r.majority;
+        const case_list& here = reaching.at(level);
+        if (here.empty() && r.n_cases == 0) return pruning::opinion{0.0, false};
+        if (tree.get_no_childs() > 0) return pruning::opinion{0.0, true};
+        const class_t above = level == 0 ? father.majority_class() : majority[level - 1];
+        return pruning::opinion{errors_of(t, here, r.weight > 0 ? r.majority : above), false};
+      });
+}
+
+void pruning::prune_by_rep(decision_tree& tree, const material& with, raising how) {
+  tree.prune_rep(with.t, *with.cases, how != raising::none, how == raising::best_child);
+  tree.set_estimated_error_from_leaf_error();
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,42 @@
+// The table of the pruning strategies.
+//
+// A family of strategies is a file that ends in a function of the type `family::prune`, and a row
+// of the table in strategies.cpp.
+#pragma once
+
+#include "impls/pruning/raising.h"
+#include "impls/tables/table.h"
+#include "impls/trees/decision_tree.h"
+#include "orvik/enums.h"
+
+namespace orvik::impls::pruning {
+
+/// What pruning works with. Raising needs the training cases at the root of the tree besides.
+struct material {
+  const table& t;
+  double confidence;       // of error-based pruning
+  const case_list* cases;  // pruning cases; null where the strategy has no use for them
+};
+
+struct family {
+  model::pruning_strategy first;  // the plain flavour; with the largest child +1, with all +2
+  bool separate_cases;            // prunes on cases that the tree was not grown on
+  /// Prunes a pre-pruned tree and leaves the stored errors in it.
+  void (*prune)(decision_tree&, const material&, raising);
+};
+
+/// Whether the strategy prunes on separate cases, and whether on the training cases at the nodes.
+bool needs_separate_cases(model::pruning_strategy strategy);
+bool needs_training_cases(model::pruning_strategy strategy);
+
+/// Pre-prunes and prunes one tree. Strategies without a family only pre-prune, NO_PRUNING only
+/// stores errors.
+void prune(decision_tree& tree, model::pruning_strategy strategy, const material& with);
+
+// The families, each in its file.
+void prune_by_ebp(decision_tree& tree, const material& with, raising how);
+void prune_by_pep(decision_tree& tree, const material& with, raising how);
+void prune_by_rep(decision_tree& tree, const material& with, raising how);
+void prune_by_mep(decision_tree& tree, const material& with, raising how);
+
+}  // namespace orvik::impls::pruning
