@@ -5,7 +5,6 @@
 // workers.
 
 #include <benchmark/benchmark.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -13,60 +12,25 @@
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <system_error>
 #include <thread>
 
-#include "generator.h"
+#include "generated_table.h"
 #include "orvik/orvik.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-
-/// The table measured; a generated one is removed at the end of the program.
-class source {
- public:
-  source() {
-    if (const char* given = std::getenv("ORVIK_BENCH_TABLE")) {
-      prefix_ = given;
-      return;
-    }
-    folder_ = fs::temp_directory_path() / ("orvik_bench_" + std::to_string(::getpid()));
-    fs::create_directory(folder_);
-    prefix_ = (folder_ / "table").string();
-    bench::table_options options;
-    options.rows = 200000;
-    options.noise = 0.05;
-    bench::write_table(options, prefix_);
-  }
-  source(const source&) = delete;
-  source& operator=(const source&) = delete;
-  ~source() {
-    std::error_code ignored;
-    if (!folder_.empty()) fs::remove_all(folder_, ignored);
-  }
-
-  std::unique_ptr<orvik::table> load(unsigned long workers) const {
-    auto t = std::make_unique<orvik::table>("bench");
-    t->load_meta_data(prefix_ + ".names", ',', "?");
-    t->load_data(prefix_ + ".data", ',', workers, nullptr);
-    t->rescale_weights();
-    return t;
-  }
-  std::uintmax_t bytes() const { return fs::file_size(prefix_ + ".data"); }
-
- private:
-  fs::path folder_;
-  std::string prefix_;
-};
-
-const source& the_source() {
-  static const source s;
-  return s;
+/// Where the table measured lies.
+const std::string& the_prefix() {
+  static const std::string prefix = [] {
+    if (const char* given = std::getenv("ORVIK_BENCH_TABLE")) return std::string(given);
+    static const bench::generated_table generated("bench", 200000);
+    return generated.prefix();
+  }();
+  return prefix;
 }
 
 orvik::table& the_table() {
-  static const auto t = the_source().load(1);
+  static const auto t = bench::load_table(the_prefix(), 1);
   return *t;
 }
 
@@ -86,10 +50,12 @@ std::unique_ptr<orvik::dtree> grown(orvik::table& t) {
 
 void load(benchmark::State& state) {
   const unsigned long workers = use_workers(state);
+  const std::uintmax_t bytes = std::filesystem::file_size(the_prefix() + ".data");
   std::int64_t rows = 0;
-  for (auto _ : state) rows = static_cast<std::int64_t>(the_source().load(workers)->get_no_rows());
+  for (auto _ : state)
+    rows = static_cast<std::int64_t>(bench::load_table(the_prefix(), workers)->get_no_rows());
   state.SetItemsProcessed(state.iterations() * rows);
-  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(the_source().bytes()));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes));
 }
 
 void grow(benchmark::State& state) {

@@ -2,51 +2,21 @@
 // a generated table of 200,000 rows. The arguments are the number of trees and of workers.
 
 #include <benchmark/benchmark.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <string>
-#include <system_error>
 #include <thread>
 
-#include "generator.h"
+#include "generated_table.h"
 #include "orvik/orvik.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-
-/// The table, written once and removed at the end of the program.
-class rows_to_score {
- public:
-  rows_to_score() {
-    folder_ = fs::temp_directory_path() / ("orvik_scoring_" + std::to_string(::getpid()));
-    fs::create_directory(folder_);
-    bench::table_options options;
-    options.rows = 200000;
-    options.noise = 0.05;
-    bench::write_table(options, prefix());
-  }
-  rows_to_score(const rows_to_score&) = delete;
-  rows_to_score& operator=(const rows_to_score&) = delete;
-  ~rows_to_score() {
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
-  }
-
-  std::string prefix() const { return (folder_ / "table").string(); }
-  std::string file() const { return prefix() + ".data"; }
-
- private:
-  fs::path folder_;
-};
-
-const rows_to_score& the_rows() {
-  static const rows_to_score rows;
+const bench::generated_table& the_rows() {
+  static const bench::generated_table rows("scoring", 200000);
   return rows;
 }
 
@@ -54,7 +24,7 @@ const rows_to_score& the_rows() {
 std::unique_ptr<orvik::dtree> model_of(unsigned long trees) {
   orvik::table t("bench");
   t.load_meta_data(the_rows().prefix() + ".names", ',', "?");
-  t.load_data(the_rows().file(), ',', 1, nullptr);
+  t.load_data(the_rows().data_file(), ',', 1, nullptr);
   auto model = std::make_unique<orvik::dtree>("bench");
   if (trees > 1) model->set_forest(false, true, trees);
   const std::unique_ptr<orvik::table::subset> some(t.get_wsubset_first_n(t.get_no_rows() / 4));
@@ -63,7 +33,7 @@ std::unique_ptr<orvik::dtree> model_of(unsigned long trees) {
 }
 
 void count(benchmark::State& state, unsigned long rows) {
-  const auto bytes = static_cast<std::int64_t>(fs::file_size(the_rows().file()));
+  const auto bytes = static_cast<std::int64_t>(std::filesystem::file_size(the_rows().data_file()));
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(rows));
   state.SetBytesProcessed(state.iterations() * bytes);
 }
@@ -74,7 +44,7 @@ void test_file(benchmark::State& state) {
   orvik::set_n_workers(static_cast<unsigned long>(state.range(1)));
   unsigned long rows = 0;
   for (auto _ : state) {
-    const std::unique_ptr<orvik::conf_matrix> cm(model->test(the_rows().file(), ',', "?"));
+    const std::unique_ptr<orvik::conf_matrix> cm(model->test(the_rows().data_file(), ',', "?"));
     rows = cm->ncases();
   }
   count(state, rows);
@@ -88,7 +58,7 @@ void score_file(benchmark::State& state) {
   unsigned long rows = 0;
   for (auto _ : state) {
     std::ofstream out("/dev/null");
-    model->score(the_rows().file(), ',', out, rows, ',', probabilities);
+    model->score(the_rows().data_file(), ',', out, rows, ',', probabilities);
   }
   count(state, rows);
 }
