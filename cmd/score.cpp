@@ -60,6 +60,7 @@ void log_file_test(std::ostream* log, const file_test& test) {
 
 void score_file(const options& opt, const orvik::dtree& model, std::ostream* log) {
   if (opt.score_output_file.empty()) {
+    if (log == &std::cout) std::cout << '\n';  // the log is in the middle of a line
     std::cout << k_no_output;
     return;
   }

@@ -236,8 +236,9 @@ TEST_F(run_training, prints_the_same_report_on_standard_output) {
 }
 
 TEST_F(run_training, keeps_log_and_report_on_lines_of_their_own) {
-  std::istringstream both(run_program("-f t -hd 70 -oerr -tstd").out);
-  std::string others = report("-f t -hd 70 -oerr -l log");
+  std::istringstream both(run_program("-f t -hd 70 -oerr -tstd -ft t.data -fs t.data").out);
+  std::string others = "No score output file provided!\n";
+  others += report("-f t -hd 70 -oerr -ft t.data -l log");
   others += read("log");
   for (std::string line; std::getline(both, line);) {
     if (line.find(" secs") != line.npos) continue;
