@@ -10,6 +10,8 @@
 #include <tbb/partitioner.h>
 #include <tbb/task_arena.h>
 
+#include "zel/util/loop_marks.h"
+
 namespace zel::util::parallel {
 
 /// Worker threads that loops may use; below 2 every loop runs on the thread that calls it.
@@ -27,18 +29,29 @@ unsigned long n_slots();
 /// with one slot never run at once, but a nested loop's body may run within an outer body.
 unsigned long slot();
 
+/// What oneTBB copies and calls for each part of a loop's range.
+template <class F>
+struct loop_body {
+  F& f;
+  loop_marks& marks;
+
+  ZEL_UNWATCHED void operator()(const tbb::blocked_range<unsigned long>& part) const {
+    const body_mark mark(marks);
+    call(f, part.begin(), part.end());
+  }
+  static void call(F& f, unsigned long first, unsigned long last) {
+    for (unsigned long i = first; i != last; ++i) f(i);
+  }
+};
+
 /// Calls f(i) once for every i of [first, last), each on any thread of the current arena, and
 /// returns when all calls are done. The first exception of a body ends the loop and is thrown on.
 template <class F>
 void pfor(unsigned long first, unsigned long last, F f) {
   if (first >= last) return;
   using range = tbb::blocked_range<unsigned long>;
-  tbb::parallel_for(
-      range(first, last, 1),
-      [&f](const range& part) {
-        for (unsigned long i = part.begin(); i != part.end(); ++i) f(i);
-      },
-      tbb::auto_partitioner());
+  loop_marks marks;
+  tbb::parallel_for(range(first, last, 1), loop_body<F>{f, marks}, tbb::auto_partitioner());
 }
 
 /// Runs f() with the loops inside it on n_slots() threads, or just calls it when n_workers < 2.

@@ -80,7 +80,11 @@ class task_growing {
       --depth;
       for (unsigned int i = n; i-- > 1;) {
         decision_tree* child = tree->get_child(i);
-        tasks_.run([this, child, depth] { grow(child, depth); });
+        marks_.publish();
+        tasks_.run([this, child, depth] {
+          const zel::util::parallel::body_mark mark(marks_);
+          grow(child, depth);
+        });
       }
       tree = tree->get_child(0);
     }
@@ -91,6 +95,7 @@ class task_growing {
 
  private:
   const growing_rules& rules_;
+  zel::util::parallel::loop_marks marks_;
   tbb::task_group tasks_;
 };
 

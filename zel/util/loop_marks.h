@@ -1,0 +1,50 @@
+// What the thread sanitizer is told about parallel loops: the caller's work before a loop comes
+// before its bodies, and theirs before the caller's work after it. oneTBB keeps that order, but the
+// packaged library is not instrumented, so the sanitizer cannot see it. Nothing in other builds.
+#pragma once
+
+#ifdef __SANITIZE_THREAD__
+#include <sanitizer/tsan_interface.h>
+#define ZEL_UNWATCHED __attribute__((no_sanitize_thread))
+#else
+#define ZEL_UNWATCHED
+#endif
+
+namespace zel::util::parallel {
+
+/// One loop, made by the caller before it and alive until it ends.
+class loop_marks {
+ public:
+#ifdef __SANITIZE_THREAD__
+  loop_marks() { __tsan_release(&fork_); }
+  ~loop_marks() { __tsan_acquire(&join_); }
+  /// The caller's work up to here comes before the bodies that begin from now on.
+  void publish() { __tsan_release(&fork_); }
+  void enter_body() { __tsan_acquire(&fork_); }
+  void leave_body() { __tsan_release(&join_); }
+#else
+  loop_marks() {}  // not defaulted: a loop's marks are never an unused variable
+  void publish() {}
+  void enter_body() {}
+  void leave_body() {}
+#endif
+  loop_marks(const loop_marks&) = delete;
+  loop_marks& operator=(const loop_marks&) = delete;
+
+ private:
+  char fork_ = 0, join_ = 0;
+};
+
+/// The calls of one body, however they end.
+class body_mark {
+ public:
+  explicit body_mark(loop_marks& loop) : loop_(loop) { loop_.enter_body(); }
+  ~body_mark() { loop_.leave_body(); }
+  body_mark(const body_mark&) = delete;
+  body_mark& operator=(const body_mark&) = delete;
+
+ private:
+  loop_marks& loop_;
+};
+
+}  // namespace zel::util::parallel
