@@ -1,0 +1,183 @@
+#include "impls/trees/decision_node.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "impls/support/stock_tables.h"
+#include "impls/support/tree_builder.h"
+
+using namespace orvik::impls;
+using namespace orvik::model;
+
+namespace {
+
+/// An active root over all rows of a table.
+struct rooted {
+  std::unique_ptr<table> t;
+  std::unique_ptr<case_list> cases;
+  decision_node node;
+
+  explicit rooted(std::unique_ptr<table> from)
+      : t(std::move(from)), cases(t->get_all()), node(cases.get()) {
+    node.activate(t.get(), false);
+  }
+  void split(split_type type = GAIN_RATIO, double m = 2, const zel::adt::bitmap* usable = nullptr) {
+    node.split(*t, type, m, usable, t->n_attributes(), nullptr);
+  }
+};
+
+struct stop {
+  const char* name;
+  const char* rows;  // of a discrete value, a class and a weight
+  double min_weight;
+  bool usable, splits;
+};
+class splitting_stops : public testing::TestWithParam<stop> {};
+
+TEST_P(splitting_stops, at_nodes_that_are_finished) {
+  rooted root(make_table("a,string,discrete\nc,string,class\nw,double,weights\n", GetParam().rows));
+  zel::adt::bitmap usable;
+  usable.resize(1);
+  if (GetParam().usable) usable.set_all();
+  root.split(GAIN_RATIO, GetParam().min_weight, &usable);
+  EXPECT_EQ(root.node.is_split(), GetParam().splits);
+  if (GetParam().splits) return;
+  EXPECT_EQ(root.node.get_status(), decision_node::LEAF);
+  EXPECT_EQ(root.node.estimated_error(), root.node.get_estimated_error_if_leaf());
+}
+
+INSTANTIATE_TEST_SUITE_P(of, splitting_stops,
+                         testing::Values(stop{"mixed", "x,p,2\ny,q,2\n", 2, true, true},
+                                         stop{"light", "x,p,2\ny,q,1.9\n", 2, true, false},
+                                         stop{"thin_branch", "x,p,3\ny,q,1.9\n", 2, true, false},
+                                         stop{"thin_branch_beside_unknown",
+                                              "x,p,3\ny,q,1.9\n?,q,9\n", 2, true, false},
+                                         // The cases of weight 0 do not spoil the other class.
+                                         stop{"pure", "x,p,4\ny,p,4\ny,q,0\n", 2, true, false},
+                                         stop{"one_value", "x,p,4\nx,q,4\n", 2, true, false},
+                                         stop{"no_attribute", "x,p,4\ny,q,4\n", 2, false, false}),
+                         [](const auto& row) { return row.param.name; });
+
+// 16 cases, 8 of each class. Attribute a puts two of one class aside: gain 0.138, split
+// information 0.544, ratio 0.254. Attribute b has four branches of 3 and 1: gain 0.189, split
+// information 2, ratio 0.094. Their average gain is 0.163, so the gain ratio does not look at a.
+constexpr char k_ratio_names[] = "a,string,discrete\nb,string,discrete\nc,string,class\n";
+constexpr char k_ratio_rows[] =
+    "x,1,p\nx,1,p\ny,1,p\ny,1,q\ny,2,p\ny,2,p\ny,2,p\ny,2,q\n"
+    "y,3,q\ny,3,q\ny,3,q\ny,3,p\ny,4,q\ny,4,q\ny,4,q\ny,4,p\n";
+
+TEST(decision_node, split_types_weigh_gain_and_split_information) {
+  rooted root(make_table(k_ratio_names, k_ratio_rows));
+  for (const auto& [type, attribute] :
+       {std::pair{INFORMATION_GAIN, 1u}, {PURE_GAIN_RATIO, 0u}, {GAIN_RATIO, 1u}}) {
+    root.split(type);
+    EXPECT_TRUE(root.node.is_split());
+    EXPECT_EQ(root.node.attribute(), attribute) << "type " << type;
+  }
+}
+
+TEST(decision_node, of_equal_attributes_the_first_is_tested) {
+  rooted root(
+      make_table("n,integer,continuous\na,string,discrete\nb,string,discrete\nc,string,class\n",
+                 "1,x,x,p\n2,x,x,p\n1,y,y,q\n2,y,y,q\n1,y,y,q\n"));
+  for (const auto type : {INFORMATION_GAIN, PURE_GAIN_RATIO, GAIN_RATIO}) {
+    root.split(type);
+    EXPECT_EQ(root.node.attribute(), 1u) << "type " << type;
+  }
+}
+
+// Attributes are measured in order, the last continuous one sorts last.
+TEST(decision_node, short_lists_stay_sorted_and_long_lists_as_they_were) {
+  for (const unsigned long n : {49UL, 50UL}) {
+    std::string rows;
+    for (unsigned long i = 0; i < n; ++i) {
+      rows += std::to_string(i * 17 % 50) + "," + std::to_string(i * 31 % 50) + ",x," +
+              (i % 3 == 0 ? "p" : "q") + "\n";
+    }
+    rooted root(make_table(
+        "m,integer,continuous\nn,integer,continuous\na,string,ignore\nc,string,class\n", rows));
+    const case_list before = *root.cases;
+    root.split();
+    if (n == 50) {
+      EXPECT_EQ(*root.cases, before);
+      continue;
+    }
+    const column& last = root.t->column_of(1);
+    EXPECT_TRUE(std::is_sorted(root.cases->begin(), root.cases->end(), [&](auto& a, auto& b) {
+      return last.get_row_index(a.first) < last.get_row_index(b.first);
+    }));
+  }
+}
+
+// Value x has weight 3 of the known 4: cases of unknown value go there with 0.75 of their weight.
+TEST(decision_node, a_branch_gets_its_share_of_the_unknown_cases) {
+  rooted root(
+      make_table("a,string,discrete\nc,string,class\nw,double,weights\n", "x,p,3\ny,q,1\n?,q,2\n"));
+  root.node.set_test(0, 0);
+  decision_node x(&root.node, 1), y(&root.node, 2);
+  x.activate(root.t.get(), false);
+  y.activate(root.t.get(), false);
+  EXPECT_EQ(*x.cases(), (case_list{{0, 3}, {2, 1.5}}));
+  EXPECT_EQ(*y.cases(), (case_list{{1, 1}, {2, 0.5}}));
+  EXPECT_EQ(x.fraction(), 0.75);
+  EXPECT_EQ(x.weight(), 4.5);
+  EXPECT_EQ(x.class_weight(2), 1.5);
+  EXPECT_EQ(x.range(0), code_range(1, 2));
+  const std::unique_ptr<case_list> all(x.select(*root.t, root.cases.get(), true));
+  const std::unique_ptr<case_list> known(x.select(*root.t, root.cases.get(), false));
+  EXPECT_EQ(*all, *x.cases());
+  EXPECT_EQ(*known, (case_list{{0, 3}}));
+
+  x.activate_from_father(root.t.get(), true);  // takes all cases and the father's place
+  EXPECT_EQ(x.weight(), 6);
+  EXPECT_EQ(x.father(), nullptr);
+  EXPECT_EQ(x.position(), 0u);
+  EXPECT_EQ(x.fraction(), 1);
+}
+
+TEST(decision_node, activates_inactive_ancestors_on_demand) {
+  rooted root(golf_table());
+  root.node.set_test(0, 0);
+  decision_node sunny(&root.node, 3);
+  sunny.set_test(3, 0);
+  decision_node windy(&sunny, 2);
+  EXPECT_THROW(windy.activate(root.t.get(), false), std::runtime_error);
+  windy.activate(root.t.get(), true);
+  EXPECT_EQ(*windy.cases(), (case_list{{1, 1}, {10, 1}}));
+  EXPECT_TRUE(sunny.is_active());
+  windy.disactivate();
+  EXPECT_EQ(windy.cases(), nullptr);
+  EXPECT_EQ(windy.weight(), 2);
+}
+
+TEST(decision_node, refuses_what_it_cannot_do_and_stays_as_it_was) {
+  rooted root(golf_table());
+  const table* t = root.t.get();
+  decision_node child(&root.node, 1);
+  const auto refuses = [&](const char* message, auto call) {
+    EXPECT_THAT(call, testing::ThrowsMessage<std::runtime_error>(message));
+    EXPECT_FALSE(child.is_active());
+    EXPECT_EQ(child.get_status(), decision_node::UNDECIDED);
+    EXPECT_NE(root.node.get_status(), decision_node::LEAF);
+  };
+  refuses("[decision_node::activate()]: called with a NULL table.",
+          [&] { child.activate(nullptr, false); });
+  refuses("[decision_node::activate()]: father node status not a dtree::SPLIT_NODE.",
+          [&] { child.activate(t, true); });
+  refuses("[decision_node::split] called on an unactivated node.",
+          [&] { child.split(*t, GAIN_RATIO, 2, nullptr, 4, nullptr); });
+  refuses("[decision_node::split()]: unknown split type.",
+          [&] { root.split(static_cast<split_type>(3)); });
+  refuses("decision_node::select() called on the root",
+          [&] { delete root.node.select(*t, root.cases.get(), true); });
+  const char* no_father =
+      "[decision_node::activate_from_father()]: father node NULL or status not activated.";
+  refuses(no_father, [&] { root.node.activate_from_father(t, false); });
+  root.node.set_test(0, 0);
+  root.node.disactivate();
+  refuses(no_father, [&] { child.activate_from_father(t, false); });
+  refuses("[decision_node::activate()]: father node status not activated.",
+          [&] { child.activate(t, false); });
+}
+
+}  // namespace

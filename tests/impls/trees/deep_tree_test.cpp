@@ -1,0 +1,117 @@
+// Trees far deeper than a stack of calls: nothing may recurse over them.
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <functional>
+#include <limits>
+#include <sstream>
+
+#include "impls/support/table_text.h"
+#include "impls/support/tree_builder.h"
+
+using namespace orvik::impls;
+
+namespace {
+
+constexpr unsigned long k_levels = 100000;
+
+/// Attribute n with the codes 1 and 2 (rows 0 and 1), 0 in row 2.
+std::unique_ptr<table> two_way_table() {
+  return make_table("n,integer,continuous\nc,string,class\n", "1,p\n2,q\n?,q\n");
+}
+
+/// Leaves of 1000 cases of p and of q by turns: every split is worth its while.
+std::unique_ptr<decision_tree> deep_tree() {
+  return build_path(k_levels, [](unsigned long level) {
+    return level % 2 == 0 ? std::vector<double>{1000, 0} : std::vector<double>{0, 1000};
+  });
+}
+
+TEST(deep_tree, is_measured_cloned_and_destroyed) {
+  const auto t = two_way_table();
+  auto tree = deep_tree();
+  const std::unique_ptr<decision_tree> copy(tree->clone(*t, nullptr));
+  tree.reset();
+  EXPECT_EQ(copy->depth(), k_levels + 1);
+  EXPECT_EQ(copy->size(), 2 * k_levels + 1);
+  EXPECT_EQ(copy->leaves(), k_levels + 1);
+  EXPECT_EQ(copy->get_child(1)->get_node()->father(), copy->get_node());
+  zel::adt::bitmap used;
+  used.resize(1);
+  copy->set_used_atts(used);
+  EXPECT_EQ(used.toCSV(), "0");
+}
+
+TEST(deep_tree, is_pruned) {
+  const auto t = two_way_table();
+  const double cf = 0.25, coeff = decision_tree::CFCoefficient(cf);
+  const auto kept = deep_tree();
+  EXPECT_EQ(kept->preprune(std::numeric_limits<double>::max()), 0);
+  kept->prune_dt(*t, cf, coeff);
+  EXPECT_EQ(kept->depth(), k_levels + 1);
+
+  // All leaves but the last have one case of one class: not worth its while on estimates.
+  const auto one_error = [](unsigned long level) {
+    return level < k_levels ? std::vector<double>{1, 0} : std::vector<double>{0, 1};
+  };
+  const auto pruned = build_path(k_levels, one_error);
+  pruned->preprune(std::numeric_limits<double>::max());
+  EXPECT_EQ(pruned->depth(), k_levels + 1);
+  pruned->prune_dt(*t, cf, coeff);
+  EXPECT_EQ(pruned->size(), 1u);
+
+  const auto useless = build_path(k_levels, [](unsigned long) { return std::vector{1.0, 0.0}; });
+  useless->preprune(std::numeric_limits<double>::max());
+  EXPECT_EQ(useless->size(), 1u);
+}
+
+TEST(deep_tree, classifies) {
+  const auto t = two_way_table();
+  const auto tree = deep_tree();
+  decision_tree::prediction result;
+  EXPECT_EQ(tree->predict_class(*t, {2}, result, 0.5, 0), 0.5 * k_levels);
+  EXPECT_EQ(result.first, 1u);
+  EXPECT_EQ(tree->predict_row(*t, 0, result, 1), 1);
+  std::vector<double> distribution(3);
+  EXPECT_EQ(tree->predict_distribution(*t, {2}, distribution, 2, 0), 2.0 * k_levels);
+  EXPECT_EQ(distribution, (std::vector<double>{0, 2, 0}));
+  // Unknown: 1 / (levels + 1) of the case ends in each leaf, half of the leaves, and one more,
+  // are of class p. The levels of the leaves sum to (1 + ... + levels) + levels.
+  std::fill(distribution.begin(), distribution.end(), 0.0);
+  const double n = k_levels;
+  EXPECT_NEAR(tree->predict_distribution(*t, {0}, distribution, 1, 0),
+              (n * (n + 1) / 2 + n) / (n + 1), 1e-3);
+  EXPECT_NEAR(distribution[1], (n / 2 + 1) / (n + 1), 1e-9);
+  EXPECT_NEAR(distribution[2], (n / 2) / (n + 1), 1e-9);
+  EXPECT_NEAR(tree->predict_row(*t, 2, result, 1), (n * (n + 1) / 2 + n) / (n + 1), 1e-3);
+  EXPECT_EQ(result.first, 1u);
+}
+
+/// Calls f on a thread of 128 KiB of stack: 64 bytes for each of 2000 levels.
+void on_small_stack(std::function<void()> f) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, 1UL << 17);
+  pthread_t thread;
+  const auto call = [](void* body) -> void* {
+    (*static_cast<std::function<void()>*>(body))();
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, &attributes, call, &f), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+}
+
+// The text grows with the square of the depth: fewer levels, and less stack.
+TEST(deep_tree, is_written) {
+  constexpr unsigned long levels = 2000;
+  const auto t = two_way_table();
+  const auto tree = build_path(levels, [](unsigned long) { return std::vector{1.0, 0.0}; });
+  std::ostringstream out;
+  on_small_stack([&] { tree->toTEXT(*t, out, 0); });
+  // A level has two conditions, "\nn <= 1 :" and "\nn > 1 :", each behind its bars; the first
+  // has a leaf, " p (1.0)", and so has the last one.
+  EXPECT_EQ(out.str().size(), levels * (9 + 8 + 8) + 8 + 2 * 4 * (levels * (levels - 1) / 2));
+}
+
+}  // namespace
