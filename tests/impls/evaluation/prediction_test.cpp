@@ -1,0 +1,133 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "impls/evaluation/conf_matrix.h"
+#include "impls/support/stock_tables.h"
+#include "impls/support/tree_builder.h"
+
+using namespace orvik::impls;
+
+namespace {
+
+using testing::DoubleEq;
+using testing::Pair;
+
+/// Attributes a (discrete: u, v, w) and n (continuous: 10, 20, 30, codes 1 to 3), between the
+/// class (p, q, r) and the weights.
+std::unique_ptr<table> three_class_table() {
+  return make_table("c,string,class\na,string,discrete\nn,integer,continuous\nwt,double,weights\n",
+                    "p,u,10,1\nq,v,20,0.25\nr,w,30,2\np,?,30,0.5\n");
+}
+
+/// 40 cases: 30 go to a = u, 10 to a = v, none to a = w. Below u the cut is at n = 20.
+std::unique_ptr<decision_tree> unequal_tree() {
+  return build_tree(split(
+      0, {split(1, 2, {leaf({12, 4, 4}), leaf({0, 5, 5})}), leaf({0, 2, 8}), leaf({0, 0, 0})}));
+}
+
+struct classified {
+  const char* name;
+  std::vector<code_t> codes;
+  code_t predicted;
+  double confidence, depth;
+};
+class predictions : public testing::TestWithParam<classified> {};
+
+TEST_P(predictions, by_hand) {
+  const auto t = three_class_table();
+  decision_tree::prediction result;
+  EXPECT_DOUBLE_EQ(unequal_tree()->predict_class(*t, GetParam().codes, result, 1, 0),
+                   GetParam().depth);
+  EXPECT_THAT(result, Pair(GetParam().predicted, DoubleEq(GetParam().confidence)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    of, predictions,
+    testing::Values(classified{"at_the_threshold", {1, 2}, 1, 0.6, 2},
+                    classified{
+                        "above_the_threshold", {1, 3}, 2, 0.5, 2},  // of 5 and 5 the lower class
+                    classified{"other_branch", {2, 0}, 3, 0.8, 1},
+                    classified{"empty_leaf", {3, 1}, 3, 1, 1},  // its father holds 12, 11 and 17
+                    // Below u two thirds of the weight went up to the cut: 12/30, 9/30 and 9/30.
+                    classified{"unknown_below", {1, 0}, 1, 0.4, 2},
+                    // 0.75 go to u, 0.25 to v: (12, 9 + 2, 9 + 8) of 40; depth 0.75 * 2 + 0.25.
+                    classified{"all_unknown", {0, 0}, 3, 17. / 40, 1.75},
+                    // u with known n: 0.75 (12, 4, 4) / 20 and 0.25 (0, 2, 8) / 10.
+                    classified{"unknown_above", {0, 1}, 1, 0.45, 1.75},
+                    // 0.75 (0, 5, 5) / 10 and 0.25 (0, 2, 8) / 10.
+                    classified{"unknown_above_the_cut", {0, 3}, 3, 0.575, 1.75}),
+    [](const auto& row) { return row.param.name; });
+
+TEST(prediction, of_equal_weights_the_lowest_class_wins) {
+  const auto t = three_class_table();
+  const auto tree = build_tree(split(0, {leaf({0, 0, 5}), leaf({0, 5, 0}), leaf({0, 0, 0})}));
+  decision_tree::prediction result;
+  tree->predict_class(*t, {0, 1}, result, 1, 0);
+  EXPECT_THAT(result, Pair(2, 0.5));
+}
+
+TEST(prediction, tallies_weights_by_class) {
+  const auto t = three_class_table();
+  const auto tree = unequal_tree();
+  const std::unique_ptr<case_list> cases(t->get_all());
+  conf_matrix matrix(t.get());
+  // Rows: p as p at depth 2; q as r, r as r at 1; p with unknown a, n above the cut, as r at 1.75.
+  EXPECT_DOUBLE_EQ(tree->predict_cm(*t, *cases, 2, matrix), 4 + 0.5 + 4 + 1.75);
+  EXPECT_EQ(matrix.get_element(1, 1), 2);
+  EXPECT_EQ(matrix.get_element(1, 3), 1);
+  EXPECT_EQ(matrix.get_element(2, 3), 0.5);
+  EXPECT_EQ(matrix.get_element(3, 3), 4);
+  EXPECT_EQ(matrix.ncases(), 4u);
+  EXPECT_DOUBLE_EQ(tree->err_misc(*t, *cases), 0.75 / 3.75);
+}
+
+class grown_prediction : public testing::Test {
+ protected:
+  void SetUp() override {
+    t = mixed_table(3000, 21, true);
+    cases.reset(t->get_all());
+    case_list some(cases->begin(), cases->begin() + 900);  // leaves without weight come up
+    tree.build(*t, &some, orvik::model::GAIN_RATIO, 2, k_no_depth_limit, nullptr, nullptr);
+  }
+  std::unique_ptr<table> t;
+  std::unique_ptr<case_list> cases;
+  decision_tree tree;
+};
+
+TEST_F(grown_prediction, is_the_class_of_the_largest_share) {
+  for (row_t row = 0; row < t->n_rows(); ++row) {
+    std::vector<code_t> codes;
+    for (unsigned long a = 0; a < t->n_attributes(); ++a) {
+      codes.push_back(t->column_of(a).get_row_index(row));
+    }
+    std::vector<double> distribution(t->n_class_codes());
+    decision_tree::prediction by_codes, by_row;
+    const double depth = tree.predict_distribution(*t, codes, distribution, 1, 0);
+    double sum = 0;
+    for (const double share : distribution) sum += share;
+    ASSERT_NEAR(sum, 1, 1e-12) << row;
+    ASSERT_EQ(tree.predict_class(*t, codes, by_codes, 1, 0), depth);
+    ASSERT_EQ(tree.predict_row(*t, row, by_row, 1), depth);
+    ASSERT_EQ(by_codes, by_row);
+    const auto largest = std::max_element(distribution.begin(), distribution.end());
+    ASSERT_EQ(by_row.first, static_cast<code_t>(largest - distribution.begin())) << row;
+  }
+}
+
+TEST_F(grown_prediction, tallies_to_the_same_bits_on_any_number_of_threads) {
+  const auto test = [&](unsigned long workers) {
+    const loop_threads threads(workers);
+    conf_matrix matrix(t.get());
+    std::vector<double> numbers{zel::util::parallel::with_workers(
+        [&] { return tree.predict_cm(*t, *cases, 0.7, matrix); })};
+    for (code_t i = 0; i < matrix.size(); ++i) {
+      for (code_t j = 0; j < matrix.size(); ++j) numbers.push_back(matrix.get_element(i, j));
+    }
+    return numbers;
+  };
+  EXPECT_EQ(test(1), test(7));
+}
+
+}  // namespace
