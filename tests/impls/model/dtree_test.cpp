@@ -1,0 +1,184 @@
+#include "impls/model/dtree.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+
+#include "impls/support/ensembles.h"
+#include "impls/support/stock_tables.h"
+
+using namespace orvik::impls;
+using namespace orvik::model;
+
+namespace {
+
+using setter = std::function<void(dtree&)>;
+
+std::string built(const table& t, const setter& set) {
+  dtree model("m");
+  set(model);
+  const std::unique_ptr<case_list> cases(t.get_all());
+  model.build(&t, cases.get());
+  return text_of(model);
+}
+
+TEST(model, of_golf_is_grown_pruned_and_measured) {
+  const auto t = golf_table();
+  dtree model("golf");
+  const std::unique_ptr<case_list> cases(t->get_all());
+  model.build(t.get(), cases.get());
+  EXPECT_EQ(text_of(model),
+            "\nDECISION TREE (size=8)\n"
+            "\noutlook = overcast: yes (4.0/1.2)"
+            "\noutlook = rainy:"
+            "\n|   windy = false: yes (3.0/1.1)"
+            "\n|   windy = true: no (2.0/1.0)"
+            "\noutlook = sunny:"
+            "\n|   humidity <= 75 : yes (2.0/1.0)"
+            "\n|   humidity > 75 : no (3.0/1.1)\n");
+  EXPECT_EQ(model.leaves(), 5u);
+  EXPECT_EQ(model.depth(), 3u);
+  EXPECT_EQ(model.epl(), 1 + 4 * 2);
+  EXPECT_EQ(model.nfeatures(), 3u);
+  EXPECT_EQ(model.get_attributes(*t), "0,1,2,3");
+  double depth = 0;
+  EXPECT_EQ(model.test(*t, *cases, &depth)->err_misc(), 0);
+  EXPECT_DOUBLE_EQ(depth, (4 * 1 + 10 * 2) / 14.);
+}
+
+struct parameter {
+  const char* name;
+  setter set, refused;
+};
+class model_parameters : public testing::TestWithParam<parameter> {};
+
+TEST_P(model_parameters, count_unless_they_are_out_of_range) {
+  const auto t = mixed_table(600, 31, true);
+  const setter& set = GetParam().set;
+  const setter& refused = GetParam().refused;
+  const std::string by_default = built(*t, [](dtree&) {}), changed = built(*t, set);
+  EXPECT_NE(changed, by_default);
+  EXPECT_EQ(built(*t, refused), by_default);
+  EXPECT_EQ(built(*t, [&](dtree& m) { set(m), refused(m); }), changed);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    of, model_parameters,
+    testing::Values(parameter{"split_type", [](dtree& m) { m.set_split_type(INFORMATION_GAIN); },
+                              [](dtree& m) { m.set_split_type(N_SPLIT_TYPES); }},
+                    parameter{"min_obj", [](dtree& m) { m.set_min_obj(12); },
+                              [](dtree& m) {
+                                for (const double w : {0.0, -1.0, std::nan("")}) m.set_min_obj(w);
+                              }},
+                    parameter{"conf_level", [](dtree& m) { m.set_conf_level(0.001); },
+                              [](dtree& m) {
+                                for (const double c : {0.0, 1.5, std::nan("")}) m.set_conf_level(c);
+                              }},
+                    parameter{"conf_level_1", [](dtree& m) { m.set_conf_level(1); },
+                              [](dtree& m) { m.set_conf_level(1.0000001); }},
+                    parameter{"max_depth", [](dtree& m) { m.set_max_depth(2); }, [](dtree&) {}},
+                    parameter{"no_pruning", [](dtree& m) { m.set_pruning_strategy(NO_PRUNING); },
+                              [](dtree&) {}}),
+    [](const auto& row) { return row.param.name; });
+
+TEST(model, needs_as_many_trees_as_its_kind_asks_for) {
+  dtree model("m");
+  model.set_forest(false, false, 1);
+  for (const auto& [forest, bagging, n] : {std::tuple{false, false, 2UL},
+                                           {false, false, 0UL},
+                                           {true, false, 0UL},
+                                           {true, true, 0UL}}) {
+    EXPECT_THAT([&] { model.set_forest(forest, bagging, n); },
+                testing::ThrowsMessage<std::runtime_error>("set_forest uncompatible parameters"));
+  }
+}
+
+TEST(model, is_pruned_the_same_later_and_again) {
+  const auto t = mixed_table(1500, 32, true);
+  const std::unique_ptr<case_list> cases(t->get_all());
+  dtree model("m"), grown("g");
+  model.build(t.get(), cases.get());
+  grown.set_pruning_strategy(NO_PRUNING);
+  grown.build(t.get(), cases.get());
+  EXPECT_GT(grown.size(), model.size());
+  grown.set_pruning_strategy(EBP);
+  for (dtree* m : {&grown, &model, &model}) {
+    m->prune(t.get(), nullptr);
+    EXPECT_EQ(text_of(*m), text_of(model));
+  }
+}
+
+TEST(model, keeps_nothing_of_the_callers) {
+  auto t = golf_table();
+  auto cases = std::make_unique<case_list>();
+  for (row_t row = 14; row-- > 0;) cases->emplace_back(row, 1.0);
+  const case_list before = *cases;
+  dtree model("m");
+  model.build(t.get(), cases.get());
+  EXPECT_EQ(*cases, before);
+  cases.reset();
+  t.reset();
+  EXPECT_THAT(text_of(model), testing::HasSubstr("humidity > 75 : no"));
+  EXPECT_EQ(model.get_training_table()->n_rows(), 0u);
+  EXPECT_EQ(model.get_training_table()->n_columns(), 5u);
+  EXPECT_EQ(model.get_tree(0).get_node()->cases(), nullptr);
+}
+
+TEST(model, clones_whole_or_by_its_parameters) {
+  const auto t = golf_table();
+  const std::unique_ptr<case_list> cases(t->get_all());
+  dtree model("m");
+  model.set_conf_level(1);
+  model.build(t.get(), cases.get());
+  model.set_training_cm(t.get(), cases.get());
+  const std::string text = text_of(model);
+  const auto whole = model.clone(false), parameters = model.clone(true);
+  model.set_min_obj(8);
+  model.build(t.get(), cases.get());
+  EXPECT_NE(text_of(model), text);
+  EXPECT_EQ(model.get_training_cm(), nullptr);  // of the tree before
+  EXPECT_EQ(text_of(*whole), text);
+  EXPECT_EQ(whole->name(), "m");
+  EXPECT_EQ(whole->get_training_cm()->ncases(), 14u);
+  EXPECT_EQ(parameters->n_trees(), 0u);
+  EXPECT_EQ(parameters->get_training_table(), nullptr);
+  EXPECT_EQ(parameters->get_training_cm(), nullptr);
+  parameters->build(t.get(), cases.get());
+  EXPECT_EQ(text_of(*parameters), text);
+}
+
+TEST(model, training_matrix_holds_every_case) {
+  const auto t = mixed_table(700, 33, true);
+  const std::unique_ptr<case_list> cases(t->get_all());
+  dtree model("m");
+  model.build(t.get(), cases.get());
+  model.set_training_cm(t.get(), cases.get());
+  const conf_matrix& matrix = *model.get_training_cm();
+  const decision_node& root = *model.get_tree(0).get_node();
+  EXPECT_EQ(matrix.ncases(), 700u);
+  for (code_t c = 0; c < t->n_class_codes(); ++c) {
+    EXPECT_NEAR(matrix.cases_actual(c), root.class_weight(c), 1e-9);
+  }
+  EXPECT_LT(matrix.err_misc(), 0.8 * matrix.err_misc_majority());
+}
+
+TEST(model, refuses_to_work_on_nothing) {
+  const auto t = golf_table();
+  const case_list none, some{{0, 1}};
+  dtree model("m");
+  const auto refuses = [](const char* message, auto call) {
+    EXPECT_THAT(call, testing::ThrowsMessage<std::runtime_error>(message));
+  };
+  refuses("no table provided to build the tree", [&] { model.build(nullptr, &some); });
+  refuses("no training provided to build the tree", [&] { model.build(t.get(), nullptr); });
+  refuses("no training provided to build the tree", [&] { model.build(t.get(), &none); });
+  refuses("set_training_cm with no eval_subset", [&] { model.set_training_cm(t.get(), nullptr); });
+  refuses("no unpruned tree", [&] { model.prune(t.get(), nullptr); });
+  refuses("no unpruned tree", [&] { text_of(model); });
+  refuses("no unpruned tree", [&] { model.test(*t, some, nullptr); });
+  EXPECT_EQ(model.size(), 0u);
+}
+
+}  // namespace
