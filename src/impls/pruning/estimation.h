@@ -40,11 +40,6 @@ inline bool surely_above(double errors, double limit) {
   return errors > limit + k_margin * (1 + std::abs(limit));
 }
 
-/// Whether the split of a node needs its weight, for the shares of cases of unknown value.
-inline bool weight_matters(const decision_node& node, const table& t) {
-  return t.column_of(node.attribute()).values()->has_null();
-}
-
 /// Fills in the distribution and what follows from it.
 inline void sum_up(const case_list& cases, const table& t, std::span<double> distribution,
                    reached& r) {
@@ -56,8 +51,21 @@ inline void sum_up(const case_list& cases, const table& t, std::span<double> dis
   r.majority = static_cast<class_t>(zel::util::number_util::argmax(distribution));
 }
 
-/// At which nodes the distribution, the weight and the majority are wanted.
-enum class summed : unsigned char { leaves, all_nodes };
+/// At which nodes the distribution, the weight and the majority are wanted: at the leaves, or also
+/// at nodes above a leaf.
+enum class summed : unsigned char { leaves, leaves_and_fathers };
+
+/// Whether to sum up the cases of a node. A split needs the weight for the shares of cases of
+/// unknown value.
+inline bool is_summed(const decision_tree& tree, const table& t, summed where) {
+  if (tree.get_no_childs() == 0) return true;
+  if (t.column_of(tree.get_node()->attribute()).values()->has_null()) return true;
+  if (where == summed::leaves) return false;
+  for (unsigned int i = 0; i < tree.get_no_childs(); ++i) {
+    if (tree.get_child(i)->get_no_childs() == 0) return true;
+  }
+  return false;
+}
 
 /// Errors of a subtree whose root gets `cases`. ask(tree, level, reached) is called at every node,
 /// fathers first and children in order, and says an opinion, of no negative errors; the errors of
@@ -79,9 +87,7 @@ double errors_on(const decision_tree& root, const table& t, const case_list& cas
   const auto go_to = [&](const decision_tree& tree, const case_list& here, double fraction) {
     const bool leaf = tree.get_no_childs() == 0;
     reached r{here.size(), distribution, 0.0, fraction, 0};
-    if (leaf || where == summed::all_nodes || weight_matters(*tree.get_node(), t)) {
-      sum_up(here, t, distribution, r);
-    }
+    if (is_summed(tree, t, where)) sum_up(here, t, distribution, r);
     const opinion said = ask(tree, path.size(), r);
     step next{&tree, {}, tree.get_no_childs(), said.errors};
     if (said.descend && !leaf) {

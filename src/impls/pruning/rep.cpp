@@ -80,13 +80,13 @@ double decision_tree::prune_rep_est(const table& t, const case_list& cases, doub
   reaching_cases reaching(cases);
   std::vector<class_t> majority;  // by level
   return pruning::errors_on(
-      *this, t, *father.cases(), limit, pruning::summed::all_nodes,
+      *this, t, *father.cases(), limit, pruning::summed::leaves_and_fathers,
       [&](const decision_tree& tree, unsigned long level, const pruning::reached& r) {
         reaching.enter(t, *tree.get_node(), r.fraction, level);
         majority.resize(level + 1);
         majority[level] = r.majority;
         const case_list& here = reaching.at(level);
-        if (here.empty() && r.n_cases == 0) return pruning::opinion{0.0, false};
+        if (here.empty()) return pruning::opinion{0.0, false};
         if (tree.get_no_childs() > 0) return pruning::opinion{0.0, true};
         const class_t above = level == 0 ? father.majority_class() : majority[level - 1];
         return pruning::opinion{errors_of(t, here, r.weight > 0 ? r.majority : above), false};
