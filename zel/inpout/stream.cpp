@@ -73,9 +73,15 @@ bool stream::next_block() {
   remaining_ = 0;
   if (ended_) return false;
   const std::lock_guard lock(conn_->mutex());
-  const unsigned long held = fill();
+  unsigned long held = 0;
+  try {
+    held = fill();
+    if (held > 0) make_room(held);
+  } catch (...) {
+    block_number_ = conn_->take_block_number();
+    throw;
+  }
   if (held == 0) return false;
-  make_room(held);
   buffer_[held] = '\0';
   block_number_ = conn_->take_block_number();
   bytes_read_ += held;

@@ -46,7 +46,8 @@ class stream : public zel::util::nocopy {
 
   /// Replaces the block, dropping unread lines, by the next of the input; false, every time, at
   /// the end. Locks the connection's mutex while it reads. Throws std::runtime_error when a read
-  /// fails ("File: NAME cannot be read: REASON") or a line is too long.
+  /// fails ("File: NAME cannot be read: REASON") or a line is too long. The failure takes a block
+  /// number: blocks with greater ones may begin in the middle of a line.
   bool next_block();
   /// The lines of the block that read_line() has not taken yet, line ends included; only the last
   /// line of the input may lack one. Lies in the stream's buffer, followed by a NUL; valid until

@@ -47,11 +47,11 @@ struct block {
 
 /// What stopped a worker, and where in the file.
 struct load_error {
+  enum kind { INPUT, ROW, CELL } place;
   unsigned long block;
   unsigned long line;  // within the block, from 0
-  std::string what;
-  std::string column;  // the message ends with row and column; empty: it is the line's
-  std::string text;    // the line, for a bad row
+  std::string what;    // for a row: the line
+  std::string column;  // for a cell
 };
 
 /// The least number of a block with an error; workers leave later blocks alone.
@@ -80,7 +80,7 @@ class worker {
       lower(limit, 0);  // stops the other workers
       throw;
     } catch (const std::exception& failure) {  // the connection failed
-      error_ = load_error{k_after_all_blocks, 0, failure.what(), {}, {}};
+      error_ = load_error{load_error::INPUT, in_.block_number(), 0, failure.what(), {}};
     }
     if (error_) lower(limit, error_->block);
   }
@@ -114,7 +114,7 @@ class worker {
     split_fields(line, in_.separator(), /*trim=*/true, fields_);
     const bool empty = line.empty() && columns.size() != 1;
     if (fields_.size() != columns.size() || empty || holds_nul(line)) {
-      return fail({}, {}, std::string(line.substr(0, 256)));
+      return fail(load_error::ROW, std::string(line.substr(0, 256)), {});
     }
     std::size_t i = 0;
     try {
@@ -123,13 +123,13 @@ class worker {
         if (code != k_no_code) streams_[i].append(code);
       }
     } catch (const std::runtime_error& failure) {  // the value; lack of memory has no row
-      fail(failure.what(), columns[i]->name(), {});
+      fail(load_error::CELL, failure.what(), columns[i]->name());
     }
   }
 
-  void fail(std::string what, std::string column, std::string text) {
-    error_ = load_error{blocks_.back().number, blocks_.back().rows, std::move(what),
-                        std::move(column), std::move(text)};
+  void fail(load_error::kind place, std::string what, std::string column) {
+    error_ = load_error{place, blocks_.back().number, blocks_.back().rows, std::move(what),
+                        std::move(column)};
   }
 
   stream in_;
@@ -203,7 +203,7 @@ void data_loader::throw_earliest_error() const {
     if (w->error() && (first == nullptr || w->error()->block < first->block)) first = &*w->error();
   }
   if (first == nullptr) return;
-  if (first->block == k_after_all_blocks) throw std::runtime_error(first->what);
+  if (first->place == load_error::INPUT) throw std::runtime_error(first->what);
 
   unsigned long row = first->line + 1;
   for (const auto& w : workers_) {
@@ -211,8 +211,9 @@ void data_loader::throw_earliest_error() const {
       if (b.number < first->block) row += b.rows;
     }
   }
-  throw std::runtime_error(first->column.empty() ? bad_row_message(row, first->text)
-                                                 : first->what + cell_position(row, first->column));
+  throw std::runtime_error(first->place == load_error::ROW
+                               ? bad_row_message(row, first->what)
+                               : first->what + cell_position(row, first->column));
 }
 
 void data_loader::order_blocks() {

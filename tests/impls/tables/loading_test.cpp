@@ -177,6 +177,11 @@ TEST_P(loading, reports_the_earliest_bad_row_and_its_first_bad_cell) {
   }
 }
 
+TEST_P(loading, reports_a_bad_cell_of_a_column_without_a_name) {
+  EXPECT_THAT([&] { load(",integer,discrete\nc,string,class\n", "1,x\nz,y\n"); },
+              throws("z: not an int (row 2, column )"));
+}
+
 TEST_P(loading, checks_the_table_as_a_whole) {
   const std::string two = "a,string,discrete\nc,string,class\n";
   const std::string weighted = "w,,weights\nc,string,class\n";
@@ -242,6 +247,38 @@ TEST_P(loading, reports_an_input_that_breaks_after_the_bad_rows_before) {
   EXPECT_THAT([&] { broken(data, 300); }, throws("File: f.data cannot be read: broken"));
   data[4] = 'z';
   EXPECT_THAT([&] { broken(data, 300); }, throws("z: not an int (row 2, column a)"));
+}
+
+/// A connection whose read number `bad`, from 0, loses its bytes and fails; the next ones go on.
+class stumbling_text : public dripping_text {
+ public:
+  stumbling_text(std::string_view text, long most, int bad)
+      : dripping_text(text, most), reads_to_go_(bad) {
+    set_name("f.data");
+  }
+  long read(void* bytes, long count) override {
+    const long got = dripping_text::read(bytes, count);
+    if (reads_to_go_-- != 0) return got;
+    set_error("broken");
+    return -1;
+  }
+
+ private:
+  int reads_to_go_;
+};
+
+// What the other workers read after the failure begins in the middle of a line.
+TEST_P(loading, reports_an_input_that_broke_and_not_the_rows_behind_the_break) {
+  const loop_threads threads(GetParam());
+  std::string data;
+  for (int i = 0; i < 200; ++i) data += "1,x\n2,y\n";
+  for (const int bad : {0, 1, 2, 3, 40, 41, 42, 43, 44, 45}) {
+    stumbling_text in(data, 3, bad);
+    zel::inpout::stream lines(&in, ',', /*owns=*/false);
+    const auto t = make_schema("a,integer,discrete\nc,string,class\n");
+    EXPECT_THAT([&] { t->load_data(&lines, GetParam(), nullptr); },
+                throws("File: f.data cannot be read: broken"));
+  }
 }
 
 /// What a table makes of a cell, and how it may be written.
