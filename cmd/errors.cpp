@@ -1,6 +1,7 @@
 #include "errors.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -53,6 +54,15 @@ int print(const early_end& end) {
   return k_failure;
 }
 
+/// Ends the process where no handler can: an error in a thread of the scheduler, as when the system
+/// gives it no further thread. Other threads may be writing, so the line goes past the streams.
+[[noreturn]] void end_at_terminate() {
+  const early_end end =
+      std::current_exception() != nullptr ? current_end() : failure(k_unknown_error);
+  static_cast<void>(!write(STDOUT_FILENO, end.text.data(), end.text.size()));
+  std::_Exit(k_failure);
+}
+
 }  // namespace
 
 std::string one_line(std::string_view message) {
@@ -81,6 +91,7 @@ int exit_status_of(const std::function<void()>& body) {
 void end_process(const early_end& end) { std::exit(print(end)); }
 
 void guard_process() {
+  std::set_terminate(end_at_terminate);
   for (int descriptor = 0; descriptor < 3; ++descriptor) {
     if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) continue;
     // The lowest free number is this one. Deliberate: the wrong direction, so that using it fails.

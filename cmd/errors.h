@@ -35,7 +35,8 @@ int exit_status_of(const std::function<void()>& body);
 /// Prints the text of `end` and ends the process; the one call of std::exit in the program.
 [[noreturn]] void end_process(const early_end& end);
 
-/// Prepares the process for descriptors closed by the caller, closed pipes and file size limits.
+/// Prepares the process for descriptors closed by the caller, closed pipes and file size limits,
+/// and for errors in threads that are not its own, which end it as other errors do.
 /// Closed standard descriptors are filled so that no file opened later takes their number (its
 /// content would receive the log); writing to a filled one fails. Writing past a closed pipe or
 /// a size limit becomes a write error instead of a signal that kills the process.

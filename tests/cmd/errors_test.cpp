@@ -1,11 +1,13 @@
 #include "errors.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <iostream>
 #include <new>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 namespace orvcmd {
 namespace {
@@ -79,6 +81,16 @@ TEST(exit_status, of_a_normal_return_is_0_and_silent) {
   const ended end = run([] {});
   EXPECT_EQ(end.out, "");
   EXPECT_EQ(end.status, 0);
+}
+
+TEST(exit_status, is_255_for_an_error_in_a_thread_of_others) {
+  const auto fail_in_a_thread = [] {
+    guard_process();
+    dup2(STDERR_FILENO, STDOUT_FILENO);  // where the line can be checked
+    std::thread([] { throw std::runtime_error("no more threads"); }).join();
+  };
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  EXPECT_EXIT(fail_in_a_thread(), testing::ExitedWithCode(255), "^no more threads\n$");
 }
 
 TEST(exit_status, is_255_when_standard_output_failed) {
