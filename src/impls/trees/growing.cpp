@@ -79,12 +79,8 @@ class task_growing {
       if (n == 0) return;
       --depth;
       for (unsigned int i = n; i-- > 1;) {
-        decision_tree* child = tree->get_child(i);
         marks_.publish();
-        tasks_.run([this, child, depth] {
-          const zel::util::parallel::body_mark mark(marks_);
-          grow(child, depth);
-        });
+        tasks_.run(subtree{*this, tree->get_child(i), depth});
       }
       tree = tree->get_child(0);
     }
@@ -94,6 +90,18 @@ class task_growing {
   void wait() { tasks_.wait(); }
 
  private:
+  /// What oneTBB copies into its memory and calls from there.
+  struct subtree {
+    task_growing& growing;
+    decision_tree* tree;
+    unsigned long depth;
+
+    ZEL_UNWATCHED void operator()() const {
+      const zel::util::parallel::body_mark mark(growing.marks_);
+      growing.grow(tree, depth);
+    }
+  };
+
   const growing_rules& rules_;
   zel::util::parallel::loop_marks marks_;
   tbb::task_group tasks_;
