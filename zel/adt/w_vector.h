@@ -44,8 +44,9 @@ class w_vector : public std::vector<std::pair<T, W>> {
   void push_back_random_repeated(unsigned long k, const w_vector* source);
   void push_back_random_repeated(unsigned long k, const w_vector* source, util::rand_gen& random);
 
-  /// Moves a sample of the fraction `frac` of every class to the front, of t elements in all;
-  /// drawn if `random`, else the first ones of each class in list order.
+  /// Moves a sample of the fraction `frac` of every class to the front, of t elements in all:
+  /// drawn if `random`, else the first ones met while elements beyond a class's quota change
+  /// places with ones from behind the sample.
   /// Without `random` a fraction of 0 or 1 leaves the order alone, with it shuffles the list.
   /// class_of(row) is a class code below n_classes; for n_classes = 0 the codes are looked up.
   /// O(size + classes * log(classes)).
@@ -53,6 +54,14 @@ class w_vector : public std::vector<std::pair<T, W>> {
   /// Throws a pointer to a std::runtime_error, changing nothing, unless 0 <= frac <= 1.
   template <class F>
   unsigned long stratify_frac(double frac, F class_of, unsigned long n_classes, bool random);
+  /// The same for a sample of n <= size() elements. @return n.
+  template <class F>
+  unsigned long stratify_sample(unsigned long n, F class_of, unsigned long n_classes, bool random);
+
+ private:
+  template <class F>
+  unsigned long stratify(unsigned long sample, long double frac, F class_of,
+                         unsigned long n_classes, bool random);
 };
 
 }  // namespace zel::adt

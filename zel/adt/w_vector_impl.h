@@ -74,6 +74,21 @@ template <class F>
 unsigned long w_vector<T, W>::stratify_frac(double frac, F class_of, unsigned long n_classes,
                                             bool random) {
   if (!(frac >= 0 && frac <= 1)) util::throw_pointer(k_stratify_range);
+  return stratify(fraction_of(this->size(), frac), frac, class_of, n_classes, random);
+}
+
+template <class T, class W>
+template <class F>
+unsigned long w_vector<T, W>::stratify_sample(unsigned long n, F class_of, unsigned long n_classes,
+                                              bool random) {
+  const long double frac = this->empty() ? 0 : static_cast<long double>(n) / this->size();
+  return stratify(n, frac, class_of, n_classes, random);
+}
+
+template <class T, class W>
+template <class F>
+unsigned long w_vector<T, W>::stratify(unsigned long sample, long double frac, F class_of,
+                                       unsigned long n_classes, bool random) {
   std::optional<util::rand_gen> draw;  // only where something is drawn
   if (random) draw.emplace(0, util::draw::stratify);
   if (frac == 0 || frac == 1) {
@@ -87,7 +102,6 @@ unsigned long w_vector<T, W>::stratify_frac(double frac, F class_of, unsigned lo
     if (c >= left.size()) left.resize(c + 1);
     ++left[c];
   }
-  const unsigned long sample = fraction_of(this->size(), frac);
   std::vector<unsigned long> quota = stratify_quotas(left, frac, sample);
 
   unsigned long back = sample;

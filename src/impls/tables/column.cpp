@@ -85,18 +85,29 @@ column* column::NEW_COLUMN(o_set* values, const std::string& name, const std::st
   const int code = role_code(role_name);
   error = code < 0 ? k_unknown_role + role_name : mismatch(*values, name, code);
   if (!error.empty()) return nullptr;
+  std::unique_ptr<column> made = of_width_for(*values, static_cast<role>(code), name);
+  made->values_.reset(values);  // taken last: until here a failure leaves it to the caller
+  return made.release();        // to the caller
+}
 
-  const role type = static_cast<role>(code);
-  const unsigned long n = values->size_of_known();
-  std::unique_ptr<o_set> owned(values);
-  if (values->type() == "null") return new column(type, name, std::move(owned));
-  if (type == DISCRETE && n <= 2 && !values->has_null()) {
-    return new column_bool(type, name, std::move(owned));
+/// A column without values that can store the codes of `values`.
+std::unique_ptr<column> column::of_width_for(const o_set& values, role type,
+                                             const std::string& name) {
+  const unsigned long n = values.size_of_known();
+  if (values.type() == "null") return std::make_unique<column>(type, name, nullptr);
+  if (type == DISCRETE && n <= 2 && !values.has_null()) {
+    return std::make_unique<column_bool>(type, name, nullptr);
   }
-  if (holds<std::uint8_t>(n)) return new column_typed<std::uint8_t>(type, name, std::move(owned));
-  if (holds<std::uint16_t>(n)) return new column_typed<std::uint16_t>(type, name, std::move(owned));
-  if (holds<std::uint32_t>(n)) return new column_typed<std::uint32_t>(type, name, std::move(owned));
-  return new column_typed<std::uint64_t>(type, name, std::move(owned));
+  if (holds<std::uint8_t>(n)) {
+    return std::make_unique<column_typed<std::uint8_t>>(type, name, nullptr);
+  }
+  if (holds<std::uint16_t>(n)) {
+    return std::make_unique<column_typed<std::uint16_t>>(type, name, nullptr);
+  }
+  if (holds<std::uint32_t>(n)) {
+    return std::make_unique<column_typed<std::uint32_t>>(type, name, nullptr);
+  }
+  return std::make_unique<column_typed<std::uint64_t>>(type, name, nullptr);
 }
 
 std::string column::get_type() const {

@@ -107,6 +107,9 @@ class column : private zel::util::nocopy {
   code_t require_code(const char* text) const;
 
  private:
+  static std::unique_ptr<column> of_width_for(const o_set& values, role type,
+                                              const std::string& name);
+
   role type_;
   std::string name_;
   std::unique_ptr<o_set> values_;

@@ -30,9 +30,7 @@ unsigned long stratify_frac(case_list& cases, double frac, const table& t, bool 
 
 unsigned long stratify(case_list& cases, unsigned long n, const table& t, bool random) {
   if (n > cases.size()) zel::util::throw_pointer(k_stratify_range);
-  if (cases.empty()) return 0;
-  const auto frac = static_cast<double>(static_cast<long double>(n) / cases.size());
-  return stratify_frac(cases, frac, t, random);
+  return cases.stratify_sample(n, class_of(t), t.n_class_codes(), random);
 }
 
 unsigned long stratify_cross(case_list& cases, unsigned long k, const table& t, bool random) {
