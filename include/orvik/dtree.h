@@ -50,8 +50,9 @@ class dtree {
   /// Grows the model on the cases (null: all rows) and prunes it with its strategy. The table
   /// and the cases are not needed afterwards.
   void build(table* t, table::subset* cases);
-  /// Prunes the model as built; `t` is the table it was built on. `cases` (may be null) are the
-  /// pruning cases of the strategies that need them.
+  /// Prunes the model as built; `t` is the table it was built on. `cases` are the pruning
+  /// cases of the strategies that prune on separate cases; null: the cases it was built on.
+  /// Throws std::runtime_error where a strategy needs training cases that the model lacks.
   void prune(table* t, table::subset* cases);
 
   /// Null before a build, or before set_training_cm().

@@ -1,4 +1,5 @@
 // What all strategies share: errors of the training cases at the leaves, and pre-pruning.
+#include "impls/pruning/raising.h"
 #include "impls/trees/decision_tree.h"
 #include "zel/adt/tree_walk.h"
 
@@ -11,13 +12,7 @@ constexpr double k_least_saving = 0.001;
 
 bool visit(const decision_tree&, unsigned long) { return true; }
 
-double sum_of_children(const decision_tree& tree) {
-  double sum = 0;
-  for (unsigned int i = 0; i < tree.get_no_childs(); ++i) {
-    sum += tree.get_child(i)->get_node()->estimated_error();
-  }
-  return sum;
-}
+using pruning::sum_of_children;
 
 }  // namespace
 
