@@ -61,11 +61,13 @@ std::vector<column::branch_cases> split(const Codes& codes, const case_list& cas
     c.highest = std::max(c.highest, code);
   }
 
+  const double known_weight = total_weight - unknown_weight;
   std::vector<column::branch_cases> branches(n);
   for (std::size_t b = 0; b < n; ++b) {
     branches[b].cases = std::make_unique<case_list>();
     branches[b].cases->reserve(count[b].known + unknown);
-    branches[b].fraction = count[b].weight / (total_weight - unknown_weight);
+    // Where raising brings only cases of unknown value to a test, no branch has a share.
+    branches[b].fraction = known_weight > 0 ? count[b].weight / known_weight : 0.0;
     branches[b].range = {count[b].lowest, count[b].highest + 1};
   }
   for (const auto& [row, weight] : cases) {

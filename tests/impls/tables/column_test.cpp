@@ -193,6 +193,18 @@ TEST(column, continuous_branches_are_sides_of_the_threshold) {
               ElementsAre(Pair(1, 2), Pair(3, 3), Pair(5, 5)));
 }
 
+TEST(column, no_branch_has_a_share_of_unknown_values_alone) {
+  const case_list unknown{{2, 6}};
+  for (const char* role : {"discrete", "continuous"}) {
+    const column_owner c = column_of(role, 4, true, k_codes);
+    double fraction;
+    code_range range;
+    const list_owner one(c->partition(&unknown, 1, 6, fraction, range, 2));
+    EXPECT_EQ(fraction, 0) << role;
+    EXPECT_THAT(*one, ElementsAre(Pair(2, 0))) << role;
+  }
+}
+
 struct drawn_column {
   const char* name;
   const char* role;
