@@ -14,7 +14,15 @@ namespace zel::util {
 
 /// What a generator is for. Each purpose has a sequence of seeds of its own, so that one more
 /// draw for one purpose leaves the draws for the others as they were.
-enum class draw : unsigned { shuffle, sample, bootstrap, stratify, bitmap, attributes, permutation };
+enum class draw : unsigned {
+  shuffle,
+  sample,
+  bootstrap,
+  stratify,
+  bitmap,
+  attributes,
+  permutation
+};
 
 /// Makes the draws from now on repeatable and numbers them from the start again.
 void set_seed(unsigned long run_seed);
