@@ -10,15 +10,23 @@ namespace orvik {
 
 namespace {
 
-constexpr char k_no_table[] = "no table provided with the training cases";
+constexpr char k_no_training_table[] = "no table provided with the training cases";
+constexpr char k_no_test_table[] = "no table provided to test the tree";
+constexpr char k_no_attributes[] = "no table provided with the attributes";
 
 impls::table* impl_of(const table* t) { return t == nullptr ? nullptr : t->get_impl(); }
 
 impls::case_list* impl_of(const table::subset* s) { return s == nullptr ? nullptr : s->get_impl(); }
 
-const impls::table& required(const table* t) {
-  if (t == nullptr) throw std::runtime_error(k_no_table);
+const impls::table& required(const table* t, const char* message) {
+  if (t == nullptr) throw std::runtime_error(message);
   return *impl_of(t);
+}
+
+/// All rows of a table where no cases are given.
+std::unique_ptr<table::subset> all_instead_of(const table* t, const table::subset* cases) {
+  const bool all = t != nullptr && cases == nullptr;
+  return std::unique_ptr<table::subset>(all ? t->get_wsubset_all() : nullptr);
 }
 
 /// A line stream over a file; it owns the connection. Its blocks are small because many of them
@@ -49,8 +57,7 @@ void dtree::set_max_depth(unsigned long depth) { impl_->set_max_depth(depth); }
 void dtree::set_conf_level(double level) { impl_->set_conf_level(level); }
 
 void dtree::build(table* t, table::subset* cases) {
-  const std::unique_ptr<table::subset> all(t != nullptr && cases == nullptr ? t->get_wsubset_all()
-                                                                            : nullptr);
+  const std::unique_ptr<table::subset> all = all_instead_of(t, cases);
   impl_->build(impl_of(t), impl_of(all ? all.get() : cases));
 }
 
@@ -72,7 +79,9 @@ void dtree::set_training_cm(table* t, table::subset* cases) {
 }
 
 conf_matrix* dtree::test(table* t, table::subset* cases, double* average_depth) const {
-  return new conf_matrix(impl_->test(*impl_of(t), *impl_of(cases), average_depth));
+  const impls::table& tested = required(t, k_no_test_table);
+  const std::unique_ptr<table::subset> all = all_instead_of(t, cases);
+  return new conf_matrix(impl_->test(tested, *impl_of(all ? all.get() : cases), average_depth));
 }
 
 conf_matrix* dtree::test(const std::string& file, char sep, const std::string& missing,
@@ -103,10 +112,12 @@ std::string dtree::predict(const std::vector<std::string>& row, double weight, d
 
 std::vector<std::string> dtree::class_values() const { return impl_->class_names(); }
 
-double dtree::get_oob_error(table* t) const { return impl_->oob_error(required(t)); }
+double dtree::get_oob_error(table* t) const {
+  return impl_->oob_error(required(t, k_no_training_table));
+}
 
 std::vector<attribute_importance> dtree::get_importance(table* t) const {
-  return impl_->importance(required(t));
+  return impl_->importance(required(t, k_no_training_table));
 }
 
 double dtree::get_elapsed() const { return impl_->get_elapsed(); }
@@ -115,7 +126,9 @@ unsigned long dtree::leaves() const { return impl_->leaves(); }
 unsigned long dtree::depth() const { return impl_->depth(); }
 double dtree::epl() const { return impl_->epl(); }
 unsigned long dtree::nfeatures() const { return impl_->nfeatures(); }
-std::string dtree::attributes(table* t) const { return impl_->get_attributes(*impl_of(t)); }
+std::string dtree::attributes(table* t) const {
+  return impl_->get_attributes(required(t, k_no_attributes));
+}
 void dtree::toTEXT(std::ostream& out) const { impl_->toTEXT(out, 0); }
 
 }  // namespace orvik

@@ -60,8 +60,8 @@ class dtree {
   [[nodiscard]] conf_matrix* get_training_cm() const;
   /// Tests the model on `cases` and keeps the matrix.
   void set_training_cm(table* t, table::subset* cases);
-  /// Predictions for the cases against their classes; `average_depth` (may be null) receives the
-  /// mean depth of their leaves.
+  /// Predictions for the cases (null: all rows) against their classes; `average_depth` (may be
+  /// null) receives the mean depth of their leaves.
   [[nodiscard]] conf_matrix* test(table* t, table::subset* cases, double* average_depth) const;
 
   // Rows of text. They have the columns of the training table in its order. A number that

@@ -68,6 +68,17 @@ TEST_F(golf_handles, hand_out_objects_of_their_own) {
   EXPECT_EQ(second->cases(), 14);
 }
 
+TEST_F(golf_handles, take_all_rows_for_no_cases_and_refuse_no_table) {
+  dtree model("m");
+  model.build(&t, nullptr);
+  const std::unique_ptr<conf_matrix> matrix(model.test(&t, nullptr, nullptr));
+  EXPECT_EQ(matrix->cases(), 14);
+  EXPECT_THROW(delete model.test(nullptr, nullptr, nullptr), std::runtime_error);
+  EXPECT_THROW(model.attributes(nullptr), std::runtime_error);
+  EXPECT_THROW(model.prune(nullptr, nullptr), std::runtime_error);
+  EXPECT_THROW(model.build(nullptr, nullptr), std::runtime_error);
+}
+
 TEST(handles, of_nothing_can_be_destroyed) { const conf_matrix none(nullptr); }
 
 TEST(workers, zero_restores_the_hardware_threads) {
