@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bit>
 
+#include "zel/adt/counting_sort.h"
+
 namespace orvik::impls::kernel {
 
 namespace {
@@ -45,28 +47,25 @@ void code_sorter::sort_by_keys(const code_range& range) {
   cases_.swap(other_);
 }
 
-void code_sorter::sort_by_counting(const code_range& range) {
-  starts_.assign(range.second - range.first + 1, 0);
-  for (const coded_case& c : cases_) ++starts_[c.code - range.first + 1];
-  for (std::size_t i = 1; i < starts_.size(); ++i) starts_[i] += starts_[i - 1];
+template <class Key>
+void code_sorter::pass(Key key, code_t lo, std::size_t n_keys) {
   other_.resize(cases_.size());
-  for (const coded_case& c : cases_) other_[starts_[c.code - range.first]++] = c;
+  zel::adt::counting_pass(std::span<const coded_case>(cases_), other_.data(), key, lo, n_keys,
+                          starts_);
   cases_.swap(other_);
+}
+
+void code_sorter::sort_by_counting(const code_range& range) {
+  pass([](const coded_case& c) { return c.code; }, range.first, range.second - range.first);
 }
 
 /// Least significant digits first; each pass is stable.
 void code_sorter::sort_by_radix(const code_range& range) {
+  constexpr std::size_t k_digits = 1UL << k_radix_bits;
   const unsigned bits = std::bit_width(range.second - range.first);
-  other_.resize(cases_.size());
   for (unsigned shift = 0; shift < bits; shift += k_radix_bits) {
-    const auto digit = [&](const coded_case& c) {
-      return ((c.code - range.first) >> shift) & ((1UL << k_radix_bits) - 1);
-    };
-    starts_.assign((1UL << k_radix_bits) + 1, 0);
-    for (const coded_case& c : cases_) ++starts_[digit(c) + 1];
-    for (std::size_t i = 1; i < starts_.size(); ++i) starts_[i] += starts_[i - 1];
-    for (const coded_case& c : cases_) other_[starts_[digit(c)]++] = c;
-    cases_.swap(other_);
+    pass([&](const coded_case& c) { return ((c.code - range.first) >> shift) & (k_digits - 1); }, 0,
+         k_digits);
   }
 }
 

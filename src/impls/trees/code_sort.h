@@ -39,10 +39,13 @@ class code_sorter {
   void sort_by_keys(const code_range& range);
   void sort_by_counting(const code_range& range);
   void sort_by_radix(const code_range& range);
+  /// One stable pass by a key in [lo, lo + n_keys).
+  template <class Key>
+  void pass(Key key, code_t lo, std::size_t n_keys);
 
   std::vector<coded_case> cases_, other_;
   std::vector<std::uint64_t> keys_;
-  std::vector<std::size_t> starts_;
+  std::vector<unsigned long> starts_;
 };
 
 }  // namespace orvik::impls::kernel
