@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/error_of.h"
 #include "zel/adt/bitmap.h"
 #include "zel/util/seed.h"
 
@@ -18,16 +19,6 @@ bitmap of(unsigned long size, const std::vector<unsigned long>& positions) {
   bits.resize(size);
   for (const unsigned long i : positions) bits.set(i);
   return bits;
-}
-
-template <class F>
-std::string error_of(F f) {
-  try {
-    f();
-  } catch (const std::runtime_error& e) {
-    return e.what();
-  }
-  return "";
 }
 
 TEST(bitmap, uses_one_word_per_64_bits_and_nothing_past_its_size) {

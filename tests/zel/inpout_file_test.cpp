@@ -51,7 +51,7 @@ TEST(file_connection, says_why_it_cannot) {
   EXPECT_TRUE(file.open_mmap(files.at("missing"), 2, 0)) << "unlike open()";
   EXPECT_FALSE(file.is_open());
   EXPECT_FALSE(file.open(-1));
-  EXPECT_EQ(scratch::error_of([&] { file.size(); }), "iofile::size(): cannot access file size.");
+  EXPECT_EQ(error_of([&] { file.size(); }), "iofile::size(): cannot access file size.");
   EXPECT_EQ(file.read(&byte, 1), -1);
   EXPECT_EQ(file.error(), "Bad file descriptor");
   EXPECT_EQ(file.resize(3), 0);
@@ -137,7 +137,7 @@ TEST(default_output, starts_a_plain_file_anew) {
     EXPECT_EQ(out->size(), 5) << "with what is still buffered";
   }
   EXPECT_EQ(scratch::content_of(name), "text\n");
-  EXPECT_EQ(scratch::error_of([&] { delete ioconn::get_default_output(files.at("no/file")); }),
+  EXPECT_EQ(error_of([&] { delete ioconn::get_default_output(files.at("no/file")); }),
             "Cannot open/create " + files.at("no/file"));
 }
 

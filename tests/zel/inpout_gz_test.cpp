@@ -89,10 +89,10 @@ TEST(gzip_connection, seeks_forward_and_back_but_not_from_the_end) {
   EXPECT_EQ(in->lseek(-8, SEEK_CUR), 2);
   EXPECT_EQ(in->tell(), 2);
   EXPECT_EQ(scratch::drain(*in), "23456789");
-  const auto error = [&](int whence) { return scratch::error_of([&] { in->lseek(0, whence); }); };
+  const auto error = [&](int whence) { return error_of([&] { in->lseek(0, whence); }); };
   EXPECT_EQ(error(SEEK_END), "iogz::lseek LSEEK_END not supported");
   EXPECT_EQ(error(3), "iogz::lseek position not supported");
-  EXPECT_EQ(scratch::error_of([&] { in->size(); }), "iogz::lseek LSEEK_END not supported");
+  EXPECT_EQ(error_of([&] { in->size(); }), "iogz::lseek LSEEK_END not supported");
 }
 
 TEST(gzip_connection, throws_large_transfers_by_pointer) {

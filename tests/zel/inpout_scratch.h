@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/error_of.h"
 #include "zel/inpout/ioconn.h"
 #include "zel/inpout/iogz.h"
 #include "zel/inpout/stream.h"
@@ -64,16 +65,6 @@ inline std::string drain(zel::inpout::ioconn& conn, long piece = 777) {
     all.append(part, 0, static_cast<std::size_t>(got));
   }
   return all;
-}
-
-/// The text of the std::runtime_error that `action` throws; "" when it throws none.
-inline std::string error_of(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const std::runtime_error& error) {
-    return error.what();
-  }
-  return {};
 }
 
 /// The lines of a stream up to its end or its error, whose text is `error`.

@@ -134,7 +134,7 @@ TEST(stream_refuses, a_read_error_at_any_byte_without_inventing_a_line) {
       EXPECT_EQ(got.error, "File: faulty cannot be read: cable cut");
       ASSERT_LE(got.lines.size(), whole.size());
       EXPECT_TRUE(std::equal(got.lines.begin(), got.lines.end(), whole.begin()));
-      EXPECT_EQ(scratch::error_of([&] { in.read_line(); }), got.error) << "asked again";
+      EXPECT_EQ(error_of([&] { in.read_line(); }), got.error) << "asked again";
     }
   }
 }
@@ -155,7 +155,7 @@ TEST(stream_refuses, lines_of_the_limit_wherever_they_start) {
 
 TEST(stream_refuses, a_capacity_that_cannot_be_doubled) {
   zel::inpout::iomem conn;
-  EXPECT_EQ(scratch::error_of([&] { stream(&conn, ',', false, small(1UL << 62)); }),
+  EXPECT_EQ(error_of([&] { stream(&conn, ',', false, small(1UL << 62)); }),
             "stream: out of big memory");
 }
 

@@ -6,22 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "support/error_of.h"
 #include "zel/util/cronos.h"
 #include "zel/util/number_util.h"
 #include "zel/util/string_util.h"
 
 namespace zel::util {
 namespace {
-
-template <class F>
-std::string error_of(F f) {
-  try {
-    f();
-  } catch (const std::runtime_error& e) {
-    return e.what();
-  }
-  return "";
-}
 
 TEST(cronos, adds_the_whole_interval_at_every_stop) {
   cronos watch;

@@ -6,6 +6,7 @@
 
 #include "impls/model/dtree.h"
 #include "impls/support/stock_tables.h"
+#include "support/error_of.h"
 
 namespace orvik::impls {
 namespace {
@@ -76,16 +77,6 @@ scores scored(const dtree& model, std::string_view rows, unsigned long workers,
   }
   result.lines = out.str();
   return result;
-}
-
-template <class F>
-std::string error_of(const F& f) {
-  try {
-    f();
-  } catch (const std::runtime_error& error) {
-    return error.what();
-  }
-  return "no error";
 }
 
 TEST(rows_of_text, have_the_predictions_of_the_rows_they_tell) {
