@@ -33,15 +33,11 @@ bool is(const options& opt) {
 }
 
 constexpr unavailable_row k_unavailable[] = {
-    {"-bd", given<&options::binary_data_input>},
-    {"-bt", given<&options::tree_binary_input>},
     {"-as2018", is_set<&options::as2018>},
     {"-sfs", is<&options::feature_selection, model::FORWARD>},
     {"-sbe", is<&options::feature_selection, model::BACKWARD>},
     {"-dtsbe", is<&options::feature_selection, model::OPTIMISED_BACKWARD>},
     {"-as", is<&options::feature_selection, model::ACCEPTABLE_SUBSET>},
-    {"-db", given<&options::binary_data_output>},
-    {"-tb", given<&options::tree_binary_output>},
     {"-x", given<&options::xml_file>},
     {"-d", given<&options::dot_file>},
     {"-xstd", is_set<&options::xml_stdout>},

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "binary_file.h"
 #include "impls/model/dtree.h"
 #include "zel/inpout/ioconn.h"
 #include "zel/inpout/stream.h"
@@ -130,5 +131,22 @@ std::string dtree::attributes(table* t) const {
   return impl_->get_attributes(required(t, k_no_attributes));
 }
 void dtree::toTEXT(std::ostream& out) const { impl_->toTEXT(out, 0); }
+
+void dtree::toBinary(const std::string& file) const {
+  write_binary(file, [this](zel::inpout::obinstream& out) {
+    out << (impl_ != nullptr);
+    if (impl_) out << *impl_;
+  });
+}
+
+dtree* dtree::fromBinary(const std::string& file) {
+  std::unique_ptr<impls::dtree> loaded;
+  read_binary(file, "model", [&loaded](zel::inpout::ibinstream& in) {
+    if (!in.read_presence()) return;
+    loaded = std::make_unique<impls::dtree>("");
+    in >> *loaded;
+  });
+  return loaded ? new dtree(std::move(loaded)) : nullptr;
+}
 
 }  // namespace orvik

@@ -59,6 +59,15 @@ class table {
   /// The rows that `s` does not hold, ascending. Sorts `s` by row.
   [[nodiscard]] subset* get_wsubset_difference(subset* s) const;
 
+  /// Saves schema, values and rows in the binary form of tables, compressed. The file appears
+  /// under its name only when it is complete; until then an older file of that name stays.
+  /// Throws std::runtime_error, naming the file, when it cannot be written.
+  void toBinary(const std::string& file) const;
+  /// Loads what toBinary() saved, compressed or not; the caller deletes it. Throws
+  /// std::runtime_error, naming the file, for one that cannot be read, is truncated or holds
+  /// anything else.
+  [[nodiscard]] static table* fromBinary(const std::string& file);
+
   /// For the library's own use.
   impls::table* get_impl() const { return impl_.get(); }
 
