@@ -14,9 +14,13 @@ using orvik::fuzz::require;
 namespace {
 
 std::unique_ptr<table> read(std::string_view bytes) {
-  table* t = nullptr;
-  read_all(bytes, [&t](auto& in) { in >> t; });
-  return std::unique_ptr<table>(t);
+  std::unique_ptr<table> t;
+  read_all(bytes, [&t](auto& in) {
+    table* read = nullptr;
+    in >> read;
+    t.reset(read);
+  });
+  return t;
 }
 
 std::string write(const table& t) {

@@ -17,9 +17,13 @@ std::string written(const table& t) {
 }
 
 std::unique_ptr<table> read(const std::string& bytes) {
-  table* t = nullptr;
-  read_all(bytes, [&t](auto& in) { in >> t; });
-  return std::unique_ptr<table>(t);
+  std::unique_ptr<table> t;
+  read_all(bytes, [&t](auto& in) {
+    table* read = nullptr;
+    in >> read;
+    t.reset(read);
+  });
+  return t;
 }
 
 std::string count(unsigned long n) {
