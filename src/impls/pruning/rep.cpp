@@ -11,6 +11,7 @@ namespace orvik::impls {
 namespace {
 
 using pruning::fate;
+using pruning::weighted_row;
 
 /// The pruning cases that reach the nodes of the current path.
 class reaching_cases {
@@ -36,7 +37,7 @@ class reaching_cases {
   std::vector<std::unique_ptr<case_list>> lists_;  // of level 1 and below
 };
 
-double errors_of(const table& t, const case_list& cases, class_t predicted) {
+double errors_of(const table& t, std::span<const weighted_row> cases, class_t predicted) {
   double errors = 0;
   visit_class_codes(t.class_column().codes(), [&](const auto* classes) {
     for (const auto& [row, weight] : cases) {
@@ -68,6 +69,43 @@ struct rep {
   }
 };
 
+/// The errors of a subtree on pruning cases, its classes being those of the training cases.
+struct subtree_errors {
+  const table& t;
+  pruning::training_cases training;
+  pruning::case_stack pruning_cases;
+  class_t above;                  // majority class of the father of the subtree
+  std::vector<class_t> majority;  // by level, of nodes above a leaf
+
+  pruning::opinion ask(const decision_tree& tree, unsigned long level) {
+    const std::span<const weighted_row> here = pruning_cases.top();
+    if (here.empty()) return {0.0, false};
+    majority.resize(level + 1);
+    if (tree.get_no_childs() > 0) {
+      if (has_leaf(tree)) majority[level] = training.sum_up().majority;
+      return {0.0, true};
+    }
+    const pruning::reached r = training.sum_up();
+    const class_t fathers = level == 0 ? above : majority[level - 1];
+    return {errors_of(t, here, r.weight > 0 ? r.majority : fathers), false};
+  }
+  void split(const decision_tree& tree) {
+    const std::span<const double> shares = training.split(tree);
+    pruning_cases.split(t.column_of(tree.get_node()->attribute()), shares.size(),
+                        pruning::threshold_of(tree), shares);
+  }
+  void pop() {
+    training.pop();
+    pruning_cases.pop();
+  }
+  static bool has_leaf(const decision_tree& tree) {
+    for (unsigned int i = 0; i < tree.get_no_childs(); ++i) {
+      if (tree.get_child(i)->get_no_childs() == 0) return true;
+    }
+    return false;
+  }
+};
+
 }  // namespace
 
 double decision_tree::prune_rep(const table& t, const case_list& cases, bool graft, bool all) {
@@ -77,20 +115,12 @@ double decision_tree::prune_rep(const table& t, const case_list& cases, bool gra
 
 double decision_tree::prune_rep_est(const table& t, const case_list& cases, double limit) const {
   const decision_node& father = *get_node()->father();
-  reaching_cases reaching(cases);
-  std::vector<class_t> majority;  // by level
-  return pruning::errors_on(
-      *this, t, *father.cases(), limit, pruning::summed::leaves_and_fathers,
-      [&](const decision_tree& tree, unsigned long level, const pruning::reached& r) {
-        reaching.enter(t, *tree.get_node(), r.fraction, level);
-        majority.resize(level + 1);
-        majority[level] = r.majority;
-        const case_list& here = reaching.at(level);
-        if (here.empty()) return pruning::opinion{0.0, false};
-        if (tree.get_no_childs() > 0) return pruning::opinion{0.0, true};
-        const class_t above = level == 0 ? father.majority_class() : majority[level - 1];
-        return pruning::opinion{errors_of(t, here, r.weight > 0 ? r.majority : above), false};
-      });
+  subtree_errors on{t,
+                    pruning::training_cases(t, *father.cases()),
+                    pruning::case_stack(cases),
+                    father.majority_class(),
+                    {}};
+  return pruning::errors_of_subtree(*this, limit, on);
 }
 
 void pruning::prune_by_rep(decision_tree& tree, const material& with, raising how) {
