@@ -11,6 +11,7 @@
 
 using namespace orvik::impls;
 using orvik::fuzz::error_of;
+using orvik::fuzz::gets_slow_checks;
 using orvik::fuzz::require;
 
 namespace {
@@ -64,11 +65,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return error_of([&] { load_rows(t, rows, workers, k.separator, most); });
   };
   const std::string error = load(*serial, 1, dripping_text::k_all);
-  require(error == load(*parallel, 3, 5), "one outcome");
-  if (!error.empty()) return 0;
-
-  for (unsigned long i = 0; i < serial->n_columns(); ++i) {
+  for (unsigned long i = 0; error.empty() && i < serial->n_columns(); ++i) {
     check(serial->get_column(i), serial->n_rows());
+  }
+  if (!gets_slow_checks(rows)) return 0;
+
+  require(error == load(*parallel, 3, 5), "one outcome");
+  for (unsigned long i = 0; error.empty() && i < serial->n_columns(); ++i) {
     require_same(serial->get_column(i), parallel->get_column(i));
   }
   return 0;

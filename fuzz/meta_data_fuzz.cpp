@@ -9,13 +9,14 @@
 
 using namespace orvik::impls;
 using orvik::fuzz::error_of;
+using orvik::fuzz::gets_slow_checks;
 using orvik::fuzz::require;
 
 namespace {
 
 void load(table& t, std::string_view text, char separator, long most) {
   dripping_text connection(text, most);
-  zel::inpout::stream in(&connection, separator, /*owns=*/false);
+  zel::inpout::stream in(&connection, separator, /*owns=*/false, {4096});
   t.load_meta_data(&in, "?");
 }
 
@@ -41,8 +42,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view text(reinterpret_cast<const char*>(data) + 1, size - 1);
   table whole("whole"), dripped("dripped");
   const std::string error = error_of([&] { load(whole, text, separator, dripping_text::k_all); });
-  require(error == error_of([&] { load(dripped, text, separator, 3); }), "one outcome");
-  require(whole.n_columns() == dripped.n_columns(), "one schema");
+  if (gets_slow_checks(text)) {
+    require(error == error_of([&] { load(dripped, text, separator, 3); }), "one outcome");
+    require(whole.n_columns() == dripped.n_columns(), "one schema");
+  }
   require(error.empty() || whole.n_columns() == 0, "a refused schema leaves nothing");
   if (error.empty()) check(whole);
   return 0;

@@ -56,6 +56,8 @@ class active_walk : private zel::util::nocopy {
   };
   /// The same with its children as tasks.
   struct open_node {
+    open_node(step s, open_node* above) : at(std::move(s)), father(above) {}
+
     step at;
     open_node* father;
     std::atomic<unsigned int> unfinished = 1;  // children; the node itself until it has some
