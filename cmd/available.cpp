@@ -42,10 +42,6 @@ constexpr unavailable_row k_unavailable[] = {
     {"-as", is<&options::feature_selection, model::ACCEPTABLE_SUBSET>},
     {"-db", given<&options::binary_data_output>},
     {"-tb", given<&options::tree_binary_output>},
-    {"-x", given<&options::xml_file>},
-    {"-d", given<&options::dot_file>},
-    {"-xstd", is_set<&options::xml_stdout>},
-    {"-dstd", is_set<&options::dot_stdout>},
 };
 
 }  // namespace

@@ -115,8 +115,15 @@ class dtree {
   /// Numbers of the usable attributes, separated by ",".
   std::string attributes(table* t) const;
 
+  // Renderings. Each throws std::runtime_error before a build.
+
   /// Indented text. Leaves the stream in fixed notation with one decimal.
   void toTEXT(std::ostream& out) const;
+  /// A graph for Graphviz. Numbers are written in the format that the stream has.
+  void toDOT(std::ostream& out) const;
+  /// PMML 2.0 with the training confusion matrix and that of a test (may be null). Begins with the
+  /// format that the stream has and leaves it in fixed notation with three decimals.
+  void toXML(std::ostream& out, const conf_matrix* test) const;
 
  private:
   std::unique_ptr<impls::dtree> impl_;

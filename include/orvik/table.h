@@ -59,6 +59,13 @@ class table {
   /// The rows that `s` does not hold, ascending. Sorts `s` by row.
   [[nodiscard]] subset* get_wsubset_difference(subset* s) const;
 
+  /// The DataDictionary and the MiningSchema element of a PMML 2.0 document.
+  void toXML_data_dictionary(std::ostream& out) const;
+  void toXML_mining_schema(std::ostream& out) const;
+  /// A line a case of `cases` (null: all rows): its values, separated by "," and not quoted; with
+  /// `header` under a line of the column names.
+  void toCSV(std::ostream& out, const subset* cases, bool header) const;
+
   /// For the library's own use.
   impls::table* get_impl() const { return impl_.get(); }
 

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "program.h"
 #include "scratch_folder.h"
 
 namespace orvcmd {
@@ -170,15 +171,11 @@ TEST_F(output_files, may_be_absent_or_on_standard_output) {
 }
 
 TEST_F(output_files, that_lost_content_are_named_when_closed) {
-  options opt;
-  opt.dot_file = "/dev/full";
-  outputs out(opt);
-  *out.dot() << "digraph";
-  try {
-    out.close();
-    ADD_FAILURE() << "a full disk went unnoticed";
-  } catch (const std::runtime_error& error) {
-    EXPECT_STREQ(error.what(), "Cannot write to /dev/full");
+  for (const char* const option : {"-t", "-x", "-d"}) {
+    const program_result run = run_program(std::string("-nl -f ") + ORVIK_ROOT + "/examples/golf " +
+                                           option + " /dev/full");
+    EXPECT_EQ(run.out, "Cannot write to /dev/full\n") << option;
+    EXPECT_EQ(run.status, 255);
   }
 }
 

@@ -130,7 +130,12 @@ class dtree : private zel::util::nocopy {
   /// Seconds of the last build, of the pruning alone after prune().
   double get_elapsed() const { return elapsed_; }
 
+  // Renderings. Each throws std::runtime_error before the first build.
+
   void toTEXT(std::ostream& out, unsigned long depth) const;
+  void toDOT(std::ostream& out) const;
+  /// PMML 2.0 with the training confusion matrix, if there is one, and `test`, which may be null.
+  void toXML(std::ostream& out, const conf_matrix* test) const;
 
  private:
   void require_trees() const;

@@ -76,6 +76,10 @@ class decision_node : private zel::util::nocopy {
   /// Writes a leaf's class and weight, or a split node's condition for a branch (from 0).
   void toTEXT(const table& t, std::ostream& out, unsigned long branch) const;
 
+  /// Writes the PMML predicate that leads here, and of a leaf or an active node the weight of
+  /// every class.
+  void toXML(const table& t, std::ostream& out) const;
+
   status get_status() const { return status_; }
   bool is_split() const { return status_ == SPLIT_NODE; }
   bool is_active() const { return activated_; }
