@@ -87,6 +87,11 @@ void write_dot(const dtree& model, const std::ostream* log, std::ostream* dot) {
 
 }  // namespace
 
+void write_documents(const dtree& model, std::ostream* pmml, std::ostream* json) {
+  if (pmml != nullptr) model.toPMML(*pmml);
+  if (json != nullptr) model.toJSON(*json);
+}
+
 void test_save_tree(const options& opt, table* t, dtree* model, table::subset* holdout,
                     _cv_errors& errors, std::ostream* log, std::ostream* text, std::ostream* xml,
                     std::ostream* dot) {

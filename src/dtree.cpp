@@ -134,5 +134,7 @@ void dtree::toDOT(std::ostream& out) const { impl_->toDOT(out); }
 void dtree::toXML(std::ostream& out, const conf_matrix* test) const {
   impl_->toXML(out, test == nullptr ? nullptr : test->get_impl());
 }
+void dtree::toPMML(std::ostream& out) const { impl_->toPMML(out); }
+void dtree::toJSON(std::ostream& out) const { impl_->toJSON(out); }
 
 }  // namespace orvik

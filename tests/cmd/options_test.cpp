@@ -52,6 +52,8 @@ TEST(command_line, fills_the_record) {
          return o.binary_data_input == "a" && o.tree_binary_input == "b" &&
                 o.binary_data_output == "c" && o.tree_binary_output == "d";
        }},
+      {{"-pmml", "p", "-json", "j"},
+       [](auto& o) { return o.pmml_file == "p" && o.json_file == "j"; }},
       {{"-l", "l", "-t", "t", "-x", "x", "-d", "d", "-s", "s"},
        [](auto& o) {
          return o.log_file == "l" && o.text_file == "t" && o.xml_file == "x" && o.dot_file == "d" &&

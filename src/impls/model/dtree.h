@@ -136,6 +136,10 @@ class dtree : private zel::util::nocopy {
   void toDOT(std::ostream& out) const;
   /// PMML 2.0 with the training confusion matrix, if there is one, and `test`, which may be null.
   void toXML(std::ostream& out, const conf_matrix* test) const;
+  /// PMML 4.4. Throws std::runtime_error for a text that XML cannot hold.
+  void toPMML(std::ostream& out) const;
+  /// All that predicting needs, as one JSON document.
+  void toJSON(std::ostream& out) const;
 
  private:
   void require_trees() const;
