@@ -294,7 +294,8 @@ def main(orvcmd, root, *files):
         if files:
             tables = [Table(n, d) for n, d in zip(files[::2], files[1::2], strict=True)]
         else:
-            stems = [os.path.join(root, "examples", "golf"), os.path.join(root, "tests", "data", "rentals")]
+            stems = [os.path.join(root, *path) for path in (("examples", "golf"),
+                                                            ("tests", "data", "rentals"))]
             tables = [Table(s + ".names", s + ".data") for s in stems] + [
                 write_mixed(folder, "mixed", "utf-8", ",", ['a"b', "<c>", "\\", "é&"], 2),
                 write_mixed(folder, "latin", "iso-8859-1", "|", ["é\x85", "a\tb", "\\\"", "ÿ"], 2e-7)]

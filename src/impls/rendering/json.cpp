@@ -7,7 +7,6 @@
 #include <rapidjson/writer.h>
 
 #include <cmath>
-#include <optional>
 
 #include "impls/identity.h"
 #include "impls/model/dtree.h"
@@ -28,7 +27,9 @@ class json_sink {
  public:
   using Ch = char;
   explicit json_sink(std::ostream& out) : out_(out) {}
+  /// Does nothing on a stream that has failed, as the stream itself does.
   void Put(char c) {
+    if (!out_) return;
     if (out_.rdbuf()->sputc(c) == std::ostream::traits_type::eof()) out_.setstate(std::ios::badbit);
   }
   void Flush() {}

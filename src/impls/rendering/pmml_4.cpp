@@ -9,7 +9,6 @@
 // - Trees of an ensemble have one vote each. The standard does not decide equal votes; here the
 //   class that stands first in the data dictionary wins.
 // Numbers are exact, whatever format the stream has.
-#include <algorithm>
 #include <set>
 #include <stdexcept>
 
