@@ -18,11 +18,6 @@ struct unavailable_row {
 };
 
 template <auto Member>
-bool given(const options& opt) {
-  return !(opt.*Member).empty();
-}
-
-template <auto Member>
 bool is_set(const options& opt) {
   return opt.*Member;
 }
@@ -33,15 +28,11 @@ bool is(const options& opt) {
 }
 
 constexpr unavailable_row k_unavailable[] = {
-    {"-bd", given<&options::binary_data_input>},
-    {"-bt", given<&options::tree_binary_input>},
     {"-as2018", is_set<&options::as2018>},
     {"-sfs", is<&options::feature_selection, model::FORWARD>},
     {"-sbe", is<&options::feature_selection, model::BACKWARD>},
     {"-dtsbe", is<&options::feature_selection, model::OPTIMISED_BACKWARD>},
     {"-as", is<&options::feature_selection, model::ACCEPTABLE_SUBSET>},
-    {"-db", given<&options::binary_data_output>},
-    {"-tb", given<&options::tree_binary_output>},
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include "driver.h"
 #include "errors.h"
 #include "log.h"
+#include "outputs.h"
 
 namespace orvcmd {
 
@@ -13,6 +14,7 @@ using orvik::table;
 
 constexpr char k_no_metadata[] = "No metadata provided.\n";
 constexpr char k_no_data[] = "No training data provided.\n";
+constexpr char k_no_rows[] = "there must be at least one row of data";
 constexpr char k_unknown_value[] = "?";
 
 /// Deliberate: above 10,000 rows a second the figure in thousands stands before "M rows/s".
@@ -23,9 +25,7 @@ void log_load_rate(std::ostream* log, unsigned long rows, double seconds) {
            millions == 0 ? " K rows/s)" : " M rows/s)");
 }
 
-}  // namespace
-
-std::unique_ptr<table> load_save_table(const options& opt, std::ostream* log) {
+std::unique_ptr<table> load_text(const options& opt, std::ostream* log) {
   if (opt.metadata_file.empty()) throw early_end{0, k_no_metadata};
   log_line(log, "Reading text data");
   auto t = std::make_unique<table>(opt.metadata_file);
@@ -33,8 +33,34 @@ std::unique_ptr<table> load_save_table(const options& opt, std::ostream* log) {
   if (opt.data_file.empty()) throw early_end{0, k_no_data};
   const bool in_order = opt.holdout_first > 0 || opt.holdout_stratified_deterministic > 0;
   t->load_data(opt.data_file, opt.separator, in_order ? 1 : opt.n_workers, log);
+  return t;
+}
+
+std::unique_ptr<table> load_binary(const std::string& file, std::ostream* log) {
+  log_line(log, "Reading binary data");
+  std::unique_ptr<table> t;
+  try {
+    t.reset(table::fromBinary(file));
+  } catch (const std::runtime_error&) {
+  }
+  if (!t) throw std::runtime_error("File " + file + ": not binary format");
+  if (t->get_no_rows() == 0) throw std::runtime_error("File " + file + ": " + k_no_rows);
+  return t;
+}
+
+void save_binary(const table& t, const std::string& file, std::ostream* log) {
+  save_or_report(file, [&] { t.toBinary(file); });
+  log_line(log, "Data saved");
+}
+
+}  // namespace
+
+std::unique_ptr<table> load_save_table(const options& opt, std::ostream* log) {
+  std::unique_ptr<table> t =
+      opt.binary_data_input.empty() ? load_text(opt, log) : load_binary(opt.binary_data_input, log);
   log_line(log, " + cols: ", t->get_no_columns(), " rows: ", t->get_no_rows());
   log_load_rate(log, t->get_no_rows(), t->get_elapsed());
+  if (!opt.binary_data_output.empty()) save_binary(*t, opt.binary_data_output, log);
   if (opt.rescale) t->rescale_weights();
   return t;
 }

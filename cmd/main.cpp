@@ -8,6 +8,7 @@
 #include "options.h"
 #include "orvik/orvik.h"
 #include "outputs.h"
+#include "saved_tree.h"
 
 namespace {
 
@@ -15,10 +16,16 @@ using namespace orvcmd;
 
 /// The run after its outputs are open; what it owns is gone before they are closed.
 void train_and_save(const options& opt, outputs& out) {
-  const std::unique_ptr<orvik::table> table = load_save_table(opt, out.log());
+  std::unique_ptr<orvik::table> table;
   _cv_errors errors{};
-  const training result = opt.sdm2012 ? exp_sdm2012(table.get(), opt, out.log())
-                                      : buildtree(opt, table.get(), errors, out.log(), out.trace());
+  training result;
+  if (!opt.tree_binary_input.empty()) {
+    result.model = load_tree(opt, out.log());
+  } else {
+    table = load_save_table(opt, out.log());
+    result = opt.sdm2012 ? exp_sdm2012(table.get(), opt, out.log())
+                         : buildtree(opt, table.get(), errors, out.log(), out.trace());
+  }
   if (result.model) {
     write_documents(*result.model, out.pmml(), out.json());
     test_save_tree(opt, table.get(), result.model.get(), result.holdout.get(), errors, out.log(),
@@ -30,6 +37,7 @@ void train_and_save(const options& opt, outputs& out) {
 void run(int argc, char** argv) {
   const options opt(argc, argv);
   refuse_unavailable(opt);
+  require_table_if_needed(opt);
   require_experiment(opt);
   outputs out(opt);
   orvik::set_n_workers(opt.n_workers);

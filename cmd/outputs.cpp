@@ -11,17 +11,20 @@
 #include <stdexcept>
 #include <vector>
 
+#include "zel/inpout/replacing_file.h"
+
 namespace orvcmd {
 
 namespace {
 
 namespace fs = std::filesystem;
 
+using zel::inpout::follow_links;
+
 constexpr char k_cannot_open[] = "Cannot open/create ";
 constexpr char k_same_file[] = ": it is the same file as the ";
 constexpr char k_cannot_write[] = "Cannot write to ";
 constexpr char k_standard_output[] = "standard output";
-constexpr int k_max_links = 40;  // as the kernel follows
 
 /// Where a file's content lives, equal for all names of one file: an existing regular file, or
 /// the entry of its folder that a new file would take.
@@ -31,19 +34,6 @@ struct place {
   std::string new_name;
   friend bool operator==(const place&, const place&) = default;
 };
-
-/// `name` with the symbolic links of its last component followed, to the end or to a missing file.
-fs::path follow_links(const std::string& name) {
-  fs::path path(name);
-  std::error_code error;
-  for (int links = 0; links < k_max_links; ++links) {
-    if (!fs::is_symlink(fs::symlink_status(path, error))) break;
-    const fs::path target = fs::read_symlink(path, error);
-    if (error) break;
-    path = path.parent_path() / target;
-  }
-  return path;
-}
 
 std::string folder_of(const fs::path& path) {
   return path.has_parent_path() ? path.parent_path().string() : ".";
@@ -57,7 +47,7 @@ std::optional<place> place_of(const std::string& name) {
     if (!S_ISREG(status.st_mode)) return std::nullopt;
     return place{status.st_dev, status.st_ino, ""};
   }
-  const fs::path path = follow_links(name);
+  const fs::path path(follow_links(name));
   if (stat(folder_of(path).c_str(), &status) != 0) return std::nullopt;
   return place{status.st_dev, status.st_ino, path.filename().string()};
 }
@@ -68,17 +58,23 @@ std::optional<place> place_of_standard_output() {
   return place{status.st_dev, status.st_ino, ""};
 }
 
-/// Whether the caller may write the file `name`, or create it where there is none.
-bool can_write(const std::string& name) {
+/// Whether the caller may create files where `path` lies.
+bool can_create(const fs::path& path) {
   struct stat status;
-  if (stat(name.c_str(), &status) == 0) {
-    return !S_ISDIR(status.st_mode) && faccessat(AT_FDCWD, name.c_str(), W_OK, AT_EACCESS) == 0;
-  }
-  if (errno != ENOENT) return false;
-  const fs::path path = follow_links(name);
   const std::string folder = folder_of(path);
   return path.has_filename() && stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
          faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+}
+
+/// Whether the caller may write the file `name`, or create it where there is none. One that is
+/// `replaced` by another, made beside it, needs its folder too.
+bool can_write(const std::string& name, bool replaced) {
+  struct stat status;
+  const bool exists = stat(name.c_str(), &status) == 0;
+  if (!exists) return errno == ENOENT && can_create(follow_links(name));
+  if (S_ISDIR(status.st_mode)) return false;
+  if (faccessat(AT_FDCWD, name.c_str(), W_OK, AT_EACCESS) != 0) return false;
+  return !replaced || !S_ISREG(status.st_mode) || can_create(follow_links(name));
 }
 
 /// A file of a run: what it is for, its name (empty when there is none) and its place.
@@ -86,10 +82,12 @@ struct run_file {
   std::string_view role;
   std::string_view name;
   std::optional<place> where;
+  bool replaced = false;  // by a file written beside it
 };
 
-void add_file(std::vector<run_file>& files, std::string_view role, const std::string& name) {
-  if (!name.empty()) files.push_back({role, name, place_of(name)});
+void add_file(std::vector<run_file>& files, std::string_view role, const std::string& name,
+              bool replaced = false) {
+  if (!name.empty()) files.push_back({role, name, place_of(name), replaced});
 }
 
 /// Everything an output must differ from, whatever the outputs are.
@@ -104,7 +102,7 @@ std::vector<run_file> fixed_files(const options& opt) {
   const bool to_stdout =
       (opt.log_stdout && opt.log_file.empty()) || (opt.text_stdout && opt.text_file.empty()) ||
       (opt.xml_stdout && opt.xml_file.empty()) || (opt.dot_stdout && opt.dot_file.empty());
-  if (to_stdout) files.push_back({k_standard_output, "", place_of_standard_output()});
+  if (to_stdout) files.push_back({k_standard_output, "", place_of_standard_output(), false});
   return files;
 }
 
@@ -117,8 +115,8 @@ std::vector<run_file> output_files(const options& opt) {
   add_file(files, "tree DOT output file ", opt.dot_file);
   add_file(files, "PMML output file ", opt.pmml_file);
   add_file(files, "JSON output file ", opt.json_file);
-  add_file(files, "binary data output file ", opt.binary_data_output);
-  add_file(files, "binary tree output file ", opt.tree_binary_output);
+  add_file(files, "binary data output file ", opt.binary_data_output, /*replaced=*/true);
+  add_file(files, "binary tree output file ", opt.tree_binary_output, /*replaced=*/true);
   add_file(files, "score output file ", opt.score_output_file);
   return files;
 }
@@ -138,7 +136,7 @@ void check_files(const options& opt) {
       if (file.where && file.where == other.where) refuse_shared(file, other);
     }
     const std::string name(file.name);
-    if (!can_write(name)) throw std::runtime_error(k_cannot_open + name);
+    if (!can_write(name, file.replaced)) throw std::runtime_error(k_cannot_open + name);
     taken.push_back(file);
   }
 }

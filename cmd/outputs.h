@@ -5,6 +5,7 @@
 
 #include <fstream>
 #include <iosfwd>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,17 @@ namespace orvcmd {
 /// compared by what they lead to, so links and ./ do not hide them; devices and pipes may be
 /// shared. Neither creates nor changes any file.
 void check_files(const options& opt);
+
+/// Runs save(), which writes the binary file `file`. Throws std::runtime_error, naming the file,
+/// if that fails.
+template <class Save>
+void save_or_report(const std::string& file, const Save& save) {
+  try {
+    save();
+  } catch (const std::runtime_error&) {
+    throw std::runtime_error("File " + file + ": error with binary output");
+  }
+}
 
 /// One output: at most one of standard output and an own file.
 class output {

@@ -5,6 +5,7 @@
 #include "cross_validation.h"
 #include "driver.h"
 #include "log.h"
+#include "outputs.h"
 #include "score.h"
 
 namespace orvcmd {
@@ -50,8 +51,7 @@ void report_errors(const char* title, const conf_matrix& cm, const options& opt,
 }
 
 void report_training(const conf_matrix& cm, const options& opt, std::ostream& out) {
-  out << orvik::get_copyright() << '\n'
-      << "MAJORITY CLASS value: " << cm.get_majority_class_value() << " (" << cm.size() - 1
+  out << "MAJORITY CLASS value: " << cm.get_majority_class_value() << " (" << cm.size() - 1
       << " classes)\n"
       << "MAJORITY MISCLASSIFICATION on training: " << 100 * cm.err_misc_majority() << "% of "
       << cm.cases() << " cases. \n";
@@ -95,11 +95,16 @@ void write_documents(const dtree& model, std::ostream* pmml, std::ostream* json)
 void test_save_tree(const options& opt, table* t, dtree* model, table::subset* holdout,
                     _cv_errors& errors, std::ostream* log, std::ostream* text, std::ostream* xml,
                     std::ostream* dot) {
+  if (!opt.tree_binary_output.empty()) {
+    save_or_report(opt.tree_binary_output, [&] { model->toBinary(opt.tree_binary_output); });
+    log_line(log, "Tree saved");
+  }
   write_dot(*model, log, dot);
   if (text != nullptr) {
     begin_report(log, text);
+    *text << orvik::get_copyright() << '\n';
     const std::unique_ptr<conf_matrix> cm(model->get_training_cm());
-    report_training(*cm, opt, *text);
+    if (cm) report_training(*cm, opt, *text);
     if (opt.cv_folds > 0) report_cross_validation(opt, errors, *text);
     if (opt.importance) report_importance(model->get_importance(t), *text);
   }

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "binary_file.h"
 #include "impls/model/dtree.h"
 #include "zel/inpout/ioconn.h"
 #include "zel/inpout/stream.h"
@@ -136,5 +137,22 @@ void dtree::toXML(std::ostream& out, const conf_matrix* test) const {
 }
 void dtree::toPMML(std::ostream& out) const { impl_->toPMML(out); }
 void dtree::toJSON(std::ostream& out) const { impl_->toJSON(out); }
+
+void dtree::toBinary(const std::string& file) const {
+  write_binary(file, [this](zel::inpout::obinstream& out) {
+    out << (impl_ != nullptr);
+    if (impl_) out << *impl_;
+  });
+}
+
+dtree* dtree::fromBinary(const std::string& file) {
+  std::unique_ptr<impls::dtree> loaded;
+  read_binary(file, "model", [&loaded](zel::inpout::ibinstream& in) {
+    if (!in.read_presence()) return;
+    loaded = std::make_unique<impls::dtree>("");
+    in >> *loaded;
+  });
+  return loaded ? new dtree(std::move(loaded)) : nullptr;
+}
 
 }  // namespace orvik

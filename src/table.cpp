@@ -1,8 +1,10 @@
 #include "orvik/table.h"
 
+#include "binary_file.h"
 #include "impls/tables/table.h"
 #include "zel/inpout/ioconn.h"
 #include "zel/inpout/stream.h"
+#include "zel/util/cronos.h"
 
 namespace orvik {
 
@@ -37,6 +39,25 @@ double table::get_weight(unsigned long row) const { return impl_->get_weight(row
 std::string table::get_class(unsigned long row) const { return impl_->get_class(row); }
 double table::get_elapsed() const { return impl_->elapsed(); }
 void table::rescale_weights() { impl_->rescale_weights(); }
+
+void table::toBinary(const std::string& file) const {
+  write_binary(file, [this](zel::inpout::obinstream& out) { out << impl_.get(); });
+}
+
+table* table::fromBinary(const std::string& file) {
+  zel::util::cronos watch;
+  watch.start();
+  std::unique_ptr<impls::table> loaded;
+  read_binary(file, "table", [&](zel::inpout::ibinstream& in) {
+    impls::table* t = nullptr;
+    in >> t;
+    loaded.reset(t);
+  });
+  watch.stop();
+  if (!loaded) return nullptr;
+  loaded->set_elapsed(watch.get_elapsed());
+  return new table(std::move(loaded));
+}
 
 table::subset* table::get_wsubset_all() const { return new subset(impl_->get_all()); }
 

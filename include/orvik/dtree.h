@@ -130,6 +130,15 @@ class dtree {
   /// A JSON document with all that scoring rows needs.
   void toJSON(std::ostream& out) const;
 
+  /// Saves the model in the binary form of models, compressed: parameters, trees, the confusion
+  /// matrix of training and the schema of the training table, none of its rows. Files and errors
+  /// as table::toBinary() has them.
+  void toBinary(const std::string& file) const;
+  /// Loads what toBinary() saved, compressed or not; null for a file that holds no model. The
+  /// caller deletes it. It tests, scores and renders as the saved one; to prune it anew by a
+  /// strategy that needs training cases is an error. Errors as table::fromBinary().
+  [[nodiscard]] static dtree* fromBinary(const std::string& file);
+
  private:
   std::unique_ptr<impls::dtree> impl_;
 };

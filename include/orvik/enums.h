@@ -28,7 +28,8 @@ enum pruning_strategy : unsigned int {
   REPA = 10,
   MEP = 11,  ///< minimum-error pruning, m chosen on separate cases
   MEPG = 12,
-  MEPA = 13
+  MEPA = 13,
+  N_PRUNING_STRATEGIES = 14
 };
 
 /// How the attributes a model may use are searched before it is grown.
@@ -38,7 +39,8 @@ enum feature_selection : unsigned int {
   EXHAUSTIVE = 2,
   FORWARD = 3,
   OPTIMISED_BACKWARD = 4,
-  BACKWARD = 5
+  BACKWARD = 5,
+  N_FEATURE_SELECTIONS = 6
 };
 
 }  // namespace orvik::model

@@ -65,6 +65,14 @@ class table {
   /// A line a case of `cases` (null: all rows): its values, separated by "," and not quoted; with
   /// `header` under a line of the column names.
   void toCSV(std::ostream& out, const subset* cases, bool header) const;
+  /// Saves schema, values and rows in the binary form of tables, compressed. The file appears
+  /// under its name only when it is complete; until then an older file of that name stays.
+  /// Throws std::runtime_error, naming the file, when it cannot be written.
+  void toBinary(const std::string& file) const;
+  /// Loads what toBinary() saved, compressed or not; the caller deletes it. Throws
+  /// std::runtime_error, naming the file, for one that cannot be read, is truncated or holds
+  /// anything else.
+  [[nodiscard]] static table* fromBinary(const std::string& file);
 
   /// For the library's own use.
   impls::table* get_impl() const { return impl_.get(); }

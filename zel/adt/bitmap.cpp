@@ -66,6 +66,13 @@ void bitmap::resize(unsigned long n) {
   clear_past_size();
 }
 
+void bitmap::assign(const unsigned long* words, unsigned long n) {
+  resize(0);
+  resize(n);
+  std::copy_n(words, n_words(), words_.get());
+  clear_past_size();
+}
+
 void bitmap::push_back(bool bit) {
   if (size_ == capacity_) {
     if (size_ == k_largest_size) throw std::runtime_error(k_too_long);

@@ -88,6 +88,8 @@ class bitmap {
   iterator begin() const;
   iterator end() const;
 
+  /// Becomes the first n bits of `words`, which holds n / 64 of them, rounded up.
+  void assign(const unsigned long* words, unsigned long n);
   /// The words in use, for kernels: null before the first allocation.
   const unsigned long* words() const { return words_.get(); }
   unsigned long n_words() const { return words_for(size_); }

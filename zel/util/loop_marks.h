@@ -32,7 +32,7 @@ class loop_marks {
   loop_marks& operator=(const loop_marks&) = delete;
 
  private:
-  char fork_ = 0, join_ = 0;
+  [[maybe_unused]] char fork_ = 0, join_ = 0;
 };
 
 /// The calls of one body, however they end.

@@ -2,8 +2,14 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <vector>
+
+namespace zel::inpout {
+class obinstream;
+class ibinstream;
+}  // namespace zel::inpout
 
 namespace orvik::impls {
 
@@ -94,6 +100,11 @@ class conf_matrix {
   /// The known classes as an XML element; `suffix` is appended to the element's name.
   void toXML(std::ostream& out, const std::string& suffix) const;
 
+  /// Writes cells, time, number of cases and names.
+  void bin_out(zel::inpout::obinstream& out) const;
+  /// Reads what bin_out() wrote. Throws std::runtime_error for a cell that is no weight.
+  static std::unique_ptr<conf_matrix> bin_in(zel::inpout::ibinstream& in);
+
  private:
   double cell(unsigned long i, unsigned long j) const { return cells_[i * size() + j]; }
   std::vector<double> row_sums() const;
@@ -104,5 +115,10 @@ class conf_matrix {
   double elapsed_ = 0;
   std::uint64_t ncases_ = 0;
 };
+
+// The same with a presence byte in front; a null matrix is a single 0. The caller deletes what is
+// read.
+zel::inpout::obinstream& operator<<(zel::inpout::obinstream& out, const conf_matrix* m);
+zel::inpout::ibinstream& operator>>(zel::inpout::ibinstream& in, conf_matrix*& m);
 
 }  // namespace orvik::impls

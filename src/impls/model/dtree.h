@@ -141,7 +141,15 @@ class dtree : private zel::util::nocopy {
   /// All that predicting needs, as one JSON document.
   void toJSON(std::ostream& out) const;
 
+  /// Writes the model without the cases it was grown on: what is read again cannot be pruned with
+  /// a strategy that needs them, and knows no out-of-bag error.
+  void bin_out(zel::inpout::obinstream& out) const;
+  /// Reads what bin_out() wrote into a new model. Throws std::runtime_error for what does not fit
+  /// together; the model is of no use then.
+  void bin_in(zel::inpout::ibinstream& in);
+
  private:
+  void check_read() const;
   void require_trees() const;
   batch_predictor make_predictor(const table& t) const;
   void grow_trees(const table& t);
@@ -172,5 +180,8 @@ class dtree : private zel::util::nocopy {
   double selection_delta_ = 1.0;
   double elapsed_ = 0;
 };
+
+zel::inpout::obinstream& operator<<(zel::inpout::obinstream& out, const dtree& model);
+zel::inpout::ibinstream& operator>>(zel::inpout::ibinstream& in, dtree& model);
 
 }  // namespace orvik::impls

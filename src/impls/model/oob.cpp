@@ -89,7 +89,7 @@ double dtree::oob_error(const table& t) const {
   std::vector<std::uint32_t> winners(n);
   zel::util::parallel::with_workers([&] {
     zel::util::parallel::for_each_index(trees.size(), [&](unsigned long i) {
-      trees[i].emplace(in_bag(n, seeds_[i]), flat_tree(t, *trees_[i]));
+      trees[i].emplace(voting_tree{in_bag(n, seeds_[i]), flat_tree(t, *trees_[i])});
     });
     const unsigned long size = chunk_size(t.n_class_codes());
     zel::util::parallel::for_each_index((n + size - 1) / size, [&](unsigned long number) {

@@ -41,18 +41,17 @@ double estimate(double cf, double coeff, double n, double e) {
   return e + decision_tree::add_errs(cf, coeff, n, e);
 }
 
-struct ebp {
+struct ebp : pruning::visitor {
   static constexpr pruning::tie tie_rule = pruning::tie::smaller_subtree;
   const table& t;
   double cf;
   double coeff;
 
-  void enter(const decision_tree&, unsigned long) {}
-  double as_leaf(const decision_tree& tree, unsigned long) const {
+  double as_leaf(const decision_tree& tree, const state&) const {
     const decision_node& node = *tree.get_node();
     return estimate(cf, coeff, node.weight(), node.get_estimated_error_if_leaf());
   }
-  double as_child(const decision_tree& child, unsigned long, double limit) const {
+  double as_child(const decision_tree& child, const state&, double limit) const {
     return child.prune_ebp_est(t, cf, coeff, limit);
   }
   static double limit(double, double subtree) { return subtree + k_least_saving; }
@@ -93,7 +92,7 @@ double decision_tree::prune_dt(const table& t, double cf, double coeff) {
 }
 
 double decision_tree::prune_ebp(const table& t, double cf, double coeff, bool graft, bool all) {
-  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), ebp{t, cf, coeff});
+  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), ebp{{}, t, cf, coeff});
 }
 
 double decision_tree::prune_ebp_est(const table& t, double cf, double coeff, double limit) const {

@@ -5,22 +5,19 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <memory>
 #include <span>
-#include <utility>
 #include <vector>
 
 #include "impls/pruning/raising.h"
+#include "impls/pruning/routing.h"
 #include "zel/util/number_util.h"
 
 namespace orvik::impls::pruning {
 
 /// The cases that would reach a node, summed up as decision_node does.
 struct reached {
-  unsigned long n_cases;
   std::span<const double> distribution;  // by class code
   double weight;
-  double fraction;  // of the known weight at its father; that of the node itself at the top
   class_t majority;
 
   /// Weight outside the majority class.
@@ -40,72 +37,81 @@ inline bool surely_above(double errors, double limit) {
   return errors > limit + k_margin * (1 + std::abs(limit));
 }
 
-/// Fills in the distribution and what follows from it.
-inline void sum_up(const case_list& cases, const table& t, std::span<double> distribution,
-                   reached& r) {
-  std::fill(distribution.begin(), distribution.end(), 0.0);
-  visit_class_codes(t.class_column().codes(), [&](const auto* classes) {
-    for (const auto& [row, weight] : cases) distribution[classes[row]] += weight;
-  });
-  for (const double w : distribution) r.weight += w;
-  r.majority = static_cast<class_t>(zel::util::number_util::argmax(distribution));
+inline code_t threshold_of(const decision_tree& tree) {
+  return static_cast<code_t>(tree.get_node()->threshold());
 }
 
-/// At which nodes the distribution, the weight and the majority are wanted: at the leaves, or also
-/// at nodes above a leaf.
-enum class summed : unsigned char { leaves, leaves_and_fathers };
+/// The training cases that would reach the nodes of a subtree, the current one's on top.
+class training_cases {
+ public:
+  training_cases(const table& t, const case_list& at_root)
+      : t_(t), cases_(at_root), distribution_(t.n_class_codes()) {}
 
-/// Whether to sum up the cases of a node. A split needs the weight for the shares of cases of
-/// unknown value.
-inline bool is_summed(const decision_tree& tree, const table& t, summed where) {
-  if (tree.get_no_childs() == 0) return true;
-  if (t.column_of(tree.get_node()->attribute()).values()->has_null()) return true;
-  if (where == summed::leaves) return false;
-  for (unsigned int i = 0; i < tree.get_no_childs(); ++i) {
-    if (tree.get_child(i)->get_no_childs() == 0) return true;
+  bool empty() const { return cases_.top().empty(); }
+  void pop() { cases_.pop(); }
+
+  /// Of the current node; valid until the next call.
+  reached sum_up() {
+    std::fill(distribution_.begin(), distribution_.end(), 0.0);
+    visit_class_codes(t_.class_column().codes(), [&](const auto* classes) {
+      for (const auto& [row, weight] : cases_.top()) distribution_[classes[row]] += weight;
+    });
+    double weight = 0;
+    for (const double w : distribution_) weight += w;
+    return {distribution_, weight,
+            static_cast<class_t>(zel::util::number_util::argmax(distribution_))};
   }
-  return false;
-}
 
-/// Errors of a subtree whose root gets `cases`. ask(tree, level, reached) is called at every node,
-/// fathers first and children in order, and says an opinion, of no negative errors; the errors of
-/// a subtree are the sum of its children's. Ends early, with infinity, once the sum is above
-/// `limit`. Memory: the cases once, besides the list given.
-template <class Ask>
-double errors_on(const decision_tree& root, const table& t, const case_list& cases, double limit,
-                 summed where, const Ask& ask) {
+  /// Goes on to the children of the current node. @return their shares of the cases of unknown
+  /// value; of no meaning where the column has no such values.
+  std::span<const double> split(const decision_tree& tree) {
+    const column& tested = t_.column_of(tree.get_node()->attribute());
+    shares_.resize(tree.get_no_childs());
+    if (tested.values()->has_null()) {
+      find_shares(tested, cases_.top(), threshold_of(tree), sum_up().weight, shares_);
+    }
+    cases_.split(tested, shares_.size(), threshold_of(tree), shares_);
+    return shares_;
+  }
+
+ private:
+  const table& t_;
+  case_stack cases_;
+  std::vector<double> distribution_;
+  std::vector<double> shares_;  // of the branches of the last split
+};
+
+/// Errors of a subtree: the sum of those of its children. `Estimate` has
+///   ask(tree, level)  the opinion of a node, of no negative errors
+///   split(tree)       called where the children are asked, before they are
+///   pop()             called where they are not
+/// Nodes are met fathers first and children in order. Ends early, with infinity, once the sum is
+/// above `limit`.
+template <class Estimate>
+double errors_of_subtree(const decision_tree& root, double limit, Estimate& estimate) {
   struct step {
     const decision_tree* tree;
-    std::vector<column::branch_cases> branches;  // of the children still to be visited
-    unsigned int next;
+    unsigned int next;  // the child to ask next
     double errors;
   };
   std::vector<step> path;
-  std::vector<double> distribution(t.n_class_codes());
   double so_far = 0;  // over all leaves
-  // Asks about a node and splits its cases, or gives its errors as a leaf.
-  const auto go_to = [&](const decision_tree& tree, const case_list& here, double fraction) {
-    const bool leaf = tree.get_no_childs() == 0;
-    reached r{here.size(), distribution, 0.0, fraction, 0};
-    if (is_summed(tree, t, where)) sum_up(here, t, distribution, r);
-    const opinion said = ask(tree, path.size(), r);
-    step next{&tree, {}, tree.get_no_childs(), said.errors};
-    if (said.descend && !leaf) {
-      next.branches = split_cases(tree, here, r.weight, t);
-      next.next = 0;
-      next.errors = 0;
+  const auto go_to = [&](const decision_tree& tree) {
+    const opinion said = estimate.ask(tree, path.size());
+    if (said.descend && tree.get_no_childs() > 0) {
+      estimate.split(tree);
+      path.push_back({&tree, 0, 0.0});
     } else {
+      estimate.pop();
       so_far += said.errors;
+      path.push_back({&tree, tree.get_no_childs(), said.errors});
     }
-    path.push_back(std::move(next));
   };
-  go_to(root, cases, root.get_node()->fraction());
+  go_to(root);
   for (;;) {
     step& top = path.back();
     if (top.next < top.tree->get_no_childs()) {
-      const unsigned int i = top.next++;
-      const column::branch_cases branch = std::move(top.branches[i]);
-      go_to(*top.tree->get_child(i), *branch.cases, branch.fraction);  // `top` is gone from here
+      go_to(*top.tree->get_child(top.next++));  // `top` is gone from here
       continue;
     }
     if (surely_above(so_far, limit)) return std::numeric_limits<double>::infinity();
@@ -116,15 +122,23 @@ double errors_on(const decision_tree& root, const table& t, const case_list& cas
   }
 }
 
-/// The same with the errors of a leaf alone: leaf_errors(reached). They must be 0 without cases.
+/// The same where the errors of a leaf are leaf_errors(reached), which must be 0 without cases.
 template <class LeafErrors>
 double sum_over_leaves(const decision_tree& root, const table& t, const case_list& cases,
                        double limit, const LeafErrors& leaf_errors) {
-  return errors_on(
-      root, t, cases, limit, summed::leaves,
-      [&](const decision_tree& tree, unsigned long, const reached& r) {
-        return opinion{tree.get_no_childs() == 0 ? leaf_errors(r) : 0.0, r.n_cases > 0};
-      });
+  struct estimate {
+    training_cases cases;
+    const LeafErrors& leaf_errors;
+
+    opinion ask(const decision_tree& tree, unsigned long) {
+      if (tree.get_no_childs() > 0) return {0.0, !cases.empty()};
+      return {leaf_errors(cases.sum_up()), false};
+    }
+    void split(const decision_tree& tree) { cases.split(tree); }
+    void pop() { cases.pop(); }
+  };
+  estimate over{training_cases(t, cases), leaf_errors};
+  return errors_of_subtree(root, limit, over);
 }
 
 }  // namespace orvik::impls::pruning

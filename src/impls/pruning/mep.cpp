@@ -32,18 +32,17 @@ double m_estimate(std::span<const double> distribution, double weight, const dec
   return least;
 }
 
-struct mep {
+struct mep : pruning::visitor {
   static constexpr pruning::tie tie_rule = pruning::tie::later_child;
   const table& t;
   const decision_node& prior;
   double m;
 
-  void enter(const decision_tree&, unsigned long) {}
-  double as_leaf(const decision_tree& tree, unsigned long) const {
+  double as_leaf(const decision_tree& tree, const state&) const {
     const decision_node& node = *tree.get_node();
     return node.weight() * node.EER(t.n_class_codes(), prior, m);
   }
-  double as_child(const decision_tree& child, unsigned long, double limit) const {
+  double as_child(const decision_tree& child, const state&, double limit) const {
     return child.prune_mep_est(t, prior, m, limit);
   }
   static double limit(double leaf, double subtree) { return std::min(leaf, subtree); }
@@ -82,7 +81,7 @@ double decision_node::EER(unsigned long nclasses, const decision_node& prior, do
 
 double decision_tree::prune_mep(const table& t, const decision_node& prior, double m, bool graft,
                                 bool all) {
-  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), mep{t, prior, m});
+  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), mep{{}, t, prior, m});
 }
 
 double decision_tree::prune_mep_est(const table& t, const decision_node& prior, double m,

@@ -29,13 +29,15 @@ fate decide(double leaf, double subtree, double child) {
   return subtree >= leaf ? fate::leaf : fate::keep;
 }
 
-struct pep {
+struct pep : pruning::visitor {
   const table& t;
-  leaf_counts& leaves;
+  pruning::raising how;
+  leaf_counts& leaves;  // entries are changed, each with its tree, but none is added or removed
 
   /// Deliberate: a tree without an entry, a leaf, is charged nothing.
   double correction(const decision_tree& tree) const {
-    return k_correction * static_cast<double>(leaves[&tree]);
+    const auto found = leaves.find(&tree);
+    return found == leaves.end() ? 0 : k_correction * static_cast<double>(found->second);
   }
   double as_leaf(const decision_tree& tree) const {
     return tree.get_node()->get_estimated_error_if_leaf() + k_correction;
@@ -52,12 +54,31 @@ struct pep {
   }
   /// Puts child i in its father's place, with statistics and stored errors of its new cases.
   void raise(decision_tree& tree, unsigned int i) const {
-    leaves[&tree] = leaves[tree.get_child(i)];
+    const auto child = leaves.find(tree.get_child(i));
+    leaves.find(&tree)->second = child == leaves.end() ? 0 : child->second;
     pruning::raise(tree, i, t);
-    pruning::walk_active(
-        tree, t, [](const decision_tree&, unsigned long) { return true; },
-        [](const decision_tree&, unsigned long) { return false; });
+    pruning::walk_active(tree, t, pruning::visitor());
     tree.set_estimated_error_from_leaf_error();
+  }
+  /// Decides on a node until it is kept or a leaf.
+  bool enter(decision_tree& tree, state&, const state*) const {
+    while (tree.get_no_childs() > 0) {
+      const double leaf = as_leaf(tree), subtree = as_subtree(tree);
+      const pruning::candidate best = pruning::choose(
+          tree, std::isnan(subtree) ? pruning::raising::none : how, pruning::tie::smaller_subtree,
+          std::min(leaf, subtree),
+          [&](const decision_tree& child, double limit) { return as_child(tree, child, limit); });
+      switch (decide(leaf, subtree, best.estimate)) {
+        case fate::keep:
+          return true;
+        case fate::leaf:
+          tree.collapse();
+          return false;
+        case fate::raise:
+          raise(tree, best.child);
+      }
+    }
+    return false;
   }
 };
 
@@ -86,33 +107,15 @@ double decision_tree::prune_pep_est(const table& t, double limit) const {
 
 void decision_tree::prune_pep(const table& t, leaf_counts& leaves, bool graft, bool all) {
   const pruning::raising how = pruning::raising_of(graft, all);
-  const pep rules{t, leaves};
-  const auto enter = [&](decision_tree& tree, unsigned long) {
-    while (tree.get_no_childs() > 0) {
-      const double leaf = rules.as_leaf(tree), subtree = rules.as_subtree(tree);
-      const pruning::candidate best =
-          pruning::choose(tree, std::isnan(subtree) ? pruning::raising::none : how,
-                          pruning::tie::smaller_subtree, [&](const decision_tree& child) {
-                            return rules.as_child(tree, child, std::min(leaf, subtree));
-                          });
-      switch (decide(leaf, subtree, best.estimate)) {
-        case fate::keep:
-          return true;
-        case fate::leaf:
-          tree.collapse();
-          return false;
-        case fate::raise:
-          rules.raise(tree, best.child);
-      }
-    }
-    return false;
-  };
-  const auto leave = [](const decision_tree&, unsigned long) { return false; };
-  if (how == pruning::raising::none) {
-    zel::adt::walk(*this, enter, leave);
-  } else {
-    pruning::walk_active(*this, t, enter, leave);
+  const pep rules{{}, t, how, leaves};
+  if (how != pruning::raising::none) {
+    pruning::walk_active(*this, t, rules);
+    return;
   }
+  pruning::visitor::state none;
+  zel::adt::walk(
+      *this, [&](decision_tree& tree, unsigned long) { return rules.enter(tree, none, nullptr); },
+      [](const decision_tree&, unsigned long) {});
 }
 
 void pruning::prune_by_pep(decision_tree& tree, const material& with, raising how) {

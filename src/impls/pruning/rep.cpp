@@ -11,32 +11,9 @@ namespace orvik::impls {
 namespace {
 
 using pruning::fate;
+using pruning::weighted_row;
 
-/// The pruning cases that reach the nodes of the current path.
-class reaching_cases {
- public:
-  /// `top` are the cases at level 0.
-  explicit reaching_cases(const case_list& top) : top_(top) {}
-
-  /// Routes the cases of the father's level to its child `node`, whose share of the cases of
-  /// unknown value is `fraction`.
-  void enter(const table& t, const decision_node& node, double fraction, unsigned long level) {
-    if (level == 0) return;
-    const decision_node& father = *node.father();
-    lists_.resize(level - 1);  // what is left of a finished subtree
-    lists_.emplace_back(t.column_of(father.attribute())
-                            .select(&at(level - 1), node.position(), fraction,
-                                    static_cast<code_t>(father.threshold()),
-                                    /*with_unknown=*/true));
-  }
-  const case_list& at(unsigned long level) const { return level == 0 ? top_ : *lists_[level - 1]; }
-
- private:
-  const case_list& top_;
-  std::vector<std::unique_ptr<case_list>> lists_;  // of level 1 and below
-};
-
-double errors_of(const table& t, const case_list& cases, class_t predicted) {
+double errors_of(const table& t, std::span<const weighted_row> cases, class_t predicted) {
   double errors = 0;
   visit_class_codes(t.class_column().codes(), [&](const auto* classes) {
     for (const auto& [row, weight] : cases) {
@@ -46,20 +23,29 @@ double errors_of(const table& t, const case_list& cases, class_t predicted) {
   return errors;
 }
 
-struct rep {
+struct rep : pruning::visitor {
   static constexpr pruning::tie tie_rule = pruning::tie::smaller_subtree;
   const table& t;
-  reaching_cases reaching;
+  const case_list& cases;
 
-  void enter(const decision_tree& tree, unsigned long level) {
-    const decision_node& node = *tree.get_node();
-    reaching.enter(t, node, node.fraction(), level);
+  /// The pruning cases that reach an open node.
+  struct state {
+    const case_list* cases = nullptr;
+    std::unique_ptr<const case_list> own;  // below the root
+  };
+
+  bool enter(const decision_tree& tree, state& here, const state* father) const {
+    if (father != nullptr) {
+      here.own.reset(tree.get_node()->select(t, father->cases, /*with_unknown=*/true));
+    }
+    here.cases = father == nullptr ? &cases : here.own.get();
+    return true;
   }
-  double as_leaf(const decision_tree& tree, unsigned long level) const {
-    return tree.get_node()->get_leaf_error(t.class_column(), reaching.at(level));
+  double as_leaf(const decision_tree& tree, const state& here) const {
+    return tree.get_node()->get_leaf_error(t.class_column(), *here.cases);
   }
-  double as_child(const decision_tree& child, unsigned long level, double limit) const {
-    return child.prune_rep_est(t, reaching.at(level), limit);
+  double as_child(const decision_tree& child, const state& here, double limit) const {
+    return child.prune_rep_est(t, *here.cases, limit);
   }
   static double limit(double leaf, double subtree) { return std::min(leaf, subtree); }
   static fate decide(double leaf, double subtree, double child) {
@@ -68,29 +54,57 @@ struct rep {
   }
 };
 
+/// The errors of a subtree on pruning cases, its classes being those of the training cases.
+struct subtree_errors {
+  const table& t;
+  pruning::training_cases training;
+  pruning::case_stack pruning_cases;
+  class_t above;                  // majority class of the father of the subtree
+  std::vector<class_t> majority;  // by level, of nodes above a leaf
+
+  pruning::opinion ask(const decision_tree& tree, unsigned long level) {
+    const std::span<const weighted_row> here = pruning_cases.top();
+    if (here.empty()) return {0.0, false};
+    majority.resize(level + 1);
+    if (tree.get_no_childs() > 0) {
+      if (has_leaf(tree)) majority[level] = training.sum_up().majority;
+      return {0.0, true};
+    }
+    const pruning::reached r = training.sum_up();
+    const class_t fathers = level == 0 ? above : majority[level - 1];
+    return {errors_of(t, here, r.weight > 0 ? r.majority : fathers), false};
+  }
+  void split(const decision_tree& tree) {
+    const std::span<const double> shares = training.split(tree);
+    pruning_cases.split(t.column_of(tree.get_node()->attribute()), shares.size(),
+                        pruning::threshold_of(tree), shares);
+  }
+  void pop() {
+    training.pop();
+    pruning_cases.pop();
+  }
+  static bool has_leaf(const decision_tree& tree) {
+    for (unsigned int i = 0; i < tree.get_no_childs(); ++i) {
+      if (tree.get_child(i)->get_no_childs() == 0) return true;
+    }
+    return false;
+  }
+};
+
 }  // namespace
 
 double decision_tree::prune_rep(const table& t, const case_list& cases, bool graft, bool all) {
-  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all),
-                                  rep{t, reaching_cases(cases)});
+  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), rep{{}, t, cases});
 }
 
 double decision_tree::prune_rep_est(const table& t, const case_list& cases, double limit) const {
   const decision_node& father = *get_node()->father();
-  reaching_cases reaching(cases);
-  std::vector<class_t> majority;  // by level
-  return pruning::errors_on(
-      *this, t, *father.cases(), limit, pruning::summed::leaves_and_fathers,
-      [&](const decision_tree& tree, unsigned long level, const pruning::reached& r) {
-        reaching.enter(t, *tree.get_node(), r.fraction, level);
-        majority.resize(level + 1);
-        majority[level] = r.majority;
-        const case_list& here = reaching.at(level);
-        if (here.empty()) return pruning::opinion{0.0, false};
-        if (tree.get_no_childs() > 0) return pruning::opinion{0.0, true};
-        const class_t above = level == 0 ? father.majority_class() : majority[level - 1];
-        return pruning::opinion{errors_of(t, here, r.weight > 0 ? r.majority : above), false};
-      });
+  subtree_errors on{t,
+                    pruning::training_cases(t, *father.cases()),
+                    pruning::case_stack(cases),
+                    father.majority_class(),
+                    {}};
+  return pruning::errors_of_subtree(*this, limit, on);
 }
 
 void pruning::prune_by_rep(decision_tree& tree, const material& with, raising how) {

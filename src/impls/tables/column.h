@@ -84,6 +84,11 @@ class column : private zel::util::nocopy {
   /// Appends codes.
   virtual void append(std::span<const code_t> codes);
 
+  /// Writes the codes.
+  virtual void bin_out(zel::inpout::obinstream&) const {}
+  /// Reads codes into a column without rows. Throws for a code that the value set does not have.
+  virtual void bin_in(zel::inpout::ibinstream&) {}
+
   /// "discrete", "continuous", "class", "weights", "ignore"; "unknown" for another role.
   std::string get_type() const;
   role type() const { return type_; }

@@ -17,6 +17,8 @@ class column_bool : public column {
   void push_back(code_t code) override { bits_.push_back(code > 1); }
   code_t get_row_index(row_t row) const override { return bit_codes(bits_.words())[row]; }
   void append(std::span<const code_t> codes) override;
+  void bin_out(zel::inpout::obinstream& out) const override;
+  void bin_in(zel::inpout::ibinstream& in) override;
 
   [[nodiscard]] case_list* partition(const case_list* cases, unsigned long branch,
                                      double total_weight, double& fraction, code_range& range,

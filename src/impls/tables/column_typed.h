@@ -21,6 +21,8 @@ class column_typed : public column {
   void push_back(code_t code) override { data_.push_back(static_cast<IndexT>(code)); }
   code_t get_row_index(row_t row) const override { return data_[row]; }
   void append(std::span<const code_t> codes) override;
+  void bin_out(zel::inpout::obinstream& out) const override;
+  void bin_in(zel::inpout::ibinstream& in) override;
 
   [[nodiscard]] case_list* partition(const case_list* cases, unsigned long branch,
                                      double total_weight, double& fraction, code_range& range,

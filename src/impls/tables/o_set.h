@@ -17,6 +17,11 @@
 #include "impls/tables/types.h"
 #include "zel/util/nocopy.h"
 
+namespace zel::inpout {
+class obinstream;
+class ibinstream;
+}  // namespace zel::inpout
+
 namespace orvik::impls {
 
 class o_set : private zel::util::nocopy {
@@ -68,6 +73,12 @@ class o_set : private zel::util::nocopy {
   /// The code that a cut between the values of `lo` and `hi` compares with: that of the last
   /// value from `lo` to `hi` which is not above their middle.
   virtual code_t find_mid(code_t lo, code_t hi) const;
+
+  /// Writes the values of a frozen set by code; throws for an open one.
+  virtual void bin_out(zel::inpout::obinstream& out) const;
+  /// Reads what bin_out() wrote into an open set without values and freezes it. Throws for values
+  /// out of order, and for others than an ordered set declares.
+  virtual void bin_in(zel::inpout::ibinstream& in);
 
   /// insert(text, thread) for bytes that need no terminator.
   virtual code_t insert_local(std::string_view text, unsigned long thread);

@@ -46,6 +46,8 @@ class o_set_typed : public o_set {
   void rescale(double factor) override;
   [[nodiscard]] o_set* clone() const override;
   code_t find_mid(code_t lo, code_t hi) const override;
+  void bin_out(zel::inpout::obinstream& out) const override;
+  void bin_in(zel::inpout::ibinstream& in) override;
 
   /// Makes an ordered set of the values in `list`, separated by ";". Strings only.
   void enumerate(std::string_view list);
@@ -74,6 +76,7 @@ class o_set_typed : public o_set {
   void assign_final_codes(thread_map& map, const std::vector<local_value>& locals) const;
   code_t declared_code(std::string_view text) const;
   void require_frozen(const char* message) const;
+  void adopt(std::vector<T> values);
   void check_code(code_t code) const;
 
   // Open: value to code. Frozen: only an ordered set still needs it, the others search values_.

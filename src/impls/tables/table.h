@@ -63,6 +63,13 @@ class table : private zel::util::nocopy {
   /// Multiplies the case weights so that they sum to the number of rows.
   void rescale_weights();
 
+  /// Writes schema, value sets, which must be frozen, and codes.
+  void bin_out(zel::inpout::obinstream& out) const;
+  /// Reads what bin_out() wrote into an empty table. Throws std::runtime_error for what does not
+  /// fit together; the table is of no use then.
+  void bin_in(zel::inpout::ibinstream& in);
+  void set_elapsed(double seconds) { elapsed_ = seconds; }
+
   // New case lists, weighted by the table; the caller deletes them.
   [[nodiscard]] case_list* get_all() const;
   [[nodiscard]] case_list* get_first_n(unsigned long n) const;
@@ -95,5 +102,10 @@ class table : private zel::util::nocopy {
   unsigned long n_rows_ = 0;
   double elapsed_ = 0;
 };
+
+// The same with a presence byte in front; a null table is a single 0. The caller deletes what is
+// read.
+zel::inpout::obinstream& operator<<(zel::inpout::obinstream& out, const table* t);
+zel::inpout::ibinstream& operator>>(zel::inpout::ibinstream& in, table*& t);
 
 }  // namespace orvik::impls

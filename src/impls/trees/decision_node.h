@@ -79,6 +79,11 @@ class decision_node : private zel::util::nocopy {
   /// Writes the PMML predicate that leads here, and of a leaf or an active node the weight of
   /// every class.
   void toXML(const table& t, std::ostream& out) const;
+  /// Writes position, statistics and test; neither cases nor ranges, whether active or not.
+  void bin_out(zel::inpout::obinstream& out, const table* t) const;
+  /// Reads what bin_out() wrote into a new node, past cases and working data if there are any.
+  /// Throws std::runtime_error for what does not fit the table or the node's place.
+  void bin_in(zel::inpout::ibinstream& in, const table* t);
 
   status get_status() const { return status_; }
   bool is_split() const { return status_ == SPLIT_NODE; }
@@ -107,6 +112,8 @@ class decision_node : private zel::util::nocopy {
                       unsigned long n_cases, double fraction);
 
  private:
+  void read_statistics(zel::inpout::ibinstream& in, const table& t);
+  void read_test(zel::inpout::ibinstream& in, const table& t);
   void own_cases(std::unique_ptr<case_list> cases);
   void copy_ranges(const decision_node& from, unsigned long n);
   void require_split_father() const;

@@ -132,6 +132,14 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   /// Writes a PMML 2.0 Node element.
   void toXML(const table& t, std::ostream& out) const;
 
+  // ---- binary form
+
+  /// Writes the nodes, each before its children.
+  void bin_out(zel::inpout::obinstream& out, const table* t) const;
+  /// Reads what bin_out() wrote into an empty tree, its root node under `father`, which is null
+  /// or has a test. Throws std::runtime_error for what does not fit together or the table.
+  void bin_in(zel::inpout::ibinstream& in, const table* t, decision_node* father);
+
   /// Makes a leaf of the whole subtree.
   void collapse();
 };

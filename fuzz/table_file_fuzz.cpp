@@ -1,0 +1,57 @@
+// Binary tables: any bytes are a table that can be used or are refused with a message, and what
+// was read is written and read again without a difference.
+#include <cstddef>
+#include <cstdint>
+
+#include "impls/support/binary_text.h"
+#include "impls/tables/table.h"
+#include "require.h"
+
+using namespace orvik::impls;
+using orvik::fuzz::error_of;
+using orvik::fuzz::require;
+
+namespace {
+
+std::unique_ptr<table> read(std::string_view bytes) {
+  std::unique_ptr<table> t;
+  read_all(bytes, [&t](auto& in) {
+    table* read = nullptr;
+    in >> read;
+    t.reset(read);
+  });
+  return t;
+}
+
+std::string write(const table& t) {
+  return binary_of([&t](auto& out) { out << &t; });
+}
+
+void use(const column& c, unsigned long rows) {
+  const o_set& values = *c.values();
+  for (code_t code = 0; code <= values.size_of_known(); ++code) {
+    code_t found = 0;
+    const std::string text = values.get_value(code);
+    if (!values.is_numeric()) static_cast<void>(values.get_order(text.c_str(), found));
+  }
+  if (c.codes().bits == 0) return;
+  require(c.size() == rows, "a code a row");
+  for (row_t row = 0; row < rows; ++row) {
+    require(c.get_row_index(row) <= values.size_of_known(), "codes of values");
+    require(c.get_row_index(row) != k_unknown || values.has_null(), "unknown values are noted");
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::unique_ptr<table> t;
+  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  if (!error_of([&] { t = read(bytes); }).empty() || !t) return 0;
+  for (unsigned long i = 0; i < t->n_columns(); ++i) use(t->get_column(i), t->n_rows());
+  require(t->class_column().type() == column::CLASS, "a class");
+  const std::string written = write(*t);
+  require(write(*read(written)) == written, "the same when read again");
+  if (t->n_rows() > 0) t->rescale_weights();
+  return 0;
+}

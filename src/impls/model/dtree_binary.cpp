@@ -1,0 +1,118 @@
+// Models to and from binary streams.
+//
+// The table is the schema, whose value sets give codes and thresholds their meaning; the
+// training rows stay behind.
+#include <stdexcept>
+
+#include "impls/model/dtree.h"
+#include "zel/inpout/binstream.h"
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr char k_bad_parameter[] = "a parameter of the model is out of range";
+constexpr char k_no_table[] = "trees without a table";
+constexpr char k_bad_trees[] = "a wrong number of trees";
+constexpr char k_bad_attributes[] = "usable attributes of another table";
+constexpr char k_bad_matrix[] = "a confusion matrix of other classes";
+
+using zel::inpout::ibinstream;
+using zel::inpout::obinstream;
+
+void require(bool good, const char* otherwise) {
+  if (!good) throw std::runtime_error(otherwise);
+}
+
+/// Reads an enumerator; `end` is one past the last.
+template <class Enum>
+Enum read_enum(ibinstream& in, unsigned int end) {
+  unsigned int value = 0;
+  in >> value;
+  require(value < end, k_bad_parameter);
+  return static_cast<Enum>(value);
+}
+
+void write_bits(obinstream& out, const zel::adt::bitmap* bits) {
+  out << (bits != nullptr);
+  if (bits == nullptr) return;
+  out << bits->size();
+  out.write_array(std::span<const unsigned long>(bits->words(), bits->n_words()));
+}
+
+std::unique_ptr<zel::adt::bitmap> read_bits(ibinstream& in) {
+  if (!in.read_presence()) return nullptr;
+  unsigned long n = 0;
+  in >> n;
+  const auto words = in.read_array<unsigned long>(n / 64 + (n % 64 != 0));
+  auto bits = std::make_unique<zel::adt::bitmap>();
+  bits->assign(words.data(), n);
+  return bits;
+}
+
+/// Whether the matrix has the classes of the table, under their names.
+bool fits(const conf_matrix& matrix, const table& t) {
+  if (matrix.size() != t.n_class_codes()) return false;
+  for (code_t c = 0; c < matrix.size(); ++c) {
+    if (matrix.class_name(c) != t.class_column().values()->get_value(c)) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void dtree::bin_out(obinstream& out) const {
+  out << max_depth_ << bagging_only_ << training_cm_.get() << elapsed_;
+  write_bits(out, attributes_.get());
+  out << ensemble_ << static_cast<unsigned int>(selection_) << name_
+      << static_cast<unsigned long>(trees_.size()) << conf_level_ << min_obj_
+      << static_cast<unsigned int>(pruning_) << static_cast<unsigned int>(split_type_)
+      << table_.get();
+  for (const auto& tree : trees_) tree->bin_out(out, table_.get());
+}
+
+void dtree::bin_in(ibinstream& in) {
+  unsigned long n_trees = 0;
+  conf_matrix* matrix = nullptr;
+  in >> max_depth_ >> bagging_only_ >> matrix;
+  training_cm_.reset(matrix);
+  in >> elapsed_;
+  attributes_ = read_bits(in);
+  in >> ensemble_;
+  selection_ = read_enum<_FeatureSelection>(in, model::N_FEATURE_SELECTIONS);
+  in >> name_ >> n_trees >> conf_level_ >> min_obj_;
+  pruning_ = read_enum<_PruningStrategy>(in, model::N_PRUNING_STRATEGIES);
+  split_type_ = read_enum<_SplitType>(in, model::N_SPLIT_TYPES);
+  table* schema = nullptr;
+  in >> schema;
+  table_.reset(schema);
+  require(table_ || n_trees == 0, k_no_table);
+  require(ensemble_ || n_trees <= 1, k_bad_trees);
+  for (unsigned long i = 0; i < n_trees; ++i) {  // grows with what is read
+    trees_.push_back(std::make_unique<decision_tree>());
+    trees_.back()->bin_in(in, table_.get(), nullptr);
+  }
+  n_trees_ = n_trees == 0 ? 1 : n_trees;
+  check_read();
+}
+
+/// Refuses parts that do not belong together.
+void dtree::check_read() const {
+  require(conf_level_ > 0 && conf_level_ <= 1, k_bad_parameter);
+  require(min_obj_ > 0, k_bad_parameter);
+  if (!table_) return;
+  require(!attributes_ || attributes_->size() == table_->n_attributes(), k_bad_attributes);
+  require(!training_cm_ || fits(*training_cm_, *table_), k_bad_matrix);
+}
+
+obinstream& operator<<(obinstream& out, const dtree& model) {
+  model.bin_out(out);
+  return out;
+}
+
+ibinstream& operator>>(ibinstream& in, dtree& model) {
+  model.bin_in(in);
+  return in;
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,145 @@
+// Nodes and trees to and from binary streams, in pre-order, without recursion.
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+#include "impls/trees/decision_tree.h"
+#include "zel/adt/tree_walk.h"
+#include "zel/inpout/binstream.h"
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr char k_bad_position[] = "a node that is not the branch it should be";
+constexpr char k_bad_kind[] = "a node that is neither leaf nor split node";
+constexpr char k_bad_class[] = "a node's majority class that does not exist";
+constexpr char k_bad_weight[] = "a node's weight that is no weight";
+constexpr char k_no_distribution[] = "a node without class weights";
+constexpr char k_bad_attribute[] = "a test of an attribute that cannot be tested";
+constexpr char k_bad_threshold[] = "a threshold that is no code of its attribute";
+constexpr char k_bad_children[] = "a node with a wrong number of children";
+constexpr char k_no_child[] = "a child is missing";
+
+using zel::inpout::ibinstream;
+using zel::inpout::obinstream;
+
+constexpr unsigned long k_working_bytes = 16;  // of an active node, for each attribute
+constexpr unsigned long k_case_bytes = 16;
+
+void require(bool good, const char* otherwise) {
+  if (!good) throw std::runtime_error(otherwise);
+}
+
+bool is_weight(double w) { return std::isfinite(w) && w >= 0; }
+
+void skip_cases(ibinstream& in) {
+  if (!in.read_presence()) return;
+  unsigned long n = 0;
+  in >> n;
+  for (; n > 0; --n) in.skip(k_case_bytes);
+}
+
+bool is_cut(const table& t, unsigned long attribute) {
+  return t.column_of(attribute).type() == column::CONTINUOUS;
+}
+
+}  // namespace
+
+void decision_node::bin_out(obinstream& out, const table* t) const {
+  const unsigned long n_codes = t->n_class_codes();
+  out << position_ << static_cast<unsigned char>(status_) << /*active=*/false << weight_ << n_cases_
+      << fraction_ << leaf_class_ << (distribution_ != nullptr);
+  if (distribution_) out.write_array(std::span<const double>(distribution_.get(), n_codes));
+  out << /*cases=*/false << error_;
+  if (status_ != SPLIT_NODE) return;
+  out << attribute_;
+  if (is_cut(*t, attribute_)) out << threshold_;
+}
+
+void decision_node::bin_in(ibinstream& in, const table* t) {
+  unsigned int position = 0;
+  unsigned char kind = 0;
+  bool active = false;
+  in >> position >> kind >> active;
+  require(position == position_, k_bad_position);
+  require(kind == LEAF || kind == SPLIT_NODE, k_bad_kind);
+  status_ = static_cast<status>(kind);
+  read_statistics(in, *t);
+  if (active && in.read_presence()) in.skip(k_working_bytes * t->n_attributes());
+  skip_cases(in);
+  in >> error_;
+  if (status_ == SPLIT_NODE) read_test(in, *t);
+}
+
+void decision_node::read_statistics(ibinstream& in, const table& t) {
+  const unsigned long n_codes = t.n_class_codes();
+  in >> weight_ >> n_cases_ >> fraction_ >> leaf_class_;
+  require(is_weight(weight_) && is_weight(fraction_), k_bad_weight);
+  require(leaf_class_ < n_codes, k_bad_class);
+  require(in.read_presence(), k_no_distribution);
+  const std::vector<double> distribution = in.read_array<double>(n_codes);
+  require(std::ranges::all_of(distribution, is_weight), k_bad_weight);
+  distribution_ = std::make_unique_for_overwrite<double[]>(n_codes);
+  std::ranges::copy(distribution, distribution_.get());
+}
+
+void decision_node::read_test(ibinstream& in, const table& t) {
+  in >> attribute_;
+  require(attribute_ < t.n_attributes(), k_bad_attribute);
+  const column& tested = t.column_of(attribute_);
+  const unsigned long known = tested.values()->size_of_known();
+  require(tested.type() != column::IGNORE && known > 0, k_bad_attribute);
+  if (!is_cut(t, attribute_)) return;
+  in >> threshold_;
+  require(threshold_ >= 1 && threshold_ <= static_cast<double>(known), k_bad_threshold);
+  require(std::trunc(threshold_) == threshold_, k_bad_threshold);
+}
+
+void decision_tree::bin_out(obinstream& out, const table* t) const {
+  zel::adt::walk(
+      *this,
+      [&](const decision_tree& tree, unsigned long level) {
+        if (level > 0) out << /*present=*/true;
+        tree.get_node()->bin_out(out, t);
+        out << static_cast<unsigned long>(tree.get_no_childs());
+        return true;
+      },
+      [](const decision_tree&, unsigned long) {});
+}
+
+void decision_tree::bin_in(ibinstream& in, const table* t, decision_node* father) {
+  // The trees from the root to the one that is read. Their children wait here until all of them
+  // are read, so that the number of children takes no memory before they come.
+  struct step {
+    decision_tree* tree;
+    unsigned long n;
+    std::vector<std::unique_ptr<decision_tree>> children;
+  };
+  std::vector<step> path;
+  const auto begin = [&](decision_tree& tree, decision_node* above, unsigned int position) {
+    tree.set_node(new decision_node(above, position));
+    decision_node& node = *tree.get_node();
+    node.bin_in(in, t);
+    path.push_back({&tree, 0, {}});
+    in >> path.back().n;
+    const unsigned long branches = node.is_split() ? node.get_no_of_splits(*t) : 0;
+    require(path.back().n == branches, k_bad_children);
+  };
+  begin(*this, father, 0);
+  while (!path.empty()) {
+    step& top = path.back();
+    if (top.children.size() < top.n) {
+      require(in.read_presence(), k_no_child);
+      top.children.push_back(std::make_unique<decision_tree>());
+      begin(*top.children.back(), top.tree->get_node(),
+            static_cast<unsigned int>(top.children.size()));  // `top` is gone from here
+      continue;
+    }
+    top.tree->set_capacity(static_cast<unsigned int>(top.n));
+    for (auto& child : top.children) top.tree->push_back_child(child.release());
+    path.pop_back();
+  }
+}
+
+}  // namespace orvik::impls

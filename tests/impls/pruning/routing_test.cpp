@@ -1,0 +1,73 @@
+// Lists on a stack against the lists of the columns themselves.
+#include "impls/pruning/routing.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "impls/support/stock_tables.h"
+
+using namespace orvik::impls;
+using pruning::weighted_row;
+
+namespace {
+
+/// Random rows of two discrete and two continuous columns without unknown values.
+std::unique_ptr<table> known_table(unsigned long rows) {
+  std::mt19937_64 draw(5);
+  std::string data;
+  for (unsigned long i = 0; i < rows; ++i) {
+    data += std::to_string(draw() % 4) + "," + std::to_string(draw() % 2) + "," +
+            std::to_string(draw() % 9) + "," + std::to_string(draw() % 900) + ",c" +
+            std::to_string(i % 2) + "\n";
+  }
+  return make_table(
+      "a,string,discrete\nb,string,discrete\nn,integer,continuous\nm,integer,continuous\n"
+      "c,string,class\n",
+      data);
+}
+
+std::vector<weighted_row> list_of(std::span<const weighted_row> cases) {
+  return {cases.begin(), cases.end()};
+}
+
+/// Splits the top by the columns from `attribute` on and compares it with what the columns make of
+/// `cases`, branch by branch: those below must still be there when the first ones are finished.
+void expect_branches(pruning::case_stack& stack, const table& t, const case_list& cases,
+                     unsigned long attribute) {
+  if (attribute == t.n_attributes()) {
+    EXPECT_EQ(list_of(stack.top()), list_of(cases));
+    stack.pop();
+    return;
+  }
+  const column& tested = t.column_of(attribute);
+  if (tested.type() == column::IGNORE) return expect_branches(stack, t, cases, attribute + 1);
+  const unsigned long known = tested.values()->size_of_known();
+  const bool continuous = tested.type() == column::CONTINUOUS;
+  const unsigned long n = continuous ? 2 : known, threshold = continuous ? known / 3 : 0;
+  double total = 0;
+  for (const auto& [row, weight] : cases) total += weight;
+
+  const auto expected = tested.split(cases, n, total, threshold);
+  std::vector<double> shares(n);
+  pruning::find_shares(tested, stack.top(), threshold, total, shares);
+  stack.split(tested, n, threshold, shares);
+  for (unsigned long b = 0; b < n; ++b) {
+    EXPECT_EQ(shares[b], expected[b].fraction);
+    expect_branches(stack, t, *expected[b].cases, attribute + 1);
+  }
+}
+
+TEST(case_stack, has_the_lists_of_the_columns_in_their_order) {
+  for (const auto& t : {mixed_table(700, 3, true), known_table(700)}) {
+    std::mt19937_64 draw(1);
+    case_list cases;
+    for (int i = 0; i < 900; ++i) {
+      cases.emplace_back(draw() % 700, 0.1 * static_cast<double>(draw() % 20));
+    }
+    pruning::case_stack stack(cases);
+    expect_branches(stack, *t, cases, 0);
+  }
+}
+
+}  // namespace

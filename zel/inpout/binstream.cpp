@@ -1,0 +1,178 @@
+#include "zel/inpout/binstream.h"
+
+#include <zlib.h>
+
+#include <array>
+#include <cerrno>
+#include <limits>
+#include <stdexcept>
+
+#include "zel/inpout/iobuf.h"
+#include "zel/inpout/iofile.h"
+#include "zel/inpout/iogz.h"
+
+namespace zel::inpout {
+
+namespace {
+
+constexpr char k_no_reason[] = "Error description not available";
+constexpr char k_truncated[] = "truncated after byte ";
+constexpr char k_not_a_flag[] = "no flag at byte ";
+constexpr char k_more[] = "more data than expected after byte ";
+constexpr char k_long_double[] = "long double values need the format of x86-64";
+
+constexpr unsigned long k_buffer = 64000;
+constexpr unsigned long k_transfer = 1UL << 30;  // more than a connection takes at once
+
+/// Bytes of a long double that have a meaning, and in a file.
+constexpr std::size_t k_extended = 10;
+constexpr std::size_t k_stored_extended = 16;
+
+void require_extended() {
+  constexpr bool is_extended = std::numeric_limits<long double>::digits == 64 &&
+                               sizeof(long double) == k_stored_extended &&
+                               std::endian::native == std::endian::little;
+  if (!is_extended) throw std::runtime_error(k_long_double);
+}
+
+std::unique_ptr<ioconn> open_compressed(const std::string& name) {
+  auto conn = std::make_unique<iogz>();
+  if (!conn->open(name, mode_read, 1, Z_DEFAULT_STRATEGY)) return nullptr;
+  return conn;
+}
+
+std::unique_ptr<ioconn> open_plain(const std::string& name) {
+  constexpr int k_permissions = 0644;
+  auto file = std::make_unique<iofile>();
+  if (!file->open(name, mode_read, k_permissions)) return nullptr;
+  auto buffered = std::make_unique<iobuf>();
+  buffered->open(file.release(), /*owns=*/true, k_buffer);
+  return buffered;
+}
+
+void close_and_delete(ioconn* conn) {
+  conn->close();
+  delete conn;
+}
+
+}  // namespace
+
+std::string system_reason(int code) {
+  return code == 0 ? std::string(k_no_reason) : std::string(std::strerror(code));
+}
+
+obinstream::~obinstream() {
+  if (owns_) close_and_delete(conn_);
+}
+
+obinstream& obinstream::operator<<(const char* text) {
+  if (text == nullptr) return *this << false;
+  return *this << std::string(text);
+}
+
+obinstream& obinstream::operator<<(const std::string& text) {
+  *this << true << static_cast<unsigned long>(text.size());
+  write(text.data(), text.size());
+  return *this;
+}
+
+void obinstream::write_item(long double item) {
+  require_extended();
+  std::array<unsigned char, k_stored_extended> bytes{};
+  std::memcpy(bytes.data(), &item, k_extended);  // what lies behind is not the value's
+  write(bytes.data(), bytes.size());
+}
+
+void obinstream::write(const void* bytes, unsigned long count) {
+  const auto* from = static_cast<const char*>(bytes);
+  while (count > 0) {
+    const unsigned long piece = std::min(count, k_transfer);
+    if (conn_->write(from, static_cast<long>(piece)) != static_cast<long>(piece)) return;
+    from += piece;
+    count -= piece;
+  }
+}
+
+void obinstream::close() {
+  conn_->close();
+  if (!conn_->failed()) return;
+  throw std::runtime_error(conn_->error().empty() ? k_no_reason : conn_->error());
+}
+
+ibinstream::ibinstream(const std::string& file_name, bool compressed) : owns_(true) {
+  errno = 0;
+  std::unique_ptr<ioconn> conn = compressed ? open_compressed(file_name) : open_plain(file_name);
+  if (!conn) throw std::runtime_error("File: " + file_name + ": " + system_reason(errno));
+  conn_ = conn.release();
+}
+
+ibinstream::~ibinstream() {
+  if (owns_) close_and_delete(conn_);
+}
+
+ibinstream& ibinstream::operator>>(bool& value) {
+  unsigned char byte = 0;
+  *this >> byte;
+  if (byte > 1) throw std::runtime_error(k_not_a_flag + std::to_string(position_));
+  value = byte == 1;
+  return *this;
+}
+
+ibinstream& ibinstream::operator>>(long double& value) {
+  require_extended();
+  std::array<unsigned char, k_stored_extended> bytes;
+  read(bytes.data(), bytes.size());
+  value = 0;
+  std::memcpy(&value, bytes.data(), k_extended);
+  return *this;
+}
+
+ibinstream& ibinstream::operator>>(std::string& text) {
+  text.clear();
+  if (!read_presence()) return *this;
+  unsigned long length = 0;
+  *this >> length;
+  const std::vector<char> bytes = read_array<char>(length);
+  text.assign(bytes.begin(), std::find(bytes.begin(), bytes.end(), '\0'));
+  return *this;
+}
+
+bool ibinstream::read_presence() {
+  bool present = false;
+  *this >> present;
+  return present;
+}
+
+void ibinstream::skip(unsigned long count) {
+  std::array<char, 4096> unwanted;
+  while (count > 0) {
+    const unsigned long piece = std::min<unsigned long>(count, unwanted.size());
+    read(unwanted.data(), piece);
+    count -= piece;
+  }
+}
+
+void ibinstream::require_end() {
+  char more;
+  if (read_some(&more, 1) != 0) throw std::runtime_error(k_more + std::to_string(position_ - 1));
+}
+
+void ibinstream::read(void* bytes, unsigned long count) {
+  auto* to = static_cast<char*>(bytes);
+  while (count > 0) {
+    const long got = read_some(to, count);
+    if (got == 0) throw std::runtime_error(k_truncated + std::to_string(position_));
+    to += got;
+    count -= static_cast<unsigned long>(got);
+  }
+}
+
+/// @return 0 at the end.
+long ibinstream::read_some(void* bytes, unsigned long count) {
+  const long got = conn_->read(bytes, static_cast<long>(std::min(count, k_transfer)));
+  if (got < 0) throw std::runtime_error(conn_->error().empty() ? k_no_reason : conn_->error());
+  position_ += static_cast<unsigned long>(got);
+  return got;
+}
+
+}  // namespace zel::inpout
