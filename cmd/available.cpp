@@ -18,11 +18,6 @@ struct unavailable_row {
 };
 
 template <auto Member>
-bool given(const options& opt) {
-  return !(opt.*Member).empty();
-}
-
-template <auto Member>
 bool is_set(const options& opt) {
   return opt.*Member;
 }
@@ -38,10 +33,6 @@ constexpr unavailable_row k_unavailable[] = {
     {"-sbe", is<&options::feature_selection, model::BACKWARD>},
     {"-dtsbe", is<&options::feature_selection, model::OPTIMISED_BACKWARD>},
     {"-as", is<&options::feature_selection, model::ACCEPTABLE_SUBSET>},
-    {"-x", given<&options::xml_file>},
-    {"-d", given<&options::dot_file>},
-    {"-xstd", is_set<&options::xml_stdout>},
-    {"-dstd", is_set<&options::dot_stdout>},
 };
 
 }  // namespace

@@ -33,7 +33,11 @@ std::unique_ptr<orvik::table> load_save_table(const options& opt, std::ostream* 
 training buildtree(const options& opt, orvik::table* t, _cv_errors& errors, std::ostream* log,
                    std::ostream* trace);
 
-/// Writes the reports on the training cases and on the hold-out, and the model's text.
+/// Writes the forms of a model that are for programs. `pmml` and `json` may be null.
+void write_documents(const orvik::dtree& model, std::ostream* pmml, std::ostream* json);
+
+/// Writes the graph, the reports on the training cases, the hold-out and the test file, the
+/// model's text and its XML with the matrix of the last of these tests, and scores.
 /// `text`, `xml` and `dot` may be null.
 void test_save_tree(const options& opt, orvik::table* t, orvik::dtree* model,
                     orvik::table::subset* holdout, _cv_errors& errors, std::ostream* log,

@@ -27,6 +27,7 @@ void train_and_save(const options& opt, outputs& out) {
                          : buildtree(opt, table.get(), errors, out.log(), out.trace());
   }
   if (result.model) {
+    write_documents(*result.model, out.pmml(), out.json());
     test_save_tree(opt, table.get(), result.model.get(), result.holdout.get(), errors, out.log(),
                    out.text(), out.xml(), out.dot());
   }

@@ -251,6 +251,8 @@ constexpr option_row k_options[] = {
     {"-t", set_text_file},
     {"-x", set_file<&options::xml_file>},
     {"-d", set_file<&options::dot_file>},
+    {"-pmml", set_file<&options::pmml_file>},
+    {"-json", set_file<&options::json_file>},
     {"-s", set_file<&options::score_output_file>},
     {"-oerr", set_to<&options::ordinal_errors, 1>},
     {"-lstd", set_to<&options::log_stdout, true>},

@@ -51,6 +51,8 @@ class options {
   std::string text_file;
   std::string xml_file;
   std::string dot_file;
+  std::string pmml_file;
+  std::string json_file;
   std::string log_file;  ///< appended to; given, it wins over log_stdout
   bool text_stdout = false;
   bool log_stdout = true;

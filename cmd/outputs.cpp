@@ -113,6 +113,8 @@ std::vector<run_file> output_files(const options& opt) {
   add_file(files, "trace file ", opt.trace_file);
   add_file(files, "tree XML output file ", opt.xml_file);
   add_file(files, "tree DOT output file ", opt.dot_file);
+  add_file(files, "PMML output file ", opt.pmml_file);
+  add_file(files, "JSON output file ", opt.json_file);
   add_file(files, "binary data output file ", opt.binary_data_output, /*replaced=*/true);
   add_file(files, "binary tree output file ", opt.tree_binary_output, /*replaced=*/true);
   add_file(files, "score output file ", opt.score_output_file);
@@ -173,7 +175,9 @@ outputs::outputs(const options& opt)
       text_(opt.text_stdout, opt.text_file, std::ios::trunc),
       trace_(false, opt.trace_file, std::ios::trunc),
       xml_(opt.xml_stdout, opt.xml_file, std::ios::trunc),
-      dot_(opt.dot_stdout, opt.dot_file, std::ios::trunc) {}
+      dot_(opt.dot_stdout, opt.dot_file, std::ios::trunc),
+      pmml_(false, opt.pmml_file, std::ios::trunc),
+      json_(false, opt.json_file, std::ios::trunc) {}
 
 outputs::~outputs() { end_log(); }
 
@@ -189,7 +193,7 @@ void outputs::end_log() {
 }
 
 void outputs::close() {
-  for (output* each : {&log_, &text_, &trace_, &xml_, &dot_}) each->close();
+  for (output* each : {&log_, &text_, &trace_, &xml_, &dot_, &pmml_, &json_}) each->close();
 }
 
 }  // namespace orvcmd

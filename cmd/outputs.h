@@ -1,6 +1,6 @@
-/// The output streams of one run: log, text, trace, XML and DOT, each on standard output, in a
-/// file or absent. Files are checked as a whole before the first is opened, so that a refused
-/// command line leaves every file as it was.
+/// The output streams of one run: log, text, trace, XML, DOT, PMML 4.4 and JSON, each on standard
+/// output, in a file or absent. Files are checked as a whole before the first is opened, so that a
+/// refused command line leaves every file as it was.
 #pragma once
 
 #include <fstream>
@@ -65,6 +65,8 @@ class outputs {
   std::ostream* trace() { return trace_.stream(); }
   std::ostream* xml() { return xml_.stream(); }
   std::ostream* dot() { return dot_.stream(); }
+  std::ostream* pmml() { return pmml_.stream(); }
+  std::ostream* json() { return json_.stream(); }
 
   /// Starts the log, if any, with `banner`.
   void begin_log(std::string_view banner);
@@ -76,7 +78,7 @@ class outputs {
   void close();
 
  private:
-  output log_, text_, trace_, xml_, dot_;
+  output log_, text_, trace_, xml_, dot_, pmml_, json_;
   bool in_log_ = false;  // the log is in the middle of a line
 };
 

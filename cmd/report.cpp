@@ -74,42 +74,66 @@ void report_importance(const std::vector<orvik::attribute_importance>& all, std:
   out.precision(precision);
 }
 
+/// On the stream of the log, which is in the middle of a line, a report begins with a new one.
+void begin_report(const std::ostream* log, std::ostream* out) {
+  if (out == log) *out << '\n';
+}
+
+void write_dot(const dtree& model, const std::ostream* log, std::ostream* dot) {
+  if (dot == nullptr) return;
+  begin_report(log, dot);
+  model.toDOT(*dot);
+}
+
 }  // namespace
 
+void write_documents(const dtree& model, std::ostream* pmml, std::ostream* json) {
+  if (pmml != nullptr) model.toPMML(*pmml);
+  if (json != nullptr) model.toJSON(*json);
+}
+
 void test_save_tree(const options& opt, table* t, dtree* model, table::subset* holdout,
-                    _cv_errors& errors, std::ostream* log, std::ostream* text, std::ostream*,
-                    std::ostream*) {
+                    _cv_errors& errors, std::ostream* log, std::ostream* text, std::ostream* xml,
+                    std::ostream* dot) {
   if (!opt.tree_binary_output.empty()) {
     save_or_report(opt.tree_binary_output, [&] { model->toBinary(opt.tree_binary_output); });
     log_line(log, "Tree saved");
   }
+  write_dot(*model, log, dot);
   if (text != nullptr) {
-    if (text == log) *text << '\n';  // the log is in the middle of a line
+    begin_report(log, text);
     *text << orvik::get_copyright() << '\n';
     const std::unique_ptr<conf_matrix> cm(model->get_training_cm());
     if (cm) report_training(*cm, opt, *text);
     if (opt.cv_folds > 0) report_cross_validation(opt, errors, *text);
     if (opt.importance) report_importance(model->get_importance(t), *text);
   }
+  std::unique_ptr<conf_matrix> last_test;
   if (holdout != nullptr) {
     log_line(log, "Testing holdout on ", holdout->size(), " cases");
-    const std::unique_ptr<conf_matrix> cm(model->test(t, holdout, nullptr));
+    std::unique_ptr<conf_matrix> cm(model->test(t, holdout, nullptr));
     if (text != nullptr) {
-      if (text == log) *text << '\n';
+      begin_report(log, text);
       report_errors("MISCLASSIFICATION on holdout test: ", *cm, opt, *text);
     }
     log_line(log, " + time: ", cm->get_elapsed(), " secs");
+    last_test = std::move(cm);
   }
   if (!opt.test_file.empty()) {
     log_line(log, "Testing data");
-    const file_test test = test_on_file(opt, *model);
+    file_test test = test_on_file(opt, *model);
     if (text != nullptr) {
-      if (text == log) *text << '\n';
+      begin_report(log, text);
       report_errors("MISCLASSIFICATION on test file: ", *test.matrix, opt, *text);
     }
     log_file_test(log, test);
+    last_test = std::move(test.matrix);
   }
   if (text != nullptr) model->toTEXT(*text);
+  if (xml != nullptr) {
+    if (xml != text) begin_report(log, xml);
+    model->toXML(*xml, last_test.get());
+  }
   if (!opt.score_data_file.empty()) score_file(opt, *model, log);
 }
 

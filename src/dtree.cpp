@@ -131,6 +131,12 @@ std::string dtree::attributes(table* t) const {
   return impl_->get_attributes(required(t, k_no_attributes));
 }
 void dtree::toTEXT(std::ostream& out) const { impl_->toTEXT(out, 0); }
+void dtree::toDOT(std::ostream& out) const { impl_->toDOT(out); }
+void dtree::toXML(std::ostream& out, const conf_matrix* test) const {
+  impl_->toXML(out, test == nullptr ? nullptr : test->get_impl());
+}
+void dtree::toPMML(std::ostream& out) const { impl_->toPMML(out); }
+void dtree::toJSON(std::ostream& out) const { impl_->toJSON(out); }
 
 void dtree::toBinary(const std::string& file) const {
   write_binary(file, [this](zel::inpout::obinstream& out) {

@@ -1,17 +1,16 @@
 #include "orvik/orvik.h"
 
+#include "impls/identity.h"
 #include "zel/util/parallel.h"
 #include "zel/util/seed.h"
 
 namespace orvik {
 
-const char* get_version() { return "2.2.0"; }
+const char* get_version() { return impls::k_version; }
 
 int get_build() { return 20200; }
 
-const char* get_copyright() {
-  return "Orvik version 2.2.0 - The Orvik authors, all rights reserved";
-}
+const char* get_copyright() { return impls::k_copyright; }
 
 unsigned long get_n_workers() { return zel::util::parallel::n_workers; }
 

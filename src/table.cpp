@@ -73,4 +73,15 @@ table::subset* table::get_wsubset_difference(subset* s) const {
   return new subset(impl_->get_difference(*s->get_impl()));
 }
 
+void table::toXML_data_dictionary(std::ostream& out) const { impl_->toXML_data_dictionary(out); }
+
+void table::toXML_mining_schema(std::ostream& out) const {
+  impl_->toXML_mining_schema(out, nullptr);
+}
+
+void table::toCSV(std::ostream& out, const subset* cases, bool header) const {
+  const std::unique_ptr<subset> all(cases == nullptr ? get_wsubset_all() : nullptr);
+  impl_->toCSV(out, *(all ? all.get() : cases)->get_impl(), header);
+}
+
 }  // namespace orvik

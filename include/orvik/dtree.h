@@ -115,8 +115,20 @@ class dtree {
   /// Numbers of the usable attributes, separated by ",".
   std::string attributes(table* t) const;
 
+  // Renderings; docs/formats.md describes them. Each throws std::runtime_error before a build.
+
   /// Indented text. Leaves the stream in fixed notation with one decimal.
   void toTEXT(std::ostream& out) const;
+  /// A graph for Graphviz. Numbers are written in the format that the stream has.
+  void toDOT(std::ostream& out) const;
+  /// PMML 2.0 with the training confusion matrix and that of a test (may be null). Begins with the
+  /// format that the stream has and leaves it in fixed notation with three decimals.
+  void toXML(std::ostream& out, const conf_matrix* test) const;
+  /// PMML 4.4. Throws std::runtime_error for a name or value that XML cannot hold. Does not use
+  /// the format of the stream, nor does toJSON().
+  void toPMML(std::ostream& out) const;
+  /// A JSON document with all that scoring rows needs.
+  void toJSON(std::ostream& out) const;
 
   /// Saves the model in the binary form of models, compressed: parameters, trees, the confusion
   /// matrix of training and the schema of the training table, none of its rows. Files and errors

@@ -59,6 +59,12 @@ class table {
   /// The rows that `s` does not hold, ascending. Sorts `s` by row.
   [[nodiscard]] subset* get_wsubset_difference(subset* s) const;
 
+  /// The DataDictionary and the MiningSchema element of a PMML 2.0 document.
+  void toXML_data_dictionary(std::ostream& out) const;
+  void toXML_mining_schema(std::ostream& out) const;
+  /// A line a case of `cases` (null: all rows): its values, separated by "," and not quoted; with
+  /// `header` under a line of the column names.
+  void toCSV(std::ostream& out, const subset* cases, bool header) const;
   /// Saves schema, values and rows in the binary form of tables, compressed. The file appears
   /// under its name only when it is complete; until then an older file of that name stays.
   /// Throws std::runtime_error, naming the file, when it cannot be written.

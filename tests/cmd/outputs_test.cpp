@@ -5,6 +5,7 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "program.h"
 #include "scratch_folder.h"
 
 namespace orvcmd {
@@ -84,6 +85,7 @@ TEST_F(output_files, are_all_compared) {
                        &options::binary_data_input, &options::tree_binary_input};
   const auto file_outputs = {&options::log_file,           &options::text_file,
                              &options::trace_file,         &options::xml_file,
+                             &options::pmml_file,          &options::json_file,
                              &options::dot_file,           &options::binary_data_output,
                              &options::tree_binary_output, &options::score_output_file};
   for (const auto output : file_outputs) {
@@ -170,15 +172,11 @@ TEST_F(output_files, may_be_absent_or_on_standard_output) {
 }
 
 TEST_F(output_files, that_lost_content_are_named_when_closed) {
-  options opt;
-  opt.dot_file = "/dev/full";
-  outputs out(opt);
-  *out.dot() << "digraph";
-  try {
-    out.close();
-    ADD_FAILURE() << "a full disk went unnoticed";
-  } catch (const std::runtime_error& error) {
-    EXPECT_STREQ(error.what(), "Cannot write to /dev/full");
+  for (const char* const option : {"-t", "-x", "-d", "-pmml", "-json"}) {
+    const program_result run = run_program(std::string("-nl -f ") + ORVIK_ROOT + "/examples/golf " +
+                                           option + " /dev/full");
+    EXPECT_EQ(run.out, "Cannot write to /dev/full\n") << option;
+    EXPECT_EQ(run.status, 255);
   }
 }
 

@@ -235,6 +235,21 @@ TEST_F(run_training, prints_the_same_report_on_standard_output) {
   EXPECT_EQ(read("out"), text);
 }
 
+TEST_F(run_training, writes_graph_report_and_xml_in_this_order) {
+  const std::string text = report("-f t -hd 70 -ft t.data -d dot -x xml");
+  EXPECT_EQ(run_program("-nl -f t -hd 70 -ft t.data -dstd").out, read("dot"));
+  EXPECT_EQ(run_program("-nl -f t -hd 70 -ft t.data -xstd").out, read("xml"));
+  const std::string all = run_program("-nl -f t -hd 70 -ft t.data -tstd -dstd -xstd").out;
+  EXPECT_TRUE(all.starts_with(read("dot") + text + "<PMML version=\"2.0\">\n"));
+
+  // The last test is the one told of: that of the file, whose case weights sum to 61.5.
+  EXPECT_GT(number_in(read("xml"), "<X-ConfusionMatrixTest .*x-totalInst = \"", "\""), 61.4);
+  report("-f t -hd 70 -x xml");
+  EXPECT_LT(number_in(read("xml"), "<X-ConfusionMatrixTest .*x-totalInst = \"", "\""), 25);
+  report("-f t -x xml");
+  EXPECT_EQ(read("xml").find("ConfusionMatrixTest"), std::string::npos);
+}
+
 TEST_F(run_training, keeps_log_and_report_on_lines_of_their_own) {
   std::istringstream both(run_program("-f t -hd 70 -oerr -tstd -ft t.data -fs t.data").out);
   std::string others = "No score output file provided!\n";

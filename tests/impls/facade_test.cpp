@@ -1,6 +1,7 @@
 // The public handles: what they add to what they forward to.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -77,6 +78,15 @@ TEST_F(golf_handles, take_all_rows_for_no_cases_and_refuse_no_table) {
   EXPECT_THROW(model.attributes(nullptr), std::runtime_error);
   EXPECT_THROW(model.prune(nullptr, nullptr), std::runtime_error);
   EXPECT_THROW(model.build(nullptr, nullptr), std::runtime_error);
+}
+
+TEST_F(golf_handles, write_all_rows_for_no_cases) {
+  const std::unique_ptr<table::subset> first(t.get_wsubset_first_n(1));
+  std::ostringstream one, all;
+  t.toCSV(one, first.get(), true);
+  t.toCSV(all, nullptr, true);
+  EXPECT_EQ(one.str(), "outlook,temperature,humidity,windy,play\nsunny,85,85,false,no\n");
+  EXPECT_EQ(std::ranges::count(all.str(), '\n'), 15);
 }
 
 TEST(handles, of_nothing_can_be_destroyed) { const conf_matrix none(nullptr); }

@@ -114,5 +114,24 @@ TEST(to_xml, writes_the_five_special_characters_as_entities) {
   EXPECT_EQ(string_util::toXML(std::string("\0<", 2)), std::string("\0&lt;", 5));
 }
 
+TEST(is_utf8, knows_the_ends_of_every_range) {
+  for (const char* text :
+       {"", "a\x7f", "\xc2\x80", "\xdf\xbf", "\xe0\xa0\x80", "\xec\xbf\xbf", "\xed\x9f\xbf",
+        "\xee\x80\x80", "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf"}) {
+    EXPECT_TRUE(string_util::is_utf8(std::string(text) + 'z')) << text;
+  }
+  for (const char* text : {"\x80", "\xbf", "\xc1\xbf", "\xc3", "\xc3z", "\xe0\x9f\xbf",
+                           "\xed\xa0\x80", "\xe1\x80", "\xe1\x80z", "\xf0\x8f\xbf\xbf",
+                           "\xf4\x90\x80\x80", "\xf1\x80\x80", "\xf5\x80\x80\x80", "\xff"}) {
+    EXPECT_FALSE(string_util::is_utf8(text)) << text;
+  }
+  std::string bytes;
+  for (int byte = 1; byte < 256; ++byte) bytes += static_cast<char>(byte);
+  const std::string utf8 = string_util::utf8_of_latin1(bytes);
+  EXPECT_TRUE(string_util::is_utf8(utf8));
+  EXPECT_EQ(utf8.size(), 127u + 2 * 128);
+  EXPECT_TRUE(utf8.ends_with("\xc3\xbe\xc3\xbf"));
+}
+
 }  // namespace
 }  // namespace zel::util

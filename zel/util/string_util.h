@@ -1,7 +1,8 @@
-// Texts to integers, texts to XML.
+// Texts to integers, texts to XML, encodings of texts.
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace zel::util::string_util {
 
@@ -17,5 +18,11 @@ extern template void str2int<unsigned int>(const char* s, unsigned int& out);
 
 /// @return `text` with & ' " < > written as entities and every other byte kept.
 std::string toXML(const std::string& text);
+
+/// Whether `text` is UTF-8: no overlong form, no surrogate, nothing past U+10FFFF.
+bool is_utf8(std::string_view text);
+
+/// @return the ISO-8859-1 `text` in UTF-8.
+std::string utf8_of_latin1(std::string_view text);
 
 }  // namespace zel::util::string_util

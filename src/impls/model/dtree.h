@@ -130,7 +130,16 @@ class dtree : private zel::util::nocopy {
   /// Seconds of the last build, of the pruning alone after prune().
   double get_elapsed() const { return elapsed_; }
 
+  // Renderings. Each throws std::runtime_error before the first build.
+
   void toTEXT(std::ostream& out, unsigned long depth) const;
+  void toDOT(std::ostream& out) const;
+  /// PMML 2.0 with the training confusion matrix, if there is one, and `test`, which may be null.
+  void toXML(std::ostream& out, const conf_matrix* test) const;
+  /// PMML 4.4. Throws std::runtime_error for a text that XML cannot hold.
+  void toPMML(std::ostream& out) const;
+  /// All that predicting needs, as one JSON document.
+  void toJSON(std::ostream& out) const;
 
   /// Writes the model without the cases it was grown on: what is read again cannot be pruned with
   /// a strategy that needs them, and knows no out-of-bag error.

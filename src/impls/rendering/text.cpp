@@ -5,6 +5,7 @@
 #include <iomanip>
 
 #include "impls/model/dtree.h"
+#include "impls/rendering/description.h"
 #include "zel/adt/tree_walk.h"
 
 namespace orvik::impls {
@@ -14,25 +15,29 @@ namespace {
 constexpr char k_level[] = "|   ";
 
 void write_leaf(const table& t, const decision_node& node, std::ostream& out) {
-  out << ' ' << t.class_column().values()->get_value(node.get_leaf_class()) << " ("
-      << node.weight();
+  out << ' ' << printed_class(t, node) << " (" << node.weight();
   if (node.estimated_error() > 0) out << '/' << node.estimated_error();
   out << ')';
 }
 
-/// The condition of a split node's branch, counted from 0.
-void write_condition(const table& t, const decision_node& node, unsigned long branch,
-                     std::ostream& out) {
-  const column& tested = t.column_of(node.attribute());
-  out << tested.name();
-  if (tested.type() == column::DISCRETE) {
-    out << " = " << tested.values()->get_value(branch + 1) << ':';
-  } else if (tested.type() == column::CONTINUOUS) {
-    constexpr const char* k_operators[] = {" <= ", " > ", " unknown "};
-    out << k_operators[std::min(branch, 2UL)]
-        << tested.values()->get_value(static_cast<code_t>(node.threshold())) << " :";
-  } else {
-    out << " # unhandled type " << tested.get_type();
+void write_condition(const branch_test& test, std::ostream& out) {
+  out << test.tested->name();
+  switch (test.how) {
+    case branch_test::EQUAL:
+      out << " = " << test.printed_value() << ':';
+      break;
+    case branch_test::UP_TO:
+      out << " <= " << test.printed_value() << " :";
+      break;
+    case branch_test::ABOVE:
+      out << " > " << test.printed_value() << " :";
+      break;
+    case branch_test::UNKNOWN:
+      out << " unknown " << test.printed_value() << " :";
+      break;
+    case branch_test::UNHANDLED:
+      out << " # unhandled type " << test.tested->get_type();
+      break;
   }
 }
 
@@ -42,7 +47,7 @@ void set_number_format(std::ostream& out) { out << std::fixed << std::setprecisi
 
 void decision_node::toTEXT(const table& t, std::ostream& out, unsigned long branch) const {
   set_number_format(out);
-  is_split() ? write_condition(t, *this, branch, out) : write_leaf(t, *this, out);
+  is_split() ? write_condition(test_of_branch(t, *this, branch), out) : write_leaf(t, *this, out);
 }
 
 void decision_tree::toTEXT(const table& t, std::ostream& out, unsigned long depth) const {

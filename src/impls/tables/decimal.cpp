@@ -48,8 +48,17 @@ std::optional<T> parse_decimal(std::string_view text) {
   return negative ? -magnitude : magnitude;
 }
 
+template <class T>
+std::string shortest_decimal(T value) {
+  char room[64];  // a long double takes 28 at most
+  return {room, std::to_chars(room, room + sizeof room, value).ptr};
+}
+
 template std::optional<float> parse_decimal<float>(std::string_view);
 template std::optional<double> parse_decimal<double>(std::string_view);
 template std::optional<long double> parse_decimal<long double>(std::string_view);
+template std::string shortest_decimal<float>(float);
+template std::string shortest_decimal<double>(double);
+template std::string shortest_decimal<long double>(long double);
 
 }  // namespace orvik::impls

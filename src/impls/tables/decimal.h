@@ -3,6 +3,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace orvik::impls {
@@ -14,8 +15,15 @@ namespace orvik::impls {
 template <class T>
 std::optional<T> parse_decimal(std::string_view text);
 
+/// The shortest text that parse_decimal<T>() reads back to `value`, which must be finite.
+template <class T>
+std::string shortest_decimal(T value);
+
 extern template std::optional<float> parse_decimal<float>(std::string_view);
 extern template std::optional<double> parse_decimal<double>(std::string_view);
 extern template std::optional<long double> parse_decimal<long double>(std::string_view);
+extern template std::string shortest_decimal<float>(float);
+extern template std::string shortest_decimal<double>(double);
+extern template std::string shortest_decimal<long double>(long double);
 
 }  // namespace orvik::impls

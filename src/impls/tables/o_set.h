@@ -63,6 +63,8 @@ class o_set : private zel::util::nocopy {
   virtual bool get_order(const char* text, code_t& code) const;
   /// The text of a value. Throws for a code other than 0 while the set is open.
   virtual std::string get_value(code_t code) const;
+  /// The same, a number as the shortest decimal text that reads back to it in the set's type.
+  virtual std::string get_exact_value(code_t code) const { return get_value(code); }
   virtual double get_value_as_double(code_t code) const;
   /// Multiplies every value of a frozen numeric set.
   virtual void rescale(double factor);

@@ -287,6 +287,18 @@ std::string o_set_typed<T>::get_value(code_t code) const {
 }
 
 template <class T>
+std::string o_set_typed<T>::get_exact_value(code_t code) const {
+  if constexpr (std::is_floating_point_v<T>) {
+    if (code != k_unknown) {
+      require_frozen(k_value_unfrozen);
+      check_code(code);
+      return shortest_decimal(values_[code - 1]);
+    }
+  }
+  return get_value(code);
+}
+
+template <class T>
 double o_set_typed<T>::get_value_as_double(code_t code) const {
   if (code == k_unknown) throw std::runtime_error(k_number_of_missing);
   if constexpr (k_numeric) {

@@ -41,6 +41,7 @@ class o_set_typed : public o_set {
 
   bool get_order(const char* text, code_t& code) const override;
   std::string get_value(code_t code) const override;
+  std::string get_exact_value(code_t code) const override;
   double get_value_as_double(code_t code) const override;
   void rescale(double factor) override;
   [[nodiscard]] o_set* clone() const override;

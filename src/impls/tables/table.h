@@ -13,6 +13,7 @@
 
 #include "impls/tables/column.h"
 #include "impls/tables/types.h"
+#include "zel/adt/bitmap.h"
 #include "zel/inpout/stream.h"
 #include "zel/util/nocopy.h"
 
@@ -75,6 +76,16 @@ class table : private zel::util::nocopy {
   [[nodiscard]] case_list* get_random(unsigned long n) const;
   /// Every row that `cases` does not hold. Sorts `cases` by row.
   [[nodiscard]] case_list* get_difference(case_list& cases) const;
+
+  // Renderings; value sets must be frozen.
+
+  /// The DataDictionary element of a PMML 2.0 document: every column, in order.
+  void toXML_data_dictionary(std::ostream& out) const;
+  /// The MiningSchema element. `selection` (null: all) has a bit for every attribute.
+  void toXML_mining_schema(std::ostream& out, const zel::adt::bitmap* selection) const;
+  /// A line a case, its printable values separated by "," and neither quoted nor weighted; with
+  /// `header` under a line of the names.
+  void toCSV(std::ostream& out, const case_list& cases, bool header) const;
 
  private:
   friend class data_loader;

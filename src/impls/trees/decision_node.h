@@ -76,6 +76,9 @@ class decision_node : private zel::util::nocopy {
   /// Writes a leaf's class and weight, or a split node's condition for a branch (from 0).
   void toTEXT(const table& t, std::ostream& out, unsigned long branch) const;
 
+  /// Writes the PMML predicate that leads here, and of a leaf or an active node the weight of
+  /// every class.
+  void toXML(const table& t, std::ostream& out) const;
   /// Writes position, statistics and test; neither cases nor ranges, whether active or not.
   void bin_out(zel::inpout::obinstream& out, const table* t) const;
   /// Reads what bin_out() wrote into a new node, past cases and working data if there are any.

@@ -126,6 +126,11 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   // ---- rendering
 
   void toTEXT(const table& t, std::ostream& out, unsigned long depth) const;
+  /// Writes DOT statements; the root is node `id`. @return the highest number used or
+  /// left out below it; a sibling has the next one.
+  unsigned long toDOT(const table& t, std::ostream& out, unsigned long id) const;
+  /// Writes a PMML 2.0 Node element.
+  void toXML(const table& t, std::ostream& out) const;
 
   // ---- binary form
 

@@ -53,6 +53,17 @@ TYPED_TEST(decimal, reads_decimal_notation_whole) {
   EXPECT_EQ(parse_decimal<TypeParam>("0." + digits + "5e5000"), TypeParam{0.5});
 }
 
+TYPED_TEST(decimal, writes_the_shortest_text_that_reads_back) {
+  using limits = std::numeric_limits<TypeParam>;
+  const std::vector<std::pair<TypeParam, const char*>> rows = {
+      {0, "0"}, {TypeParam{1} / 4, "0.25"}, {-3, "-3"}, {*parse_decimal<TypeParam>("0.1"), "0.1"}};
+  for (const auto& [value, text] : rows) EXPECT_EQ(shortest_decimal(value), text);
+  for (const TypeParam value :
+       {limits::max(), limits::lowest(), limits::denorm_min(), limits::min(), TypeParam{1} / 3}) {
+    EXPECT_EQ(parse_decimal<TypeParam>(shortest_decimal(value)), value);
+  }
+}
+
 TYPED_TEST(decimal, refuses_every_other_notation) {
   for (const char* text :
        {"",      "+",   "-",     ".",       "-.",       "e5",      "1e",        "1e+",

@@ -129,6 +129,12 @@ TEST(deep_tree, is_written) {
   // A level has two conditions, "\nn <= 1 :" and "\nn > 1 :", each behind its bars; the first
   // has a leaf, " p (1.0)", and so has the last one.
   EXPECT_EQ(buffer.bytes, levels * (9 + 8 + 8) + 8 + 2 * 4 * (levels * (levels - 1) / 2));
+
+  // A level takes two numbers and leaves one out.
+  on_small_stack([&] { EXPECT_EQ(tree->toDOT(*t, out, 0), 3 * levels); });
+  buffer.bytes = 0;
+  on_small_stack([&] { tree->toXML(*t, out); });
+  EXPECT_GT(buffer.bytes, (2 * levels + 1) * 50);
 }
 
 }  // namespace

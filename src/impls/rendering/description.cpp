@@ -1,0 +1,37 @@
+#include "impls/rendering/description.h"
+
+#include "zel/util/string_util.h"
+
+namespace orvik::impls {
+
+using zel::util::string_util::is_utf8;
+
+branch_test test_of_branch(const table& t, const decision_node& split, unsigned long branch) {
+  const column& tested = t.column_of(split.attribute());
+  if (tested.type() == column::DISCRETE) return {&tested, branch_test::EQUAL, branch + 1};
+  if (tested.type() != column::CONTINUOUS) return {&tested, branch_test::UNHANDLED, k_unknown};
+  const auto cut = static_cast<code_t>(split.threshold());
+  if (branch > 1) return {&tested, branch_test::UNKNOWN, cut};
+  return {&tested, branch == 0 ? branch_test::UP_TO : branch_test::ABOVE, cut};
+}
+
+namespace {
+
+bool is_utf8_column(const column& c) {
+  if (!is_utf8(c.name()) || !is_utf8(c.values()->null_value())) return false;
+  if (!lists_values(c) || c.values()->is_numeric()) return true;
+  for (code_t code = 1; code <= c.values()->size_of_known(); ++code) {
+    if (!is_utf8(c.values()->get_value(code))) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+text_encoding encoding_of(const table& t, const std::string& model_name) {
+  bool utf8 = is_utf8(model_name);
+  for (unsigned long i = 0; utf8 && i < t.n_columns(); ++i) utf8 = is_utf8_column(t.get_column(i));
+  return utf8 ? text_encoding::UTF_8 : text_encoding::LATIN_1;
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,217 @@
+// Models as JSON: all that predicting needs, for programs.
+//
+// The nodes of a tree lie in one array, each before its children, which are named by their place
+// in it: readers need no recursion, and a tree may be as deep as memory allows. Classes are codes:
+// 0 is the unknown class, k the k-th value of the class column. docs/formats.md has the layout.
+// Numbers are the shortest texts that read back to the same value of their column's type.
+#include <rapidjson/writer.h>
+
+#include <cmath>
+
+#include "impls/identity.h"
+#include "impls/model/dtree.h"
+#include "impls/rendering/description.h"
+#include "impls/tables/decimal.h"
+#include "zel/adt/tree_walk.h"
+#include "zel/util/string_util.h"
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr char k_format[] = "orvik-model";
+constexpr unsigned k_format_version = 1;
+
+/// Where the writer's bytes go.
+class json_sink {
+ public:
+  using Ch = char;
+  explicit json_sink(std::ostream& out) : out_(out) {}
+  /// Does nothing on a stream that has failed, as the stream itself does.
+  void Put(char c) {
+    if (!out_) return;
+    if (out_.rdbuf()->sputc(c) == std::ostream::traits_type::eof()) out_.setstate(std::ios::badbit);
+  }
+  void Flush() {}
+  void line() { Put('\n'); }
+
+ private:
+  std::ostream& out_;
+};
+
+/// Writes the members of the document in order.
+class json_writer {
+ public:
+  json_writer(const table& t, const std::string& model_name, std::ostream& out)
+      : table_(t), encoding_(encoding_of(t, model_name)), sink_(out), json_(sink_) {}
+
+  void write(const dtree& model);
+
+ private:
+  void key(std::string_view name) { json_.Key(name.data(), size_of(name)); }
+  void text(const std::string& raw);
+  void number(const std::string& digits);
+  void number(double x);
+  void value(const column& c, code_t code);
+  void write_column(unsigned long i);
+  void write_columns();
+  void write_tree(const decision_tree& tree);
+  void write_node(const decision_tree& tree, const std::vector<unsigned long>& places);
+  void write_test(const decision_tree& tree, const std::vector<unsigned long>& places);
+  void write_class(const decision_node& leaf);
+
+  static rapidjson::SizeType size_of(std::string_view text) {
+    return static_cast<rapidjson::SizeType>(text.size());
+  }
+
+  const table& table_;
+  text_encoding encoding_;
+  json_sink sink_;
+  rapidjson::Writer<json_sink> json_;
+};
+
+void json_writer::text(const std::string& raw) {
+  const std::string utf8 =
+      encoding_ == text_encoding::UTF_8 ? raw : zel::util::string_util::utf8_of_latin1(raw);
+  json_.String(utf8.data(), size_of(utf8));
+}
+
+void json_writer::number(const std::string& digits) {
+  json_.RawValue(digits.data(), digits.size(), rapidjson::kNumberType);
+}
+
+/// JSON has no numbers beyond the finite ones.
+void json_writer::number(double x) {
+  std::isfinite(x) ? number(shortest_decimal(x)) : static_cast<void>(json_.Null());
+}
+
+void json_writer::value(const column& c, code_t code) {
+  const std::string exact = c.values()->get_exact_value(code);
+  c.values()->is_numeric() ? number(exact) : text(exact);
+}
+
+void json_writer::write_column(unsigned long i) {
+  const column& c = table_.get_column(i);
+  json_.StartObject();
+  key("name");
+  text(c.name());
+  key("type");
+  text(c.values()->is_ordered() ? "ostring" : c.values()->type());
+  key("role");
+  text(c.get_type());
+  key("unknown");
+  text(c.values()->null_value());
+  if (lists_values(c)) {
+    key("values");
+    json_.StartArray();
+    for (code_t code = 1; code <= c.values()->size_of_known(); ++code) value(c, code);
+    json_.EndArray();
+  }
+  json_.EndObject();
+}
+
+void json_writer::write_columns() {
+  key("columns");
+  json_.StartArray();
+  for (unsigned long i = 0; i < table_.n_columns(); ++i) {
+    sink_.line();
+    write_column(i);
+  }
+  json_.EndArray();
+  sink_.line();
+}
+
+void json_writer::write_test(const decision_tree& tree, const std::vector<unsigned long>& places) {
+  const decision_node& node = *tree.get_node();
+  const branch_test test = test_of_branch(table_, node, 0);
+  key("column");
+  json_.Uint64(table_.column_index_of(node.attribute()));
+  if (test.how == branch_test::UP_TO) {
+    key("threshold");
+    value(*test.tested, test.code);
+  }
+  key("children");
+  json_.StartArray();
+  for (const unsigned long place : places) json_.Uint64(place);
+  json_.EndArray();
+}
+
+void json_writer::write_class(const decision_node& leaf) {
+  key("class");
+  json_.Uint64(leaf.get_leaf_class());
+  key("classes");
+  json_.StartArray();
+  for (code_t c = 1; c < table_.n_class_codes(); ++c) number(leaf.class_weight(c));
+  json_.EndArray();
+}
+
+void json_writer::write_node(const decision_tree& tree, const std::vector<unsigned long>& places) {
+  const decision_node& node = *tree.get_node();
+  json_.StartObject();
+  key("weight");
+  number(node.weight());
+  key("cases");
+  json_.Uint64(node.n_cases());
+  key("fraction");
+  number(node.fraction());
+  is_leaf(tree) ? write_class(node) : write_test(tree, places);
+  json_.EndObject();
+}
+
+/// Level by level, so that the places of a node's children follow each other.
+void json_writer::write_tree(const decision_tree& tree) {
+  std::vector<const decision_tree*> nodes{&tree};
+  std::vector<unsigned long> places;
+  json_.StartObject();
+  key("nodes");
+  json_.StartArray();
+  for (std::size_t at = 0; at < nodes.size(); ++at) {
+    const decision_tree& subtree = *nodes[at];
+    places.clear();
+    for (unsigned int i = 0; i < subtree.get_no_childs(); ++i) {
+      places.push_back(nodes.size());
+      nodes.push_back(subtree.get_child(i));
+    }
+    sink_.line();
+    write_node(subtree, places);
+  }
+  json_.EndArray();
+  json_.EndObject();
+  sink_.line();
+}
+
+void json_writer::write(const dtree& model) {
+  json_.StartObject();
+  key("format");
+  text(k_format);
+  key("version");
+  json_.Uint(k_format_version);
+  key("library");
+  text(std::string(k_library_name) + ' ' + k_version);
+  key("encoding");
+  text(name_of(encoding_));
+  key("name");
+  text(model.name());
+  key("ensemble");
+  json_.Bool(model.is_ensemble());
+  key("class");
+  json_.Uint64(table_.class_index());
+  key("weights");
+  table_.has_weights() ? json_.Uint64(table_.weights_index()) : json_.Null();
+  write_columns();
+  key("trees");
+  json_.StartArray();
+  for (unsigned long i = 0; i < model.n_trees(); ++i) write_tree(model.get_tree(i));
+  json_.EndArray();
+  json_.EndObject();
+  sink_.line();
+}
+
+}  // namespace
+
+void dtree::toJSON(std::ostream& out) const {
+  require_trees();
+  json_writer(*table_, name_, out).write(*this);
+}
+
+}  // namespace orvik::impls
