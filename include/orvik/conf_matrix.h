@@ -65,7 +65,7 @@ class conf_matrix {
 
   /// Tab-separated; the second argument is not used.
   void toTEXT(std::ostream& out, unsigned long depth) const;
-  /// A PMML ConfusionMatrix element.
+  /// An extension element for PMML, with the misclassification and the known classes.
   void toXML(std::ostream& out) const;
 
   /// For the library's own use.
