@@ -31,7 +31,8 @@ install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES cmd/completion.bash RENAME orvcmd
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 
-# The manual page. Straight quotes: the page cites texts of the program.
+# The manual page. Straight quotes, as the page cites texts of the program; and these in bold: the
+# fixed-width font of the page in docs/ does not show on a terminal.
 find_program(LOWDOWN lowdown)
 if(NOT LOWDOWN)
   message(STATUS "lowdown is missing: the manual page orvcmd(1) is left out")
@@ -39,8 +40,9 @@ if(NOT LOWDOWN)
 endif()
 add_custom_command(
   OUTPUT orvcmd.1
-  COMMAND ${LOWDOWN} -s -Tman --out-no-smarty -m title=ORVCMD -m section=1
+  COMMAND ${LOWDOWN} -s -Tman --out-no-smarty --nroff-nolinks -m title=ORVCMD -m section=1
           -m "source=Orvik ${PROJECT_VERSION}" -o orvcmd.1 ${PROJECT_SOURCE_DIR}/docs/orvcmd.1.md
+  COMMAND sed -i "s/\\\\fC/\\\\fB/g" orvcmd.1
   DEPENDS docs/orvcmd.1.md
   VERBATIM)
 add_custom_target(orvik_manual ALL DEPENDS orvcmd.1)
