@@ -301,4 +301,10 @@ void options::usage() { std::cout << usage_now(); }
 
 void options::msg(bool, const std::string& option) { end_process(argument_expected(option)); }
 
+std::vector<std::string_view> option_names() {
+  std::vector<std::string_view> names;
+  for (const option_row& row : k_options) names.push_back(row.name);
+  return names;
+}
+
 }  // namespace orvcmd

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "orvik/enums.h"
 
@@ -96,6 +97,9 @@ class options {
 /// @return the usage text, last newline included, under the library's `banner`; `n_workers` is
 /// the default shown for -tt.
 std::string usage_text(std::string_view banner, unsigned long n_workers);
+
+/// Every option that a command line may hold, in the order in which its words are compared.
+std::vector<std::string_view> option_names();
 
 /// Throws std::runtime_error, naming the option, if `opt` asks for what this version cannot do.
 void refuse_unavailable(const options& opt);

@@ -11,20 +11,17 @@
 #include <stdexcept>
 #include <vector>
 
-#include "zel/inpout/replacing_file.h"
-
 namespace orvcmd {
 
 namespace {
 
 namespace fs = std::filesystem;
 
-using zel::inpout::follow_links;
-
 constexpr char k_cannot_open[] = "Cannot open/create ";
 constexpr char k_same_file[] = ": it is the same file as the ";
 constexpr char k_cannot_write[] = "Cannot write to ";
 constexpr char k_standard_output[] = "standard output";
+constexpr int k_max_links = 40;  // as the kernel follows
 
 /// Where a file's content lives, equal for all names of one file: an existing regular file, or
 /// the entry of its folder that a new file would take.
@@ -34,6 +31,19 @@ struct place {
   std::string new_name;
   friend bool operator==(const place&, const place&) = default;
 };
+
+/// `name` with the symbolic links of its last component followed, to the end or to a missing file.
+fs::path follow_links(const std::string& name) {
+  fs::path path(name);
+  std::error_code error;
+  for (int links = 0; links < k_max_links; ++links) {
+    if (!fs::is_symlink(fs::symlink_status(path, error))) break;
+    const fs::path target = fs::read_symlink(path, error);
+    if (error) break;
+    path = path.parent_path() / target;
+  }
+  return path;
+}
 
 std::string folder_of(const fs::path& path) {
   return path.has_parent_path() ? path.parent_path().string() : ".";
@@ -47,7 +57,7 @@ std::optional<place> place_of(const std::string& name) {
     if (!S_ISREG(status.st_mode)) return std::nullopt;
     return place{status.st_dev, status.st_ino, ""};
   }
-  const fs::path path(follow_links(name));
+  const fs::path path = follow_links(name);
   if (stat(folder_of(path).c_str(), &status) != 0) return std::nullopt;
   return place{status.st_dev, status.st_ino, path.filename().string()};
 }

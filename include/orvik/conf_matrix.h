@@ -25,6 +25,7 @@ class conf_matrix {
   ~conf_matrix();
   conf_matrix(const conf_matrix&) = delete;
   conf_matrix& operator=(const conf_matrix&) = delete;
+  /// A copy, which the caller deletes.
   [[nodiscard]] conf_matrix* clone() const;
 
   /// Weight of the cases of actual class i predicted as j; i, j < size().
@@ -35,28 +36,36 @@ class conf_matrix {
   double cases() const;
   unsigned long ncases() const;
 
-  // Shares of the weight, in [0, 1].
+  // Fractions of the weight, in [0, 1]; as all measures not-a-number where nothing was tested.
+  /// The wrong ones of the cases whose predicted class is known.
   double err_misc() const;
-  /// Of always predicting the majority class, of this matrix or of another.
+  /// The same had the majority class always been predicted, that of this matrix or of another.
   double err_misc_majority() const;
   double err_misc_majority(const conf_matrix* other) const;
 
   // Measures for ordered classes, with codes as positions on a scale.
+  /// Mean distance of actual and predicted code; over all cases, and over the wrong ones.
   double err_mae() const;
   double err_maee() const;
+  /// Mean squared distance; without cases 0.
   double err_mse() const;
+  /// 1 for full agreement: linear correlation, agreement of the order of pairs of known
+  /// classes, and Goodman and Kruskal's gamma. Not-a-number where all cases are of one class.
   double err_r() const;
   double err_rint() const;
   double err_gamma() const;
+  /// Of the constant prediction that would be best for the cases of `other`.
   double err_mae_majority(const conf_matrix* other) const;
   double err_mse_majority(const conf_matrix* other) const;
 
+  /// The actual class of the greatest weight.
   std::string get_majority_class_value() const;
   /// Seconds of the test.
   double get_elapsed() const;
 
   /// Tab-separated; the second argument is not used.
   void toTEXT(std::ostream& out, unsigned long depth) const;
+  /// An extension element for PMML, with the misclassification and the known classes.
   void toXML(std::ostream& out) const;
 
   /// For the library's own use.

@@ -55,7 +55,7 @@ class dtree {
   /// Throws std::runtime_error where a strategy needs training cases that the model lacks.
   void prune(table* t, table::subset* cases);
 
-  /// Null before a build, or before set_training_cm().
+  /// Copies, which the caller deletes; null before a build, or before set_training_cm().
   [[nodiscard]] table* get_training_table() const;
   [[nodiscard]] conf_matrix* get_training_cm() const;
   /// Tests the model on `cases` and keeps the matrix.

@@ -60,29 +60,6 @@ TEST(exit_status, every_error_is_one_line_and_255) {
   }
 }
 
-TEST(exit_status, deletes_an_error_thrown_as_a_pointer) {
-  struct watched : std::runtime_error {
-    explicit watched(bool& gone) : std::runtime_error("watched"), gone_(gone) {}
-    ~watched() override { gone_ = true; }
-    bool& gone_;
-  };
-  bool gone = false;
-  run([&] { throw static_cast<std::runtime_error*>(new watched(gone)); });
-  EXPECT_TRUE(gone);
-}
-
-TEST(exit_status, of_an_early_end_is_its_own_and_its_text_is_untouched) {
-  const ended end = run([] { throw early_end{0, "two\nlines\n"}; });
-  EXPECT_EQ(end.out, "two\nlines\n");
-  EXPECT_EQ(end.status, 0);
-}
-
-TEST(exit_status, of_a_normal_return_is_0_and_silent) {
-  const ended end = run([] {});
-  EXPECT_EQ(end.out, "");
-  EXPECT_EQ(end.status, 0);
-}
-
 TEST(exit_status, is_255_for_an_error_in_a_thread_of_others) {
   const auto fail_in_a_thread = [] {
     guard_process();

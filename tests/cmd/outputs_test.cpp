@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <iostream>
 #include <stdexcept>
 
 #include "program.h"
@@ -142,33 +141,6 @@ TEST_F(output_files, truncate_reports_and_append_to_the_log) {
   EXPECT_EQ(read("log"), "before\nbanner\nline\n");
   EXPECT_EQ(read("a"), "t");
   EXPECT_FALSE(fs::exists("new"));
-}
-
-TEST_F(output_files, log_line_is_ended_when_an_error_ends_the_run) {
-  options opt;
-  opt.log_file = "log";
-  EXPECT_THROW(
-      {
-        outputs out(opt);
-        out.begin_log("banner");
-        throw std::runtime_error("later");
-      },
-      std::runtime_error);
-  EXPECT_EQ(read("log"), "banner\n");
-}
-
-TEST_F(output_files, may_be_absent_or_on_standard_output) {
-  options opt;
-  opt.log_stdout = false;
-  opt.xml_stdout = true;
-  outputs out(opt);
-  out.begin_log("nowhere");
-  EXPECT_EQ(out.log(), nullptr);
-  EXPECT_EQ(out.text(), nullptr);
-  EXPECT_EQ(out.trace(), nullptr);
-  EXPECT_EQ(out.dot(), nullptr);
-  EXPECT_EQ(out.xml(), &std::cout);
-  EXPECT_NO_THROW(out.close());
 }
 
 TEST_F(output_files, that_lost_content_are_named_when_closed) {

@@ -12,10 +12,7 @@ struct program_result {
   std::string out;  ///< standard output
 };
 
-/// `arguments` is shell text: quotes and redirections work. So is `before`, which the shell does
-/// first: "ulimit -v 4000000;".
-inline program_result run_program(const std::string& arguments, const std::string& before = "") {
-  const std::string command = before + "exec '" + ORVCMD + "' " + arguments;
+inline program_result run_shell(const std::string& command) {
   program_result result{-1, ""};
   FILE* pipe = popen(command.c_str(), "r");
   if (pipe == nullptr) return result;
@@ -26,4 +23,10 @@ inline program_result run_program(const std::string& arguments, const std::strin
   const int ended = pclose(pipe);
   if (WIFEXITED(ended)) result.status = WEXITSTATUS(ended);
   return result;
+}
+
+/// `arguments` is shell text: quotes and redirections work. So is `before`, which the shell does
+/// first: "ulimit -v 4000000;".
+inline program_result run_program(const std::string& arguments, const std::string& before = "") {
+  return run_shell(before + "exec '" + ORVCMD + "' " + arguments);
 }

@@ -22,25 +22,6 @@ TEST(program, shows_the_usage_text_and_succeeds) {
   }
 }
 
-TEST(program, shows_one_line_and_fails_for_a_bad_command_line) {
-  const struct {
-    const char* line;
-    const char* out;
-  } rows[] = {{"-q", "Unknown option: -q\n"},
-              {"-t", "-r: argument expected\n"},
-              {"-h 100 -q", "Holdout must be in (0,100)\n"},
-              {"-tti -1 1 x", ""},
-              {"-t missing/folder", "Cannot open/create missing/folder\n"}};
-  for (const auto& row : rows) {
-    const program_result result = run_program(row.line);
-    EXPECT_EQ(result.out, row.out) << row.line;
-    EXPECT_EQ(result.status, 255) << row.line;
-  }
-  const program_result separator = run_program("-sep ''");
-  EXPECT_EQ(separator.out.find('\n'), separator.out.size() - 1) << separator.out;
-  EXPECT_EQ(separator.status, 255);
-}
-
 TEST(program, fails_when_an_output_does) {
   for (const char* line :
        {"--help >/dev/full", "--help >&-", "-q >&-", "-q >&- 2>&-", "-l /dev/full"}) {

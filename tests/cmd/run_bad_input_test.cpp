@@ -2,7 +2,6 @@
 // what is wrong, in bounded memory. The line is the same for any number of workers.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <string>
 
@@ -57,123 +56,6 @@ TEST_F(bad_input, is_not_what_the_other_tests_begin_with) {
   EXPECT_EQ(run.status, 0);
 }
 
-TEST_F(bad_input, in_a_row_of_data_is_shown_with_its_place) {
-  const struct {
-    const char* name;
-    std::string data, line;
-  } rows[] = {
-      {"too few fields", "1,red,1,yes\n2,red,1\n", "bad row format (row 2): 2,red,1"},
-      {"too many fields", "1,red,1,yes,\n2,red,1,no,5\n", "bad row format (row 2): 2,red,1,no,5"},
-      {"last row cut short", "1,red,1,yes\n2,r", "bad row format (row 2): 2,r"},
-      {"empty row", "1,red,1,yes\n\n3,red,1,no\n", "bad row format (row 2): "},
-      {"empty last value", "1,red,1,yes\n2,red,1,\n", "bad row format (row 2): 2,red,1,"},
-      {"another separator", "1;red;1;yes\n", "bad row format (row 1): 1;red;1;yes"},
-      {"NUL byte", "1,red,1,yes\n2,r\0d,1,no\n"s, "bad row format (row 2): 2,r?d,1,no"},
-      {"only a NUL byte", "\0\n"s, "bad row format (row 1): ?"},
-      {"control bytes", "1,r\x1b[2J\t\r,\x7f\r\n", "bad row format (row 1): 1,r?[2J??,?"},
-      {"no integer", "1,red,1,yes\n2.5,red,1,no\n", "2.5: not an int (row 2, column size)"},
-      {"no value", "1,red,1,yes\n,red,1,no\n", ": not an int (row 2, column size)"},
-      {"large integer", "2147483648,red,1,yes\n", "str2int:: overflow (row 1, column size)"},
-      {"no number", "1,red,1,yes\n2,red,1e,no\n", "1e: not a double (row 2, column weight)"},
-      {"no finite number", "1,red,inf,yes\n", "inf: not a double (row 1, column weight)"},
-      {"large number", "1,red,1e999,yes\n", "1e999: not a double (row 1, column weight)"},
-      {"negative weight", "1,red,1,yes\n2,red,-1,no\n",
-       "-1: negative value in a column of weights (row 2, column weight)"},
-      {"unknown weight", "1,red,?,yes\n",
-       "[o_set::insert()] called with unadmitted null value (row 1, column weight)"},
-      {"unknown class", "1,red,1,yes\n2,red,1, ? \n",
-       "[o_set::insert()] called with unadmitted null value (row 2, column kind)"},
-      {"the first of several", "1,red,1,yes\n2,red,x,?\nz\n",
-       "x: not a double (row 2, column weight)"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    write("t.data", row.data);
-    expect_line_for_any_workers("-f t", row.line);
-  }
-}
-
-TEST_F(bad_input, in_the_table_as_a_whole_is_named) {
-  constexpr char weights[] =
-      "Weights column 'weight' requires a positive and finite sum of weights";
-  constexpr char classes[] = "there must be at least two class values";
-  const struct {
-    const char* name;
-    std::string data, line;
-  } rows[] = {
-      {"one class", "1,red,1,yes\n2,red,1,yes\n", classes},
-      {"no row", "", classes},
-      {"no weight", "1,red,0,yes\n2,red,0.0,no\n", weights},
-      {"too much weight", "1,red,1e308,yes\n2,red,1e308,no\n", weights},
-      {"too little weight", "1,red,1e-320,yes\n2,red,0,no\n", weights},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    write("t.data", row.data);
-    expect_line_for_any_workers("-f t", row.line);
-  }
-}
-
-TEST_F(bad_input, for_a_column_of_declared_values_is_refused) {
-  write("t.names", "grade,ostring:low;high,continuous\nkind,ostring:no;yes,class\n");
-  const struct {
-    const char *data, *line;
-  } rows[] = {
-      {"low,yes\nhi,no\n", "o_set::insert() order string not found (row 2, column grade)"},
-      {"low,yes\n?,maybe\n", "o_set::insert() order string not found (row 2, column kind)"},
-      {"", "there must be at least one row of data"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.line);
-    write("t.data", row.data);
-    expect_line_for_any_workers("-f t", row.line);
-  }
-}
-
-TEST_F(bad_input, in_the_metadata_is_named) {
-  constexpr char null_role[] = "Null set of column values can only be used for ignore column type";
-  const struct {
-    std::string names, line;
-  } rows[] = {
-      {"a,integer\n", "Reading metadata: bad row format (row 1): a,integer"},
-      {"a,string,class,x\n", "Reading metadata: bad row format (row 1): a,string,class,x"},
-      {"a,string,class\n\n", "Reading metadata: bad row format (row 2): "},
-      {"a,str\0ing,class\n"s, "Reading metadata: bad row format (row 1): a,str?ing,class"},
-      {"a,string,class,\nb, string,discrete", "invalid o_set type =  string"},
-      {"a,text,class\n", "invalid o_set type = text"},
-      {"a,ostring:x;y;x,class\n", "[o_set::enumerate()] called with repeated value x"},
-      {"a,ostring:x;?,class\n", "[o_set::enumerate()] called with unadmitted null value"},
-      {"a,string,Class\n", "Unknown column type: Class"},
-      {"a,string,\n", "Reading metadata: bad row format (row 1): a,string,"},
-      {"a,string,continuous\n", "Continuous column 'a' requires a numeric/ordered data type"},
-      {"a,null,discrete\n", null_role},
-      {"a,null,class\n", null_role},
-      {"", "missing class attribute"},
-      {"a,string,discrete\n", "missing class attribute"},
-      {"a,string,class\nb,string,class\n", "too many class attributes"},
-      {"a,string,class\nb,x,weights\nc,float,weights\n", "too many weights attributes"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.names);
-    write("t.names", row.names);
-    expect_line("-f t", row.line);
-  }
-}
-
-// Two megabytes of rows make a block, so several workers meet several errors.
-TEST_F(bad_input, far_into_the_file_is_reported_for_the_first_bad_row) {
-  std::string data;
-  for (int row = 1; row <= 400000; ++row) {
-    const bool bad = row == 260001 || row == 300000 || row == 399999;
-    data.append(bad ? "x" : "1").append(row % 2 ? ",green,1,yes\n" : ",red,1,no\n");
-  }
-  write("t.data", data);
-  expect_line_for_any_workers("-f t", "x: not an int (row 260001, column size)");
-  write("t.data.gz", gzip_text(data));
-  expect_line_for_any_workers("-fm t.names -fd t.data.gz",
-                              "x: not an int (row 260001, column size)");
-}
-
 TEST_F(bad_input, that_cannot_be_read_is_named) {
   constexpr char missing[] = " not found or inaccessible";
   constexpr char no_gzip[] = " is not in gzip format";
@@ -212,12 +94,6 @@ TEST_F(bad_input, that_cannot_be_read_is_named) {
   }
 }
 
-TEST_F(bad_input, without_permission_is_named) {
-  std::filesystem::permissions("t.data", std::filesystem::perms::none);
-  if (access("t.data", R_OK) == 0) GTEST_SKIP() << "this user may read everything";
-  expect_line("-f t", "File: t.data not found or inaccessible");
-}
-
 TEST_F(bad_input, of_a_hundred_megabytes_in_one_line_is_quoted_in_part) {
   const std::string line(100'000'000, '\x01');
   write("t.data", "1,red,1,yes\n2," + line + ",1\n");
@@ -247,15 +123,6 @@ TEST_F(bad_input, larger_than_memory_is_given_up) {
   if (!k_limits_work) GTEST_SKIP() << "needs a limit on memory";
   expect_line("-fm t.names -fd /dev/stdin -tt 2", "out of memory",
               "ulimit -v 200000; yes 1,red,1,yes 2>/dev/null |");
-}
-
-TEST_F(bad_input, with_too_many_classes_is_refused) {
-  std::string data;
-  for (int row = 0; row < 70000; ++row) data += "1,red,1,k" + std::to_string(row) + '\n';
-  write("t.data", data);
-  expect_line_for_any_workers("-f t",
-                              "Class column kind with too many distinct values. Recompil with "
-                              "larger class_type data type.");
 }
 
 TEST_F(bad_input, ends_the_line_of_a_log_first) {

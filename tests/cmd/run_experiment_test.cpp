@@ -73,12 +73,6 @@ TEST_F(run_pruning, limits_the_depth_of_trees_pruned_on_a_side_set_only) {
   }
 }
 
-TEST_F(run_pruning, makes_no_model_in_an_experiment) {
-  const program_result run = run_program("-f t -sdm2012 0 -cv 1 2 -nl -tstd");
-  EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(run.out, "");
-}
-
 TEST_F(run_pruning, refuses_folds_that_an_experiment_cannot_have) {
   const struct {
     const char *arguments, *message;

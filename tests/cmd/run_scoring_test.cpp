@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "gzip_text.h"
 #include "program.h"
 #include "scratch_folder.h"
 
@@ -87,25 +86,6 @@ TEST_F(run_scoring, ends_with_one_line_for_a_file_it_cannot_use) {
   }
   EXPECT_EQ(run("-fs empty -s out").status, 0);
   EXPECT_EQ(read("out"), "");
-}
-
-TEST_F(run_scoring, fails_for_a_file_cut_short) {
-  std::string rows;
-  unsigned long value = 1;
-  for (int i = 0; i < 20000; ++i) {
-    value = value * 6364136223846793005UL + 1442695040888963407UL;
-    rows += std::string(1, "pqr"[(value >> 33) % 3]) + ";" + std::to_string(value >> 40) + ";a\n";
-  }
-  const std::string packed = gzip_text(rows);
-  write("whole.gz", packed);
-  write("cut.gz", packed.substr(0, packed.size() / 2));
-  EXPECT_EQ(run("-ft whole.gz").status, 0);
-  for (const char* arguments : {"-ft cut.gz", "-fs cut.gz -s out"}) {
-    const program_result result = run(arguments);
-    EXPECT_EQ(result.out.find("File: cut.gz cannot be read: "), 0) << result.out;
-    EXPECT_EQ(result.out.find('\n'), result.out.size() - 1);
-    EXPECT_EQ(result.status, 255);
-  }
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <regex>
 #include <sstream>
 
@@ -20,39 +19,11 @@ std::string replaced(const std::string& text, const std::string& from, const std
   return std::regex_replace(text, std::regex(from), to);
 }
 
-/// The tree of a report, its last section.
-std::string tree_of(const std::string& report) {
-  return report.substr(std::min(report.find("DECISION TREE"), report.size()));
-}
-
-int size_of(const std::string& report) {
-  const std::string title = "DECISION TREE (size=";
-  return std::stoi(tree_of(report).substr(title.size()));
-}
-
-/// Each level of a tree puts one more bar in front of its conditions.
-int depth_of(const std::string& report) {
-  std::istringstream lines(tree_of(report));
-  std::string line;
-  std::getline(lines, line);  // the title
-  int depth = 0;
-  while (std::getline(lines, line)) {
-    const bool condition = std::regex_search(line, std::regex(" (=|<=|>) "));
-    const auto bars = static_cast<int>(std::ranges::count(line, '|'));
-    if (condition) depth = std::max(depth, bars + 1);
-  }
-  return depth;
-}
-
 /// The number between `before` and `after`, -1 if there is none.
 double number_in(const std::string& report, const std::string& before, const std::string& after) {
   std::smatch found;
   const std::regex line(before + "([0-9.e+-]+)" + after);
   return std::regex_search(report, found, line) ? std::stod(found[1]) : -1;
-}
-
-double training_error(const std::string& report) {
-  return number_in(report, "\nMISCLASSIFICATION on training: ", "%");
 }
 
 /// A folder with the table of rented flats: t.names and t.data, 50 rows, 61.5 in weight.
@@ -153,15 +124,6 @@ TEST_F(run_training, holds_out_by_the_first_of_the_four_options) {
   }
 }
 
-TEST_F(run_training, on_the_first_rows_is_training_on_a_shorter_file) {
-  drop_weights();
-  std::istringstream lines(data_);
-  std::string first_rows, line;
-  for (int row = 0; row < 35 && std::getline(lines, line); ++row) first_rows += line + '\n';
-  write("first.data", first_rows);
-  EXPECT_EQ(tree_of(report_for_any_workers("-f t -hf 70")), tree_of(report("-f t -fd first.data")));
-}
-
 TEST_F(run_training, with_a_seed_draws_the_same_cases_again) {
   for (const std::string option : {"-h 50", "-hs 50"}) {
     const std::string seeded = report_for_any_workers("-f t -seed 5 " + option);
@@ -170,61 +132,40 @@ TEST_F(run_training, with_a_seed_draws_the_same_cases_again) {
   }
 }
 
-TEST_F(run_training, weighs_by_rescaled_weights_unless_told_otherwise) {
-  const auto cases = [](const std::string& text) {
-    return number_in(text, "\nMISCLASSIFICATION on training: .*% of ", " cases");
-  };
-  const std::string rescaled = report("-f t"), as_is = report("-f t -norescale");
-  EXPECT_EQ(cases(rescaled), 50);
-  EXPECT_EQ(cases(as_is), 61.5);
-  EXPECT_NEAR(training_error(report("-f t -depth 0")),
-              training_error(report("-f t -norescale -depth 0")), 1e-3);
-  std::istringstream leaves(tree_of(as_is));
-  double sum = 0;
-  for (std::string line; std::getline(leaves, line);) {
-    sum += std::max(number_in(line, ": \\w+ \\(", "[/)]"), 0.0);
+// Of 20 rows 12 are yes, and most of any 19: a leaf errs on each of the 8 others, alone in its
+// fold.
+TEST_F(run_training, cross_validates_on_folds_of_the_whole_table) {
+  std::string alike, telling;
+  for (int i = 0; i < 20; ++i) {
+    const std::string kind = i % 5 < 3 ? "yes\n" : "no\n";
+    alike += "x," + kind;
+    telling += (i % 5 < 3 ? "y," : "n,") + kind;
   }
-  EXPECT_NEAR(sum, 61.5, 0.05 * size_of(as_is));  // shown with one decimal
-}
-
-TEST_F(run_training, grows_a_tree_that_its_limits_allow) {
-  for (const int depth : {0, 1, 2, 3}) {
-    const std::string text =
-        report_for_any_workers("-f t -npp -m 1 -depth " + std::to_string(depth));
-    EXPECT_EQ(depth_of(text), depth);
-  }
-  EXPECT_EQ(size_of(report("-f t -depth 0")), 1);
-  EXPECT_EQ(size_of(report("-f t -m 26")), 1);  // two branches of that weight are not to be had
-  int before = size_of(report("-f t -npp -m 0.5"));
-  for (const char* least : {"1", "2", "5", "10"}) {
-    const int now = size_of(report(std::string("-f t -npp -m ") + least));
-    EXPECT_LT(now, before) << least;
-    before = now;
+  write("cv.names", "a,string,discrete\nk,string,class\n");
+  const struct {
+    std::string data, arguments, log, report;
+  } rows[] = {{alike, "-h 50 -cv 1 20",
+               "\nCross-validating ....................\n + err: 40% +- 50.26%\n + sz: 1 +- 0\n"
+               " + depth: 1 +- 0\n + nf: 0 +- 0\n + time: ",
+               "\nMISCLASSIFICATION on 20 folds and 1 repetitions: 40 +- 50.26%.\n"
+               "ORDINAL ERROR:\nMAE: 0.4\nMSE: 0.4\nRMSE: 0.4\n"},
+              {telling, "-cv 2 5",
+               "\nCross-validating ..........\n + err: 0% +- 0%\n + sz: 3 +- 0\n"
+               " + depth: 2 +- 0\n + nf: 1 +- 0\n + time: ",
+               "\nMISCLASSIFICATION on 5 folds and 2 repetitions: 0 +- 0%.\n"}};
+  for (const auto& row : rows) {
+    write("cv.data", row.data);
+    const std::string out = run_program("-f cv -oerr -tstd " + row.arguments).out;
+    EXPECT_NE(out.find(row.log), out.npos) << out;
+    EXPECT_NE(out.find(row.report), out.npos) << out;
   }
 }
 
-TEST_F(run_training, prunes_more_with_every_step) {
-  const std::string unpruned = report_for_any_workers("-f t -m 1 -npp");
-  const std::string prepruned = report_for_any_workers("-f t -m 1 -np");
-  const std::string trusting = report_for_any_workers("-f t -m 1 -c 1");
-  const std::string pruned = report_for_any_workers("-f t -m 1");
-  const std::string doubting = report_for_any_workers("-f t -m 1 -c 0.01");
-  EXPECT_GT(size_of(unpruned), size_of(prepruned));
-  EXPECT_GE(size_of(prepruned), size_of(trusting));
-  EXPECT_GT(size_of(trusting), size_of(pruned));
-  EXPECT_GT(size_of(pruned), size_of(doubting));
-  EXPECT_LE(training_error(unpruned), training_error(pruned));
-  EXPECT_LT(training_error(pruned), training_error(doubting));
-  EXPECT_EQ(pruned, report("-f t -m 1 -npp -ebp -c 0.25"));
-}
-
-TEST_F(run_training, chooses_by_the_measure_asked_for) {
-  const std::string gain_ratio = tree_of(report_for_any_workers("-f t -npp -m 1"));
-  const std::string gain = tree_of(report_for_any_workers("-f t -npp -m 1 -gain"));
-  const std::string pure = tree_of(report_for_any_workers("-f t -npp -m 1 -grpure"));
-  EXPECT_NE(gain_ratio, gain);
-  EXPECT_NE(gain_ratio, pure);
-  EXPECT_NE(gain, pure);
+TEST_F(run_training, traces_a_build_for_every_number_of_workers) {
+  EXPECT_EQ(run_program("-nl -f t -tti 1 40 trace").status, 0);
+  EXPECT_EQ(replaced(read("trace"), "(build\t[0-9]+)\t[^\n]*", "$1"),
+            "operation\tworkers\tseconds\tspeedup\nbuild\t1\nbuild\t2\nbuild\t4\nbuild\t8\n"
+            "build\t16\nbuild\t32\n");
 }
 
 TEST_F(run_training, prints_the_same_report_on_standard_output) {

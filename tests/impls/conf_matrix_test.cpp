@@ -4,10 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
 #include <random>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -113,33 +111,6 @@ TEST(conf_matrix, pair_sums_agree_with_the_sums_over_all_pairs) {
   }
 }
 
-struct majority {
-  const char* name;
-  rows cells;
-  unsigned long expected;
-};
-class conf_matrix_majority : public testing::TestWithParam<majority> {};
-
-TEST_P(conf_matrix_majority, is_the_first_row_of_the_largest_weight) {
-  EXPECT_EQ(matrix_of(GetParam().cells).get_majority_class(), GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(of, conf_matrix_majority,
-                         testing::Values(majority{"tie", k_known, 1},
-                                         majority{"later_row", k_unknown, 2},
-                                         majority{"unknown_row", {{0, 9}, {5, 0}}, 0},
-                                         majority{"untested", k_untested, 0},
-                                         majority{"one_row", {{3}}, 0}),
-                         [](const auto& row) { return row.param.name; });
-
-TEST(conf_matrix, constant_predictions_are_measured_from_the_given_code) {
-  const conf_matrix m = matrix_of(k_known);
-  EXPECT_DOUBLE_EQ(m.err_mae(1), 10. / 11);
-  EXPECT_DOUBLE_EQ(m.err_mse(1), 16. / 11);
-  EXPECT_DOUBLE_EQ(m.err_mae(3), 12. / 11);
-  EXPECT_DOUBLE_EQ(m.err_mse(3), 20. / 11);
-}
-
 TEST(conf_matrix, the_constant_is_chosen_on_the_other_matrix) {
   const conf_matrix m = matrix_of(k_unknown);
   // Row weights 5, 0, 4: the absolute error is least at code 1, the squared error at code 2.
@@ -154,19 +125,6 @@ TEST(conf_matrix, the_constant_is_chosen_on_the_other_matrix) {
   EXPECT_DOUBLE_EQ(m.err_misc_majority(&skewed), 1 - 4. / 16);
 }
 
-TEST(conf_matrix, refuses_a_majority_where_there_is_no_class) {
-  const conf_matrix none = matrix_of({}), some = matrix_of(k_known), unknown_only({"?"});
-  const auto refuses = [](auto call) {
-    EXPECT_THAT(call, testing::ThrowsMessage<std::runtime_error>(
-                          "number_util::argmax called with empty range"));
-  };
-  refuses([&] { none.get_majority_class(); });
-  refuses([&] { none.err_misc_majority(); });
-  refuses([&] { some.err_misc_majority(&none); });
-  refuses([&] { some.err_mae_majority(&none); });
-  refuses([&] { some.err_mse_majority(&unknown_only); });
-}
-
 TEST(conf_matrix, refuses_codes_past_the_end_and_other_sizes) {
   conf_matrix m = matrix_of(k_untested);
   const conf_matrix larger = matrix_of(k_known);
@@ -178,32 +136,6 @@ TEST(conf_matrix, refuses_codes_past_the_end_and_other_sizes) {
   EXPECT_THROW(m.cases_predicted(3), std::runtime_error);
   EXPECT_THROW(m.class_name(3), std::runtime_error);
   EXPECT_EQ(m.cases(), 0);
-}
-
-TEST(conf_matrix, a_clone_keeps_everything_and_shares_nothing) {
-  conf_matrix m = matrix_of(k_known);
-  m.set_ncases(11);
-  m.set_elapsed(1.5);
-  const std::unique_ptr<conf_matrix> copy(m.clone());
-  m.add(copy.get());
-  EXPECT_EQ(m.get_element(1, 1), 6);
-  EXPECT_EQ(copy->get_element(1, 1), 3);
-  EXPECT_EQ(copy->ncases(), 11u);
-  EXPECT_EQ(copy->elapsed(), 1.5);
-  EXPECT_EQ(copy->class_name(3), "c3");
-}
-
-TEST(conf_matrix, text_shows_every_class) {
-  std::ostringstream out;
-  matrix_of({{0, 0.5, 0}, {0, 2, 1}, {0, 0, 1234567}}).toTEXT(out, 0);
-  EXPECT_EQ(out.str(),
-            "c0\tc1\tc2\tpredicted(cols)/actual(rows)\n"
-            "0\t0.5\t0\tc0\n"
-            "0\t2\t1\tc1\n"
-            "0\t0\t1.23457e+06\tc2\n");
-  std::ostringstream empty;
-  matrix_of({}).toTEXT(empty, 0);
-  EXPECT_EQ(empty.str(), "predicted(cols)/actual(rows)\n");
 }
 
 TEST(conf_matrix, xml_shows_known_classes_with_escaped_names) {

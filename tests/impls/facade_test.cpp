@@ -91,14 +91,4 @@ TEST_F(golf_handles, write_all_rows_for_no_cases) {
 
 TEST(handles, of_nothing_can_be_destroyed) { const conf_matrix none(nullptr); }
 
-TEST(workers, zero_restores_the_hardware_threads) {
-  orvik::set_n_workers(0);
-  const unsigned long hardware = orvik::get_n_workers();
-  EXPECT_GE(hardware, 1u);
-  orvik::set_n_workers(hardware + 3);
-  EXPECT_EQ(orvik::get_n_workers(), hardware + 3);
-  orvik::set_n_workers(0);
-  EXPECT_EQ(orvik::get_n_workers(), hardware);
-}
-
 }  // namespace

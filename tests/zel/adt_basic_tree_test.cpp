@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -93,47 +91,6 @@ TEST_F(basic_tree_test, measures_skip_null_slots) {
   }
 }
 
-TEST_F(basic_tree_test, weighted_measures_ask_every_tree_for_its_weight) {
-  tree root('a', 2);
-  root.set_capacity(3);
-  tree* heavy = new tree('b', 0.5);
-  heavy->set_capacity(1);
-  heavy->push_back_child(new tree('c', 8));
-  root.push_back_child(heavy);
-  root.push_back_child(new tree('d', 7));
-  root.push_back_child(new tree('e', 1));
-  EXPECT_EQ(root.wsize(), 18.5);
-  EXPECT_EQ(root.wdepth(), 10.5);
-}
-
-TEST_F(basic_tree_test, ignores_a_child_past_its_capacity) {
-  tree root('a');
-  const auto spare = make("z");
-  root.push_back_child(spare.get());
-  EXPECT_EQ(write(root), "a");
-  root.set_capacity(1);
-  root.push_back_child(new tree('b'));
-  root.push_back_child(spare.get());
-  EXPECT_EQ(write(root), "a(b)");
-}
-
-TEST_F(basic_tree_test, refuses_slots_where_there_are_some) {
-  const auto t = make("a(b)");
-  for (const auto& again :
-       std::vector<std::function<void()>>{[&] { t->set_capacity(2); }, [&] { t->resize(2); }}) {
-    try {
-      again();
-      ADD_FAILURE();
-    } catch (const std::runtime_error& e) {
-      EXPECT_STREQ(e.what(), "set_capacity called on a non-empty child list");
-    }
-  }
-  EXPECT_EQ(write(*t), "a(b)");
-  t->delete_childs();
-  t->resize(2);
-  EXPECT_EQ(write(*t), "a(-,-)");
-}
-
 TEST_F(basic_tree_test, destroys_what_is_deleted_and_keeps_what_is_cleared) {
   const auto t = make("a(b(c,d(e)),f(g),h)");
   t->delete_child(0);
@@ -176,49 +133,6 @@ TEST_F(basic_tree_test, is_replaced_with_a_son) {
     EXPECT_EQ(node::letters(), r.alive);
     EXPECT_EQ(tree::objects, static_cast<int>(node::alive.size()));
   }
-}
-
-TEST_F(basic_tree_test, walks_children_in_order_between_enter_and_leave) {
-  const auto t = make("a(b(d,-,e),x(y,z),c)");
-  std::string trace;
-  const tree& read_only = *t;
-  walk(
-      read_only,
-      [&](const tree& at, unsigned long level) {
-        trace += at.get_node()->letter + std::to_string(level) + "<";
-        return at.get_node()->letter != 'x';
-      },
-      [&](const tree& at, unsigned long level) {
-        trace += at.get_node()->letter + std::to_string(level) + ">";
-      });
-  EXPECT_EQ(trace, "a0<b1<d2<d2>e2<e2>b1>x1<x1>c1<c1>a0>");
-}
-
-TEST_F(basic_tree_test, may_be_cut_and_raised_while_a_walk_leaves_it) {
-  const auto t = make("a(b(d,e),c(f(h,i),g),j)");
-  walk(
-      *t, [](tree&, unsigned long) { return true; },
-      [](tree& at, unsigned long) {
-        if (at.get_node()->letter == 'b') at.delete_childs();
-        if (at.get_node()->letter == 'c') at.replace_with_son(0);
-      });
-  EXPECT_EQ(write(*t), "a(b,f(h,i),j)");
-}
-
-TEST_F(basic_tree_test, may_grow_while_a_walk_enters_it) {
-  tree root('a');
-  walk(
-      root,
-      [](tree& at, unsigned long level) {
-        if (level == 3) return true;
-        at.set_capacity(2);
-        at.push_back_child(new tree);
-        at.push_back_child(new tree);
-        return true;
-      },
-      [](tree&, unsigned long) {});
-  EXPECT_EQ(root.size(), 15);
-  EXPECT_EQ(root.epl(), 24);
 }
 
 // A spine of `levels` trees, each but the last with a leaf on either side of the next.

@@ -2,9 +2,6 @@
 
 #include <random>
 #include <set>
-#include <stdexcept>
-#include <string>
-#include <utility>
 #include <vector>
 
 #include "support/error_of.h"
@@ -21,60 +18,6 @@ bitmap of(unsigned long size, const std::vector<unsigned long>& positions) {
   return bits;
 }
 
-TEST(bitmap, uses_one_word_per_64_bits_and_nothing_past_its_size) {
-  for (const unsigned long size : {1UL, 63UL, 64UL, 65UL, 128UL, 129UL}) {
-    bitmap bits = of(size, {});
-    EXPECT_EQ(bits.n_words(), (size + 63) / 64);
-    EXPECT_EQ(bits.capacity(), 64 * bits.n_words());
-    bits.set_all();
-    EXPECT_EQ(bits.count(), size);
-    EXPECT_EQ(bits.get_last(), size - 1);
-    bits.not_op();
-    EXPECT_TRUE(bits.is_zero()) << size;
-    bits.not_op();
-    EXPECT_EQ(bits.count(), size);
-  }
-}
-
-TEST(bitmap, re_exposes_zeros_after_shrinking) {
-  for (const unsigned long cut : {0UL, 1UL, 63UL, 64UL, 65UL, 127UL, 130UL, 192UL}) {
-    bitmap bits = of(200, {});
-    bits.set_all();
-    bits.resize(cut);
-    bits.resize(200);
-    EXPECT_EQ(bits.count(), cut);
-  }
-}
-
-TEST(bitmap, copies_are_deep_and_moves_leave_an_empty_bitmap) {
-  bitmap first = of(70, {3, 69});
-  bitmap copy(first);
-  bitmap assigned = of(5, {1});
-  assigned = first;
-  first.reset(69);
-  EXPECT_EQ(copy.toCSV(), "3,69");
-  EXPECT_EQ(assigned.toCSV(), "3,69");
-  EXPECT_EQ(copy.capacity(), 128);
-  const bitmap moved(std::move(copy));
-  EXPECT_EQ(moved.toCSV(), "3,69");
-  EXPECT_EQ(copy.size(), 0);
-  copy.push_back(true);
-  EXPECT_EQ(copy.toCSV(), "0");
-}
-
-TEST(bitmap, grows_by_half_its_size_and_at_least_one_word) {
-  bitmap bits;
-  std::vector<unsigned long> capacities;
-  for (int i = 0; i < 200; ++i) {
-    bits.push_back(i % 2 == 0);
-    if (capacities.empty() || capacities.back() != bits.capacity()) {
-      capacities.push_back(bits.capacity());
-    }
-  }
-  EXPECT_EQ(capacities, (std::vector<unsigned long>{64, 128, 192, 320}));
-  EXPECT_EQ(bits.count(), 100);
-}
-
 TEST(bitmap, reports_misuse_and_stays_unchanged) {
   bitmap bits = of(64, {0});
   const bitmap other = of(65, {0, 64});
@@ -89,54 +32,6 @@ TEST(bitmap, reports_misuse_and_stays_unchanged) {
   EXPECT_FALSE(bits.minus_op(other));
   EXPECT_FALSE(bits.or_op(other));
   EXPECT_EQ(bits.toCSV(), "0");
-}
-
-TEST(bitmap, is_a_number_in_its_first_word) {
-  bitmap small = of(3, {});
-  small.base_set(0b1101);
-  EXPECT_EQ(small.toCSV(), "0,2");
-  EXPECT_EQ(small.base_get(), 5);
-  bitmap large = of(65, {64});
-  large.base_set(~0UL);
-  EXPECT_EQ(large.count(), 65);
-  bitmap empty;
-  empty.base_set(1);
-  EXPECT_EQ(empty.base_get(), 0);
-}
-
-TEST(bitmap, draws_as_many_bits_as_asked_at_every_place) {
-  util::set_seed(11);
-  std::vector<int> drawn(100);
-  for (int round = 0; round < 200; ++round) {
-    bitmap bits = of(100, {});
-    bits.set_random(30);
-    EXPECT_EQ(bits.count(), 30);
-    for (const unsigned long i : bits) ++drawn[i];
-  }
-  // 60 times each on average with a deviation of 6.5.
-  for (const int n : drawn) EXPECT_NEAR(n, 60, 30);
-  util::clear_seed();
-}
-
-TEST(bitmap, draws_in_addition_to_the_bits_it_has) {
-  bitmap bits = of(100, {99});
-  bits.set_random(0);
-  EXPECT_EQ(bits.toCSV(), "99");
-  bits.set_random(100);
-  EXPECT_EQ(bits.count(), 100);
-}
-
-TEST(bitmap, takes_the_first_positions_of_a_mask) {
-  struct row {
-    unsigned long k;
-    const char* result;
-  };
-  const bitmap mask = of(100, {2, 5, 7, 9});
-  for (const row& r : {row{3, "1,2,5,7"}, row{0, "1"}, row{9, "1,2,5,7,9"}}) {
-    bitmap bits = of(10, {1});
-    bits.set_random(r.k, mask);
-    EXPECT_EQ(bits.toCSV(), r.result);
-  }
 }
 
 // The same random operations on a bitmap and on a set of integers.

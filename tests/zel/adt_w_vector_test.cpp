@@ -68,23 +68,6 @@ TEST(w_vector, selects_a_clipped_range_or_all_the_others) {
   }
 }
 
-TEST(w_vector, clones_are_independent) {
-  list three = rows(3);
-  const std::unique_ptr<list> copy(three.clone());
-  three.clear();
-  EXPECT_EQ(rows_of(*copy), (positions{0, 1, 2}));
-}
-
-TEST(w_vector, shuffles_to_a_permutation) {
-  list cases = rows(100);
-  cases.randomize();
-  EXPECT_NE(rows_of(cases), rows_of(rows(100)));
-  EXPECT_EQ(sorted(rows_of(cases)), rows_of(rows(100)));
-  list none;
-  none.randomize();
-  EXPECT_TRUE(none.empty());
-}
-
 TEST(w_vector, samples_distinct_rows_in_ascending_order) {
   list all;
   all.push_back_random(10, 0, 4, 1.0);
@@ -108,41 +91,6 @@ TEST(w_vector, samples_distinct_rows_in_ascending_order) {
   list none;
   none.push_back_random(5, 0, 0, 1.0);
   EXPECT_TRUE(none.empty());
-}
-
-TEST(w_vector, draws_with_replacement_from_the_first_elements) {
-  list source = rows(50);
-  list cases;
-  cases.push_back_random_repeated(10, &source);
-  ASSERT_EQ(cases.size(), 10);
-  for (const unsigned long row : rows_of(cases)) EXPECT_LT(row, 10);
-
-  cases.clear();
-  cases.push_back_random_repeated(1000, &source);
-  positions drawn = sorted(rows_of(cases));
-  EXPECT_EQ(drawn.size(), 50);
-  EXPECT_NE(std::unique(drawn.begin(), drawn.end()), drawn.end());
-
-  list none;
-  none.push_back_random_repeated(10, &none);
-  EXPECT_TRUE(none.empty());
-}
-
-TEST(w_vector, repeats_its_draws_under_a_run_seed) {
-  const auto draws = [](unsigned long seed) {
-    util::set_seed(seed);
-    list cases = rows(50);
-    cases.randomize();
-    cases.push_back_random(20, 0, 50, 1.0);
-    const list source = rows(50);
-    cases.push_back_random_repeated(20, &source);
-    cases.stratify_frac(
-        0.4, [](unsigned long row) { return row % 3; }, 3, true);
-    util::clear_seed();
-    return rows_of(cases);
-  };
-  EXPECT_EQ(draws(1), draws(1));
-  EXPECT_NE(draws(1), draws(2));
 }
 
 TEST(stratify_quotas, give_the_rest_to_the_smallest_quotas_lower_codes_first) {
@@ -170,15 +118,6 @@ TEST(stratify_quotas, give_the_rest_to_the_smallest_quotas_lower_codes_first) {
 
 unsigned long uneven_class(unsigned long row) { return row % 7 == 0 ? 4 : row % 10 < 7 ? 0 : 2; }
 
-TEST(stratify_frac, takes_the_first_of_each_class_without_random) {
-  list cases = rows(6);  // classes 0 0 0 1 1 1, quotas 2 and 1
-  const auto class_of = [](unsigned long row) { return row / 3; };
-  EXPECT_EQ(cases.stratify_frac(0.5, class_of, 2, false), 3);
-  const positions order = rows_of(cases);
-  EXPECT_EQ(positions(order.begin(), order.begin() + 3), (positions{0, 1, 3}));
-  EXPECT_EQ(sorted(order), rows_of(rows(6)));
-}
-
 TEST(stratify_frac, fills_the_quotas_for_every_fraction_and_class_count) {
   for (const unsigned long n : {0UL, 1UL, 10UL, 97UL}) {
     positions count(5);
@@ -195,33 +134,6 @@ TEST(stratify_frac, fills_the_quotas_for_every_fraction_and_class_count) {
         EXPECT_EQ(taken, stratify_quotas(count, frac, t)) << n << " " << frac;
       }
     }
-  }
-}
-
-TEST(stratify_frac, draws_every_row_of_a_class_alike) {
-  util::set_seed(7);
-  std::vector<int> drawn(20);
-  for (int round = 0; round < 400; ++round) {
-    list cases = rows(20);
-    const unsigned long t = cases.stratify_frac(
-        0.25, [](unsigned long row) { return row % 2; }, 2, true);
-    for (unsigned long i = 0; i < t; ++i) ++drawn[cases[i].first];
-  }
-  util::clear_seed();
-  // 5 of 20: quotas 2 and 2 and one more for class 0, so 3 of 10 and 2 of 10.
-  for (unsigned long row = 0; row < 20; ++row) {
-    EXPECT_NEAR(drawn[row], row % 2 == 0 ? 120 : 80, 45) << row;  // deviation about 9
-  }
-}
-
-TEST(stratify_frac, keeps_or_shuffles_the_whole_list_at_the_ends) {
-  for (const double frac : {0.0, 1.0}) {
-    const unsigned long expected = frac == 0.0 ? 0 : 100;
-    list cases = rows(100);
-    EXPECT_EQ(cases.stratify_frac(frac, uneven_class, 5, false), expected);
-    EXPECT_EQ(rows_of(cases), rows_of(rows(100)));
-    EXPECT_EQ(cases.stratify_frac(frac, uneven_class, 5, true), expected);
-    EXPECT_NE(rows_of(cases), rows_of(rows(100)));
   }
 }
 

@@ -10,22 +10,10 @@
 
 namespace {
 
-using scratch::faulty_input;
 using zel::inpout::iobuf;
 using zel::inpout::ioconn;
 using zel::inpout::iofile;
 using zel::inpout::iomem;
-
-TEST(buffer, opens_with_at_least_1000_bytes_and_not_over_nothing) {
-  iomem inner;
-  inner.open(10);
-  iobuf buffer;
-  EXPECT_FALSE(buffer.open(nullptr, false, 5000));
-  for (const auto& [asked, given] : {std::pair{10UL, 1000L}, {1000UL, 1000L}, {1001UL, 1001L}}) {
-    ASSERT_TRUE(buffer.open(&inner, false, asked));
-    EXPECT_EQ(buffer.capacity(), given);
-  }
-}
 
 /// One random operation; what it gave, as text.
 std::string random_step(ioconn& conn, unsigned pick, unsigned amount) {
@@ -73,34 +61,6 @@ TEST(buffer, behaves_as_the_file_beneath_it) {
   }
 }
 
-TEST(buffer, never_writes_back_what_it_read) {
-  std::string room = "abcdef";
-  iomem inner;  // readable and writable at once
-  inner.open(room.data(), 6, 6);
-  iobuf buffer;
-  buffer.open(&inner, false, 1000);
-  char two[2];
-  EXPECT_EQ(buffer.read(two, 2), 2);
-  EXPECT_EQ(buffer.tell(), 2);
-  EXPECT_FALSE(buffer.eof());
-  EXPECT_EQ(scratch::drain(buffer), "cdef");
-  EXPECT_TRUE(buffer.eof());
-  buffer.close();
-  EXPECT_EQ(room, "abcdef");
-}
-
-TEST(buffer, passes_a_read_error_on_after_what_came_before_it) {
-  faulty_input inner(std::string(1500, 'x'), 1200, 1300);
-  iobuf buffer;
-  buffer.open(&inner, false, 1000);
-  std::string got(5000, ' ');
-  EXPECT_EQ(buffer.read(got.data(), 400), 400);
-  EXPECT_EQ(buffer.read(got.data(), 5000), 900) << "600 buffered, 300 read directly";
-  EXPECT_EQ(buffer.read(got.data(), 5000), -1);
-  EXPECT_EQ(buffer.read(got.data(), 10), -1);
-  EXPECT_EQ(buffer.error(), "cable cut");
-}
-
 /// Output that takes three bytes a call and none past `room`.
 class narrow_output : public iomem {
  public:
@@ -112,22 +72,6 @@ class narrow_output : public iomem {
  private:
   long room_;
 };
-
-TEST(buffer, writes_everything_through_an_output_that_takes_little_at_a_time) {
-  narrow_output inner(100000);
-  iobuf buffer;
-  buffer.open(&inner, false, 1000);
-  const std::string small(900, 's');
-  const std::string large(2500, 'l');
-  EXPECT_EQ(buffer.write(small.data(), 900), 900);
-  EXPECT_EQ(inner.size(), 0) << "still in the buffer";
-  EXPECT_EQ(buffer.write(large.data(), 2500), 2500);
-  EXPECT_EQ(buffer.writeln("end"), 4);
-  EXPECT_EQ(buffer.tell(), 3404);
-  buffer.flush();
-  EXPECT_EQ(inner.bytes(), small + large + "end\n");
-  EXPECT_FALSE(buffer.failed());
-}
 
 TEST(buffer, remembers_an_output_that_ran_full) {
   const std::string text(700, 'x');
@@ -150,16 +94,6 @@ TEST(buffer, reports_a_full_disk_when_closed) {
   out->close();
   EXPECT_TRUE(out->failed());
   EXPECT_EQ(out->error(), "No space left on device");
-}
-
-TEST(buffer, that_is_closed_gives_and_takes_nothing) {
-  iobuf buffer;
-  char byte = 'x';
-  EXPECT_EQ(buffer.read(&byte, 1), -1);
-  EXPECT_EQ(buffer.write(&byte, 1), -1);
-  EXPECT_EQ(buffer.lseek(0, SEEK_SET), -1);
-  EXPECT_TRUE(buffer.eof());
-  EXPECT_FALSE(buffer.is_open());
 }
 
 }  // namespace

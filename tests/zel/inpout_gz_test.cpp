@@ -54,47 +54,6 @@ TEST(gzip_input, cut_anywhere_is_an_error_and_never_the_end) {
   EXPECT_EQ(read_file(name).lines.size(), 80UL);
 }
 
-TEST(gzip_input, with_a_damaged_byte_tells_what_is_wrong) {
-  const scratch::folder files;
-  std::string bytes = gzipped(files, noisy_lines(40, 1));
-  bytes[bytes.size() - 8] ^= 1;  // in the checksum
-  const std::string name = files.put("bad.gz", bytes);
-  EXPECT_EQ(read_file(name).error,
-            "File: " + name + " cannot be read: damaged gzip data: incorrect data check");
-}
-
-TEST(gzip_input, must_be_gzip) {
-  const scratch::folder files;
-  std::filesystem::create_directory(files.at("folder.gz"));
-  files.put("text.gz", "a,b\nc,d\n");
-  files.put("empty.gz", "");
-  const auto error = [&](const std::string& name) { return read_file(files.at(name)).error; };
-  const auto file = [&](const std::string& name) { return "File: " + files.at(name); };
-  EXPECT_EQ(error("text.gz"), file("text.gz") + " is not in gzip format");
-  EXPECT_EQ(error("empty.gz"), file("empty.gz") + " is not in gzip format");
-  EXPECT_EQ(error("folder.gz"), file("folder.gz") + " cannot be read: Is a directory");
-  EXPECT_EQ(error("none.gz"), file("none.gz") + " not found or inaccessible");
-  files.put("nothing.gz", gzipped(files, ""));
-  EXPECT_EQ(error("nothing.gz"), "") << "an empty text, compressed, is an empty input";
-}
-
-TEST(gzip_connection, seeks_forward_and_back_but_not_from_the_end) {
-  const scratch::folder files;
-  files.put("digits.gz", gzipped(files, "0123456789"));
-  const std::unique_ptr<ioconn> in(ioconn::get_default_input(files.at("digits.gz")));
-  EXPECT_EQ(in->get_mode(), 3);
-  EXPECT_TRUE(in->is_random());
-  EXPECT_EQ(in->lseek(7, SEEK_SET), 7);
-  EXPECT_EQ(scratch::drain(*in), "789");
-  EXPECT_EQ(in->lseek(-8, SEEK_CUR), 2);
-  EXPECT_EQ(in->tell(), 2);
-  EXPECT_EQ(scratch::drain(*in), "23456789");
-  const auto error = [&](int whence) { return error_of([&] { in->lseek(0, whence); }); };
-  EXPECT_EQ(error(SEEK_END), "iogz::lseek LSEEK_END not supported");
-  EXPECT_EQ(error(3), "iogz::lseek position not supported");
-  EXPECT_EQ(error_of([&] { in->size(); }), "iogz::lseek LSEEK_END not supported");
-}
-
 TEST(gzip_connection, throws_large_transfers_by_pointer) {
   iogz file;
   const auto error = [](const std::function<void()>& action) -> std::string {
@@ -111,20 +70,6 @@ TEST(gzip_connection, throws_large_transfers_by_pointer) {
   EXPECT_EQ(error([&] { file.write(&byte, 4294967296); }),
             "iogz::write cannot handle large writes");
   EXPECT_EQ(file.read(&byte, 4294967295), -1) << "allowed, but nothing is open";
-}
-
-TEST(gzip_connection, appends_a_member_and_keeps_the_mode_until_closed) {
-  const scratch::folder files;
-  iogz file;
-  ASSERT_TRUE(file.open(files.at("x.gz"), 100, -1, Z_DEFAULT_STRATEGY));
-  EXPECT_EQ(file.get_mode(), 100);
-  EXPECT_EQ(file.writeln("one"), 4);
-  ASSERT_TRUE(file.open(files.at("x.gz"), 12, 9, Z_DEFAULT_STRATEGY));
-  EXPECT_EQ(file.write("two", 3), 3);
-  file.close();
-  EXPECT_FALSE(file.is_open());
-  EXPECT_EQ(file.get_mode(), 0);
-  EXPECT_EQ(read_file(files.at("x.gz")).lines, (std::vector<std::string>{"one", "two"}));
 }
 
 TEST(gzip_connection, remembers_that_a_full_disk_lost_bytes_as_does_a_buffer_over_it) {

@@ -5,9 +5,7 @@
 #include <thread>
 
 #include "inpout_scratch.h"
-#include "zel/inpout/iomem.h"
 #include "zel/inpout/stream.h"
-#include "zel/inpout/sys.h"
 
 namespace {
 
@@ -56,31 +54,6 @@ TEST(stream_reads_lines, whatever_the_borders_of_reads_and_blocks) {
       }
     }
   }
-}
-
-TEST(stream_reads_lines, and_hands_their_tokens_out_trimmed_or_not) {
-  stream in(new faulty_input("a, b ,c\n d\n", 4), ',', true, small(1));
-  ASSERT_TRUE(in.read_line());
-  EXPECT_STREQ(in.tokens().next(), "a");
-  EXPECT_STREQ(in.tokens().next(), " b ");
-  in.tokens().set_trim(true);
-  ASSERT_TRUE(in.read_line()) << "unread tokens do not matter";
-  EXPECT_STREQ(in.tokens().next(), "d");
-  EXPECT_FALSE(in.tokens().more());
-}
-
-TEST(stream_reads_blocks, of_whole_lines_that_lines_are_taken_from) {
-  stream in(new faulty_input("aa\nbb\ncc\ndd", 4), ',', true, small(2));
-  ASSERT_TRUE(in.next_block());
-  EXPECT_EQ(in.block(), "aa\nbb\n");
-  ASSERT_TRUE(in.read_line());
-  EXPECT_EQ(in.block(), "bb\n");
-  ASSERT_TRUE(in.next_block()) << "drops what is unread";
-  EXPECT_EQ(in.block(), "cc\ndd");
-  EXPECT_EQ(in.block_number(), 1UL);
-  EXPECT_EQ(*(in.block().data() + in.block().size()), '\0');
-  EXPECT_FALSE(in.next_block());
-  EXPECT_EQ(in.block(), "");
 }
 
 /// Lines of lengths 0 to `longest` - 1, each unlike all others once it has four bytes.
@@ -151,53 +124,6 @@ TEST(stream_refuses, lines_of_the_limit_wherever_they_start) {
       }
     }
   }
-}
-
-TEST(stream_refuses, a_capacity_that_cannot_be_doubled) {
-  zel::inpout::iomem conn;
-  EXPECT_EQ(error_of([&] { stream(&conn, ',', false, small(1UL << 62)); }),
-            "stream: out of big memory");
-}
-
-TEST(stream_reads_lines, from_a_pipe_that_brings_them_in_pieces) {
-  zel::inpout::ioconn* ends[2] = {};
-  ASSERT_TRUE(zel::inpout::sys::pipe(ends));
-  std::thread writer([&] {
-    for (const std::string piece : {"a,", "b\nc", "\n", "d"}) {
-      ends[1]->write(piece.data(), static_cast<long>(piece.size()));
-      std::this_thread::yield();
-    }
-    delete ends[1];
-  });
-  stream in(ends[0], ',', true);
-  EXPECT_EQ(read_all(in).lines, (lines_t{"a,b", "c", "d"}));
-  writer.join();
-}
-
-TEST(stream_reads_lines, to_an_end_that_stays_even_if_the_input_grows) {
-  zel::inpout::iomem conn;
-  conn.open(10);
-  conn.write("a\n", 2);
-  conn.rewind();
-  stream in(&conn, ',', false);
-  EXPECT_EQ(read_all(in).lines, lines_t{"a"});
-  conn.write("b\n", 2);
-  conn.lseek(-2, SEEK_END);
-  EXPECT_FALSE(in.read_line());
-}
-
-TEST(stream_owns, its_connection_only_when_told) {
-  struct counted : faulty_input {
-    explicit counted(int& left) : faulty_input("", 1), left_(left) { ++left_; }
-    ~counted() override { --left_; }
-    int& left_;
-  };
-  int left = 0;
-  stream(new counted(left), ',', true);
-  EXPECT_EQ(left, 0);
-  counted kept(left);
-  stream(&kept, ',', false);
-  EXPECT_EQ(left, 1);
 }
 
 }  // namespace

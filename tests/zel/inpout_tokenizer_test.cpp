@@ -51,20 +51,4 @@ TEST(tokenizer_splits, in_place_and_in_a_copy_alike) {
   }
 }
 
-TEST(tokenizer_splits, nothing_before_it_has_a_text_and_for_a_null_one) {
-  tokenizer splitter;
-  splitter.set_trim(true);
-  EXPECT_STREQ(splitter.next(), "");
-  splitter.tokenizing(nullptr, ',', true);
-  EXPECT_EQ(tokens_of(splitter), std::vector<std::string>{""});
-  EXPECT_TRUE(splitter.trim()) << "a new text keeps the trimming";
-}
-
-TEST(tokenizer_splits, a_token_of_its_own_copy_again) {
-  tokenizer splitter;
-  splitter.tokenizing("a b,c", ',', false);
-  splitter.tokenizing(splitter.next(), ' ', false);
-  EXPECT_EQ(tokens_of(splitter), (std::vector<std::string>{"a", "b"}));
-}
-
 }  // namespace

@@ -22,20 +22,6 @@ class parallel_test : public testing::TestWithParam<unsigned long> {
 INSTANTIATE_TEST_SUITE_P(workers, parallel_test, testing::Values(0, 1, 2, 8),
                          testing::PrintToStringParamName());
 
-TEST_P(parallel_test, visits_every_index_once) {
-  for (const unsigned long n : {0UL, 1UL, 2UL, 1000UL}) {
-    std::vector<std::atomic<int>> visits(n + 20);
-    with_workers([&] {
-      for_each_index(n, [&](unsigned long i) { ++visits[i]; });
-      pfor(n + 5, n + 15, [&](unsigned long i) { ++visits[i]; });
-      pfor(n + 19, n + 19, [&](unsigned long i) { ++visits[i]; });
-    });
-    for (unsigned long i = 0; i < visits.size(); ++i) {
-      EXPECT_EQ(visits[i], i < n || (i >= n + 5 && i < n + 15)) << n << " " << i;
-    }
-  }
-}
-
 TEST_P(parallel_test, gives_bodies_that_run_together_different_slots) {
   std::vector<std::atomic<int>> busy(n_slots());
   std::atomic<int> clashes{0};
@@ -93,29 +79,6 @@ TEST_P(parallel_test, passes_results_and_both_forms_of_errors_on) {
   }
   ASSERT_TRUE(caught);
   EXPECT_STREQ(caught->what(), "row 70");
-}
-
-TEST(parallel, runs_small_loops_in_order_on_the_calling_thread) {
-  n_workers = 1;
-  std::vector<unsigned long> order;
-  const auto caller = std::this_thread::get_id();
-  for_each_index(4, [&](unsigned long i) {
-    EXPECT_EQ(std::this_thread::get_id(), caller);
-    EXPECT_EQ(slot(), 0);
-    order.push_back(i);
-  });
-  EXPECT_EQ(order, (std::vector<unsigned long>{0, 1, 2, 3}));
-  n_workers = default_workers();
-}
-
-TEST(parallel, opens_no_more_threads_than_the_machine_bears) {
-  n_workers = ~0UL;
-  EXPECT_GE(n_slots(), 2);
-  EXPECT_LE(n_slots(), std::max(256UL, default_workers()));
-  std::atomic<unsigned long> visits{0};
-  with_workers([&] { for_each_index(500, [&](unsigned long) { ++visits; }); });
-  EXPECT_EQ(visits, 500);
-  n_workers = default_workers();
 }
 
 }  // namespace

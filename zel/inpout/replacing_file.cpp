@@ -19,7 +19,6 @@ namespace fs = std::filesystem;
 
 constexpr char k_prefix[] = ".unfinished-";
 constexpr int k_permissions = 0644;
-constexpr int k_max_links = 40;  // as the kernel follows
 constexpr int k_max_names = 1000;
 
 [[noreturn]] void fail(int code) { throw std::runtime_error(std::strerror(code)); }
@@ -57,23 +56,13 @@ int sync(const std::string& path, int flags) {
 
 }  // namespace
 
-std::string follow_links(const std::string& name) {
-  fs::path path(name);
-  std::error_code error;
-  for (int links = 0; links < k_max_links; ++links) {
-    if (!fs::is_symlink(fs::symlink_status(path, error))) break;
-    const fs::path target = fs::read_symlink(path, error);
-    if (error) break;
-    path = path.parent_path() / target;
-  }
-  return path.string();
-}
-
 replacing_file::replacing_file(const std::string& name) : path_(name) {
   struct stat status;
   const bool exists = ::stat(name.c_str(), &status) == 0;
   if (exists && !S_ISREG(status.st_mode)) return;
-  target_ = follow_links(name);
+  std::error_code error;
+  target_ = exists ? fs::canonical(name, error).string() : name;
+  if (error) fail(error.value());
   path_ = create_in(folder_of(target_));
 }
 

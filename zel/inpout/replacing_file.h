@@ -12,8 +12,8 @@ namespace zel::inpout {
 /// leads to something other than a regular file (a pipe, a device) is written directly.
 class replacing_file : private zel::util::nocopy {
  public:
-  /// Creates the file beside `name`, or beside what the link `name` leads to, with the permissions
-  /// of the file there is. Throws std::runtime_error with the system's reason when it cannot.
+  /// Creates the file beside `name`, or beside the file that the link `name` leads to, whose
+  /// permissions it will take. Throws std::runtime_error with the system's reason when it cannot.
   explicit replacing_file(const std::string& name);
   /// Removes what was not committed.
   ~replacing_file();
@@ -28,8 +28,5 @@ class replacing_file : private zel::util::nocopy {
   std::string path_;
   bool committed_ = false;
 };
-
-/// `name` with the symbolic links of its last component followed, to the end or to a missing file.
-std::string follow_links(const std::string& name);
 
 }  // namespace zel::inpout

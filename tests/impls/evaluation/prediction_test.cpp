@@ -60,14 +60,6 @@ INSTANTIATE_TEST_SUITE_P(
                     classified{"unknown_above_the_cut", {0, 3}, 3, 0.575, 1.75}),
     [](const auto& row) { return row.param.name; });
 
-TEST(prediction, of_equal_weights_the_lowest_class_wins) {
-  const auto t = three_class_table();
-  const auto tree = build_tree(split(0, {leaf({0, 0, 5}), leaf({0, 5, 0}), leaf({0, 0, 0})}));
-  decision_tree::prediction result;
-  tree->predict_class(*t, {0, 1}, result, 1, 0);
-  EXPECT_THAT(result, Pair(2, 0.5));
-}
-
 TEST(prediction, tallies_weights_by_class) {
   const auto t = three_class_table();
   const auto tree = unequal_tree();

@@ -125,12 +125,6 @@ TEST(row_coder, counts_what_it_takes_as_unknown) {
   EXPECT_EQ(scored(coder, "red,1,x,high,1"), "x: not an int (column size)");
 }
 
-TEST(row_coder, takes_another_token_for_the_unknown_value_beside_the_column_s_own) {
-  const auto t = small_table();
-  row_coder coder(*t, {"NA"});
-  EXPECT_EQ(tested(coder, "NA,NA,NA,a,1,?,?"), "0 0 0 0 0 1");
-}
-
 // More distinct texts than are remembered: every one is still read right, first and later.
 TEST(row_coder, reads_any_number_of_distinct_texts) {
   std::string data;

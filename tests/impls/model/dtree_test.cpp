@@ -24,30 +24,6 @@ std::string built(const table& t, const setter& set) {
   return text_of(model);
 }
 
-TEST(model, of_golf_is_grown_pruned_and_measured) {
-  const auto t = golf_table();
-  dtree model("golf");
-  const std::unique_ptr<case_list> cases(t->get_all());
-  model.build(t.get(), cases.get());
-  EXPECT_EQ(text_of(model),
-            "\nDECISION TREE (size=8)\n"
-            "\noutlook = overcast: yes (4.0/1.2)"
-            "\noutlook = rainy:"
-            "\n|   windy = false: yes (3.0/1.1)"
-            "\n|   windy = true: no (2.0/1.0)"
-            "\noutlook = sunny:"
-            "\n|   humidity <= 75 : yes (2.0/1.0)"
-            "\n|   humidity > 75 : no (3.0/1.1)\n");
-  EXPECT_EQ(model.leaves(), 5u);
-  EXPECT_EQ(model.depth(), 3u);
-  EXPECT_EQ(model.epl(), 1 + 4 * 2);
-  EXPECT_EQ(model.nfeatures(), 3u);
-  EXPECT_EQ(model.get_attributes(*t), "0,1,2,3");
-  double depth = 0;
-  EXPECT_EQ(model.test(*t, *cases, &depth)->err_misc(), 0);
-  EXPECT_DOUBLE_EQ(depth, (4 * 1 + 10 * 2) / 14.);
-}
-
 struct parameter {
   const char* name;
   setter set, refused;
@@ -95,21 +71,6 @@ TEST(model, needs_as_many_trees_as_its_kind_asks_for) {
   }
 }
 
-TEST(model, is_pruned_the_same_later_and_again) {
-  const auto t = mixed_table(1500, 32, true);
-  const std::unique_ptr<case_list> cases(t->get_all());
-  dtree model("m"), grown("g");
-  model.build(t.get(), cases.get());
-  grown.set_pruning_strategy(NO_PRUNING);
-  grown.build(t.get(), cases.get());
-  EXPECT_GT(grown.size(), model.size());
-  grown.set_pruning_strategy(EBP);
-  for (dtree* m : {&grown, &model, &model}) {
-    m->prune(t.get(), nullptr);
-    EXPECT_EQ(text_of(*m), text_of(model));
-  }
-}
-
 TEST(model, keeps_nothing_of_the_callers) {
   auto t = golf_table();
   auto cases = std::make_unique<case_list>();
@@ -147,21 +108,6 @@ TEST(model, clones_whole_or_by_its_parameters) {
   EXPECT_EQ(parameters->get_training_cm(), nullptr);
   parameters->build(t.get(), cases.get());
   EXPECT_EQ(text_of(*parameters), text);
-}
-
-TEST(model, training_matrix_holds_every_case) {
-  const auto t = mixed_table(700, 33, true);
-  const std::unique_ptr<case_list> cases(t->get_all());
-  dtree model("m");
-  model.build(t.get(), cases.get());
-  model.set_training_cm(t.get(), cases.get());
-  const conf_matrix& matrix = *model.get_training_cm();
-  const decision_node& root = *model.get_tree(0).get_node();
-  EXPECT_EQ(matrix.ncases(), 700u);
-  for (code_t c = 0; c < t->n_class_codes(); ++c) {
-    EXPECT_NEAR(matrix.cases_actual(c), root.class_weight(c), 1e-9);
-  }
-  EXPECT_LT(matrix.err_misc(), 0.8 * matrix.err_misc_majority());
 }
 
 TEST(model, refuses_to_work_on_nothing) {

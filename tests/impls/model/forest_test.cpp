@@ -54,21 +54,6 @@ TEST(draws, of_a_tree_are_as_many_as_the_cases_and_leave_a_third_out) {
   EXPECT_EQ(samples.size(), 30);
 }
 
-TEST(draws, are_those_of_a_case_list) {
-  case_list source;
-  for (row_t row = 0; row < 100; ++row) source.emplace_back(row, 1.0);
-  zel::util::rand_gen random(100, 42);
-  case_list expected;
-  expected.push_back_random_repeated(100, &source, random);
-  case_list drawn;
-  for_each_draw(100, 42, [&](unsigned long position) { drawn.push_back(source[position]); });
-  EXPECT_EQ(drawn, expected);
-  const zel::adt::bitmap marks = in_bag(100, 42);
-  for (row_t row = 0; row < 100; ++row) {
-    EXPECT_EQ(marks[row], std::ranges::count(expected, row, &case_list::value_type::first) > 0);
-  }
-}
-
 /// Eight columns alike, so that of those measured the first one wins, and how often each wins
 /// tells how many are measured.
 std::array<unsigned long, 8> roots_by_attribute(bool forest, unsigned long trees) {
@@ -98,11 +83,6 @@ TEST(forest_nodes, measure_a_few_attributes_each_as_often_as_the_others) {
                                           testing::Gt(0), 0, 0, 0));
 }
 
-TEST(forest_nodes, measure_all_attributes_in_bagging) {
-  EXPECT_THAT(roots_by_attribute(/*forest=*/false, 50),
-              testing::ElementsAre(50, 0, 0, 0, 0, 0, 0, 0));
-}
-
 TEST_P(ensembles, are_tested_by_the_votes_of_their_trees) {
   const auto t = mixed_table(700, 9, /*weighted=*/true);
   const auto model = grow_ensemble(*t, {7, GetParam(), 3, 4});
@@ -126,36 +106,6 @@ TEST_P(ensembles, are_tested_by_the_votes_of_their_trees) {
     for (code_t j = 0; j < expected.size(); ++j) {
       EXPECT_EQ(model->get_training_cm()->get_element(i, j), expected.get_element(i, j));
     }
-  }
-}
-
-/// Trees that are leaves, each of the class that prevails among its draws, with `of_second` of
-/// the `trees` for the second class.
-std::unique_ptr<dtree> leaves_with_votes(const table& t, unsigned long trees,
-                                         unsigned long of_second) {
-  for (unsigned long seed = 0; seed < 500; ++seed) {
-    auto model = grow_ensemble(t, {trees, false, seed, 0});
-    unsigned long found = 0;
-    for (unsigned long i = 0; i < trees; ++i) {
-      found += model->get_tree(i).get_node()->get_leaf_class() == 2;
-    }
-    if (found == of_second) return model;
-  }
-  return nullptr;
-}
-
-TEST(votes, that_tie_go_to_the_lowest_code) {
-  const auto t = make_table("x,string,discrete\nk,string,class\n", "p,a\nq,b\np,b\n");
-  const struct {
-    unsigned long trees, of_second;
-    decision_tree::prediction expected;
-  } rows[] = {{2, 1, {1, 0.5}}, {4, 2, {1, 0.5}}, {4, 3, {2, 0.75}}, {4, 1, {1, 0.75}}};
-  for (const auto& row : rows) {
-    const auto model = leaves_with_votes(*t, row.trees, row.of_second);
-    ASSERT_TRUE(model);
-    decision_tree::prediction result;
-    model->predict(*t, {1}, result, 1.0);
-    EXPECT_EQ(result, row.expected) << row.trees << ' ' << row.of_second;
   }
 }
 

@@ -1,5 +1,4 @@
 // Attribute importance of single trees and of ensembles.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -58,23 +57,6 @@ TEST(gain_importance, follows_unknown_values_down_all_branches) {
   EXPECT_EQ(found[0].attribute, 1);
 }
 
-TEST(gain_importance, of_an_ensemble_is_the_mean_over_its_trees) {
-  const auto t = mixed_table(300, 4, /*weighted=*/true);
-  const auto model = grow_ensemble(*t, {5, false, 6});
-  std::vector<double> sums(t->n_attributes());
-  for (unsigned long i = 0; i < 5; ++i) {  // bagged trees are grown as single ones are
-    const case_list drawn = model->cases_of_tree(i);
-    dtree alone("t");
-    alone.set_pruning_strategy(model::NO_PRUNING);
-    alone.build(t.get(), &drawn);
-    for (const auto& each : alone.importance(*t)) sums[each.attribute] += each.gain;
-  }
-  const auto found = model->importance(*t);
-  ASSERT_EQ(found.size(), 4);
-  for (const auto& each : found) EXPECT_NEAR(each.gain, sums[each.attribute] / 5, 1e-9);
-  EXPECT_TRUE(std::ranges::is_sorted(found, std::ranges::greater(), &attribute_importance::gain));
-}
-
 /// A key that decides the class of most rows, a number that does not, and a constant.
 std::unique_ptr<table> keyed_table(unsigned long rows, unsigned long one_wrong_in) {
   std::mt19937_64 draw(12);
@@ -91,16 +73,6 @@ std::unique_ptr<table> keyed_table(unsigned long rows, unsigned long one_wrong_i
 
 double permutation_of(const std::vector<attribute_importance>& all, const char* name) {
   return std::ranges::find(all, name, &attribute_importance::name)->permutation;
-}
-
-TEST(permutation_importance, is_half_the_cases_for_the_key_to_two_classes) {
-  const auto t = keyed_table(600, /*one_wrong_in=*/0);
-  const auto model = grow_ensemble(*t, {40, false, 2});
-  const run_seed seed(2);
-  const auto found = model->importance(*t);
-  EXPECT_NEAR(permutation_of(found, "key"), 0.5, 0.02);
-  EXPECT_EQ(permutation_of(found, "noise"), 0);  // not tested
-  EXPECT_EQ(found[0].name, "key");
 }
 
 TEST(permutation_importance, of_noise_is_about_nothing) {

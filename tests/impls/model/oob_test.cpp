@@ -62,18 +62,6 @@ TEST(oob_error, counts_the_votes_of_the_trees_that_did_not_draw_the_case) {
   }
 }
 
-TEST(oob_error, is_that_of_the_trees_as_they_stand) {
-  const auto t = mixed_table(600, 7, /*weighted=*/false);
-  const std::unique_ptr<case_list> all(t->get_all());
-  const auto model = grow_ensemble(*t, {10, true, 5});
-  const double unpruned = model->oob_error(*t);
-  model->set_pruning_strategy(model::EBP);
-  model->prune(t.get(), nullptr);
-  EXPECT_EQ(model->oob_error(*t), plain_oob_error(*model, *t, *all));
-  EXPECT_NE(model->oob_error(*t), unpruned);
-  EXPECT_EQ(model->clone(/*parameters_only=*/false)->oob_error(*t), model->oob_error(*t));
-}
-
 // Of two cases of two classes a tree draws both, and nothing is out of bag, or one, and is wrong
 // about the other.
 TEST(oob_error, is_not_a_number_without_cases_out_of_bag) {
@@ -91,36 +79,6 @@ TEST(oob_error, is_not_a_number_without_cases_out_of_bag) {
   }
   EXPECT_GT(with_both, 5);
   EXPECT_LT(with_both, 35);
-}
-
-TEST(oob_error, is_not_a_number_for_a_single_tree) {
-  const auto t = golf_table();
-  const std::unique_ptr<case_list> all(t->get_all());
-  dtree model("t");
-  model.build(t.get(), all.get());
-  EXPECT_TRUE(std::isnan(model.oob_error(*t)));
-}
-
-TEST(oob_error, asks_for_a_built_model_and_its_table) {
-  const auto t = golf_table();
-  const auto message_of = [](const auto& call) -> std::string {
-    try {
-      call();
-    } catch (const std::runtime_error& error) {
-      return error.what();
-    }
-    return "";
-  };
-  EXPECT_EQ(message_of([&] { dtree("t").oob_error(*t); }), "no unpruned tree");
-  const auto model = grow_ensemble(*t, {2, true, 1});
-  const auto schema = t->clone(/*schema_only=*/true);
-  const auto other = mixed_table(20, 1, false);
-  for (const table* wrong : {schema.get(), other.get()}) {
-    EXPECT_EQ(message_of([&] { model->oob_error(*wrong); }),
-              "the table does not hold the training cases");
-  }
-  EXPECT_EQ(message_of([] { orvik::dtree("t").get_oob_error(nullptr); }),
-            "no table provided with the training cases");
 }
 
 }  // namespace

@@ -45,40 +45,6 @@ TEST(class_shares, are_those_of_the_leaves_reached) {
   EXPECT_EQ(result, decision_tree::prediction(1, 1.0));  // the weight is in the confidence
 }
 
-TEST(class_shares, of_an_ensemble_are_the_mean_over_its_trees) {
-  const auto t = mixed_table(400, 3, /*weighted=*/false);
-  dtree model("t");
-  model.set_forest(true, false, 5);
-  const std::unique_ptr<case_list> all(t->get_all());
-  model.build(t.get(), all.get());
-  std::vector<code_t> codes(t->n_attributes());
-  for (row_t row = 0; row < 50; ++row) {
-    for (unsigned long a = 0; a < codes.size(); ++a) codes[a] = t->column_of(a).get_row_index(row);
-    std::vector<double> shares, expected(t->n_class_codes());
-    model.predict_distribution(codes, shares);
-    for (unsigned long i = 0; i < model.n_trees(); ++i) {
-      std::vector<double> one(t->n_class_codes());
-      model.get_tree(i).predict_distribution(*t, codes, one, 1.0, 0);
-      for (std::size_t c = 0; c < one.size(); ++c) expected[c] += one[c] / 5;
-    }
-    double sum = 0;
-    for (std::size_t c = 0; c < shares.size(); ++c) {
-      EXPECT_NEAR(shares[c], expected[c], 1e-12);
-      sum += shares[c];
-    }
-    EXPECT_NEAR(sum, 1, 1e-12);
-  }
-}
-
-TEST(row_of_texts, is_coded_by_attribute) {
-  const auto model = small_model();
-  std::vector<code_t> codes{7, 7, 7, 7};
-  for (const texts& row : {texts{"q", "new"}, texts{"q", "", "class"}}) {
-    model->string2index(row, codes);
-    EXPECT_THAT(codes, ElementsAre(2, 0));
-  }
-}
-
 TEST(row_of_texts, is_refused_when_it_does_not_fit) {
   const auto model = small_model();
   const struct {
@@ -97,17 +63,6 @@ TEST(row_of_texts, is_refused_when_it_does_not_fit) {
       EXPECT_STREQ(error.what(), row.error);
     }
   }
-}
-
-TEST(row_of_texts, is_predicted_by_the_public_model) {
-  const orvik::dtree model(small_model());
-  EXPECT_EQ(model.predict({"q", "?"}, 1.0), "b");
-  double confidence = 0;
-  std::vector<double> shares;
-  EXPECT_EQ(model.predict({"q", "?"}, 1.0, confidence, shares), "b");
-  EXPECT_EQ(confidence, 0.8);
-  EXPECT_THAT(shares, ElementsAre(0, 0.2, 0.8));
-  EXPECT_THAT(model.class_values(), ElementsAre("?", "a", "b"));
 }
 
 TEST(score, stops_where_its_output_fails) {

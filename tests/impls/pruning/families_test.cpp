@@ -217,12 +217,4 @@ INSTANTIATE_TEST_SUITE_P(
                     tie_row{"above_limits", {k_inf, 1, k_inf}, pruning::tie::later_child, 1}),
     [](const auto& row) { return row.param.name; });
 
-TEST(leaf_counts, are_those_of_split_nodes_only) {
-  const auto tree = build_tree(split(0, {k_pure, leaf({1, 0}), k_pure}));
-  std::unordered_map<const decision_tree*, unsigned long> leaves;
-  EXPECT_EQ(tree->set_nleaves(leaves), 5);
-  EXPECT_EQ(leaves,
-            (decltype(leaves){{tree.get(), 5}, {tree->get_child(0), 2}, {tree->get_child(2), 2}}));
-}
-
 }  // namespace

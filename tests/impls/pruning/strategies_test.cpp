@@ -106,15 +106,6 @@ TEST_P(every_strategy, leaves_the_statistics_of_the_cases_and_no_cases) {
   }
 }
 
-TEST_P(every_strategy, never_enlarges_the_tree) {
-  for (unsigned long seed = 40; seed < 44; ++seed) {
-    grown g(seed, seed % 2 == 0);
-    const unsigned long before = g.tree->size();
-    g.prune(strategy());
-    EXPECT_LE(g.tree->size(), before);
-  }
-}
-
 TEST_P(every_strategy, makes_the_same_tree_on_any_number_of_workers) {
   const auto t = mixed_table(3000, 7, true);
   const std::unique_ptr<case_list> all(t->get_all());
@@ -149,14 +140,6 @@ TEST_P(every_strategy, prunes_deep_trees) {
   tree->get_node()->set_cases(&few);
   pruning::prune(*tree, strategy(), {*t, k_cf, cases.get()});
   EXPECT_LE(tree->depth(), k_levels + 1);
-}
-
-TEST(ebp, twice_is_once) {
-  grown g(3, true);
-  g.prune(model::EBP);
-  const std::string once = exact_text_of(*g.tree, *g.t);
-  g.prune(model::EBP);
-  EXPECT_EQ(exact_text_of(*g.tree, *g.t), once);
 }
 
 // The twin raises a child of a copy and counts there.
@@ -258,42 +241,6 @@ TEST(models, grow_on_seventy_percent_where_they_prune_on_the_rest) {
     // 0.7 as a double is a little less than 0.7, and so is its share of 200 cases.
     EXPECT_EQ(m.cases_of_tree(0).size(), s >= model::REP ? 139 : 200) << s;
   }
-}
-
-TEST(models, grow_and_prune_on_all_cases_where_a_part_would_be_empty) {
-  const auto t = golf_table();
-  const case_list one{{3, 1.0}};
-  for (unsigned int s = model::REP; s <= model::MEPA; ++s) {
-    dtree m("t");
-    m.set_pruning_strategy(static_cast<model::pruning_strategy>(s));
-    m.build(t.get(), &one);
-    EXPECT_EQ(m.cases_of_tree(0).size(), 1);
-  }
-}
-
-TEST(models, prune_on_the_training_cases_without_others) {
-  const auto t = mixed_table(300, 5, false);
-  const std::unique_ptr<case_list> all(t->get_all());
-  std::vector<std::string> texts;
-  for (const case_list* held :
-       {static_cast<const case_list*>(nullptr), (const case_list*)all.get()}) {
-    dtree m("t");
-    m.set_pruning_strategy(model::NO_PRUNING);
-    m.build(t.get(), all.get());
-    m.set_pruning_strategy(model::REPG);
-    m.prune(t.get(), held);
-    texts.push_back(exact_text_of(m.get_tree(0), *t));
-  }
-  EXPECT_EQ(texts[0], texts[1]);
-}
-
-TEST(models, cannot_be_pruned_without_what_pruning_needs) {
-  const auto t = golf_table();
-  dtree m("t");
-  EXPECT_THAT([&] { m.prune(t.get(), nullptr); },
-              testing::ThrowsMessage<std::runtime_error>("no unpruned tree"));
-  EXPECT_THAT([&] { m.prune(nullptr, nullptr); },
-              testing::ThrowsMessage<std::runtime_error>("no table provided to prune_dt"));
 }
 
 TEST(raising, needs_the_training_cases) {

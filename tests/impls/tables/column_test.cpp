@@ -18,10 +18,6 @@ using list_owner = std::unique_ptr<case_list>;
 using testing::ElementsAre;
 using testing::Pair;
 
-auto throws(const std::string& message) {
-  return testing::ThrowsMessage<std::runtime_error>(message);
-}
-
 /// The set of the integers 1 to n: value and code are the same number.
 std::unique_ptr<o_set> integers(unsigned long n, bool unknown) {
   std::unique_ptr<o_set> set(o_set::NEW_O_SET("integer", true, "?"));
@@ -114,47 +110,6 @@ TEST(column, roles_and_values_must_fit) {
             "type.");
 }
 
-TEST(column, appends_texts_of_its_values_only) {
-  for (const unsigned long n : {2UL, 5UL}) {
-    const column_owner c = column_of("discrete", n, false, {});
-    c->push_back("2");
-    c->push_back("01");
-    EXPECT_THAT([&] { c->push_back("9"); },
-                throws("[column::push_back] index not found for value '9' in column c"));
-    ASSERT_EQ(c->size(), 2u);
-    EXPECT_EQ(c->get_row_index(0), 2u);
-    EXPECT_EQ(c->get_row_index(1), 1u);
-  }
-}
-
-TEST(column, operations_belong_to_roles) {
-  const case_list cases;
-  double fraction;
-  code_range range;
-  const auto refuses = [&](const column& c, const std::string& select_error,
-                           const std::string& partition_error) {
-    EXPECT_THAT([&] { c.select(&cases, 1, 1, 1, true); }, throws(select_error));
-    EXPECT_THAT([&] { c.partition(&cases, 1, 1, fraction, range, 1); }, throws(partition_error));
-    EXPECT_THAT([&] { c.split(cases, 1, 1, 1); }, throws(partition_error));
-  };
-  for (const std::string role : {"ignore", "weights"}) {
-    const std::string text =
-        "[column_typed::partition] method not defined for column type '" + role + "'";
-    refuses(*column_of(role, 3, false, {}), text, text);
-  }
-  std::string error;
-  const column_owner none =
-      over(std::unique_ptr<o_set>(o_set::NEW_O_SET("null", true, "?")), "ignore", error);
-  const std::string text = "] method not defined for column type 'ignore'";
-  refuses(*none, "[column::select" + text, "[column::partition" + text);
-  case_list list;
-  EXPECT_THAT([&] { none->sort(list.begin(), list.end()); }, throws("[column::sort" + text));
-  none->push_back("anything");
-  none->push_back(3);
-  EXPECT_EQ(none->size(), 0u);
-  EXPECT_EQ(none->get_row_index(7), k_unknown);
-}
-
 // Rows 0 to 5 hold 1 2 ? 3 1 3; known weight 1 + 2 + 3 + 4 + 5 of 21.
 const std::vector<code_t> k_codes{1, 2, 0, 3, 1, 3};
 const case_list k_cases{{0, 1}, {1, 2}, {2, 6}, {3, 3}, {4, 4}, {5, 5}};
@@ -175,22 +130,6 @@ TEST(column, discrete_branches_are_values) {
               ElementsAre(Pair(2, 3), Pair(3, 3), Pair(5, 5)));
   EXPECT_THAT(*list_owner(c->select(&k_cases, 3, .5, 77, false)),
               ElementsAre(Pair(3, 3), Pair(5, 5)));
-}
-
-TEST(column, continuous_branches_are_sides_of_the_threshold) {
-  const column_owner c = column_of("continuous", 9, true, k_codes);
-  double fraction;
-  code_range range;
-  const list_owner low(c->partition(&k_cases, 1, 21, fraction, range, 2));
-  EXPECT_EQ(fraction, 7. / 15);
-  EXPECT_EQ(range, code_range(1, 3));
-  EXPECT_THAT(*low, ElementsAre(Pair(0, 1), Pair(1, 2), Pair(2, 6 * (7. / 15)), Pair(4, 4)));
-  const list_owner high(c->partition(&k_cases, 2, 21, fraction, range, 2));
-  EXPECT_EQ(fraction, 8. / 15);
-  EXPECT_EQ(range, code_range(2, 4));  // the threshold is always within
-  EXPECT_THAT(*high, ElementsAre(Pair(2, 6 * (8. / 15)), Pair(3, 3), Pair(5, 5)));
-  EXPECT_THAT(*list_owner(c->select(&k_cases, 2, 1, 1, false)),
-              ElementsAre(Pair(1, 2), Pair(3, 3), Pair(5, 5)));
 }
 
 TEST(column, no_branch_has_a_share_of_unknown_values_alone) {

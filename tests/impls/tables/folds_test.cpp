@@ -5,12 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
 #include <memory>
 #include <random>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "impls/support/table_text.h"
 #include "zel/util/seed.h"
@@ -47,20 +45,6 @@ std::string thrown_pointer(const std::function<void()>& call) {
     return std::unique_ptr<std::runtime_error>(error)->what();
   }
   return "nothing thrown";
-}
-
-TEST(folds, are_consecutive_and_the_first_ones_one_longer) {
-  for (unsigned long n : {0, 1, 2, 9, 10, 11}) {
-    for (unsigned long k : {1, 2, 3, 5, 10, 12}) {
-      unsigned long end = 0;
-      for (unsigned long i = 0; i < k; ++i) {
-        EXPECT_EQ(fold_begin(n, k, i), end) << n << " " << k << " " << i;
-        end = fold_end(n, k, i);
-        EXPECT_EQ(end - fold_begin(n, k, i), n / k + (i < n % k)) << n << " " << k << " " << i;
-      }
-      EXPECT_EQ(end, n);
-    }
-  }
 }
 
 TEST(folds, get_the_classes_dealt_out_in_turn) {
@@ -106,26 +90,6 @@ TEST(folds, hold_even_shares_of_every_class) {
   }
 }
 
-TEST(samples, take_the_quota_of_every_class_to_the_front) {
-  std::mt19937_64 draw(29);
-  for (int round = 0; round < 300; ++round) {
-    const std::string classes = draw_classes(draw);
-    const auto t = table_of(classes);
-    const list_owner all(t->get_all());
-    case_list cases = *all;
-    const double frac = round % 10 == 0 ? 0.5 : static_cast<double>(draw() % 1000) / 1000;
-    const unsigned long m = stratify_frac(cases, frac, *t, round % 3 != 0);
-    EXPECT_EQ(m, static_cast<unsigned long>(static_cast<long double>(classes.size()) * frac));
-    EXPECT_EQ(sorted(cases), *all);
-    const list_owner sample(cases.select(0, m, false));
-    const std::string taken = classes_of(*t, *sample);
-    for (const char c : {'a', 'b', 'c'}) {
-      const auto share = static_cast<double>(std::ranges::count(classes, c)) * frac;
-      EXPECT_NEAR(static_cast<double>(std::ranges::count(taken, c)), std::floor(share) + .5, .5);
-    }
-  }
-}
-
 TEST(samples, hold_as_many_cases_as_asked_for) {
   for (unsigned long size = 1; size <= 40; ++size) {
     std::string classes;
@@ -161,24 +125,6 @@ TEST(samples, of_nothing_everything_and_too_much) {
   zel::util::clear_seed();
   EXPECT_NE(cases, *all);
   EXPECT_EQ(sorted(cases), *all);
-}
-
-TEST(subsets, carry_the_weights_of_the_table) {
-  const auto t = make_table("w,,weights\nc,string,class\n", "2,x\n0,y\n.5,x\n1,y\n");
-  EXPECT_THAT(*list_owner(t->get_all()),
-              ElementsAre(Pair(0, 2), Pair(1, 0), Pair(2, .5), Pair(3, 1)));
-  // Not compared with the number of rows: what is past the end weighs 1.
-  EXPECT_THAT(*list_owner(t->get_first_n(6)),
-              ElementsAre(Pair(0, 2), Pair(1, 0), Pair(2, .5), Pair(3, 1), Pair(4, 1), Pair(5, 1)));
-  EXPECT_THAT(*list_owner(t->get_first_n(0)), ElementsAre());
-  EXPECT_EQ(*list_owner(t->get_random(4)), *list_owner(t->get_all()));
-  EXPECT_EQ(*list_owner(t->get_random(99)), *list_owner(t->get_all()));
-  const list_owner three(t->get_random(3));
-  EXPECT_EQ(three->size(), 3u);
-  for (std::size_t i = 0; i < three->size(); ++i) {
-    EXPECT_TRUE(i == 0 || (*three)[i - 1].first < (*three)[i].first);
-    EXPECT_EQ((*three)[i].second, t->get_weight((*three)[i].first));
-  }
 }
 
 TEST(subsets, difference_is_every_other_row) {

@@ -2,10 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <random>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -33,29 +31,6 @@ texts cells(const column& c) {
 }
 
 // ---- Metadata
-
-TEST(meta_data, gives_names_types_and_roles_in_file_order) {
-  const auto t = make_schema(
-      "age,integer,continuous\r\nw,string,weights\n a b ,long double,ignore,\n"
-      "n,null,ignore\ngrade,ostring:b;a,class\n,string,discrete\r");
-  const texts names{"age", "w", " a b ", "n", "grade", ""};
-  const texts types{"integer", "double", "long double", "null", "ostring:b;a", "string"};
-  const texts roles{"continuous", "weights", "ignore", "ignore", "class", "discrete"};
-  ASSERT_EQ(t->n_columns(), names.size());
-  for (unsigned long i = 0; i < names.size(); ++i) {
-    EXPECT_EQ(t->get_column(i).name(), names[i]);
-    EXPECT_EQ(t->get_column(i).values()->type(), types[i]);
-    EXPECT_EQ(t->get_column(i).get_type(), roles[i]);
-  }
-  EXPECT_EQ(t->class_index(), 4u);
-  EXPECT_EQ(t->weights_index(), 1u);
-  ASSERT_EQ(t->n_attributes(), 4u);
-  for (unsigned long a = 0; a < 4; ++a) {
-    EXPECT_EQ(t->column_index_of(a), (std::vector{0u, 2u, 3u, 5u}[a]));
-  }
-  EXPECT_EQ(make_schema("c,string,class\n")->weights_index(), 1u);
-  EXPECT_EQ(make_schema("c;string;class\n", ';')->n_columns(), 1u);
-}
 
 TEST(meta_data, errors_name_the_line_and_keep_the_table) {
   const std::string row = "Reading metadata: bad row format (row ";
@@ -98,42 +73,6 @@ class loading : public testing::TestWithParam<unsigned long> {
 };
 INSTANTIATE_TEST_SUITE_P(on, loading, testing::Values(1, 2, 7),
                          [](const auto& row) { return std::to_string(row.param) + "_workers"; });
-
-TEST_P(loading, keeps_the_order_of_the_file) {
-  std::mt19937_64 draw(11);
-  for (const long most : {2L, 64L, dripping_text::k_all}) {
-    std::string data;
-    texts ids;
-    for (int row = 0; row < 600; ++row) {
-      ids.push_back(std::to_string(draw() % 1000));
-      data += ids.back() + (draw() % 2 ? ",x\n" : ", y \r\n");
-    }
-    const auto t = load("id,integer,continuous\nc,string,class\n", data, most);
-    EXPECT_EQ(t->n_rows(), 600u);
-    EXPECT_EQ(cells(t->get_column(0)), ids);
-  }
-}
-
-TEST_P(loading, drops_outer_blanks_line_ends_and_one_separator_at_the_end) {
-  const struct {
-    std::string data;
-    texts a, c;
-  } rows[] = {{"1,x\n2,y", {"1", "2"}, {"x", "y"}},
-              {" 1 , x y \r\n?,y\r", {"1", "?"}, {"x y", "y"}},
-              {"1,x,\n2,,\n", {"1", "2"}, {"x", ""}},
-              {"1,\t\n 2,\ty\n", {"1", "2"}, {"\t", "\ty"}}};
-  for (const auto& row : rows) {
-    const auto t = load("a,integer,discrete\nc,string,class\n", row.data);
-    EXPECT_EQ(cells(t->get_column(0)), row.a);
-    EXPECT_EQ(cells(t->get_column(1)), row.c);
-  }
-  // An empty line is a row of a table of one column only.
-  EXPECT_EQ(cells(load("c,string,class\n", "\nx\n\r\n")->get_column(0)), (texts{"", "x", ""}));
-  const auto t =
-      make_table("a integer discrete\nc string class\n", "  1   x  \n2 y\n", GetParam(), ' ');
-  EXPECT_EQ(cells(t->get_column(0)), (texts{"1", "2"}));
-  EXPECT_EQ(cells(t->get_column(1)), (texts{"x", "y"}));
-}
 
 constexpr char k_schema[] =
     "a,integer,continuous\nd,double,ignore\no,ostring:lo;hi,discrete\nw,,weights\nc,string,class\n";
@@ -205,48 +144,6 @@ TEST_P(loading, checks_the_table_as_a_whole) {
   EXPECT_THAT([&] { load("c,string,class\n", classes + "one more\n", 100000); },
               throws("Class column c with too many distinct values. Recompil with larger "
                      "class_type data type."));
-}
-
-TEST_P(loading, scales_weights_to_the_number_of_rows) {
-  const auto t = load("w,string,weights\nc,string,class\n", ".1,x\n0,y\n.7,x\n-0,x\n3e0,y\n");
-  const double factor = 5 / (.1 + 0 + .7 + 0 + 3.);
-  t->rescale_weights();
-  const double expected[] = {.1 * factor, 0, .7 * factor, 0, 3 * factor};
-  for (row_t row = 0; row < 5; ++row) EXPECT_EQ(t->get_weight(row), expected[row]);
-  EXPECT_EQ(t->get_weight(5), 1.0);
-}
-
-/// A connection that fails when more than the first `good` bytes are read.
-class breaking_text : public dripping_text {
- public:
-  breaking_text(std::string_view text, long most, long good)
-      : dripping_text(text, most), good_(good) {
-    set_name("f.data");
-  }
-  long read(void* bytes, long count) override {
-    const long got = dripping_text::read(bytes, count);
-    if (tell() <= good_) return got;
-    set_error("broken");
-    return -1;
-  }
-
- private:
-  long good_;
-};
-
-TEST_P(loading, reports_an_input_that_breaks_after_the_bad_rows_before) {
-  const loop_threads threads(GetParam());
-  std::string data;
-  for (int i = 0; i < 50; ++i) data += "1,x\n2,y\n";
-  const auto broken = [&](const std::string& text, long good) {
-    breaking_text in(text, 6, good);
-    zel::inpout::stream lines(&in, ',', /*owns=*/false);
-    make_schema("a,integer,discrete\nc,string,class\n")->load_data(&lines, GetParam(), nullptr);
-  };
-  EXPECT_THAT([&] { broken(data, 0); }, throws("File: f.data cannot be read: broken"));
-  EXPECT_THAT([&] { broken(data, 300); }, throws("File: f.data cannot be read: broken"));
-  data[4] = 'z';
-  EXPECT_THAT([&] { broken(data, 300); }, throws("z: not an int (row 2, column a)"));
 }
 
 /// A connection whose read number `bad`, from 0, loses its bytes and fails; the next ones go on.
@@ -350,69 +247,6 @@ TEST(loading_random_tables, reads_back_what_was_written_on_any_number_of_workers
 }
 
 // ---- One table in all
-
-TEST(loaded_table, narrows_its_columns_and_keeps_declared_orders) {
-  const auto t =
-      make_table("a,integer,continuous\nb,string,discrete\no,ostring:z;y;x,class\nn,null,ignore\n",
-                 "1000,no,x,1\n-7,yes,z,?\n1000,no,x,,\n");
-  EXPECT_EQ(t->get_column(0).codes().bits, 8u);
-  EXPECT_EQ(t->get_column(1).codes().bits, 1u);
-  EXPECT_EQ(t->n_class_codes(), 4u);
-  EXPECT_EQ(t->class_column().get_row_index(0), 3u);
-  EXPECT_EQ(t->get_class(1), "z");
-  EXPECT_EQ(t->get_column(3).size(), 0u);
-  EXPECT_EQ(t->n_rows(), 3u);
-
-  const auto copy = t->clone(/*schema_only=*/false), schema = t->clone(true);
-  expect_same_columns(*t, *copy);
-  EXPECT_EQ(schema->n_rows(), 0u);
-  EXPECT_EQ(schema->get_column(1).size(), 0u);
-  EXPECT_EQ(schema->n_class_codes(), 4u);
-}
-
-TEST(loaded_table, logs_its_progress) {
-  dripping_text text("1,x\n2,y\n", dripping_text::k_all);
-  zel::inpout::stream in(&text, ',', /*owns=*/false);
-  std::ostringstream log;
-  make_schema("age,integer,discrete\nplay,string,class\n")->load_data(&in, 1, &log);
-  const std::string rates = "[^\n]* secs \\([^\n]* MiB/s, [^\n]* K rows/s\\)";
-  EXPECT_THAT(log.str(), testing::MatchesRegex(
-                             "  2\r\n \\+ atts: 1\n \\+ class: play\n \\+ weight: "
-                             "none\n \\+ load time: " +
-                             rates + "\n \\+ indexing \\.\\.\\. done\n \\+ total time: " + rates));
-}
-
-TEST(test_rows, are_split_like_the_rows_of_a_table) {
-  const struct {
-    const char* weights_role;
-    char separator;
-    bool trim;
-    const char* line;
-    texts row;
-    double weight;
-  } rows[] = {
-      {"weights", ',', true, " 1 ,x, 2.5 ,b\r\n", {"1", "b", "x"}, 2.5},
-      {"weights", ',', false, " 1 ,x,2.5, b\n", {" 1 ", " b", "x"}, 2.5},
-      {"ignore", ',', true, "1,x,2.5,b", {"1", "2.5", "b", "x"}, 1},
-      {"weights", ',', true, "1,x", {"1", "", "x"}, 1},
-      {"weights", ',', true, "\n", {"", "", ""}, 1},
-      {"weights", ',', true, "1,x,,b,more", {"1", "b", "x"}, 1},
-      {"weights", ' ', true, "  1  x   2.5 b \n", {"1", "b", "x"}, 2.5},
-  };
-  for (const auto& row : rows) {
-    const auto t = make_schema("a,integer,discrete\nc,string,class\nw,double," +
-                               std::string(row.weights_role) + "\nb,string,discrete\n");
-    dripping_text text(row.line, dripping_text::k_all);
-    zel::inpout::stream in(&text, row.separator, /*owns=*/false);
-    in.tokens().set_trim(row.trim);
-    texts fields = {"left over"};
-    double weight = 9;
-    EXPECT_TRUE(t->load_test_row(&in, fields, weight));
-    EXPECT_EQ(fields, row.row) << row.line;
-    EXPECT_EQ(weight, row.weight) << row.line;
-    EXPECT_FALSE(t->load_test_row(&in, fields, weight));
-  }
-}
 
 }  // namespace
 }  // namespace orvik::impls

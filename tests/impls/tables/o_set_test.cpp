@@ -131,12 +131,6 @@ TEST(o_set, numbers_of_many_texts_share_codes_by_value) {
   }
 }
 
-TEST(o_set, prints_large_numbers_whole) {
-  for (const char* type : {"double", "long double"}) {
-    EXPECT_EQ(frozen_set(type, {"18014398509481984e200"})->get_value(1).size(), 217 + 7u) << type;
-  }
-}
-
 TEST(o_set, refuses_bad_cells_on_both_roads_without_keeping_them) {
   const struct {
     const char *type, *text, *message;
@@ -171,81 +165,6 @@ TEST(o_set, refuses_bad_cells_on_both_roads_without_keeping_them) {
   }
 }
 
-TEST(o_set, refuses_calls_at_the_wrong_time_or_to_the_wrong_type) {
-  const set_owner open = open_set("integer"), frozen = frozen_set("integer", {"5"});
-  const set_owner string = frozen_set("string", {"5"}), none = frozen_set("null", {});
-  code_t code;
-  EXPECT_THAT([&] { frozen->insert("1"); }, throws("oset::insert() on a frozen object"));
-  EXPECT_THAT([&] { frozen->insert("1", 0); }, throws("oset::insert on a frozen object"));
-  EXPECT_THAT([&] { open->get_order("1", code); }, throws("oset::get_order on a unfrozen object"));
-  EXPECT_THAT([&] { open->get_value(1); }, throws("oset::get_value on a unfrozen object"));
-  EXPECT_THAT([&] { open->rescale(2); }, throws("oset::rescale on a unfrozen object"));
-  EXPECT_THAT([&] { set_owner(open->clone()); }, throws("oset::clone on a unfrozen object"));
-  EXPECT_THAT([&] { open->find_mid(1, 1); }, throws("oset::find_mid on a unfrozen object"));
-  EXPECT_THAT([&] { frozen->get_value_as_double(0); },
-              throws("oset::get_value_as_double on a missing value"));
-  EXPECT_THAT([&] { string->get_value_as_double(1); },
-              throws("oset::get_value_as_double on a string o_set"));
-  EXPECT_THAT([&] { string->rescale(2); }, throws("oset::rescale on a non-numeric object"));
-  EXPECT_THAT([&] { none->get_value(1); }, throws("get_value_as on a null oset"));
-  EXPECT_THAT([&] { none->get_value_as_double(1); }, throws("get_value_as on a null oset"));
-  EXPECT_THAT([&] { none->rescale(2); }, throws("rescale on a null oset"));
-  EXPECT_THAT([&] { none->find_mid(1, 1); }, throws("[o_set::find_mid()] called on a null oset"));
-  EXPECT_THROW(frozen->get_value(2), std::runtime_error);
-  EXPECT_THROW(frozen->get_value_as_double(2), std::runtime_error);
-}
-
-TEST(o_set, declarations_are_checked) {
-  const auto declare = [](const char* type, bool admits_null) {
-    return [=] { set_owner(o_set::NEW_O_SET(type, admits_null, "?")); };
-  };
-  EXPECT_THAT(declare("Integer", true), throws("invalid o_set type = Integer"));
-  EXPECT_THAT(declare("", true), throws("invalid o_set type = "));
-  EXPECT_THAT(declare("ostring:a; b;a ", true),
-              throws("[o_set::enumerate()] called with repeated value a"));
-  EXPECT_THAT(declare("ostring:a;?", false),
-              throws("[o_set::enumerate()] called with unadmitted null value"));
-  EXPECT_EQ(open_set("ostring")->size_of_known(), 0u);
-  EXPECT_EQ(open_set("ostring:")->size_of_known(), 0u);
-}
-
-TEST(o_set, the_null_set_knows_the_unknown_value_only) {
-  const set_owner set = open_set("null");
-  code_t code = 7;
-  EXPECT_FALSE(set->get_order("?", code));
-  EXPECT_EQ(set->insert("x"), k_no_code);
-  EXPECT_EQ(set->insert("?", 3), k_unknown);
-  EXPECT_TRUE(set->get_order("?", code));
-  EXPECT_EQ(code, k_unknown);
-  EXPECT_FALSE(set->get_order("x", code));
-  EXPECT_EQ(set->get_value(0), "?");
-}
-
-TEST(o_set, looks_values_up_by_their_place_in_the_order) {
-  const struct {
-    const char* type;
-    texts values;
-    const char* text;
-    bool held;
-    code_t code;
-  } rows[] = {{"integer", {"1", "5", "10"}, "5", true, 2},
-              {"integer", {"1", "5", "10"}, "7", false, 2},
-              {"integer", {"1", "5", "10"}, "0", false, 0},
-              {"integer", {"1", "5", "10"}, "11", false, 3},
-              {"integer", {"1"}, "?", false, 0},
-              {"integer", {"?", "1"}, "?", true, 0},
-              {"double", {"1", "2.5"}, "2.500", true, 2},
-              {"string", {"b", "d"}, "c", false, 1},
-              {"ostring:z;a", {}, "a", true, 2},
-              {"ostring:z;a", {}, "b", false, 0},
-              {"integer", {}, "4", false, 0}};
-  for (const auto& row : rows) {
-    code_t code = 99;
-    EXPECT_EQ(frozen_set(row.type, row.values)->get_order(row.text, code), row.held);
-    EXPECT_EQ(code, row.code) << row.type << " " << row.text;
-  }
-}
-
 TEST(o_set, finds_the_last_value_not_above_the_middle) {
   const struct {
     const char* type;
@@ -275,35 +194,6 @@ TEST(o_set, finds_the_last_value_not_above_the_middle) {
     EXPECT_EQ(frozen_set(row.type, row.values)->find_mid(row.lo, row.hi), row.mid)
         << row.type << " " << testing::PrintToString(row.values);
   }
-}
-
-TEST(o_set, refuses_a_middle_of_what_is_no_interval) {
-  const std::string text = "[o_set::find_mid()] called for non-existing elements ";
-  for (const char* type : {"integer", "ostring:1;2"}) {
-    const set_owner set = frozen_set(type, {"1", "2"});
-    EXPECT_THAT([&] { set->find_mid(2, 1); }, throws(text + "1-0"));
-    EXPECT_THAT([&] { set->find_mid(1, 3); }, throws(text + "0-2"));
-    EXPECT_THAT([&] { set->find_mid(3, 3); }, throws(text + "2-2"));
-    EXPECT_THAT([&] { set->find_mid(0, 2); }, throws(text + "0-2"));
-    EXPECT_THAT([&] { set->find_mid(1, 0); }, throws(text + "1-0"));
-  }
-}
-
-TEST(o_set, a_clone_shares_nothing) {
-  const set_owner set = frozen_set("double", {"1", "3", "?"});
-  set->forbid_negative();
-  const set_owner copy(set->clone());
-  set->rescale(2);
-  EXPECT_EQ(values_of(*set), (texts{"2.000000", "6.000000"}));
-  EXPECT_EQ(values_of(*copy), (texts{"1.000000", "3.000000"}));
-  EXPECT_TRUE(copy->has_null());
-  EXPECT_EQ(copy->type(), "double");
-  copy->unfreeze();
-  EXPECT_THROW(copy->insert("-1"), std::runtime_error);
-
-  const set_owner ordered(frozen_set("ostring:z;a", {})->clone());
-  EXPECT_EQ(values_of(*ordered), (texts{"z", "a"}));
-  EXPECT_EQ(ordered->insert("a"), 2u);
 }
 
 TEST(o_set, an_opened_set_keeps_its_codes_until_it_is_frozen_again) {

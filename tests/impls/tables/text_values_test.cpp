@@ -1,5 +1,4 @@
 // Texts as the loader sees them: numbers in decimal notation, and the dictionary of cell texts.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -9,7 +8,6 @@
 #include <unordered_map>
 #include <vector>
 
-#include "impls/tables/code_stream.h"
 #include "impls/tables/decimal.h"
 #include "impls/tables/text_codes.h"
 
@@ -124,23 +122,6 @@ TEST(text_codes, agree_with_a_hash_map) {
   for (const auto& [text, code] : model) {
     ASSERT_EQ(codes.find(text), code);
     ASSERT_EQ(codes.text(code, room), text);
-  }
-}
-
-TEST(code_stream, reads_back_what_was_appended) {
-  const std::vector<code_t> codes = {0,     1,       127,     128,        16383,
-                                     16384, 2097151, 2097152, 4294967296, ~code_t{0}};
-  code_stream bytes;
-  std::vector<std::size_t> ends;
-  for (const code_t code : codes) {
-    bytes.append(code);
-    ends.push_back(bytes.position());
-  }
-  EXPECT_THAT(ends, testing::ElementsAre(1, 2, 3, 5, 7, 10, 13, 17, 22, 32));
-  std::size_t at = 0;
-  for (std::size_t i = 0; i < codes.size(); ++i) {
-    EXPECT_EQ(bytes.read(at), codes[i]);
-    EXPECT_EQ(at, ends[i]);
   }
 }
 

@@ -1,6 +1,5 @@
 #include "impls/trees/decision_node.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "impls/support/stock_tables.h"
@@ -76,39 +75,6 @@ TEST(decision_node, split_types_weigh_gain_and_split_information) {
   }
 }
 
-TEST(decision_node, of_equal_attributes_the_first_is_tested) {
-  rooted root(
-      make_table("n,integer,continuous\na,string,discrete\nb,string,discrete\nc,string,class\n",
-                 "1,x,x,p\n2,x,x,p\n1,y,y,q\n2,y,y,q\n1,y,y,q\n"));
-  for (const auto type : {INFORMATION_GAIN, PURE_GAIN_RATIO, GAIN_RATIO}) {
-    root.split(type);
-    EXPECT_EQ(root.node.attribute(), 1u) << "type " << type;
-  }
-}
-
-// Attributes are measured in order, the last continuous one sorts last.
-TEST(decision_node, short_lists_stay_sorted_and_long_lists_as_they_were) {
-  for (const unsigned long n : {49UL, 50UL}) {
-    std::string rows;
-    for (unsigned long i = 0; i < n; ++i) {
-      rows += std::to_string(i * 17 % 50) + "," + std::to_string(i * 31 % 50) + ",x," +
-              (i % 3 == 0 ? "p" : "q") + "\n";
-    }
-    rooted root(make_table(
-        "m,integer,continuous\nn,integer,continuous\na,string,ignore\nc,string,class\n", rows));
-    const case_list before = *root.cases;
-    root.split();
-    if (n == 50) {
-      EXPECT_EQ(*root.cases, before);
-      continue;
-    }
-    const column& last = root.t->column_of(1);
-    EXPECT_TRUE(std::is_sorted(root.cases->begin(), root.cases->end(), [&](auto& a, auto& b) {
-      return last.get_row_index(a.first) < last.get_row_index(b.first);
-    }));
-  }
-}
-
 // Value x has weight 3 of the known 4: cases of unknown value go there with 0.75 of their weight.
 TEST(decision_node, a_branch_gets_its_share_of_the_unknown_cases) {
   rooted root(
@@ -133,51 +99,6 @@ TEST(decision_node, a_branch_gets_its_share_of_the_unknown_cases) {
   EXPECT_EQ(x.father(), nullptr);
   EXPECT_EQ(x.position(), 0u);
   EXPECT_EQ(x.fraction(), 1);
-}
-
-TEST(decision_node, activates_inactive_ancestors_on_demand) {
-  rooted root(golf_table());
-  root.node.set_test(0, 0);
-  decision_node sunny(&root.node, 3);
-  sunny.set_test(3, 0);
-  decision_node windy(&sunny, 2);
-  EXPECT_THROW(windy.activate(root.t.get(), false), std::runtime_error);
-  windy.activate(root.t.get(), true);
-  EXPECT_EQ(*windy.cases(), (case_list{{1, 1}, {10, 1}}));
-  EXPECT_TRUE(sunny.is_active());
-  windy.disactivate();
-  EXPECT_EQ(windy.cases(), nullptr);
-  EXPECT_EQ(windy.weight(), 2);
-}
-
-TEST(decision_node, refuses_what_it_cannot_do_and_stays_as_it_was) {
-  rooted root(golf_table());
-  const table* t = root.t.get();
-  decision_node child(&root.node, 1);
-  const auto refuses = [&](const char* message, auto call) {
-    EXPECT_THAT(call, testing::ThrowsMessage<std::runtime_error>(message));
-    EXPECT_FALSE(child.is_active());
-    EXPECT_EQ(child.get_status(), decision_node::UNDECIDED);
-    EXPECT_NE(root.node.get_status(), decision_node::LEAF);
-  };
-  refuses("[decision_node::activate()]: called with a NULL table.",
-          [&] { child.activate(nullptr, false); });
-  refuses("[decision_node::activate()]: father node status not a dtree::SPLIT_NODE.",
-          [&] { child.activate(t, true); });
-  refuses("[decision_node::split] called on an unactivated node.",
-          [&] { child.split(*t, GAIN_RATIO, 2, nullptr, 4, nullptr); });
-  refuses("[decision_node::split()]: unknown split type.",
-          [&] { root.split(static_cast<split_type>(3)); });
-  refuses("decision_node::select() called on the root",
-          [&] { delete root.node.select(*t, root.cases.get(), true); });
-  const char* no_father =
-      "[decision_node::activate_from_father()]: father node NULL or status not activated.";
-  refuses(no_father, [&] { root.node.activate_from_father(t, false); });
-  root.node.set_test(0, 0);
-  root.node.disactivate();
-  refuses(no_father, [&] { child.activate_from_father(t, false); });
-  refuses("[decision_node::activate()]: father node status not activated.",
-          [&] { child.activate(t, false); });
 }
 
 }  // namespace

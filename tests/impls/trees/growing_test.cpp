@@ -24,37 +24,6 @@ std::unique_ptr<decision_tree> grow(const table& t, unsigned long workers = 1,
   return tree;
 }
 
-constexpr char k_golf_tree[] =
-    "\noutlook = overcast: yes (4.0)"
-    "\noutlook = rainy:"
-    "\n|   windy = false: yes (3.0)"
-    "\n|   windy = true: no (2.0)"
-    "\noutlook = sunny:"
-    "\n|   humidity <= 75 : yes (2.0)"
-    "\n|   humidity > 75 : no (3.0)";
-
-TEST(growing, finds_the_golf_tree) {
-  const auto t = golf_table();
-  EXPECT_EQ(text_of(*grow(*t), *t), k_golf_tree);
-  EXPECT_EQ(text_of(*grow(*t, 7), *t), k_golf_tree);
-}
-
-// The class and the weights may stand anywhere: attributes count without them.
-TEST(growing, does_not_depend_on_the_place_of_the_class) {
-  constexpr char names[] =
-      "play,string,class\noutlook,string,discrete\nw,double,weights\n"
-      "temperature,integer,continuous\nhumidity,integer,continuous\nwindy,string,discrete\n";
-  std::string rows;
-  std::istringstream golf(k_golf_rows);
-  for (std::string line; std::getline(golf, line);) {
-    const std::size_t outlook = line.find(','), windy = line.rfind(',');
-    rows += line.substr(windy + 1) + "," + line.substr(0, outlook) + ",1" +
-            line.substr(outlook, windy - outlook) + "\n";
-  }
-  const auto t = make_table(names, rows);
-  EXPECT_EQ(text_of(*grow(*t), *t), k_golf_tree);
-}
-
 TEST(growing, spends_the_depth_it_is_given) {
   const auto t = golf_table();
   for (const unsigned long workers : {1UL, 3UL}) {
@@ -145,22 +114,5 @@ INSTANTIATE_TEST_SUITE_P(
                     plot{"gain", 3, true, {orvik::model::INFORMATION_GAIN, 1, k_no_depth_limit}},
                     plot{"pure", 4, false, {orvik::model::PURE_GAIN_RATIO, 5, k_no_depth_limit}}),
     [](const auto& row) { return row.param.name; });
-
-TEST(growing, tests_usable_attributes_only) {
-  const auto t = mixed_table(500, 6, false);
-  zel::adt::bitmap usable, used;
-  usable.resize(t->n_attributes());
-  used.resize(t->n_attributes());
-  usable.set(1);
-  usable.set(3);
-  const std::unique_ptr<case_list> cases(t->get_all());
-  decision_tree tree;
-  tree.build(*t, cases.get(), orvik::model::GAIN_RATIO, 2, k_no_depth_limit, &usable, nullptr);
-  tree.set_used_atts(used);
-  EXPECT_EQ(used.toCSV(), "1,3");
-  // Growing anew drops what was there.
-  tree.build(*t, cases.get(), orvik::model::GAIN_RATIO, 2, 0, &usable, nullptr);
-  EXPECT_EQ(tree.size(), 1u);
-}
 
 }  // namespace

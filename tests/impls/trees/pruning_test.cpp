@@ -130,13 +130,4 @@ TEST(pruning, the_bound_limits_the_error_of_a_new_leaf) {
   }
 }
 
-TEST(pruning, leaf_errors_are_summed_upwards) {
-  const auto tree =
-      build_tree(split(1, {split(0, {leaf({5, 1}), leaf({1, 4}), leaf({0, 0})}), leaf({3, 2})}));
-  EXPECT_EQ(tree->set_estimated_error_from_leaf_error(), 4);
-  EXPECT_EQ(tree->get_child(0)->get_node()->estimated_error(), 2);
-  EXPECT_EQ(tree->size(), 6u);
-  EXPECT_EQ(tree->get_largest_child(), 0u);
-}
-
 }  // namespace

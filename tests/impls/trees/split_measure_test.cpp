@@ -34,9 +34,8 @@ constexpr maker k_widths[] = {column_of<column_typed<std::uint8_t>>,
                               column_of<column_typed<std::uint64_t>>, column_of<column_bool>};
 constexpr std::size_t k_bool = 4;
 
-/// What the column says; `order` receives the rows in the order that the call left them in.
-desc_t ask(const measured& m, column::role role, std::size_t width, bool copy = true,
-           std::vector<row_t>* order = nullptr) {
+/// What the column says.
+desc_t ask(const measured& m, column::role role, std::size_t width, bool copy = true) {
   std::vector<code_t> codes, classes;
   case_list cases;
   for (const seen_case& c : m.cases) {
@@ -48,10 +47,6 @@ desc_t ask(const measured& m, column::role role, std::size_t width, bool copy = 
   const std::unique_ptr<column> kinds = k_widths[width % 2](column::CLASS, classes, m.n_classes);
   desc_t desc{9, 9, 9, 9};
   attribute->quality_measure(*kinds, m.total(), cases, m.range, m.min_weight, desc, copy);
-  if (order != nullptr) {
-    order->clear();
-    for (const auto& [row, weight] : cases) order->push_back(row);
-  }
   return desc;
 }
 
@@ -108,22 +103,6 @@ TEST(split_measures, agree_with_their_definitions_to_the_last_bit) {
     found[2] += sorted.gain > 0;
   }
   for (const int n : found) EXPECT_GT(n, 500);  // most cases must have something to agree on
-}
-
-TEST(split_measures, counting_sorting_and_any_order_of_cases_agree_on_unit_weights) {
-  std::mt19937_64 draw(12);
-  for (int round = 0; round < 2000; ++round) {
-    SCOPED_TRACE(round);
-    measured m = random_cases(draw, 2 + draw() % 30, 0, round % 2 == 0);
-    const desc_t narrow = ask(m, column::CONTINUOUS, 0);
-    m.range = m.wide_range();
-    std::shuffle(m.cases.begin(), m.cases.end(), draw);
-    const desc_t wide = ask(m, column::CONTINUOUS, 0);
-    EXPECT_NEAR(narrow.gain, wide.gain, 1e-12);
-    EXPECT_NEAR(narrow.split_info, wide.split_info, 1e-12);
-    EXPECT_EQ(narrow.left_code, wide.left_code);
-    EXPECT_EQ(narrow.right_code, wide.right_code);
-  }
 }
 
 // Gains on the golf table, in bits: 9 yes and 5 no have the entropy 0.940286. A cut costs
@@ -217,18 +196,6 @@ TEST(split_measures, let_25_cases_do_for_a_branch) {
       EXPECT_EQ(ask(m, column::CONTINUOUS, 0).left_code, left);
     }
   }
-}
-
-TEST(split_measures, sort_the_list_only_without_copy) {
-  const measured m{
-      {{3, 1, 1}, {0, 1, 1}, {1, 1, 1}, {3, 2, 1}, {0, 2, 1}, {1, 2, 1}}, {1, 9}, 1, 2};
-  std::vector<row_t> order;
-  ask(m, column::CONTINUOUS, 0, /*copy=*/true, &order);
-  EXPECT_EQ(order, (std::vector<row_t>{0, 1, 2, 3, 4, 5}));
-  ask(m, column::CONTINUOUS, 0, /*copy=*/false, &order);
-  EXPECT_EQ(order, (std::vector<row_t>{1, 4, 2, 5, 0, 3}));
-  ask(m, column::DISCRETE, 0, /*copy=*/false, &order);
-  EXPECT_EQ(order, (std::vector<row_t>{0, 1, 2, 3, 4, 5}));
 }
 
 TEST(code_sorter, sorts_as_a_stable_sort_does) {

@@ -1,0 +1,49 @@
+# What `cmake --install` puts where. Every path inside the package files is relative to the file
+# itself, so that an installed tree can be moved.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+install(TARGETS orvcmd)
+install(TARGETS orvik EXPORT orvik-targets INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/orvik DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+# find_package(orvik)
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/orvik)
+configure_package_config_file(cmake/orvik-config.cmake.in orvik-config.cmake
+                              INSTALL_DESTINATION ${package_dir} NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(orvik-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/orvik-config.cmake
+              ${PROJECT_BINARY_DIR}/orvik-config-version.cmake
+        DESTINATION ${package_dir})
+install(EXPORT orvik-targets NAMESPACE orvik:: DESTINATION ${package_dir})
+
+# pkg-config orvik
+set(from ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH orvik_prefix ${from} ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" orvik_prefix ${orvik_prefix})
+file(RELATIVE_PATH orvik_includedir ${from} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+configure_file(cmake/orvik.pc.in orvik.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/orvik.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# Documents, examples, completion
+install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES cmd/completion.bash RENAME orvcmd
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+
+# The manual page. Straight quotes, as the page cites texts of the program; and these in bold: the
+# fixed-width font of the page in docs/ does not show on a terminal.
+find_program(LOWDOWN lowdown)
+if(NOT LOWDOWN)
+  message(STATUS "lowdown is missing: the manual page orvcmd(1) is left out")
+  return()
+endif()
+add_custom_command(
+  OUTPUT orvcmd.1
+  COMMAND ${LOWDOWN} -s -Tman --out-no-smarty --nroff-nolinks -m title=ORVCMD -m section=1
+          -m "source=Orvik ${PROJECT_VERSION}" -o orvcmd.1 ${PROJECT_SOURCE_DIR}/docs/orvcmd.1.md
+  COMMAND sed -i "s/\\\\fC/\\\\fB/g" orvcmd.1
+  DEPENDS docs/orvcmd.1.md
+  VERBATIM)
+add_custom_target(orvik_manual ALL DEPENDS orvcmd.1)
+install(FILES ${PROJECT_BINARY_DIR}/orvcmd.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

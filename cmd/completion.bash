@@ -1,0 +1,61 @@
+# Bash completion of orvcmd: its options, and for their arguments files and values. Needs nothing
+# but bash 4.
+
+# The arguments of each option, a word for each: its kind. Nothing is offered for a number.
+declare -gA _orvcmd_takes=(
+  [--help]='' [-f]=stem [-fm]=file [-fd]=file [-ft]=file [-fs]=file [-bd]=file [-sep]=separator
+  [-norescale]='' [-unseen]=''
+  [-bt]=file [-m]=number [-depth]=number [-gain]='' [-grpure]=''
+  [-np]='' [-npp]='' [-c]=number
+  [-ebp]='' [-ebpg]='' [-ebpa]='' [-pep]='' [-pepg]='' [-pepa]=''
+  [-rep]='' [-repg]='' [-repa]='' [-mep]='' [-mepg]='' [-mepa]=''
+  [-as]=number [-sfs]='' [-sbe]='' [-dtsbe]=''
+  [-ba]=number [-fo]=number
+  [-h]=number [-hf]=number [-hs]=number [-hd]=number [-cv]='number number'
+  [-l]=file [-nl]='' [-lstd]='' [-t]=file [-tstd]='' [-oerr]='' [-imp]=''
+  [-x]=file [-xstd]='' [-d]=file [-dstd]='' [-pmml]=file [-json]=file
+  [-db]=file [-tb]=file [-s]=file [-prob]=''
+  [-tt]=workers [-tti]='number workers file' [-seed]=number
+  [-sdm2012]=number [-as2018]='number number number number'
+)
+
+_orvcmd_files() {
+  compopt -o filenames 2>/dev/null
+  mapfile -t COMPREPLY < <(compgen -f -- "$1")
+}
+
+# Names of tables: folders, and STEM wherever there is a STEM.names.
+_orvcmd_stems() {
+  compopt -o filenames 2>/dev/null
+  mapfile -t COMPREPLY < <(compgen -d -- "$1"; compgen -f -X '!*.names' -- "$1" | sed 's/\.names$//')
+}
+
+_orvcmd_words() {
+  local word
+  for word in "${@:2}"; do
+    [[ $word == "$1"* ]] && COMPREPLY+=("$word")
+  done
+}
+
+_orvcmd() {
+  local current=${COMP_WORDS[COMP_CWORD]} i kind kinds=()
+  COMPREPLY=()
+  # As the program reads: an option, then as many arguments as it takes, whatever they look like.
+  for ((i = 1; i < COMP_CWORD; ++i)); do
+    if ((${#kinds[@]})); then
+      kinds=("${kinds[@]:1}")
+    else
+      read -ra kinds <<<"${_orvcmd_takes[${COMP_WORDS[i]:-?}]:-}"
+    fi
+  done
+  kind=${kinds[0]:-option}
+  case $kind in
+    option) _orvcmd_words "$current" "${!_orvcmd_takes[@]}" ;;
+    stem) _orvcmd_stems "$current" ;;
+    file) _orvcmd_files "$current" ;;
+    separator) _orvcmd_words "$current" , "';'" "'|'" "\$'\\t'" ;;
+    workers) _orvcmd_words "$current" 0 1 "$(nproc)" ;;
+  esac
+}
+
+complete -F _orvcmd orvcmd

@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# Installs what was built, moves it, and uses it as a stranger does: every header by itself, the
+# example by CMake and by pkg-config, the program and its page.
+# Usage: package.sh SOURCE_FOLDER BUILD_FOLDER COMPILER FLAGS
+set -euo pipefail
+root=$1 build=$2 compiler=$3 flags=$4
+work=$build/package
+installed=$work/moved
+read -ra compile <<<"$compiler $flags"
+
+rm -rf "$work"
+cmake --install "$build" --prefix "$work/prefix" >/dev/null
+mv "$work/prefix" "$installed"
+
+echo "headers: of the package alone, each by itself, for programs in C++17"
+for header in "$installed"/include/orvik/*.h; do
+  echo "#include \"orvik/${header##*/}\"" |
+    "${compile[@]}" -std=c++17 -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror \
+      -fsyntax-only -I "$installed/include" -x c++ -
+done
+
+run_example() { "$1" "$installed/share/doc/orvik/examples/golf" | diff "$root/tests/golden/library.txt" -; }
+
+echo "find_package"
+example=$installed/share/doc/orvik/examples/library
+cmake -S "$example" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$installed" \
+  -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" >/dev/null
+cmake --build "$work/cmake" >/dev/null
+run_example "$work/cmake/golf"
+
+echo "pkg-config"
+if command -v pkg-config >/dev/null; then
+  export PKG_CONFIG_PATH
+  PKG_CONFIG_PATH=$(dirname "$(find "$installed" -name orvik.pc)")
+  read -ra package <<<"$(pkg-config --cflags --libs orvik)"
+  "${compile[@]}" "$example/main.cpp" "${package[@]}" -o "$work/by_pkg_config"
+  run_example "$work/by_pkg_config"
+  [ "$(pkg-config --static --libs orvik)" = "$(pkg-config --libs orvik)" ]
+  [ "Orvik $(pkg-config --modversion orvik)" = "$(head -n 1 "$root/tests/golden/library.txt" | cut -d: -f1)" ]
+else
+  echo "  no pkg-config here: left out"
+fi
+
+echo "program, page and completion"
+"$installed/bin/orvcmd" --help | grep -q '^Command line: orvcmd'
+[ -s "$installed/share/bash-completion/completions/orvcmd" ]
+[ ! -e "$build/orvcmd.1" ] || grep -q '^\.TH "ORVCMD" "1"' "$installed/share/man/man1/orvcmd.1"
