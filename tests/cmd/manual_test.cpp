@@ -61,6 +61,7 @@ TEST(completion, knows_every_option_and_how_many_arguments_it_takes) {
     takes[option] = 0;
     while (words >> kind) ++takes[option];
   }
+  EXPECT_EQ(takes.size(), option_names().size());
   for (const std::string_view option : option_names()) {
     ASSERT_TRUE(takes.contains(std::string(option))) << option;
     const std::size_t n = takes[std::string(option)];
