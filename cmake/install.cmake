@@ -3,7 +3,7 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-install(TARGETS orvcmd)
+install(TARGETS orvcmd orvprep)
 install(TARGETS orvik EXPORT orvik-targets INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY include/orvik DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
@@ -31,19 +31,24 @@ install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES cmd/completion.bash RENAME orvcmd
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 
-# The manual page. Straight quotes, as the page cites texts of the program; and these in bold: the
-# fixed-width font of the page in docs/ does not show on a terminal.
+# The manual pages. Straight quotes, as the pages cite texts of the programs; and these in bold: the
+# fixed-width font of the pages in docs/ does not show on a terminal.
 find_program(LOWDOWN lowdown)
 if(NOT LOWDOWN)
-  message(STATUS "lowdown is missing: the manual page orvcmd(1) is left out")
+  message(STATUS "lowdown is missing: the manual pages orvcmd(1) and orvprep(1) are left out")
   return()
 endif()
-add_custom_command(
-  OUTPUT orvcmd.1
-  COMMAND ${LOWDOWN} -s -Tman --out-no-smarty --nroff-nolinks -m title=ORVCMD -m section=1
-          -m "source=Orvik ${PROJECT_VERSION}" -o orvcmd.1 ${PROJECT_SOURCE_DIR}/docs/orvcmd.1.md
-  COMMAND sed -i "s/\\\\fC/\\\\fB/g" orvcmd.1
-  DEPENDS docs/orvcmd.1.md
-  VERBATIM)
-add_custom_target(orvik_manual ALL DEPENDS orvcmd.1)
-install(FILES ${PROJECT_BINARY_DIR}/orvcmd.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+foreach(program orvcmd orvprep)
+  string(TOUPPER ${program} title)
+  add_custom_command(
+    OUTPUT ${program}.1
+    COMMAND ${LOWDOWN} -s -Tman --out-no-smarty --nroff-nolinks -m title=${title} -m section=1
+            -m "source=Orvik ${PROJECT_VERSION}" -o ${program}.1
+            ${PROJECT_SOURCE_DIR}/docs/${program}.1.md
+    COMMAND sed -i "s/\\\\fC/\\\\fB/g" ${program}.1
+    DEPENDS docs/${program}.1.md
+    VERBATIM)
+  list(APPEND pages ${program}.1)
+  install(FILES ${PROJECT_BINARY_DIR}/${program}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+endforeach()
+add_custom_target(orvik_manual ALL DEPENDS ${pages})

@@ -3,7 +3,8 @@
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root" || exit 1
 
-build_packages=(g++ cmake ninja-build libtbb-dev zlib1g-dev rapidjson-dev libgtest-dev libgmock-dev
+build_packages=(g++ cmake ninja-build libtbb-dev zlib1g-dev rapidjson-dev libcsv-dev libcli11-dev
+  libgtest-dev libgmock-dev
   lowdown pkg-config python3 libxml2-utils)
 bench_packages=(libbenchmark-dev)
 lint_packages=(clang-format clang-tidy)

@@ -1,0 +1,68 @@
+// Delimited files: any bytes become a table that loads, or are refused with a message.
+// Input: a byte of options, then the file.
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+
+#include "conversion.h"
+#include "impls/tables/table.h"
+#include "require.h"
+
+using orvik::fuzz::error_of;
+using orvik::fuzz::require;
+
+namespace {
+
+/// A folder of this process, removed at its end.
+const std::string& folder() {
+  static const struct scratch {
+    scratch() {
+      std::string name = "/dev/shm/orvprep-fuzz-XXXXXX";
+      path = ::mkdtemp(name.data());
+    }
+    ~scratch() { std::filesystem::remove_all(path); }
+    std::string path;
+  } made;
+  return made.path;
+}
+
+void load(const std::string& stem, char separator) {
+  using namespace zel::inpout;
+  orvik::impls::table t("t");
+  stream names(ioconn::get_default_input(stem + ".names"), separator, true, {4096});
+  t.load_meta_data(&names, "?");
+  stream data(ioconn::get_default_input(stem + ".data"), separator, true, {4096});
+  t.load_data(&data, 1, nullptr);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const int file = ::memfd_create("input", MFD_CLOEXEC);
+  require(::write(file, data + 1, size - 1) == static_cast<long>(size - 1), "an input file");
+  orvprep::settings how;
+  how.input = "/proc/self/fd/" + std::to_string(file);
+  how.output = folder() + "/out";
+  if (data[0] & 1) how.separator = ',';
+  if (data[0] & 2) how.header = orvprep::header_mode::absent;
+  if (data[0] & 4) how.cells.decimal_point = ',';
+  if (data[0] & 8) how.cells.out_separator = ';';
+  if (data[0] & 16) how.test = how.input;
+  how.drop_unclassed = true;
+  std::ostringstream summary;
+  const std::string error = error_of([&] { orvprep::convert(how, summary); });
+  if (error.empty()) {
+    const std::string refused = error_of([&] { load(how.output, how.cells.out_separator); });
+    // Rows of unknown class were left out, perhaps all of a class.
+    require(refused.empty() || refused.starts_with("there must be at least"), refused.c_str());
+  }
+  ::close(file);
+  return 0;
+}

@@ -1,0 +1,314 @@
+#include "conversion.h"
+
+#include <memory>
+#include <numeric>
+#include <optional>
+#include <stdexcept>
+
+#include "csv_rows.h"
+#include "summary.h"
+#include "zel/inpout/iobuf.h"
+#include "zel/inpout/iofile.h"
+#include "zel/inpout/replacing_file.h"
+
+namespace orvprep {
+
+namespace {
+
+constexpr char k_unknown[] = "?";
+constexpr char k_no_rows[] = ": no rows below the header";
+constexpr char k_unclassed[] = "unknown class; --drop-unclassed leaves such rows out";
+
+constexpr unsigned long k_no_column = ~0UL;
+constexpr unsigned long k_buffer = 1UL << 20;
+
+std::string in_column(const std::string& name) { return "column '" + name + "': "; }
+
+/// Checks the number of cells and passes over the header; the rest is for those derived.
+class body_rows : public row_visitor {
+ public:
+  body_rows(const std::string& file, const layout& form) : file_(file), form_(form) {}
+
+  void cell(unsigned long column, std::string_view text, unsigned long line) final {
+    if (in_header()) return;
+    if (column >= form_.names.size()) return;  // counted by the end of the row
+    take(column, text, line);
+  }
+  bool end_of_row(unsigned long n, unsigned long line) final {
+    const bool header = in_header();
+    ++rows_;
+    if (header) return true;
+    if (n != form_.names.size()) {
+      throw file_error(file_, line, std::to_string(n) + " cells instead of " +
+                                        std::to_string(form_.names.size()));
+    }
+    end(line);
+    return true;
+  }
+
+  /// Rows below the header so far.
+  unsigned long n_rows() const { return rows_ - (form_.has_header && rows_ > 0 ? 1 : 0); }
+
+ protected:
+  virtual void take(unsigned long column, std::string_view text, unsigned long line) = 0;
+  virtual void end(unsigned long line) = 0;
+  const std::string& file() const { return file_; }
+
+ private:
+  bool in_header() const { return form_.has_header && rows_ == 0; }
+
+  const std::string& file_;
+  const layout& form_;
+  unsigned long rows_ = 0;
+};
+
+class profiler : public body_rows {
+ public:
+  profiler(const std::string& file, const layout& form, const cell_rules& rules)
+      : body_rows(file, form) {
+    for (std::size_t i = 0; i < form.names.size(); ++i) profiles.emplace_back(rules);
+  }
+  std::vector<column_profile> profiles;
+
+ private:
+  void take(unsigned long column, std::string_view text, unsigned long line) override {
+    profiles[column].add(text, line);
+  }
+  void end(unsigned long) override {}
+};
+
+/// A file that is complete, or not there.
+class new_file {
+ public:
+  explicit new_file(const std::string& name) : name_(name), place_(name) {
+    auto file = std::make_unique<zel::inpout::iofile>();
+    using namespace zel::inpout;
+    if (!file->open(place_.path(), mode_write | mode_create | mode_truncate, 0644)) fail("");
+    buffer_.open(file.release(), /*owns=*/true, k_buffer);
+  }
+  void write(std::string_view bytes) {
+    buffer_.write(bytes.data(), static_cast<long>(bytes.size()));
+    if (buffer_.failed()) fail(buffer_.error());
+  }
+  void close() {
+    buffer_.close();
+    if (buffer_.failed()) fail(buffer_.error());
+  }
+  void commit() {
+    try {
+      place_.commit();
+    } catch (const std::runtime_error& error) {
+      fail(error.what());
+    }
+  }
+
+ private:
+  [[noreturn]] void fail(const std::string& reason) const {
+    throw std::runtime_error(name_ + ": cannot be written" + (reason.empty() ? "" : ": " + reason));
+  }
+
+  std::string name_;
+  zel::inpout::replacing_file place_;
+  zel::inpout::iobuf buffer_;
+};
+
+/// Writes the rows of a file in the order of the plans.
+class row_writer : public body_rows {
+ public:
+  /// `places` has for every cell of a row its plan, or k_no_column.
+  row_writer(const std::string& file, const layout& form, const std::vector<unsigned long>& places,
+             const std::vector<column_plan>& plans, const settings& how, new_file& out)
+      : body_rows(file, form), places_(places), plans_(plans), how_(how), out_(out) {
+    in_order_ = places.size() == plans.size() && std::ranges::is_sorted(places);
+    cells_.resize(in_order_ ? 0 : plans.size(), k_unknown);
+  }
+
+  unsigned long n_dropped() const { return n_dropped_; }
+
+ private:
+  void take(unsigned long column, std::string_view text, unsigned long line) override {
+    const unsigned long place = places_[column];
+    if (place == k_no_column) return;
+    if (in_order_) {
+      if (!row_.empty() || column > 0) row_ += how_.cells.out_separator;
+      append(plans_[place], text, line, row_);
+    } else {
+      cells_[place].clear();
+      append(plans_[place], text, line, cells_[place]);
+    }
+  }
+
+  void append(const column_plan& plan, std::string_view text, unsigned long line, std::string& to) {
+    const cell_rules& rules = how_.cells;
+    if (rules.is_unknown(text)) {
+      if (plan.is("class")) note_unclassed(plan, line);
+      to += k_unknown;
+    } else if (plan.is("ignore")) {
+      to += k_unknown;
+    } else if (plan.numeric) {
+      to += rules.number_text(text);
+    } else if (rules.breaks_form(text)) {
+      to += rules.written(text);
+    } else {
+      to += text;
+    }
+  }
+
+  void note_unclassed(const column_plan& plan, unsigned long line) {
+    if (!how_.drop_unclassed) throw file_error(file(), line, in_column(plan.name) + k_unclassed);
+    drop_ = true;
+  }
+
+  void end(unsigned long) override {
+    if (drop_) {
+      ++n_dropped_;
+    } else {
+      for (std::size_t i = 0; i < cells_.size(); ++i) {
+        if (i > 0) row_ += how_.cells.out_separator;
+        row_ += cells_[i];
+      }
+      row_ += '\n';
+      out_.write(row_);
+    }
+    row_.clear();
+    drop_ = false;
+    for (std::string& cell : cells_) cell = k_unknown;
+  }
+
+  const std::vector<unsigned long>& places_;
+  const std::vector<column_plan>& plans_;
+  const settings& how_;
+  new_file& out_;
+  bool in_order_;
+  bool drop_ = false;
+  unsigned long n_dropped_ = 0;
+  std::string row_;
+  std::vector<std::string> cells_;  // by plan, where the order differs
+};
+
+/// A file that was looked through.
+struct input {
+  input(const std::string& name, const settings& how)
+      : bytes(name),
+        form(layout_of(bytes, how.separator, how.header, how.cells.decimal_point)),
+        rows(name, form.separator),
+        profiled(bytes.name(), form, how.cells) {
+    rows.read(bytes, profiled);
+    for (column_profile& p : profiled.profiles) p.finish();
+    if (profiled.n_rows() == 0) throw std::runtime_error(name + k_no_rows);
+  }
+
+  source bytes;
+  layout form;
+  csv_rows rows;
+  profiler profiled;
+};
+
+/// For every cell of a test file the training column of that name; by position without names.
+std::vector<unsigned long> match_columns(const input& test, const input& training,
+                                         const std::vector<column_plan>& plans, std::ostream& out) {
+  const std::vector<std::string>& names = training.form.names;
+  std::vector<unsigned long> places(test.form.names.size(), k_no_column);
+  if (!test.form.has_header || !training.form.has_header) {
+    if (places.size() != names.size()) {
+      throw std::runtime_error(test.bytes.name() + ": " + std::to_string(places.size()) +
+                               " columns instead of " + std::to_string(names.size()));
+    }
+    std::iota(places.begin(), places.end(), 0UL);
+    return places;
+  }
+  std::vector<bool> found(names.size());
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    const auto at = std::ranges::find(names, test.form.names[i]);
+    if (at == names.end()) {
+      out << test.bytes.name() << ": column '" << test.form.names[i]
+          << "' is not in the training file, left out\n";
+      continue;
+    }
+    places[i] = static_cast<unsigned long>(at - names.begin());
+    found[places[i]] = true;
+  }
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (!found[i] && !plans[i].is("ignore")) {
+      throw std::runtime_error(test.bytes.name() + ": no " + in_column(names[i]) +
+                               "it is needed, as in the training file");
+    }
+  }
+  return places;
+}
+
+std::string metadata_of(const std::vector<column_plan>& plans, char separator) {
+  std::string text;
+  for (const column_plan& p : plans) {
+    text += p.name + separator + p.type + separator + p.role + '\n';
+  }
+  return text;
+}
+
+/// Tells of the cells of a test file whose values training did not have.
+void report_unseen(const input& test, const input& training,
+                   const std::vector<unsigned long>& places, const std::vector<column_plan>& plans,
+                   std::ostream& out) {
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    if (places[i] == k_no_column) continue;
+    const column_plan& plan = plans[places[i]];
+    if (plan.numeric || plan.is("ignore")) continue;
+    std::optional<counted_text> first;
+    const unsigned long n =
+        test.profiled.profiles[i].n_unseen(training.profiled.profiles[places[i]], first);
+    if (n == 0) continue;
+    out << test.bytes.name() << ": " << in_column(plan.name) << n
+        << " cells of values that training did not have, first '" << first->text << "' (line "
+        << first->line << "); use orvcmd -unseen\n";
+  }
+}
+
+void report_dropped(const std::string& file, const row_writer& writer, std::ostream& out) {
+  if (writer.n_dropped() == 0) return;
+  out << file << ": " << writer.n_dropped() << " rows of unknown class left out\n";
+}
+
+}  // namespace
+
+void convert(const settings& how, std::ostream& out) {
+  input training(how.input, how);
+  std::vector<column_plan> plans =
+      plan_columns(how.input, training.form.names, training.profiled.profiles, how.columns, how.cells);
+  std::vector<unsigned long> in_place(plans.size());
+  std::iota(in_place.begin(), in_place.end(), 0UL);
+
+  std::optional<input> test;
+  std::vector<unsigned long> test_places;
+  if (!how.test.empty()) {
+    test.emplace(how.test, how);
+    test_places = match_columns(*test, training, plans, out);
+    std::vector<const column_profile*> others(plans.size());
+    for (std::size_t i = 0; i < test_places.size(); ++i) {
+      if (test_places[i] != k_no_column) others[test_places[i]] = &test->profiled.profiles[i];
+    }
+    widen(plans, how.test, others);
+  }
+  if (!how.quiet) write_summary(training.form, training.profiled.profiles, plans, out);
+
+  new_file names(how.output + ".names"), data(how.output + ".data");
+  names.write(metadata_of(plans, how.cells.out_separator));
+  names.close();
+  row_writer writer(training.bytes.name(), training.form, in_place, plans, how, data);
+  training.rows.read(training.bytes, writer);
+  data.close();
+  std::optional<new_file> test_data;
+  if (test) {
+    test_data.emplace(how.output + ".test");
+    row_writer test_writer(test->bytes.name(), test->form, test_places, plans, how, *test_data);
+    test->rows.read(test->bytes, test_writer);
+    test_data->close();
+    report_unseen(*test, training, test_places, plans, out);
+    report_dropped(how.test, test_writer, out);
+  }
+  report_dropped(how.input, writer, out);
+  names.commit();
+  data.commit();
+  if (test_data) test_data->commit();
+}
+
+}  // namespace orvprep

@@ -1,0 +1,85 @@
+#include "summary.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <sstream>
+
+namespace orvprep {
+
+namespace {
+
+constexpr std::size_t k_shown_values = 3;
+constexpr std::size_t k_longest_cell = 40;  // bytes
+
+std::string shortened(std::string text) {
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
+  }
+  if (text.size() <= k_longest_cell) return text;
+  std::size_t end = k_longest_cell;
+  while (end > 0 && (text[end] & 0xc0) == 0x80) --end;  // no half characters of UTF-8
+  return text.substr(0, end) + "...";
+}
+
+std::string values_of(const column_profile& p, bool numeric) {
+  std::ostringstream text;
+  if (numeric) {
+    text << p.lowest() << " .. " << p.highest();
+    return text.str();
+  }
+  std::vector<counted_text> texts = p.texts();
+  std::ranges::stable_sort(texts, std::ranges::greater(), &counted_text::count);
+  for (std::size_t i = 0; i < std::min(texts.size(), k_shown_values); ++i) {
+    text << (i == 0 ? "" : ", ") << shortened(texts[i].text) << " (" << texts[i].count << ")";
+  }
+  if (texts.size() > k_shown_values) text << ", ...";
+  return text.str();
+}
+
+std::string percent(unsigned long part, unsigned long whole) {
+  if (part == 0) return "";
+  std::array<char, 16> room;
+  std::snprintf(room.data(), room.size(), "%.2f %%",
+                100 * static_cast<double>(part) / static_cast<double>(whole));
+  return room.data();
+}
+
+/// Characters of UTF-8, near enough to what they take on a terminal.
+std::size_t width_of(const std::string& text) {
+  return static_cast<std::size_t>(
+      std::ranges::count_if(text, [](char c) { return (c & 0xc0) != 0x80; }));
+}
+
+}  // namespace
+
+void write_summary(const layout& form, const std::vector<column_profile>& profiles,
+                   const std::vector<column_plan>& plans, std::ostream& out) {
+  using line = std::array<std::string, 7>;
+  std::vector<line> lines = {{"column", "type", "role", "distinct", "unknown", "values", "note"}};
+  for (std::size_t i = 0; i < plans.size(); ++i) {
+    const column_profile& p = profiles[i];
+    const bool range = p.is_numeric() && plans[i].type != "string";
+    lines.push_back({shortened(plans[i].name), shortened(plans[i].type), plans[i].role,
+                     std::to_string(p.n_distinct()), percent(p.n_unknown(), p.n_cells()),
+                     values_of(p, range), plans[i].note});
+  }
+  std::array<std::size_t, 7> widths{};
+  for (const line& l : lines) {
+    for (std::size_t c = 0; c < l.size(); ++c) widths[c] = std::max(widths[c], width_of(l[c]));
+  }
+  out << profiles[0].n_cells() << " rows, " << plans.size() << " columns, separator "
+      << (form.separator == '\t' ? std::string("tab") : std::string("'") + form.separator + "'")
+      << (form.has_header ? ", with a header" : ", without a header")
+      << (form.has_row_names ? " and row names" : "") << '\n';
+  for (const line& l : lines) {
+    std::string text;
+    for (std::size_t c = 0; c < l.size(); ++c) {
+      text += l[c] + std::string(widths[c] - width_of(l[c]) + 2, ' ');
+    }
+    text.erase(text.find_last_not_of(' ') + 1);
+    out << text << '\n';
+  }
+}
+
+}  // namespace orvprep
