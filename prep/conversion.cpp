@@ -229,7 +229,10 @@ std::vector<unsigned long> match_columns(const input& test, const input& trainin
     found[places[i]] = true;
   }
   for (std::size_t i = 0; i < names.size(); ++i) {
-    if (!found[i] && !plans[i].is("ignore")) {
+    if (found[i] || plans[i].is("ignore")) continue;
+    if (plans[i].is("class") || plans[i].is("weights")) {
+      out << test.bytes.name() << ": no " << in_column(names[i]) << "rows to score, not to test\n";
+    } else {
       throw std::runtime_error(test.bytes.name() + ": no " + in_column(names[i]) +
                                "it is needed, as in the training file");
     }

@@ -249,6 +249,10 @@ TEST_F(conversions, bring_a_second_file_into_the_form_of_the_first) {
                             "(line 3)"),
             std::string::npos);
 
+  write("test", "a,n\nx,1\n");
+  convert(how, said);
+  EXPECT_EQ(read("out.test"), "x,1,?,?\n");
+  EXPECT_NE(said.str().find("no column 'k': rows to score, not to test"), std::string::npos);
   write("test", "k,a\np,x\n");
   EXPECT_EQ(error_of([&] { convert(how, said); }),
             "test: no column 'n': it is needed, as in the training file");
