@@ -3,9 +3,12 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
+# Two components: programs with their documents, and what other programs are built with.
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME programs)
 install(TARGETS orvcmd orvprep)
-install(TARGETS orvik EXPORT orvik-targets INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY include/orvik DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS orvik EXPORT orvik-targets COMPONENT development
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/orvik DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
 # find_package(orvik)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/orvik)
@@ -14,8 +17,8 @@ configure_package_config_file(cmake/orvik-config.cmake.in orvik-config.cmake
 write_basic_package_version_file(orvik-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/orvik-config.cmake
               ${PROJECT_BINARY_DIR}/orvik-config-version.cmake
-        DESTINATION ${package_dir})
-install(EXPORT orvik-targets NAMESPACE orvik:: DESTINATION ${package_dir})
+        DESTINATION ${package_dir} COMPONENT development)
+install(EXPORT orvik-targets NAMESPACE orvik:: DESTINATION ${package_dir} COMPONENT development)
 
 # pkg-config orvik
 set(from ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
@@ -23,7 +26,8 @@ file(RELATIVE_PATH orvik_prefix ${from} ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" orvik_prefix ${orvik_prefix})
 file(RELATIVE_PATH orvik_includedir ${from} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(cmake/orvik.pc.in orvik.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/orvik.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/orvik.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT development)
 
 # Documents, examples, completion
 install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
@@ -34,6 +38,7 @@ install(FILES cmd/completion.bash RENAME orvcmd
 # The manual pages. Straight quotes, as the pages cite texts of the programs; and these in bold: the
 # fixed-width font of the pages in docs/ does not show on a terminal.
 find_program(LOWDOWN lowdown)
+find_program(GZIP gzip REQUIRED)
 if(NOT LOWDOWN)
   message(STATUS "lowdown is missing: the manual pages orvcmd(1) and orvprep(1) are left out")
   return()
@@ -41,14 +46,15 @@ endif()
 foreach(program orvcmd orvprep)
   string(TOUPPER ${program} title)
   add_custom_command(
-    OUTPUT ${program}.1
+    OUTPUT ${program}.1.gz
     COMMAND ${LOWDOWN} -s -Tman --out-no-smarty --nroff-nolinks -m title=${title} -m section=1
             -m "source=Orvik ${PROJECT_VERSION}" -o ${program}.1
             ${PROJECT_SOURCE_DIR}/docs/${program}.1.md
     COMMAND sed -i "s/\\\\fC/\\\\fB/g" ${program}.1
+    COMMAND ${GZIP} -9nkf ${program}.1
     DEPENDS docs/${program}.1.md
     VERBATIM)
-  list(APPEND pages ${program}.1)
-  install(FILES ${PROJECT_BINARY_DIR}/${program}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  list(APPEND pages ${program}.1.gz)
+  install(FILES ${PROJECT_BINARY_DIR}/${program}.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endforeach()
 add_custom_target(orvik_manual ALL DEPENDS ${pages})

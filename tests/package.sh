@@ -44,4 +44,4 @@ fi
 echo "program, page and completion"
 "$installed/bin/orvcmd" --help | grep -q '^Command line: orvcmd'
 [ -s "$installed/share/bash-completion/completions/orvcmd" ]
-[ ! -e "$build/orvcmd.1" ] || grep -q '^\.TH "ORVCMD" "1"' "$installed/share/man/man1/orvcmd.1"
+[ ! -e "$build/orvcmd.1.gz" ] || zcat "$installed/share/man/man1/orvcmd.1.gz" | grep -q '^\.TH "ORVCMD" "1"'
