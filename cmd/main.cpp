@@ -8,6 +8,7 @@
 #include "options.h"
 #include "orvik/orvik.h"
 #include "outputs.h"
+#include "progress.h"
 #include "saved_tree.h"
 
 namespace {
@@ -40,6 +41,7 @@ void run(int argc, char** argv) {
   require_table_if_needed(opt);
   require_experiment(opt);
   outputs out(opt);
+  const progress_display progress(opt);
   orvik::set_n_workers(opt.n_workers);
   if (opt.seed) orvik::set_seed(*opt.seed);
   out.begin_log(orvik::get_copyright());

@@ -6,6 +6,7 @@
 #include "log.h"
 #include "side_sets.h"
 #include "trace.h"
+#include "zel/util/progress.h"
 
 namespace orvcmd {
 
@@ -79,6 +80,10 @@ void log_oob_error(std::ostream* log, table* t, const dtree& model) {
 void grow(const options& opt, table* t, table::subset* cases, std::unique_ptr<dtree>& model,
           std::ostream* log, std::ostream* trace) {
   log_line(log, "Building ", opt.n_trees, " tree(s) on ", cases->size(), " cases");
+  using zel::util::progress::unit;
+  const bool many = opt.n_trees > 1;
+  zel::util::progress::begin(many ? unit::trees : unit::nodes,
+                             many ? static_cast<unsigned long>(opt.n_trees) : 0);
   const bool preprune = opt.pruning != static_cast<int>(orvik::model::NO_PRUNING);
   model->set_pruning_strategy(preprune ? orvik::model::PRE_PRUNING_ONLY : orvik::model::NO_PRUNING);
   if (trace != nullptr) begin_trace(*trace);

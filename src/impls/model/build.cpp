@@ -11,6 +11,7 @@
 #include "impls/tables/folds.h"
 #include "zel/util/cronos.h"
 #include "zel/util/parallel.h"
+#include "zel/util/progress.h"
 #include "zel/util/rand_gen.h"
 
 namespace orvik::impls {
@@ -87,6 +88,7 @@ std::unique_ptr<decision_tree> dtree::grow_tree(const table& t, unsigned long i)
   } else {
     tree->build(t, &own, split_type_, min_obj_, max_depth_, attributes_.get(), nullptr);
   }
+  zel::util::progress::count(zel::util::progress::unit::trees);
   return tree;
 }
 
