@@ -39,8 +39,9 @@ class body_rows : public row_visitor {
     ++rows_;
     if (header) return true;
     if (n != form_.names.size()) {
-      throw file_error(file_, line, std::to_string(n) + " cells instead of " +
-                                        std::to_string(form_.names.size()));
+      throw file_error(
+          file_, line,
+          std::to_string(n) + " cells instead of " + std::to_string(form_.names.size()));
     }
     end(line);
     return true;
@@ -275,8 +276,8 @@ void report_dropped(const std::string& file, const row_writer& writer, std::ostr
 
 void convert(const settings& how, std::ostream& out) {
   input training(how.input, how);
-  std::vector<column_plan> plans =
-      plan_columns(how.input, training.form.names, training.profiled.profiles, how.columns, how.cells);
+  std::vector<column_plan> plans = plan_columns(how.input, training.form.names,
+                                                training.profiled.profiles, how.columns, how.cells);
   std::vector<unsigned long> in_place(plans.size());
   std::iota(in_place.begin(), in_place.end(), 0UL);
 

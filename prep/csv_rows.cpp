@@ -8,7 +8,8 @@ namespace orvprep {
 namespace {
 
 constexpr char k_no_parser[] = "out of memory";
-constexpr char k_bad_quotes[] = "a quote inside a cell without quotes, or text behind a closing quote";
+constexpr char k_bad_quotes[] =
+    "a quote inside a cell without quotes, or text behind a closing quote";
 constexpr char k_open_quote[] = "a quote that is opened here or before is never closed";
 constexpr char k_large_cell[] = "a cell of more than 16 MiB: is a quote not closed?";
 constexpr char k_nul[] = "a NUL byte: is this a text file?";

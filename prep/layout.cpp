@@ -82,7 +82,9 @@ row different_names(const row& given, std::size_t width, bool row_names) {
   row names;
   std::set<std::string> taken;
   for (std::size_t i = 0; i < width; ++i) {
-    std::string name = row_names ? (i == 0 ? "row" : given[i - 1]) : i < given.size() ? given[i] : "";
+    std::string name = row_names          ? (i == 0 ? "row" : given[i - 1])
+                       : i < given.size() ? given[i]
+                                          : "";
     if (name.empty()) name = "column" + std::to_string(i + 1);
     const std::string start = name;
     for (int n = 2; !taken.insert(name).second; ++n) name = start + "." + std::to_string(n);
@@ -130,8 +132,8 @@ layout layout_of(source& in, char separator, header_mode header, char decimal_po
     const bool blank = start.find_first_not_of(" \t\r\n") == start.npos;
     throw std::runtime_error(in.name() + (blank ? k_empty : k_no_separator));
   }
-  found.has_header =
-      header == header_mode::present || (header == header_mode::find_out && looks_like_header(rows));
+  found.has_header = header == header_mode::present ||
+                     (header == header_mode::find_out && looks_like_header(rows));
   const std::size_t width = rows.size() > 1 ? rows[1].size() : rows[0].size();
   found.has_row_names = found.has_header && rows[0].size() + 1 == width;
   found.names = different_names(found.has_header ? rows[0] : row(), width, found.has_row_names);

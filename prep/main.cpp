@@ -41,7 +41,8 @@ struct words {
 
 void describe(CLI::App& app, settings& how, words& raw) {
   app.set_version_flag("--version", "orvprep " + std::string(orvik::get_version()));
-  app.add_option("FILE", how.input, "delimited file, plain or gzip; - for standard input")->required();
+  app.add_option("FILE", how.input, "delimited file, plain or gzip; - for standard input")
+      ->required();
   app.add_option("-o,--output", how.output, "write PREFIX.names and PREFIX.data")
       ->required()
       ->type_name("PREFIX");
@@ -51,7 +52,10 @@ void describe(CLI::App& app, settings& how, words& raw) {
       ->type_name("COLUMN");
   app.add_option("-w,--weights", how.columns.weights_column, "case weights")->type_name("COLUMN");
   const auto columns = [&app](const char* name, std::vector<std::string>& to, const char* text) {
-    app.add_option(name, to, text)->type_name("COLUMN,...")->delimiter(',')->allow_extra_args(false);
+    app.add_option(name, to, text)
+        ->type_name("COLUMN,...")
+        ->delimiter(',')
+        ->allow_extra_args(false);
   };
   columns("-i,--ignore", how.columns.ignored, "columns to leave out");
   columns("--discrete", how.columns.discrete, "columns to be taken as names");
@@ -75,8 +79,9 @@ void describe(CLI::App& app, settings& how, words& raw) {
                  "what stands for separators and line ends inside a value")
       ->type_name("TEXT");
   app.add_flag("-q,--quiet", how.quiet, "no table of the columns");
-  app.footer("COLUMN is a name or a number from 1. Exit status: 0, 1 for a file that cannot be\n"
-             "converted, 2 for a bad command line. See orvprep(1).");
+  app.footer(
+      "COLUMN is a name or a number from 1. Exit status: 0, 1 for a file that cannot be\n"
+      "converted, 2 for a bad command line. See orvprep(1).");
 }
 
 void interpret(const words& raw, settings& how) {

@@ -56,7 +56,8 @@ class planner {
     const column_profile& p = profiles_[i];
     const bool whole = p.is_whole();
     // Numbers that count the rows are keys in small tables too.
-    const bool counts_rows = whole && p.highest() - p.lowest() + 1 == static_cast<double>(p.n_cells());
+    const bool counts_rows =
+        whole && p.highest() - p.lowest() + 1 == static_cast<double>(p.n_cells());
     const bool many = p.n_cells() >= k_key_rows || (counts_rows && p.n_cells() > 2);
     const bool differ = p.n_distinct() == p.n_cells() && (whole || !p.is_numeric());
     if (p.n_distinct() == 0) {
@@ -126,7 +127,8 @@ class planner {
       fail(i, "'" + collision + "' would look as another value when written; see --replace");
     }
     plans_[i].note = std::to_string(profiles_[i].n_replaced()) +
-                     " values with separators or line ends, written with '" + rules_.replacement + "'";
+                     " values with separators or line ends, written with '" + rules_.replacement +
+                     "'";
   }
 
   static std::string where(const std::optional<counted_text>& t) {
@@ -147,14 +149,14 @@ unsigned long column_of(const std::string& file, const std::vector<std::string>&
   const auto at = std::ranges::find(names, wanted);
   if (at != names.end()) return static_cast<unsigned long>(at - names.begin());
   unsigned long number = 0;
-  const auto [end, error] =
-      std::from_chars(wanted.data(), wanted.data() + wanted.size(), number);
+  const auto [end, error] = std::from_chars(wanted.data(), wanted.data() + wanted.size(), number);
   const bool whole = error == std::errc{} && end == wanted.data() + wanted.size();
   if (whole && number >= 1 && number <= names.size()) return number - 1;
   throw std::runtime_error(file + ": no column '" + wanted + "'");
 }
 
-std::vector<column_plan> plan_columns(const std::string& file, const std::vector<std::string>& names,
+std::vector<column_plan> plan_columns(const std::string& file,
+                                      const std::vector<std::string>& names,
                                       const std::vector<column_profile>& profiles,
                                       const column_wishes& wishes, const cell_rules& rules) {
   return planner(file, names, profiles, rules).plan(wishes);

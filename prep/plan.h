@@ -34,7 +34,8 @@ struct column_plan {
 /// - numbers are continuous, whole ones as integer; but a column of two whole numbers is discrete,
 ///   as are all texts.
 /// Throws std::runtime_error, naming file and column, for wishes that cannot be had.
-std::vector<column_plan> plan_columns(const std::string& file, const std::vector<std::string>& names,
+std::vector<column_plan> plan_columns(const std::string& file,
+                                      const std::vector<std::string>& names,
                                       const std::vector<column_profile>& profiles,
                                       const column_wishes& wishes, const cell_rules& rules);
 
