@@ -8,7 +8,8 @@ namespace orvprep {
 
 namespace {
 
-constexpr unsigned long k_key_rows = 50;        // fewer rows may differ by chance
+constexpr unsigned long k_key_numbers = 50;  // rows up to which all may differ
+constexpr unsigned long k_key_texts = 20;
 constexpr unsigned long k_class_numbers = 100;  // more different numbers are no classes
 
 constexpr char k_constant[] = "constant, left out";
@@ -55,16 +56,16 @@ class planner {
   void infer(std::size_t i) {
     const column_profile& p = profiles_[i];
     const bool whole = p.is_whole();
-    // Numbers that count the rows are keys in small tables too.
+    // Few rows may differ by chance, in a text less easily; numbers that count the rows never do.
     const bool counts_rows =
         whole && p.highest() - p.lowest() + 1 == static_cast<double>(p.n_cells());
-    const bool many = p.n_cells() >= k_key_rows || (counts_rows && p.n_cells() > 2);
+    const unsigned long few = counts_rows ? 2 : p.is_numeric() ? k_key_numbers : k_key_texts;
     const bool differ = p.n_distinct() == p.n_cells() && (whole || !p.is_numeric());
     if (p.n_distinct() == 0) {
       leave_out(i, k_all_unknown);
     } else if (p.n_distinct() == 1) {
       leave_out(i, k_constant);
-    } else if (differ && many) {
+    } else if (differ && p.n_cells() > few) {
       leave_out(i, k_key);
     } else if (p.is_numeric() && !(whole && p.n_distinct() == 2)) {
       make_continuous(i);

@@ -30,7 +30,8 @@ struct column_plan {
 /// Plans the columns by their profiles over all rows of the file `file`:
 /// - the class is the named column, else the last one, which then must not look like a number of
 ///   many values;
-/// - constants are left out, and keys: texts and whole numbers that differ in each of many rows;
+/// - constants are left out, and keys: texts and whole numbers that differ in each of many rows, or
+///   count the rows;
 /// - numbers are continuous, whole ones as integer; but a column of two whole numbers is discrete,
 ///   as are all texts.
 /// Throws std::runtime_error, naming file and column, for wishes that cannot be had.
