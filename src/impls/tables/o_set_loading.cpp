@@ -117,7 +117,8 @@ T o_set_typed<T>::number_of_cell(const cell_batch& cells, std::size_t row) const
   if constexpr (std::is_integral_v<T>) {
     const cell& c = cells.at(row);
     std::uint32_t number;
-    if (number_of_digits(word_at(cells.text + c.begin, c.length), c.length, number)) {
+    if (c.length <= k_word_text &&
+        number_of_digits(word_at(cells.text + c.begin, c.length), c.length, number)) {
       return static_cast<T>(number);
     }
   }

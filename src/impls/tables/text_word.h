@@ -33,7 +33,7 @@ inline std::uint64_t word_of(std::string_view text) {
   return word;
 }
 
-/// The same for a text behind whose first byte eight may be read.
+/// The same for a text of up to eight bytes that lies where eight may be read.
 inline std::uint64_t word_at(const char* text, std::size_t length) {
   if constexpr (std::endian::native == std::endian::little) {
     std::uint64_t word;
@@ -44,9 +44,10 @@ inline std::uint64_t word_at(const char* text, std::size_t length) {
   }
 }
 
-/// The number that a text of 1 .. 8 digits stands for. @return false for another text.
+/// The number that a text of 1 .. 8 digits stands for; `length` is at most 8.
+/// @return false for another text.
 inline bool number_of_digits(std::uint64_t word, std::size_t length, std::uint32_t& number) {
-  if (length - 1 >= k_word_text) return false;
+  if (length == 0) return false;
   std::uint64_t digits = word ^ (0x3030303030303030 & first_bytes(length));
   if (((digits + 0x7676767676767676) | digits) & 0x8080808080808080) return false;
   digits <<= 8 * (k_word_text - length);  // as if led by zeros

@@ -83,7 +83,7 @@ TEST(row_splitter, cuts_lines_as_the_splitting_of_one_line_does) {
 TEST(text_word, reads_digits_as_the_platform_does_and_nothing_else) {
   std::mt19937_64 draw(12);
   for (int round = 0; round < 200000; ++round) {
-    std::string text(draw() % 10, '0');
+    std::string text(draw() % 9, '0');
     for (char& c : text) c = static_cast<char>('0' + draw() % 10);
     if (draw() % 2 == 0 && !text.empty()) text[draw() % text.size()] = static_cast<char>(draw());
     std::uint32_t expected = 0, number = 0;
@@ -91,9 +91,8 @@ TEST(text_word, reads_digits_as_the_platform_does_and_nothing_else) {
     const bool digits = error == std::errc() && stop == text.data() + text.size();
     const std::string padded = text + "12345678";
     const std::size_t n = text.size();
-    const std::uint64_t word = word_at(padded.data(), std::min(n, k_word_text));
-    ASSERT_EQ(number_of_digits(word, n, number), digits && n <= k_word_text) << text;
-    if (n > k_word_text) continue;
+    const std::uint64_t word = word_at(padded.data(), n);
+    ASSERT_EQ(number_of_digits(word, n, number), digits) << text;
     ASSERT_EQ(word, word_of(text)) << text;
     ASSERT_EQ(number, digits ? expected : 0u) << text;
   }
