@@ -54,6 +54,36 @@ TEST(gzip_input, cut_anywhere_is_an_error_and_never_the_end) {
   EXPECT_EQ(read_file(name).lines.size(), 80UL);
 }
 
+// What is read ahead on another thread is dropped by a seek, and its errors come in their place.
+TEST(gzip_input, read_ahead_is_what_a_reader_without_it_gets) {
+  const scratch::folder files;
+  const std::string text = noisy_lines(300000, 4);
+  const std::string whole = gzipped(files, text);
+  files.put("long.gz", whole);
+  const std::unique_ptr<ioconn> in(ioconn::get_default_input(files.at("long.gz")));
+  std::string part(700000, '\0');
+  for (const long at : {2000000L, 0L, 1999999L, 2500000L, 3L}) {
+    ASSERT_EQ(in->lseek(at, SEEK_SET), at);
+    for (long done = at, got; done < at + 1000000 && (got = in->read(part.data(), 700000)) > 0;) {
+      ASSERT_EQ(part.substr(0, static_cast<std::size_t>(got)),
+                text.substr(static_cast<std::size_t>(done), static_cast<std::size_t>(got)));
+      done += got;
+      ASSERT_EQ(in->tell(), done);
+    }
+  }
+  EXPECT_TRUE(in->rewind());
+  EXPECT_EQ(scratch::drain(*in, 700000), text);
+  EXPECT_TRUE(in->eof());
+
+  files.put("cut.gz", whole.substr(0, whole.size() - 9));
+  const std::unique_ptr<ioconn> cut(ioconn::get_default_input(files.at("cut.gz")));
+  EXPECT_EQ(scratch::drain(*cut, 700000), text.substr(0, text.size()));
+  for (int again = 0; again < 2; ++again) {
+    EXPECT_EQ(cut->read(part.data(), 1), -1);
+    EXPECT_EQ(cut->error(), "truncated gzip data");
+  }
+}
+
 TEST(gzip_connection, throws_large_transfers_by_pointer) {
   iogz file;
   const auto error = [](const std::function<void()>& action) -> std::string {

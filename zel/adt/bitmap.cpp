@@ -74,13 +74,26 @@ void bitmap::assign(const unsigned long* words, unsigned long n) {
 }
 
 void bitmap::push_back(bool bit) {
-  if (size_ == capacity_) {
-    if (size_ == k_largest_size) throw std::runtime_error(k_too_long);
-    const unsigned long more = std::max(size_ / 2, k_word_bits);
-    reserve(more > k_largest_size - size_ ? k_largest_size : size_ + more);
-  }
+  make_room(1);
   ++size_;
   if (bit) set(size_ - 1);
+}
+
+void bitmap::append(unsigned long bits, unsigned n) {
+  if (n == 0) return;
+  make_room(n);
+  const unsigned long at = size_ & k_bit_mask;
+  unsigned long* const word = &words_[size_ >> BASE_log];
+  *word |= bits << at;
+  if (at + n > k_word_bits) word[1] |= bits >> (k_word_bits - at);
+  size_ += n;
+}
+
+void bitmap::make_room(unsigned long n) {
+  if (n <= capacity_ - size_) return;
+  if (n > k_largest_size - size_) throw std::runtime_error(k_too_long);
+  const unsigned long more = std::max(size_ / 2, k_word_bits);
+  reserve(more > k_largest_size - size_ ? k_largest_size : size_ + more);
 }
 
 // Selection sampling: position i is taken with the chance (still needed) / (still to come).

@@ -51,6 +51,8 @@ class bitmap {
   virtual bool operator[](unsigned long i) const { return bit_at(i); }
   virtual bool get(unsigned long i) const { return bit_at(i); }
 
+  /// Appends the n lowest bits of `bits`, the rest of which are zero; n <= 64. Amortised O(1).
+  void append(unsigned long bits, unsigned n);
   /// @return the number of set bits; O(words).
   virtual unsigned long count() const;
   /// Sets or clears bit i. Throw std::runtime_error if i >= size(), changing nothing.
@@ -101,6 +103,7 @@ class bitmap {
   static unsigned long words_for(unsigned long bits) {
     return (bits >> BASE_log) + ((bits & k_bit_mask) != 0);
   }
+  void make_room(unsigned long n);
   bool bit_at(unsigned long i) const { return (words_[i >> BASE_log] >> (i & k_bit_mask)) & 1; }
   void clear_past_size();
 

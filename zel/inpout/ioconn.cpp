@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "zel/inpout/ioahead.h"
 #include "zel/inpout/iobuf.h"
 #include "zel/inpout/iofile.h"
 #include "zel/inpout/iogz.h"
@@ -39,7 +40,7 @@ std::unique_ptr<ioconn> open_gzip(const std::string& name) {
     throw std::runtime_error(k_file + name + k_not_found);
   }
   if (!file->is_compressed()) throw std::runtime_error(k_file + name + k_not_gzip);
-  return file;
+  return std::make_unique<ioahead>(std::move(file));
 }
 
 std::unique_ptr<ioconn> open_plain(const std::string& name) {

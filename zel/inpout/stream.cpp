@@ -145,7 +145,8 @@ void stream::double_capacity() {
 /// Gives the buffer its present size, keeping the first `held` bytes.
 void stream::reallocate(unsigned long held) {
   try {
-    auto larger = std::make_unique_for_overwrite<char[]>(capacity_ + slack_);
+    auto larger = std::make_unique_for_overwrite<char[]>(capacity_ + slack_ + k_padding);
+    std::memset(larger.get() + capacity_ + slack_, 0, k_padding);
     if (held > 0) std::memcpy(larger.get(), buffer_.get(), held);
     buffer_ = std::move(larger);
   } catch (const std::bad_alloc&) {

@@ -21,6 +21,8 @@ class stream : public zel::util::nocopy {
  public:
   /// Lines of this many bytes or more are refused, so that an endless one cannot take all memory.
   static constexpr unsigned long k_max_line = 1UL << 30;
+  /// Bytes that may be read behind a block, so that readers need not stop at its last byte.
+  static constexpr unsigned long k_padding = 16;
   struct limits {
     unsigned long capacity = 1048576;  // doubled before the first allocation; at least 1
     unsigned long max_line = k_max_line;
@@ -50,8 +52,8 @@ class stream : public zel::util::nocopy {
   /// number: blocks with greater ones may begin in the middle of a line.
   bool next_block();
   /// The lines of the block that read_line() has not taken yet, line ends included; only the last
-  /// line of the input may lack one. Lies in the stream's buffer, followed by a NUL; valid until
-  /// the next read_line() or next_block().
+  /// line of the input may lack one. Lies in the stream's buffer, followed by a NUL and k_padding
+  /// bytes more that may be read; valid until the next read_line() or next_block().
   [[nodiscard]] std::string_view block() const { return {data_, remaining_}; }
   /// Position of the block among all blocks of the connection, from 0 in order of the input.
   [[nodiscard]] unsigned long block_number() const { return block_number_; }
@@ -75,9 +77,10 @@ class stream : public zel::util::nocopy {
   unsigned long capacity_;
   unsigned long max_line_;
   unsigned long slack_ = 0;  // room past capacity_, where the last line of a block is completed
-  std::unique_ptr<char[]> buffer_;  // capacity_ + slack_ bytes; null before the first block
-  char* data_ = nullptr;            // first unread byte
-  unsigned long remaining_ = 0;     // unread bytes from data_
+  std::unique_ptr<char[]>
+      buffer_;            // capacity_ + slack_ bytes and padding; null before the first block
+  char* data_ = nullptr;  // first unread byte
+  unsigned long remaining_ = 0;  // unread bytes from data_
   const char* line_ = "";
   unsigned long line_length_ = 0;
   unsigned long block_number_ = 0;

@@ -15,7 +15,14 @@ column* column_bool::clone(bool schema_only) const {
 }
 
 void column_bool::append(std::span<const code_t> codes) {
-  for (const code_t code : codes) bits_.push_back(code > 1);
+  constexpr std::size_t word_bits = 64;
+  for (std::size_t first = 0; first < codes.size(); first += word_bits) {
+    const std::span<const code_t> some =
+        codes.subspan(first).first(std::min(word_bits, codes.size() - first));
+    unsigned long bits = 0;
+    for (std::size_t i = 0; i < some.size(); ++i) bits |= (some[i] > 1 ? 1UL : 0UL) << i;
+    bits_.append(bits, static_cast<unsigned>(some.size()));
+  }
 }
 
 void column_bool::require_discrete() const {

@@ -32,7 +32,10 @@ column* column_typed<IndexT>::clone(bool schema_only) const {
 
 template <class IndexT>
 void column_typed<IndexT>::append(std::span<const code_t> codes) {
-  for (const code_t code : codes) data_.push_back(static_cast<IndexT>(code));
+  const std::size_t at = data_.size();
+  data_.resize(at + codes.size());
+  IndexT* const to = data_.data() + at;
+  for (std::size_t i = 0; i < codes.size(); ++i) to[i] = static_cast<IndexT>(codes[i]);
 }
 
 template <class IndexT>

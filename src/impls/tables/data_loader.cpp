@@ -1,21 +1,25 @@
 // Rows of text into columns of codes, in two parallel phases.
 //
-// Phase 1: every worker takes blocks of whole lines from the shared connection, looks each cell
-// up in its own dictionary of the column, and writes the local codes to a byte stream a column.
-// Blocks are numbered in the order of the file, and a worker notes where each of its blocks
-// begins in its streams. Phase 2: column by column, the dictionaries are merged and sorted, the
-// storage width is chosen, and the codes are translated block by block in the order of the file.
+// Phase 1: every worker takes blocks of whole lines from the shared connection, cuts them into
+// batches of rows, gives each column's cells of a batch to its own dictionary of that column, and
+// stores the local codes. Blocks are numbered in the order of the file. Phase 2: column by column,
+// the dictionaries are merged and sorted, the storage width is chosen, and the codes are
+// translated block by block in the order of the file.
 // So rows, codes and errors are the same for any number of workers.
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <limits>
 #include <mutex>
 #include <new>
+#include <numeric>
 #include <optional>
 #include <stdexcept>
 
-#include "impls/tables/code_stream.h"
+#include "impls/tables/cell_codes.h"
 #include "impls/tables/field_split.h"
+#include "impls/tables/final_codes.h"
+#include "impls/tables/row_splitter.h"
 #include "impls/tables/table.h"
 #include "zel/util/cronos.h"
 #include "zel/util/parallel.h"
@@ -42,7 +46,7 @@ std::string cell_position(unsigned long row, const std::string& column) {
 struct block {
   unsigned long number = 0;
   unsigned long rows = 0;
-  std::vector<std::size_t> begins;  // by column, in the worker's code streams
+  std::vector<std::size_t> begins;  // by column, in the chunks of the worker's codes
 };
 
 /// What stopped a worker, and where in the file.
@@ -60,35 +64,36 @@ constexpr unsigned long k_after_all_blocks = std::numeric_limits<unsigned long>:
 
 class worker {
  public:
+  using columns = std::vector<std::unique_ptr<column>>;
+
   worker(zel::inpout::ioconn* connection, char separator, unsigned long slot)
-      : in_(connection, separator, /*owns=*/false), slot_(slot) {}
+      : in_(std::make_unique<stream>(connection, separator, /*owns=*/false)), slot_(slot) {}
 
   /// Reads until the input ends or an earlier block is known to be bad.
-  void run(const std::vector<std::unique_ptr<column>>& columns, error_limit& limit) {
-    streams_.resize(columns.size());
+  void run(const columns& all, error_limit& limit) {
+    codes_.resize(all.size());
+    row_splitter rows(in_->separator(), all.size());
     try {
-      while (in_.read_line()) {
-        if (blocks_.empty() || blocks_.back().number != in_.block_number()) {
-          if (in_.block_number() > limit.load(std::memory_order_relaxed)) return;
-          begin_block();
-        }
-        read_row(columns);
+      while (in_->next_block()) {
+        if (in_->block_number() > limit.load(std::memory_order_relaxed)) return;
+        read_block(all, rows);
         if (error_) break;
-        ++blocks_.back().rows;
       }
     } catch (const std::bad_alloc&) {
       lower(limit, 0);  // stops the other workers
       throw;
     } catch (const std::exception& failure) {  // the connection failed
-      error_ = load_error{load_error::INPUT, in_.block_number(), 0, failure.what(), {}};
+      error_ = load_error{load_error::INPUT, in_->block_number(), 0, failure.what(), {}};
     }
     if (error_) lower(limit, error_->block);
+    bytes_ = in_->bytes_read();
+    in_.reset();  // its buffer is large
   }
 
   const std::vector<block>& blocks() const { return blocks_; }
   const std::optional<load_error>& error() const { return error_; }
-  code_stream& codes(std::size_t column) { return streams_[column]; }
-  unsigned long bytes() const { return in_.bytes_read(); }
+  cell_codes& codes(std::size_t column) { return codes_[column]; }
+  unsigned long bytes() const { return bytes_; }
   unsigned long rows() const {
     unsigned long sum = 0;
     for (const block& b : blocks_) sum += b.rows;
@@ -102,41 +107,61 @@ class worker {
     }
   }
 
-  void begin_block() {
-    block next{in_.block_number(), 0, {}};
-    next.begins.reserve(streams_.size());
-    for (const code_stream& s : streams_) next.begins.push_back(s.position());
-    blocks_.push_back(std::move(next));
+  void read_block(const columns& all, row_splitter& rows) {
+    block& next = blocks_.emplace_back(block{in_->block_number(), 0, {}});
+    next.begins.reserve(codes_.size());
+    for (cell_codes& c : codes_) next.begins.push_back(c.end_chunk());
+    rows.start(in_->block());
+    do {
+      const std::size_t n = rows.next();
+      if (n == 0) break;
+      insert_rows(all, rows, n);
+      if (error_) return;
+      next.rows += n;
+    } while (!rows.stopped());
+    if (rows.stopped()) fail(load_error::ROW, 0, std::string(rows.bad_line().substr(0, 256)), {});
   }
 
-  void read_row(const std::vector<std::unique_ptr<column>>& columns) {
-    const std::string_view line(in_.line(), in_.line_length());
-    split_fields(line, in_.separator(), /*trim=*/true, fields_);
-    const bool empty = line.empty() && columns.size() != 1;
-    if (fields_.size() != columns.size() || empty || holds_nul(line)) {
-      return fail(load_error::ROW, std::string(line.substr(0, 256)), {});
-    }
-    std::size_t i = 0;
+  void insert_rows(const columns& all, const row_splitter& rows, std::size_t n) {
+    std::array<cell_codes::code, cell_batch::k_rows> codes;
     try {
-      for (; i < fields_.size(); ++i) {
-        const code_t code = columns[i]->values()->insert_local(fields_[i], slot_);
-        if (code != k_no_code) streams_[i].append(code);
+      for (std::size_t i = 0; i < all.size(); ++i) {
+        if (all[i]->values()->insert_cells(rows.column(i), slot_, codes.data())) {
+          codes_[i].append({codes.data(), n});
+        } else {
+          codes_[i].append_kept(n);
+        }
       }
-    } catch (const std::runtime_error& failure) {  // the value; lack of memory has no row
-      fail(load_error::CELL, failure.what(), columns[i]->name());
+    } catch (const std::runtime_error&) {  // a value; lack of memory has no row
+      find_bad_cell(all, rows, n);
+      if (!error_) throw;
     }
   }
 
-  void fail(load_error::kind place, std::string what, std::string column) {
-    error_ = load_error{place, blocks_.back().number, blocks_.back().rows, std::move(what),
-                        std::move(column)};
+  /// The first one row by row, while batches are inserted column by column.
+  void find_bad_cell(const columns& all, const row_splitter& rows, std::size_t n) {
+    for (std::size_t row = 0; row < n; ++row) {
+      for (std::size_t i = 0; i < all.size(); ++i) {
+        try {
+          all[i]->values()->insert_local(rows.column(i)[row], slot_);
+        } catch (const std::runtime_error& failure) {
+          return fail(load_error::CELL, row, failure.what(), all[i]->name());
+        }
+      }
+    }
   }
 
-  stream in_;
+  /// `row`: behind the rows of the block that are read.
+  void fail(load_error::kind place, unsigned long row, std::string what, std::string column) {
+    const block& b = blocks_.back();
+    error_ = load_error{place, b.number, b.rows + row, std::move(what), std::move(column)};
+  }
+
+  std::unique_ptr<stream> in_;
   unsigned long slot_;
-  std::vector<std::string_view> fields_;
-  std::vector<code_stream> streams_;  // by column
-  std::vector<block> blocks_;         // in the order of the file
+  unsigned long bytes_ = 0;
+  std::vector<cell_codes> codes_;  // by column
+  std::vector<block> blocks_;      // in the order of the file
   std::optional<load_error> error_;
 };
 
@@ -165,6 +190,7 @@ class data_loader {
   void read_rows(std::ostream* log);
   void throw_earliest_error() const;
   void order_blocks();
+  std::vector<unsigned long> finishing_order() const;
   void finish_columns();
   std::unique_ptr<column> finish_column(unsigned long i);
   void check() const;
@@ -228,9 +254,10 @@ void data_loader::order_blocks() {
 std::unique_ptr<column> data_loader::finish_column(unsigned long i) {
   column& empty = *table_.columns_[i];
   empty.values()->freeze();
-  std::vector<std::unique_ptr<std::vector<code_t>>> finals;
+  std::vector<final_codes> finals;
   for (unsigned long w = 0; w < workers_.size(); ++w) {
-    finals.emplace_back(empty.values()->map_insert_to_order(w));
+    finals.push_back({std::unique_ptr<std::vector<code_t>>(empty.values()->map_insert_to_order(w)),
+                      empty.values()->kept_codes(w)});
   }
 
   std::string error;
@@ -241,32 +268,47 @@ std::unique_ptr<column> data_loader::finish_column(unsigned long i) {
   if (full->codes().bits == 0) return full;             // stores nothing
 
   full->reserve(rows_);
-  std::vector<code_t> codes;
   for (const source& s : sources_) {
-    const code_stream& locals = s.reader->codes(i);
-    const std::vector<code_t>* final_of = finals[s.slot].get();
-    std::size_t at = s.lines->begins[i];
-    codes.resize(s.lines->rows);
-    for (code_t& code : codes) {
-      code = locals.read(at);
-      if (final_of != nullptr) code = (*final_of)[code];
+    unsigned long left = s.lines->rows;
+    for (std::size_t at = s.lines->begins[i]; left > 0; ++at) {
+      const cell_codes::chunk& cells = s.reader->codes(i).at(at);
+      append_chunk(s.reader->codes(i), cells, finals[s.slot], *full);
+      left -= cells.cells;
     }
-    full->append(codes);
   }
   for (const auto& w : workers_) w->codes(i).release();
   return full;
 }
 
+/// Columns in the order to finish them in: those of kept numbers need the most memory and time, so
+/// they come first, while there is little else.
+std::vector<unsigned long> data_loader::finishing_order() const {
+  const unsigned long n = table_.columns_.size();
+  std::vector<std::size_t> kept(n);
+  for (unsigned long i = 0; i < n; ++i) {
+    for (const auto& w : workers_) kept[i] += w->codes(i).kept();
+  }
+  std::vector<unsigned long> order(n);
+  std::iota(order.begin(), order.end(), 0UL);
+  std::stable_sort(order.begin(), order.end(),
+                   [&kept](auto a, auto b) { return kept[a] > kept[b]; });
+  return order;
+}
+
 void data_loader::finish_columns() {
   order_blocks();
-  const unsigned long n = table_.columns_.size();
-  std::vector<std::string> errors(n);
-  for_each(n, [&](unsigned long i) {
-    try {
-      table_.columns_[i] = finish_column(i);
-      table_.columns_[i]->values()->set_nthreads(0);
-    } catch (const std::runtime_error& failure) {
-      errors[i] = failure.what();
+  const std::vector<unsigned long> order = finishing_order();
+  std::vector<std::string> errors(order.size());
+  std::atomic<std::size_t> next = 0;
+  for_each(workers_.size(), [&](unsigned long) {
+    for (std::size_t k; (k = next.fetch_add(1)) < order.size();) {
+      const unsigned long i = order[k];
+      try {
+        table_.columns_[i] = finish_column(i);
+        table_.columns_[i]->values()->set_nthreads(0);
+      } catch (const std::runtime_error& failure) {
+        errors[i] = failure.what();
+      }
     }
   });
   for (const std::string& error : errors) {

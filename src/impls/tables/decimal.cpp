@@ -3,9 +3,14 @@
 #include <locale.h>
 #include <stdlib.h>
 
+#include <array>
+#include <cfloat>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 #include <string>
+#include <type_traits>
 
 namespace orvik::impls {
 
@@ -24,6 +29,46 @@ T out_of_range_value(const std::string& text) {
   }
 }
 
+/// 10 to the power i as T, exact: 5 to the power i fits the mantissa.
+template <class T>
+constexpr auto k_powers = [] {
+  std::array<T, std::is_same_v<T, float> ? 11 : 18> powers{};
+  T power = 1;
+  for (T& p : powers) {
+    p = power;
+    power *= 10;
+  }
+  return powers;
+}();
+
+constexpr std::size_t k_short_text = 17;  // as many digits fit 64 bits
+
+/// The common case: digits and a point in their midst, few enough that mantissa and power of ten
+/// are exact in T, so that one division rounds to the nearest value. Nothing for other texts.
+template <class T>
+std::optional<T> parse_short(std::string_view text) {
+  const bool negative = text.starts_with('-');
+  if (negative) text.remove_prefix(1);
+  if (text.empty() || text.size() > k_short_text || text[0] == '.' || text.back() == '.') return {};
+  std::uint64_t mantissa = 0;
+  std::size_t point = text.size() - 1;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const unsigned digit = static_cast<unsigned char>(text[i]) - unsigned{'0'};
+    if (digit <= 9) {
+      mantissa = mantissa * 10 + digit;
+    } else if (text[i] == '.' && point == text.size() - 1) {
+      point = i;
+    } else {
+      return {};
+    }
+  }
+  const std::size_t decimals = text.size() - 1 - point;
+  constexpr int bits = std::numeric_limits<T>::digits;
+  if ((bits < 64 && mantissa >> (bits % 64) != 0) || decimals >= k_powers<T>.size()) return {};
+  const T magnitude = static_cast<T>(mantissa) / k_powers<T>[decimals];
+  return negative && mantissa != 0 ? -magnitude : magnitude;
+}
+
 bool starts_number(std::string_view text) {
   return !text.empty() && ((text[0] >= '0' && text[0] <= '9') || text[0] == '.');
 }
@@ -32,6 +77,9 @@ bool starts_number(std::string_view text) {
 
 template <class T>
 std::optional<T> parse_decimal(std::string_view text) {
+  if constexpr (FLT_EVAL_METHOD == 0) {  // nothing is rounded twice
+    if (const std::optional<T> value = parse_short<T>(text)) return value;
+  }
   std::string_view unsigned_part = text;
   if (!text.empty() && (text[0] == '+' || text[0] == '-')) unsigned_part.remove_prefix(1);
   if (!starts_number(unsigned_part)) return std::nullopt;

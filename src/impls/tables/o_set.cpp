@@ -55,6 +55,16 @@ code_t o_set::insert_local(std::string_view text, unsigned long) {
   return note_null(text) ? k_unknown : k_no_code;
 }
 
+bool o_set::insert_cells(const cell_batch& cells, unsigned long, std::uint32_t* codes) {
+  for (std::size_t row = 0; row < cells.rows; ++row) {
+    note_null(cells[row]);
+    codes[row] = k_unknown;  // columns of this type store nothing
+  }
+  return true;
+}
+
+std::span<const std::uint32_t> o_set::kept_codes(unsigned long) const { return {}; }
+
 void o_set::set_nthreads(unsigned long) {}
 
 std::vector<code_t>* o_set::map_insert_to_order(unsigned long) { return nullptr; }

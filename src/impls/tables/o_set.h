@@ -11,9 +11,12 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
+#include "impls/tables/cell_batch.h"
 #include "impls/tables/types.h"
 #include "zel/util/nocopy.h"
 
@@ -82,6 +85,13 @@ class o_set : private zel::util::nocopy {
 
   /// insert(text, thread) for bytes that need no terminator.
   virtual code_t insert_local(std::string_view text, unsigned long thread);
+
+  /// Inserts cells as insert_local() would one by one and writes their local codes. @return false
+  /// where it keeps the numbers instead, to find their codes when the set is frozen: see
+  /// kept_codes(). Throws for a batch with a bad cell, some of whose cells are inserted then.
+  virtual bool insert_cells(const cell_batch& cells, unsigned long thread, std::uint32_t* codes);
+  /// The final codes of the cells that `thread` kept, in their order, until set_nthreads().
+  virtual std::span<const std::uint32_t> kept_codes(unsigned long thread) const;
 
   /// Refuses negative numbers from now on (case weights).
   void forbid_negative() { admits_negative_ = false; }

@@ -13,7 +13,6 @@ namespace orvik::impls {
 namespace {
 
 constexpr char k_insert_frozen[] = "oset::insert() on a frozen object";
-constexpr char k_insert_local_frozen[] = "oset::insert on a frozen object";  // published wording
 constexpr char k_not_declared[] = "o_set::insert() order string not found";
 constexpr char k_enumerate_null[] = "[o_set::enumerate()] called with unadmitted null value";
 constexpr char k_enumerate_repeated[] = "[o_set::enumerate()] called with repeated value ";
@@ -31,11 +30,6 @@ constexpr char k_not_an_int[] = ": not an int";
 constexpr char k_not_a_float[] = ": not a float";
 constexpr char k_not_a_double[] = ": not a double";
 constexpr char k_negative[] = ": negative value in a column of weights";
-
-/// A memo of this many texts fits in a processor's second cache.
-constexpr unsigned long k_memo_texts = 4096;
-/// A memo that is full after fewer cells meets new texts most of the time.
-constexpr unsigned long k_memo_cells = 8 * k_memo_texts;
 
 [[noreturn]] void fail_on(std::string_view text, const char* what) {
   throw std::runtime_error(std::string(text) + what);
@@ -71,19 +65,6 @@ std::string format_number(const char* format, T value) {
   std::snprintf(large.data(), large.size(), format, value);
   large.resize(length);
   return large;
-}
-
-/// The union of two ascending sequences without repetitions.
-template <class T, class Local>
-void merge_values(const std::vector<T>& values, const std::vector<Local>& locals,
-                  std::vector<T>& merged) {
-  auto value = values.begin();
-  for (const Local& local : locals) {
-    while (value != values.end() && *value < local.value) merged.push_back(*value++);
-    if (value != values.end() && *value == local.value) ++value;
-    merged.push_back(local.value);
-  }
-  merged.insert(merged.end(), value, values.end());
 }
 
 std::string_view without_outer_blanks(std::string_view text) {
@@ -128,110 +109,8 @@ code_t o_set_typed<T>::insert(const char* text) {
 }
 
 template <class T>
-code_t o_set_typed<T>::insert_local(std::string_view text, unsigned long thread) {
-  if (frozen_ && !ordered_) throw std::runtime_error(k_insert_local_frozen);
-  if (note_null(text)) return k_unknown;
-  if (ordered_) return declared_code(text);
-  return insert_into(*thread_maps_[thread], text);
-}
-
-/// The memo of texts is full when more texts would not fit in a fast cache. If it filled up
-/// early, most texts are new ones, and the memo is given up.
-template <class T>
-code_t o_set_typed<T>::insert_into(thread_map& map, std::string_view text) const {
-  if constexpr (!k_numeric) {
-    return map.texts.insert(text);
-  } else {
-    if (!map.has_memo) return map.numbers.insert(parse(text));
-    ++map.cells;
-    if (const text_codes::code known = map.texts.find(text)) return map.code_of_text[known - 1];
-    const text_codes::code code = map.numbers.insert(parse(text));  // a bad text stays out
-    if (map.texts.size() < k_memo_texts) {
-      map.texts.insert(text);
-      map.code_of_text.push_back(code);
-    } else {
-      map.has_memo = map.cells > k_memo_cells;
-    }
-    return code;
-  }
-}
-
-template <class T>
-void o_set_typed<T>::set_nthreads(unsigned long n) {
-  thread_maps_.clear();
-  for (unsigned long i = 0; i < n; ++i) thread_maps_.push_back(std::make_unique<thread_map>());
-}
-
-template <class T>
 unsigned long o_set_typed<T>::size_of_known() const {
   return frozen_ || ordered_ ? values_.size() : codes_.size();
-}
-
-template <class T>
-void o_set_typed<T>::freeze() {
-  if (frozen_) return;
-  frozen_ = true;
-  if (ordered_) return;  // the declared order holds
-
-  values_.clear();
-  for (const auto& [value, code] : codes_) values_.push_back(value);
-  std::sort(values_.begin(), values_.end());
-  codes_.clear();
-  std::vector<std::vector<local_value>> locals;
-  for (const auto& map : thread_maps_) {
-    locals.push_back(ascending(*map));
-    std::vector<T> merged;
-    merged.reserve(values_.size() + locals.back().size());
-    merge_values(values_, locals.back(), merged);
-    values_.swap(merged);
-  }
-  values_.shrink_to_fit();
-  for (std::size_t t = 0; t < thread_maps_.size(); ++t) {
-    assign_final_codes(*thread_maps_[t], locals[t]);
-  }
-}
-
-template <class T>
-std::vector<typename o_set_typed<T>::local_value> o_set_typed<T>::ascending(const thread_map& map) {
-  std::vector<local_value> sorted;
-  if constexpr (k_numeric) {
-    const std::vector<T>& values = map.numbers.values();
-    sorted.reserve(values.size());
-    for (const T& value : values) {
-      sorted.push_back({value, static_cast<text_codes::code>(sorted.size() + 1)});
-    }
-  } else {
-    sorted.reserve(map.texts.size());
-    char room[8];
-    for (text_codes::code c = 1; c <= map.texts.size(); ++c) {
-      sorted.push_back({std::string(map.texts.text(c, room)), c});
-    }
-  }
-  std::sort(sorted.begin(), sorted.end(),
-            [](const local_value& a, const local_value& b) { return a.value < b.value; });
-  return sorted;
-}
-
-/// Both sequences ascend: one walk finds the final code of every local one.
-template <class T>
-void o_set_typed<T>::assign_final_codes(thread_map& map,
-                                        const std::vector<local_value>& locals) const {
-  map.final_codes.assign(locals.size() + 1, k_unknown);
-  std::size_t at = 0;
-  for (const local_value& local : locals) {
-    while (values_[at] != local.value) ++at;
-    map.final_codes[local.code] = at + 1;
-  }
-}
-
-template <class T>
-std::vector<code_t>* o_set_typed<T>::map_insert_to_order(unsigned long thread) {
-  if (ordered_) return nullptr;
-  auto translation = std::make_unique<std::vector<code_t>>();
-  translation->swap(thread_maps_[thread]->final_codes);
-  if (translation->empty()) translation->push_back(k_unknown);
-  thread_maps_[thread] = std::make_unique<thread_map>();
-  return translation.release();
 }
 
 template <class T>

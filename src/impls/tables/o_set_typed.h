@@ -2,8 +2,9 @@
 //
 // While a table loads, every worker has a dictionary of its own. It looks the bytes of a cell up
 // first and converts only texts that it has not met: a column with few distinct texts costs one
-// probe a cell. A numeric column of many distinct texts gives that up and looks values up. Texts
-// of one value ("2.5", "2.50") share its code.
+// probe a cell. A numeric column of many distinct texts gives that up: its numbers are kept as they
+// are, and sorting them gives their codes at the end. Texts of one value ("2.5", "2.50") share its
+// code.
 #pragma once
 
 #include <memory>
@@ -14,6 +15,7 @@
 #include <variant>
 #include <vector>
 
+#include "impls/tables/growing_array.h"
 #include "impls/tables/o_set.h"
 #include "impls/tables/text_codes.h"
 #include "impls/tables/value_codes.h"
@@ -32,6 +34,8 @@ class o_set_typed : public o_set {
   code_t insert(const char* text) override;
   using o_set::insert;
   code_t insert_local(std::string_view text, unsigned long thread) override;
+  bool insert_cells(const cell_batch& cells, unsigned long thread, std::uint32_t* codes) override;
+  std::span<const std::uint32_t> kept_codes(unsigned long thread) const override;
   void set_nthreads(unsigned long n) override;
 
   unsigned long size_of_known() const override;
@@ -60,11 +64,18 @@ class o_set_typed : public o_set {
     text_codes texts;
     std::vector<text_codes::code> code_of_text;  // numbers only, by text code - 1
     std::conditional_t<k_numeric, value_codes<T>, std::monostate> numbers;
-    unsigned long cells = 0;  // looked up while there is a memo
+    unsigned long cells = 0;   // looked up in the memo
+    unsigned long misses = 0;  // those of them that were not in it
     bool has_memo = true;
     std::vector<code_t> final_codes;  // by local code, once frozen
+
+    // Cells kept as numbers; in place of an unknown one stands some number of the dictionary.
+    std::conditional_t<k_numeric, growing_array<T>, std::monostate> kept;
+    std::vector<std::uint32_t> unknown_kept;  // positions of the unknown ones
+    std::size_t n_kept = 0;
+    std::size_t first_kept = 0;  // position in kept_codes_
   };
-  /// A value and its local code.
+  /// A string and its local code.
   struct local_value {
     T value;
     text_codes::code code;
@@ -72,6 +83,13 @@ class o_set_typed : public o_set {
 
   T parse(std::string_view text) const;
   code_t insert_into(thread_map& map, std::string_view text) const;
+  void weigh_memo(thread_map& map) const;
+  text_codes::code code_of_cell(thread_map& map, const cell_batch& cells, std::size_t row);
+  bool keeps_numbers(const thread_map& map) const;
+  void keep_cells(thread_map& map, const cell_batch& cells);
+  T number_of_cell(const cell_batch& cells, std::size_t row) const;
+  void freeze_strings();
+  void freeze_numbers();
   static std::vector<local_value> ascending(const thread_map& map);
   void assign_final_codes(thread_map& map, const std::vector<local_value>& locals) const;
   code_t declared_code(std::string_view text) const;
@@ -83,7 +101,8 @@ class o_set_typed : public o_set {
   std::unordered_map<T, code_t> codes_;
   text_codes declared_;  // ordered sets: text code = position in the declaration
   std::vector<std::unique_ptr<thread_map>> thread_maps_;
-  std::vector<T> values_;  // by code - 1; while frozen, and always in ordered sets
+  std::vector<std::uint32_t> kept_codes_;  // of all threads, once frozen
+  std::vector<T> values_;                  // by code - 1; while frozen, and always in ordered sets
   bool frozen_ = false;
   bool ordered_ = false;
   std::mutex lock_;  // guards codes_ during shared inserts

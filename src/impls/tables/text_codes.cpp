@@ -39,29 +39,8 @@ std::uint64_t hash_of(std::string_view text) {
 
 }  // namespace
 
-/// Injective among texts of one length up to eight: overlapping loads cover every byte.
-std::uint64_t text_codes::pack(std::string_view text) {
-  const char* p = text.data();
-  const std::size_t n = text.size();
-  if (n == 8) return load<std::uint64_t>(p);
-  if (n >= 4) {
-    return load<std::uint32_t>(p) | static_cast<std::uint64_t>(load<std::uint32_t>(p + n - 4))
-                                        << 32;
-  }
-  if (n == 0) return 0;
-  const auto byte = [p](std::size_t i) {
-    return static_cast<std::uint64_t>(static_cast<unsigned char>(p[i]));
-  };
-  return byte(0) | byte(n / 2) << 8 | byte(n - 1) << 16;
-}
-
 std::uint64_t text_codes::key_of(std::string_view text) {
-  return text.size() <= k_inline ? pack(text) : hash_of(text);
-}
-
-std::uint64_t text_codes::spread(std::uint64_t key, std::size_t length) const {
-  const hash_secret& s = *secret_;
-  return hash_mix(key ^ s.a, s.b ^ length);
+  return text.size() <= k_inline ? word_of(text) : hash_of(text);
 }
 
 bool text_codes::holds(const slot& s, std::uint64_t key, std::string_view text) const {
@@ -121,18 +100,8 @@ void text_codes::grow() {
 std::string_view text_codes::text(code c, char (&room)[8]) const {
   const entry& e = entries_[c - 1];
   if (e.length > k_inline) return {arena_.data() + e.key_or_offset, e.length};
-  const std::uint64_t key = e.key_or_offset;
-  if (e.length == 8) {
-    std::memcpy(room, &key, 8);
-  } else if (e.length >= 4) {
-    std::memcpy(room, &key, 4);
-    const auto tail = static_cast<std::uint32_t>(key >> 32);
-    std::memcpy(room + e.length - 4, &tail, 4);
-  } else if (e.length > 0) {
-    room[0] = static_cast<char>(key);
-    room[e.length / 2] = static_cast<char>(key >> 8);
-    room[e.length - 1] = static_cast<char>(key >> 16);
-  }
+  for (std::uint32_t i = 0; i < e.length; ++i)
+    room[i] = static_cast<char>(e.key_or_offset >> (8 * i));
   return {room, e.length};
 }
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "impls/tables/hash_mix.h"
+#include "impls/tables/text_word.h"
 
 namespace orvik::impls {
 
@@ -27,6 +28,16 @@ class text_codes {
   /// @return the code of `text`, 0 when it was never inserted.
   code find(std::string_view text) const;
 
+  /// The same for a text of up to eight bytes, given as its word.
+  code find_word(std::uint64_t word, std::size_t length) const {
+    if (slots_.empty()) return 0;
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t i = spread(word, length) & mask;; i = (i + 1) & mask) {
+      const slot& s = slots_[i];
+      if (s.value == 0 || (s.key == word && s.length == length)) return s.value;
+    }
+  }
+
   /// @return the code of `text`, size() + 1 before the call when it is new.
   /// Throws std::runtime_error at 4294967295 different texts, or for a text of 4 GiB.
   code insert(std::string_view text);
@@ -36,7 +47,7 @@ class text_codes {
   std::string_view text(code c, char (&room)[8]) const;
 
  private:
-  static constexpr std::size_t k_inline = 8;
+  static constexpr std::size_t k_inline = k_word_text;
 
   struct slot {
     std::uint64_t key = 0;
@@ -48,15 +59,16 @@ class text_codes {
     std::uint32_t length;
   };
 
-  static std::uint64_t pack(std::string_view text);
   static std::uint64_t key_of(std::string_view text);
-  std::uint64_t spread(std::uint64_t key, std::size_t length) const;
+  std::uint64_t spread(std::uint64_t key, std::size_t length) const {
+    return hash_mix(key ^ secret_.a, secret_.b ^ length);
+  }
 
   bool holds(const slot& s, std::uint64_t key, std::string_view text) const;
   const slot* probe(std::uint64_t key, std::string_view text) const;
   void grow();
 
-  const hash_secret* secret_ = &process_secret();
+  hash_secret secret_ = process_secret();
   std::vector<slot> slots_;
   std::vector<entry> entries_;
   std::vector<char> arena_;  // the texts longer than k_inline, back to back
