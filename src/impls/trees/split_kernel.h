@@ -15,6 +15,7 @@
 
 #include "impls/tables/column.h"
 #include "impls/trees/code_sort.h"
+#include "impls/trees/count_logs.h"
 
 namespace orvik::impls::kernel {
 
@@ -23,8 +24,6 @@ using splitting_desc = column::splitting_desc;
 /// A continuous branch needs a tenth of the known weight a class, between m and this.
 constexpr double k_largest_min_split = 25.0;
 constexpr double k_min_split_share = 0.1;
-
-inline double log2_of(double x) { return x > 0 ? std::log(x) / 0.6931471805599453 : 0.0; }
 
 /// Sums S log2 S - sum of w log2 w over weights w with sum S: the entropy of their distribution
 /// times S.
