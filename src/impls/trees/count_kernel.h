@@ -13,8 +13,8 @@
 
 #include "impls/trees/count_logs.h"
 #include "impls/trees/counted_cases.h"
-#include "impls/trees/key_sort.h"
 #include "impls/trees/split_kernel.h"
+#include "zel/adt/key_sort.h"
 
 namespace orvik::impls::kernel {
 
@@ -34,7 +34,7 @@ struct counted_node {
 struct count_scratch {
   std::vector<count_t> cells;  // by code of the range, then by place
   std::vector<count_t> left, right, known;
-  key_sorter sorter;
+  zel::adt::key_sorter sorter;
 };
 
 /// S log2 S - sum of n log2 n over counts n with sum S.
@@ -126,6 +126,13 @@ class count_search {
     left_[place] += count;
     left_sum_ += count;
   }
+  void move_all(std::span<const count_t> counts) {
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+      right_[i] -= counts[i];
+      left_[i] += counts[i];
+      left_sum_ += counts[i];
+    }
+  }
   bool too_light() const { return left_sum_ < least_; }
   bool ended() const { return left_sum_ > most_; }
   void count_try() { ++tries_; }
@@ -185,17 +192,17 @@ struct key_groups {
   std::span<const std::uint64_t> keys;
 
   static std::uint64_t key_of(code_t code, std::uint16_t place, std::uint16_t count) {
-    return std::uint64_t{code} << k_key_payload_bits | std::uint64_t{place} << 16 | count;
+    return std::uint64_t{code} << zel::adt::k_key_payload_bits | std::uint64_t{place} << 16 | count;
   }
   static std::uint16_t place_of(std::uint64_t key) { return static_cast<std::uint16_t>(key >> 16); }
 
   /// The group that begins at a key; an empty one past the last.
   value_group at(std::size_t begin) const {
     if (begin == keys.size()) return {begin, begin, 0, k_mixed};
-    const code_t code = keys[begin] >> k_key_payload_bits;
+    const code_t code = keys[begin] >> zel::adt::k_key_payload_bits;
     std::uint32_t place = place_of(keys[begin]);
     std::size_t end = begin + 1;
-    for (; end < keys.size() && keys[end] >> k_key_payload_bits == code; ++end) {
+    for (; end < keys.size() && keys[end] >> zel::adt::k_key_payload_bits == code; ++end) {
       if (place_of(keys[end]) != place) place = k_mixed;
     }
     return {begin, end, code, place};
@@ -214,21 +221,20 @@ struct cell_groups {
 
   value_group at(std::size_t begin) const {
     for (; begin < cells.size(); begin += n_places) {
-      std::uint32_t place = k_absent_place;
-      for (std::size_t i = 0; i < n_places; ++i) {
-        if (cells[begin + i] == 0) continue;
-        place = place == k_absent_place ? static_cast<std::uint32_t>(i) : k_mixed;
-      }
-      if (place != k_absent_place) return {begin, begin + n_places, begin / n_places, place};
+      const std::span<const count_t> counts = cells.subspan(begin, n_places);
+      count_t present = 0;
+      for (const count_t count : counts) present += count != 0;
+      if (present == 0) continue;
+      const auto first = std::ranges::find_if(counts, [](count_t count) { return count != 0; });
+      const auto place = static_cast<std::uint32_t>(first - counts.begin());
+      return {begin, begin + n_places, begin / n_places, present == 1 ? place : k_mixed};
     }
     return {begin, begin, 0, k_mixed};
   }
   void move(const value_group& group, count_search& search) const {
     if (group.place != k_mixed) return search.move(group.place, cells[group.begin + group.place]);
-    for (std::size_t i = 0; i < n_places; ++i) search.move(i, cells[group.begin + i]);
+    search.move_all(cells.subspan(group.begin, n_places));
   }
-
-  static constexpr std::uint32_t k_absent_place = k_mixed - 1;
 };
 
 /// Moves group after group; scratch.right holds the known counts.

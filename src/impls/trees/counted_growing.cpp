@@ -135,6 +135,32 @@ void sort_by_branch(const Codes& codes, BranchOf branch_of, std::span<counted_ca
   std::copy_n(scratch.cases.begin(), cases.size(), cases.begin());
 }
 
+/// The same for two branches, in one pass: cases of the first close ranks, the others wait aside.
+template <class Codes, class BranchOf>
+void sort_in_two(const Codes& codes, BranchOf branch_of, std::span<counted_case> cases,
+                 std::size_t n_classes, node_scratch& scratch) {
+  scratch.class_counts.assign(2 * n_classes, 0);
+  if (scratch.cases.size() < cases.size()) scratch.cases.resize(cases.size());
+  branch_part& low = scratch.parts[0];
+  branch_part& high = scratch.parts[1];
+  std::size_t n_low = 0, n_high = 0;
+  for (const counted_case c : cases) {
+    const auto code = static_cast<std::uint32_t>(codes[c.row]);
+    const bool is_high = branch_of(code) != 0;
+    low.lowest = std::min(low.lowest, code);
+    high.highest = std::max(high.highest, code);
+    scratch.class_counts[is_high * n_classes + c.class_code] += c.count;
+    cases[n_low] = c;
+    scratch.cases[n_high] = c;
+    n_low += !is_high;
+    n_high += is_high;
+  }
+  std::copy_n(scratch.cases.begin(), n_high, cases.begin() + static_cast<std::ptrdiff_t>(n_low));
+  low.size = low.at = n_low;
+  high.size = n_high;
+  high.at = cases.size();
+}
+
 }  // namespace
 
 counted_piece counted_growing::take_root(decision_node& root) {
@@ -211,7 +237,7 @@ void counted_growing::sort_in_place(const counted_piece& piece,
   const std::size_t n = piece.end - piece.begin;
   if (draw_ == nullptr && n >= k_copied_cases) return;
   const std::span<counted_case> cases(cases_.data() + piece.begin, n);
-  kernel::key_sorter& sorter = measuring_scratch().sorter;
+  zel::adt::key_sorter& sorter = measuring_scratch().sorter;
   std::vector<counted_case>& sorted = own_scratch().cases;
   for (const candidate& c : candidates) {
     const growing_plan::attribute& a = plan_.attributes()[c.attribute];
@@ -220,7 +246,7 @@ void counted_growing::sort_in_place(const counted_piece& piece,
     const std::span<std::uint64_t> keys = sorter.start(n);
     visit_codes(a.codes, [&](const auto& codes) {
       for (std::size_t i = 0; i < n; ++i) {
-        keys[i] = std::uint64_t{codes[cases[i].row]} << kernel::k_key_payload_bits | i;
+        keys[i] = std::uint64_t{codes[cases[i].row]} << zel::adt::k_key_payload_bits | i;
       }
     });
     sorted.clear();
@@ -256,14 +282,11 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
     scratch.parts.push_back(empty_branch(continuous, threshold, b));
   const std::span<counted_case> cases(cases_.data() + piece.begin, piece.end - piece.begin);
   visit_codes(tested.codes, [&](const auto& codes) {
-    if (continuous) {
-      sort_by_branch(
-          codes, [threshold](std::uint32_t code) { return code > threshold; }, cases, n_classes,
-          scratch);
-    } else {
-      sort_by_branch(
-          codes, [](std::uint32_t code) { return code - 1; }, cases, n_classes, scratch);
-    }
+    const auto above = [threshold](std::uint32_t code) { return code > threshold; };
+    const auto by_code = [](std::uint32_t code) { return code - 1; };
+    if (continuous) return sort_in_two(codes, above, cases, n_classes, scratch);
+    n == 2 ? sort_in_two(codes, by_code, cases, n_classes, scratch)
+           : sort_by_branch(codes, by_code, cases, n_classes, scratch);
   });
 
   open_node.tree->set_capacity(static_cast<unsigned int>(n));

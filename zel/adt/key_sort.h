@@ -10,7 +10,7 @@
 #include <span>
 #include <vector>
 
-namespace orvik::impls::kernel {
+namespace zel::adt {
 
 constexpr unsigned k_key_payload_bits = 32;
 
@@ -37,4 +37,4 @@ class key_sorter {
   std::vector<std::uint32_t> starts_;
 };
 
-}  // namespace orvik::impls::kernel
+}  // namespace zel::adt

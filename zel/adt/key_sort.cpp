@@ -1,9 +1,9 @@
-#include "impls/trees/key_sort.h"
+#include "zel/adt/key_sort.h"
 
 #include <algorithm>
 #include <bit>
 
-namespace orvik::impls::kernel {
+namespace zel::adt {
 
 namespace {
 
@@ -70,4 +70,4 @@ void key_sorter::radix_sort(std::size_t n, unsigned bits) {
   }
 }
 
-}  // namespace orvik::impls::kernel
+}  // namespace zel::adt
