@@ -17,40 +17,52 @@ bool flat_tree::fits(const table& t) {
 /// Level by level: the children of a node follow each other.
 flat_tree::flat_tree(const table& t, const decision_tree& tree)
     : n_class_codes_(t.n_class_codes()) {
-  trees_.push_back(&tree);
+  std::vector<const decision_tree*> trees{&tree};  // by node
   arrivals_.push_back({});
-  for (std::size_t at = 0; at < trees_.size(); ++at) {
-    const decision_tree& subtree = *trees_[at];
+  for (std::size_t at = 0; at < trees.size(); ++at) {
+    const decision_tree& subtree = *trees[at];
     const decision_node& node = *subtree.get_node();
     const unsigned int n = subtree.get_no_childs();
     if (n == 0) {
-      nodes_.push_back({static_cast<std::uint32_t>(at), LEAF, 0, UINT32_MAX});
-      arrivals_[at].found = {node.get_leaf_class(),
-                             node.weight() > 0 ? node.get_leaf_classfreq() : 1.0};
+      add_leaf(node);
       continue;
     }
     const bool cut = t.column_of(node.attribute()).type() == column::CONTINUOUS;
-    nodes_.push_back({static_cast<std::uint32_t>(trees_.size()), cut ? CUT : VALUES,
+    nodes_.push_back({static_cast<std::uint32_t>(trees.size()), cut ? CUT : VALUES,
                       node.attribute() & ((1U << 30) - 1),
-                      cut ? static_cast<std::uint32_t>(node.threshold()) : 0});
+                      cut ? static_cast<std::uint32_t>(node.threshold()) : n});
+    masses_.push_back({node.weight(), nullptr});
     const double depth_below = arrivals_[at].depth + 1;
     for (unsigned int i = 0; i < n; ++i) {
-      trees_.push_back(subtree.get_child(i));
+      trees.push_back(subtree.get_child(i));
       arrivals_.push_back({{}, depth_below});
     }
   }
 }
 
+void flat_tree::add_leaf(const decision_node& leaf) {
+  const class_t predicted = leaf.get_leaf_class();
+  const bool some = leaf.weight() > 0;
+  bool mixed = false;
+  for (code_t c = 0; c < n_class_codes_; ++c) {
+    mixed = mixed || (c != predicted && leaf.class_weight(c) != 0);
+  }
+  arrivals_[nodes_.size()].found = {predicted, some ? leaf.get_leaf_classfreq() : 1.0};
+  masses_.push_back({leaf.weight(), some && mixed ? leaf.class_weights() : nullptr});
+  nodes_.push_back({static_cast<std::uint32_t>(nodes_.size()), LEAF, 0, UINT32_MAX});
+}
+
 /// Adds the shares of a leaf; the whole weight goes to its class where no training case came.
-void flat_tree::add_leaf(std::uint32_t leaf, double weight,
-                         std::vector<double>& distribution) const {
-  const decision_node& node = *trees_[leaf]->get_node();
-  if (node.weight() > 0) {
-    for (code_t c = 0; c < distribution.size(); ++c) {
-      distribution[c] += weight * node.class_weight(c) / node.weight();
-    }
-  } else {
-    distribution[node.get_leaf_class()] += weight;
+void flat_tree::distribute(std::uint32_t leaf, double weight,
+                           std::vector<double>& distribution) const {
+  const auto& [leaf_weight, classes] = masses_[leaf];
+  if (classes == nullptr) {
+    distribution[arrivals_[leaf].found.first] +=
+        leaf_weight > 0 ? weight * leaf_weight / leaf_weight : weight;
+    return;
+  }
+  for (code_t c = 0; c < distribution.size(); ++c) {
+    distribution[c] += weight * classes[c] / leaf_weight;
   }
 }
 
@@ -73,15 +85,15 @@ flat_tree::arrival flat_tree::predict_unknown(std::uint32_t at, const std::uint3
       p.at = next;
     }
     if (nodes_[p.at].kind == LEAF) {
-      add_leaf(p.at, p.weight, distribution);
+      distribute(p.at, p.weight, distribution);
       depths += arrivals_[p.at].depth * p.weight;
       continue;
     }
-    const double weight = trees_[p.at]->get_node()->weight();
-    const std::uint32_t first_child = nodes_[p.at].first_child;
-    for (std::uint32_t i = trees_[p.at]->get_no_childs(); i-- > 0;) {  // the first is taken first
-      const double part = p.weight * trees_[first_child + i]->get_node()->weight() / weight;
-      if (part != 0) open.push_back({first_child + i, part});  // nothing adds nothing
+    const flat_node& node = nodes_[p.at];
+    for (std::uint32_t i = node.kind == CUT ? 2 : node.limit; i-- > 0;) {  // the first comes first
+      const std::uint32_t child = node.first_child + i;
+      const double part = p.weight * masses_[child].weight / masses_[p.at].weight;
+      if (part != 0) open.push_back({child, part});  // nothing adds nothing
     }
   }
   const unsigned long best = zel::util::number_util::argmax(distribution);

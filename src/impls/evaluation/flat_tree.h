@@ -57,7 +57,7 @@ class flat_tree {
     std::uint32_t first_child;  // LEAF: the node itself
     std::uint32_t kind : 2;
     std::uint32_t attribute : 30;
-    std::uint32_t limit;  // CUT: the threshold code; LEAF: no code is above it
+    std::uint32_t limit;  // CUT: threshold code; VALUES: number of children; LEAF: above codes
   };
   /// What a case finds at a leaf, or where its value is unknown.
   struct arrival {
@@ -108,12 +108,19 @@ class flat_tree {
   }
 
   arrival predict_unknown(std::uint32_t at, const std::uint32_t* codes) const;
-  void add_leaf(std::uint32_t leaf, double weight, std::vector<double>& distribution) const;
+  void add_leaf(const decision_node& leaf);
+  void distribute(std::uint32_t leaf, double weight, std::vector<double>& distribution) const;
+
+  /// The training weight of a node, and by class code where a leaf has several classes.
+  struct mass {
+    double weight;
+    const double* classes;
+  };
 
   std::size_t n_class_codes_;
   std::vector<flat_node> nodes_;
-  std::vector<arrival> arrivals_;            // by node; of split nodes only the depth
-  std::vector<const decision_tree*> trees_;  // by node
+  std::vector<arrival> arrivals_;  // by node; of split nodes only the depth
+  std::vector<mass> masses_;       // by node
 };
 
 /// Copies the codes of some rows of a table.

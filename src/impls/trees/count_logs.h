@@ -20,14 +20,17 @@ class count_logs {
     return table;
   }
   double operator[](std::uint32_t n) const { return n < k_size ? values_[n] : compute(n); }
+  /// Of a weight, which is often a whole number.
+  double of(double w) const {
+    const auto n = static_cast<std::uint32_t>(w >= 0 && w < k_size ? w : 0);
+    return static_cast<double>(n) == w ? values_[n] : compute(w);
+  }
 
  private:
   count_logs() : values_(std::make_unique_for_overwrite<double[]>(k_size)) {
     for (std::uint32_t n = 0; n < k_size; ++n) values_[n] = compute(n);
   }
-  static double compute(std::uint32_t n) {
-    return static_cast<double>(n) * log2_of(static_cast<double>(n));
-  }
+  static double compute(double w) { return w * log2_of(w); }
 
   std::unique_ptr<double[]> values_;
 };

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "impls/trees/count_kernel.h"
+#include "impls/trees/count_partition.h"
 #include "zel/util/parallel.h"
 
 namespace orvik::impls {
@@ -15,6 +16,9 @@ using kernel::count_scratch;
 using kernel::count_t;
 using kernel::counted_node;
 
+/// Cells below which handing a measurement to another thread costs more than it saves: counting
+/// one takes a few nanoseconds.
+constexpr unsigned long k_parallel_counts = 100000;
 constexpr unsigned long k_few_cases_apart = 8;  // so few are not worth a common pass over flags
 
 count_scratch& measuring_scratch() {
@@ -38,21 +42,11 @@ struct class_places {
   }
 };
 
-/// One branch of a split.
-struct branch_part {
-  std::size_t size = 0;  // entries
-  std::size_t at = 0;
-  std::uint32_t lowest, highest;
-};
-
 /// Memory of the node at work, kept by each thread.
 struct node_scratch {
   std::vector<candidate> candidates;
   class_places classes;
-  std::vector<branch_part> parts;
-  std::vector<count_t> class_counts;  // by branch, then by class code
-  std::vector<std::uint32_t> branches;
-  std::vector<counted_case> cases;
+  kernel::partition_scratch partition;
 };
 
 node_scratch& own_scratch() {
@@ -100,65 +94,6 @@ void measure_flags(const growing_plan& plan, const counted_node& node,
     }
     c.desc = kernel::measure_cells(scratch.cells, node, node.totals, 0);
   }
-}
-
-/// The start of a branch's range: continuous ones hold the threshold, others their own code.
-branch_part empty_branch(bool continuous, std::uint32_t threshold, std::size_t branch) {
-  const auto code = continuous ? threshold : static_cast<std::uint32_t>(branch + 1);
-  return {0, 0, code, code};
-}
-
-template <class Codes, class BranchOf>
-void sort_by_branch(const Codes& codes, BranchOf branch_of, std::span<counted_case> cases,
-                    std::size_t n_classes, node_scratch& scratch) {
-  scratch.class_counts.assign(scratch.parts.size() * n_classes, 0);
-  if (scratch.cases.size() < cases.size()) scratch.cases.resize(cases.size());
-  if (scratch.branches.size() < cases.size()) scratch.branches.resize(cases.size());
-  for (std::size_t i = 0; i < cases.size(); ++i) {
-    const auto code = static_cast<std::uint32_t>(codes[cases[i].row]);
-    const std::size_t b = branch_of(code);
-    branch_part& part = scratch.parts[b];
-    ++part.size;
-    part.lowest = std::min(part.lowest, code);
-    part.highest = std::max(part.highest, code);
-    scratch.branches[i] = static_cast<std::uint32_t>(b);
-    scratch.class_counts[b * n_classes + cases[i].class_code] += cases[i].count;
-  }
-  std::size_t at = 0;
-  for (branch_part& part : scratch.parts) {
-    part.at = at;
-    at += part.size;
-  }
-  for (std::size_t i = 0; i < cases.size(); ++i) {
-    scratch.cases[scratch.parts[scratch.branches[i]].at++] = cases[i];
-  }
-  std::copy_n(scratch.cases.begin(), cases.size(), cases.begin());
-}
-
-/// The same for two branches, in one pass: cases of the first close ranks, the others wait aside.
-template <class Codes, class BranchOf>
-void sort_in_two(const Codes& codes, BranchOf branch_of, std::span<counted_case> cases,
-                 std::size_t n_classes, node_scratch& scratch) {
-  scratch.class_counts.assign(2 * n_classes, 0);
-  if (scratch.cases.size() < cases.size()) scratch.cases.resize(cases.size());
-  branch_part& low = scratch.parts[0];
-  branch_part& high = scratch.parts[1];
-  std::size_t n_low = 0, n_high = 0;
-  for (const counted_case c : cases) {
-    const auto code = static_cast<std::uint32_t>(codes[c.row]);
-    const bool is_high = branch_of(code) != 0;
-    low.lowest = std::min(low.lowest, code);
-    high.highest = std::max(high.highest, code);
-    scratch.class_counts[is_high * n_classes + c.class_code] += c.count;
-    cases[n_low] = c;
-    scratch.cases[n_high] = c;
-    n_low += !is_high;
-    n_high += is_high;
-  }
-  std::copy_n(scratch.cases.begin(), n_high, cases.begin() + static_cast<std::ptrdiff_t>(n_low));
-  low.size = low.at = n_low;
-  high.size = n_high;
-  high.at = cases.size();
 }
 
 }  // namespace
@@ -223,7 +158,7 @@ void counted_growing::measure(const decision_node& node, const counted_piece& pi
     c.desc = measure_one(a, counted, piece.ranges[c.attribute], scratch);
   };
   const unsigned long n_measures = candidates.size() + together;
-  if (draw_ == nullptr && n * n_measures >= k_parallel_cells) {
+  if (draw_ == nullptr && n * n_measures >= k_parallel_counts) {
     zel::util::parallel::for_each_index(n_measures, measure_at);
   } else {
     for (unsigned long i = 0; i < n_measures; ++i) measure_at(i);
@@ -238,7 +173,7 @@ void counted_growing::sort_in_place(const counted_piece& piece,
   if (draw_ == nullptr && n >= k_copied_cases) return;
   const std::span<counted_case> cases(cases_.data() + piece.begin, n);
   zel::adt::key_sorter& sorter = measuring_scratch().sorter;
-  std::vector<counted_case>& sorted = own_scratch().cases;
+  std::vector<counted_case>& sorted = own_scratch().partition.cases;
   for (const candidate& c : candidates) {
     const growing_plan::attribute& a = plan_.attributes()[c.attribute];
     const narrow_range& range = piece.ranges[c.attribute];
@@ -276,22 +211,20 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
   const unsigned long n_classes = plan_.t().n_class_codes();
   const bool continuous = tested.values->type() == column::CONTINUOUS;
   const auto threshold = static_cast<std::uint32_t>(node.threshold());
-  node_scratch& scratch = own_scratch();
-  scratch.parts.clear();
-  for (std::size_t b = 0; b < n; ++b)
-    scratch.parts.push_back(empty_branch(continuous, threshold, b));
+  kernel::partition_scratch& scratch = own_scratch().partition;
+  scratch.start(continuous, threshold, n, n_classes);
   const std::span<counted_case> cases(cases_.data() + piece.begin, piece.end - piece.begin);
   visit_codes(tested.codes, [&](const auto& codes) {
     const auto above = [threshold](std::uint32_t code) { return code > threshold; };
     const auto by_code = [](std::uint32_t code) { return code - 1; };
-    if (continuous) return sort_in_two(codes, above, cases, n_classes, scratch);
-    n == 2 ? sort_in_two(codes, by_code, cases, n_classes, scratch)
-           : sort_by_branch(codes, by_code, cases, n_classes, scratch);
+    if (continuous) return kernel::sort_in_two(codes, above, cases, scratch);
+    n == 2 ? kernel::sort_in_two(codes, by_code, cases, scratch)
+           : kernel::sort_by_branch(codes, by_code, cases, scratch);
   });
 
   open_node.tree->set_capacity(static_cast<unsigned int>(n));
   for (std::size_t b = 0; b < n; ++b) {
-    const branch_part& part = scratch.parts[b];
+    const kernel::branch_part& part = scratch.parts[b];
     auto distribution = std::make_unique_for_overwrite<double[]>(n_classes);
     std::copy_n(scratch.class_counts.begin() + static_cast<std::ptrdiff_t>(b * n_classes),
                 n_classes, distribution.get());
@@ -306,7 +239,7 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
       auto ranges = std::make_unique_for_overwrite<narrow_range[]>(n_attributes);
       std::copy_n(piece.ranges.get(), n_attributes, ranges.get());
       ranges[node.attribute()] = {part.lowest, part.highest + 1};
-      const std::size_t end = piece.begin + part.at;
+      const std::size_t end = piece.begin + part.end;
       open.push_back({child.get(), open_node.depth - 1, {end - part.size, end, std::move(ranges)}});
     }
     open_node.tree->push_back_child(child.release());
@@ -323,7 +256,8 @@ void counted_growing::make_active_children(growing_node& open_node,
   cases->reserve(piece.end - piece.begin);
   for (std::size_t i = piece.begin; i < piece.end; ++i) cases->emplace_back(cases_[i].row, 1.0);
   open_node.tree->get_node()->activate(std::move(cases), std::move(ranges));
-  impls::make_active_children(plan_.t(), *open_node.tree, open_node.depth, open);
+  impls::make_active_children(plan_.t(), plan_.min_weight(), *open_node.tree, open_node.depth,
+                              open);
 }
 
 }  // namespace orvik::impls

@@ -57,8 +57,8 @@ class counted_growing {
 };
 
 /// Gives an active split node its children, each active with the cases of its branch, and appends
-/// them; releases the node's cases.
-void make_active_children(const table& t, decision_tree& tree, unsigned long depth,
-                          std::vector<growing_node>& open);
+/// those that are not finished; releases the node's cases.
+void make_active_children(const table& t, double min_weight, decision_tree& tree,
+                          unsigned long depth, std::vector<growing_node>& open);
 
 }  // namespace orvik::impls

@@ -101,6 +101,7 @@ class decision_node : private zel::util::nocopy {
   unsigned long n_cases() const { return n_cases_; }
   /// Weight of a class code; the node must have been activated once.
   double class_weight(code_t c) const { return distribution_[c]; }
+  const double* class_weights() const { return distribution_.get(); }
   double fraction() const { return fraction_; }
   class_t majority_class() const { return leaf_class_; }
   double estimated_error() const { return error_; }

@@ -44,7 +44,9 @@ class node_growing {
       tree.get_node()->split(plan_.t(), plan_.type(), plan_.min_weight(), plan_.usable(),
                              plan_.n_usable(), draw_);
     }
-    if (tree.get_node()->is_split()) make_active_children(plan_.t(), tree, node.depth, open);
+    if (tree.get_node()->is_split()) {
+      return make_active_children(plan_.t(), plan_.min_weight(), tree, node.depth, open);
+    }
     tree.get_node()->disactivate();
   }
 
@@ -121,8 +123,8 @@ class task_growing {
 
 }  // namespace
 
-void make_active_children(const table& t, decision_tree& tree, unsigned long depth,
-                          std::vector<growing_node>& open) {
+void make_active_children(const table& t, double min_weight, decision_tree& tree,
+                          unsigned long depth, std::vector<growing_node>& open) {
   decision_node& node = *tree.get_node();
   const unsigned long n = node.get_no_of_splits(t);
   std::vector<column::branch_cases> branches =
@@ -132,8 +134,14 @@ void make_active_children(const table& t, decision_tree& tree, unsigned long dep
   for (unsigned int i = 0; i < n; ++i) {
     auto child = std::make_unique<decision_tree>();
     child->set_node(new decision_node(&node, i + 1));
-    child->get_node()->activate(t, std::move(branches[i]));
-    open.push_back({child.get(), depth - 1, {}});
+    decision_node& child_node = *child->get_node();
+    child_node.activate(t, std::move(branches[i]));
+    if (depth == 1 || child_node.stays_leaf(min_weight)) {
+      child_node.set_as_leaf();
+      child_node.disactivate();
+    } else {
+      open.push_back({child.get(), depth - 1, {}});
+    }
     tree.push_back_child(child.release());
   }
   node.disactivate();

@@ -12,6 +12,9 @@ namespace {
 
 constexpr char k_not_activated[] = "[decision_node::split] called on an unactivated node.";
 
+/// Cells below which handing a measurement to another thread costs more than it saves.
+constexpr unsigned long k_parallel_cells = 20000;
+
 }  // namespace
 
 void decision_node::split(const table& t, model::split_type type, double min_weight,

@@ -11,8 +11,6 @@ namespace orvik::impls {
 
 /// Shorter case lists are measured in place: each sort leaves them in the order of the last one.
 constexpr unsigned long k_copied_cases = 50;
-/// Cells below which handing a measurement to another thread costs more than it saves.
-constexpr unsigned long k_parallel_cells = 20000;
 
 struct candidate {
   unsigned int attribute;

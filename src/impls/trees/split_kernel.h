@@ -31,11 +31,12 @@ class info_sum {
  public:
   void add(double w) {
     total_ += w;
-    if (w != 0) logs_ += w * log2_of(w);
+    if (w != 0) logs_ += terms_.of(w);
   }
-  double value() const { return total_ * log2_of(total_) - logs_; }
+  double value() const { return terms_.of(total_) - logs_; }
 
  private:
+  const count_logs& terms_ = count_logs::get();
   double total_ = 0;
   double logs_ = 0;
 };
