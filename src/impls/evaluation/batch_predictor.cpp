@@ -32,24 +32,22 @@ void batch_predictor::predict(const case_block& cases, std::span<outcome> outcom
 
 void batch_predictor::predict_one(const flat_tree& tree, const case_block& cases,
                                   std::span<outcome> outcomes) const {
-  decision_tree::prediction result;
-  for (std::size_t i = 0; i < outcomes.size(); ++i) {
-    const double depth = tree.predict(cases.of_case(i), result, 1.0);
-    outcomes[i] = {result.first, result.second, depth};
-  }
+  const auto take = [&](std::size_t i, const decision_tree::prediction& found, double depth) {
+    outcomes[i] = {found.first, found.second, depth};
+  };
+  tree.predict(cases, outcomes.size(), take);
 }
 
 /// Tree by tree over all cases: a tree stays in the cache while it is used.
 void batch_predictor::predict_votes(const case_block& cases, std::span<outcome> outcomes) const {
-  std::vector<std::uint32_t> votes(outcomes.size() * n_class_codes_);
+  thread_local std::vector<std::uint32_t> votes;
+  votes.assign(outcomes.size() * n_class_codes_, 0);
   for (outcome& o : outcomes) o.depth = 0;
-  decision_tree::prediction result;
-  for (const flat_tree& tree : trees_) {
-    for (std::size_t i = 0; i < outcomes.size(); ++i) {
-      outcomes[i].depth += tree.predict(cases.of_case(i), result, 1.0);
-      ++votes[i * n_class_codes_ + result.first];
-    }
-  }
+  const auto count = [&](std::size_t i, const decision_tree::prediction& found, double depth) {
+    outcomes[i].depth += depth;
+    ++votes[i * n_class_codes_ + found.first];
+  };
+  for (const flat_tree& tree : trees_) tree.predict(cases, outcomes.size(), count);
   for (std::size_t i = 0; i < outcomes.size(); ++i) {
     const std::span<const std::uint32_t> of_case(votes.data() + i * n_class_codes_, n_class_codes_);
     const unsigned long best = zel::util::number_util::argmax(of_case);

@@ -9,6 +9,7 @@
 #include "impls/model/dtree.h"
 #include "impls/pruning/strategies.h"
 #include "impls/tables/folds.h"
+#include "impls/trees/growing_plan.h"
 #include "zel/util/cronos.h"
 #include "zel/util/parallel.h"
 #include "zel/util/progress.h"
@@ -70,23 +71,24 @@ void dtree::grow_trees(const table& t) {
     }
   }
   trees_.clear();
+  const growing_plan plan(t, split_type_, min_obj_, attributes_.get());
   std::vector<std::unique_ptr<decision_tree>> grown(n_trees_);
   zel::util::parallel::with_workers([&] {
     zel::util::parallel::for_each_index(n_trees_,
-                                        [&](unsigned long i) { grown[i] = grow_tree(t, i); });
+                                        [&](unsigned long i) { grown[i] = grow_tree(plan, i); });
   });
   trees_ = std::move(grown);
 }
 
 /// Growing reorders short case lists: the tree works on a list of its own.
-std::unique_ptr<decision_tree> dtree::grow_tree(const table& t, unsigned long i) const {
+std::unique_ptr<decision_tree> dtree::grow_tree(const growing_plan& plan, unsigned long i) const {
   case_list own = cases_of_tree(i);
   auto tree = std::make_unique<decision_tree>();
   if (ensemble_ && !bagging_only_) {
     zel::util::rand_gen attributes(attributes_->count(), draw_seed(draw::attributes, {seeds_[i]}));
-    tree->build(t, &own, split_type_, min_obj_, max_depth_, attributes_.get(), &attributes);
+    tree->build(plan, &own, max_depth_, &attributes);
   } else {
-    tree->build(t, &own, split_type_, min_obj_, max_depth_, attributes_.get(), nullptr);
+    tree->build(plan, &own, max_depth_, nullptr);
   }
   zel::util::progress::count(zel::util::progress::unit::trees);
   return tree;

@@ -24,6 +24,8 @@
 
 namespace orvik::impls {
 
+class growing_plan;
+
 class dtree : private zel::util::nocopy {
  public:
   using _SplitType = model::split_type;
@@ -153,7 +155,7 @@ class dtree : private zel::util::nocopy {
   void require_trees() const;
   batch_predictor make_predictor(const table& t) const;
   void grow_trees(const table& t);
-  std::unique_ptr<decision_tree> grow_tree(const table& t, unsigned long i) const;
+  std::unique_ptr<decision_tree> grow_tree(const growing_plan& plan, unsigned long i) const;
   void prune_tree(const table& t, unsigned long i, const case_list* prune_cases) const;
   /// Throws std::runtime_error without trees, and for a table other than that of the build as
   /// far as its size tells.

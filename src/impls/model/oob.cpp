@@ -52,13 +52,16 @@ void vote(const table& t, const std::vector<std::optional<voting_tree>>& trees, 
   std::vector<std::uint32_t> codes;
   gather_codes(t, some.cases, codes);
   const case_block block{codes, t.n_attributes()};
-  decision_tree::prediction result;
+  std::vector<std::uint32_t> out_of_bag;
+  const auto count = [&](std::size_t i, const decision_tree::prediction& found, double) {
+    ++votes[i * n_codes + found.first];
+  };
   for (const auto& voter : trees) {
-    for (unsigned long i = 0; i < winners.size(); ++i) {
-      if (voter->in_bag[some.first + i]) continue;
-      voter->tree.predict(block.of_case(i), result, 1.0);
-      ++votes[i * n_codes + result.first];
+    out_of_bag.clear();
+    for (std::uint32_t i = 0; i < winners.size(); ++i) {
+      if (!voter->in_bag[some.first + i]) out_of_bag.push_back(i);
     }
+    voter->tree.predict(block, out_of_bag, count);
   }
   for (unsigned long i = 0; i < winners.size(); ++i) {
     const std::span<const std::uint32_t> of_case(votes.data() + i * n_codes, n_codes);

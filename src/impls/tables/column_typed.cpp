@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "impls/tables/branch_kernel.h"
+#include "impls/tables/case_sort.h"
 
 namespace orvik::impls {
 
@@ -95,9 +96,13 @@ case_list* column_typed<IndexT>::select(const case_list* cases, unsigned long br
 
 template <class IndexT>
 void column_typed<IndexT>::sort(case_list::iterator first, case_list::iterator last) const {
-  std::stable_sort(first, last, [this](const auto& a, const auto& b) {
-    return data_[a.first] < data_[b.first];
-  });
+  if constexpr (sizeof(IndexT) <= sizeof(std::uint32_t)) {
+    kernel::sort_cases(data_, {first, last});
+  } else {
+    std::stable_sort(first, last, [this](const auto& a, const auto& b) {
+      return data_[a.first] < data_[b.first];
+    });
+  }
 }
 
 template class column_typed<std::uint8_t>;

@@ -11,7 +11,6 @@ namespace {
 
 constexpr unsigned k_radix_bits = 11;
 constexpr std::size_t k_few_cases = 512;
-constexpr unsigned k_position_bits = 24;  // enough for the positions of few cases
 constexpr std::size_t k_codes_per_case = 4;
 
 bool is_sorted(std::span<const coded_case> cases) {
@@ -24,7 +23,7 @@ bool is_sorted(std::span<const coded_case> cases) {
 std::span<const coded_case> code_sorter::sorted(const code_range& range) {
   const std::size_t n_codes = range.second - range.first;
   if (is_sorted(cases_)) return cases_;
-  if (cases_.size() < k_few_cases && n_codes < (1UL << (64 - k_position_bits))) {
+  if (cases_.size() < k_few_cases && n_codes <= UINT32_MAX) {
     sort_by_keys(range);
   } else if (n_codes / cases_.size() <= k_codes_per_case) {
     sort_by_counting(range);
@@ -35,14 +34,13 @@ std::span<const coded_case> code_sorter::sorted(const code_range& range) {
 }
 
 void code_sorter::sort_by_keys(const code_range& range) {
-  keys_.clear();
-  for (std::size_t i = 0; i < cases_.size(); ++i) {
-    keys_.push_back((cases_[i].code - range.first) << k_position_bits | i);
+  const std::span<std::uint64_t> keys = sorter_.start(cases_.size());
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    keys[i] = (cases_[i].code - range.first) << zel::adt::k_key_payload_bits | i;
   }
-  std::sort(keys_.begin(), keys_.end());
   other_.clear();
-  for (const std::uint64_t key : keys_) {
-    other_.push_back(cases_[key & ((1UL << k_position_bits) - 1)]);
+  for (const std::uint64_t key : sorter_.sort(keys.size(), range.second - range.first)) {
+    other_.push_back(cases_[static_cast<std::uint32_t>(key)]);
   }
   cases_.swap(other_);
 }

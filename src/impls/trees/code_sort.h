@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "impls/tables/types.h"
+#include "zel/adt/key_sort.h"
 
 namespace orvik::impls::kernel {
 
@@ -44,7 +45,7 @@ class code_sorter {
   void pass(Key key, code_t lo, std::size_t n_keys);
 
   std::vector<coded_case> cases_, other_;
-  std::vector<std::uint64_t> keys_;
+  zel::adt::key_sorter sorter_;
   std::vector<unsigned long> starts_;
 };
 

@@ -81,6 +81,13 @@ void decision_node::activate(const table& t, column::branch_cases branch) {
   compute_statistics(t);
 }
 
+void decision_node::activate(std::unique_ptr<case_list> cases,
+                             std::unique_ptr<code_range[]> ranges) {
+  own_cases(std::move(cases));
+  ranges_ = std::move(ranges);
+  activated_ = true;
+}
+
 void decision_node::activate_from_father(const table* t, bool take_place) {
   if (t == nullptr) throw std::runtime_error(k_no_table);
   if (father_ == nullptr || !father_->activated_) throw std::runtime_error(k_no_active_father);
@@ -136,6 +143,10 @@ void decision_node::set_test(unsigned int attribute, double threshold) {
   status_ = SPLIT_NODE;
   attribute_ = attribute;
   threshold_ = threshold;
+}
+
+bool decision_node::stays_leaf(double min_weight) const {
+  return weight_ == 0 || distribution_[leaf_class_] == weight_ || 2 * min_weight > weight_;
 }
 
 double decision_node::get_estimated_error_if_leaf() const {

@@ -39,6 +39,8 @@ class decision_node : private zel::util::nocopy {
   void activate_from_father(const table* t, bool take_place);
   /// Releases cases and ranges, keeps the statistics. A root forgets the caller's list.
   void disactivate();
+  /// Activates a node that has its statistics, with cases and ranges by attribute.
+  void activate(std::unique_ptr<case_list> cases, std::unique_ptr<code_range[]> ranges);
   /// Gives a root cases to be activated on; they stay the caller's.
   void set_cases(case_list* cases) { cases_ = cases; }
 
@@ -50,6 +52,9 @@ class decision_node : private zel::util::nocopy {
   /// The same; `draw` (null: all are measured) picks floor(log2 k) + 1 of the k usable ones.
   void split(const table& t, model::split_type type, double min_weight,
              const zel::adt::bitmap* usable, unsigned long k, zel::util::rand_gen* draw);
+  /// Whether no test is looked for: at an empty or pure node, or where two branches of
+  /// `min_weight` do not fit.
+  bool stays_leaf(double min_weight) const;
   /// Number of children of a split node: 2 on a continuous attribute, else one a known value.
   unsigned long get_no_of_splits(const table& t) const;
 
@@ -96,6 +101,7 @@ class decision_node : private zel::util::nocopy {
   unsigned long n_cases() const { return n_cases_; }
   /// Weight of a class code; the node must have been activated once.
   double class_weight(code_t c) const { return distribution_[c]; }
+  const double* class_weights() const { return distribution_.get(); }
   double fraction() const { return fraction_; }
   class_t majority_class() const { return leaf_class_; }
   double estimated_error() const { return error_; }

@@ -22,6 +22,7 @@
 namespace orvik::impls {
 
 class conf_matrix;
+class growing_plan;
 
 /// Depth budget of a tree without limit.
 constexpr unsigned long k_no_depth_limit = std::numeric_limits<unsigned long>::max();
@@ -40,6 +41,9 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   /// 2001).
   void build(const table& t, case_list* cases, model::split_type type, double min_weight,
              unsigned long max_depth, const zel::adt::bitmap* usable, zel::util::rand_gen* draw);
+  /// The same under a plan, which several trees on one table may share.
+  void build(const growing_plan& plan, case_list* cases, unsigned long max_depth,
+             zel::util::rand_gen* draw);
   /// Grows below the root node there is, on the workers or on this thread.
   void build_from_root(const table& t, model::split_type type, double min_weight,
                        unsigned long max_depth, const zel::adt::bitmap* usable,
@@ -142,6 +146,10 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
 
   /// Makes a leaf of the whole subtree.
   void collapse();
+
+ private:
+  void grow_seq(const growing_plan& plan, unsigned long max_depth, zel::util::rand_gen* draw);
+  void grow_par(const growing_plan& plan, unsigned long max_depth);
 };
 
 }  // namespace orvik::impls

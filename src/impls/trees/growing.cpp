@@ -1,13 +1,15 @@
 // Growing a tree top down.
 //
 // One node is one step: split it, make its children with their cases, release its own cases.
-// The order of the steps does not matter to the result, so a thread takes them level by level,
-// and several threads take a subtree each; small subtrees are not worth a task.
+// The order of the steps matters to the result only where attributes are drawn: such a tree is
+// grown level by level on one thread. Others grow branch by branch, on several threads a subtree
+// each; small subtrees are not worth a task.
 #include <tbb/task_group.h>
 
 #include <deque>
 #include <exception>
 
+#include "impls/trees/counted_growing.h"
 #include "impls/trees/decision_tree.h"
 #include "zel/util/parallel.h"
 
@@ -17,116 +19,153 @@ namespace {
 
 constexpr unsigned long k_largest_sequential = 49;  // cases
 
-struct growing_rules {
-  const table& t;
-  model::split_type type;
-  double min_weight;
-  const zel::adt::bitmap* usable;
-  unsigned long n_usable;
-  zel::util::rand_gen* draw;  // of the attributes measured at a node; null: all are
+/// Splits nodes of one tree, each in the way that its cases allow.
+class node_growing {
+ public:
+  node_growing(const growing_plan& plan, zel::util::rand_gen* draw)
+      : plan_(plan), draw_(draw), counted_(plan, draw) {}
+
+  /// Takes a tree that is an active root.
+  growing_node start(decision_tree& root, unsigned long max_depth) {
+    growing_node first{&root, max_depth, {}};
+    if (counted_growing::possible(plan_, *root.get_node()->cases())) {
+      first.piece = counted_.take_root(*root.get_node());
+    }
+    return first;
+  }
+
+  /// Splits an open node or makes it a leaf; appends its open children.
+  void grow(growing_node&& node, std::vector<growing_node>& open) {
+    if (node.piece.ranges) return counted_.grow(std::move(node), open);
+    decision_tree& tree = *node.tree;
+    if (node.depth == 0) {
+      tree.get_node()->set_as_leaf();
+    } else {
+      tree.get_node()->split(plan_.t(), plan_.type(), plan_.min_weight(), plan_.usable(),
+                             plan_.n_usable(), draw_);
+    }
+    if (tree.get_node()->is_split()) {
+      return make_active_children(plan_.t(), plan_.min_weight(), tree, node.depth, open);
+    }
+    tree.get_node()->disactivate();
+  }
+
+ private:
+  const growing_plan& plan_;
+  zel::util::rand_gen* draw_;
+  counted_growing counted_;
 };
 
-/// Gives a node that was split its children, each with the cases of its branch.
-void make_children(decision_tree& tree, const growing_rules& rules) {
-  decision_node& node = *tree.get_node();
-  const unsigned long n = node.get_no_of_splits(rules.t);
-  std::vector<column::branch_cases> branches =
-      rules.t.column_of(node.attribute())
-          .split(*node.cases(), n, node.weight(), static_cast<code_t>(node.threshold()));
-  tree.set_capacity(static_cast<unsigned int>(n));
-  for (unsigned int i = 0; i < n; ++i) {
-    auto child = std::make_unique<decision_tree>();
-    child->set_node(new decision_node(&node, i + 1));
-    child->get_node()->activate(rules.t, std::move(branches[i]));
-    tree.push_back_child(child.release());
-  }
-}
-
-/// Splits an active node with `depth` levels left, or makes it a leaf. Releases its cases.
-void grow_node(decision_tree& tree, unsigned long depth, const growing_rules& rules) {
-  decision_node& node = *tree.get_node();
-  if (depth == 0) {
-    node.set_as_leaf();
-  } else {
-    node.split(rules.t, rules.type, rules.min_weight, rules.usable, rules.n_usable, rules.draw);
-  }
-  if (node.is_split()) make_children(tree, rules);
-  node.disactivate();
-}
-
-void grow_by_levels(decision_tree& root, unsigned long max_depth, const growing_rules& rules) {
-  std::deque<std::pair<decision_tree*, unsigned long>> queue{{&root, max_depth}};
+/// Draws are made in the order of the levels.
+void grow_by_levels(growing_node&& root, node_growing& growing) {
+  std::deque<growing_node> queue;
+  queue.push_back(std::move(root));
+  std::vector<growing_node> open;
   while (!queue.empty()) {
-    const auto [tree, depth] = queue.front();
+    open.clear();
+    growing.grow(std::move(queue.front()), open);
     queue.pop_front();
-    grow_node(*tree, depth, rules);
-    for (unsigned int i = 0; i < tree->get_no_childs(); ++i) {
-      queue.emplace_back(tree->get_child(i), depth - 1);
-    }
+    for (growing_node& child : open) queue.push_back(std::move(child));
+  }
+}
+
+/// Without draws: what was touched last goes first.
+void grow_by_branches(growing_node&& root, node_growing& growing) {
+  std::vector<growing_node> open;
+  open.push_back(std::move(root));
+  while (!open.empty()) {
+    growing_node node = std::move(open.back());
+    open.pop_back();
+    growing.grow(std::move(node), open);
   }
 }
 
 /// Grows subtrees as tasks of one group. No task waits for another, so the stack stays flat
-/// however deep the tree; a task goes on with its first child itself.
+/// however deep the tree; a task goes on with one of the children itself.
 class task_growing {
  public:
-  explicit task_growing(const growing_rules& rules) : rules_(rules) {}
+  explicit task_growing(node_growing& growing) : growing_(growing) {}
 
-  void grow(decision_tree* tree, unsigned long depth) {
-    while (tree->get_node()->n_cases() > k_largest_sequential) {
-      grow_node(*tree, depth, rules_);
-      const unsigned int n = tree->get_no_childs();
-      if (n == 0) return;
-      --depth;
-      for (unsigned int i = n; i-- > 1;) {
+  void grow(growing_node node) {
+    std::vector<growing_node> open;
+    while (node.tree->get_node()->n_cases() > k_largest_sequential) {
+      growing_.grow(std::move(node), open);
+      if (open.empty()) return;
+      node = std::move(open.back());
+      open.pop_back();
+      for (growing_node& other : open) {
         marks_.publish();
-        tasks_.run(subtree{*this, tree->get_child(i), depth});
+        tasks_.run(subtree{*this, std::move(other)});
       }
-      tree = tree->get_child(0);
+      open.clear();
     }
-    grow_by_levels(*tree, depth, rules_);
+    grow_by_branches(std::move(node), growing_);
   }
 
   void wait() { tasks_.wait(); }
 
  private:
-  /// What oneTBB copies into its memory and calls from there.
+  /// What oneTBB moves into its memory and calls from there, once.
   struct subtree {
     task_growing& growing;
-    decision_tree* tree;
-    unsigned long depth;
+    mutable growing_node node;
 
     ZEL_UNWATCHED void operator()() const {
       const zel::util::parallel::body_mark mark(growing.marks_);
-      growing.grow(tree, depth);
+      growing.grow(std::move(node));
     }
   };
 
-  const growing_rules& rules_;
+  node_growing& growing_;
   zel::util::parallel::loop_marks marks_;
   tbb::task_group tasks_;
 };
 
-growing_rules rules_of(const table& t, model::split_type type, double min_weight,
-                       const zel::adt::bitmap* usable, zel::util::rand_gen* draw) {
-  const unsigned long n = usable == nullptr ? t.n_attributes() : usable->count();
-  return {t, type, min_weight, usable, n, draw};
+}  // namespace
+
+void make_active_children(const table& t, double min_weight, decision_tree& tree,
+                          unsigned long depth, std::vector<growing_node>& open) {
+  decision_node& node = *tree.get_node();
+  const unsigned long n = node.get_no_of_splits(t);
+  std::vector<column::branch_cases> branches =
+      t.column_of(node.attribute())
+          .split(*node.cases(), n, node.weight(), static_cast<code_t>(node.threshold()));
+  tree.set_capacity(static_cast<unsigned int>(n));
+  for (unsigned int i = 0; i < n; ++i) {
+    auto child = std::make_unique<decision_tree>();
+    child->set_node(new decision_node(&node, i + 1));
+    decision_node& child_node = *child->get_node();
+    child_node.activate(t, std::move(branches[i]));
+    if (depth == 1 || child_node.stays_leaf(min_weight)) {
+      child_node.set_as_leaf();
+      child_node.disactivate();
+    } else {
+      open.push_back({child.get(), depth - 1, {}});
+    }
+    tree.push_back_child(child.release());
+  }
+  node.disactivate();
 }
 
-}  // namespace
+void decision_tree::build(const growing_plan& plan, case_list* cases, unsigned long max_depth,
+                          zel::util::rand_gen* draw) {
+  delete_childs();
+  set_node(new decision_node(cases));
+  // Draws have an order: a tree with draws is grown by one thread.
+  const bool alone = zel::util::parallel::n_workers <= 1 || draw != nullptr;
+  get_node()->activate(&plan.t(), false);
+  alone ? grow_seq(plan, max_depth, draw) : grow_par(plan, max_depth);
+}
 
 void decision_tree::build(const table& t, case_list* cases, model::split_type type,
                           double min_weight, unsigned long max_depth,
                           const zel::adt::bitmap* usable, zel::util::rand_gen* draw) {
-  delete_childs();
-  set_node(new decision_node(cases));
-  build_from_root(t, type, min_weight, max_depth, usable, draw);
+  build(growing_plan(t, type, min_weight, usable), cases, max_depth, draw);
 }
 
 void decision_tree::build_from_root(const table& t, model::split_type type, double min_weight,
                                     unsigned long max_depth, const zel::adt::bitmap* usable,
                                     zel::util::rand_gen* draw) {
-  // Draws have an order: a tree with draws is grown by one thread.
   if (zel::util::parallel::n_workers <= 1 || draw != nullptr) {
     build_seq(t, type, min_weight, max_depth, usable, draw);
     return;
@@ -139,16 +178,28 @@ void decision_tree::build_seq(const table& t, model::split_type type, double min
                               unsigned long max_depth, const zel::adt::bitmap* usable,
                               zel::util::rand_gen* draw) {
   get_node()->activate(&t, false);
-  grow_by_levels(*this, max_depth, rules_of(t, type, min_weight, usable, draw));
+  grow_seq(growing_plan(t, type, min_weight, usable), max_depth, draw);
 }
 
 void decision_tree::build_par(const table& t, model::split_type type, double min_weight,
                               unsigned long max_depth, const zel::adt::bitmap* usable) {
-  const growing_rules rules = rules_of(t, type, min_weight, usable, nullptr);
-  task_growing growing(rules);
+  grow_par(growing_plan(t, type, min_weight, usable), max_depth);
+}
+
+void decision_tree::grow_seq(const growing_plan& plan, unsigned long max_depth,
+                             zel::util::rand_gen* draw) {
+  node_growing growing(plan, draw);
+  growing_node root = growing.start(*this, max_depth);
+  draw != nullptr ? grow_by_levels(std::move(root), growing)
+                  : grow_by_branches(std::move(root), growing);
+}
+
+void decision_tree::grow_par(const growing_plan& plan, unsigned long max_depth) {
+  node_growing nodes(plan, nullptr);
+  task_growing growing(nodes);
   std::exception_ptr failure;
   try {
-    growing.grow(this, max_depth);
+    growing.grow(nodes.start(*this, max_depth));
   } catch (...) {  // the tasks must end before the group does
     failure = std::current_exception();
   }

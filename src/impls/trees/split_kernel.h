@@ -15,6 +15,7 @@
 
 #include "impls/tables/column.h"
 #include "impls/trees/code_sort.h"
+#include "impls/trees/count_logs.h"
 
 namespace orvik::impls::kernel {
 
@@ -24,19 +25,18 @@ using splitting_desc = column::splitting_desc;
 constexpr double k_largest_min_split = 25.0;
 constexpr double k_min_split_share = 0.1;
 
-inline double log2_of(double x) { return x > 0 ? std::log(x) / 0.6931471805599453 : 0.0; }
-
 /// Sums S log2 S - sum of w log2 w over weights w with sum S: the entropy of their distribution
 /// times S.
 class info_sum {
  public:
   void add(double w) {
     total_ += w;
-    if (w != 0) logs_ += w * log2_of(w);
+    if (w != 0) logs_ += terms_.of(w);
   }
-  double value() const { return total_ * log2_of(total_) - logs_; }
+  double value() const { return terms_.of(total_) - logs_; }
 
  private:
+  const count_logs& terms_ = count_logs::get();
   double total_ = 0;
   double logs_ = 0;
 };

@@ -10,6 +10,7 @@
 #include "impls/tables/column_bool.h"
 #include "impls/tables/column_typed.h"
 #include "impls/trees/code_sort.h"
+#include "impls/trees/count_kernel.h"
 #include "impls/trees/split_twin.h"
 
 using namespace orvik::impls;
@@ -74,6 +75,54 @@ void expect_same(const desc_t& got, const desc_t& twin) {
   EXPECT_EQ(got.split_info, twin.split_info);
   EXPECT_EQ(got.left_code, twin.left_code);
   EXPECT_EQ(got.right_code, twin.right_code);
+}
+
+/// What the measures of counted cases say: discrete, by cells, by keys. Every second entry stands
+/// for as many cases as follow that are the same.
+std::vector<desc_t> ask_counted(const measured& m) {
+  std::vector<std::uint32_t> codes;
+  std::vector<counted_case> cases;
+  std::vector<std::uint16_t> places(m.n_classes + 1);
+  std::vector<kernel::count_t> by_class(m.n_classes + 1), totals;
+  for (const seen_case& c : m.cases) {
+    ++by_class[c.class_code];
+    if (codes.size() % 2 == 0 && !codes.empty() && codes.back() == c.code &&
+        cases.back().class_code == c.class_code) {
+      ++cases.back().count;
+      continue;
+    }
+    cases.push_back(
+        {static_cast<std::uint32_t>(codes.size()), static_cast<std::uint16_t>(c.class_code), 1});
+    codes.push_back(static_cast<std::uint32_t>(c.code));
+  }
+  for (std::size_t c = 1; c <= m.n_classes; ++c) {
+    if (by_class[c] == 0) continue;
+    places[c] = static_cast<std::uint16_t>(totals.size());
+    totals.push_back(by_class[c]);
+  }
+  const kernel::counted_node node{cases,        places.data(),
+                                  totals,       static_cast<kernel::count_t>(m.cases.size()),
+                                  m.min_weight, m.n_classes};
+  kernel::count_scratch scratch;
+  return {kernel::measure_discrete(codes, node, m.range, scratch),
+          kernel::measure_by_cells(codes, node, m.range, scratch),
+          kernel::measure_by_keys(codes, node, m.range, scratch)};
+}
+
+TEST(split_measures, of_counted_cases_agree_with_those_of_weights_of_1) {
+  std::mt19937_64 draw(12);
+  int found[3] = {};
+  for (unsigned round = 0; round < 3000; ++round) {
+    SCOPED_TRACE(round);
+    const measured m = random_cases(draw, 1 + draw() % 40, 0, round % 4 > 0);
+    const std::vector<desc_t> got = ask_counted(m);
+    const desc_t twins[] = {twin_discrete(m), twin_sorted(m), twin_sorted(m)};
+    for (unsigned i = 0; i < 3; ++i) {
+      expect_same(got[i], twins[i]);
+      found[i] += got[i].gain > column::k_no_gain;
+    }
+  }
+  for (const int n : found) EXPECT_GT(n, 500);
 }
 
 TEST(split_measures, agree_with_their_definitions_to_the_last_bit) {

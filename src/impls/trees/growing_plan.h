@@ -1,0 +1,61 @@
+// What the growing of one or more trees on a table needs to know at every node.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "impls/tables/table.h"
+#include "orvik/enums.h"
+#include "zel/adt/bitmap.h"
+
+namespace orvik::impls {
+
+/// Half-open range of known codes of a column whose codes fit in 32 bits.
+using narrow_range = std::pair<std::uint32_t, std::uint32_t>;
+
+/// Threads: many readers.
+class growing_plan {
+ public:
+  /// `usable` holds the attributes that may be tested (null: all). It and the table must outlive
+  /// this and stay as they are.
+  growing_plan(const table& t, model::split_type type, double min_weight,
+               const zel::adt::bitmap* usable);
+
+  struct attribute {
+    const column* values;
+    code_view codes;
+    bool usable;
+    bool may_be_unknown;
+    unsigned int flag;  // its bit of flags(), or k_no_flag
+  };
+  static constexpr unsigned int k_no_flag = 64;
+
+  const table& t() const { return table_; }
+  model::split_type type() const { return type_; }
+  double min_weight() const { return min_weight_; }
+  const zel::adt::bitmap* usable() const { return usable_; }
+  unsigned long n_usable() const;
+  const std::vector<attribute>& attributes() const { return attributes_; }
+
+  /// Whether cases of weight 1 may be counted: codes fit in 32 bits.
+  bool may_count() const { return may_count_; }
+  /// Whether a usable attribute may be unknown: sums of fractions then depend on their order.
+  bool order_matters() const { return order_matters_; }
+  /// A word for every row with bits of boolean attributes side by side: set where the code is 2.
+  const std::vector<std::uint64_t>& flags() const { return flags_; }
+
+ private:
+  void gather_flags();
+
+  const table& table_;
+  model::split_type type_;
+  double min_weight_;
+  const zel::adt::bitmap* usable_;
+  std::vector<attribute> attributes_;
+  std::vector<std::uint64_t> flags_;
+  bool may_count_ = true;
+  bool order_matters_ = false;
+};
+
+}  // namespace orvik::impls

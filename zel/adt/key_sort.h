@@ -1,0 +1,40 @@
+// Sorting of packed keys: a code in the upper half, whatever goes with it in the lower.
+//
+// Codes are places among the sorted values of a column, close to evenly spread, so one pass that
+// deals them into as many buckets as there are keys leaves little to do (Isaac and Singleton,
+// Sorting by Address Calculation, 1956). Many keys take radix passes, which write to few places.
+// Threads: a sorter belongs to one thread; it keeps its memory for the next call.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace zel::adt {
+
+constexpr unsigned k_key_payload_bits = 32;
+
+class key_sorter {
+ public:
+  /// Room for n keys, for the caller to fill before sort().
+  std::span<std::uint64_t> start(std::size_t n) {
+    if (keys_.size() < n) {
+      keys_.resize(n + n / 2);
+      other_.resize(n + n / 2);
+    }
+    return {keys_.data(), n};
+  }
+  /// The first `n` keys by code; few keys also by payload, many in their order. All codes are
+  /// below n_codes, at most 2^32. Valid until the next start().
+  std::span<const std::uint64_t> sort(std::size_t n, std::uint64_t n_codes);
+
+ private:
+  void bucket_sort(std::size_t n, unsigned bits);
+  void radix_sort(std::size_t n, unsigned bits);
+  void scatter(std::size_t n, unsigned shift, std::size_t n_buckets);
+
+  std::vector<std::uint64_t> keys_, other_;
+  std::vector<std::uint32_t> starts_;
+};
+
+}  // namespace zel::adt
