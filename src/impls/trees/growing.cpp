@@ -8,6 +8,7 @@
 
 #include <deque>
 #include <exception>
+#include <mutex>
 
 #include "impls/trees/counted_growing.h"
 #include "impls/trees/decision_tree.h"
@@ -94,8 +95,9 @@ class task_growing {
       node = std::move(open.back());
       open.pop_back();
       for (growing_node& other : open) {
+        growing_node& kept = keep(std::move(other));
         marks_.publish();
-        tasks_.run(subtree{*this, std::move(other)});
+        tasks_.run(subtree{*this, kept});
       }
       open.clear();
     }
@@ -105,10 +107,10 @@ class task_growing {
   void wait() { tasks_.wait(); }
 
  private:
-  /// What oneTBB moves into its memory and calls from there, once.
+  /// What oneTBB copies into its memory and calls from there.
   struct subtree {
     task_growing& growing;
-    mutable growing_node node;
+    growing_node& node;
 
     ZEL_UNWATCHED void operator()() const {
       const zel::util::parallel::body_mark mark(growing.marks_);
@@ -116,7 +118,14 @@ class task_growing {
     }
   };
 
+  growing_node& keep(growing_node&& node) {
+    const std::lock_guard lock(kept_mutex_);
+    return kept_.emplace_back(std::move(node));
+  }
+
   node_growing& growing_;
+  std::mutex kept_mutex_;
+  std::deque<growing_node> kept_;  // the tops of subtrees handed to tasks, which stay in place
   zel::util::parallel::loop_marks marks_;
   tbb::task_group tasks_;
 };
