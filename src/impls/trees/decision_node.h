@@ -12,6 +12,7 @@
 
 #include "impls/tables/table.h"
 #include "impls/tables/types.h"
+#include "impls/trees/split_choice.h"
 #include "orvik/enums.h"
 #include "zel/adt/bitmap.h"
 #include "zel/util/nocopy.h"
@@ -50,6 +51,11 @@ class decision_node : private zel::util::nocopy {
   /// The same; `draw` (null: all are measured) picks floor(log2 k) + 1 of the k usable ones.
   void split(const table& t, model::split_type type, double min_weight,
              const zel::adt::bitmap* usable, unsigned long k, zel::util::rand_gen* draw);
+  /// Whether the cases of an active node leave anything to split: they have weight, enough for two
+  /// branches, and are not of one class.
+  bool may_split(double min_weight) const;
+  /// Measures `c.attribute` on the node's cases. With `copy` several may be measured at once.
+  void measure_candidate(const table& t, double min_weight, candidate& c, bool copy);
   /// Number of children of a split node: 2 on a continuous attribute, else one a known value.
   unsigned long get_no_of_splits(const table& t) const;
 
@@ -107,6 +113,8 @@ class decision_node : private zel::util::nocopy {
 
   /// Makes it a split node with the given test, as if split() had chosen it.
   void set_test(unsigned int attribute, double threshold);
+  /// The same for a measured candidate, with the threshold in the middle of its cut.
+  void set_test(const table& t, const candidate& chosen);
   /// Sets the statistics of a node that is built without cases.
   void set_statistics(std::unique_ptr<double[]> distribution, unsigned long n_codes,
                       unsigned long n_cases, double fraction);
