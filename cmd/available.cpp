@@ -29,9 +29,6 @@ bool is(const options& opt) {
 
 constexpr unavailable_row k_unavailable[] = {
     {"-as2018", is_set<&options::as2018>},
-    {"-sfs", is<&options::feature_selection, model::FORWARD>},
-    {"-sbe", is<&options::feature_selection, model::BACKWARD>},
-    {"-dtsbe", is<&options::feature_selection, model::OPTIMISED_BACKWARD>},
     {"-as", is<&options::feature_selection, model::ACCEPTABLE_SUBSET>},
 };
 

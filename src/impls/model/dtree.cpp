@@ -23,6 +23,9 @@ std::unique_ptr<dtree> dtree::clone(bool parameters_only) const {
   copy->n_trees_ = n_trees_;
   copy->selection_ = selection_;
   copy->selection_delta_ = selection_delta_;
+  copy->selection_seconds_ = selection_seconds_;
+  copy->selected_by_ = selected_by_;
+  copy->selection_log_ = selection_log_;
   if (attributes_) copy->attributes_ = std::make_unique<zel::adt::bitmap>(*attributes_);
   if (parameters_only) return copy;
 
@@ -52,14 +55,16 @@ void dtree::set_fs(_FeatureSelection method, double delta) {
   if (method == model::ACCEPTABLE_SUBSET) selection_delta_ = delta;
 }
 
+void dtree::set_fs_limit(double seconds) {
+  if (seconds >= 0) selection_seconds_ = seconds;
+}
+
 void dtree::set_forest(bool forest, bool bagging, unsigned long n) {
   const bool ensemble = forest || bagging;
   if (ensemble ? n == 0 : n != 1) throw std::runtime_error(k_forest);
   ensemble_ = ensemble;
   bagging_only_ = bagging && !forest;
-  trees_.clear();
-  cases_ = training_cases();
-  seeds_.clear();
+  drop_trees();
   n_trees_ = n;
 }
 
@@ -97,7 +102,7 @@ double dtree::epl() const {
 }
 
 unsigned long dtree::nfeatures() const {
-  if (!table_) return 0;
+  if (trees_.empty()) return selected_by_ == model::NO_SELECTION ? 0 : attributes_->count();
   zel::adt::bitmap used;
   used.resize(table_->n_attributes());
   for (const auto& tree : trees_) tree->set_used_atts(used);
