@@ -29,7 +29,6 @@ bool is(const options& opt) {
 
 constexpr unavailable_row k_unavailable[] = {
     {"-as2018", is_set<&options::as2018>},
-    {"-as", is<&options::feature_selection, model::ACCEPTABLE_SUBSET>},
 };
 
 }  // namespace

@@ -15,8 +15,6 @@ namespace {
 
 /// Trees that are grown side by side: enough for the workers, few enough for the memory.
 constexpr std::size_t k_batch = 32;
-/// Past this the nodes of a search tree are forgotten between two batches.
-constexpr unsigned long k_most_bytes = 1UL << 30;
 
 }  // namespace
 
@@ -70,7 +68,6 @@ bool sharing_evaluator::rate(std::span<rated_set> subsets) {
 }
 
 bool sharing_evaluator::rate_new(std::span<const attribute_set> subsets) {
-  if (tree_.bytes() > k_most_bytes) tree_.forget();
   const unsigned long before = tree_.visits();
   const bool grown = tree_.grow(subsets, limit_);
   work_.visits += tree_.visits() - before;

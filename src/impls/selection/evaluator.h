@@ -11,10 +11,11 @@ namespace orvik::impls::selection {
 
 /// What a search did.
 struct work {
-  unsigned long grown = 0;    // trees whose tests were chosen, from the data or from descriptors
-  unsigned long avoided = 0;  // subsets whose tree was known or ruled out without that
-  unsigned long visits = 0;   // looks at a case: for an attribute measured, or down a split
-  double covered = 0;         // subsets whose errors are known or bounded
+  unsigned long grown = 0;     // trees whose tests were chosen, from the data or from descriptors
+  unsigned long avoided = 0;   // subsets whose tree was known or ruled out without that
+  unsigned long visits = 0;    // looks at a case: for an attribute measured, or down a split
+  double covered = 0;          // subsets whose errors are known or bounded
+  unsigned long distinct = 0;  // different trees met, by a search without a bound
 };
 
 /// Threads: one; it spreads its work over the workers. The result and the account are the same for
@@ -61,6 +62,7 @@ class sharing_evaluator : public evaluator {
   bool rate(std::span<rated_set> subsets) override;
   /// Least subset of a tree grown so far, and its errors, for each of them.
   std::vector<rated_set> known_least() const;
+  search_tree& tree() { return tree_; }
 
  private:
   struct known_tree {

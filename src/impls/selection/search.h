@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "impls/selection/evaluator.h"
 #include "impls/selection/setting.h"
 #include "orvik/enums.h"
 
@@ -10,8 +11,9 @@ namespace orvik::impls::selection {
 
 struct found_attributes {
   attribute_set set;
-  double error;     // of T(set) on the search cases
-  bool ended;       // false: the time was up, and the set is the best so far
+  double error;  // of T(set) on the search cases
+  bool ended;    // false: the time was up, and the set is the best so far
+  work done;
   std::string log;  // what was done, a line each, without an end of the last line
 };
 

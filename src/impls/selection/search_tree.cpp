@@ -10,6 +10,13 @@ namespace orvik::impls::selection {
 
 using zel::util::parallel::for_each_index;
 
+namespace {
+
+/// Past this the nodes below the root are forgotten before more are grown.
+constexpr unsigned long k_most_bytes = 1UL << 30;
+
+}  // namespace
+
 /// A node that a subset's tree came to, and the test it takes there.
 struct search_tree::open_node {
   search_node* node;
@@ -60,6 +67,7 @@ void search_tree::forget() {
 }
 
 bool search_tree::grow(std::span<const attribute_set> subsets, const deadline& limit) {
+  if (bytes_ > k_most_bytes) forget();
   std::vector<open_node> open;
   for (const attribute_set& subset : subsets) open.push_back({root_.get(), &subset});
   while (!open.empty()) {

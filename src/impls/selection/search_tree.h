@@ -62,22 +62,21 @@ class search_tree {
   search_tree(const search_tree&) = delete;
   search_tree& operator=(const search_tree&) = delete;
 
-  /// Grows whatever T(S) of the given subsets lacks. @return false if the time was up before.
+  /// Grows whatever T(S) of the given subsets lacks; a search tree that takes too much memory is
+  /// grown anew, so what was grown by an earlier call may be gone. @return false if the time was up
+  /// before.
   bool grow(std::span<const attribute_set> subsets, const deadline& limit);
   const search_node& root() const { return *root_; }
 
   /// Looks at a case: once an attribute that is measured, once a split that it goes down.
   unsigned long visits() const { return visits_; }
-  /// Memory of the nodes, about.
-  unsigned long bytes() const { return bytes_; }
-  /// Forgets everything below the root.
-  void forget();
 
  private:
   struct open_node;
   struct measurement;
   struct new_splits;
 
+  void forget();
   void measure(std::vector<open_node>& open);
   void choose(std::vector<open_node>& open) const;
   void split(std::vector<open_node>& open);
@@ -92,7 +91,7 @@ class search_tree {
   case_list growing_;
   std::unique_ptr<search_node> root_;
   unsigned long visits_ = 0;
-  unsigned long bytes_ = 0;
+  unsigned long bytes_ = 0;  // of the nodes below the root, about
 };
 
 }  // namespace orvik::impls::selection

@@ -41,13 +41,16 @@ void subset_tree::preprune() {
   }
 }
 
-attribute_set subset_tree::tested() const {
-  attribute_set set;
-  set.resize(s_.t.n_attributes());
+/// The attributes of the tests, level by level, say it all: each cut follows from the cases.
+unsigned long subset_tree::shape() const {
+  constexpr unsigned long k_odd = 0x9e3779b97f4a7c15;
+  unsigned long hash = k_odd;
   for (const place& p : places_) {
-    if (p.choice != nullptr) set.set(p.choice->attribute);
+    const unsigned long test = p.choice == nullptr ? 0 : p.choice->attribute + 1;
+    hash = (hash ^ test) * k_odd;
+    hash ^= hash >> 29;
   }
-  return set;
+  return hash;
 }
 
 unsigned long subset_tree::errors(const search_cases& cases, unsigned long& visits) const {

@@ -28,8 +28,8 @@ class subset_tree {
   }
   /// Whether pre-pruning makes a leaf of the place.
   bool is_prepruned(std::size_t i) const { return prepruned_[i] != 0; }
-  /// The attributes of all tests.
-  attribute_set tested() const;
+  /// A number that tells trees apart: equal for equal trees, and else hardly ever.
+  unsigned long shape() const;
   /// Units of the search cases that the tree gets wrong; `visits` grows by the parts of cases
   /// that were looked at.
   unsigned long errors(const search_cases& cases, unsigned long& visits) const;
