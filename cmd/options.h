@@ -102,7 +102,4 @@ std::string usage_text(std::string_view banner, unsigned long n_workers);
 /// Every option that a command line may hold, in the order in which its words are compared.
 std::vector<std::string_view> option_names();
 
-/// Throws std::runtime_error, naming the option, if `opt` asks for what this version cannot do.
-void refuse_unavailable(const options& opt);
-
 }  // namespace orvcmd

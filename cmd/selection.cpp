@@ -1,7 +1,5 @@
 #include "selection.h"
 
-#include <algorithm>
-
 #include "log.h"
 #include "side_sets.h"
 #include "trace.h"
@@ -15,10 +13,6 @@ using orvik::dtree;
 using orvik::table;
 
 constexpr char k_incompatible[] = "incompatible pruning strategy and feature selection";
-
-unsigned long items_of(const std::string& list) {
-  return list.empty() ? 0 : 1 + static_cast<unsigned long>(std::ranges::count(list, ','));
-}
 
 }  // namespace
 

@@ -135,6 +135,7 @@ unsigned long dtree::nfeatures() const { return impl_->nfeatures(); }
 std::string dtree::attributes(table* t) const {
   return impl_->get_attributes(required(t, k_no_attributes));
 }
+feature_search dtree::get_search() const { return impl_->get_search(); }
 std::string dtree::get_as_logs() const { return impl_->get_as_logs(); }
 void dtree::toTEXT(std::ostream& out) const { impl_->toTEXT(out, 0); }
 void dtree::toDOT(std::ostream& out) const { impl_->toDOT(out); }

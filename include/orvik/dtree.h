@@ -9,6 +9,7 @@
 
 #include "orvik/conf_matrix.h"
 #include "orvik/enums.h"
+#include "orvik/feature_search.h"
 #include "orvik/importance.h"
 #include "orvik/table.h"
 
@@ -122,7 +123,8 @@ class dtree {
   unsigned long nfeatures() const;
   /// Numbers of the usable attributes, separated by ",".
   std::string attributes(table* t) const;
-  /// What the last search for attributes did, a line each; empty before any.
+  /// What the last search for attributes did; as text a line each, empty before any.
+  feature_search get_search() const;
   std::string get_as_logs() const;
 
   // Renderings; docs/formats.md describes them. Each throws std::runtime_error before a build.

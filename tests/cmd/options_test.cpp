@@ -207,23 +207,5 @@ TEST(command_line, asking_for_help_wins_over_what_follows_only) {
   EXPECT_EQ(end_of({"-m", "0", "--help"}).status, 255);
 }
 
-TEST(availability, is_decided_by_the_options_in_force) {
-  EXPECT_NO_THROW(refuse_unavailable(parse({"-f", "d", "-hs", "70", "-t", "t", "-seed", "1"})));
-}
-
-// A row that goes away as its feature arrives.
-TEST(availability, names_the_option_that_cannot_be_used) {
-  const words rows[] = {{"-as", "1"}, {"-as2018", "a", "1", "2", "3"}};
-  for (const words& line : rows) {
-    try {
-      refuse_unavailable(parse(line));
-      ADD_FAILURE() << line[0] << " was accepted";
-    } catch (const std::runtime_error& error) {
-      EXPECT_EQ(error.what(),
-                "Option " + std::string(line[0]) + " is not available in this version");
-    }
-  }
-}
-
 }  // namespace
 }  // namespace orvcmd

@@ -31,11 +31,11 @@ void dtree::build(const table* t, const case_list* cases) {
   zel::util::cronos watch;
   watch.start();
   training_cm_.reset();
-  if (selection_ != model::NO_SELECTION) feature_selection(t, cases, nullptr);
+  if (search_.method != model::NO_SELECTION) feature_selection(t, cases, nullptr);
   table_ = t->clone(/*schema_only=*/true);
   if (!attributes_ || attributes_->size() != t->n_attributes()) {
     attributes_ = std::make_unique<zel::adt::bitmap>(default_features(*t));
-    selected_by_ = model::NO_SELECTION;
+    search_.made_by = model::NO_SELECTION;
   }
   case_parts split;
   if (pruning::needs_separate_cases(pruning_)) split = split_by_class(*t, *cases);

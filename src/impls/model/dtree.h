@@ -14,6 +14,7 @@
 #include "impls/evaluation/batch_predictor.h"
 #include "impls/evaluation/conf_matrix.h"
 #include "impls/evaluation/row_coder.h"
+#include "impls/model/attribute_search.h"
 #include "impls/model/training_cases.h"
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
@@ -135,8 +136,9 @@ class dtree : private zel::util::nocopy {
   unsigned long nfeatures() const;
   /// The usable attributes as their numbers, separated by ",".
   std::string get_attributes(const table& t) const;
-  /// What the last search for attributes did, a line each; empty before any.
-  const std::string& get_as_logs() const { return selection_log_; }
+  /// What the last search for attributes did; as text a line each, empty before any.
+  const feature_search& get_search() const { return search_.done; }
+  const std::string& get_as_logs() const { return search_.log; }
   /// Seconds of the last build(), prune() or feature_selection().
   double get_elapsed() const { return elapsed_; }
 
@@ -188,11 +190,7 @@ class dtree : private zel::util::nocopy {
   std::vector<std::unique_ptr<decision_tree>> trees_;
   training_cases cases_;              // what the trees were grown on, or drawn from
   std::vector<unsigned long> seeds_;  // of an ensemble's draws, by tree
-  _FeatureSelection selection_ = model::NO_SELECTION;
-  double selection_delta_ = 1.0;
-  double selection_seconds_ = 0;                         // 0: no limit
-  _FeatureSelection selected_by_ = model::NO_SELECTION;  // how attributes_ was found
-  std::string selection_log_;
+  attribute_search search_;
   double elapsed_ = 0;
 };
 

@@ -33,11 +33,12 @@ void dtree::feature_selection(const table* t, const case_list* growing,
   }
   drop_trees();
   attributes_ = std::make_unique<zel::adt::bitmap>(default_features(*t));
-  selected_by_ = selection_;
-  selection_log_.clear();
+  search_.made_by = search_.method;
+  search_.done = {};
+  search_.log.clear();
   if (searching == nullptr || searching->empty()) {
-    selection_log_ = k_too_few;
-  } else if (selection_ != model::NO_SELECTION) {
+    search_.log = k_too_few;
+  } else if (search_.method != model::NO_SELECTION) {
     search_attributes(*t, *growing, *searching);
   }
   watch.stop();
@@ -56,10 +57,11 @@ void dtree::search_attributes(const table& t, const case_list& growing,
                              pruning_ != model::NO_PRUNING,
                              *attributes_};
   selection::found_attributes found = zel::util::parallel::with_workers([&] {
-    return selection::find_attributes(s, selection_, selection_delta_, selection_seconds_);
+    return selection::find_attributes(s, search_.method, search_.delta, search_.seconds);
   });
   *attributes_ = std::move(found.set);
-  selection_log_ = std::move(found.log);
+  search_.done = found.done;
+  search_.log = std::move(found.log);
 }
 
 }  // namespace orvik::impls

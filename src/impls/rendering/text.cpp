@@ -79,7 +79,7 @@ void decision_tree::toTEXT(const table& t, std::ostream& out, unsigned long dept
 
 void dtree::toTEXT(std::ostream& out, unsigned long depth) const {
   require_trees();
-  if (selected_by_ != model::NO_SELECTION) write_selected(*table_, *attributes_, out);
+  if (search_.made_by != model::NO_SELECTION) write_selected(*table_, *attributes_, out);
   out << '\n';
   if (ensemble_) {
     out << "DECISION FOREST (ntrees=" << trees_.size() << ')';

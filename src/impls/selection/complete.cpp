@@ -54,7 +54,7 @@ class complete_search {
 
   const search_cases& cases() const { return rater_.cases(); }
   best_by_size& best() { return best_; }
-  const work& done() const { return done_; }
+  const feature_search& done() const { return done_; }
 
   /// The tree of all attributes, however long it takes.
   rated_set rate_all() {
@@ -67,15 +67,15 @@ class complete_search {
   bool begin_step_by_step() {
     const bool in_time = search_forward(rater_).ended && search_backward(rater_).ended;
     for (const rated_set& each : rater_.known_least()) best_.offer(each);
-    done_.grown += rater_.account().grown;
-    done_.avoided += rater_.account().avoided;
-    done_.visits += rater_.account().visits;
+    done_.trees_grown += rater_.account().trees_grown;
+    done_.trees_avoided += rater_.account().trees_avoided;
+    done_.case_visits += rater_.account().case_visits;
     return in_time;
   }
 
   /// @return whether the pass came to its end. `acceptable` is for the smallest subset.
   bool run(pass what, unsigned long acceptable) {
-    done_.covered = 0;
+    done_.subsets_covered = 0;
     std::vector<subset_range> open{whole()};
     while (!open.empty()) {
       std::vector<subset_range> batch;
@@ -117,8 +117,8 @@ class complete_search {
 
   /// All subsets of the range are ruled out.
   void skip(const subset_range& range) {
-    ++done_.avoided;
-    done_.covered += std::ldexp(1.0, static_cast<int>(range.open.count()));
+    ++done_.trees_avoided;
+    done_.subsets_covered += std::ldexp(1.0, static_cast<int>(range.open.count()));
   }
 
   /// Grows the trees of the ranges and fills in `judged_`. @return false if the time was up.
@@ -131,7 +131,7 @@ class complete_search {
     }
     const unsigned long before = tree.visits();
     const bool grown = tree.grow(largest, limit);
-    done_.visits += tree.visits() - before;
+    done_.case_visits += tree.visits() - before;
     if (!grown) return false;
     judged_.assign(ranges.size(), {});
     zel::util::parallel::for_each_index(ranges.size(), [&](unsigned long i) {
@@ -143,16 +143,17 @@ class complete_search {
       result.least = of.least();
       result.rest = of.take_rest();
     });
-    for (const judged& each : judged_) done_.visits += each.visits;
-    done_.grown += ranges.size();
+    for (const judged& each : judged_) done_.case_visits += each.visits;
+    done_.trees_grown += ranges.size();
     return true;
   }
 
   void push_rest(const subset_range& range, judged& found, pass what,
                  std::vector<subset_range>& open) {
     best_.offer({found.least, found.errors});
-    if (what == EVERY_TREE && distinct_.insert(found.shape).second) ++done_.distinct;
-    done_.covered += std::ldexp(1.0, static_cast<int>(range.open.count() - found.rest.size()));
+    if (what == EVERY_TREE && distinct_.insert(found.shape).second) ++done_.trees_distinct;
+    done_.subsets_covered +=
+        std::ldexp(1.0, static_cast<int>(range.open.count() - found.rest.size()));
     std::ranges::move(found.rest, std::back_inserter(open));
   }
 
@@ -162,7 +163,7 @@ class complete_search {
   best_by_size best_;
   std::vector<judged> judged_;
   std::unordered_set<unsigned long> distinct_;  // shapes of trees
-  work done_;
+  feature_search done_;
 };
 
 /// Errors that are at most `delta` percentage points above the least.

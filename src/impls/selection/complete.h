@@ -15,7 +15,7 @@ struct complete_result {
   rated_set start;             // all attributes
   unsigned long least_errors;  // of any subset, as far as the search came
   bool proven;                 // no subset can be better
-  work done;
+  feature_search done;
 };
 
 /// The subset of the fewest errors by looking at all distinct trees, without a bound.

@@ -37,10 +37,10 @@ bool plain_evaluator::rate(std::span<rated_set> subsets) {
     visits[i] = tree.visits();
     subsets[i].errors = subset_tree(tree.root(), one[0], s_).errors(cases_, visits[i]);
   });
-  for (const unsigned long v : visits) work_.visits += v;
+  for (const unsigned long v : visits) work_.case_visits += v;
   if (!in_time) return false;
-  work_.grown += subsets.size();
-  work_.covered += static_cast<double>(subsets.size());
+  work_.trees_grown += subsets.size();
+  work_.subsets_covered += static_cast<double>(subsets.size());
   return true;
 }
 
@@ -57,20 +57,20 @@ bool sharing_evaluator::rate(std::span<rated_set> subsets) {
   for (const rated_set& each : subsets) {
     if (find_known(each.set) == nullptr) missing.push_back(each.set);
   }
-  work_.avoided += subsets.size() - missing.size();
+  work_.trees_avoided += subsets.size() - missing.size();
   for (std::size_t first = 0; first < missing.size(); first += k_batch) {
     const std::size_t n = std::min(k_batch, missing.size() - first);
     if (!rate_new(std::span(missing).subspan(first, n))) return false;
   }
   for (rated_set& each : subsets) each.errors = find_known(each.set)->errors;
-  work_.covered += static_cast<double>(subsets.size());
+  work_.subsets_covered += static_cast<double>(subsets.size());
   return true;
 }
 
 bool sharing_evaluator::rate_new(std::span<const attribute_set> subsets) {
   const unsigned long before = tree_.visits();
   const bool grown = tree_.grow(subsets, limit_);
-  work_.visits += tree_.visits() - before;
+  work_.case_visits += tree_.visits() - before;
   if (!grown) return false;
   std::vector<known_tree> made(subsets.size());
   std::vector<unsigned long> visits(subsets.size());
@@ -84,9 +84,9 @@ bool sharing_evaluator::rate_new(std::span<const attribute_set> subsets) {
     }
     made[i] = {least, subsets[i], tree.errors(cases_, visits[i])};
   });
-  for (const unsigned long v : visits) work_.visits += v;
+  for (const unsigned long v : visits) work_.case_visits += v;
   std::ranges::move(made, std::back_inserter(known_));
-  work_.grown += subsets.size();
+  work_.trees_grown += subsets.size();
   return true;
 }
 

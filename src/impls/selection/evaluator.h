@@ -6,17 +6,9 @@
 
 #include "impls/selection/search_tree.h"
 #include "impls/selection/subset_tree.h"
+#include "orvik/feature_search.h"
 
 namespace orvik::impls::selection {
-
-/// What a search did.
-struct work {
-  unsigned long grown = 0;     // trees whose tests were chosen, from the data or from descriptors
-  unsigned long avoided = 0;   // subsets whose tree was known or ruled out without that
-  unsigned long visits = 0;    // looks at a case: for an attribute measured, or down a split
-  double covered = 0;          // subsets whose errors are known or bounded
-  unsigned long distinct = 0;  // different trees met, by a search without a bound
-};
 
 /// Threads: one; it spreads its work over the workers. The result and the account are the same for
 /// any number of them.
@@ -30,7 +22,7 @@ class evaluator {
   const setting& what() const { return s_; }
   const search_cases& cases() const { return cases_; }
   const deadline& limit() const { return limit_; }
-  const work& account() const { return work_; }
+  const feature_search& account() const { return work_; }
 
   /// Fills in the errors, in units of the search cases, of each subset.
   /// @return false if the time was up before.
@@ -42,7 +34,7 @@ class evaluator {
   const setting& s_;
   search_cases cases_;
   deadline limit_;
-  work work_;
+  feature_search work_;
 };
 
 /// Grows each tree from the root, with nothing kept between them.

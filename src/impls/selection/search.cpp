@@ -17,6 +17,14 @@ void write_percent(std::ostream& out, const search_cases& cases, const rated_set
   out << 100 * cases.share(rated.errors) << "% with " << rated.set.count();
 }
 
+feature_search summed_up(feature_search done, const search_cases& cases, const rated_set& best,
+                         const rated_set& start, bool ended) {
+  done.error = cases.share(best.errors);
+  done.start_error = cases.share(start.errors);
+  done.ended = ended;
+  return done;
+}
+
 /// The lines that all searches have.
 void write_search(std::ostream& out, const char* name, const setting& s, const search_cases& cases,
                   const rated_set& best, const rated_set& start) {
@@ -26,9 +34,10 @@ void write_search(std::ostream& out, const char* name, const setting& s, const s
   write_percent(out, cases, start);
 }
 
-void write_work(std::ostream& out, const setting& s, const work& done) {
-  out << "\n + trees grown: " << done.grown << " avoided: " << done.avoided
-      << "\n + case visits: " << done.visits << "\n + subsets covered: " << done.covered << " of "
+void write_work(std::ostream& out, const setting& s, const feature_search& done) {
+  out << "\n + trees grown: " << done.trees_grown << " avoided: " << done.trees_avoided
+      << "\n + case visits: " << done.case_visits
+      << "\n + subsets covered: " << done.subsets_covered << " of "
       << std::ldexp(1.0, static_cast<int>(s.usable.count()));
 }
 
@@ -38,7 +47,8 @@ found_attributes result_of(const char* name, const evaluator& rater, const found
   write_search(out, name, s, rater.cases(), found.best, found.start);
   write_work(out, s, rater.account());
   if (!found.ended) out << '\n' << k_stopped;
-  return {found.best.set, rater.cases().share(found.best.errors), found.ended, rater.account(),
+  return {found.best.set,
+          summed_up(rater.account(), rater.cases(), found.best, found.start, found.ended),
           out.str()};
 }
 
@@ -48,9 +58,10 @@ found_attributes result_of(const char* name, const setting& s, const complete_re
   write_search(out, name, s, cases, found.best, found.start);
   out << "\n + least search error: " << 100 * cases.share(found.least_errors) << '%';
   write_work(out, s, found.done);
-  if (found.done.distinct > 0) out << "\n + distinct trees: " << found.done.distinct;
+  if (found.done.trees_distinct > 0) out << "\n + distinct trees: " << found.done.trees_distinct;
   out << '\n' << (found.proven ? k_proven : k_stopped);
-  return {found.best.set, cases.share(found.best.errors), found.proven, found.done, out.str()};
+  return {found.best.set, summed_up(found.done, cases, found.best, found.start, found.proven),
+          out.str()};
 }
 
 }  // namespace
@@ -76,7 +87,7 @@ found_attributes find_attributes(const setting& s, model::feature_selection meth
       return result_of("sequential backward elimination", rater, search_backward(rater));
     }
     default:
-      return {s.usable, 0, true, {}, ""};
+      return {s.usable, {}, ""};
   }
 }
 

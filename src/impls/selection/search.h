@@ -3,18 +3,16 @@
 
 #include <string>
 
-#include "impls/selection/evaluator.h"
 #include "impls/selection/setting.h"
 #include "orvik/enums.h"
+#include "orvik/feature_search.h"
 
 namespace orvik::impls::selection {
 
 struct found_attributes {
   attribute_set set;
-  double error;  // of T(set) on the search cases
-  bool ended;    // false: the time was up, and the set is the best so far
-  work done;
-  std::string log;  // what was done, a line each, without an end of the last line
+  feature_search done;
+  std::string log;  // of the same, a line each, without an end of the last line
 };
 
 /// Which attributes `method` finds. `delta`, in percentage points, is for the acceptable subset:

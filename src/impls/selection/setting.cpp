@@ -1,7 +1,9 @@
 #include "impls/selection/setting.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <limits>
 
 namespace orvik::impls::selection {
 
@@ -19,7 +21,10 @@ search_cases::search_cases(const setting& s) {
   units_.reserve(n);
   double sum = 0;
   for (const auto& each : s.searching) sum += each.second;
-  const int scale = sum > 0 ? k_unit_bits - 1 - std::ilogb(sum) : 0;
+  // Weights of any size are finite, their sum need not be.
+  const double bounded = std::min(sum, std::numeric_limits<double>::max());
+  const int spare = std::isfinite(sum) ? 0 : static_cast<int>(std::bit_width(n));
+  const int scale = sum > 0 ? k_unit_bits - 1 - std::ilogb(bounded) - spare : 0;
   for (const auto& [row, weight] : s.searching) {
     rows_.push_back(row);
     classes_.push_back(static_cast<class_t>(s.t.class_column().get_row_index(row)));

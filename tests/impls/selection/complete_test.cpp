@@ -38,9 +38,9 @@ TEST(complete_selection, finds_what_trying_every_subset_finds) {
       const rated_set& best = *std::ranges::min_element(all, is_better);
       const found_attributes found = find_attributes(s, model::EXHAUSTIVE, 0, 0);
       EXPECT_EQ(found.set.toCSV(), best.set.toCSV()) << p.seed << ' ' << type;
-      EXPECT_EQ(found.error, cases.share(best.errors));
-      EXPECT_EQ(found.done.covered, static_cast<double>(all.size()));
-      EXPECT_LT(found.done.grown, all.size());
+      EXPECT_EQ(found.done.error, cases.share(best.errors));
+      EXPECT_EQ(found.done.subsets_covered, static_cast<double>(all.size()));
+      EXPECT_LT(found.done.trees_grown, all.size());
 
       for (const double delta : {-1.0, 0.0, 2.0, 10.0, 100.0}) {
         const double more = std::max(delta, 0.0) / 100 * static_cast<double>(cases.total());
@@ -49,8 +49,8 @@ TEST(complete_selection, finds_what_trying_every_subset_finds) {
         const found_attributes within = find_attributes(s, model::ACCEPTABLE_SUBSET, delta, 0);
         EXPECT_EQ(within.set.toCSV(), expected.set.toCSV())
             << p.seed << ' ' << type << ' ' << delta;
-        EXPECT_EQ(within.error, cases.share(expected.errors));
-        EXPECT_EQ(within.done.covered, static_cast<double>(all.size()));
+        EXPECT_EQ(within.done.error, cases.share(expected.errors));
+        EXPECT_EQ(within.done.subsets_covered, static_cast<double>(all.size()));
       }
     }
   }
@@ -76,7 +76,7 @@ TEST(complete_selection, meets_trees_as_often_as_they_differ) {
     }
     std::ranges::sort(trees);
     const auto n = static_cast<unsigned long>(std::ranges::unique(trees).begin() - trees.begin());
-    EXPECT_EQ(find_attributes(s, model::EXHAUSTIVE, 0, 0).done.distinct, n) << type;
+    EXPECT_EQ(find_attributes(s, model::EXHAUSTIVE, 0, 0).done.trees_distinct, n) << type;
   }
 }
 
@@ -100,7 +100,7 @@ TEST(complete_selection, tells_what_it_has_not_proven) {
   const setting s = data.setting(model::GAIN_RATIO, /*preprune=*/true);
   for (const auto method : {model::EXHAUSTIVE, model::ACCEPTABLE_SUBSET}) {
     const found_attributes found = find_attributes(s, method, 0, 1e-9);
-    EXPECT_FALSE(found.ended);
+    EXPECT_FALSE(found.done.ended);
     EXPECT_NE(found.log.find("not proven"), std::string::npos) << found.log;
   }
 }

@@ -40,8 +40,8 @@ TEST(sequential_selection, goes_where_the_errors_of_all_subsets_lead) {
       for (const auto& row : rows) {
         const found_attributes found = find_attributes(s, row.method, 0, 0);
         EXPECT_EQ(found.set.toCSV(), row.expected.set.toCSV()) << seed << ' ' << type;
-        EXPECT_EQ(found.error, cases.share(row.expected.errors));
-        EXPECT_TRUE(found.ended);
+        EXPECT_EQ(found.done.error, cases.share(row.expected.errors));
+        EXPECT_TRUE(found.done.ended);
       }
     }
   }
@@ -55,7 +55,7 @@ TEST(sequential_selection, eliminates_alike_from_many_attributes) {
       const found_attributes plain = find_attributes(s, model::BACKWARD, 0, 0);
       const found_attributes shared = find_attributes(s, model::OPTIMISED_BACKWARD, 0, 0);
       EXPECT_EQ(shared.set.toCSV(), plain.set.toCSV()) << seed << ' ' << type;
-      EXPECT_EQ(shared.error, plain.error);
+      EXPECT_EQ(shared.done.error, plain.done.error);
       EXPECT_LT(plain.set.count(), 16);
     }
   }
@@ -106,7 +106,7 @@ TEST(sequential_selection, stops_at_its_best_when_the_time_is_up) {
   const setting s = data.setting(model::GAIN_RATIO, /*preprune=*/true);
   for (const auto method : {model::FORWARD, model::BACKWARD, model::OPTIMISED_BACKWARD}) {
     const found_attributes found = find_attributes(s, method, 0, 1e-9);
-    EXPECT_FALSE(found.ended);
+    EXPECT_FALSE(found.done.ended);
     EXPECT_EQ(found.set.count(), method == model::FORWARD ? 0 : 12);
     EXPECT_NE(found.log.find("not proven"), std::string::npos) << found.log;
   }
