@@ -9,7 +9,7 @@ declare -gA _orvcmd_takes=(
   [-np]='' [-npp]='' [-c]=number
   [-ebp]='' [-ebpg]='' [-ebpa]='' [-pep]='' [-pepg]='' [-pepa]=''
   [-rep]='' [-repg]='' [-repa]='' [-mep]='' [-mepg]='' [-mepa]=''
-  [-as]=number [-sfs]='' [-sbe]='' [-dtsbe]=''
+  [-as]=number [-fslimit]=number [-sfs]='' [-sbe]='' [-dtsbe]=''
   [-ba]=number [-fo]=number
   [-h]=number [-hf]=number [-hs]=number [-hd]=number [-cv]='number number'
   [-l]=file [-nl]='' [-lstd]='' [-t]=file [-tstd]='' [-oerr]='' [-imp]=''

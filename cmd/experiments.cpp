@@ -1,5 +1,6 @@
 #include "experiments.h"
 
+#include <cmath>
 #include <stdexcept>
 
 #include "side_sets.h"
@@ -14,8 +15,8 @@ using orvik::table;
 using subset_ptr = std::unique_ptr<table::subset>;
 
 constexpr char k_header[] = "ds\tfold\ttype\tsize\tleaves\tdepth\tadepth\ttime\terror\tite";
-constexpr char k_needs_folds[] = "Option -sdm2012 needs -cv with at least one fold";
-constexpr char k_many_folds[] = "Cross validation <n> must not exceed the number of rows";
+constexpr char k_needs_folds[] = " needs -cv with at least one fold";
+constexpr char k_needs_weights[] = "Option -as2018 needs <x> and <y> above 0";
 
 constexpr int k_first_pruning = static_cast<int>(orvik::model::EBP);
 
@@ -81,22 +82,25 @@ void run_fold(const fold& f) {
 }  // namespace
 
 void require_experiment(const options& opt) {
-  if (opt.sdm2012 && opt.cv_folds < 1) throw std::runtime_error(k_needs_folds);
+  if (!opt.sdm2012 && !opt.as2018) return;
+  const std::string option = opt.sdm2012 ? "-sdm2012" : "-as2018";
+  if (opt.cv_folds < 1) throw std::runtime_error("Option " + option + k_needs_folds);
+  if (opt.sdm2012) return;
+  for (const double bound : {opt.as2018_x, opt.as2018_y}) {
+    if (!(std::isfinite(bound) && bound > 0)) throw std::runtime_error(k_needs_weights);
+  }
+  require_deltas(opt);
 }
 
 training exp_sdm2012(table* t, const options& opt, std::ostream* log) {
   require_experiment(opt);
   const auto k = static_cast<unsigned long>(opt.cv_folds);
-  if (k > t->get_no_rows()) throw std::runtime_error(k_many_folds);
+  const subset_ptr all = stratified_folds(t, opt);
   if (log != nullptr) *log << '\n' << k_header << '\n';
-  const subset_ptr all(t->get_wsubset_all());
-  all->stratify_cross(k, t, true);
   for (unsigned long i = 0; i < k; ++i) {
-    const unsigned long begin = all->fold_begin(k, i);
-    const unsigned long length = all->fold_end(k, i) - begin;
-    run_fold({t, opt, opt.exp_id * opt.cv_folds + static_cast<long>(i),
-              subset_ptr(all->select(begin, length, false)),
-              subset_ptr(all->select(begin, length, true)), log});
+    fold_parts parts = take_fold(*all, k, i);
+    run_fold({t, opt, opt.exp_id * opt.cv_folds + static_cast<long>(i), std::move(parts.test),
+              std::move(parts.train), log});
   }
   return {};
 }

@@ -17,4 +17,15 @@ void require_experiment(const options& opt);
 /// Throws std::runtime_error for more folds than rows. @return no model.
 training exp_sdm2012(orvik::table* t, const options& opt, std::ostream* log);
 
+/// Throws std::runtime_error unless every delta of "-as2018" is -1 or at least 0.
+void require_deltas(const options& opt);
+
+/// Compares models on acceptable subsets, on the subset of an exhaustive search (tables of at most
+/// 20 attributes) and, where the options have one, forests on all attributes and on the acceptable
+/// ones: a line for every fold of one cross-validation, every minimum weight from as2018_x,
+/// doubling up to as2018_y, and every delta of as2018_arg. The fold numbers go on from
+/// exp_id x 10. Sets `reserved_limit` to 0. Throws std::runtime_error for more folds than rows.
+/// @return no model.
+training exp_as2018(orvik::table* t, options& opt, std::ostream* log);
+
 }  // namespace orvcmd

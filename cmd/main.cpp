@@ -16,7 +16,7 @@ namespace {
 using namespace orvcmd;
 
 /// The run after its outputs are open; what it owns is gone before they are closed.
-void train_and_save(const options& opt, outputs& out) {
+void train_and_save(options& opt, outputs& out) {
   std::unique_ptr<orvik::table> table;
   _cv_errors errors{};
   training result;
@@ -24,8 +24,9 @@ void train_and_save(const options& opt, outputs& out) {
     result.model = load_tree(opt, out.log());
   } else {
     table = load_save_table(opt, out.log());
-    result = opt.sdm2012 ? exp_sdm2012(table.get(), opt, out.log())
-                         : buildtree(opt, table.get(), errors, out.log(), out.trace());
+    result = opt.sdm2012  ? exp_sdm2012(table.get(), opt, out.log())
+             : opt.as2018 ? exp_as2018(table.get(), opt, out.log())
+                          : buildtree(opt, table.get(), errors, out.log(), out.trace());
   }
   if (result.model) {
     write_documents(*result.model, out.pmml(), out.json());
@@ -36,8 +37,7 @@ void train_and_save(const options& opt, outputs& out) {
 }
 
 void run(int argc, char** argv) {
-  const options opt(argc, argv);
-  refuse_unavailable(opt);
+  options opt(argc, argv);
   require_table_if_needed(opt);
   require_experiment(opt);
   outputs out(opt);

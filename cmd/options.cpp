@@ -31,6 +31,7 @@ constexpr char k_trees_range[] = "No trees must be at least 1";
 constexpr char k_holdout_range[] = "Holdout must be in (0,100)";
 constexpr char k_delta_range[] = "<delta> must >= 0";
 constexpr char k_workers_range[] = "in -tt, <n> must be in >= 0";
+constexpr char k_limit_range[] = "in -fslimit, <seconds> must be > 0";
 constexpr char k_seed_range[] = "in -seed, <n> must be a whole number from 0 to ";
 
 early_end argument_expected(std::string_view option) {
@@ -168,6 +169,11 @@ void set_acceptable_subset(options& opt, arguments& args) {
   opt.feature_selection = model::ACCEPTABLE_SUBSET;
 }
 
+void set_selection_limit(options& opt, arguments& args) {
+  opt.fs_limit = args.next_real();
+  require(opt.fs_limit > 0, k_limit_range);
+}
+
 std::uint64_t workers_or_default(long n) {
   return n == 0 ? orvik::get_n_workers() : static_cast<std::uint64_t>(n);
 }
@@ -245,6 +251,7 @@ constexpr option_row k_options[] = {
     {"-sbe", set_to<&options::feature_selection, model::BACKWARD>},
     {"-dtsbe", set_to<&options::feature_selection, model::OPTIMISED_BACKWARD>},
     {"-as", set_acceptable_subset},
+    {"-fslimit", set_selection_limit},
     {"-db", set_file<&options::binary_data_output>},
     {"-tb", set_file<&options::tree_binary_output>},
     {"-l", set_file<&options::log_file>},

@@ -84,6 +84,7 @@ class options {
   std::int32_t exp_id = 0;
   std::int32_t feature_selection = orvik::model::NO_SELECTION;
   double as_delta = 1.0;  ///< -1 or at least 0
+  double fs_limit = 0;    ///< seconds; 0: a search for attributes takes its time
   bool as2018 = false;
   const char* as2018_arg = nullptr;  ///< borrowed from the command line
   double as2018_x = 0;
@@ -100,8 +101,5 @@ std::string usage_text(std::string_view banner, unsigned long n_workers);
 
 /// Every option that a command line may hold, in the order in which its words are compared.
 std::vector<std::string_view> option_names();
-
-/// Throws std::runtime_error, naming the option, if `opt` asks for what this version cannot do.
-void refuse_unavailable(const options& opt);
 
 }  // namespace orvcmd

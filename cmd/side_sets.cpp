@@ -1,6 +1,15 @@
 #include "side_sets.h"
 
+#include <algorithm>
+#include <stdexcept>
+
 namespace orvcmd {
+
+namespace {
+
+constexpr char k_many_folds[] = "Cross validation <n> must not exceed the number of rows";
+
+}  // namespace
 
 bool prunes_on_side_set(int pruning) {
   return pruning >= static_cast<int>(orvik::model::REP) &&
@@ -12,6 +21,27 @@ side_sets split_classes(orvik::table* t, orvik::table::subset& cases, double fra
   using subset_ptr = std::unique_ptr<orvik::table::subset>;
   const unsigned long n = cases.stratify_frac(fraction, t, random);
   return {subset_ptr(cases.select(0, n, false)), subset_ptr(cases.select(0, n, true))};
+}
+
+std::unique_ptr<orvik::table::subset> stratified_folds(orvik::table* t, const options& opt) {
+  const auto k = static_cast<unsigned long>(opt.cv_folds);
+  if (k > t->get_no_rows()) throw std::runtime_error(k_many_folds);
+  std::unique_ptr<orvik::table::subset> all(t->get_wsubset_all());
+  all->stratify_cross(k, t, true);
+  return all;
+}
+
+fold_parts take_fold(orvik::table::subset& all, unsigned long k, unsigned long i) {
+  const unsigned long begin = all.fold_begin(k, i);
+  const unsigned long length = all.fold_end(k, i) - begin;
+  fold_parts parts;
+  parts.test.reset(all.select(begin, length, false));
+  parts.train.reset(all.select(begin, length, true));
+  return parts;
+}
+
+unsigned long items_of(const std::string& list) {
+  return list.empty() ? 0 : 1 + static_cast<unsigned long>(std::ranges::count(list, ','));
 }
 
 }  // namespace orvcmd

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
+#include "options.h"
 #include "orvik/orvik.h"
 
 namespace orvcmd {
@@ -20,5 +22,19 @@ bool prunes_on_side_set(int pruning);
 /// Takes `fraction` of the cases of every class as the first set, drawn if `random`. Reorders
 /// `cases`.
 side_sets split_classes(orvik::table* t, orvik::table::subset& cases, double fraction, bool random);
+
+/// All rows, in an order whose folds have the classes in even shares, drawn.
+/// Throws std::runtime_error for more folds than rows.
+std::unique_ptr<orvik::table::subset> stratified_folds(orvik::table* t, const options& opt);
+
+struct fold_parts {
+  std::unique_ptr<orvik::table::subset> test, train;
+};
+
+/// Fold i of k, and the other cases.
+fold_parts take_fold(orvik::table::subset& all, unsigned long k, unsigned long i);
+
+/// The items of a list with "," between them.
+unsigned long items_of(const std::string& list);
 
 }  // namespace orvcmd

@@ -1,8 +1,10 @@
 // The scalability trace: one operation repeated with growing numbers of workers.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <ostream>
+#include <string_view>
 
 #include "driver.h"
 
@@ -14,10 +16,10 @@ unsigned long next_workers(unsigned long w);
 /// Writes the header of the tab-separated trace.
 void begin_trace(std::ostream& trace);
 
-/// Builds a fresh copy of `model` on `cases` with every number of workers of the options, a line
-/// each. @return the last copy.
-std::unique_ptr<orvik::dtree> trace_build(const options& opt, orvik::table* t,
-                                          orvik::table::subset* cases, const orvik::dtree& model,
-                                          std::ostream& trace);
+/// Runs `operation`, which returns its seconds, on a fresh copy of `model` with every number of
+/// workers of the options, a line each under `name`. @return the last copy.
+std::unique_ptr<orvik::dtree> trace_operation(
+    const options& opt, std::string_view name, const orvik::dtree& model, std::ostream& trace,
+    const std::function<double(orvik::dtree&)>& operation);
 
 }  // namespace orvcmd

@@ -4,6 +4,7 @@
 #include "cross_validation.h"
 #include "driver.h"
 #include "log.h"
+#include "selection.h"
 #include "side_sets.h"
 #include "trace.h"
 #include "zel/util/progress.h"
@@ -86,12 +87,16 @@ void grow(const options& opt, table* t, table::subset* cases, std::unique_ptr<dt
                              many ? static_cast<unsigned long>(opt.n_trees) : 0);
   const bool preprune = opt.pruning != static_cast<int>(orvik::model::NO_PRUNING);
   model->set_pruning_strategy(preprune ? orvik::model::PRE_PRUNING_ONLY : orvik::model::NO_PRUNING);
-  if (trace != nullptr) begin_trace(*trace);
+  model->set_fs(orvik::model::NO_SELECTION, 0);  // it was made, if at all
   if (trace != nullptr && opt.trace_min_workers == 1) {
-    model = trace_build(opt, t, cases, *model, *trace);
+    model = trace_operation(opt, "build", *model, *trace, [&](dtree& copy) {
+      copy.build(t, cases);
+      return copy.get_elapsed();
+    });
   } else {
     model->build(t, cases);
   }
+  model->set_fs(static_cast<dtree::_FeatureSelection>(opt.feature_selection), opt.as_delta);
   log_line(log, " + tree(s) built");
   log_measures(log, *model);
   log_oob_error(log, t, *model);
@@ -128,11 +133,14 @@ training buildtree(const options& opt, table* t, _cv_errors& errors, std::ostrea
                    std::ostream* trace) {
   parts split = split_holdout(opt, t);
   std::unique_ptr<dtree> model = make_model(opt, *t);
+  if (trace != nullptr) begin_trace(*trace);
+  select_attributes(opt, t, *split.train, model, log, trace);
   const side_sets sets = set_aside(opt, t, *split.train, log, /*random=*/trace == nullptr);
   table::subset* const cases = sets.grow ? sets.grow.get() : split.train.get();
   grow(opt, t, cases, model, log, trace);
   prune(opt, t, *model, sets.held.get(), log);
   model->set_training_cm(t, cases);
+  log_unseen_error(opt, t, *model, split.holdout.get(), log);
   if (opt.cv_folds > 0) cross_validate(opt, t, *model, errors, log);
   return {std::move(model), std::move(split.holdout)};
 }

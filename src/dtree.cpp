@@ -50,12 +50,17 @@ void dtree::set_pruning_strategy(_PruningStrategy strategy) {
 }
 void dtree::set_split_type(_SplitType type) { impl_->set_split_type(type); }
 void dtree::set_fs(_FeatureSelection method, double delta) { impl_->set_fs(method, delta); }
+void dtree::set_fs_limit(double seconds) { impl_->set_fs_limit(seconds); }
 void dtree::set_forest(bool forest, bool bagging, unsigned long n) {
   impl_->set_forest(forest, bagging, n);
 }
 void dtree::set_min_obj(double m) { impl_->set_min_obj(m); }
 void dtree::set_max_depth(unsigned long depth) { impl_->set_max_depth(depth); }
 void dtree::set_conf_level(double level) { impl_->set_conf_level(level); }
+
+void dtree::feature_selection(table* t, table::subset* train, table::subset* test) {
+  impl_->feature_selection(impl_of(t), impl_of(train), impl_of(test));
+}
 
 void dtree::build(table* t, table::subset* cases) {
   const std::unique_ptr<table::subset> all = all_instead_of(t, cases);
@@ -130,6 +135,8 @@ unsigned long dtree::nfeatures() const { return impl_->nfeatures(); }
 std::string dtree::attributes(table* t) const {
   return impl_->get_attributes(required(t, k_no_attributes));
 }
+feature_search dtree::get_search() const { return impl_->get_search(); }
+std::string dtree::get_as_logs() const { return impl_->get_as_logs(); }
 void dtree::toTEXT(std::ostream& out) const { impl_->toTEXT(out, 0); }
 void dtree::toDOT(std::ostream& out) const { impl_->toDOT(out); }
 void dtree::toXML(std::ostream& out, const conf_matrix* test) const {

@@ -9,6 +9,7 @@
 
 #include "orvik/conf_matrix.h"
 #include "orvik/enums.h"
+#include "orvik/feature_search.h"
 #include "orvik/importance.h"
 #include "orvik/table.h"
 
@@ -38,6 +39,8 @@ class dtree {
   void set_split_type(_SplitType type);
   /// `delta` counts only for the acceptable subset.
   void set_fs(_FeatureSelection method, double delta);
+  /// Seconds after which a search for attributes ends with the best it has; 0, the default: none.
+  void set_fs_limit(double seconds);
   /// Throws std::runtime_error when neither flag is set and n is not 1, or one is and n is 0.
   void set_forest(bool forest, bool bagging, unsigned long n);
   /// Least weight of two branches of a split, above 0; by default 2.
@@ -47,8 +50,14 @@ class dtree {
   /// Of error-based pruning, in (0, 1]; by default 0.25.
   void set_conf_level(double level);
 
-  /// Grows the model on the cases (null: all rows) and prunes it with its strategy. The table
-  /// and the cases are not needed afterwards.
+  /// Searches the attributes that the next builds use by the method of set_fs(), and drops the
+  /// trees there are; without a method these are all attributes. The trees of the search are grown
+  /// on `train` (null: all rows) and judged on `test` (null: 30 % of the others, drawn from each
+  /// class). Throws std::runtime_error without a table or without cases.
+  void feature_selection(table* t, table::subset* train, table::subset* test);
+  /// Grows the model on the cases (null: all rows) and prunes it with its strategy. Where set_fs()
+  /// asks for it, the attributes are searched first, on the same cases. The table and the cases
+  /// are not needed afterwards.
   void build(table* t, table::subset* cases);
   /// Prunes the model as built; `t` is the table it was built on. `cases` are the pruning
   /// cases of the strategies that prune on separate cases; null: the cases it was built on.
@@ -103,17 +112,20 @@ class dtree {
   /// What the trees owe to each usable attribute, by descending gain, then by attribute.
   std::vector<attribute_importance> get_importance(table* t) const;
 
-  /// Seconds of the last build(), or of the last prune().
+  /// Seconds of the last build(), prune() or feature_selection().
   double get_elapsed() const;
   /// Nodes, leaves and levels; sum of the leaves' levels below the root.
   unsigned long size() const;
   unsigned long leaves() const;
   unsigned long depth() const;
   double epl() const;
-  /// Number of attributes tested.
+  /// Number of attributes tested; without trees, of those that a search found.
   unsigned long nfeatures() const;
   /// Numbers of the usable attributes, separated by ",".
   std::string attributes(table* t) const;
+  /// What the last search for attributes did; as text a line each, empty before any.
+  feature_search get_search() const;
+  std::string get_as_logs() const;
 
   // Renderings; docs/formats.md describes them. Each throws std::runtime_error before a build.
 

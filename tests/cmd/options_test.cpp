@@ -80,6 +80,7 @@ TEST(command_line, fills_the_record) {
       {{"-as", "-1"}, [](auto& o) { return o.feature_selection == 1 && o.as_delta == -1; }},
       {{"-as", "0", "-sfs"}, [](auto& o) { return o.feature_selection == 3 && o.as_delta == 0; }},
       {{"-dtsbe"}, [](auto& o) { return o.feature_selection == 4; }},
+      {{"-fslimit", "0.5"}, [](auto& o) { return o.fs_limit == 0.5; }},
       {{"-sbe"}, [](auto& o) { return o.feature_selection == 5; }},
       {{"-nl", "-tstd", "-xstd", "-dstd"},
        [](auto& o) { return !o.log_stdout && o.text_stdout && o.xml_stdout && o.dot_stdout; }},
@@ -204,25 +205,6 @@ TEST(command_line, asking_for_help_wins_over_what_follows_only) {
   EXPECT_EQ(end_of({"--help", "-q"}).status, 0);
   EXPECT_EQ(end_of({"--help", "-q"}).text, end_of({}).text);
   EXPECT_EQ(end_of({"-m", "0", "--help"}).status, 255);
-}
-
-TEST(availability, is_decided_by_the_options_in_force) {
-  EXPECT_NO_THROW(refuse_unavailable(parse({"-f", "d", "-hs", "70", "-t", "t", "-seed", "1"})));
-}
-
-// A row that goes away as its feature arrives.
-TEST(availability, names_the_option_that_cannot_be_used) {
-  const words rows[] = {
-      {"-sfs"}, {"-sbe"}, {"-dtsbe"}, {"-as", "1"}, {"-as2018", "a", "1", "2", "3"}};
-  for (const words& line : rows) {
-    try {
-      refuse_unavailable(parse(line));
-      ADD_FAILURE() << line[0] << " was accepted";
-    } catch (const std::runtime_error& error) {
-      EXPECT_EQ(error.what(),
-                "Option " + std::string(line[0]) + " is not available in this version");
-    }
-  }
 }
 
 }  // namespace

@@ -25,21 +25,6 @@ constexpr char k_no_training[] = "no training provided to build the tree";
 using zel::util::draw;
 using zel::util::draw_seed;
 
-constexpr double k_growing_share = 0.7;  // of the cases, where some are kept for pruning
-
-struct parts {
-  std::unique_ptr<case_list> grow, prune;
-};
-
-/// Draws both parts from each class; no parts where one would be empty.
-parts split_for_pruning(const table& t, const case_list& cases) {
-  case_list drawn(cases);
-  const unsigned long n = stratify_frac(drawn, k_growing_share, t, /*random=*/true);
-  if (n == 0 || n == drawn.size()) return {};
-  return {std::unique_ptr<case_list>(drawn.select(0, n, false)),
-          std::unique_ptr<case_list>(drawn.select(0, n, true))};
-}
-
 }  // namespace
 
 void dtree::build(const table* t, const case_list* cases) {
@@ -48,18 +33,27 @@ void dtree::build(const table* t, const case_list* cases) {
   zel::util::cronos watch;
   watch.start();
   training_cm_.reset();
+  if (search_.method != model::NO_SELECTION) feature_selection(t, cases, nullptr);
   table_ = t->clone(/*schema_only=*/true);
   if (!attributes_ || attributes_->size() != t->n_attributes()) {
     attributes_ = std::make_unique<zel::adt::bitmap>(default_features(*t));
+    search_.made_by = model::NO_SELECTION;
   }
-  parts split;
-  if (pruning::needs_separate_cases(pruning_)) split = split_for_pruning(*t, *cases);
-  cases_ = training_cases(split.grow ? *split.grow : *cases);
-  split.grow.reset();  // the model's copy is smaller
+  case_parts split;
+  if (pruning::needs_separate_cases(pruning_)) split = split_by_class(*t, *cases);
+  cases_ = training_cases(split.first ? *split.first : *cases);
+  split.first.reset();  // the model's copy is smaller
   grow_trees(*t);
-  prune(t, split.prune.get());
+  prune(t, split.rest.get());
   watch.stop();
   elapsed_ = watch.get_elapsed();
+}
+
+/// What goes with the trees goes too.
+void dtree::drop_trees() {
+  trees_.clear();
+  cases_ = training_cases();
+  seeds_.clear();
 }
 
 void dtree::grow_trees(const table& t) {

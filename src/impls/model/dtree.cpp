@@ -21,8 +21,7 @@ std::unique_ptr<dtree> dtree::clone(bool parameters_only) const {
   copy->ensemble_ = ensemble_;
   copy->bagging_only_ = bagging_only_;
   copy->n_trees_ = n_trees_;
-  copy->selection_ = selection_;
-  copy->selection_delta_ = selection_delta_;
+  copy->search_ = search_;
   if (attributes_) copy->attributes_ = std::make_unique<zel::adt::bitmap>(*attributes_);
   if (parameters_only) return copy;
 
@@ -48,8 +47,12 @@ void dtree::set_conf_level(double level) {
 }
 
 void dtree::set_fs(_FeatureSelection method, double delta) {
-  selection_ = method;
-  if (method == model::ACCEPTABLE_SUBSET) selection_delta_ = delta;
+  search_.method = method;
+  if (method == model::ACCEPTABLE_SUBSET) search_.delta = delta;
+}
+
+void dtree::set_fs_limit(double seconds) {
+  if (seconds >= 0) search_.seconds = seconds;
 }
 
 void dtree::set_forest(bool forest, bool bagging, unsigned long n) {
@@ -57,9 +60,7 @@ void dtree::set_forest(bool forest, bool bagging, unsigned long n) {
   if (ensemble ? n == 0 : n != 1) throw std::runtime_error(k_forest);
   ensemble_ = ensemble;
   bagging_only_ = bagging && !forest;
-  trees_.clear();
-  cases_ = training_cases();
-  seeds_.clear();
+  drop_trees();
   n_trees_ = n;
 }
 
@@ -97,7 +98,7 @@ double dtree::epl() const {
 }
 
 unsigned long dtree::nfeatures() const {
-  if (!table_) return 0;
+  if (trees_.empty()) return search_.made_by == model::NO_SELECTION ? 0 : attributes_->count();
   zel::adt::bitmap used;
   used.resize(table_->n_attributes());
   for (const auto& tree : trees_) tree->set_used_atts(used);

@@ -14,6 +14,7 @@
 #include "impls/evaluation/batch_predictor.h"
 #include "impls/evaluation/conf_matrix.h"
 #include "impls/evaluation/row_coder.h"
+#include "impls/model/attribute_search.h"
 #include "impls/model/training_cases.h"
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
@@ -46,6 +47,8 @@ class dtree : private zel::util::nocopy {
   void set_conf_level(double level);
   /// `delta` counts only for the acceptable subset.
   void set_fs(_FeatureSelection method, double delta);
+  /// Seconds after which a search for attributes ends with the best so far; 0: no limit.
+  void set_fs_limit(double seconds);
   /// Throws std::runtime_error for a number of trees that does not fit the flags. Drops the
   /// trees there are.
   void set_forest(bool forest, bool bagging, unsigned long n);
@@ -53,8 +56,14 @@ class dtree : private zel::util::nocopy {
   /// Every attribute of `t` but the ignored ones.
   static zel::adt::bitmap default_features(const table& t);
 
-  /// Grows the model on `cases` and prunes it with its strategy; one that prunes on separate
-  /// cases gets 30 % of them, drawn from each class, and the trees are grown on the others.
+  /// Searches, by the method of set_fs(), the attributes that the next builds use (without one:
+  /// all) and drops the trees. Trees are grown on `growing` (null: all rows) and judged on
+  /// `searching` (null: 30 % of the others, by class). Throws std::runtime_error without a table or
+  /// cases.
+  void feature_selection(const table* t, const case_list* growing, const case_list* searching);
+  /// Grows the model on `cases`, with attributes searched on them where set_fs() asks for it, and
+  /// prunes it with its strategy; one that prunes on separate cases gets 30 % of them, drawn from
+  /// each class, and the trees are grown on the others.
   /// Throws std::runtime_error without a table or without cases.
   void build(const table* t, const case_list* cases);
   /// Prunes every tree. `t` holds the rows it was grown on. `prune_cases` (null: the training
@@ -125,11 +134,14 @@ class dtree : private zel::util::nocopy {
   unsigned long leaves() const;
   unsigned long depth() const;
   double epl() const;
-  /// Number of attributes that a tree tests.
+  /// Number of attributes that a tree tests; without trees, of those that a search found.
   unsigned long nfeatures() const;
   /// The usable attributes as their numbers, separated by ",".
   std::string get_attributes(const table& t) const;
-  /// Seconds of the last build, of the pruning alone after prune().
+  /// What the last search for attributes did; as text a line each, empty before any.
+  const feature_search& get_search() const { return search_.done; }
+  const std::string& get_as_logs() const { return search_.log; }
+  /// Seconds of the last build(), prune() or feature_selection().
   double get_elapsed() const { return elapsed_; }
 
   // Renderings. Each throws std::runtime_error before the first build.
@@ -154,6 +166,8 @@ class dtree : private zel::util::nocopy {
   void check_read() const;
   void require_trees() const;
   batch_predictor make_predictor(const table& t) const;
+  void search_attributes(const table& t, const case_list& growing, const case_list& searching);
+  void drop_trees();
   void grow_trees(const table& t);
   std::unique_ptr<decision_tree> grow_tree(const growing_plan& plan, unsigned long i) const;
   void prune_tree(const table& t, unsigned long i, const case_list* prune_cases) const;
@@ -178,8 +192,7 @@ class dtree : private zel::util::nocopy {
   std::vector<std::unique_ptr<decision_tree>> trees_;
   training_cases cases_;              // what the trees were grown on, or drawn from
   std::vector<unsigned long> seeds_;  // of an ensemble's draws, by tree
-  _FeatureSelection selection_ = model::NO_SELECTION;
-  double selection_delta_ = 1.0;
+  attribute_search search_;
   double elapsed_ = 0;
 };
 

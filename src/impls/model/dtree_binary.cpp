@@ -14,6 +14,7 @@ namespace {
 constexpr char k_bad_parameter[] = "a parameter of the model is out of range";
 constexpr char k_no_table[] = "trees without a table";
 constexpr char k_bad_trees[] = "a wrong number of trees";
+constexpr char k_no_attributes[] = "a feature selection without attributes";
 constexpr char k_bad_attributes[] = "usable attributes of another table";
 constexpr char k_bad_matrix[] = "a confusion matrix of other classes";
 
@@ -64,7 +65,7 @@ bool fits(const conf_matrix& matrix, const table& t) {
 void dtree::bin_out(obinstream& out) const {
   out << max_depth_ << bagging_only_ << training_cm_.get() << elapsed_;
   write_bits(out, attributes_.get());
-  out << ensemble_ << static_cast<unsigned int>(selection_) << name_
+  out << ensemble_ << static_cast<unsigned int>(search_.made_by) << name_
       << static_cast<unsigned long>(trees_.size()) << conf_level_ << min_obj_
       << static_cast<unsigned int>(pruning_) << static_cast<unsigned int>(split_type_)
       << table_.get();
@@ -79,7 +80,8 @@ void dtree::bin_in(ibinstream& in) {
   in >> elapsed_;
   attributes_ = read_bits(in);
   in >> ensemble_;
-  selection_ = read_enum<_FeatureSelection>(in, model::N_FEATURE_SELECTIONS);
+  search_.made_by = read_enum<_FeatureSelection>(in, model::N_FEATURE_SELECTIONS);
+  search_.method = search_.made_by;
   in >> name_ >> n_trees >> conf_level_ >> min_obj_;
   pruning_ = read_enum<_PruningStrategy>(in, model::N_PRUNING_STRATEGIES);
   split_type_ = read_enum<_SplitType>(in, model::N_SPLIT_TYPES);
@@ -100,6 +102,7 @@ void dtree::bin_in(ibinstream& in) {
 void dtree::check_read() const {
   require(conf_level_ > 0 && conf_level_ <= 1, k_bad_parameter);
   require(min_obj_ > 0, k_bad_parameter);
+  require(search_.made_by == model::NO_SELECTION || attributes_, k_no_attributes);
   if (!table_) return;
   require(!attributes_ || attributes_->size() == table_->n_attributes(), k_bad_attributes);
   require(!training_cm_ || fits(*training_cm_, *table_), k_bad_matrix);

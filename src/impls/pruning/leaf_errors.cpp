@@ -1,4 +1,5 @@
 // What all strategies share: errors of the training cases at the leaves, and pre-pruning.
+#include "impls/pruning/prepruning.h"
 #include "impls/pruning/raising.h"
 #include "impls/trees/decision_tree.h"
 #include "zel/adt/tree_walk.h"
@@ -6,9 +7,6 @@
 namespace orvik::impls {
 
 namespace {
-
-/// A subtree must save more training errors than this to outlive pre-pruning.
-constexpr double k_least_saving = 0.001;
 
 bool visit(const decision_tree&, unsigned long) { return true; }
 
@@ -34,7 +32,7 @@ double decision_tree::preprune(double bound) {
       return;
     }
     const double subtree_error = sum_of_children(tree);
-    if (leaf_error <= bound && subtree_error >= leaf_error - k_least_saving) {
+    if (leaf_error <= bound && pruning::is_prepruned(leaf_error, subtree_error)) {
       tree.collapse();
     } else {
       node.set_estimated_error(subtree_error);

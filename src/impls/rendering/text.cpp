@@ -43,6 +43,16 @@ void write_condition(const branch_test& test, std::ostream& out) {
 
 void set_number_format(std::ostream& out) { out << std::fixed << std::setprecision(1); }
 
+void write_selected(const table& t, const zel::adt::bitmap& selected, std::ostream& out) {
+  out << "\nFEATURES SELECTED (size= " << selected.count() << ") ";
+  const char* before = "";
+  for (const unsigned long a : selected) {
+    out << before << t.column_of(a).name();
+    before = ",";
+  }
+  out << '\n';
+}
+
 }  // namespace
 
 void decision_node::toTEXT(const table& t, std::ostream& out, unsigned long branch) const {
@@ -69,6 +79,7 @@ void decision_tree::toTEXT(const table& t, std::ostream& out, unsigned long dept
 
 void dtree::toTEXT(std::ostream& out, unsigned long depth) const {
   require_trees();
+  if (search_.made_by != model::NO_SELECTION) write_selected(*table_, *attributes_, out);
   out << '\n';
   if (ensemble_) {
     out << "DECISION FOREST (ntrees=" << trees_.size() << ')';

@@ -6,6 +6,8 @@ namespace orvik::impls {
 
 namespace {
 
+constexpr double k_first_share = 0.7;
+
 constexpr char k_stratify_range[] = "stratify input must be in [0,size]";
 
 auto class_of(const table& t) {
@@ -31,6 +33,14 @@ unsigned long stratify_frac(case_list& cases, double frac, const table& t, bool 
 unsigned long stratify(case_list& cases, unsigned long n, const table& t, bool random) {
   if (n > cases.size()) zel::util::throw_pointer(k_stratify_range);
   return cases.stratify_sample(n, class_of(t), t.n_class_codes(), random);
+}
+
+case_parts split_by_class(const table& t, const case_list& cases) {
+  case_list drawn(cases);
+  const unsigned long n = stratify_frac(drawn, k_first_share, t, /*random=*/true);
+  if (n == 0 || n == drawn.size()) return {};
+  return {std::unique_ptr<case_list>(drawn.select(0, n, false)),
+          std::unique_ptr<case_list>(drawn.select(0, n, true))};
 }
 
 unsigned long stratify_cross(case_list& cases, unsigned long k, const table& t, bool random) {

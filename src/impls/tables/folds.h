@@ -1,6 +1,8 @@
 // Stratified parts and folds of a case list, by the class column of its table.
 #pragma once
 
+#include <memory>
+
 #include "impls/tables/table.h"
 #include "impls/tables/types.h"
 
@@ -18,6 +20,14 @@ unsigned long stratify_frac(case_list& cases, double frac, const table& t, bool 
 /// The same for a sample of n cases. Throws a pointer to a std::runtime_error when there are
 /// fewer.
 unsigned long stratify(case_list& cases, unsigned long n, const table& t, bool random);
+
+struct case_parts {
+  std::unique_ptr<case_list> first, rest;
+};
+
+/// Seven tenths of the cases, drawn from each class, and the others; null both where one would be
+/// empty.
+case_parts split_by_class(const table& t, const case_list& cases);
 
 /// Orders the cases so that each of the k folds has the classes in even shares, dealing them out
 /// class by class. k > 0. @return n / k.

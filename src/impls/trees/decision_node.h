@@ -12,6 +12,7 @@
 
 #include "impls/tables/table.h"
 #include "impls/tables/types.h"
+#include "impls/trees/split_choice.h"
 #include "orvik/enums.h"
 #include "zel/adt/bitmap.h"
 #include "zel/util/nocopy.h"
@@ -55,6 +56,8 @@ class decision_node : private zel::util::nocopy {
   /// Whether no test is looked for: at an empty or pure node, or where two branches of
   /// `min_weight` do not fit.
   bool stays_leaf(double min_weight) const;
+  /// Measures `c.attribute` on the node's cases. With `copy` several may be measured at once.
+  void measure_candidate(const table& t, double min_weight, candidate& c, bool copy);
   /// Number of children of a split node: 2 on a continuous attribute, else one a known value.
   unsigned long get_no_of_splits(const table& t) const;
 
@@ -113,6 +116,8 @@ class decision_node : private zel::util::nocopy {
 
   /// Makes it a split node with the given test, as if split() had chosen it.
   void set_test(unsigned int attribute, double threshold);
+  /// The same for a measured candidate, with the threshold in the middle of its cut.
+  void set_test(const table& t, const candidate& chosen);
   /// Sets the statistics of a node that is built without cases.
   void set_statistics(std::unique_ptr<double[]> distribution, unsigned long n_codes,
                       unsigned long n_cases, double fraction);

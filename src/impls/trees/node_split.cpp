@@ -41,10 +41,7 @@ void decision_node::split(const table& t, model::split_type type, double min_wei
 
   const bool copy = n_cases_ >= k_copied_cases && draw == nullptr;
   const auto measure = [&](unsigned long i) {
-    candidate& c = candidates[i];
-    t.column_of(c.attribute)
-        .quality_measure(t.class_column(), weight_, *cases_, ranges_[c.attribute], min_weight,
-                         c.desc, copy);
+    measure_candidate(t, min_weight, candidates[i], copy);
   };
   if (copy && n_cases_ * candidates.size() >= k_parallel_cells) {
     zel::util::parallel::for_each_index(candidates.size(), measure);
@@ -53,8 +50,17 @@ void decision_node::split(const table& t, model::split_type type, double min_wei
   }
 
   const candidate* best = best_of(candidates, type);
-  if (best == nullptr) return;
-  set_test(best->attribute, threshold_of(t.column_of(best->attribute), best->desc));
+  if (best != nullptr) set_test(t, *best);
+}
+
+void decision_node::measure_candidate(const table& t, double min_weight, candidate& c, bool copy) {
+  t.column_of(c.attribute)
+      .quality_measure(t.class_column(), weight_, *cases_, ranges_[c.attribute], min_weight, c.desc,
+                       copy);
+}
+
+void decision_node::set_test(const table& t, const candidate& chosen) {
+  set_test(chosen.attribute, threshold_of(t.column_of(chosen.attribute), chosen.desc));
 }
 
 }  // namespace orvik::impls

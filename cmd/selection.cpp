@@ -1,0 +1,54 @@
+#include "selection.h"
+
+#include "log.h"
+#include "side_sets.h"
+#include "trace.h"
+#include "zel/util/errors.h"
+
+namespace orvcmd {
+
+namespace {
+
+using orvik::dtree;
+using orvik::table;
+
+constexpr char k_incompatible[] = "incompatible pruning strategy and feature selection";
+
+}  // namespace
+
+void select_attributes(const options& opt, table* t, table::subset& train,
+                       std::unique_ptr<dtree>& model, std::ostream* log, std::ostream* trace) {
+  if (opt.feature_selection == orvik::model::NO_SELECTION) return;
+  if (prunes_on_side_set(opt.pruning)) zel::util::throw_pointer(k_incompatible);
+  const side_sets sets = split_classes(t, train, k_growing_share, /*random=*/trace == nullptr);
+  log_line(log, "Feature selection on ", sets.held->size(), " search cases");
+  model->set_fs(static_cast<dtree::_FeatureSelection>(opt.feature_selection), opt.as_delta);
+  model->set_fs_limit(opt.fs_limit);
+  model->set_pruning_strategy(static_cast<dtree::_PruningStrategy>(opt.pruning));
+  const auto search = [&](dtree& searching) {
+    // Too few cases to keep some: the model draws its own, and says so.
+    const bool split = sets.grow->size() > 0 && sets.held->size() > 0;
+    searching.feature_selection(t, split ? sets.grow.get() : &train,
+                                split ? sets.held.get() : nullptr);
+    return searching.get_elapsed();
+  };
+  if (trace == nullptr) {
+    search(*model);
+  } else {
+    model = trace_operation(opt, "fs", *model, *trace, search);
+  }
+  log_line(log, model->get_as_logs());
+  log_line(log, " + features selected: ", items_of(model->attributes(t)));
+  log_line(log, " + time: ", model->get_elapsed(), " secs");
+}
+
+void log_unseen_error(const options& opt, table* t, const dtree& model, table::subset* holdout,
+                      std::ostream* log) {
+  if (log == nullptr || holdout == nullptr) return;
+  if (opt.feature_selection == orvik::model::NO_SELECTION) return;
+  const std::unique_ptr<orvik::conf_matrix> cm(model.test(t, holdout, nullptr));
+  log_line(log, " + err: ", 100 * cm->err_misc(), "% on ", holdout->size(),
+           " cases that neither grew nor searched");
+}
+
+}  // namespace orvcmd

@@ -1,0 +1,67 @@
+// Choosing the attributes that a model may use, before it is grown.
+#include <stdexcept>
+
+#include "impls/model/dtree.h"
+#include "impls/selection/search.h"
+#include "impls/tables/folds.h"
+#include "zel/util/cronos.h"
+#include "zel/util/parallel.h"
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr char k_no_table[] = "no table provided to select features";
+constexpr char k_no_cases[] = "no cases provided to select features";
+constexpr char k_too_few[] = " + too few cases to search: all attributes";
+
+}  // namespace
+
+void dtree::feature_selection(const table* t, const case_list* growing,
+                              const case_list* searching) {
+  if (t == nullptr) throw std::runtime_error(k_no_table);
+  std::unique_ptr<case_list> all;
+  if (growing == nullptr) growing = (all = std::unique_ptr<case_list>(t->get_all())).get();
+  if (growing->empty()) throw std::runtime_error(k_no_cases);
+  zel::util::cronos watch;
+  watch.start();
+  case_parts split;
+  if (searching == nullptr) {
+    split = split_by_class(*t, *growing);
+    growing = split.first.get();
+    searching = split.rest.get();
+  }
+  drop_trees();
+  attributes_ = std::make_unique<zel::adt::bitmap>(default_features(*t));
+  search_.made_by = search_.method;
+  search_.done = {};
+  search_.log.clear();
+  if (searching == nullptr || searching->empty()) {
+    search_.log = k_too_few;
+  } else if (search_.method != model::NO_SELECTION) {
+    search_attributes(*t, *growing, *searching);
+  }
+  watch.stop();
+  elapsed_ = watch.get_elapsed();
+}
+
+/// Search trees are single trees without draws, whatever the model grows.
+void dtree::search_attributes(const table& t, const case_list& growing,
+                              const case_list& searching) {
+  const selection::setting s{t,
+                             growing,
+                             searching,
+                             split_type_,
+                             min_obj_,
+                             max_depth_,
+                             pruning_ != model::NO_PRUNING,
+                             *attributes_};
+  selection::found_attributes found = zel::util::parallel::with_workers([&] {
+    return selection::find_attributes(s, search_.method, search_.delta, search_.seconds);
+  });
+  *attributes_ = std::move(found.set);
+  search_.done = found.done;
+  search_.log = std::move(found.log);
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,215 @@
+// Growing by levels, for all subsets at once: measure what is missing at the open nodes, let every
+// subset choose, split by the choices that are new, go on with the children.
+#include "impls/selection/search_tree.h"
+
+#include <algorithm>
+
+#include "zel/util/parallel.h"
+
+namespace orvik::impls::selection {
+
+using zel::util::parallel::for_each_index;
+
+namespace {
+
+/// Past this the nodes below the root are forgotten before more are grown.
+constexpr unsigned long k_most_bytes = 1UL << 30;
+
+}  // namespace
+
+/// A node that a subset's tree came to, and the test it takes there.
+struct search_tree::open_node {
+  search_node* node;
+  const attribute_set* subset;
+  const candidate* choice = nullptr;
+};
+
+struct search_tree::measurement {
+  search_node* node;
+  std::size_t test;
+};
+
+/// Splits of a node that have no children yet: the last ones.
+struct search_tree::new_splits {
+  search_node* node;
+  std::size_t first;
+  std::span<node_split> own() const { return std::span(node->splits).subspan(first); }
+};
+
+const node_split* search_node::split_on(unsigned int attribute) const {
+  const auto found = std::ranges::find(splits, attribute, &node_split::attribute);
+  return found == splits.end() ? nullptr : &*found;
+}
+
+search_tree::search_tree(const setting& s, const search_cases& cases, attribute_set usable)
+    : s_(s), cases_(cases), usable_(std::move(usable)), growing_(s.growing) {
+  root_ = std::make_unique<search_node>(&growing_);
+  root_->stats.activate(&s_.t, false);
+  root_->whole.resize(cases.size());
+  for (unsigned long at = 0; at < cases.size(); ++at) root_->whole[at] = at;
+  settle(*root_, s_.max_depth);
+}
+
+search_tree::~search_tree() { forget(); }
+
+/// Takes the nodes apart from the top: no recursion, however deep they are.
+void search_tree::forget() {
+  std::vector<node_split> open = std::move(root_->splits);
+  root_->splits.clear();
+  while (!open.empty()) {
+    node_split split = std::move(open.back());
+    open.pop_back();
+    for (auto& child : split.children) {
+      std::ranges::move(child->splits, std::back_inserter(open));
+    }
+  }
+  bytes_ = 0;
+}
+
+bool search_tree::grow(std::span<const attribute_set> subsets, const deadline& limit) {
+  if (bytes_ > k_most_bytes) forget();
+  std::vector<open_node> open;
+  for (const attribute_set& subset : subsets) open.push_back({root_.get(), &subset});
+  while (!open.empty()) {
+    if (limit.passed()) return false;
+    std::erase_if(open, [](const open_node& o) { return o.node->closed; });
+    measure(open);
+    choose(open);
+    split(open);
+    std::vector<open_node> next;
+    for (const open_node& o : open) {
+      if (o.choice == nullptr) continue;
+      for (const auto& child : o.node->split_on(o.choice->attribute)->children) {
+        if (!child->closed) next.push_back({child.get(), o.subset});
+      }
+    }
+    open = std::move(next);
+  }
+  return true;
+}
+
+/// Each attribute that a subset has and the node has not measured yet.
+void search_tree::measure(std::vector<open_node>& open) {
+  std::vector<measurement> missing;
+  for (const open_node& o : open) {
+    const members in_subset(*o.subset);
+    for (std::size_t i = 0; i < o.node->tests.size(); ++i) {
+      if (o.node->measured[i] != 0 || !in_subset(o.node->tests[i].attribute)) continue;
+      o.node->measured[i] = 1;
+      missing.push_back({o.node, i});
+      visits_ += o.node->stats.n_cases();
+    }
+  }
+  for_each_index(missing.size(), [&](unsigned long i) {
+    search_node& node = *missing[i].node;
+    node.stats.measure_candidate(s_.t, s_.min_weight, node.tests[missing[i].test], /*copy=*/true);
+  });
+}
+
+void search_tree::choose(std::vector<open_node>& open) const {
+  for_each_index(open.size(), [&](unsigned long i) {
+    open[i].choice = split_choice::best_of(std::span<const candidate>(open[i].node->tests), s_.type,
+                                           members(*open[i].subset));
+  });
+}
+
+void search_tree::split(std::vector<open_node>& open) {
+  std::vector<new_splits> made;
+  for (const open_node& o : open) {
+    if (o.choice == nullptr || o.node->split_on(o.choice->attribute) != nullptr) continue;
+    std::vector<node_split>& splits = o.node->splits;
+    const bool first = splits.empty() || !splits.back().children.empty();
+    if (first) made.push_back({o.node, splits.size()});
+    splits.push_back({o.choice->attribute, 0, {}});
+  }
+  // The splits of a node one after another: its children read from it which test it has.
+  for_each_index(made.size(), [&](unsigned long i) {
+    for (node_split& each : made[i].own()) make_children(*made[i].node, each);
+  });
+  for (const new_splits& some : made) {
+    for (const node_split& each : some.own()) account(*some.node, each);
+  }
+}
+
+void search_tree::make_children(search_node& node, node_split& split) const {
+  const candidate& test = *std::ranges::find(node.tests, split.attribute, &candidate::attribute);
+  node.stats.set_test(s_.t, test);
+  split.threshold = node.stats.threshold();
+  const unsigned long n = node.stats.get_no_of_splits(s_.t);
+  std::vector<column::branch_cases> branches =
+      s_.t.column_of(split.attribute)
+          .split(*node.stats.cases(), n, node.stats.weight(), static_cast<code_t>(split.threshold));
+  for (unsigned int i = 0; i < n; ++i) {
+    auto child = std::make_unique<search_node>(&node.stats, i + 1);
+    child->stats.activate(s_.t, std::move(branches[i]));
+    split.children.push_back(std::move(child));
+  }
+  route(node, split);
+  for (auto& child : split.children) settle(*child, node.levels - 1);
+}
+
+/// Sends the search cases down, as a prediction goes.
+void search_tree::route(search_node& node, const node_split& split) const {
+  const column& tested = s_.t.column_of(split.attribute);
+  const bool continuous = tested.type() == column::CONTINUOUS;
+  visit_codes(tested.codes(), [&](const auto& codes) {
+    const auto send = [&](unsigned long at, const auto& known, const auto& unknown) {
+      const code_t code = codes[cases_.row(at)];
+      if (code == k_unknown) {
+        for (const auto& child : split.children) unknown(*child);
+      } else {
+        known(*split.children[continuous ? static_cast<double>(code) > split.threshold : code - 1]);
+      }
+    };
+    for (const unsigned long at : node.whole) {
+      send(
+          at, [&](search_node& child) { child.whole.push_back(at); },
+          [&](search_node& child) {
+            child.parts.push_back({at, child.stats.weight() / node.stats.weight()});
+          });
+    }
+    for (const part& p : node.parts) {
+      send(
+          p.at, [&](search_node& child) { child.parts.push_back(p); },
+          [&](search_node& child) {
+            child.parts.push_back({p.at, p.share * child.stats.weight() / node.stats.weight()});
+          });
+    }
+  });
+}
+
+/// Finishes a node that has its cases: counts its errors as a leaf, and readies it to be split or
+/// frees what a leaf has no use for.
+void search_tree::settle(search_node& node, unsigned long levels) const {
+  node.levels = levels;
+  const class_t predicted = node.stats.get_leaf_class();
+  for (const unsigned long at : node.whole) {
+    if (cases_.class_of(at) != predicted) node.leaf_errors += cases_.units(at);
+  }
+  node.parts.shrink_to_fit();
+  if (levels > 0 && !node.stats.stays_leaf(s_.min_weight)) {
+    for (const unsigned long a : usable_) {
+      const code_range& range = node.stats.range(a);
+      if (range.second - range.first > 1) node.tests.push_back({static_cast<unsigned int>(a), {}});
+    }
+  }
+  node.measured.assign(node.tests.size(), 0);
+  node.closed = node.tests.empty();
+  if (!node.closed) return;
+  node.whole = {};
+  if (node.stats.father() != nullptr) node.stats.disactivate();
+}
+
+void search_tree::account(const search_node& node, const node_split& split) {
+  visits_ += node.stats.n_cases() + node.whole.size() + node.parts.size();
+  for (const auto& child : split.children) {
+    bytes_ += sizeof(search_node) + s_.t.n_class_codes() * sizeof(double) +
+              child->parts.size() * sizeof(part);
+    if (child->closed) continue;
+    bytes_ += child->stats.n_cases() * sizeof(case_list::value_type) +
+              child->whole.size() * sizeof(unsigned long) +
+              child->tests.size() * sizeof(candidate) + s_.t.n_attributes() * sizeof(code_range);
+  }
+}
+
+}  // namespace orvik::impls::selection

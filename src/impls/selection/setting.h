@@ -1,0 +1,64 @@
+// What a search for attributes works on: T(S) is the tree grown with the attributes S on the
+// growing cases, and it is judged by its errors on the search cases.
+#pragma once
+
+#include <chrono>
+
+#include "impls/selection/attribute_set.h"
+#include "impls/tables/table.h"
+#include "orvik/enums.h"
+
+namespace orvik::impls::selection {
+
+/// The table and the lists must outlive the search.
+struct setting {
+  const table& t;
+  const case_list& growing;
+  const case_list& searching;
+  model::split_type type;
+  double min_weight;
+  unsigned long max_depth;
+  bool preprune;
+  attribute_set usable;  // the attributes to choose from
+};
+
+/// The search cases, column by column.
+///
+/// Weights count in whole units of 2^k, k such that all of them have at most 2^52: sums of errors
+/// are then the same in every order, and equal errors are equal.
+class search_cases {
+ public:
+  explicit search_cases(const setting& s);
+
+  unsigned long size() const { return rows_.size(); }
+  row_t row(unsigned long at) const { return rows_[at]; }
+  class_t class_of(unsigned long at) const { return classes_[at]; }
+  unsigned long units(unsigned long at) const { return units_[at]; }
+  /// Units of all cases.
+  unsigned long total() const { return total_; }
+  /// The share of all cases; 0 where they weigh nothing.
+  double share(unsigned long units) const {
+    return total_ == 0 ? 0.0 : static_cast<double>(units) / static_cast<double>(total_);
+  }
+
+ private:
+  std::vector<row_t> rows_;
+  std::vector<class_t> classes_;
+  std::vector<unsigned long> units_;
+  unsigned long total_ = 0;
+};
+
+/// When a search must stop.
+class deadline {
+ public:
+  /// In so many seconds; 0: never.
+  explicit deadline(double seconds = 0);
+  bool passed() const { return limited_ && clock::now() >= end_; }
+
+ private:
+  using clock = std::chrono::steady_clock;
+  bool limited_;
+  clock::time_point end_;
+};
+
+}  // namespace orvik::impls::selection
