@@ -13,20 +13,6 @@ using orvik::fuzz::require;
 
 namespace {
 
-std::unique_ptr<table> read(std::string_view bytes) {
-  std::unique_ptr<table> t;
-  read_all(bytes, [&t](auto& in) {
-    table* read = nullptr;
-    in >> read;
-    t.reset(read);
-  });
-  return t;
-}
-
-std::string write(const table& t) {
-  return binary_of([&t](auto& out) { out << &t; });
-}
-
 void use(const column& c, unsigned long rows) {
   const o_set& values = *c.values();
   for (code_t code = 0; code <= values.size_of_known(); ++code) {
@@ -47,11 +33,11 @@ void use(const column& c, unsigned long rows) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::unique_ptr<table> t;
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  if (!error_of([&] { t = read(bytes); }).empty() || !t) return 0;
+  if (!error_of([&] { t = table_of(bytes); }).empty() || !t) return 0;
   for (unsigned long i = 0; i < t->n_columns(); ++i) use(t->get_column(i), t->n_rows());
   require(t->class_column().type() == column::CLASS, "a class");
-  const std::string written = write(*t);
-  require(write(*read(written)) == written, "the same when read again");
+  const std::string written = bytes_of(*t);
+  require(bytes_of(*table_of(written)) == written, "the same when read again");
   if (t->n_rows() > 0) t->rescale_weights();
   return 0;
 }

@@ -76,6 +76,12 @@ obinstream& obinstream::operator<<(const std::string& text) {
   return *this;
 }
 
+obinstream& obinstream::operator<<(const adt::bitmap& bits) {
+  *this << bits.size();
+  write_array(std::span<const unsigned long>(bits.words(), bits.n_words()));
+  return *this;
+}
+
 void obinstream::write_item(long double item) {
   require_extended();
   std::array<unsigned char, k_stored_extended> bytes{};
@@ -134,6 +140,14 @@ ibinstream& ibinstream::operator>>(std::string& text) {
   *this >> length;
   const std::vector<char> bytes = read_array<char>(length);
   text.assign(bytes.begin(), std::find(bytes.begin(), bytes.end(), '\0'));
+  return *this;
+}
+
+ibinstream& ibinstream::operator>>(adt::bitmap& bits) {
+  unsigned long n = 0;
+  *this >> n;
+  const auto words = read_array<unsigned long>(n / 64 + (n % 64 != 0));
+  bits.assign(words.data(), n);
   return *this;
 }
 

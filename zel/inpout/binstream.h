@@ -6,6 +6,7 @@
 //   long double              16 bytes as x86-64 keeps it, the last 6 of them 0
 //   text                     1, the length as 8 bytes, the characters; a null text a single 0
 //   array                    its items back to back
+//   bitmap                   its bits as 8 bytes, then its words
 //
 // What is read is untrusted: an input that ends early is an error, and memory grows with the
 // bytes that came, never with a number that says how many will.
@@ -17,10 +18,12 @@
 #include <cstring>
 #include <memory>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
 
+#include "zel/adt/bitmap.h"
 #include "zel/inpout/ioconn.h"
 #include "zel/util/nocopy.h"
 
@@ -65,6 +68,8 @@ class obinstream : private zel::util::nocopy {
   obinstream& operator<<(const char* text);
   obinstream& operator<<(const std::string& text);
 
+  obinstream& operator<<(const adt::bitmap& bits);
+
   /// The items without their number, in as few transfers as the connection takes.
   template <fixed_width T>
   void write_array(std::span<const T> items) {
@@ -94,6 +99,11 @@ class obinstream : private zel::util::nocopy {
   bool owns_;
 };
 
+/// Throws std::runtime_error of `otherwise` unless what was read is good.
+inline void require(bool good, const char* otherwise) {
+  if (!good) throw std::runtime_error(otherwise);
+}
+
 class ibinstream : private zel::util::nocopy {
  public:
   /// Reads from `conn`, not null; `owns`: the destructor closes and deletes it, else it must
@@ -118,6 +128,8 @@ class ibinstream : private zel::util::nocopy {
   ibinstream& operator>>(long double& value);
   /// Up to its first NUL; a null text is empty.
   ibinstream& operator>>(std::string& text);
+  /// Bits past the last one are dropped.
+  ibinstream& operator>>(adt::bitmap& bits);
 
   /// A bool, as every optional item has in front.
   bool read_presence();

@@ -2,7 +2,6 @@
 //
 // The table is the schema, whose value sets give codes and thresholds their meaning; the
 // training rows stay behind.
-#include <stdexcept>
 
 #include "impls/model/dtree.h"
 #include "zel/inpout/binstream.h"
@@ -20,10 +19,7 @@ constexpr char k_bad_matrix[] = "a confusion matrix of other classes";
 
 using zel::inpout::ibinstream;
 using zel::inpout::obinstream;
-
-void require(bool good, const char* otherwise) {
-  if (!good) throw std::runtime_error(otherwise);
-}
+using zel::inpout::require;
 
 /// Reads an enumerator; `end` is one past the last.
 template <class Enum>
@@ -37,17 +33,13 @@ Enum read_enum(ibinstream& in, unsigned int end) {
 void write_bits(obinstream& out, const zel::adt::bitmap* bits) {
   out << (bits != nullptr);
   if (bits == nullptr) return;
-  out << bits->size();
-  out.write_array(std::span<const unsigned long>(bits->words(), bits->n_words()));
+  out << *bits;
 }
 
 std::unique_ptr<zel::adt::bitmap> read_bits(ibinstream& in) {
   if (!in.read_presence()) return nullptr;
-  unsigned long n = 0;
-  in >> n;
-  const auto words = in.read_array<unsigned long>(n / 64 + (n % 64 != 0));
   auto bits = std::make_unique<zel::adt::bitmap>();
-  bits->assign(words.data(), n);
+  in >> *bits;
   return bits;
 }
 

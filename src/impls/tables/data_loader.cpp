@@ -23,6 +23,7 @@
 #include "impls/tables/table.h"
 #include "zel/util/cronos.h"
 #include "zel/util/parallel.h"
+#include "zel/util/progress.h"
 
 namespace orvik::impls {
 
@@ -119,6 +120,7 @@ class worker {
       if (error_) return;
       next.rows += n;
     } while (!rows.stopped());
+    zel::util::progress::count(zel::util::progress::unit::rows, next.rows);
     if (rows.stopped()) fail(load_error::ROW, 0, std::string(rows.bad_line().substr(0, 256)), {});
   }
 

@@ -109,17 +109,11 @@ template void column_typed<std::uint16_t>::bin_in(ibinstream&);
 template void column_typed<std::uint32_t>::bin_in(ibinstream&);
 template void column_typed<std::uint64_t>::bin_in(ibinstream&);
 
-void column_bool::bin_out(obinstream& out) const {
-  out << bits_.size();
-  out.write_array(std::span<const unsigned long>(bits_.words(), bits_.n_words()));
-}
+void column_bool::bin_out(obinstream& out) const { out << bits_; }
 
 void column_bool::bin_in(ibinstream& in) {
-  unsigned long n = 0;
-  in >> n;
-  const auto words = in.read_array<unsigned long>(n / 64 + (n % 64 != 0));
-  bits_.assign(words.data(), n);
-  if (n > 0) check_codes(*this, 1, bits_.is_zero() ? 1 : 2);
+  in >> bits_;
+  if (bits_.size() > 0) check_codes(*this, 1, bits_.is_zero() ? 1 : 2);
 }
 
 void table::bin_out(obinstream& out) const {

@@ -13,6 +13,7 @@
 #include "impls/trees/counted_growing.h"
 #include "impls/trees/decision_tree.h"
 #include "zel/util/parallel.h"
+#include "zel/util/progress.h"
 
 namespace orvik::impls {
 
@@ -62,23 +63,29 @@ void grow_by_levels(growing_node&& root, node_growing& growing) {
   std::deque<growing_node> queue;
   queue.push_back(std::move(root));
   std::vector<growing_node> open;
+  unsigned long n_grown = 0;  // told once, as threads share the count
   while (!queue.empty()) {
     open.clear();
     growing.grow(std::move(queue.front()), open);
     queue.pop_front();
     for (growing_node& child : open) queue.push_back(std::move(child));
+    ++n_grown;
   }
+  zel::util::progress::count(zel::util::progress::unit::nodes, n_grown);
 }
 
 /// Without draws: what was touched last goes first.
 void grow_by_branches(growing_node&& root, node_growing& growing) {
   std::vector<growing_node> open;
   open.push_back(std::move(root));
+  unsigned long n_grown = 0;
   while (!open.empty()) {
     growing_node node = std::move(open.back());
     open.pop_back();
     growing.grow(std::move(node), open);
+    ++n_grown;
   }
+  zel::util::progress::count(zel::util::progress::unit::nodes, n_grown);
 }
 
 /// Grows subtrees as tasks of one group. No task waits for another, so the stack stays flat
@@ -91,6 +98,7 @@ class task_growing {
     std::vector<growing_node> open;
     while (node.tree->get_node()->n_cases() > k_largest_sequential) {
       growing_.grow(std::move(node), open);
+      zel::util::progress::count(zel::util::progress::unit::nodes);
       if (open.empty()) return;
       node = std::move(open.back());
       open.pop_back();

@@ -1,7 +1,6 @@
 // Nodes and trees to and from binary streams, in pre-order, without recursion.
 #include <algorithm>
 #include <cmath>
-#include <stdexcept>
 
 #include "impls/trees/decision_tree.h"
 #include "zel/adt/tree_walk.h"
@@ -23,13 +22,10 @@ constexpr char k_no_child[] = "a child is missing";
 
 using zel::inpout::ibinstream;
 using zel::inpout::obinstream;
+using zel::inpout::require;
 
 constexpr unsigned long k_working_bytes = 16;  // of an active node, for each attribute
 constexpr unsigned long k_case_bytes = 16;
-
-void require(bool good, const char* otherwise) {
-  if (!good) throw std::runtime_error(otherwise);
-}
 
 bool is_weight(double w) { return std::isfinite(w) && w >= 0; }
 

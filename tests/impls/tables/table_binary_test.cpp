@@ -12,20 +12,6 @@ using namespace std::string_literals;
 
 namespace {
 
-std::string written(const table& t) {
-  return binary_of([&t](auto& out) { out << &t; });
-}
-
-std::unique_ptr<table> read(const std::string& bytes) {
-  std::unique_ptr<table> t;
-  read_all(bytes, [&t](auto& in) {
-    table* read = nullptr;
-    in >> read;
-    t.reset(read);
-  });
-  return t;
-}
-
 std::string count(unsigned long n) {
   return std::string(reinterpret_cast<const char*>(&n), sizeof(n));
 }
@@ -51,24 +37,24 @@ struct small_record {
 TEST(binary_table, has_one_form) {
   const auto t =
       make_table("n,integer,continuous\nk,null,ignore\nc,string,class\n", "9,?,p\n?,?,q\n7,?,q\n");
-  EXPECT_EQ(written(*t), small_record().bytes());
+  EXPECT_EQ(bytes_of(*t), small_record().bytes());
   EXPECT_EQ(binary_of([](auto& out) { out << static_cast<const table*>(nullptr); }), "\0"s);
-  EXPECT_EQ(read("\0"s), nullptr);
+  EXPECT_EQ(table_of("\0"s), nullptr);
 
   const auto bits = make_table("b,string,discrete\nc,string,class\n", [] {
     std::string rows;
     for (int i = 0; i < 65; ++i) rows += i == 64 ? "y,p\n" : "x,q\n";
     return rows;
   }());
-  EXPECT_NE(written(*bits).find(count(65) + count(0) + count(1)), std::string::npos)
+  EXPECT_NE(bytes_of(*bits).find(count(65) + count(0) + count(1)), std::string::npos)
       << "one bit a row, in words";
 }
 
 TEST(binary_table, comes_back_as_it_was) {
   for (const bool weighted : {false, true}) {
     const auto t = mixed_table(700, 5, weighted);
-    const auto back = read(written(*t));
-    EXPECT_EQ(written(*back), written(*t));
+    const auto back = table_of(bytes_of(*t));
+    EXPECT_EQ(bytes_of(*back), bytes_of(*t));
     ASSERT_EQ(back->n_rows(), 700u);
     for (unsigned long i = 0; i < t->n_columns(); ++i) {
       const column &a = t->get_column(i), &b = back->get_column(i);
@@ -111,7 +97,7 @@ TEST(binary_table, is_refused_where_its_parts_do_not_fit) {
   for (const row& r : rows) {
     small_record record;
     record.*r.part = r.bytes;
-    const std::string error = error_of([&] { read(record.bytes()); });
+    const std::string error = error_of([&] { table_of(record.bytes()); });
     EXPECT_EQ(error.substr(0, std::string(r.error).size()), r.error);
   }
 }
@@ -119,7 +105,7 @@ TEST(binary_table, is_refused_where_its_parts_do_not_fit) {
 TEST(binary_table, refuses_bad_weights) {
   const auto t = make_table("c,string,class\nw,double,weights\n", "p,1\nq,2\n");
   const double values[] = {1, 2};
-  const std::string good = written(*t);
+  const std::string good = bytes_of(*t);
   const std::string stored(reinterpret_cast<const char*>(values), sizeof(values));
   const std::size_t at = good.find(stored);
   ASSERT_NE(at, std::string::npos);
@@ -127,20 +113,20 @@ TEST(binary_table, refuses_bad_weights) {
     const double others[] = {bad, 2};
     std::string bytes = good;
     bytes.replace(at, stored.size(), reinterpret_cast<const char*>(others), sizeof(others));
-    EXPECT_NE(error_of([&] { read(bytes); }), "");
+    EXPECT_NE(error_of([&] { table_of(bytes); }), "");
   }
 }
 
 TEST(binary_table, of_any_bytes_is_usable_or_refused) {
-  const std::string good = written(*mixed_table(60, 9, true));
+  const std::string good = bytes_of(*mixed_table(60, 9, true));
   std::mt19937_64 draw(11);
   for (int i = 0; i < 3000; ++i) {
     std::string bytes = good;
     bytes[draw() % bytes.size()] = static_cast<char>(draw());
     if (i % 8 == 0) bytes.resize(draw() % bytes.size());
     std::unique_ptr<table> t;
-    if (!error_of([&] { t = read(bytes); }).empty() || !t) continue;
-    EXPECT_EQ(written(*read(written(*t))), written(*t));
+    if (!error_of([&] { t = table_of(bytes); }).empty() || !t) continue;
+    EXPECT_EQ(bytes_of(*table_of(bytes_of(*t))), bytes_of(*t));
   }
 }
 
