@@ -35,6 +35,7 @@ stream::stream(ioconn* conn, char separator, bool owns, limits sizes)
     : conn_(conn),
       owns_(owns),
       separator_(separator),
+      sizes_(sizes),
       capacity_(std::max(sizes.capacity, 1UL)),
       max_line_(std::max(sizes.max_line, 1UL)) {
   assert(conn != nullptr);

@@ -62,6 +62,8 @@ class stream : public zel::util::nocopy {
 
   [[nodiscard]] ioconn* connection() const { return conn_; }
   [[nodiscard]] char separator() const { return separator_; }
+  /// As the stream was made with: for further streams of the same connection.
+  [[nodiscard]] const limits& sizes() const { return sizes_; }
 
  private:
   unsigned long read_some(unsigned long held, unsigned long count);
@@ -74,6 +76,7 @@ class stream : public zel::util::nocopy {
   ioconn* conn_;
   bool owns_;  // the destructor deletes conn_
   char separator_;
+  limits sizes_;
   unsigned long capacity_;
   unsigned long max_line_;
   unsigned long slack_ = 0;  // room past capacity_, where the last line of a block is completed

@@ -67,8 +67,11 @@ class worker {
  public:
   using columns = std::vector<std::unique_ptr<column>>;
 
-  worker(zel::inpout::ioconn* connection, char separator, unsigned long slot)
-      : in_(std::make_unique<stream>(connection, separator, /*owns=*/false)), slot_(slot) {}
+  /// Reads beside `input` from its connection.
+  worker(const stream& input, unsigned long slot)
+      : in_(std::make_unique<stream>(input.connection(), input.separator(), /*owns=*/false,
+                                     input.sizes())),
+        slot_(slot) {}
 
   /// Reads until the input ends or an earlier block is known to be bad.
   void run(const columns& all, error_limit& limit) {
@@ -180,7 +183,7 @@ class data_loader {
  public:
   data_loader(table& t, stream& in, unsigned long workers) : table_(t) {
     for (unsigned long i = 0; i < std::clamp(workers, 1UL, k_max_workers); ++i) {
-      workers_.push_back(std::make_unique<worker>(in.connection(), in.separator(), i));
+      workers_.push_back(std::make_unique<worker>(in, i));
     }
   }
 

@@ -65,12 +65,14 @@ class loop_threads {
   unsigned long before_;
 };
 
-/// Reads the rows of `data` into `t` on `workers` threads, `most` bytes a read.
+/// Reads the rows of `data` into `t` on `workers` threads, `most` bytes a read, into buffers of
+/// `sizes` at first.
 inline void load_rows(table& t, std::string_view data, unsigned long workers = 1,
-                      char separator = ',', long most = dripping_text::k_all) {
+                      char separator = ',', long most = dripping_text::k_all,
+                      zel::inpout::stream::limits sizes = {}) {
   const loop_threads threads(workers);
   dripping_text text(data, most);
-  zel::inpout::stream in(&text, separator, /*owns=*/false);
+  zel::inpout::stream in(&text, separator, /*owns=*/false, sizes);
   t.load_data(&in, workers, nullptr);
 }
 
@@ -78,7 +80,7 @@ inline void load_rows(table& t, std::string_view data, unsigned long workers = 1
 inline std::unique_ptr<table> make_schema(std::string_view names, char separator = ',',
                                           const std::string& missing_value = "?") {
   dripping_text text(names, dripping_text::k_all);
-  zel::inpout::stream in(&text, separator, /*owns=*/false);
+  zel::inpout::stream in(&text, separator, /*owns=*/false, {.capacity = names.size()});
   auto made = std::make_unique<table>("t");
   made->load_meta_data(&in, missing_value);
   return made;
