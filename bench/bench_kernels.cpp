@@ -116,7 +116,6 @@ void load(table& t, const bench::generated_table& files) {
 
 /// Predicting from codes in memory, by one tree or by the votes of several.
 void predict(benchmark::State& state) {
-  constexpr std::size_t k_block = 512;
   const bench::generated_table files("predict", 50000);
   table t("bench");
   load(t, files);
@@ -137,9 +136,10 @@ void predict(benchmark::State& state) {
   gather_codes(t, *all, codes);
   std::vector<outcome> outcomes(all->size());
   const std::size_t width = t.n_attributes();
+  const std::size_t block = cases_at_once(outcomes.size(), t.n_class_codes());
   for (auto _ : state) {
-    for (std::size_t at = 0; at < outcomes.size(); at += k_block) {
-      const std::size_t n = std::min(k_block, outcomes.size() - at);
+    for (std::size_t at = 0; at < outcomes.size(); at += block) {
+      const std::size_t n = std::min(block, outcomes.size() - at);
       predictor.predict({std::span(codes).subspan(at * width, n * width), width},
                         std::span(outcomes).subspan(at, n));
     }

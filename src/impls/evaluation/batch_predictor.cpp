@@ -1,8 +1,11 @@
 #include "impls/evaluation/batch_predictor.h"
 
+#include <algorithm>
+#include <optional>
 #include <stdexcept>
 
 #include "zel/util/number_util.h"
+#include "zel/util/parallel.h"
 
 namespace orvik::impls {
 
@@ -12,11 +15,21 @@ constexpr char k_wide_codes[] = "too many distinct values in a column to predict
 
 }  // namespace
 
-batch_predictor::batch_predictor(const table& t, std::vector<const decision_tree*> trees, bool vote)
+std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes) {
+  constexpr std::size_t k_least = 1U << 9, k_most = 1U << 12, k_counters = 1U << 16;
+  const std::size_t shared = std::clamp(n / (4 * zel::util::parallel::n_slots()), k_least, k_most);
+  return std::clamp<std::size_t>(k_counters / n_class_codes, 1, shared);
+}
+
+batch_predictor::batch_predictor(const table& t, const std::vector<const decision_tree*>& trees,
+                                 bool vote)
     : n_class_codes_(t.n_class_codes()), vote_(vote) {
   if (!flat_tree::fits(t)) throw std::runtime_error(k_wide_codes);
+  std::vector<std::optional<flat_tree>> flat(trees.size());
+  zel::util::parallel::for_each_index(trees.size(),
+                                      [&](unsigned long i) { flat[i].emplace(t, *trees[i]); });
   trees_.reserve(trees.size());
-  for (const decision_tree* tree : trees) trees_.emplace_back(t, *tree);
+  for (std::optional<flat_tree>& tree : flat) trees_.push_back(std::move(*tree));
 }
 
 void batch_predictor::predict_rows(const table& t, case_span cases,

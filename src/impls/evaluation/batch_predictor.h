@@ -6,16 +6,31 @@
 #include <vector>
 
 #include "impls/evaluation/flat_tree.h"
-#include "impls/evaluation/tally.h"
 
 namespace orvik::impls {
+
+/// A predicted class, how sure it is, and the depth reached times the case's weight.
+struct outcome {
+  code_t predicted;
+  double confidence;
+  double depth;
+};
+
+/// Some cases of a list, next to each other.
+using case_span = std::span<const case_list::value_type>;
+
+/// Of `n` cases, how many to predict at once by many trees: the more, the fewer the times that a
+/// tree comes into the cache; but all workers should have some, and their votes fit in the cache.
+std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes);
 
 /// Threads: many readers.
 class batch_predictor {
  public:
-  /// The trees must outlive this and stay as they are. With `vote` each has one vote and the
-  /// confidence is the share of the votes; without, there is one tree.
-  batch_predictor(const table& t, std::vector<const decision_tree*> trees, bool vote);
+  /// With `vote` each tree has one vote and the confidence is the share of the votes; without,
+  /// there is one tree. Uses the workers.
+  batch_predictor(const table& t, const std::vector<const decision_tree*>& trees, bool vote);
+
+  std::size_t n_class_codes() const { return n_class_codes_; }
 
   /// Rows of a table with the codes of the training table. Depths are for a weight of 1, of
   /// several trees their sum.

@@ -14,63 +14,189 @@ bool flat_tree::fits(const table& t) {
   return t.n_attributes() < (1UL << 30);
 }
 
-/// Level by level: the children of a node follow each other.
+/// Level by level, so that the upper tests, which all cases take, lie together; and the nodes of a
+/// random forest's trees were made in that order. Every subtree but the root makes a branch.
+class flat_tree::builder {
+ public:
+  builder(const table& t, flat_tree& into) : table_(t), into_(into) {}
+
+  void build(const decision_tree& root) {
+    open_.push_back({&root, k_root, 0});
+    for (std::size_t i = 0; i < open_.size(); ++i) {
+      const subtree next = open_[i];
+      const place at = next.tree->get_no_childs() == 0 ? add_leaf(next) : add_split(next);
+      (i == 0 ? into_.root_ : into_.tests_[next.slot / 2].below[next.slot % 2]) = at;
+      if (i > 0) into_.branches_.push_back({at, next.tree->get_node()->weight()});
+    }
+  }
+
+ private:
+  static constexpr std::uint32_t k_root = UINT32_MAX;
+  struct subtree {
+    const decision_tree* tree;
+    std::uint32_t slot;  // which of the tests' two ways leads here: 2 * test + way
+    std::uint32_t depth;
+  };
+
+  place add_leaf(const subtree& at) {
+    const decision_node& node = *at.tree->get_node();
+    const std::uint32_t predicted = node.get_leaf_class();
+    const auto first_share = static_cast<std::uint32_t>(into_.shares_.size());
+    leaf made{predicted, at.depth, 1.0, 1.0, first_share, 0};
+    if (node.weight() > 0) {
+      made.confidence = node.get_leaf_classfreq();
+      made.weight = node.weight();
+      for (std::uint32_t c = 0; c < into_.n_class_codes_; ++c) {
+        if (node.class_weight(c) != 0) into_.shares_.push_back({c, node.class_weight(c)});
+      }
+      made.n_shares = static_cast<std::uint32_t>(into_.shares_.size()) - first_share;
+      if (made.n_shares == 1) {
+        into_.shares_.pop_back();
+        made.n_shares = 0;
+      }
+    }
+    into_.leaves_.push_back(made);
+    return static_cast<place>(into_.leaves_.size() - 1) | k_leaf;
+  }
+
+  place add_split(const subtree& at) {
+    const decision_node& node = *at.tree->get_node();
+    const bool cut = table_.column_of(node.attribute()).type() == column::CONTINUOUS;
+    const unsigned int n = cut ? 2 : at.tree->get_no_childs();
+    const std::size_t test = into_.tests_.size();
+    const std::size_t first = open_.size();
+    open_.resize(first + n);
+    if (cut) {
+      add_test(node.attribute(), static_cast<std::uint32_t>(node.threshold()));
+      for (unsigned int i = 0; i < n; ++i) open_child(at, first, i, slot(test, i));
+    } else {
+      weight_before_.assign(1, 0.0);
+      for (unsigned int i = 0; i < n; ++i) {
+        weight_before_.push_back(weight_before_[i] + at.tree->get_child(i)->get_node()->weight());
+      }
+      add_search(at, first, 0, n);
+    }
+    into_.splits_.resize(into_.tests_.size());
+    into_.splits_[test] = {node.weight(), static_cast<std::uint32_t>(first - 1), n};
+    return static_cast<place>(test);
+  }
+
+  /// Tests that find the children from `begin` to before `end`; the code of a child is one more.
+  void add_search(const subtree& at, std::size_t first_open, unsigned int begin, unsigned int end) {
+    const unsigned int middle = middle_of(begin, end);
+    const std::size_t test = add_test(at.tree->get_node()->attribute(), middle);
+    add_half(at, first_open, slot(test, 0), begin, middle);
+    if (middle < end) add_half(at, first_open, slot(test, 1), middle, end);
+  }
+
+  /// Where to part children: about half of their cases on either side, so that frequent values
+  /// take few tests.
+  unsigned int middle_of(unsigned int begin, unsigned int end) const {
+    if (end - begin < 3) return begin + 1;
+    const double half = (weight_before_[begin] + weight_before_[end]) / 2;
+    if (half == weight_before_[begin]) return begin + (end - begin) / 2;  // none came
+    const auto from = weight_before_.begin();
+    const auto above = std::lower_bound(from + begin + 1, from + end - 1, half);
+    const bool lower = above - from > begin + 1 && half - above[-1] < above[0] - half;
+    return static_cast<unsigned int>(above - from) - lower;
+  }
+
+  void add_half(const subtree& at, std::size_t first_open, std::uint32_t from, unsigned int begin,
+                unsigned int end) {
+    if (end - begin == 1) return open_child(at, first_open, begin, from);
+    into_.tests_[from / 2].below[from % 2] = static_cast<place>(into_.tests_.size());
+    add_search(at, first_open, begin, end);
+  }
+
+  void open_child(const subtree& at, std::size_t first_open, unsigned int child,
+                  std::uint32_t from) {
+    open_[first_open + child] = {at.tree->get_child(child), from, at.depth + 1};
+  }
+
+  std::size_t add_test(unsigned int attribute, std::uint32_t limit) {
+    into_.tests_.push_back({{0, 0}, limit, attribute});
+    return into_.tests_.size() - 1;
+  }
+
+  static std::uint32_t slot(std::size_t test, std::uint32_t way) {
+    return static_cast<std::uint32_t>(2 * test + way);
+  }
+
+  const table& table_;
+  flat_tree& into_;
+  std::vector<subtree> open_;
+  std::vector<double> weight_before_;  // by child of the split at work, and in all
+};
+
 flat_tree::flat_tree(const table& t, const decision_tree& tree)
     : n_class_codes_(t.n_class_codes()) {
-  std::vector<const decision_tree*> trees{&tree};  // by node
-  arrivals_.push_back({});
-  for (std::size_t at = 0; at < trees.size(); ++at) {
-    const decision_tree& subtree = *trees[at];
-    const decision_node& node = *subtree.get_node();
-    const unsigned int n = subtree.get_no_childs();
-    if (n == 0) {
-      add_leaf(node);
-      continue;
-    }
-    const bool cut = t.column_of(node.attribute()).type() == column::CONTINUOUS;
-    nodes_.push_back({static_cast<std::uint32_t>(trees.size()), cut ? CUT : VALUES,
-                      node.attribute() & ((1U << 30) - 1),
-                      cut ? static_cast<std::uint32_t>(node.threshold()) : n});
-    masses_.push_back({node.weight(), nullptr});
-    const double depth_below = arrivals_[at].depth + 1;
-    for (unsigned int i = 0; i < n; ++i) {
-      trees.push_back(subtree.get_child(i));
-      arrivals_.push_back({{}, depth_below});
-    }
-  }
+  builder(t, *this).build(tree);
 }
 
-void flat_tree::add_leaf(const decision_node& leaf) {
-  const class_t predicted = leaf.get_leaf_class();
-  const bool some = leaf.weight() > 0;
-  bool mixed = false;
-  for (code_t c = 0; c < n_class_codes_; ++c) {
-    mixed = mixed || (c != predicted && leaf.class_weight(c) != 0);
-  }
-  arrivals_[nodes_.size()].found = {predicted, some ? leaf.get_leaf_classfreq() : 1.0};
-  masses_.push_back({leaf.weight(), some && mixed ? leaf.class_weights() : nullptr});
-  nodes_.push_back({static_cast<std::uint32_t>(nodes_.size()), LEAF, 0, UINT32_MAX});
-}
-
-/// Adds the shares of a leaf; the whole weight goes to its class where no training case came.
-void flat_tree::distribute(std::uint32_t leaf, double weight,
-                           std::vector<double>& distribution) const {
-  const auto& [leaf_weight, classes] = masses_[leaf];
-  if (classes == nullptr) {
-    distribution[arrivals_[leaf].found.first] +=
-        leaf_weight > 0 ? weight * leaf_weight / leaf_weight : weight;
+/// Takes the cases, all at the root, to their ends one step in turn; those on their way close up.
+void flat_tree::step_down(const case_block& cases, std::span<traveller> on_way,
+                          std::span<place> ends) const {
+  if ((root_ & k_leaf) != 0) {
+    for (const traveller& c : on_way) ends[c.number] = root_;
     return;
   }
-  for (code_t c = 0; c < distribution.size(); ++c) {
-    distribution[c] += weight * classes[c] / leaf_weight;
+  const std::uint32_t* const codes = cases.codes.data();
+  const std::size_t width = cases.n_attributes;
+  const test* const tests = tests_.data();
+  for (std::size_t left = on_way.size(); left > 0;) {
+    std::size_t still = 0;
+    for (std::size_t k = 0; k < left; ++k) {
+      const auto [number, at] = on_way[k];
+      const test& t = tests[at];
+      const std::uint32_t code = codes[number * width + t.attribute];
+      const place next = t.below[code > t.limit];
+      const place end = code == k_unknown ? at | k_stopped : next;
+      ends[number] = end;
+      on_way[still] = {number, end};
+      still += (end & k_marks) == 0;
+    }
+    left = still;
   }
 }
 
-/// From a split node whose test the case has no value for. The steps and their order are those of
+std::span<const flat_tree::place> flat_tree::descend(const case_block& cases, std::size_t n) const {
+  thread_local std::vector<traveller> on_way;
+  thread_local std::vector<place> ends;
+  on_way.resize(n);
+  for (std::uint32_t i = 0; i < n; ++i) on_way[i] = {i, root_};
+  ends.resize(n);
+  step_down(cases, on_way, ends);
+  return ends;
+}
+
+std::span<const flat_tree::place> flat_tree::descend(const case_block& cases,
+                                                     std::span<const std::uint32_t> which) const {
+  thread_local std::vector<traveller> on_way;
+  thread_local std::vector<place> ends;
+  on_way.clear();
+  for (const std::uint32_t i : which) on_way.push_back({i, root_});
+  ends.resize(cases.size());
+  step_down(cases, on_way, ends);
+  return ends;
+}
+
+/// Adds the shares of a leaf. Classes without a share would add nothing.
+void flat_tree::distribute(const leaf& reached, double weight,
+                           std::vector<double>& distribution) const {
+  if (reached.n_shares == 0) {
+    distribution[reached.predicted] += weight * reached.weight / reached.weight;
+    return;
+  }
+  for (const share& s : std::span(shares_).subspan(reached.first_share, reached.n_shares)) {
+    distribution[s.class_code] += weight * s.weight / reached.weight;
+  }
+}
+
+/// From a test that the case has no value for. The steps and their order are those of
 /// decision_tree::predict_class.
-flat_tree::arrival flat_tree::predict_unknown(std::uint32_t at, const std::uint32_t* codes) const {
+flat_tree::arrival flat_tree::predict_unknown(place at, const std::uint32_t* codes) const {
   struct portion {
-    std::uint32_t at;
+    place at;
     double weight;
   };
   thread_local std::vector<portion> open;
@@ -81,19 +207,18 @@ flat_tree::arrival flat_tree::predict_unknown(std::uint32_t at, const std::uint3
   while (!open.empty()) {
     portion p = open.back();
     open.pop_back();
-    for (std::uint32_t next; (next = below(p.at, codes[nodes_[p.at].attribute])) != p.at;) {
-      p.at = next;
-    }
-    if (nodes_[p.at].kind == LEAF) {
-      distribute(p.at, p.weight, distribution);
-      depths += arrivals_[p.at].depth * p.weight;
+    while ((p.at & k_marks) == 0) p.at = below(p.at, codes[tests_[p.at].attribute]);
+    const std::uint32_t number = p.at & ~k_marks;
+    if ((p.at & k_leaf) != 0) {
+      distribute(leaves_[number], p.weight, distribution);
+      depths += leaves_[number].depth * p.weight;
       continue;
     }
-    const flat_node& node = nodes_[p.at];
-    for (std::uint32_t i = node.kind == CUT ? 2 : node.limit; i-- > 0;) {  // the first comes first
-      const std::uint32_t child = node.first_child + i;
-      const double part = p.weight * masses_[child].weight / masses_[p.at].weight;
-      if (part != 0) open.push_back({child, part});  // nothing adds nothing
+    const split& stopped = splits_[number];
+    const branch* const first = branches_.data() + stopped.first_branch;
+    for (std::uint32_t i = stopped.n_branches; i-- > 0;) {  // the first comes first
+      const double part = p.weight * first[i].weight / stopped.weight;
+      if (part != 0) open.push_back({first[i].child, part});  // nothing adds nothing
     }
   }
   const unsigned long best = zel::util::number_util::argmax(distribution);

@@ -1,9 +1,11 @@
-// A tree as one array, for predicting many cases.
+// A tree as arrays, for predicting many cases.
 //
-// The nodes of the container lie all over the memory; here the children of a node stand side by
-// side, 12 bytes each, so a descent is an index computation a level: first child + branch, without
-// a jump that could be guessed wrong. Cases come as rows of 32-bit codes, one an attribute. A case
-// whose value is unknown at a split stops there and goes on down every branch.
+// The nodes of the container lie all over the memory; here every test is one comparison of a code
+// with a limit, 16 bytes with the numbers of what follows, so that a step down is a few
+// instructions without a jump that could be guessed wrong. Tests with a branch for every value are
+// searched in halves. Cases come as rows of 32-bit codes, one an attribute. All cases of a block go
+// down one step in turn: while one waits for memory the others go on. A case whose value is unknown
+// at a test stops there and goes on down every branch.
 // Threads: many readers.
 #pragma once
 
@@ -30,97 +32,104 @@ class flat_tree {
   /// Whether all codes of the table fit in 32 bits.
   static bool fits(const table& t);
 
-  /// `tree` must outlive this and stay as it is.
   flat_tree(const table& t, const decision_tree& tree);
 
   /// Calls take(i, prediction, depth), what decision_tree::predict_class gives for a weight of 1,
   /// for cases 0 .. n - 1 of the block. Does not allocate once the thread's memory has grown.
   template <class Take>
   void predict(const case_block& cases, std::size_t n, const Take& take) const {
-    predict_listed(
-        cases, n, [](std::size_t i) { return i; }, take);
+    const std::span<const std::uint32_t> ends = descend(cases, n);
+    for (std::size_t i = 0; i < n; ++i) arrive(cases, i, ends[i], take);
   }
   /// The same for some cases.
   template <class Take>
   void predict(const case_block& cases, std::span<const std::uint32_t> which,
                const Take& take) const {
-    predict_listed(
-        cases, which.size(), [&which](std::size_t i) { return which[i]; }, take);
+    const std::span<const std::uint32_t> ends = descend(cases, which);
+    for (const std::uint32_t i : which) arrive(cases, i, ends[i], take);
   }
 
  private:
-  /// Cases that descend side by side: while one waits for memory the others go on.
-  static constexpr std::size_t k_lanes = 8;
+  /// What a step leads to: the number of a test, or with a mark that of a leaf, or of a test that
+  /// the case has no value for.
+  using place = std::uint32_t;
+  static constexpr place k_leaf = 1U << 31;
+  static constexpr place k_stopped = 1U << 30;
+  static constexpr place k_marks = k_leaf | k_stopped;
 
-  enum node_kind : std::uint32_t { CUT, VALUES, LEAF };
-  struct flat_node {
-    std::uint32_t first_child;  // LEAF: the node itself
-    std::uint32_t kind : 2;
-    std::uint32_t attribute : 30;
-    std::uint32_t limit;  // CUT: threshold code; VALUES: number of children; LEAF: above codes
+  struct test {
+    place below[2];       // for a code up to the limit, and above it
+    std::uint32_t limit;  // a code
+    std::uint32_t attribute;
   };
-  /// What a case finds at a leaf, or where its value is unknown.
+  struct leaf {
+    std::uint32_t predicted;
+    std::uint32_t depth;
+    double confidence;
+    double weight;              // of its training cases; 1 where none came
+    std::uint32_t first_share;  // in shares_
+    std::uint32_t n_shares;     // 0: all is of the predicted class
+  };
+  /// Where a case without a value stops: what it goes down, in proportion.
+  struct split {
+    double weight;               // of its training cases
+    std::uint32_t first_branch;  // in branches_
+    std::uint32_t n_branches;
+  };
+  struct branch {
+    place child;
+    double weight;
+  };
+  /// The training weight of a class at a leaf of several.
+  struct share {
+    std::uint32_t class_code;
+    double weight;
+  };
   struct arrival {
     decision_tree::prediction found;
     double depth;
   };
+  class builder;
 
-  /// The node below for a code; the node itself at a leaf and for an unknown code.
-  std::uint32_t below(std::uint32_t at, std::uint32_t code) const {
-    const flat_node& node = nodes_[at];
-    const std::uint32_t branch = node.kind == VALUES ? code - 1 : code > node.limit;
-    return code == k_unknown ? at : node.first_child + branch;
+  place below(place at, std::uint32_t code) const {
+    const test& t = tests_[at];
+    const place next = t.below[code > t.limit];
+    return code == k_unknown ? at | k_stopped : next;
   }
 
-  template <class Case, class Take>
-  void predict_listed(const case_block& cases, std::size_t n, const Case& case_at,
-                      const Take& take) const {
-    std::size_t i = 0;
-    for (; i + k_lanes <= n; i += k_lanes) predict_some<k_lanes>(cases, i, case_at, take);
-    for (; i < n; ++i) predict_some<1>(cases, i, case_at, take);
-  }
-
-  template <std::size_t Lanes, class Case, class Take>
-  void predict_some(const case_block& cases, std::size_t first, const Case& case_at,
-                    const Take& take) const {
-    const std::uint32_t* codes[Lanes];
-    std::uint32_t at[Lanes] = {};
-    for (std::size_t l = 0; l < Lanes; ++l) codes[l] = cases.of_case(case_at(first + l)).data();
-    bool on = nodes_[0].kind != LEAF;
-    while (on) {
-      std::uint32_t moved = 0;
-      for (std::size_t l = 0; l < Lanes; ++l) {
-        const std::uint32_t next = below(at[l], codes[l][nodes_[at[l]].attribute]);
-        moved |= next ^ at[l];
-        at[l] = next;
-      }
-      on = moved != 0;
-    }
-    for (std::size_t l = 0; l < Lanes; ++l) {
-      if (nodes_[at[l]].kind == LEAF) {
-        const arrival& end = arrivals_[at[l]];
-        take(case_at(first + l), end.found, end.depth);
-      } else {
-        const arrival end = predict_unknown(at[l], codes[l]);
-        take(case_at(first + l), end.found, end.depth);
-      }
-    }
-  }
-
-  arrival predict_unknown(std::uint32_t at, const std::uint32_t* codes) const;
-  void add_leaf(const decision_node& leaf);
-  void distribute(std::uint32_t leaf, double weight, std::vector<double>& distribution) const;
-
-  /// The training weight of a node, and by class code where a leaf has several classes.
-  struct mass {
-    double weight;
-    const double* classes;
+  /// Where the cases end, by case: a leaf, or a test that a case stopped at. Valid until the
+  /// thread's next descent.
+  std::span<const place> descend(const case_block& cases, std::size_t n) const;
+  std::span<const place> descend(const case_block& cases,
+                                 std::span<const std::uint32_t> which) const;
+  struct traveller {
+    std::uint32_t number;  // of the case
+    place at;
   };
+  void step_down(const case_block& cases, std::span<traveller> on_way, std::span<place> ends) const;
+
+  template <class Take>
+  void arrive(const case_block& cases, std::size_t i, place end, const Take& take) const {
+    if ((end & k_leaf) != 0) {
+      const leaf& reached = leaves_[end & ~k_marks];
+      take(i, {reached.predicted, reached.confidence}, reached.depth);
+    } else {
+      const arrival spread = predict_unknown(end & ~k_marks, cases.of_case(i).data());
+      take(i, spread.found, spread.depth);
+    }
+  }
+
+  arrival predict_unknown(place at, const std::uint32_t* codes) const;
+  void distribute(const leaf& reached, double weight, std::vector<double>& distribution) const;
 
   std::size_t n_class_codes_;
-  std::vector<flat_node> nodes_;
-  std::vector<arrival> arrivals_;  // by node; of split nodes only the depth
-  std::vector<mass> masses_;       // by node
+  place root_ = 0;
+  std::vector<test> tests_;
+  std::vector<leaf> leaves_;
+  // What only cases with unknown values need:
+  std::vector<split> splits_;  // by test; of searches the first test only
+  std::vector<branch> branches_;
+  std::vector<share> shares_;
 };
 
 /// Copies the codes of some rows of a table.

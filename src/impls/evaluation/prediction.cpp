@@ -3,6 +3,7 @@
 // A case whose value of the tested attribute is unknown goes down every branch, in proportion to
 // the training weight that did (Quinlan 1993); its class is the one of the largest weight.
 #include "impls/evaluation/batch_predictor.h"
+#include "impls/evaluation/tally.h"
 #include "impls/trees/decision_tree.h"
 #include "zel/util/number_util.h"
 
@@ -136,9 +137,7 @@ double decision_tree::predict_changed_row(const table& t, row_t row, unsigned in
 double decision_tree::predict_cm(const table& t, const case_list& cases, double weight,
                                  conf_matrix& matrix) const {
   const batch_predictor predictor(t, {this}, /*vote=*/false);
-  return tally(t, cases, weight, matrix, [&](case_span some, std::span<outcome> outcomes) {
-    predictor.predict_rows(t, some, outcomes);
-  });
+  return tally(t, cases, weight, matrix, predictor);
 }
 
 double decision_tree::err_misc(const table& t, const case_list& cases) const {

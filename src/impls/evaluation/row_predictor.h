@@ -32,11 +32,11 @@ class row_predictor {
 
   /// Predicts the `n` rows taken. @return their outcomes, valid until the next call.
   std::span<const outcome> predict(std::size_t n) {
-    constexpr std::size_t k_chunk = 512;  // bounds the memory for votes
+    const std::size_t chunk = cases_at_once(n, predictor_.n_class_codes());
     outcomes_.resize(n);
     const std::size_t width = coder_.codes().size();
-    for (std::size_t at = 0; at < n; at += k_chunk) {
-      const std::size_t some = std::min(k_chunk, n - at);
+    for (std::size_t at = 0; at < n; at += chunk) {
+      const std::size_t some = std::min(chunk, n - at);
       predictor_.predict({std::span(codes_).subspan(at * width, some * width), width},
                          std::span(outcomes_).subspan(at, some));
     }

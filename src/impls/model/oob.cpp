@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "impls/evaluation/flat_tree.h"
+#include "impls/evaluation/batch_predictor.h"
 #include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
 #include "zel/util/number_util.h"
@@ -25,13 +25,6 @@ namespace {
 constexpr char k_other_table[] = "the table does not hold the training cases";
 
 constexpr std::uint32_t k_no_vote = std::numeric_limits<std::uint32_t>::max();
-constexpr unsigned long k_chunk_cases = 1UL << 9;
-constexpr unsigned long k_chunk_counters = 1UL << 20;  // bounds a task's memory: many classes
-
-/// Cases a task takes: as many as their vote counters allow.
-unsigned long chunk_size(unsigned long n_codes) {
-  return std::clamp(k_chunk_counters / n_codes, 1UL, k_chunk_cases);
-}
 
 struct voting_tree {
   zel::adt::bitmap in_bag;  // by position in the list of training cases
@@ -94,7 +87,7 @@ double dtree::oob_error(const table& t) const {
     zel::util::parallel::for_each_index(trees.size(), [&](unsigned long i) {
       trees[i].emplace(voting_tree{in_bag(n, seeds_[i]), flat_tree(t, *trees_[i])});
     });
-    const unsigned long size = chunk_size(t.n_class_codes());
+    const unsigned long size = cases_at_once(n, t.n_class_codes());
     zel::util::parallel::for_each_index((n + size - 1) / size, [&](unsigned long number) {
       chunk some{number * size, {}};
       const unsigned long end = std::min(n, some.first + size);

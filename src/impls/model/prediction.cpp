@@ -2,9 +2,11 @@
 #include <stdexcept>
 
 #include "impls/evaluation/batch_predictor.h"
+#include "impls/evaluation/tally.h"
 #include "impls/model/dtree.h"
 #include "zel/util/cronos.h"
 #include "zel/util/number_util.h"
+#include "zel/util/parallel.h"
 
 namespace orvik::impls {
 
@@ -49,7 +51,7 @@ double dtree::predict_row(const table& t, row_t row, decision_tree::prediction& 
 batch_predictor dtree::make_predictor(const table& t) const {
   std::vector<const decision_tree*> trees;
   for (const auto& tree : trees_) trees.push_back(tree.get());
-  return {t, std::move(trees), ensemble_};
+  return zel::util::parallel::with_workers([&] { return batch_predictor(t, trees, ensemble_); });
 }
 
 std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,
@@ -59,11 +61,8 @@ std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,
   watch.start();
   auto matrix = std::make_unique<conf_matrix>(&t);
   const batch_predictor predictor = make_predictor(t);
-  const double depths = zel::util::parallel::with_workers([&] {
-    return tally(t, cases, 1.0, *matrix, [&](case_span some, std::span<outcome> outcomes) {
-      predictor.predict_rows(t, some, outcomes);
-    });
-  });
+  const double depths =
+      zel::util::parallel::with_workers([&] { return tally(t, cases, 1.0, *matrix, predictor); });
   watch.stop();
   matrix->set_elapsed(watch.get_elapsed());
   if (average_depth != nullptr) {
