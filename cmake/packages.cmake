@@ -21,6 +21,9 @@ and unknown values. The program orvprep makes such tables of CSV files.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME liborvik-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libtbb-dev, zlib1g-dev")
+if(isal)
+  string(APPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ", libisal-dev")
+endif()
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Static library, headers, CMake package and pkg-config file for programs that
 learn, apply, save and render classification trees.")
 

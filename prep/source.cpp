@@ -11,7 +11,7 @@
 #include <stdexcept>
 
 #include "zel/inpout/iofile.h"
-#include "zel/inpout/iogz.h"
+#include "zel/inpout/iogunzip.h"
 
 namespace orvprep {
 
@@ -68,11 +68,9 @@ void source::spool() {
 }
 
 void source::open() {
-  auto conn = std::make_unique<zel::inpout::iogz>();
+  auto conn = std::make_unique<zel::inpout::iogunzip>();
   errno = 0;
-  if (!conn->open(path_, zel::inpout::mode_read, 1, Z_DEFAULT_STRATEGY)) {
-    fail(std::strerror(errno));
-  }
+  if (!conn->open(path_)) fail(std::strerror(errno));
   conn_ = std::move(conn);
   at_start_ = true;
 }

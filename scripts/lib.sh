@@ -3,7 +3,7 @@
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root" || exit 1
 
-build_packages=(g++ cmake ninja-build libtbb-dev zlib1g-dev rapidjson-dev libcsv-dev libcli11-dev
+build_packages=(g++ cmake ninja-build libtbb-dev zlib1g-dev libisal-dev rapidjson-dev libcsv-dev libcli11-dev
   libgtest-dev libgmock-dev
   lowdown pkg-config python3 libxml2-utils)
 bench_packages=(libbenchmark-dev)

@@ -2,9 +2,11 @@
 
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 #include "inpout_scratch.h"
 #include "zel/inpout/iobuf.h"
+#include "zel/inpout/iogunzip.h"
 #include "zel/inpout/iogz.h"
 
 namespace {
@@ -12,7 +14,9 @@ namespace {
 using scratch::gzipped;
 using scratch::read_file;
 using zel::inpout::ioconn;
+using zel::inpout::iogunzip;
 using zel::inpout::iogz;
+using namespace std::string_literals;
 
 /// Lines that compress badly, so that members span many bytes.
 std::string noisy_lines(unsigned count, unsigned seed) {
@@ -34,6 +38,42 @@ TEST(gzip_input, is_read_to_the_end_of_its_last_member) {
   EXPECT_TRUE(in->eof());
   EXPECT_TRUE(in->rewind());
   EXPECT_EQ(scratch::drain(*in), first + second);
+}
+
+// Wherever the pieces that come from the file end: in a header, in a block, between members.
+TEST(gzip_input, is_the_same_in_pieces_of_any_size) {
+  const scratch::folder files;
+  const std::string first = noisy_lines(200, 1), second = noisy_lines(3, 2);
+  const std::string members = gzipped(files, first) + gzipped(files, "") + gzipped(files, second);
+  for (const unsigned piece : {2U, 3U, 5U, 8U, 13U, 1000U, 100000U}) {
+    for (const auto& [content, text] :
+         {std::pair(members, first + second), std::pair(members + "no member", first + second),
+          std::pair(first, first), std::pair("\x1f"s, "\x1f"s)}) {
+      iogunzip in(piece);
+      ASSERT_TRUE(in.open(files.put("pieces", content)));
+      ASSERT_EQ(in.is_compressed(), content.starts_with("\x1f\x8b"));
+      ASSERT_EQ(scratch::drain(in, 17), text) << "in pieces of " << piece;
+      ASSERT_TRUE(in.eof());
+    }
+  }
+}
+
+// A change in the header may be of no consequence; elsewhere it is never taken for good data.
+TEST(gzip_input, changed_anywhere_is_never_other_data) {
+  const scratch::folder files;
+  const std::string text = noisy_lines(50, 3), whole = gzipped(files, text);
+  char byte;
+  for (std::size_t at = 2; at < whole.size(); ++at) {
+    std::string changed = whole;
+    changed[at] ^= 16;
+    iogunzip in;
+    ASSERT_TRUE(in.open(files.put("changed", changed)));
+    const std::string got = scratch::drain(in);
+    ASSERT_TRUE(got == text || in.read(&byte, 1) == -1) << "byte " << at;
+    ASSERT_TRUE(in.error().empty() || in.error().starts_with("damaged gzip data: ") ||
+                in.error() == "truncated gzip data")
+        << in.error();
+  }
 }
 
 TEST(gzip_input, cut_anywhere_is_an_error_and_never_the_end) {

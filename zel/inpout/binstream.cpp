@@ -9,7 +9,7 @@
 
 #include "zel/inpout/iobuf.h"
 #include "zel/inpout/iofile.h"
-#include "zel/inpout/iogz.h"
+#include "zel/inpout/iogunzip.h"
 
 namespace zel::inpout {
 
@@ -36,8 +36,8 @@ void require_extended() {
 }
 
 std::unique_ptr<ioconn> open_compressed(const std::string& name) {
-  auto conn = std::make_unique<iogz>();
-  if (!conn->open(name, mode_read, 1, Z_DEFAULT_STRATEGY)) return nullptr;
+  auto conn = std::make_unique<iogunzip>();
+  if (!conn->open(name)) return nullptr;
   return conn;
 }
 

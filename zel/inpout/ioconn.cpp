@@ -12,7 +12,7 @@
 #include "zel/inpout/ioahead.h"
 #include "zel/inpout/iobuf.h"
 #include "zel/inpout/iofile.h"
-#include "zel/inpout/iogz.h"
+#include "zel/inpout/iogunzip.h"
 
 namespace zel::inpout {
 
@@ -30,15 +30,12 @@ constexpr int k_gzip_input_mode = 3;
 constexpr int k_plain_input_mode = 19;
 constexpr int k_output_mode = mode_write | mode_create | mode_truncate;
 constexpr int k_permissions = 0644;
-constexpr int k_fastest = 1;
 
 bool names_gzip(std::string_view name) { return name.size() > 2 && name.ends_with(".gz"); }
 
 std::unique_ptr<ioconn> open_gzip(const std::string& name) {
-  auto file = std::make_unique<iogz>();
-  if (!file->open(name, k_gzip_input_mode, k_fastest, Z_DEFAULT_STRATEGY)) {
-    throw std::runtime_error(k_file + name + k_not_found);
-  }
+  auto file = std::make_unique<iogunzip>();
+  if (!file->open(name, k_gzip_input_mode)) throw std::runtime_error(k_file + name + k_not_found);
   if (!file->is_compressed()) throw std::runtime_error(k_file + name + k_not_gzip);
   return std::make_unique<ioahead>(std::move(file));
 }
