@@ -74,6 +74,9 @@ void describe(CLI::App& app, settings& how) {
       ->check(CLI::IsMember({"auto", "always", "never"}));
   CLI::Option* names = app.add_option("--names", how.from.names, "metadata of rows for the report");
   CLI::Option* data = app.add_option("--data", how.from.data, "rows for the report");
+  app.add_option("--seed", how.from.seed, "the -seed of the training run, to know its draws again")
+      ->type_name("N")
+      ->needs(data);
   names->type_name("FILE")->needs(data);
   data->type_name("FILE")->needs(names);
   app.add_option("-s,--separator", how.separator, "of --names and --data: a character or tab")

@@ -6,6 +6,7 @@
 #include "zel/inpout/ioconn.h"
 #include "zel/inpout/stream.h"
 #include "zel/util/parallel.h"
+#include "zel/util/seed.h"
 
 namespace orvview {
 
@@ -85,6 +86,10 @@ opened open_sources(const sources& from) {
   opened found;
   found.model = read_model(from.model);
   if (!from.data.empty()) found.rows = read_rows(from, *found.model->get_training_table());
+  if (found.rows && from.seed) {
+    zel::util::set_seed(*from.seed);
+    found.model->recall_draws(*found.rows);
+  }
   return found;
 }
 
