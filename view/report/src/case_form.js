@@ -52,7 +52,7 @@ function readFields(fields) {
 function voteBars(model, result) {
   const sums = result.votes ?? result.sums;
   if (!sums) return null;
-  const all = sums.reduce((a, b) => a + b, 0);
+  const most = Math.max(...sums);
   const order = [...sums.keys()].filter((code) => sums[code] > 0)
     .sort((a, b) => sums[b] - sums[a]).slice(0, 8);
   return el('table', { class: 'distribution' },
@@ -60,7 +60,7 @@ function voteBars(model, result) {
     el('tbody', {}, order.map((code) => el('tr', {},
       el('th', { scope: 'row' }, swatch(model, code), name(model.classNames[code])),
       el('td', { class: 'bar-cell' }, el('span', { class: 'bar', style: {
-        width: `${(100 * sums[code] / all).toFixed(2)}%`,
+        width: `${(100 * sums[code] / most).toFixed(2)}%`,
         background: classColour(model, code) } })),
       el('td', { class: 'number' }, result.votes ? String(sums[code]) : percent(sums[code]))))));
 }

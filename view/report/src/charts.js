@@ -18,7 +18,7 @@ export function importanceBars(model, field, title) {
     el('td', { class: 'bar-cell' }, el('span', {
       class: each.value < 0 ? 'bar negative' : 'bar',
       style: { width: `${(100 * Math.abs(each.value) / most).toFixed(2)}%` } })),
-    el('td', { class: 'number' }, each.value.toFixed(4)));
+    el('td', { class: 'number' }, each.value.toFixed(4).replace(/^-(0\.0+)$/, '$1')));
   const table = el('table', { class: 'bars' }, el('caption', {}, title),
                    el('tbody', {}, all.slice(0, LISTED).map(row)));
   if (all.length <= LISTED) return table;

@@ -18,6 +18,8 @@ const section = (id, title, ...content) =>
   el('section', { id, 'aria-labelledby': `${id}-title` },
      el('h2', { id: `${id}-title` }, title), content);
 
+const shortPercent = (x) => `${Number.isFinite(x) ? +x.toPrecision(3) : '–'} %`;
+
 function figures(model) {
   const of = (label, value) => el('div', { class: 'figure' }, el('span', { class: 'value' }, value),
                                   el('span', { class: 'label' }, label));
@@ -29,10 +31,10 @@ function figures(model) {
     of('attributes tested', String(new Set(model.importance.map((i) => i.column)).size
       ? model.importance.filter((i) => i.tested).length : 0))];
   for (const matrix of model.matrices) {
-    all.push(of(`error, ${matrix.title.toLowerCase()}`, matrix.figures[0][1]));
+    all.push(of(`error, ${matrix.title.toLowerCase()}`, shortPercent(parseFloat(matrix.figures[0][1]))));
   }
   if (model.oob.length > 0 && model.oob.at(-1) !== null) {
-    all.push(of('error, out of bag', `${(100 * model.oob.at(-1)).toPrecision(3)} %`));
+    all.push(of('error, out of bag', shortPercent(100 * model.oob.at(-1))));
   }
   return el('div', { class: 'figures' }, all);
 }

@@ -23,12 +23,13 @@ export function ruleNodes(tree, node) {
 
 function distribution(tree, node) {
   const parts = tree.distribution(node).sort((a, b) => b[1] - a[1]);
+  const most = parts[0]?.[1] ?? 1;  // has the longest bar
   const rows = parts.slice(0, LISTED).map(([code, share]) => {
     const part = share / tree.weight[node];
     return el('tr', {},
       el('th', { scope: 'row' }, swatch(tree.model, code), name(tree.model.classNames[code])),
       el('td', { class: 'bar-cell' }, el('span', { class: 'bar', style: {
-        width: `${(100 * part).toFixed(2)}%`, background: classColour(tree.model, code) } })),
+        width: `${(100 * share / most).toFixed(2)}%`, background: classColour(tree.model, code) } })),
       el('td', { class: 'number' }, amount(share)),
       el('td', { class: 'number muted' }, percent(part)));
   });

@@ -7,11 +7,11 @@ import { amount, clipped, svg } from './dom.js';
 import { classColour } from './colours.js';
 import { CARD } from './tree_layout.js';
 
-const READABLE = 0.42;           // least scale of a card
+export const READABLE = 0.42;  // least scale of a card
 const FONT = '13px Inter, "Segoe UI", system-ui, sans-serif';
 const TITLE_FONT = `600 ${FONT}`;
 const SMALL_FONT = FONT.replace('13px', '11px');
-const LABEL_ROOM = 96;
+const LABEL_ROOM = 112;
 const WIDEST_LINK = 13;
 const BADGE = 9;
 
@@ -71,9 +71,9 @@ export class Drawing {
     const keys = [...groups.keys()].sort();  // the way of a case lies on top
     this.links.replaceChildren(...keys.map((key) => {
       const [kind, width] = key.split(' ');
-      const least = scale < READABLE ? 0.8 / scale : 0;
-      return svg('path', { class: kind, d: groups.get(key).join(''),
-                           'stroke-width': Math.max(Number(width), least) });
+      const far = scale < READABLE && view !== null;  // then in pixels
+      return svg('path', { class: far ? `${kind} far` : kind, d: groups.get(key).join(''),
+                           'stroke-width': far ? Math.max(width * scale, 0.7) : width });
     }));
   }
 
@@ -141,8 +141,6 @@ export class Drawing {
     const leaf = tree.isLeaf(i);
     const left = leaf ? 26 : 12;
     const title = clipped(tree.title(i), TITLE_FONT, CARD.width - left - 10);
-    const errors = tree.error[i] > 0 ? ` · ${amount(tree.error[i])} errors` : '';
-    const counts = `${amount(tree.weight[i])} cases${errors}`;
     const card = svg('g', {
       class: leaf ? 'card leaf' : 'card', role: 'treeitem', tabindex: -1, id: `node-${i}`,
       'data-node': i, 'aria-level': tree.level[i] + 1, 'aria-posinset': tree.branch[i] + 1,
@@ -157,12 +155,22 @@ export class Drawing {
     }
     card.append(svg('text', { class: 'title', x: left, y: -4 }, title),
                 svg('text', { class: 'counts', x: 12, y: 10 },
-                    clipped(counts, SMALL_FONT, width - 22)),
+                    this.counts(i, width - 22)),
                 this.shareBar(i));
     const label = this.branchLabel(i);
     if (label) card.append(label);
     if (!leaf) card.append(this.badge(i));
     return card;
+  }
+
+  /** Cases and estimated errors; in the short form of the text tree where they are long. */
+  counts(i, room) {
+    const cases = amount(this.tree.weight[i]);
+    const errors = amount(this.tree.error[i]);
+    if (!(this.tree.error[i] > 0)) return clipped(`${cases} cases`, SMALL_FONT, room);
+    const full = `${cases} cases · ${errors} errors`;
+    return clipped(full, SMALL_FONT, room) === full ? full
+      : clipped(`${cases} / ${errors}`, SMALL_FONT, room);
   }
 
   spoken(i) {
@@ -197,7 +205,8 @@ export class Drawing {
     if (!test) return null;
     const text = test.relation === '=' ? test.value : `${test.relation} ${test.value}`;
     const short = clipped(text, SMALL_FONT, LABEL_ROOM - 16);
-    return svg('text', { class: 'label', x: -8, y: 3.5, 'text-anchor': 'end' }, short);
+    return svg('text', { class: 'label', x: -7, 'text-anchor': 'end',
+                         y: round(-this.linkWidth(i) / 2 - 3.5) }, short);
   }
 
   badge(i) {

@@ -2,8 +2,8 @@
 // father. Only nodes whose ancestors are all open have a place.
 import { hierarchy, tree as tidyTree } from 'd3-hierarchy';
 
-export const CARD = { width: 164, height: 46 };
-const PITCH = { across: 286, down: 60 };
+export const CARD = { width: 168, height: 46 };
+const PITCH = { across: 296, down: 60 };
 const FIRST_PICTURE = 34;  // nodes, at most, that are open at first
 
 export class Layout {

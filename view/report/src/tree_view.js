@@ -3,12 +3,13 @@ import { select } from 'd3-selection';
 import { zoom, zoomIdentity } from 'd3-zoom';
 import { counted, oncePerFrame, svg } from './dom.js';
 import { CARD, Layout } from './tree_layout.js';
-import { Drawing } from './tree_draw.js';
+import { Drawing, READABLE } from './tree_draw.js';
 import { listenToKeys } from './tree_keys.js';
 import { Tooltip } from './tooltip.js';
 
-const SCALES = [0.004, 2.5];
+const SCALES = [0.0002, 2.5];
 const MARGIN = 28;
+const LEGIBLE = 0.62;      // least scale of the first picture
 const COMFORTABLE = 0.75;  // scale to which the keyboard brings a node that is too small
 
 export class TreeView extends EventTarget {
@@ -21,7 +22,8 @@ export class TreeView extends EventTarget {
     this.tooltip = new Tooltip(frame);
     this.transform = zoomIdentity;
     this.redraw = oncePerFrame(() => this.draw());
-    this.zoom = zoom().scaleExtent(SCALES).on('zoom', (event) => this.moved(event.transform));
+    this.zoom = zoom().scaleExtent(SCALES).on('zoom', (event) => this.moved(event.transform))
+      .constrain((transform) => this.constrained(transform));
     select(this.picture).call(this.zoom).on('dblclick.zoom', null);
     this.listen();
     listenToKeys(this);
@@ -34,7 +36,7 @@ export class TreeView extends EventTarget {
     this.state = { selected: 0, focused: null, matches: new Set(), shares: null };
     this.drawing = new Drawing(tree, this.layout, this.state);
     this.picture.replaceChildren(this.drawing.root);
-    this.fit(COMFORTABLE);
+    this.fit(LEGIBLE);
     this.draw();
     this.tell();
   }
@@ -68,16 +70,35 @@ export class TreeView extends EventTarget {
   /** Where nodes are blocks, a click takes the block under the pointer. */
   selectAt(event) {
     const box = this.picture.getBoundingClientRect();
-    const [x, y] = this.transform.invert([event.clientX - box.left, event.clientY - box.top]);
+    const { width, k } = { ...this.size(), k: this.transform.k };
+    const x = (event.clientX - box.left - this.transform.x) / (k * this.stretch(k, width));
+    const y = (event.clientY - box.top - this.transform.y) / k;
     const near = this.layout.visible.find((i) =>
       x >= this.layout.x[i] && x <= this.layout.x[i] + CARD.width &&
-      Math.abs(y - this.layout.y[i]) <= CARD.height / 2);
+      Math.abs(y - this.layout.y[i]) <= Math.max(CARD.height / 2, 2 / k));
     if (near !== undefined) this.goTo(near);
+  }
+
+  /**
+   * From far away a tree is a thin line: it is stretched to the width of the frame, as long as its
+   * nodes are blocks.
+   */
+  stretch(k, width) {
+    if (k >= READABLE || !this.layout) return 1;
+    const { left, right } = this.layout.frame;
+    return Math.max(1, (width - 2 * MARGIN) / (k * (right - left)));
+  }
+
+  constrained(transform) {
+    const stretched = this.stretch(transform.k, this.size().width) > 1;
+    return stretched ? zoomIdentity.translate(MARGIN, transform.y).scale(transform.k) : transform;
   }
 
   moved(transform) {
     this.transform = transform;
-    this.drawing?.root.setAttribute('transform', transform.toString());
+    const { x, y, k } = transform;
+    const across = k * this.stretch(k, this.size().width);
+    this.drawing?.root.setAttribute('transform', `translate(${x} ${y}) scale(${across} ${k})`);
     this.tooltip.hide();
     this.redraw();
   }
@@ -86,7 +107,7 @@ export class TreeView extends EventTarget {
 
   resized() {
     if (!this.tree) return;
-    if (!this.wasSized) this.fit(COMFORTABLE);
+    if (!this.wasSized) this.fit(LEGIBLE);
     this.wasSized = this.size().width > 0;
     this.redraw();
   }
@@ -95,15 +116,18 @@ export class TreeView extends EventTarget {
     if (!this.tree) return;
     const { width, height } = this.size();
     const { x, y, k } = this.transform;
-    this.drawing.draw({ left: -x / k, top: -y / k, right: (width - x) / k, bottom: (height - y) / k },
-                      k);
+    const across = k * this.stretch(k, width);
+    this.drawing.draw({ left: -x / across, top: -y / k, right: (width - x) / across,
+                        bottom: (height - y) / k }, k);
     const focused = this.state.focused ?? this.state.selected;
     for (const [i, card] of this.drawing.made) card.tabIndex = i === focused ? 0 : -1;
     if (!this.drawing.card(focused)) this.picture.tabIndex = 0;
     else this.picture.removeAttribute('tabindex');
   }
 
-  setTransform(transform) { select(this.picture).call(this.zoom.transform, transform); }
+  setTransform(transform) {
+    select(this.picture).call(this.zoom.transform, this.constrained(transform));
+  }
   zoomBy(factor) { select(this.picture).call(this.zoom.scaleBy, factor); }
 
   /** Brings all into view; or, not smaller than `least`, the root. */
