@@ -6,9 +6,6 @@ namespace orvview {
 namespace {
 [[noreturn]] void later() { throw std::runtime_error("this form is not there yet"); }
 }  // namespace
-void write_cpp(const orvik::impls::dtree&, std::ostream&) { later(); }
-void write_python(const orvik::impls::dtree&, std::ostream&) { later(); }
-void write_sql(const chosen_tree&, const std::string&, std::ostream&) { later(); }
 void write_svg(const chosen_tree&, unsigned long, std::ostream&) { later(); }
 void write_summary(const chosen_tree&, unsigned long, const terminal&, std::ostream&) { later(); }
 void write_rules_text(const chosen_tree&, std::ostream&) { later(); }

@@ -1,5 +1,7 @@
 #include "impls/rendering/description.h"
 
+#include <set>
+
 #include "zel/util/string_util.h"
 
 namespace orvik::impls {
@@ -27,6 +29,22 @@ bool is_utf8_column(const column& c) {
 }
 
 }  // namespace
+
+std::vector<std::string> unique_names(const table& t) {
+  std::vector<std::string> names;
+  std::set<std::string> taken;
+  for (unsigned long i = 0; i < t.n_columns(); ++i) taken.insert(t.get_column(i).name());
+  std::set<std::string> given;
+  for (unsigned long i = 0; i < t.n_columns(); ++i) {
+    std::string name = t.get_column(i).name();
+    while (given.contains(name) || (name != t.get_column(i).name() && taken.contains(name))) {
+      name += " #" + std::to_string(i + 1);
+    }
+    given.insert(name);
+    names.push_back(std::move(name));
+  }
+  return names;
+}
 
 text_encoding encoding_of(const table& t, const std::string& model_name) {
   bool utf8 = is_utf8(model_name);

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
@@ -56,6 +57,10 @@ inline bool lists_values(const column& c) {
   return c.type() == column::CLASS || c.type() == column::DISCRETE ||
          (c.type() == column::CONTINUOUS && !c.values()->is_numeric());
 }
+
+/// The names of the columns, made different: a second column of one name has " #" and its number,
+/// counted from 1, behind it.
+std::vector<std::string> unique_names(const table& t);
 
 enum class text_encoding { UTF_8, LATIN_1 };
 
