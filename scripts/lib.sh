@@ -7,6 +7,7 @@ build_packages=(g++ cmake ninja-build libtbb-dev zlib1g-dev rapidjson-dev libcsv
   libgtest-dev libgmock-dev
   lowdown pkg-config python3 libxml2-utils)
 bench_packages=(libbenchmark-dev)
+browser_packages=(nodejs npm chromium)
 lint_packages=(clang-format clang-tidy)
 
 installed() {
@@ -36,6 +37,17 @@ need() {
   local apt=(env DEBIAN_FRONTEND=noninteractive apt-get -qq -o Dpkg::Use-Pty=0)
   "${as_root[@]}" "${apt[@]}" update
   "${as_root[@]}" "${apt[@]}" install -y --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# want PACKAGE...: as need, but without any it goes on, saying so. A program that is there in another
+# way counts for its package.
+want() {
+  local package missing=()
+  for package in "$@"; do
+    command -v "${package/%nodejs/node}" >/dev/null || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  (need "${missing[@]}") || echo "Going on without ${missing[*]}" >&2
 }
 
 # build PRESET TARGET [CMAKE_OPTION...]: configures and builds, quiet unless it fails.

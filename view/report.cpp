@@ -31,7 +31,7 @@ void write_html_report(const orvik::impls::dtree& model, const std::string& titl
       << "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
       << "<meta name=\"generator\" content=\"" << orvik::impls::k_library_name << ' '
       << orvik::impls::k_version << "\">\n<title>" << name << "</title>\n<style>" << k_report_style
-      << "</style>\n</head>\n<body>\n<p>" << name
+      << "</style>\n</head>\n<body>\n<p id=\"no-script\">" << name
       << ": this report needs a browser that runs scripts.</p>\n"
       << "<script type=\"application/json\" id=\"orvik-model\">" << data << "</script>\n<script>"
       << k_report_script << "</script>\n<!--\n"

@@ -12,6 +12,7 @@
 #include "impls/rendering/description.h"
 #include "impls/tables/decimal.h"
 #include "report_rows.h"
+#include "wording.h"
 #include "zel/adt/tree_walk.h"
 #include "zel/util/string_util.h"
 
@@ -55,9 +56,17 @@ std::string six_digits(double x) {
 class data_writer {
  public:
   data_writer(const dtree& model, const table* rows)
-      : model_(model), schema_(*model.get_training_table()), rows_(rows), json_(buffer_) {
-    encoding_ = encoding_of(schema_, model.name());
+      : model_(model),
+        schema_(*model.get_training_table()),
+        rows_(rows),
+        words_(model),
+        json_(buffer_) {
     cuts_.resize(schema_.n_columns());
+    tested_.resize(schema_.n_attributes());
+    for (unsigned long i = 0; i < model_.n_trees(); ++i) model_.get_tree(i).set_used_atts(tested_);
+    shown_.assign(schema_.n_columns(), false);
+    shown_[schema_.class_index()] = true;
+    for (const unsigned long a : tested_) shown_[schema_.column_index_of(a)] = true;
   }
 
   std::string write(const std::string& title);
@@ -66,7 +75,9 @@ class data_writer {
   void key(std::string_view name) {
     json_.Key(name.data(), static_cast<rapidjson::SizeType>(name.size()));
   }
-  void text(const std::string& raw);
+  void utf8(const std::string& text);
+  /// A text of the table; rows that are not the model's may be in another encoding than it.
+  void text(const std::string& raw) { utf8(as_utf8(words_.utf8(raw))); }
   void number(double x);
   void plain(const std::string& digits) {
     json_.RawValue(digits.data(), digits.size(), rapidjson::kNumberType);
@@ -98,18 +109,18 @@ class data_writer {
   const dtree& model_;
   const table& schema_;
   const table* rows_;
-  text_encoding encoding_;
+  wording words_;
   rapidjson::StringBuffer buffer_;
   rapidjson::Writer<rapidjson::StringBuffer> json_;
+  zel::adt::bitmap tested_;                   // attributes
+  std::vector<bool> shown_;                   // by column: the class and what is tested
   std::vector<std::map<code_t, long>> cuts_;  // by column: codes of thresholds and their places
   std::unique_ptr<recoded_rows> recoded_;     // null without rows
   std::vector<decision_tree::prediction> predictions_;
 };
 
-void data_writer::text(const std::string& raw) {
-  const bool utf8 = encoding_ == text_encoding::UTF_8;
-  const std::string shown = utf8 ? as_utf8(raw) : zel::util::string_util::utf8_of_latin1(raw);
-  json_.String(shown.data(), static_cast<rapidjson::SizeType>(shown.size()));
+void data_writer::utf8(const std::string& text) {
+  json_.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
 }
 
 /// JSON has no numbers beyond the finite ones.
@@ -119,7 +130,7 @@ void data_writer::number(double x) {
 
 void data_writer::write_head(const std::string& title) {
   key("name");
-  text(title);
+  utf8(as_utf8(title));
   key("kind");
   text(model_.is_ensemble() ? "Ensemble of classification trees" : "Classification tree");
   key("library");
@@ -249,20 +260,20 @@ void data_writer::write_column(unsigned long i) {
   const o_set& values = *c.values();
   json_.StartObject();
   key("name");
-  text(c.name());
+  utf8(words_.column_name(i));
   key("type");
   text(values.is_ordered() ? "ostring" : values.type());
   key("role");
   text(c.get_type());
   key("unknown");
   text(values.null_value());
-  if (lists_values(c)) {
+  if (shown_[i] && lists_values(c)) {
     key("values");
     json_.StartArray();
     for (code_t code = 1; code <= values.size_of_known(); ++code)
       text(values.get_exact_value(code));
     json_.EndArray();
-  } else if (is_input(c) && values.size_of_known() > 0) {
+  } else if (shown_[i] && is_input(c) && values.size_of_known() > 0) {
     key("range");
     json_.StartArray();
     text(values.get_exact_value(1));
@@ -321,11 +332,8 @@ void data_writer::write_matrices() {
 void data_writer::write_importance() {
   const bool draws = rows_ != nullptr && model_.has_draws();
   const auto all = model_.importance(draws ? *rows_ : schema_);
-  zel::adt::bitmap tested;
-  tested.resize(schema_.n_attributes());
-  for (unsigned long i = 0; i < model_.n_trees(); ++i) model_.get_tree(i).set_used_atts(tested);
   std::vector<double> on_rows;
-  if (recoded_ && !draws) on_rows = permutation_on_rows(model_, *recoded_, tested);
+  if (recoded_ && !draws) on_rows = permutation_on_rows(model_, *recoded_, tested_);
   key("permutation_title");
   text(draws ? k_permutation_out_of_bag : k_permutation_on_rows);
   array("importance", all, [&](const orvik::attribute_importance& each) {
@@ -333,7 +341,7 @@ void data_writer::write_importance() {
     key("column");
     json_.Uint64(schema_.column_index_of(each.attribute));
     key("tested");
-    json_.Bool(tested[each.attribute]);
+    json_.Bool(tested_[each.attribute]);
     key("gain");
     number(each.gain);
     key("permutation");
@@ -364,7 +372,7 @@ void data_writer::write_rows() {
     json_.StartArray();
     for (unsigned long i = 0; i < rows_->n_columns(); ++i) {
       const column& c = rows_->get_column(i);
-      text(is_input(c) ? c.values()->get_exact_value(c.get_row_index(row)) : "");
+      text(shown_[i] && is_input(c) ? c.values()->get_exact_value(c.get_row_index(row)) : "");
     }
     json_.EndArray();
   });

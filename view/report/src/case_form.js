@@ -1,10 +1,11 @@
 // A case, typed or picked from the rows of the table: its class and its way through the tree.
-import { el, name, percent } from './dom.js';
+import { el, largest, name, percent, shown } from './dom.js';
 import { classify, predict, readValue } from './predict.js';
 import { classColour } from './colours.js';
 import { swatch } from './tooltip.js';
 
 const CHOICES = 300;  // values, at most, of a list to choose from
+const LISTED = 6;     // columns of the table of rows
 
 /** The columns that the trees of the page test, the most useful first. */
 export function testedColumns(model) {
@@ -52,7 +53,7 @@ function readFields(fields) {
 function voteBars(model, result) {
   const sums = result.votes ?? result.sums;
   if (!sums) return null;
-  const most = Math.max(...sums);
+  const most = largest([...sums]);
   const order = [...sums.keys()].filter((code) => sums[code] > 0)
     .sort((a, b) => sums[b] - sums[a]).slice(0, 8);
   return el('table', { class: 'distribution' },
@@ -86,19 +87,19 @@ function rowTable(model, fields, pick) {
   const { rows, actual, predicted, confidence } = model.rows;
   const only = el('input', { type: 'checkbox', id: 'only-wrong' });
   const body = el('tbody');
-  const shown = fields.slice(0, 6).map((f) => f.column);
+  const columns = fields.slice(0, LISTED).map((f) => f.column);
   rows.forEach((row, i) => {
     const wrong = actual[i] !== predicted[i];
     const button = el('button', { type: 'button', class: 'link', onclick: () => pick(i) },
                       String(i + 1));
     body.append(el('tr', { 'data-row': i, class: wrong ? 'is-wrong' : '' }, el('td', {}, button),
-      shown.map((c) => el('td', { class: 'cell' }, name(row[c.place]))),
+      columns.map((c) => el('td', { class: 'cell' }, name(shown(row[c.place])))),
       el('td', { class: 'cell' }, name(model.classNames[actual[i]])),
       el('td', { class: 'cell' }, name(model.classNames[predicted[i]])),
       el('td', { class: 'number' }, percent(confidence[i]))));
   });
   const table = el('table', { class: 'rows' }, el('thead', {}, el('tr', {},
-    ['Row', ...shown.map((c) => name(c.name)), 'Class', 'Predicted', 'Confidence']
+    ['Row', ...columns.map((c) => name(c.name)), 'Class', 'Predicted', 'Confidence']
       .map((title) => el('th', { scope: 'col' }, title)))), body);
   only.addEventListener('change', () => table.classList.toggle('only-wrong', only.checked));
   return el('div', { class: 'picker' },

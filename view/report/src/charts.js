@@ -1,7 +1,7 @@
 // Bars and curves: importances, the out-of-bag error, the sizes of the trees.
 import { scaleLinear } from 'd3-scale';
 import { line } from 'd3-shape';
-import { el, name, svg } from './dom.js';
+import { el, largest, name, svg } from './dom.js';
 
 const LISTED = 30;
 const MOST_BARS = 400;
@@ -11,7 +11,7 @@ const FRAME = { width: 640, height: 220, left: 52, right: 16, top: 14, bottom: 3
 export function importanceBars(model, field, title) {
   const all = model.importance.map((each) => ({ ...each, value: each[field] }))
     .filter((each) => each.value !== 0).sort((a, b) => b.value - a.value);
-  const most = Math.max(...all.map((each) => Math.abs(each.value)), Number.MIN_VALUE);
+  const most = largest(all.map((each) => Math.abs(each.value)), Number.MIN_VALUE);
   const row = (each) => el('tr', {},
     el('th', { scope: 'row' }, name(model.columns[each.column].name,
                                     { title: model.columns[each.column].name })),
@@ -48,7 +48,7 @@ export function errorCurve(errors) {
   const { width, height, left, right, top, bottom } = FRAME;
   const points = errors.map((error, i) => [i + 1, error]).filter(([, error]) => error !== null);
   const x = scaleLinear([1, Math.max(errors.length, 2)], [left, width - right]);
-  const most = Math.max(...points.map((p) => p[1]), 0.0001);
+  const most = largest(points.map((p) => p[1]), 0.0001);
   const y = scaleLinear([0, most], [height - bottom, top]).nice();
   const last = points.at(-1);
   const percentTick = (v) => `${+(100 * v).toFixed(2)} %`;
@@ -66,6 +66,8 @@ export function errorCurve(errors) {
 export function sizeBars(model, choose) {
   const { width, height, left, right, top, bottom } = FRAME;
   const sizes = model.sizes.map((s) => s[0]);
+  const most = largest(sizes);
+  const least = -largest(sizes.map((size) => -size), -Infinity);
   const group = Math.ceil(sizes.length / MOST_BARS);
   const bars = [];
   for (let i = 0; i < sizes.length; i += group) {
@@ -73,7 +75,7 @@ export function sizeBars(model, choose) {
     bars.push(some.reduce((a, b) => a + b, 0) / some.length);
   }
   const x = scaleLinear([0.5, sizes.length + 0.5], [left, width - right]);
-  const y = scaleLinear([0, Math.max(...sizes)], [height - bottom, top]).nice();
+  const y = scaleLinear([0, most], [height - bottom, top]).nice();
   const room = (x(1.5) - x(0.5)) * group;
   const gap = room > 4 ? Math.min(6, 0.2 * room) : 0;
   const drawn = bars.map((size, i) => {
@@ -87,8 +89,6 @@ export function sizeBars(model, choose) {
     if (shown) bar.addEventListener('click', () => choose(tree));
     return bar;
   });
-  const least = Math.min(...sizes);
-  const most = Math.max(...sizes);
   return el('figure', {}, el('figcaption', {}, 'Sizes of the trees'),
     chart(`Sizes of ${sizes.length} trees, from ${least} to ${most} nodes`,
           axes(x, y, 'tree', (v) => v.toLocaleString('en')), drawn));

@@ -34,6 +34,9 @@ export function shown(text) {
     c < ' ' ? String.fromCharCode(0x2400 + c.charCodeAt(0)) : '\ufffd');
 }
 
+/** Of any number of numbers; `none` without any. */
+export const largest = (numbers, none = 0) => numbers.reduce((a, b) => Math.max(a, b), none);
+
 /** As "%.1f" writes it: a tie goes to the even digit. */
 export function oneDecimal(x) {
   const tenths = x * 10;

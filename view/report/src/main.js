@@ -146,7 +146,7 @@ function build() {
   const sections = [tree.element, ...otherSections(model, form, rules, choose)];
   const links = sections.map((s) => el('a', { href: `#${s.id}` }, s.querySelector('h2').textContent));
   const main = el('main', {}, sections);
-  document.body.replaceChildren(header(model), el('nav', { 'aria-label': 'Sections' }, links), main,
+  document.getElementById('no-script').replaceWith(header(model), el('nav', { 'aria-label': 'Sections' }, links), main,
     el('footer', { class: 'muted' }, model.library));
   choose(0);
   preparePrint(tree.view, rules, main);

@@ -8,18 +8,24 @@ const LINE = 36;       // pixels, as in the style sheet
 const SPARE = 8;       // lines beyond the edge
 const PRINTED = 300;
 
+/** What a leaf says; its conditions are put together when they are asked for. */
+class Rule {
+  constructor(tree, node, number) {
+    Object.assign(this, { tree, node, number, code: tree.classOf[node] });
+    this.support = tree.weight[node];
+    this.errors = tree.error[node];
+    this.confidence = this.support > 0 ? 1 - tree.wrong(node) / this.support : 1;
+  }
+  get all() { return this.found ??= conditions(this.tree, this.node); }
+  get length() { return this.all.length; }
+  get text() { return this.line ??= this.all.map(conditionText).join(' and ') || 'every case'; }
+}
+
 /** The rules in the order of the tree. */
 export function rulesOf(tree) {
   const rules = [];
   for (let node = 0; node < tree.size; ++node) {
-    if (!tree.isLeaf(node)) continue;
-    const weight = tree.weight[node];
-    const all = conditions(tree, node);
-    rules.push({
-      node, number: rules.length + 1, code: tree.classOf[node], length: all.length, support: weight,
-      confidence: weight > 0 ? 1 - tree.wrong(node) / weight : 1, errors: tree.error[node],
-      text: all.map(conditionText).join(' and ') || 'every case',
-    });
+    if (tree.isLeaf(node)) rules.push(new Rule(tree, node, rules.length + 1));
   }
   return rules;
 }
@@ -72,7 +78,7 @@ export class RuleList {
   head(column) {
     const button = el('button', { type: 'button', onclick: () => this.sortBy(column) },
                       column.title, el('span', { class: 'arrow', 'aria-hidden': 'true' }));
-    return el('th', { scope: 'col', class: `${column.key}${column.number ? ' number' : ''}`,
+    return el('th', { scope: 'col', class: column.number ? 'number' : null,
                       'data-key': column.key }, button);
   }
 

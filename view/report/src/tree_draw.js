@@ -29,8 +29,8 @@ export class Drawing {
     this.state = state;  // selected, focused, matches (Set), shares (Map or null)
     this.links = svg('g', { class: 'links', 'aria-hidden': 'true' });
     this.blocks = svg('g', { class: 'blocks', 'aria-hidden': 'true' });
-    this.cards = svg('g', { class: 'cards' });
-    this.root = svg('g', {}, this.links, this.blocks, this.cards);
+    this.cards = svg('g', { class: 'cards', role: 'none' });
+    this.root = svg('g', { role: 'none' }, this.links, this.blocks, this.cards);
     this.made = new Map();
   }
 
