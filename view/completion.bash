@@ -7,7 +7,7 @@ declare -gA _orvview_takes=(
   [-o]=file [--output]=file
   [--html]='' [--svg]='' [--rules]=rules [--cpp]='' [--python]='' [--summary]=''
   [--tree]=number [--depth]=number [--table]=name [--color]=color
-  [--names]=file [--data]=file [-s]=separator [--separator]=separator
+  [--names]=file [--data]=file [--seed]=number [-s]=separator [--separator]=separator
 )
 
 _orvview() {

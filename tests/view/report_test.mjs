@@ -123,6 +123,17 @@ const tests = {
     }
   },
 
+  async 'floats are compared as floats'() {
+    const stem = shop.file('floats');
+    shop.file('floats.names', 'x,float,continuous\nk,string,class\n');
+    const rows = Array.from({ length: 90 }, (_, i) => `${(i % 30) / 10},${'abc'[Math.floor((i % 30) / 3) % 3]}`);
+    shop.file('floats.data', `${rows.join('\n')}\n`);
+    const model = shop.grow(stem, '-npp', '-m', '0.5', '-gain');
+    const page = await browser.open(shop.report(model));
+    const scores = shop.scores(model, rows.slice(0, 30));
+    for (let i = 0; i < 30; ++i) sameAnswer(await typed(page, ['x'], rows[i]), scores[i], rows[i]);
+  },
+
   async 'the way of a case is marked and shared out where a value is unknown'() {
     const page = await browser.open(shop.report(shop.grow(golf)));
     const marked = () => page.$$eval('.on-path', (all) => all.map((c) => Number(c.dataset.node)));
@@ -160,8 +171,8 @@ const tests = {
     const hostile = ['<script>alert(1)</script>', '</script><img src=x onerror=alert(2)>', '"\'&quot;',
                      'x'.repeat(5000), '\u0645\u0631\u062d\u0628\u0627', '\u202egnp\u202c', '-->',
                      '${alert(3)}', '\\u003c', 'javascript:alert(4)', 'http://example.org/x.png'];
-    const rows = hostile.flatMap((v, i) => [`${v},${i % 5},${hostile[i % 3]}`,
-                                            `${v},${i % 4},${hostile[i % 3]}`]);
+    const rows = hostile.flatMap((v, i) => [`${v},${i % 5},${hostile[i % 5]}`,
+                                            `${v},${i % 4},${hostile[i % 5]}`]);
     const stem = shop.file('hostile');
     shop.file('hostile.names', `<b onclick=alert(5)>a</b>,string,discrete\n` +
               `${'n'.repeat(3000)},integer,continuous\n<!-- class,string,class\n`);

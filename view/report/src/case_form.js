@@ -66,6 +66,15 @@ function voteBars(model, result) {
       el('td', { class: 'number' }, result.votes ? String(sums[code]) : percent(sums[code]))))));
 }
 
+/** The leaf that the largest part of the case came to. */
+function mainEnd(tree, shares) {
+  let end = 0;
+  for (const [node, share] of shares) {
+    if (tree.isLeaf(node) && (!tree.isLeaf(end) || share > shares.get(end))) end = node;
+  }
+  return end;
+}
+
 function answer(model, result, actual) {
   const parts = [el('p', { class: 'answer' }, 'Class ',
     el('strong', { class: 'predicted' }, swatch(model, result.code),
@@ -108,7 +117,8 @@ function rowTable(model, fields, pick) {
        table));
 }
 
-export function caseForm(model, view) {
+/** `goTo` shows a node of the tree. */
+export function caseForm(model, view, goTo) {
   const fields = testedColumns(model).map((column, i) => fieldOf(column, `case-${i}`));
   const result = el('div', { class: 'result', 'aria-live': 'polite' });
   let actual = null;
@@ -119,7 +129,10 @@ export function caseForm(model, view) {
   const answerCase = () => {
     way = readFields(fields);
     if (!way) return result.replaceChildren(el('p', { class: 'wrong' }, 'Mend the marked values.'));
-    result.replaceChildren(...answer(model, predict(model, way), actual));
+    result.replaceChildren(...answer(model, predict(model, way), actual),
+      el('button', { type: 'button', onclick: () => {
+        goTo(mainEnd(view.tree, classify(view.tree, way).shares));
+      } }, 'Show the way in the tree'));
     mark();
   };
   const clear = () => {
@@ -135,6 +148,9 @@ export function caseForm(model, view) {
       input.value = cell === column.unknown ? '' : cell;
     }
     actual = model.rows.actual[row];
+    for (const line of document.querySelectorAll('tr[data-row]')) {
+      line.toggleAttribute('aria-current', Number(line.dataset.row) === row);
+    }
     answerCase();
     result.scrollIntoView({ block: 'nearest' });
   };

@@ -126,12 +126,12 @@ function otherSections(model, form, rules, choose) {
 function build() {
   const model = readModel();
   const tree = treeSection(model);
-  const form = caseForm(model, tree.view);
   const goTo = (node) => {
     tree.view.goTo(node);
     tree.element.scrollIntoView();
     tree.view.focus(node);
   };
+  const form = caseForm(model, tree.view, goTo);
   const rules = new RuleList(model, goTo);
   const choose = (i) => {
     tree.view.show(model.tree(i));

@@ -157,6 +157,11 @@ export function conditionParts(c) {
 
 export const conditionText = (c) => conditionParts(c).join('');
 
+/** The number that the column's own type has for a text: of a float the nearest float. */
+export function numberOf(column, text) {
+  return column.type === 'float' ? Math.fround(Number(text)) : Number(text);
+}
+
 export function readModel() {
   const raw = JSON.parse(document.getElementById('orvik-model').textContent);
   const decoded = [];
@@ -164,7 +169,7 @@ export function readModel() {
   model.columns = raw.columns.map((c, place) => ({
     ...c, place, rawValues: c.values ?? [], values: (c.values ?? []).map(shown),
     name: shown(c.name), cuts: (c.cuts ?? []).map(shown),
-    cutNumbers: (c.cut_places ?? c.cuts ?? []).map(Number),
+    cutNumbers: (c.cut_places ?? c.cuts ?? []).map((text) => numberOf(c, text)),
   }));
   model.classNames = ['?', ...model.columns[raw.class].values];
   model.matrices = raw.matrices.map((m) => ({ ...m, names: model.classNames }));

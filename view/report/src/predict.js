@@ -4,6 +4,8 @@
 // training cases that did; its class is the first of the largest sum. Trees of an ensemble have one
 // vote each. Sums add up in the program's order: they come out alike to the last bit.
 
+import { numberOf } from './model.js';
+
 function argmax(values) {
   let best = 0;
   for (let i = 1; i < values.length; ++i) if (values[i] > values[best]) best = i;
@@ -96,12 +98,11 @@ export function readValue(column, text) {
     if (!(whole ? WHOLE : DECIMAL).test(cell)) {
       return { error: whole ? 'not a whole number' : 'not a number' };
     }
-    const number = Number(cell);
-    return { value: column.type === 'float' ? Math.fround(number) : number };
+    return { value: numberOf(column, cell) };
   }
   let place = column.rawValues.indexOf(cell);
   if (place < 0 && column.type !== 'string' && column.type !== 'ostring') {
-    place = column.rawValues.findIndex((value) => Number(value) === Number(cell));
+    place = column.rawValues.findIndex((value) => numberOf(column, value) === numberOf(column, cell));
   }
   if (place < 0) return { unseen: true, value: null };
   return { value: column.role === 'continuous' ? place + 1 : place };

@@ -205,8 +205,16 @@ export class Drawing {
     if (!test) return null;
     const text = test.relation === '=' ? test.value : `${test.relation} ${test.value}`;
     const short = clipped(text, SMALL_FONT, LABEL_ROOM - 16);
-    return svg('text', { class: 'label', x: -7, 'text-anchor': 'end',
-                         y: round(-this.linkWidth(i) / 2 - 3.5) }, short);
+    return svg('text', { class: 'label', x: -7, 'text-anchor': 'end' }, short);
+  }
+
+  /** On the side of the line that the line does not come from. */
+  placeLabel(i, card) {
+    const { y } = this.layout;
+    const beside = this.linkWidth(i) / 2;
+    const father = this.tree.parent[i];
+    card.querySelector('.label')?.setAttribute(
+      'y', round(father >= 0 && y[i] > y[father] + 1 ? beside + 11 : -beside - 3.5));
   }
 
   badge(i) {
@@ -217,6 +225,7 @@ export class Drawing {
   updateCard(i, card) {
     const { state, layout } = this;
     card.setAttribute('transform', `translate(${round(layout.x[i])} ${round(layout.y[i])})`);
+    this.placeLabel(i, card);
     card.classList.toggle('selected', i === state.selected);
     card.classList.toggle('match', state.matches.has(i));
     card.classList.toggle('on-path', state.shares?.has(i) ?? false);

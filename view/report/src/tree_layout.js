@@ -4,7 +4,7 @@ import { hierarchy, tree as tidyTree } from 'd3-hierarchy';
 
 export const CARD = { width: 168, height: 46 };
 const PITCH = { across: 296, down: 60 };
-const FIRST_PICTURE = 34;  // nodes, at most, that are open at first
+const FIRST_PICTURE = 16;  // lines of nodes, at most, at first
 
 export class Layout {
   constructor(tree) {
@@ -20,12 +20,12 @@ export class Layout {
   /** Level by level, while it stays a picture to be read at a glance. */
   openFirst() {
     let level = [0];
-    let count = 1;
+    let ends = 0;  // leaves above the level
     while (level.length > 0) {
       const below = level.flatMap((i) => this.tree.kids(i));
-      if (below.length === 0 || (count + below.length > FIRST_PICTURE && count > 1)) break;
-      for (const i of level) this.open[i] = this.tree.isLeaf(i) ? 0 : 1;
-      count += below.length;
+      ends += level.filter((i) => this.tree.isLeaf(i)).length;
+      if (level[0] !== 0 && ends + below.length > FIRST_PICTURE) break;
+      for (const i of level) this.setOpen(i, true);
       level = below;
     }
   }
