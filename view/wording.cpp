@@ -23,6 +23,12 @@ bool fits_xml(char32_t c) {
   return c >= ' ' ? c != 0xFFFE && c != 0xFFFF : c == '\t' || c == '\n' || c == '\r';
 }
 
+/// Control characters, and marks of direction.
+bool steers(char32_t c) {
+  return c < ' ' || (c >= 0x7F && c < 0xA0) || c == 0x061C || (c >= 0x200E && c <= 0x200F) ||
+         (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+
 }  // namespace
 
 wording::wording(const impls::dtree& model)
@@ -75,6 +81,12 @@ std::string xml_text(const std::string& utf8) {
   std::string fitting;
   for (const char32_t c : characters_of(utf8)) fitting += fits_xml(c) ? utf8_of(c) : k_replacement;
   return zel::util::string_util::toXML(fitting);
+}
+
+std::string shown_text(const std::string& utf8) {
+  std::string shown;
+  for (const char32_t c : characters_of(utf8)) shown += steers(c) ? "?" : utf8_of(c);
+  return shown;
 }
 
 std::vector<char32_t> characters_of(const std::string& utf8) {

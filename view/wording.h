@@ -41,6 +41,10 @@ std::string csv_field(const std::string& text);
 /// Text or attribute value of XML; characters that XML cannot hold become U+FFFD.
 std::string xml_text(const std::string& utf8);
 
+/// For terminals and plain text: characters that would steer a terminal or turn the direction of
+/// what follows become "?".
+std::string shown_text(const std::string& utf8);
+
 /// The characters of UTF-8 text.
 std::vector<char32_t> characters_of(const std::string& utf8);
 std::string utf8_of(char32_t character);

@@ -46,6 +46,12 @@ inline std::string printed_class(const table& t, const decision_node& node) {
   return t.class_column().values()->get_value(node.get_leaf_class());
 }
 
+/// A weight or an error as the text form has it, with one decimal.
+std::string printed_weight(double weight);
+
+/// "N" or "N/errors" of a leaf, as the text form has it between brackets.
+std::string printed_counts(const decision_node& leaf);
+
 /// Whether cases are told apart by a column: not by the class, weights or ignored columns.
 inline bool is_input(const column& c) {
   return c.type() == column::DISCRETE || c.type() == column::CONTINUOUS;
