@@ -18,6 +18,23 @@ branch_test test_of_branch(const table& t, const decision_node& split, unsigned 
   return {&tested, branch == 0 ? branch_test::UP_TO : branch_test::ABOVE, cut};
 }
 
+std::string printed_test(const branch_test& test) {
+  const std::string& name = test.tested->name();
+  switch (test.how) {
+    case branch_test::EQUAL:
+      return name + " = " + test.printed_value();
+    case branch_test::UP_TO:
+      return name + " <= " + test.printed_value();
+    case branch_test::ABOVE:
+      return name + " > " + test.printed_value();
+    case branch_test::UNKNOWN:
+      return name + " unknown " + test.printed_value();
+    case branch_test::UNHANDLED:
+      break;
+  }
+  return name + " # unhandled type " + test.tested->get_type();
+}
+
 std::string printed_weight(double weight) {
   char room[340];  // the largest double has 309 digits before its point
   const auto [end, error] =
