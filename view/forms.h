@@ -37,7 +37,9 @@ void write_svg(const chosen_tree& chosen, unsigned long depth, std::ostream& out
 struct terminal {
   unsigned long width = 80;  // columns
   bool color = false;
+  bool unicode = false;  // lines and bars of characters beyond ASCII
 };
+/// A line a node, no line wider than the terminal; nodes deeper than `depth` are left out.
 void write_summary(const chosen_tree& chosen, unsigned long depth, const terminal& on,
                    std::ostream& out);
 

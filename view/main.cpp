@@ -108,10 +108,22 @@ unsigned long window_width() {
   return width == 0 ? k_default_width : width;
 }
 
+/// Whether the locale's encoding is UTF-8.
+bool shows_unicode() {
+  for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+    const char* const value = std::getenv(name);
+    if (value == nullptr || *value == '\0') continue;
+    const std::string_view locale(value);
+    return locale.find("UTF-8") != locale.npos || locale.find("utf8") != locale.npos;
+  }
+  return false;
+}
+
 orvview::terminal terminal_for(const settings& how) {
   const bool shown = how.output == "-" && isatty(STDOUT_FILENO) == 1;
   const bool plain = std::getenv("NO_COLOR") != nullptr;
-  return {window_width(), how.color == "always" || (how.color == "auto" && shown && !plain)};
+  return {window_width(), how.color == "always" || (how.color == "auto" && shown && !plain),
+          shows_unicode()};
 }
 
 void write_rules(const settings& how, const chosen_tree& chosen, std::ostream& out) {

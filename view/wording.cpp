@@ -1,5 +1,6 @@
 #include "wording.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "zel/util/string_util.h"
@@ -11,6 +12,7 @@ namespace impls = orvik::impls;
 namespace {
 
 constexpr char k_replacement[] = "\xEF\xBF\xBD";  // U+FFFD
+constexpr char k_ellipsis[] = "\xE2\x80\xA6";     // U+2026
 
 bool is_plain(char32_t c) { return c >= ' ' && c < 0x7F && c != '"' && c != '\\'; }
 
@@ -21,6 +23,31 @@ std::string formatted(const char* format, unsigned value) {
 
 bool fits_xml(char32_t c) {
   return c >= ' ' ? c != 0xFFFE && c != 0xFFFF : c == '\t' || c == '\n' || c == '\r';
+}
+
+/// Control characters, and marks of direction.
+bool steers(char32_t c) {
+  return c < ' ' || (c >= 0x7F && c < 0xA0) || c == 0x061C || (c >= 0x200E && c <= 0x200F) ||
+         (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+
+struct character_range {
+  char32_t first, last;
+};
+// Enough for columns to stand straight in the scripts of names; terminals differ on the rest.
+constexpr character_range k_marks[] = {
+    {0x0300, 0x036F}, {0x0483, 0x0489}, {0x0591, 0x05BD}, {0x064B, 0x065F}, {0x0900, 0x0902},
+    {0x0E31, 0x0E31}, {0x0E34, 0x0E3A}, {0x0E47, 0x0E4E}, {0x200B, 0x200D}, {0x20D0, 0x20FF},
+    {0x3099, 0x309A}, {0xFE00, 0xFE0F}, {0xFE20, 0xFE2F}, {0xFEFF, 0xFEFF}};
+constexpr character_range k_wide[] = {{0x1100, 0x115F},   {0x2E80, 0x303E},  {0x3041, 0xA4CF},
+                                      {0xAC00, 0xD7A3},   {0xF900, 0xFAFF},  {0xFE30, 0xFE6F},
+                                      {0xFF00, 0xFF60},   {0xFFE0, 0xFFE6},  {0x1F300, 0x1F64F},
+                                      {0x1F900, 0x1F9FF}, {0x20000, 0x3FFFD}};
+
+unsigned long width_of(char32_t c) {
+  const auto holds = [c](const character_range& r) { return c >= r.first && c <= r.last; };
+  if (std::ranges::any_of(k_marks, holds)) return 0;
+  return std::ranges::any_of(k_wide, holds) ? 2 : 1;
 }
 
 }  // namespace
@@ -75,6 +102,30 @@ std::string xml_text(const std::string& utf8) {
   std::string fitting;
   for (const char32_t c : characters_of(utf8)) fitting += fits_xml(c) ? utf8_of(c) : k_replacement;
   return zel::util::string_util::toXML(fitting);
+}
+
+std::string shown_text(const std::string& utf8) {
+  std::string shown;
+  for (const char32_t c : characters_of(utf8)) shown += steers(c) ? "?" : utf8_of(c);
+  return shown;
+}
+
+unsigned long columns_of(const std::string& utf8) {
+  unsigned long columns = 0;
+  for (const char32_t c : characters_of(utf8)) columns += width_of(c);
+  return columns;
+}
+
+std::string shortened(const std::string& utf8, unsigned long columns) {
+  if (columns_of(utf8) <= columns) return utf8;
+  std::string text;
+  unsigned long used = 1;  // of the mark behind it
+  for (const char32_t c : characters_of(utf8)) {
+    used += width_of(c);
+    if (used > columns) break;
+    text += utf8_of(c);
+  }
+  return columns == 0 ? "" : text + k_ellipsis;
 }
 
 std::vector<char32_t> characters_of(const std::string& utf8) {

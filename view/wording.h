@@ -41,6 +41,15 @@ std::string csv_field(const std::string& text);
 /// Text or attribute value of XML; characters that XML cannot hold become U+FFFD.
 std::string xml_text(const std::string& utf8);
 
+/// For terminals and plain text: characters that would steer a terminal or turn the direction of
+/// what follows become "?".
+std::string shown_text(const std::string& utf8);
+
+/// The columns of a terminal that text takes: two for wide characters, none for marks.
+unsigned long columns_of(const std::string& utf8);
+/// The text, or what of it fits in `columns` with "…" behind.
+std::string shortened(const std::string& utf8, unsigned long columns);
+
 /// The characters of UTF-8 text.
 std::vector<char32_t> characters_of(const std::string& utf8);
 std::string utf8_of(char32_t character);

@@ -8,15 +8,21 @@ own. Exit status 0 if all agree.
 Rows are those of training, some with values left out, and others with values that training did
 not have; classes and printed
 confidences must be the same: of the C++ source compiled, of the Python module, of the SQL query in
-SQLite (single trees), and of the JSON of orvcmd by the reader of check_documents.py.
+SQLite (single trees), and of the JSON of orvcmd by the reader of check_documents.py. A row with all
+its values must fit one rule, whose class and confidence it has. Pictures must be well-formed, with
+every node apart from the others, and summaries as wide as the window.
 """
+import csv
 import fractions
+import json
 import os
 import random
+import re
 import sqlite3
 import subprocess
 import sys
 import tempfile
+import xml.etree.ElementTree as ET
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "documents"))
 import check_documents as documents
@@ -123,6 +129,63 @@ class Check:
                           [line.rsplit(self.table.separator, 1) for line in self.wanted[:n]])
 
 
+    def fits(self, row, condition):
+        kind, _ = self.table.types[condition["column"]]
+        text = row[condition["column"]]
+        if kind in documents.READERS:
+            read = documents.READERS[kind]
+        elif "above" in condition or "up_to" in condition:
+            read = kind[len("ostring:"):].split(";").index
+        else:
+            read = str
+        return (("equals" not in condition or read(text) == read(condition["equals"])) and
+                ("above" not in condition or read(text) > read(condition["above"])) and
+                ("up_to" not in condition or read(text) <= read(condition["up_to"])))
+
+    def rules(self):
+        with open(self.form("rules.json", "--rules", "json"), encoding="utf-8") as text:
+            rules = json.load(text, parse_float=str, parse_int=str)["rules"]
+        with open(self.form("rules.csv", "--rules", "csv"), encoding="utf-8", newline="") as text:
+            listed = list(csv.DictReader(text))
+        if ([[r[k] for k in ("class", "support", "confidence")] for r in listed] !=
+                [[r[k] for k in ("class", "support", "confidence")] for r in rules]):
+            raise SystemExit(f"{self.what}: other rules in CSV than in JSON")
+        names = [c[0] for c in self.table.schema]
+        for cells, wanted in list(zip(self.rows, self.wanted))[:len(self.table.rows):7]:
+            row = dict(zip(names, cells))
+            if "?" in cells:
+                continue
+            own = [r for r in rules if all(self.fits(row, c) for c in r["conditions"])]
+            own = [f"{r['class']}{self.table.separator}{float(r['confidence']):g}" for r in own]
+            if own != [wanted]:
+                fail(self.what + " --rules json", row, own, wanted)
+
+    def picture(self):
+        with open(self.json, encoding="utf-8") as text:
+            n = len(json.load(text)["trees"][0]["nodes"])
+        root = ET.parse(self.form("form.svg", "--svg")).getroot()
+        svg = "{http://www.w3.org/2000/svg}"
+        boxes = {}
+        for node in root.findall(svg + "g"):
+            box = node.findall(svg + "rect")[0]
+            boxes.setdefault(box.get("y"), []).append((float(box.get("x")), float(box.get("width"))))
+        if sum(map(len, boxes.values())) != n:
+            raise SystemExit(f"{self.what} --svg: {boxes} for {n} nodes")
+        for level in boxes.values():
+            edges = [0.0] + [edge for x, width in sorted(level) for edge in (x, x + width)]
+            edges.append(float(root.get("width")))
+            if edges != sorted(edges):
+                raise SystemExit(f"{self.what} --svg: nodes lie on each other: {level}")
+
+    def summary(self):
+        for width, color in ((41, "never"), (80, "always")):
+            done = subprocess.run([self.orvview, self.model, "--summary", "--color", color], check=True,
+                                  capture_output=True, env={"COLUMNS": str(width), "LANG": "C.UTF-8"})
+            lines = re.sub("\033\\[[0-9;]*m", "", done.stdout.decode()).split("\n")
+            if max(map(len, lines)) != width or any(re.search("[\0-\x1f\x7f-\x9f]", l) for l in lines):
+                raise SystemExit(f"{self.what} --summary: {lines} for {width} columns")
+
+
 def write_ties(folder):
     """A case without a value is as likely x as y on paper; the last bits of the sums, added in the
     order of the leaves, say y: 2/40 + 4/40 + 6/40 > 12/40. Between z and w nothing decides."""
@@ -184,6 +247,9 @@ def main(orvcmd, orvview, root, cxx, *files):
                     check.cpp()
                 if check.single:
                     check.sql()
+                    check.rules()
+                check.picture()
+                check.summary()
     return 0
 
 

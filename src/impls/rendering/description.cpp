@@ -1,5 +1,6 @@
 #include "impls/rendering/description.h"
 
+#include <charconv>
 #include <set>
 
 #include "zel/util/string_util.h"
@@ -15,6 +16,35 @@ branch_test test_of_branch(const table& t, const decision_node& split, unsigned 
   const auto cut = static_cast<code_t>(split.threshold());
   if (branch > 1) return {&tested, branch_test::UNKNOWN, cut};
   return {&tested, branch == 0 ? branch_test::UP_TO : branch_test::ABOVE, cut};
+}
+
+std::string printed_test(const branch_test& test) {
+  const std::string& name = test.tested->name();
+  switch (test.how) {
+    case branch_test::EQUAL:
+      return name + " = " + test.printed_value();
+    case branch_test::UP_TO:
+      return name + " <= " + test.printed_value();
+    case branch_test::ABOVE:
+      return name + " > " + test.printed_value();
+    case branch_test::UNKNOWN:
+      return name + " unknown " + test.printed_value();
+    case branch_test::UNHANDLED:
+      break;
+  }
+  return name + " # unhandled type " + test.tested->get_type();
+}
+
+std::string printed_weight(double weight) {
+  char room[340];  // the largest double has 309 digits before its point
+  const auto [end, error] =
+      std::to_chars(room, room + sizeof room, weight, std::chars_format::fixed, 1);
+  return {room, end};
+}
+
+std::string printed_counts(const decision_node& leaf) {
+  const double errors = leaf.estimated_error();
+  return printed_weight(leaf.weight()) + (errors > 0 ? '/' + printed_weight(errors) : "");
 }
 
 namespace {

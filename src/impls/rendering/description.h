@@ -41,10 +41,19 @@ inline branch_test test_before(const table& t, const decision_node& node) {
 
 inline bool is_leaf(const decision_tree& tree) { return tree.get_no_childs() == 0; }
 
+/// What the test asks, with the printed value: "humidity <= 75".
+std::string printed_test(const branch_test& test);
+
 /// The class that the node predicts, its father's where no weight came.
 inline std::string printed_class(const table& t, const decision_node& node) {
   return t.class_column().values()->get_value(node.get_leaf_class());
 }
+
+/// A weight or an error as the text form has it, with one decimal.
+std::string printed_weight(double weight);
+
+/// "N" or "N/errors" of a leaf, as the text form has it between brackets.
+std::string printed_counts(const decision_node& leaf);
 
 /// Whether cases are told apart by a column: not by the class, weights or ignored columns.
 inline bool is_input(const column& c) {

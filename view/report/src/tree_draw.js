@@ -13,6 +13,8 @@ const TITLE_FONT = `600 ${FONT}`;
 const SMALL_FONT = FONT.replace('13px', '11px');
 const LABEL_ROOM = 112;
 const WIDEST_LINK = 13;
+const WAY = 7;           // width of a whole case's way; of parts of it
+const WAY_LEAST = 2.5;
 const BADGE = 9;
 
 const linkPath = (x0, y0, x1, y1) => {
@@ -62,7 +64,7 @@ export class Drawing {
         if (taken.has(key)) continue;
         taken.add(key);
       }
-      const share = onPath ? Math.max(2.5, 7 * shares.get(i)) : 0;
+      const share = onPath ? Math.max(WAY_LEAST, WAY * shares.get(i)) : 0;
       const key = onPath ? `path ${Math.round(share * 2) / 2}` : `link ${width}`;
       if (!groups.has(key)) groups.set(key, []);
       groups.get(key).push(linkPath(round(x[father] + CARD.width), round(y[father]),
@@ -211,7 +213,8 @@ export class Drawing {
   /** On the side of the line that the line does not come from. */
   placeLabel(i, card) {
     const { y } = this.layout;
-    const beside = this.linkWidth(i) / 2;
+    const share = this.state.shares?.get(i);
+    const beside = (share ? Math.max(WAY_LEAST, WAY * share) : this.linkWidth(i)) / 2;
     const father = this.tree.parent[i];
     card.querySelector('.label')?.setAttribute(
       'y', round(father >= 0 && y[i] > y[father] + 1 ? beside + 11 : -beside - 3.5));
