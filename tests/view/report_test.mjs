@@ -1,7 +1,7 @@
 // Opens reports in a browser and uses them as people do.
 //
-// Usage: node report_test.mjs ORVCMD ORVVIEW ROOT, where ROOT is the checkout. Exit status 0 if all is
-// well, 77 with a word where there is no browser or no playwright-core.
+// Usage: node report_test.mjs ORVCMD ORVVIEW ROOT, where ROOT is the checkout. Exit status 0 if all
+// is well, 77 with a word where there is no browser or no playwright-core.
 import assert from 'node:assert/strict';
 import { readFileSync } from 'node:fs';
 import { join } from 'node:path';
@@ -16,6 +16,8 @@ if (lack) {
 
 const golf = join(root, 'examples', 'golf');
 const rentals = join(root, 'tests', 'data', 'rentals');
+const FULL = ['-npp', '-m', '0.5'];
+const FOREST = ['-fo', '9', '-seed', '3', ...FULL];
 const shop = new Workshop(orvcmd, orvview);
 const browser = await Browser.start();
 
@@ -106,7 +108,7 @@ const tests = {
     const lines = linesOf(`${rentals}.data`);
     const gaps = lines.map((line, i) => line.split(',')
       .map((cell, c) => c > 1 && (i + c) % 4 === 0 ? '?' : cell).join(','));
-    for (const options of [['-npp', '-m', '0.5'], [], ['-fo', '9', '-npp', '-m', '0.5', '-seed', '3']]) {
+    for (const options of [FULL, [], FOREST]) {
       const model = shop.grow(rentals, ...options);
       const page = await browser.open(shop.report(model, '--names', `${rentals}.names`,
                                                   '--data', `${rentals}.data`));
@@ -126,12 +128,15 @@ const tests = {
   async 'floats are compared as floats'() {
     const stem = shop.file('floats');
     shop.file('floats.names', 'x,float,continuous\nk,string,class\n');
-    const rows = Array.from({ length: 90 }, (_, i) => `${(i % 30) / 10},${'abc'[Math.floor((i % 30) / 3) % 3]}`);
+    const rows = Array.from({ length: 30 }, (_, i) =>
+      `${i / 10},${'abc'[Math.floor(i / 3) % 3]}`);
     shop.file('floats.data', `${rows.join('\n')}\n`);
-    const model = shop.grow(stem, '-npp', '-m', '0.5', '-gain');
+    const model = shop.grow(stem, '-gain', ...FULL);
     const page = await browser.open(shop.report(model));
-    const scores = shop.scores(model, rows.slice(0, 30));
-    for (let i = 0; i < 30; ++i) sameAnswer(await typed(page, ['x'], rows[i]), scores[i], rows[i]);
+    const scores = shop.scores(model, rows);
+    for (const [i, row] of rows.entries()) {
+      sameAnswer(await typed(page, ['x'], row), scores[i], row);
+    }
   },
 
   async 'the way of a case is marked and shared out where a value is unknown'() {
@@ -168,8 +173,8 @@ const tests = {
   },
 
   async 'names do nothing but show'() {
-    const hostile = ['<script>alert(1)</script>', '</script><img src=x onerror=alert(2)>', '"\'&quot;',
-                     'x'.repeat(5000), '\u0645\u0631\u062d\u0628\u0627', '\u202egnp\u202c', '-->',
+    const hostile = ['<script>alert(1)</script>', '</script><img src=x onerror=alert(2)>',
+                     '"\'&quot;', 'x'.repeat(5000), '\u0645\u0631\u062d\u0628\u0627', '\u202egnp\u202c', '-->',
                      '${alert(3)}', '\\u003c', 'javascript:alert(4)', 'http://example.org/x.png'];
     const rows = hostile.flatMap((v, i) => [`${v},${i % 5},${hostile[i % 5]}`,
                                             `${v},${i % 4},${hostile[i % 5]}`]);
@@ -177,7 +182,7 @@ const tests = {
     shop.file('hostile.names', `<b onclick=alert(5)>a</b>,string,discrete\n` +
               `${'n'.repeat(3000)},integer,continuous\n<!-- class,string,class\n`);
     shop.file('hostile.data', `${rows.join('\n')}\n`);
-    const model = shop.grow(stem, '-npp', '-m', '0.5');
+    const model = shop.grow(stem, ...FULL);
     const page = await browser.open(shop.report(model, '--names', `${stem}.names`, '--data',
                                                 `${stem}.data`));
     await page.click('#expand-all');
@@ -202,7 +207,7 @@ const tests = {
     shop.file('large.names', `${['x', 'y', 'z'].map((c) => `${c},string,discrete`).join('\n')}
 k,string,class\n`);
     shop.file('large.data', `${rows.join('\n')}\n`);
-    const page = await browser.open(shop.report(shop.grow(shop.file('large'), '-npp', '-m', '0.5')));
+    const page = await browser.open(shop.report(shop.grow(shop.file('large'), ...FULL)));
     await page.click('#expand-all');
     const size = parseInt((await status(page)).replace(',', ''), 10);
     assert.ok(size > 8000, `${size} nodes`);
@@ -215,7 +220,7 @@ k,string,class\n`);
   },
 
   async 'an ensemble shows the tree that is chosen'() {
-    const model = shop.grow(rentals, '-fo', '9', '-npp', '-m', '0.5', '-seed', '3');
+    const model = shop.grow(rentals, ...FOREST);
     const page = await browser.open(shop.report(model, '--names', `${rentals}.names`, '--data',
                                                 `${rentals}.data`, '--seed', '3'));
     const label = await page.locator('.tree-picker option').nth(4).textContent();

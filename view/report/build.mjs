@@ -6,7 +6,9 @@ import { createHash } from 'node:crypto';
 import { readFileSync, writeFileSync } from 'node:fs';
 import { build } from 'esbuild';
 
-const common = { bundle: true, minify: true, charset: 'ascii', write: false, legalComments: 'none' };
+const common = {
+  bundle: true, minify: true, charset: 'ascii', write: false, legalComments: 'none',
+};
 const script = await build({
   ...common, entryPoints: ['src/main.js'], format: 'iife', target: 'es2022', metafile: true,
 });
@@ -26,6 +28,7 @@ const licences = [...packages].sort().map((name) => {
   const text = readFileSync(`node_modules/${name}/LICENSE`, 'utf8').trim();
   return `${name} ${version} (${license})\n\n${text}\n`;
 });
-writeFileSync('THIRD_PARTY_LICENSES', 'The report that orvview writes holds parts of these packages.\n\n' +
+writeFileSync('THIRD_PARTY_LICENSES',
+              'The report that orvview writes holds parts of these packages.\n\n' +
               licences.join(`\n${'-'.repeat(78)}\n\n`));
 console.log(`bundle.js ${code.length} bytes, ${packages.size} packages`);

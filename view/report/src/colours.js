@@ -1,6 +1,6 @@
 // One colour a class: eight that colour-blind people tell apart (Okabe and Ito, lightened or
-// darkened by the theme), beyond these a walk round the circle of hues. A colour never stands alone:
-// its class is named beside it or in the tooltip.
+// darkened by the theme), beyond these a walk round the circle of hues. A colour never stands
+// alone: its class is named beside it or in the tooltip.
 
 const DISTINCT = 8;
 const GOLDEN_ANGLE = 137.508;

@@ -11,7 +11,8 @@ function fill(element, attributes, children) {
     else if (name === 'style') Object.assign(element.style, value);
     else element.setAttribute(name, value === true ? '' : value);
   }
-  element.append(...children.flat(Infinity).filter((child) => child !== null && child !== undefined));
+  const present = (child) => child !== null && child !== undefined;
+  element.append(...children.flat(Infinity).filter(present));
   return element;
 }
 

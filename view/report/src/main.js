@@ -28,10 +28,10 @@ function figures(model) {
     of('nodes', sum(0).toLocaleString('en')), of('leaves', sum(1).toLocaleString('en')),
     of(model.ensemble ? 'largest depth' : 'depth',
        String(model.sizes.reduce((most, s) => Math.max(most, s[2]), 0))),
-    of('attributes tested', String(new Set(model.importance.map((i) => i.column)).size
-      ? model.importance.filter((i) => i.tested).length : 0))];
+    of('attributes tested', String(model.importance.filter((each) => each.tested).length))];
   for (const matrix of model.matrices) {
-    all.push(of(`error, ${matrix.title.toLowerCase()}`, shortPercent(parseFloat(matrix.figures[0][1]))));
+    all.push(of(`error, ${matrix.title.toLowerCase()}`,
+                shortPercent(parseFloat(matrix.figures[0][1]))));
   }
   if (model.oob.length > 0 && model.oob.at(-1) !== null) {
     all.push(of('error, out of bag', shortPercent(100 * model.oob.at(-1))));
@@ -96,9 +96,10 @@ function treeSection(model) {
   view.addEventListener('select', (event) => update(event.detail));
   return { view, search, update, tools, element: section('tree', model.ensemble ? 'Trees' : 'Tree',
     tools, classKey(model), el('div', { class: 'tree-area' }, frame, panel),
-    el('p', { class: 'muted hint' }, 'Drag to move, wheel to zoom. Keys: arrows walk the tree, Enter ',
-       'opens and closes, ', el('kbd', {}, '/'), ' searches, ', el('kbd', {}, '+'), ' ',
-       el('kbd', {}, '−'), ' ', el('kbd', {}, '0'), ' zoom. Lines are as wide as the cases are many.')) };
+    el('p', { class: 'muted hint' }, 'Drag to move, wheel to zoom. Keys: arrows walk the tree, ',
+       'Enter opens and closes, ', el('kbd', {}, '/'), ' searches, ', el('kbd', {}, '+'), ' ',
+       el('kbd', {}, '−'), ' ', el('kbd', {}, '0'),
+       ' zoom. Lines are as wide as the cases are many.')) };
 }
 
 function importanceSection(model) {
@@ -144,9 +145,11 @@ function build() {
   const picker = treePicker(model, choose);
   if (picker.element) tree.tools.prepend(picker.element);
   const sections = [tree.element, ...otherSections(model, form, rules, choose)];
-  const links = sections.map((s) => el('a', { href: `#${s.id}` }, s.querySelector('h2').textContent));
+  const links = sections.map((s) =>
+    el('a', { href: `#${s.id}` }, s.querySelector('h2').textContent));
   const main = el('main', {}, sections);
-  document.getElementById('no-script').replaceWith(header(model), el('nav', { 'aria-label': 'Sections' }, links), main,
+  document.getElementById('no-script').replaceWith(
+    header(model), el('nav', { 'aria-label': 'Sections' }, links), main,
     el('footer', { class: 'muted' }, model.library));
   choose(0);
   preparePrint(tree.view, rules, main);

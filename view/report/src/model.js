@@ -1,7 +1,7 @@
 // The model of the page, decoded from the data block that the program writes.
 //
-// The nodes of a tree come in one array a field, each before its children and the first child first;
-// a tree is decoded when it is first looked at. Nodes are numbers from then on.
+// The nodes of a tree come in one array a field, each before its children and the first child
+// first; a tree is decoded when it is first looked at. Nodes are numbers from then on.
 import { shown } from './dom.js';
 
 /** Reads the fields of one tree. Arrays go by node unless said otherwise. */

@@ -29,7 +29,8 @@ function distribution(tree, node) {
     return el('tr', {},
       el('th', { scope: 'row' }, swatch(tree.model, code), name(tree.model.classNames[code])),
       el('td', { class: 'bar-cell' }, el('span', { class: 'bar', style: {
-        width: `${(100 * share / most).toFixed(2)}%`, background: classColour(tree.model, code) } })),
+        width: `${(100 * share / most).toFixed(2)}%`,
+        background: classColour(tree.model, code) } })),
       el('td', { class: 'number' }, amount(share)),
       el('td', { class: 'number muted' }, percent(part)));
   });

@@ -102,7 +102,8 @@ export function readValue(column, text) {
   }
   let place = column.rawValues.indexOf(cell);
   if (place < 0 && column.type !== 'string' && column.type !== 'ostring') {
-    place = column.rawValues.findIndex((value) => numberOf(column, value) === numberOf(column, cell));
+    const number = numberOf(column, cell);
+    place = column.rawValues.findIndex((value) => numberOf(column, value) === number);
   }
   if (place < 0) return { unseen: true, value: null };
   return { value: column.role === 'continuous' ? place + 1 : place };

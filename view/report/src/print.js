@@ -1,6 +1,6 @@
 // On paper: the tree as it stands open, scaled to the page, and the rules in full.
 import { svg } from './dom.js';
-import { Drawing } from './tree_draw.js';
+import { BADGE, Drawing } from './tree_draw.js';
 
 const MOST_NODES = 600;  // more than these are drawn as they are on the screen
 const MARGIN = 12;
@@ -11,7 +11,8 @@ function paperTree(view) {
   const drawing = new Drawing(view.tree, view.layout, state);
   drawing.draw(null, 1);
   const { left, right, top, bottom } = view.layout.frame;
-  const box = [left - MARGIN, top - MARGIN, right - left + 2 * MARGIN + 9, bottom - top + 2 * MARGIN];
+  const box = [left - MARGIN, top - MARGIN, right - left + 2 * MARGIN + BADGE,
+               bottom - top + 2 * MARGIN];
   const picture = svg('svg', { class: 'picture', viewBox: box.join(' ') }, drawing.root);
   picture.style.maxWidth = `${box[2]}px`;
   return picture;

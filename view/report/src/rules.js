@@ -66,7 +66,7 @@ export class RuleList {
     this.table = el('table', { class: 'rules' },
                     el('thead', {}, el('tr', {}, this.heads)), this.body);
     this.scroll = el('div', { class: 'scroll', tabindex: 0, role: 'region',
-                              'aria-label': 'Rules' }, this.table);
+                              'aria-label': 'List of rules' }, this.table);
     this.filter.addEventListener('input', () => this.refresh());
     this.ofClass.addEventListener('change', () => this.refresh());
     this.scroll.addEventListener('scroll', oncePerFrame(() => this.fill()));

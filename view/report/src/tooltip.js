@@ -44,7 +44,8 @@ export class Tooltip {
     const y = event.clientY - frame.top + 14;
     const { offsetWidth, offsetHeight } = this.box;
     this.box.style.left = `${Math.max(4, Math.min(x, frame.width - offsetWidth - 6))}px`;
-    this.box.style.top = `${y + offsetHeight > frame.height ? Math.max(4, y - offsetHeight - 28) : y}px`;
+    const below = y + offsetHeight <= frame.height;
+    this.box.style.top = `${below ? y : Math.max(4, y - offsetHeight - 28)}px`;
   }
 
   hide() {

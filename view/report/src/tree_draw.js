@@ -1,8 +1,8 @@
 // Draws the part of a tree that is in view.
 //
 // Near, nodes are cards; far, where nobody could read them, blocks in the colour of their class,
-// many to a path. Links are paths by width. What is drawn is bounded by the screen, not by the tree:
-// nodes and links that would fall on the same pixels are drawn once.
+// many to a path. Links are paths by width. What is drawn is bounded by the screen, not by the
+// tree: nodes and links that would fall on the same pixels are drawn once.
 import { amount, clipped, svg } from './dom.js';
 import { classColour } from './colours.js';
 import { CARD } from './tree_layout.js';
@@ -15,7 +15,7 @@ const LABEL_ROOM = 112;
 const WIDEST_LINK = 13;
 const WAY = 7;           // width of a whole case's way; of parts of it
 const WAY_LEAST = 2.5;
-const BADGE = 9;
+export const BADGE = 9;
 
 const linkPath = (x0, y0, x1, y1) => {
   const middle = (x0 + x1) / 2;
@@ -178,7 +178,7 @@ export class Drawing {
   spoken(i) {
     const test = this.tree.test(i);
     const way = test ? `${test.column.name} ${test.relation} ${test.value}: ` : '';
-    const what = this.tree.isLeaf(i) ? `class ${this.tree.title(i)}` : `test of ${this.tree.title(i)}`;
+    const what = `${this.tree.isLeaf(i) ? 'class' : 'test of'} ${this.tree.title(i)}`;
     return `${way}${what}, ${amount(this.tree.weight[i])} cases`;
   }
 

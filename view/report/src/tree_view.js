@@ -234,6 +234,7 @@ export class TreeView extends EventTarget {
   tell() {
     const seen = this.layout.visible.length;
     const all = counted(this.tree.size, 'node', 'nodes');
-    this.status.textContent = seen === this.tree.size ? all : `${seen.toLocaleString('en')} of ${all}`;
+    this.status.textContent =
+      seen === this.tree.size ? all : `${seen.toLocaleString('en')} of ${all}`;
   }
 }
