@@ -79,7 +79,8 @@ export class RuleList {
     const button = el('button', { type: 'button', onclick: () => this.sortBy(column) },
                       column.title, el('span', { class: 'arrow', 'aria-hidden': 'true' }));
     return el('th', { scope: 'col', class: column.number ? 'number' : null,
-                      'data-key': column.key }, button);
+                      'data-key': column.key }, button,
+              el('span', { class: 'on-paper', 'aria-hidden': 'true' }, column.title));
   }
 
   show(tree) {
