@@ -199,6 +199,30 @@ def write_ties(folder):
     return documents.Table(names, data)
 
 
+def write_hostile(folder):
+    """Names and values that would be code, markup, words or the end of them where they are put."""
+    names, data = (os.path.join(folder, "hostile" + end) for end in (".names", ".data"))
+    draw = random.Random(5)
+    columns = ["int", "NULL", "1st", 'a"b\\', "*/ // ??/", "<script>alert(1)</script>", "'; DROP TABLE cases; --",
+               '\u202e\u05d0\u05d1\u05d2', "long " * 60 + "x", "%VALUE%", "{0} ${x} \\n", '"""']
+    values = columns[3:7] + ["]]>", "\x1b[31m", "None", "true"]
+    with open(names, "w", encoding="utf-8") as out:
+        out.writelines(f"{c},{'double,continuous' if i % 3 == 0 else 'string,discrete'}\n"
+                       for i, c in enumerate(columns))
+        out.write("return,string,class\n")
+    with open(data, "w", encoding="utf-8") as out:
+        for _ in range(600):
+            row = [draw.randrange(9) / 8 if i % 3 == 0 else draw.choice(values)
+                   for i in range(len(columns))]
+            which = sum(hash_of(row[i]) for i in draw.sample(range(len(columns)), 2)) + draw.random() * 2
+            out.write(",".join(map(str, row)) + f",{values[int(which) % len(values)]}\n")
+    return documents.Table(names, data)
+
+
+def hash_of(value):
+    return len(value) if isinstance(value, str) else int(value * 8)
+
+
 def write_borders(folder):
     """A table of floats and long doubles, and rows with texts beside the middle between two floats,
     which a reader that rounds twice takes for the wrong one."""
@@ -235,6 +259,7 @@ def main(orvcmd, orvview, root, cxx, *files):
             tables = [documents.Table(s + ".names", s + ".data") for s in stems] + [
                 write_borders(folder),
                 write_ties(folder),
+                write_hostile(folder),
                 documents.write_mixed(folder, "mixed", "utf-8", ",", ['a"b', "<c>", "\\", "é&'"], 2),
                 documents.write_mixed(folder, "latin", "iso-8859-1", "|", ["é\x85", "a\tb", "\\\"", "ÿ"],
                                       2e-7)]
