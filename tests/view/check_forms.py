@@ -114,6 +114,30 @@ class Check:
         compare_lines(self.what + " --python", self.rows,
                       self.scored_by([sys.executable, module]), self.wanted)
 
+    def shares(self):
+        """What the functions beside predict() give, two models in one C++ program."""
+        with open(self.form("model.py", "--python"), encoding="utf-8") as source:
+            module = {"__name__": "model"}
+            exec(source.read(), module)
+        names = [c[0] for c in self.table.schema]
+        probabilities = os.path.join(self.folder, "probabilities")
+        run([self.orvcmd, "-nl", "-bt", self.model, "-sep", self.table.separator, "-unseen", "-prob",
+             "-fs", self.rows_file, "-s", probabilities], self.table)
+        with open(probabilities, encoding=self.table.encoding, newline="\n") as lines:
+            wanted = [line.rstrip("\n").split(self.table.separator)[2:] for line in lines]
+        own = [[f"{share:g}" for share in list(module["shares"](dict(zip(names, row))).values())[1:]]
+               for row in self.rows]
+        compare_lines(self.what + " shares()", self.rows, own, wanted)
+        self.form("a.cpp", "--cpp")
+        source, program = os.path.join(self.folder, "two.cpp"), os.path.join(self.folder, "two")
+        with open(source, "w", encoding="utf-8") as text:
+            text.write("#define ORVIK_NAMESPACE one\n#include \"a.cpp\"\n#include \"a.cpp\"\n"
+                       "#include <cstdio>\nint main() {\n  if (one::predict({}) != classifier::predict({}))"
+                       " return 1;\n  for (double s : classifier::shares({})) std::printf(\"%.17g\\n\", s);\n}\n")
+        run([self.cxx, "-std=c++17", "-Wall", "-Wextra", "-Werror", source, "-o", program], self.table)
+        unknown = [f"{share:.17g}" for share in module["shares"]({}).values()]
+        compare_lines(self.what + " shares()", unknown, run([program], self.table), unknown)
+
     def sql(self):
         n = len(self.rows) - len(getattr(self.table, "further_rows", []))
         with open(self.form("form.sql", "--rules", "sql"), encoding="utf-8") as query:
@@ -275,6 +299,7 @@ def main(orvcmd, orvview, root, cxx, *files):
                     check.rules()
                 check.picture()
                 check.summary()
+            check.shares()
     return 0
 
 
