@@ -15,7 +15,7 @@ inline constexpr char k_head[] = R"source(//
 //
 // Texts that training did not have count as unknown. Compiled with -DORVIK_MAIN it is a program:
 // rows of the data on standard input, a line "class,confidence" each on standard output; its
-// argument is the separator.
+// argument is the separator. Where several models meet, define ORVIK_NAMESPACE before each.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -26,7 +26,11 @@ inline constexpr char k_head[] = R"source(//
 #include <utility>
 #include <vector>
 
-namespace classifier {
+#ifndef ORVIK_NAMESPACE
+#define ORVIK_NAMESPACE classifier
+#endif
+
+namespace ORVIK_NAMESPACE {
 
 using namespace std::string_view_literals;
 
@@ -173,7 +177,7 @@ inline std::vector<double> shares(const row& values) {
   return sums;
 }
 
-}  // namespace classifier
+}  // namespace ORVIK_NAMESPACE
 
 #ifdef ORVIK_MAIN
 #include <cstdio>
@@ -181,7 +185,7 @@ inline std::vector<double> shares(const row& values) {
 #include <stdexcept>
 #include <type_traits>
 
-namespace classifier::detail {
+namespace ORVIK_NAMESPACE::detail {
 
 template <class T>
 T value_of(const std::string& text) {
@@ -244,15 +248,15 @@ inline row row_of(const std::string& line, char separator) {
   return values;
 }
 
-}  // namespace classifier::detail
+}  // namespace ORVIK_NAMESPACE::detail
 
 int main(int argc, char** argv) {
   const char separator = argc > 1 ? argv[1][0] : ',';
   try {
     for (std::string line; std::getline(std::cin, line);) {
       if (!line.empty() && line.back() == '\r') line.pop_back();
-      const classifier::prediction p =
-          classifier::classify(classifier::detail::row_of(line, separator));
+      const ORVIK_NAMESPACE::prediction p =
+          ORVIK_NAMESPACE::classify(ORVIK_NAMESPACE::detail::row_of(line, separator));
       std::printf("%s%c%g\n", p.class_name.c_str(), separator, p.confidence);
     }
   } catch (const std::exception& error) {
@@ -261,6 +265,7 @@ int main(int argc, char** argv) {
   }
 }
 #endif
+#undef ORVIK_NAMESPACE
 )source";
 
 }  // namespace orvview

@@ -77,19 +77,18 @@ double float_border(float value) {
   return static_cast<float>(middle) == value ? middle : std::nextafter(middle, -DBL_MAX);
 }
 
-float float_value(const std::string& text) { return *impls::parse_decimal<float>(text); }
-
 /// A number of the column as one of double precision, in which databases compute. A comparison
 /// "<=" with it holds for the same values of the column.
 std::string upper_border(const impls::column& c, impls::code_t code) {
-  const std::string text = c.values()->get_exact_value(code);
-  if (c.values()->type() == "float") return decimal(float_border(float_value(text)));
-  if (c.values()->type() == "long double") return decimal(*impls::parse_decimal<double>(text));
-  return text;
+  const impls::o_set& values = *c.values();
+  const double value = values.get_value_as_double(code);
+  if (values.type() == "float") return decimal(float_border(static_cast<float>(value)));
+  return values.type() == "long double" ? decimal(value) : values.get_exact_value(code);
 }
 
+/// Of a float column: what its value is above.
 std::string lower_border(const impls::column& c, impls::code_t code) {
-  const float value = float_value(c.values()->get_exact_value(code));
+  const auto value = static_cast<float>(c.values()->get_value_as_double(code));
   return decimal(float_border(std::nextafter(value, -FLT_MAX)));
 }
 

@@ -28,6 +28,7 @@ constexpr int k_bad_file = 1;
 constexpr int k_bad_usage = 2;
 constexpr char k_no_such_tree[] = ": there is no such tree; the model has ";
 constexpr char k_cannot_write[] = "cannot write to ";
+constexpr char k_same_file[] = ": it is the same file as ";
 constexpr unsigned long k_default_width = 80;
 
 /// What the command line asks for.
@@ -146,6 +147,15 @@ void write_form(const settings& how, const opened& found, std::ostream& out) {
   orvview::write_html_report(*found.model, title, found.rows.get(), out);
 }
 
+/// Refuses to write over what is read, under whatever name.
+void require_other_file(const settings& how) {
+  std::error_code error;  // of files that are not there, and then are no input
+  for (const std::string& input : {how.from.model, how.from.names, how.from.data}) {
+    if (!std::filesystem::equivalent(input, how.output, error)) continue;
+    throw std::runtime_error(k_cannot_write + how.output + k_same_file + input);
+  }
+}
+
 /// The file appears when it is whole.
 void write_file(const settings& how, const opened& found) {
   try {
@@ -167,7 +177,10 @@ void run(const settings& how) {
     throw std::runtime_error("--tree " + std::to_string(how.tree) + k_no_such_tree +
                              std::to_string(n));
   }
-  if (how.output != "-") return write_file(how, found);
+  if (how.output != "-") {
+    require_other_file(how);
+    return write_file(how, found);
+  }
   write_form(how, found, std::cout);
   if (!std::cout.flush()) throw std::runtime_error(k_cannot_write + std::string("standard output"));
 }

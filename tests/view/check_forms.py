@@ -114,6 +114,30 @@ class Check:
         compare_lines(self.what + " --python", self.rows,
                       self.scored_by([sys.executable, module]), self.wanted)
 
+    def shares(self):
+        """What the functions beside predict() give, two models in one C++ program."""
+        with open(self.form("model.py", "--python"), encoding="utf-8") as source:
+            module = {"__name__": "model"}
+            exec(source.read(), module)
+        names = [c[0] for c in self.table.schema]
+        probabilities = os.path.join(self.folder, "probabilities")
+        run([self.orvcmd, "-nl", "-bt", self.model, "-sep", self.table.separator, "-unseen", "-prob",
+             "-fs", self.rows_file, "-s", probabilities], self.table)
+        with open(probabilities, encoding=self.table.encoding, newline="\n") as lines:
+            wanted = [line.rstrip("\n").split(self.table.separator)[2:] for line in lines]
+        own = [[f"{share:g}" for share in list(module["shares"](dict(zip(names, row))).values())[1:]]
+               for row in self.rows]
+        compare_lines(self.what + " shares()", self.rows, own, wanted)
+        self.form("a.cpp", "--cpp")
+        source, program = os.path.join(self.folder, "two.cpp"), os.path.join(self.folder, "two")
+        with open(source, "w", encoding="utf-8") as text:
+            text.write("#define ORVIK_NAMESPACE one\n#include \"a.cpp\"\n#include \"a.cpp\"\n"
+                       "#include <cstdio>\nint main() {\n  if (one::predict({}) != classifier::predict({}))"
+                       " return 1;\n  for (double s : classifier::shares({})) std::printf(\"%.17g\\n\", s);\n}\n")
+        run([self.cxx, "-std=c++17", "-Wall", "-Wextra", "-Werror", source, "-o", program], self.table)
+        unknown = [f"{share:.17g}" for share in module["shares"]({}).values()]
+        compare_lines(self.what + " shares()", unknown, run([program], self.table), unknown)
+
     def sql(self):
         n = len(self.rows) - len(getattr(self.table, "further_rows", []))
         with open(self.form("form.sql", "--rules", "sql"), encoding="utf-8") as query:
@@ -199,6 +223,30 @@ def write_ties(folder):
     return documents.Table(names, data)
 
 
+def write_hostile(folder):
+    """Names and values that would be code, markup, words or the end of them where they are put."""
+    names, data = (os.path.join(folder, "hostile" + end) for end in (".names", ".data"))
+    draw = random.Random(5)
+    columns = ["int", "NULL", "1st", 'a"b\\', "*/ // ??/", "<script>alert(1)</script>", "'; DROP TABLE cases; --",
+               '\u202e\u05d0\u05d1\u05d2', "long " * 60 + "x", "%VALUE%", "{0} ${x} \\n", '"""']
+    values = columns[3:7] + ["]]>", "\x1b[31m", "None", "true"]
+    with open(names, "w", encoding="utf-8") as out:
+        out.writelines(f"{c},{'double,continuous' if i % 3 == 0 else 'string,discrete'}\n"
+                       for i, c in enumerate(columns))
+        out.write("return,string,class\n")
+    with open(data, "w", encoding="utf-8") as out:
+        for _ in range(600):
+            row = [draw.randrange(9) / 8 if i % 3 == 0 else draw.choice(values)
+                   for i in range(len(columns))]
+            which = sum(hash_of(row[i]) for i in draw.sample(range(len(columns)), 2)) + draw.random() * 2
+            out.write(",".join(map(str, row)) + f",{values[int(which) % len(values)]}\n")
+    return documents.Table(names, data)
+
+
+def hash_of(value):
+    return len(value) if isinstance(value, str) else int(value * 8)
+
+
 def write_borders(folder):
     """A table of floats and long doubles, and rows with texts beside the middle between two floats,
     which a reader that rounds twice takes for the wrong one."""
@@ -235,6 +283,7 @@ def main(orvcmd, orvview, root, cxx, *files):
             tables = [documents.Table(s + ".names", s + ".data") for s in stems] + [
                 write_borders(folder),
                 write_ties(folder),
+                write_hostile(folder),
                 documents.write_mixed(folder, "mixed", "utf-8", ",", ['a"b', "<c>", "\\", "é&'"], 2),
                 documents.write_mixed(folder, "latin", "iso-8859-1", "|", ["é\x85", "a\tb", "\\\"", "ÿ"],
                                       2e-7)]
@@ -250,6 +299,7 @@ def main(orvcmd, orvview, root, cxx, *files):
                     check.rules()
                 check.picture()
                 check.summary()
+            check.shares()
     return 0
 
 

@@ -68,6 +68,10 @@ def check_errors(orvview, orvcmd, root, folder):
                 (status == 2 or len(lines) == 1), f"{options}: {done}")
         require(sorted(os.listdir(folder)) == ["golf.tree", "no.tree", "other.names"],
                 f"{options}: {os.listdir(folder)}")
+    link = os.path.join(folder, "link")
+    os.symlink(model, link)
+    done = subprocess.run([orvview, "--svg", model, "-o", link], capture_output=True, check=False)
+    require(done.returncode == 1 and b"same file" in done.stderr, f"over the model: {done}")
     with open("/dev/full", "wb") as full:
         done = subprocess.run([orvview, "--python", model], stdout=full, stderr=subprocess.PIPE,
                               check=False)
