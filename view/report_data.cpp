@@ -3,14 +3,14 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include <array>
-#include <charconv>
+#include <algorithm>
 #include <cmath>
 #include <map>
 
 #include "impls/identity.h"
 #include "impls/rendering/description.h"
 #include "impls/tables/decimal.h"
+#include "report_numbers.h"
 #include "report_rows.h"
 #include "wording.h"
 #include "zel/adt/tree_walk.h"
@@ -34,24 +34,6 @@ constexpr char k_no_draws_without_seed[] =
     "(--seed) and all of its rows the draws of the trees can be found again.";
 constexpr char k_permutation_out_of_bag[] = "Rise of the out-of-bag error with permuted values";
 constexpr char k_permutation_on_rows[] = "Rise of the error on the given rows with permuted values";
-
-/// As "%.1f" prints it, without a decimal that is 0.
-std::string one_decimal(double x) {
-  std::array<char, 330> room;
-  const auto [end, error] =
-      std::to_chars(room.data(), room.data() + room.size(), x, std::chars_format::fixed, 1);
-  std::string text(room.data(), end);
-  if (text.ends_with(".0")) text.resize(text.size() - 2);
-  return text;
-}
-
-/// As "%g" prints it.
-std::string six_digits(double x) {
-  std::array<char, 32> room;
-  const auto [end, error] =
-      std::to_chars(room.data(), room.data() + room.size(), x, std::chars_format::general, 6);
-  return {room.data(), end};
-}
 
 class data_writer {
  public:
