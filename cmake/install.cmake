@@ -5,7 +5,7 @@ include(CMakePackageConfigHelpers)
 
 # Two components: programs with their documents, and what other programs are built with.
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME programs)
-install(TARGETS orvcmd orvprep)
+install(TARGETS orvcmd orvprep orvview)
 install(TARGETS orvik EXPORT orvik-targets COMPONENT development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY include/orvik DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
@@ -36,18 +36,23 @@ install(FILES ${PROJECT_BINARY_DIR}/orvik.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}
 # Documents, examples, completion
 install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(FILES cmd/completion.bash RENAME orvcmd
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+foreach(completion cmd:orvcmd prep:orvprep view:orvview)
+  string(REPLACE ":" ";" completion ${completion})
+  list(GET completion 0 folder)
+  list(GET completion 1 program)
+  install(FILES ${folder}/completion.bash RENAME ${program}
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+endforeach()
 
 # The manual pages. Straight quotes, as the pages cite texts of the programs; and these in bold: the
 # fixed-width font of the pages in docs/ does not show on a terminal.
 find_program(LOWDOWN lowdown)
 find_program(GZIP gzip REQUIRED)
 if(NOT LOWDOWN)
-  message(STATUS "lowdown is missing: the manual pages orvcmd(1) and orvprep(1) are left out")
+  message(STATUS "lowdown is missing: the manual pages are left out")
   return()
 endif()
-foreach(program orvcmd orvprep)
+foreach(program orvcmd orvprep orvview)
   string(TOUPPER ${program} title)
   add_custom_command(
     OUTPUT ${program}.1.gz

@@ -1,12 +1,14 @@
-// Binary models: any bytes are a model that predicts and renders or are refused with a message,
-// and what was read is written and read again without a difference.
+// Binary models: any bytes are a model that predicts and shows in every form or are refused with a
+// message, and what was read is written and read again without a difference.
 #include <cstddef>
 #include <cstdint>
 #include <sstream>
 
+#include "forms.h"
 #include "impls/model/dtree.h"
 #include "impls/support/binary_text.h"
 #include "require.h"
+#include "rules.h"
 
 using namespace orvik::impls;
 using orvik::fuzz::error_of;
@@ -41,6 +43,22 @@ void predict(const dtree& model, const table& t) {
   }
 }
 
+/// In every form.
+void show(const dtree& model) {
+  std::ostringstream out;
+  const orvview::chosen_tree last{model, model.n_trees() - 1};
+  orvview::write_cpp(model, out);
+  orvview::write_python(model, out);
+  orvview::write_sql(last, "cases", out);
+  orvview::write_rules_text(last, out);
+  orvview::write_rules_csv(last, out);
+  orvview::write_rules_json(last, out);
+  orvview::write_svg(last, k_no_depth_limit, out);
+  for (const bool rich : {false, true}) {
+    orvview::write_summary(last, k_no_depth_limit, {/*width=*/80, rich, rich}, out);
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -50,7 +68,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::ostringstream text;
   model->toTEXT(text, 0);
   if (const conf_matrix* matrix = model->get_training_cm()) matrix->toTEXT(text, 0);
-  if (model->n_trees() > 0) predict(*model, *model->get_training_table());
+  if (model->n_trees() > 0) {
+    predict(*model, *model->get_training_table());
+    show(*model);
+  }
   const std::string written = write(*model);
   require(write(*read(written)) == written, "the same when read again");
   require(write(*model->clone(/*parameters_only=*/false)) == written, "a copy is the same");

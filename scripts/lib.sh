@@ -7,6 +7,7 @@ build_packages=(g++ cmake ninja-build libtbb-dev zlib1g-dev libisal-dev rapidjso
   libgtest-dev libgmock-dev
   lowdown pkg-config python3 libxml2-utils)
 bench_packages=(libbenchmark-dev)
+browser_packages=(nodejs npm chromium)
 lint_packages=(clang-format clang-tidy)
 
 installed() {
@@ -38,6 +39,17 @@ need() {
   "${as_root[@]}" "${apt[@]}" install -y --no-install-recommends "${missing[@]}" >/dev/null
 }
 
+# want PACKAGE...: as need, but without any it goes on, saying so. A program that is there in another
+# way counts for its package.
+want() {
+  local package missing=()
+  for package in "$@"; do
+    command -v "${package/%nodejs/node}" >/dev/null || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  (need "${missing[@]}") || echo "Going on without ${missing[*]}" >&2
+}
+
 # build PRESET TARGET [CMAKE_OPTION...]: configures and builds, quiet unless it fails.
 build() {
   local preset=$1 target=$2
@@ -55,7 +67,7 @@ build() {
 # sources: every C++ file of the project, one a line.
 sources() {
   local folder folders=()
-  for folder in cmd prep include src zel tests bench fuzz examples; do
+  for folder in cmd prep view include src zel tests bench fuzz examples; do
     [ -d "$folder" ] && folders+=("$folder")
   done
   find "${folders[@]}" -name '*.h' -o -name '*.cpp' | sort

@@ -41,7 +41,10 @@ else
   echo "  no pkg-config here: left out"
 fi
 
-echo "program, page and completion"
+echo "programs, pages and completions"
 "$installed/bin/orvcmd" --help | grep -q '^Command line: orvcmd'
-[ -s "$installed/share/bash-completion/completions/orvcmd" ]
-[ ! -e "$build/orvcmd.1.gz" ] || zcat "$installed/share/man/man1/orvcmd.1.gz" | grep -q '^\.TH "ORVCMD" "1"'
+for program in orvcmd orvprep orvview; do
+  [ -x "$installed/bin/$program" ] && [ -s "$installed/share/bash-completion/completions/$program" ]
+  [ ! -e "$build/$program.1.gz" ] ||
+    zcat "$installed/share/man/man1/$program.1.gz" | grep -q "^\.TH \"${program^^}\" \"1\""
+done

@@ -115,6 +115,14 @@ class dtree : private zel::util::nocopy {
   /// @return misclassified weight / weight of the cases with a vote; not-a-number for a single
   /// tree and without such cases.
   double oob_error(const table& t) const;
+  /// The same of the first tree, the first two trees and so on; none where no draws are known.
+  std::vector<double> oob_errors(const table& t) const;
+  /// Finds the draws of an ensemble that was read: under the run seed of its build, and numbered
+  /// from the start, they follow from the rows, if all rows of `t` were grown on.
+  /// @return false, changing nothing, where the trees were grown on others.
+  bool recall_draws(const table& t);
+  /// Whether it is known which cases each tree drew.
+  bool has_draws() const;
   /// What the trees owe to each usable attribute, by descending gain, then by attribute.
   /// `t` holds the rows of the build.
   std::vector<attribute_importance> importance(const table& t) const;
@@ -174,8 +182,6 @@ class dtree : private zel::util::nocopy {
   /// Throws std::runtime_error without trees, and for a table other than that of the build as
   /// far as its size tells.
   void require_training_rows(const table& t) const;
-  /// Whether it is known which cases each tree drew.
-  bool has_draws() const;
 
   std::string name_;
   std::unique_ptr<table> table_;                  // the schema of the training table

@@ -7,12 +7,13 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <span>
 #include <stdexcept>
 #include <vector>
 
-#include "impls/evaluation/batch_predictor.h"
+#include "impls/evaluation/flat_tree.h"
 #include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
 #include "zel/util/number_util.h"
@@ -26,6 +27,13 @@ constexpr char k_other_table[] = "the table does not hold the training cases";
 
 constexpr std::uint32_t k_no_vote = std::numeric_limits<std::uint32_t>::max();
 
+/// Cases a task takes: many, as a tree has to come into the cache for each task, but no more than
+/// their votes fit in there. It does not hang on the workers, as sums by chunk must not.
+unsigned long chunk_size(unsigned long n_codes) {
+  constexpr unsigned long k_most_cases = 1UL << 11, k_counters = 1UL << 16;
+  return std::clamp(k_counters / n_codes, 1UL, k_most_cases);
+}
+
 struct voting_tree {
   zel::adt::bitmap in_bag;  // by position in the list of training cases
   flat_tree tree;
@@ -37,11 +45,14 @@ struct chunk {
   case_list cases;
 };
 
-/// Sets for every case of the chunk the class of the most votes, the lowest of equals.
-void vote(const table& t, const std::vector<std::optional<voting_tree>>& trees, const chunk& some,
-          std::span<std::uint32_t> winners) {
+using ballot = std::vector<std::optional<voting_tree>>;
+
+/// Counts the votes of one tree after the other for the cases of the chunk; after each calls
+/// after(tree, its cases, votes), the votes case by case.
+template <class After>
+void vote(const table& t, const ballot& trees, const chunk& some, const After& after) {
   const unsigned long n_codes = t.n_class_codes();
-  std::vector<std::uint32_t> votes(some.cases.size() * n_codes);  // case by case
+  std::vector<std::uint32_t> votes(some.cases.size() * n_codes);
   std::vector<std::uint32_t> codes;
   gather_codes(t, some.cases, codes);
   const case_block block{codes, t.n_attributes()};
@@ -49,18 +60,71 @@ void vote(const table& t, const std::vector<std::optional<voting_tree>>& trees, 
   const auto count = [&](std::size_t i, const decision_tree::prediction& found, double) {
     ++votes[i * n_codes + found.first];
   };
-  for (const auto& voter : trees) {
+  for (std::size_t i = 0; i < trees.size(); ++i) {
     out_of_bag.clear();
-    for (std::uint32_t i = 0; i < winners.size(); ++i) {
-      if (!voter->in_bag[some.first + i]) out_of_bag.push_back(i);
+    for (std::uint32_t c = 0; c < some.cases.size(); ++c) {
+      if (!trees[i]->in_bag[some.first + c]) out_of_bag.push_back(c);
     }
-    voter->tree.predict(block, out_of_bag, count);
+    trees[i]->tree.predict(block, out_of_bag, count);
+    after(i, std::span<const std::uint32_t>(out_of_bag), std::span<const std::uint32_t>(votes));
   }
-  for (unsigned long i = 0; i < winners.size(); ++i) {
-    const std::span<const std::uint32_t> of_case(votes.data() + i * n_codes, n_codes);
-    const unsigned long best = zel::util::number_util::argmax(of_case);
-    winners[i] = of_case[best] == 0 ? k_no_vote : static_cast<std::uint32_t>(best);
-  }
+}
+
+/// The class of the most votes for a case, the lowest of equals.
+std::uint32_t winner(std::span<const std::uint32_t> votes, std::size_t c, unsigned long n_codes) {
+  const auto of_case = votes.subspan(c * n_codes, n_codes);
+  const unsigned long best = zel::util::number_util::argmax(of_case);
+  return of_case[best] == 0 ? k_no_vote : static_cast<std::uint32_t>(best);
+}
+
+/// Calls visit(number, chunk) for all cases, chunk by chunk, on the workers.
+template <class Cases, class Visit>
+void for_each_chunk(const Cases& cases, unsigned long n_codes, const Visit& visit) {
+  const unsigned long n = cases.size();
+  const unsigned long size = chunk_size(n_codes);
+  zel::util::parallel::for_each_index((n + size - 1) / size, [&](unsigned long number) {
+    chunk some{number * size, {}};
+    const unsigned long end = std::min(n, some.first + size);
+    for (unsigned long i = some.first; i < end; ++i) some.cases.push_back(cases[i]);
+    visit(number, some);
+  });
+}
+
+ballot make_ballot(const table& t, const std::vector<std::unique_ptr<decision_tree>>& trees,
+                   const std::vector<unsigned long>& seeds, unsigned long n_cases) {
+  ballot voters(trees.size());
+  zel::util::parallel::for_each_index(trees.size(), [&](unsigned long i) {
+    voters[i].emplace(voting_tree{in_bag(n_cases, seeds[i]), flat_tree(t, *trees[i])});
+  });
+  return voters;
+}
+
+/// Weights by the number of trees, from one tree on.
+struct voted_weights {
+  std::vector<double> voted, wrong;
+};
+
+/// What the cases of a chunk add. Only where a tree votes can a winner change.
+void follow(const table& t, const ballot& trees, const chunk& some, voted_weights& sums) {
+  std::vector<std::uint32_t> winners(some.cases.size(), k_no_vote);
+  double voted = 0, wrong = 0;
+  const auto is_wrong = [&](std::uint32_t c) {
+    return winners[c] != t.class_column().get_row_index(some.cases[c].first);
+  };
+  vote(t, trees, some, [&](std::size_t tree, auto asked, auto votes) {
+    for (const std::uint32_t c : asked) {
+      const double weight = some.cases[c].second;
+      if (winners[c] == k_no_vote) {
+        voted += weight;
+      } else if (is_wrong(c)) {
+        wrong -= weight;
+      }
+      winners[c] = winner(votes, c, t.n_class_codes());
+      if (is_wrong(c)) wrong += weight;
+    }
+    sums.voted[tree] = voted;
+    sums.wrong[tree] = wrong;
+  });
 }
 
 }  // namespace
@@ -81,18 +145,17 @@ double dtree::oob_error(const table& t) const {
   require_training_rows(t);
   if (!has_draws()) return std::numeric_limits<double>::quiet_NaN();
   const unsigned long n = cases_.size();
-  std::vector<std::optional<voting_tree>> trees(trees_.size());
+  const unsigned long n_codes = t.n_class_codes();
   std::vector<std::uint32_t> winners(n);
   zel::util::parallel::with_workers([&] {
-    zel::util::parallel::for_each_index(trees.size(), [&](unsigned long i) {
-      trees[i].emplace(voting_tree{in_bag(n, seeds_[i]), flat_tree(t, *trees_[i])});
-    });
-    const unsigned long size = cases_at_once(n, t.n_class_codes());
-    zel::util::parallel::for_each_index((n + size - 1) / size, [&](unsigned long number) {
-      chunk some{number * size, {}};
-      const unsigned long end = std::min(n, some.first + size);
-      for (unsigned long i = some.first; i < end; ++i) some.cases.push_back(cases_[i]);
-      vote(t, trees, some, std::span(winners).subspan(some.first, some.cases.size()));
+    const ballot trees = make_ballot(t, trees_, seeds_, n);
+    for_each_chunk(cases_, n_codes, [&](unsigned long, const chunk& some) {
+      vote(t, trees, some, [&](std::size_t tree, auto, auto votes) {
+        if (tree + 1 < trees.size()) return;
+        for (std::size_t c = 0; c < some.cases.size(); ++c) {
+          winners[some.first + c] = winner(votes, c, n_codes);
+        }
+      });
     });
   });
 
@@ -104,6 +167,33 @@ double dtree::oob_error(const table& t) const {
     if (winners[i] != t.class_column().get_row_index(row)) wrong += weight;
   }
   return voted > 0 ? wrong / voted : std::numeric_limits<double>::quiet_NaN();
+}
+
+std::vector<double> dtree::oob_errors(const table& t) const {
+  require_training_rows(t);
+  if (!has_draws()) return {};
+  const std::size_t n_trees = trees_.size();
+  const unsigned long n_chunks =
+      (cases_.size() + chunk_size(t.n_class_codes()) - 1) / chunk_size(t.n_class_codes());
+  const voted_weights none{std::vector<double>(n_trees), std::vector<double>(n_trees)};
+  std::vector<voted_weights> by_chunk(n_chunks, none);
+  zel::util::parallel::with_workers([&] {
+    const ballot trees = make_ballot(t, trees_, seeds_, cases_.size());
+    for_each_chunk(cases_, t.n_class_codes(), [&](unsigned long number, const chunk& some) {
+      follow(t, trees, some, by_chunk[number]);
+    });
+  });
+
+  std::vector<double> errors;
+  for (std::size_t i = 0; i < n_trees; ++i) {
+    double voted = 0, wrong = 0;
+    for (const voted_weights& sums : by_chunk) {
+      voted += sums.voted[i];
+      wrong += sums.wrong[i];
+    }
+    errors.push_back(voted > 0 ? wrong / voted : std::numeric_limits<double>::quiet_NaN());
+  }
+  return errors;
 }
 
 }  // namespace orvik::impls

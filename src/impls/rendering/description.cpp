@@ -1,5 +1,8 @@
 #include "impls/rendering/description.h"
 
+#include <charconv>
+#include <set>
+
 #include "zel/util/string_util.h"
 
 namespace orvik::impls {
@@ -15,6 +18,35 @@ branch_test test_of_branch(const table& t, const decision_node& split, unsigned 
   return {&tested, branch == 0 ? branch_test::UP_TO : branch_test::ABOVE, cut};
 }
 
+std::string printed_test(const branch_test& test) {
+  const std::string& name = test.tested->name();
+  switch (test.how) {
+    case branch_test::EQUAL:
+      return name + " = " + test.printed_value();
+    case branch_test::UP_TO:
+      return name + " <= " + test.printed_value();
+    case branch_test::ABOVE:
+      return name + " > " + test.printed_value();
+    case branch_test::UNKNOWN:
+      return name + " unknown " + test.printed_value();
+    case branch_test::UNHANDLED:
+      break;
+  }
+  return name + " # unhandled type " + test.tested->get_type();
+}
+
+std::string printed_weight(double weight) {
+  char room[340];  // the largest double has 309 digits before its point
+  const auto [end, error] =
+      std::to_chars(room, room + sizeof room, weight, std::chars_format::fixed, 1);
+  return {room, end};
+}
+
+std::string printed_counts(const decision_node& leaf) {
+  const double errors = leaf.estimated_error();
+  return printed_weight(leaf.weight()) + (errors > 0 ? '/' + printed_weight(errors) : "");
+}
+
 namespace {
 
 bool is_utf8_column(const column& c) {
@@ -27,6 +59,22 @@ bool is_utf8_column(const column& c) {
 }
 
 }  // namespace
+
+std::vector<std::string> unique_names(const table& t) {
+  std::vector<std::string> names;
+  std::set<std::string> taken;
+  for (unsigned long i = 0; i < t.n_columns(); ++i) taken.insert(t.get_column(i).name());
+  std::set<std::string> given;
+  for (unsigned long i = 0; i < t.n_columns(); ++i) {
+    std::string name = t.get_column(i).name();
+    while (given.contains(name) || (name != t.get_column(i).name() && taken.contains(name))) {
+      name += " #" + std::to_string(i + 1);
+    }
+    given.insert(name);
+    names.push_back(std::move(name));
+  }
+  return names;
+}
 
 text_encoding encoding_of(const table& t, const std::string& model_name) {
   bool utf8 = is_utf8(model_name);

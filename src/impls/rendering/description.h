@@ -7,6 +7,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
@@ -40,10 +41,19 @@ inline branch_test test_before(const table& t, const decision_node& node) {
 
 inline bool is_leaf(const decision_tree& tree) { return tree.get_no_childs() == 0; }
 
+/// What the test asks, with the printed value: "humidity <= 75".
+std::string printed_test(const branch_test& test);
+
 /// The class that the node predicts, its father's where no weight came.
 inline std::string printed_class(const table& t, const decision_node& node) {
   return t.class_column().values()->get_value(node.get_leaf_class());
 }
+
+/// A weight or an error as the text form has it, with one decimal.
+std::string printed_weight(double weight);
+
+/// "N" or "N/errors" of a leaf, as the text form has it between brackets.
+std::string printed_counts(const decision_node& leaf);
 
 /// Whether cases are told apart by a column: not by the class, weights or ignored columns.
 inline bool is_input(const column& c) {
@@ -56,6 +66,10 @@ inline bool lists_values(const column& c) {
   return c.type() == column::CLASS || c.type() == column::DISCRETE ||
          (c.type() == column::CONTINUOUS && !c.values()->is_numeric());
 }
+
+/// The names of the columns, made different: a second column of one name has " #" and its number,
+/// counted from 1, behind it.
+std::vector<std::string> unique_names(const table& t);
 
 enum class text_encoding { UTF_8, LATIN_1 };
 

@@ -9,7 +9,6 @@
 // - Trees of an ensemble have one vote each. The standard does not decide equal votes; here the
 //   class that stands first in the data dictionary wins.
 // Numbers are exact, whatever format the stream has.
-#include <set>
 #include <stdexcept>
 
 #include "impls/identity.h"
@@ -62,23 +61,6 @@ const char* operational_type_of(const column& c) {
   return lists_values(c) ? "ordinal" : "continuous";
 }
 
-/// The names of the fields, by column. Columns may share a name, fields may not.
-std::vector<std::string> field_names(const table& t) {
-  std::vector<std::string> names;
-  std::set<std::string> taken;
-  for (unsigned long i = 0; i < t.n_columns(); ++i) taken.insert(t.get_column(i).name());
-  std::set<std::string> given;
-  for (unsigned long i = 0; i < t.n_columns(); ++i) {
-    std::string name = t.get_column(i).name();
-    while (given.contains(name) || (name != t.get_column(i).name() && taken.contains(name))) {
-      name += " #" + std::to_string(i + 1);
-    }
-    given.insert(name);
-    names.push_back(std::move(name));
-  }
-  return names;
-}
-
 /// Writes the elements that describe a table and its trees.
 class pmml_writer {
  public:
@@ -107,7 +89,7 @@ class pmml_writer {
 
 pmml_writer::pmml_writer(const table& t, const std::string& model_name, std::ostream& out)
     : table_(t), out_(out), encoding_(encoding_of(t, model_name)) {
-  for (const std::string& name : field_names(t)) fields_.push_back(text(name));
+  for (const std::string& name : unique_names(t)) fields_.push_back(text(name));
   for (code_t c = 0; c < t.n_class_codes(); ++c) {
     classes_.push_back(text(t.class_column().values()->get_exact_value(c)));
   }

@@ -21,24 +21,9 @@ void write_leaf(const table& t, const decision_node& node, std::ostream& out) {
 }
 
 void write_condition(const branch_test& test, std::ostream& out) {
-  out << test.tested->name();
-  switch (test.how) {
-    case branch_test::EQUAL:
-      out << " = " << test.printed_value() << ':';
-      break;
-    case branch_test::UP_TO:
-      out << " <= " << test.printed_value() << " :";
-      break;
-    case branch_test::ABOVE:
-      out << " > " << test.printed_value() << " :";
-      break;
-    case branch_test::UNKNOWN:
-      out << " unknown " << test.printed_value() << " :";
-      break;
-    case branch_test::UNHANDLED:
-      out << " # unhandled type " << test.tested->get_type();
-      break;
-  }
+  out << printed_test(test);
+  if (test.how == branch_test::UNHANDLED) return;
+  out << (test.how == branch_test::EQUAL ? ":" : " :");
 }
 
 void set_number_format(std::ostream& out) { out << std::fixed << std::setprecision(1); }

@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 
+#include "impls/support/binary_text.h"
 #include "impls/support/ensembles.h"
 #include "impls/support/stock_tables.h"
 #include "orvik/orvik.h"
@@ -13,17 +14,18 @@
 namespace orvik::impls {
 namespace {
 
-/// Case by case and tree by tree. The cases of `base` must be different pairs.
-double plain_oob_error(const dtree& model, const table& t, const case_list& base) {
+/// Case by case and tree by tree, of the first trees. The cases of `base` must be different pairs.
+double plain_oob_error(const dtree& model, const table& t, const case_list& base,
+                       unsigned long n_trees) {
   std::vector<std::set<case_list::value_type>> drawn;
-  for (unsigned long i = 0; i < model.n_trees(); ++i) {
+  for (unsigned long i = 0; i < n_trees; ++i) {
     const case_list own = model.cases_of_tree(i);
     drawn.emplace_back(own.begin(), own.end());
   }
   double voted = 0, wrong = 0;
   for (const auto& each : base) {
     std::map<code_t, int> votes;
-    for (unsigned long i = 0; i < model.n_trees(); ++i) {
+    for (unsigned long i = 0; i < n_trees; ++i) {
       if (drawn[i].contains(each)) continue;
       decision_tree::prediction result;
       model.get_tree(i).predict_row(t, each.first, result, 1.0);
@@ -54,10 +56,45 @@ TEST(oob_error, counts_the_votes_of_the_trees_that_did_not_draw_the_case) {
   for (const ensemble_plan& plan :
        {ensemble_plan{12, true, 1}, ensemble_plan{3, false, 2}, ensemble_plan{2, true, 3, 1}}) {
     const auto model = grow_ensemble(*t, plan, &cases);
-    const double expected = plain_oob_error(*model, *t, cases);
+    const double expected = plain_oob_error(*model, *t, cases, model->n_trees());
     for (const unsigned long workers : {1UL, 2UL, 7UL}) {
       const loop_threads threads(workers);
       EXPECT_EQ(model->oob_error(*t), expected) << plan.trees << ' ' << workers;
+    }
+  }
+}
+
+TEST(oob_errors, are_those_of_ever_more_trees) {
+  const auto t = mixed_table(900, 2, /*weighted=*/false);
+  const case_list cases = doubled_cases(*t);
+  const auto model = grow_ensemble(*t, {12, true, 1}, &cases);
+  for (const unsigned long workers : {1UL, 7UL}) {
+    const loop_threads threads(workers);
+    const std::vector<double> errors = model->oob_errors(*t);
+    ASSERT_EQ(errors.size(), 12U);
+    for (unsigned long i = 0; i < errors.size(); ++i) {
+      EXPECT_NEAR(errors[i], plain_oob_error(*model, *t, cases, i + 1), 1e-12) << i;
+    }
+  }
+}
+
+TEST(recalled_draws, are_those_of_the_build_or_none) {
+  for (const bool weighted : {false, true}) {
+    const auto t = mixed_table(900, 2, weighted);
+    const auto model = grow_ensemble(*t, {12, true, 5});
+    const std::string saved = binary_of([&](auto& out) { out << *model; });
+    struct row {
+      unsigned long seed, rows;
+      bool found;
+    };
+    for (const row& r : {row{5, 900, true}, row{6, 900, false}, row{5, 899, false}}) {
+      dtree back("");
+      read_all(saved, [&back](auto& in) { in >> back; });
+      EXPECT_TRUE(back.oob_errors(*t).empty());
+      const run_seed seed(r.seed);
+      const auto rows = r.rows == 900 ? nullptr : mixed_table(r.rows, 2, weighted);
+      EXPECT_EQ(back.recall_draws(rows ? *rows : *t), r.found) << r.seed << ' ' << r.rows;
+      EXPECT_EQ(back.oob_errors(*t), r.found ? model->oob_errors(*t) : std::vector<double>());
     }
   }
 }

@@ -1,0 +1,69 @@
+// The draws of an ensemble that was read from a file.
+//
+// A model file holds no draws and no seeds, but both follow from the run seed. What the roots of
+// the trees know of their cases tells whether they are the right ones: another seed or another
+// table gives other class weights in one tree or another.
+#include <cmath>
+
+#include "impls/model/bootstrap.h"
+#include "impls/model/dtree.h"
+#include "impls/pruning/strategies.h"
+#include "impls/tables/folds.h"
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr double k_rounding = 1e-9;  // relative; sums of the same weights in another order
+
+/// Whether equal codes mean equal values.
+bool have_equal_codes(const table& a, const table& b) {
+  if (a.n_columns() != b.n_columns()) return false;
+  for (unsigned long i = 0; i < a.n_columns(); ++i) {
+    const o_set& values = *a.get_column(i).values();
+    const o_set& others = *b.get_column(i).values();
+    if (values.size_of_known() != others.size_of_known()) return false;
+    for (code_t c = 1; c <= values.size_of_known(); ++c) {
+      if (values.get_exact_value(c) != others.get_exact_value(c)) return false;
+    }
+  }
+  return true;
+}
+
+/// Whether a root that saw these draws has the class weights that `root` has.
+bool drew(const table& t, const training_cases& cases, unsigned long seed,
+          const decision_node& root) {
+  std::vector<double> weights(t.n_class_codes());
+  for_each_draw(cases.size(), seed, [&](unsigned long position) {
+    const auto [row, weight] = cases[position];
+    weights[t.class_column().get_row_index(row)] += weight;
+  });
+  for (code_t c = 0; c < weights.size(); ++c) {
+    if (std::abs(weights[c] - root.class_weight(c)) > k_rounding * root.weight()) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool dtree::recall_draws(const table& t) {
+  using zel::util::draw;
+  using zel::util::draw_seed;
+  if (!ensemble_ || trees_.empty() || t.n_rows() == 0 || !have_equal_codes(*table_, t))
+    return false;
+  const std::unique_ptr<case_list> all(t.get_all());
+  case_parts split;
+  if (pruning::needs_separate_cases(pruning_)) split = split_by_class(t, *all);
+  training_cases cases(split.first ? *split.first : *all);
+  const unsigned long build_seed = draw_seed(draw::bootstrap);
+  std::vector<unsigned long> seeds;
+  for (unsigned long i = 0; i < trees_.size(); ++i) {
+    seeds.push_back(draw_seed(draw::bootstrap, {build_seed, i}));
+    if (!drew(t, cases, seeds.back(), *trees_[i]->get_node())) return false;
+  }
+  cases_ = std::move(cases);
+  seeds_ = std::move(seeds);
+  return true;
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,100 @@
+#!/usr/bin/env python3
+"""Reads reports without a browser: what a page needs to run safely, and whether its data are whole.
+
+Usage: check_report.py ORVCMD ORVVIEW ROOT, where ROOT is the checkout. Exit status 0 if all is well.
+"""
+import base64
+import hashlib
+import html.parser
+import json
+import os
+import subprocess
+import sys
+import tempfile
+
+HOSTILE = ["<script>alert(1)</script>", "</script><b>", "-->", '"\'&lt;', "\u2028", "\u202eabc",
+           "\x01", "\u0645\u0631"]
+
+
+class Page(html.parser.HTMLParser):
+    """Elements, the contents of scripts, and every attribute that could fetch something."""
+
+    def __init__(self, text):
+        super().__init__()
+        self.tags, self.scripts, self.fetched, self.policy = [], [], [], ""
+        self.in_script = False
+        self.feed(text)
+
+    def handle_starttag(self, tag, attributes):
+        self.tags.append(tag)
+        of = dict(attributes)
+        self.fetched += [a for a in ("src", "href", "srcset", "action") if a in of]
+        if of.get("http-equiv") == "Content-Security-Policy":
+            self.policy = of["content"]
+        self.in_script = tag == "script"
+        if self.in_script:
+            self.scripts.append("")
+
+    def handle_endtag(self, tag):
+        self.in_script = False
+
+    def handle_data(self, data):
+        if self.in_script:
+            self.scripts[-1] += data
+
+
+def check_tree(tree, columns):
+    nodes, inner = len(tree["children"]), [n for n in tree["children"] if n]
+    assert sum(inner) == nodes - 1 and len(tree["kinds"]) == len(tree["errors"]) == nodes
+    assert len(tree["columns"]) == len(tree["cuts"]) == len(inner)
+    assert sum(tree["kinds"]) == len(tree["weights"]) == len(tree["classes"])
+    for children, column, cut in zip(inner, tree["columns"], tree["cuts"]):
+        tested = columns[column]
+        assert cut < len(tested["cuts"]) and (cut >= 0 or children == len(tested["values"]))
+
+
+def check(orvcmd, orvview, folder, names, data, options, n_trees, known_draws):
+    model, report = (os.path.join(folder, name) for name in ("model.tree", "report.html"))
+    subprocess.run([orvcmd, "-nl", "-fm", names, "-fd", data, "-tb", model] + options, check=True)
+    subprocess.run([orvview, model, "-o", report, "--names", names, "--data", data, "--seed", "1"],
+                   check=True)
+    with open(report, encoding="utf-8", newline="") as text:
+        page = Page(text.read())
+    assert page.tags.count("script") == 2 and not page.fetched and "b" not in page.tags, page.tags
+    digest = base64.b64encode(hashlib.sha256(page.scripts[1].encode()).digest()).decode()
+    assert f"script-src 'sha256-{digest}'" in page.policy and "default-src 'none'" in page.policy
+    held = json.loads(page.scripts[0])
+    assert len(held["trees"]) == len(held["sizes"]) == n_trees
+    for tree, (size, leaves, _) in zip(held["trees"], held["sizes"]):
+        check_tree(tree, held["columns"])
+        assert size == len(tree["children"]) and leaves == tree["children"].count(0)
+    assert len(held["oob"]) == (n_trees if known_draws else 0) and bool(held["oob"]) == known_draws
+    training, given = (matrix["cells"] for matrix in held["matrices"])
+    assert training == given
+    return held
+
+
+def main(orvcmd, orvview, root):
+    with tempfile.TemporaryDirectory() as folder:
+        golf, rentals = (os.path.join(root, *p) for p in (("examples", "golf"),
+                                                          ("tests", "data", "rentals")))
+        forest = ["-fo", "5", "-npp", "-m", "0.5", "-seed"]
+        for stem, options, n_trees, known in ((golf, [], 1, False),
+                                              (rentals, ["-npp", "-m", "0.5"], 1, False),
+                                              (rentals, forest + ["1"], 5, True),
+                                              (rentals, forest + ["2"], 5, False)):
+            check(orvcmd, orvview, folder, stem + ".names", stem + ".data", options, n_trees, known)
+        for encoding, values in (("utf-8", HOSTILE), ("iso-8859-1", ["<b>\xe9", "\xff</script>", "x"])):
+            names, data = (os.path.join(folder, "odd" + end) for end in (".names", ".data"))
+            with open(names, "w", encoding=encoding) as out:
+                out.write(f"{values[0]},string,discrete\nn,integer,continuous\nk,string,class\n")
+            with open(data, "w", encoding=encoding, newline="\n") as out:
+                out.writelines(f"{v},{i % 3},{values[i % 2]}\n" for i, v in enumerate(values * 4))
+            held = check(orvcmd, orvview, folder, names, data, ["-npp", "-m", "0.5"], 1, False)
+            assert held["columns"][0]["name"] == values[0]
+            assert sorted(held["columns"][2]["values"]) == sorted(values[:2])
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))

@@ -1,0 +1,213 @@
+// Models as C++: tables of nodes rather than nested conditions, so that compilers take large trees
+// at once; and the same steps in the same arithmetic as the library's own predictions.
+#include <cctype>
+#include <set>
+
+#include "code_cpp_text.h"
+#include "forms.h"
+#include "impls/tables/decimal.h"
+#include "node_tables.h"
+#include "wording.h"
+
+namespace orvview {
+
+namespace impls = orvik::impls;
+
+namespace {
+
+constexpr std::size_t k_longest_name = 60;
+
+/// The type of a column's values in C++.
+std::string type_of(const impls::column& c) {
+  if (!c.values()->is_numeric()) return "std::string";
+  const std::string& type = c.values()->type();
+  return type == "integer" ? "int" : type == "uinteger" ? "unsigned" : type;
+}
+
+/// A value of a column as a literal of its type.
+std::string literal_of(const impls::column& c, impls::code_t code) {
+  std::string text = c.values()->get_exact_value(code);
+  if (!c.values()->is_numeric()) return cpp_literal(text) + "sv";
+  const std::string type = type_of(c);
+  if (type == "int") return text;
+  if (type == "unsigned") return text + 'u';
+  if (text.find_first_of(".e") == text.npos) text += ".0";
+  return text + (type == "float" ? "f" : type == "double" ? "" : "L");
+}
+
+class cpp_writer {
+ public:
+  cpp_writer(const impls::dtree& model, std::ostream& out)
+      : model_(model),
+        table_(*model.get_training_table()),
+        words_(model),
+        tables_(model),
+        out_(out) {
+    name_fields();
+  }
+
+  void write();
+
+ private:
+  void name_fields();
+  void write_row();
+  void write_classes();
+  void write_nodes();
+  void write_values(std::size_t i);
+  void write_codes();
+  void write_reading();
+  template <class Item>
+  void write_array(const std::string& declaration, std::size_t n, const Item& item);
+
+  const impls::dtree& model_;
+  const impls::table& table_;
+  wording words_;
+  node_tables tables_;
+  std::vector<std::string> fields_;  // of the tested columns
+  std::ostream& out_;
+};
+
+/// Letters, digits and single "_" of the name, and one more behind them, with which it is no
+/// keyword and no macro.
+void cpp_writer::name_fields() {
+  std::set<std::string> taken;
+  for (const tested_column& c : tables_.columns) {
+    std::string name;
+    for (const char letter : c.values_of->name().substr(0, k_longest_name)) {
+      const bool keeps = std::isalnum(static_cast<unsigned char>(letter)) != 0 && letter > 0;
+      if (keeps) name += letter;
+      if (!keeps && !name.empty() && name.back() != '_') name += '_';
+    }
+    if (!name.empty() && name.back() == '_') name.pop_back();
+    if (name.empty() || std::isdigit(static_cast<unsigned char>(name[0])) != 0)
+      name = "field" + name;
+    std::string unique = name + '_';
+    for (int i = 2; !taken.insert(unique).second; ++i)
+      unique = name + '_' + std::to_string(i) + '_';
+    fields_.push_back(unique);
+  }
+}
+
+void cpp_writer::write_row() {
+  out_ << "struct row {\n";
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    const impls::column& c = *tables_.columns[i].values_of;
+    out_ << "  std::optional<" << type_of(c) << "> " << fields_[i] << ";  // "
+         << cpp_literal(c.name()) << '\n';
+  }
+  out_ << "};\n";
+}
+
+/// An array; std::array may be empty.
+template <class Item>
+void cpp_writer::write_array(const std::string& declaration, std::size_t n, const Item& item) {
+  out_ << "inline constexpr std::array<" << declaration << "{" << (n == 0 ? "" : "{") << '\n';
+  for (std::size_t i = 0; i < n; ++i) {
+    item(i);
+    out_ << ",\n";
+  }
+  out_ << (n == 0 ? "" : "}") << "};\n";
+}
+
+std::string declared(const std::string& type, std::size_t n, const std::string& name) {
+  return type + ", " + std::to_string(n) + "> " + name;
+}
+
+void cpp_writer::write_classes() {
+  const unsigned long n = table_.n_class_codes();
+  out_ << "\n// By class code; the first is the unknown class.\n";
+  write_array(declared("std::string_view", n, "class_names"), n, [this](std::size_t code) {
+    out_ << "  " << cpp_literal(table_.class_column().values()->get_value(code)) << "sv";
+  });
+}
+
+void cpp_writer::write_nodes() {
+  const std::vector<unsigned long>& roots = tables_.roots;
+  out_ << "inline constexpr bool votes = " << (model_.is_ensemble() ? "true" : "false") << ";\n";
+  write_array(declared("int", roots.size(), "roots"), roots.size(),
+              [&](std::size_t i) { out_ << "  " << roots[i]; });
+  out_ << "inline const node nodes[] = {\n";
+  for (const table_node& n : tables_.nodes) {
+    out_ << '{' << n.column << ',' << n.limit << ',' << n.first << ',' << n.n << ','
+         << impls::shortest_decimal(n.weight) << "},\n";
+  }
+  out_ << "};\ninline const share leaf_shares[] = {\n";
+  for (const class_share& s : tables_.shares) {
+    out_ << '{' << s.class_code << ',' << impls::shortest_decimal(s.weight) << "},\n";
+  }
+  out_ << "{0,0}};\n";
+}
+
+void cpp_writer::write_values(std::size_t i) {
+  const tested_column& tested = tables_.columns[i];
+  const impls::column& c = *tested.values_of;
+  const std::string number = std::to_string(i);
+  const std::string type = tested.is_numeric() ? type_of(c) : "std::string_view";
+  if (tested.is_cut()) {
+    const bool by_place = !tested.is_numeric();
+    write_array(declared(by_place ? "int" : type, tested.cuts.size(), "cuts_" + number),
+                tested.cuts.size(), [&](std::size_t k) {
+                  const impls::code_t code = tested.cuts[k];
+                  out_ << "  " << (by_place ? std::to_string(code) : literal_of(c, code));
+                });
+    if (!by_place) return;
+  }
+  const unsigned long n = c.values()->size_of_known();
+  write_array(declared(type, n, "values_" + number), n,
+              [&](std::size_t k) { out_ << "  " << literal_of(c, k + 1); });
+}
+
+void cpp_writer::write_codes() {
+  out_ << "inline codes codes_of(const row& values) {\n  codes of{};\n";
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    const tested_column& tested = tables_.columns[i];
+    const std::string number = std::to_string(i);
+    const std::string listed =
+        tested.values_of->values()->is_ordered() ? "listed_code" : "value_code";
+    std::string code = listed + "(values." + fields_[i] + ", values_" + number + ')';
+    if (tested.is_cut()) {
+      code = tested.is_numeric() ? "cut_code(values." + fields_[i] + ", cuts_" + number + ')'
+                                 : "ordered_cut_code(" + code + ", cuts_" + number + ')';
+    }
+    out_ << "  of[" << i << "] = " << code << ";\n";
+  }
+  out_ << (fields_.empty() ? "  static_cast<void>(values);\n" : "") << "  return of;\n}\n";
+}
+
+void cpp_writer::write_reading() {
+  out_ << "constexpr std::size_t n_columns = " << table_.n_columns()
+       << ";\nconstexpr int class_column = " << table_.class_index() << ", weights_column = "
+       << (table_.has_weights() ? static_cast<long>(table_.weights_index()) : -1L)
+       << ";\nconstexpr bool has_weights = weights_column >= 0;\nconstexpr std::string_view "
+          "unknown = "
+       << cpp_literal(table_.class_column().values()->null_value())
+       << "sv;\n\ninline void set_field(row& values, int column, const std::string& text) {\n";
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    out_ << "  if (column == " << tables_.columns[i].index << ") values." << fields_[i]
+         << " = value_of<" << type_of(*tables_.columns[i].values_of) << ">(text);\n";
+  }
+  out_ << (fields_.empty() ? "  (void)values, (void)column, (void)text;\n" : "") << "}\n";
+}
+
+void cpp_writer::write() {
+  out_ << "// The class " << cpp_literal(table_.class_column().name()) << " by the model "
+       << cpp_literal(model_.name()) << ": written by orvview.\n"
+       << k_head;
+  write_row();
+  write_classes();
+  out_ << k_types << "using codes = std::array<int, " << std::max<std::size_t>(1, fields_.size())
+       << ">;\n\n";
+  write_nodes();
+  for (std::size_t i = 0; i < fields_.size(); ++i) write_values(i);
+  out_ << k_codes;
+  write_codes();
+  out_ << k_descent;
+  write_reading();
+  out_ << k_main;
+}
+
+}  // namespace
+
+void write_cpp(const impls::dtree& model, std::ostream& out) { cpp_writer(model, out).write(); }
+
+}  // namespace orvview

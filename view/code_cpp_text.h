@@ -1,0 +1,271 @@
+// What every C++ source of a model has in common, in the order in which it stands there.
+#pragma once
+
+namespace orvview {
+
+/// How to use it, and the includes.
+inline constexpr char k_head[] = R"source(//
+// C++17, needs the standard library only. Fill in a row and ask:
+//
+//   classifier::row values;
+//   values.NAME_ = ...;                        // a field left alone is an unknown value
+//   std::string c = classifier::predict(values);
+//   classifier::prediction p = classifier::classify(values);  // also how sure it is
+//   std::vector<double> s = classifier::shares(values);       // of every class of class_names
+//
+// Texts that training did not have count as unknown. Compiled with -DORVIK_MAIN it is a program:
+// rows of the data on standard input, a line "class,confidence" each on standard output; its
+// argument is the separator. Where several models meet, define ORVIK_NAMESPACE before each.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#ifndef ORVIK_NAMESPACE
+#define ORVIK_NAMESPACE classifier
+#endif
+
+namespace ORVIK_NAMESPACE {
+
+using namespace std::string_view_literals;
+
+)source";
+
+inline constexpr char k_types[] = R"source(
+struct prediction {
+  std::string class_name;
+  double confidence;  // the class's share: of the leaf, of what reaches leaves, or of the votes
+};
+
+namespace detail {
+
+// The children of a node stand side by side, `first` is the first of them; of a leaf its first
+// share. Codes up to `limit` go to the first child of a cut; of a leaf it is the class.
+struct node {
+  int column;  // -1: a leaf
+  int limit;
+  int first;
+  int n;  // children or shares
+  double weight;
+};
+struct share {
+  int class_code;
+  double weight;
+};
+
+)source";
+
+inline constexpr char k_codes[] = R"source(
+// 0 for an unknown value, else 1 + the number of cuts below it.
+template <class T, std::size_t N>
+int cut_code(const std::optional<T>& value, const std::array<T, N>& cuts) {
+  if (!value || *value != *value) return 0;
+  return 1 + static_cast<int>(std::lower_bound(cuts.begin(), cuts.end(), *value) - cuts.begin());
+}
+
+// The place of a value among ascending ones, from 1; 0 where it is unknown or none of them.
+template <class T, class V, std::size_t N>
+int value_code(const std::optional<T>& value, const std::array<V, N>& values) {
+  if (!value) return 0;
+  const auto at = std::lower_bound(values.begin(), values.end(), V(*value));
+  return at == values.end() || *at != *value ? 0 : 1 + static_cast<int>(at - values.begin());
+}
+
+// The same among values in an order of their own.
+template <class T, class V, std::size_t N>
+int listed_code(const std::optional<T>& value, const std::array<V, N>& values) {
+  if (!value) return 0;
+  const auto at = std::find(values.begin(), values.end(), V(*value));
+  return at == values.end() ? 0 : 1 + static_cast<int>(at - values.begin());
+}
+
+template <std::size_t N>
+int ordered_cut_code(int place, const std::array<int, N>& cuts) {
+  return place == 0 ? 0 : cut_code(std::optional<int>(place), cuts);
+}
+
+)source";
+
+inline constexpr char k_descent[] = R"source(
+// The leaf below a node, or the node whose test the row has no value for.
+inline int descend(int at, const codes& of) {
+  while (nodes[at].column >= 0) {
+    const int code = of[nodes[at].column];
+    if (code == 0) break;
+    at = nodes[at].first + (nodes[at].limit > 0 ? (code > nodes[at].limit) : code - 1);
+  }
+  return at;
+}
+
+inline void add_leaf(const node& leaf, double part, std::vector<double>& sums) {
+  for (int i = leaf.first; i < leaf.first + leaf.n; ++i) {
+    const share& s = leaf_shares[i];
+    sums[s.class_code] += leaf.weight > 0 ? part * s.weight / leaf.weight : part;
+  }
+}
+
+// Shares a row out among the leaves: without a value it goes down every branch, in proportion to
+// the training weight there.
+inline void spread(int from, const codes& of, std::vector<double>& sums) {
+  std::vector<std::pair<int, double>> open{{from, 1.0}};
+  while (!open.empty()) {
+    const double part = open.back().second;
+    const node& end = nodes[descend(open.back().first, of)];
+    open.pop_back();
+    if (end.column < 0) {
+      add_leaf(end, part, sums);
+      continue;
+    }
+    for (int i = end.n; i-- > 0;) {
+      const double below = part * nodes[end.first + i].weight / end.weight;
+      if (below != 0) open.emplace_back(end.first + i, below);
+    }
+  }
+}
+
+template <class T>
+int first_largest(const std::vector<T>& values) {
+  return static_cast<int>(std::max_element(values.begin(), values.end()) - values.begin());
+}
+
+// The class code of one tree and its confidence.
+inline std::pair<int, double> ask(int root, const codes& of) {
+  const int end = descend(root, of);
+  if (nodes[end].column >= 0) {
+    std::vector<double> sums(class_names.size());
+    spread(end, of, sums);
+    const int best = first_largest(sums);
+    return {best, sums[best]};
+  }
+  const node& leaf = nodes[end];
+  if (!(leaf.weight > 0)) return {leaf.limit, 1.0};
+  for (int i = leaf.first; i < leaf.first + leaf.n; ++i) {
+    if (leaf_shares[i].class_code == leaf.limit)
+      return {leaf.limit, leaf_shares[i].weight / leaf.weight};
+  }
+  return {leaf.limit, 0.0};
+}
+
+}  // namespace detail
+
+inline prediction classify(const row& values) {
+  const detail::codes of = detail::codes_of(values);
+  if (!detail::votes) {
+    const auto [code, confidence] = detail::ask(detail::roots[0], of);
+    return {std::string(class_names[code]), confidence};
+  }
+  std::vector<unsigned> votes(class_names.size());
+  for (const int root : detail::roots) ++votes[detail::ask(root, of).first];
+  const int best = detail::first_largest(votes);
+  return {std::string(class_names[best]),
+          static_cast<double>(votes[best]) / static_cast<double>(detail::roots.size())};
+}
+
+inline std::string predict(const row& values) { return classify(values).class_name; }
+
+// By class of class_names, the unknown class first; the mean over the trees.
+inline std::vector<double> shares(const row& values) {
+  const detail::codes of = detail::codes_of(values);
+  std::vector<double> sums(class_names.size());
+  for (const int root : detail::roots) detail::spread(root, of, sums);
+  for (double& sum : sums) sum /= static_cast<double>(detail::roots.size());
+  return sums;
+}
+
+}  // namespace ORVIK_NAMESPACE
+
+#ifdef ORVIK_MAIN
+#include <cstdio>
+#include <iostream>
+#include <stdexcept>
+#include <type_traits>
+
+namespace ORVIK_NAMESPACE::detail {
+
+template <class T>
+T value_of(const std::string& text) {
+  if constexpr (std::is_same_v<T, std::string>) {
+    return text;
+  } else {
+    char* end = nullptr;
+    long double wide = 0;
+    T value = 0;
+    if constexpr (std::is_same_v<T, float>) {
+      wide = value = std::strtof(text.c_str(), &end);
+    } else if constexpr (std::is_same_v<T, double>) {
+      wide = value = std::strtod(text.c_str(), &end);
+    } else if constexpr (std::is_same_v<T, long double>) {
+      wide = value = std::strtold(text.c_str(), &end);
+    } else {
+      wide = static_cast<long double>(std::strtoll(text.c_str(), &end, 10));
+      value = static_cast<T>(wide);
+    }
+    if (end == text.c_str() || *end != 0 || !std::isfinite(wide) || wide != value) {
+      throw std::runtime_error(text + ": not a number of its column");
+    }
+    return value;
+  }
+}
+
+)source";
+
+inline constexpr char k_main[] = R"source(
+inline std::vector<std::string> fields_of(const std::string& line, char separator) {
+  std::vector<std::string> fields;
+  for (std::size_t from = 0;;) {
+    const std::size_t to = std::min(line.find(separator, from), line.size());
+    std::string field = line.substr(from, to - from);
+    field.erase(0, std::min(field.find_first_not_of(' '), field.size()));
+    field.erase(field.find_last_not_of(' ') + 1);
+    fields.push_back(std::move(field));
+    if (to == line.size()) return fields;
+    from = to + 1;
+  }
+}
+
+// The row may lack the class, or the class and the weight.
+inline row row_of(const std::string& line, char separator) {
+  const std::vector<std::string> fields = fields_of(line, separator);
+  const bool has_class = fields.size() == n_columns;
+  const bool has_weight = fields.size() + 1 >= n_columns;
+  if (fields.size() > n_columns ||
+      (!has_weight && (!has_weights || fields.size() + 2 < n_columns))) {
+    throw std::runtime_error("bad row: " + line);
+  }
+  row values;
+  std::size_t at = 0;
+  for (int column = 0; column < static_cast<int>(n_columns); ++column) {
+    if ((column == class_column && !has_class) || (column == weights_column && !has_weight))
+      continue;
+    const std::string& text = fields[at++];
+    if (text != unknown) set_field(values, column, text);
+  }
+  return values;
+}
+
+}  // namespace ORVIK_NAMESPACE::detail
+
+int main(int argc, char** argv) {
+  const char separator = argc > 1 ? argv[1][0] : ',';
+  try {
+    for (std::string line; std::getline(std::cin, line);) {
+      if (!line.empty() && line.back() == '\r') line.pop_back();
+      const ORVIK_NAMESPACE::prediction p =
+          ORVIK_NAMESPACE::classify(ORVIK_NAMESPACE::detail::row_of(line, separator));
+      std::printf("%s%c%g\n", p.class_name.c_str(), separator, p.confidence);
+    }
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+  }
+}
+#endif
+#undef ORVIK_NAMESPACE
+)source";
+
+}  // namespace orvview

@@ -1,0 +1,179 @@
+// Models as Python: the tables of the C++ source, held in texts that are split when the module is
+// loaded, as Python is slow and greedy with long lists in its sources.
+#include "code_python_text.h"
+#include "forms.h"
+#include "impls/tables/decimal.h"
+#include "node_tables.h"
+#include "wording.h"
+
+namespace orvview {
+
+namespace impls = orvik::impls;
+
+namespace {
+
+constexpr std::size_t k_line = 100;
+
+/// Words in lines of a moderate length between triple quotes.
+class word_block {
+ public:
+  explicit word_block(std::ostream& out) : out_(out) { out_ << "\"\"\"\n"; }
+  void add(const std::string& word) {
+    if (used_ + word.size() >= k_line) {
+      out_ << '\n';
+      used_ = 0;
+    }
+    out_ << (used_ == 0 ? "" : " ") << word;
+    used_ += word.size() + 1;
+  }
+  void end() { out_ << "\n\"\"\""; }
+
+ private:
+  std::ostream& out_;
+  std::size_t used_ = 0;
+};
+
+/// The function of the module that reads values of a column.
+const char* reader_of(const impls::column& c) {
+  const std::string& type = c.values()->type();
+  if (!c.values()->is_numeric()) return "str";
+  if (type == "float") return "_single";
+  if (type == "long double") return "_extended";
+  return type == "double" ? "float" : "_integer";
+}
+
+class python_writer {
+ public:
+  python_writer(const impls::dtree& model, std::ostream& out)
+      : model_(model),
+        table_(*model.get_training_table()),
+        words_(model),
+        tables_(model),
+        out_(out) {}
+
+  void write();
+
+ private:
+  template <class Items, class Word>
+  void write_words(const char* name, const char* read, const Items& items, const Word& word);
+  void write_names();
+  void write_columns();
+  void write_column(const tested_column& tested);
+  void write_values(const tested_column& tested);
+  void write_cuts(const tested_column& tested);
+  void write_nodes();
+
+  const impls::dtree& model_;
+  const impls::table& table_;
+  wording words_;
+  node_tables tables_;
+  std::ostream& out_;
+};
+
+template <class Items, class Word>
+void python_writer::write_words(const char* name, const char* read, const Items& items,
+                                const Word& word) {
+  out_ << name << " = _words(";
+  word_block block(out_);
+  for (const auto& item : items) block.add(word(item));
+  block.end();
+  out_ << ", " << read << ")\n";
+}
+
+void python_writer::write_names() {
+  const auto column = [this](unsigned long i) { return python_literal(words_.column_name(i)); };
+  out_ << "ENCODING = " << python_literal(name_of(encoding_of(table_, model_.name())))
+       << "  # of the data\nUNKNOWN = " << python_literal(words_.class_name(impls::k_unknown))
+       << "\nCLASSES = [  # by code\n";
+  for (impls::code_t c = 0; c < table_.n_class_codes(); ++c) {
+    out_ << "    " << python_literal(words_.class_name(c)) << ",\n";
+  }
+  out_ << "]\nCOLUMNS = [  # of the data\n";
+  for (unsigned long i = 0; i < table_.n_columns(); ++i) out_ << "    " << column(i) << ",\n";
+  out_ << "]\nCLASS = " << column(table_.class_index())
+       << "\nWEIGHTS = " << (table_.has_weights() ? column(table_.weights_index()) : "None")
+       << "\nVOTES = " << (model_.is_ensemble() ? "True" : "False") << "\n";
+}
+
+void python_writer::write_values(const tested_column& tested) {
+  const impls::column& c = *tested.values_of;
+  if (tested.is_cut() && tested.is_numeric()) {
+    out_ << "None";
+    return;
+  }
+  out_ << "_places([\n";
+  for (impls::code_t code = 1; code <= c.values()->size_of_known(); ++code) {
+    const std::string text = python_literal(words_.utf8(c.values()->get_exact_value(code)));
+    out_ << "        " << (tested.is_numeric() ? reader_of(c) + ('(' + text + ')') : text) << ",\n";
+  }
+  out_ << "    ])";
+}
+
+void python_writer::write_cuts(const tested_column& tested) {
+  if (!tested.is_cut()) {
+    out_ << "None";
+    return;
+  }
+  out_ << "_words(";
+  word_block block(out_);
+  for (const impls::code_t code : tested.cuts) {
+    block.add(tested.is_numeric() ? tested.values_of->values()->get_exact_value(code)
+                                  : std::to_string(code));
+  }
+  block.end();
+  out_ << ", " << (tested.is_numeric() ? reader_of(*tested.values_of) : "int") << ')';
+}
+
+void python_writer::write_column(const tested_column& tested) {
+  out_ << "    (" << python_literal(words_.column_name(tested.index)) << ", "
+       << reader_of(*tested.values_of) << ", ";
+  write_values(tested);
+  out_ << ", ";
+  write_cuts(tested);
+  out_ << "),\n";
+}
+
+void python_writer::write_columns() {
+  out_ << "\n# What the trees test: name, reader of values, places of values, ascending cuts.\n"
+          "_TESTED = [\n";
+  for (const tested_column& c : tables_.columns) write_column(c);
+  out_ << "]\n";
+}
+
+void python_writer::write_nodes() {
+  const auto& nodes = tables_.nodes;
+  const auto number = [](auto n) { return std::to_string(n); };
+  const auto decimal = [](double x) { return impls::shortest_decimal(x); };
+  out_ << "\n# Nodes, tree after tree. The children of a node stand side by side from _FIRST on;"
+          " codes up to\n# _LIMIT go to the first child of a cut. Of a leaf (column -1) these are"
+          " its first share and class.\n";
+  write_words("_ROOTS", "int", tables_.roots, number);
+  write_words("_COLUMN", "int", nodes, [&](const table_node& n) { return number(n.column); });
+  write_words("_LIMIT", "int", nodes, [&](const table_node& n) { return number(n.limit); });
+  write_words("_FIRST", "int", nodes, [&](const table_node& n) { return number(n.first); });
+  write_words("_N", "int", nodes, [&](const table_node& n) { return number(n.n); });
+  write_words("_WEIGHT", "float", nodes, [&](const table_node& n) { return decimal(n.weight); });
+  write_words("_SHARE_CLASS", "int", tables_.shares,
+              [&](const class_share& s) { return number(s.class_code); });
+  write_words("_SHARE_WEIGHT", "float", tables_.shares,
+              [&](const class_share& s) { return decimal(s.weight); });
+}
+
+void python_writer::write() {
+  out_ << "#!/usr/bin/env python3\n# The class "
+       << python_literal(words_.column_name(table_.class_index())) << " by the model "
+       << python_literal(words_.utf8(model_.name())) << ": written by orvview.\n"
+       << k_python_head;
+  write_names();
+  write_columns();
+  write_nodes();
+  out_ << k_python_descent;
+}
+
+}  // namespace
+
+void write_python(const impls::dtree& model, std::ostream& out) {
+  python_writer(model, out).write();
+}
+
+}  // namespace orvview

@@ -1,0 +1,194 @@
+// What every Python module of a model has in common, in the order in which it stands there.
+#pragma once
+
+namespace orvview {
+
+/// How to use it, and how values are read.
+inline constexpr char k_python_head[] = R"source(#
+# Python 3.9 or later, without further packages:
+#
+#     predict({"age": 39, ...})   the class
+#     classify(row)               the class and how sure it is
+#     shares(row)                 the share of every class: the mean over the trees
+#
+# A row has its values by the names in COLUMNS. Unknown are None, nan, the text in UNKNOWN, a name
+# that is not there, and a text that training did not have. Run as a program it reads rows of the
+# data on standard input and writes a line "class,confidence" each; its argument is the separator.
+import bisect
+import fractions
+import math
+import struct
+import sys
+
+
+def _integer(value):
+    whole = int(value)
+    if not isinstance(value, str) and whole != value:
+        raise ValueError(f"{value}: not a whole number")
+    return whole
+
+
+def _single(value):
+    """The nearest float of 32 bits, by one rounding also where a text lies beside the middle."""
+    number = float(value)
+    if isinstance(value, str) and math.isfinite(number):
+        exact = fractions.Fraction(value)
+        bits = struct.unpack("<Q", struct.pack("<d", number))[0]
+        if bits & 0x1FFFFFFF == 0x10000000 and exact != number:
+            number = math.nextafter(number, math.inf if exact > number else -math.inf)
+    return struct.unpack("<f", struct.pack("<f", number))[0]
+
+
+def _extended(value):
+    """The nearest number with 64 significant bits."""
+    exact = fractions.Fraction(value)
+    if not exact:
+        return exact
+    step = fractions.Fraction(2) ** (
+        exact.numerator.bit_length() - exact.denominator.bit_length() - 64)
+    while abs(exact) >= step * 2**64:
+        step *= 2
+    return round(exact / step) * step
+
+
+def _words(text, read):
+    return [read(word) for word in text.split()]
+
+
+def _places(values):
+    return {value: place for place, value in enumerate(values, 1)}
+
+
+)source";
+
+inline constexpr char k_python_descent[] = R"source(
+
+def _code(column, row):
+    """0 for an unknown value, else its place or 1 + the number of cuts below it."""
+    name, read, places, cuts = column
+    value = row.get(name)
+    if value is None or value == UNKNOWN or value != value:
+        return 0
+    value = read(value)
+    if places is not None:
+        value = places.get(value, 0)
+        if cuts is None or value == 0:
+            return value
+    return 1 + bisect.bisect_left(cuts, value)
+
+
+class _Codes(dict):
+    """Codes of a row by column, each found when it is first asked for."""
+
+    def __init__(self, row):
+        super().__init__()
+        self.row = row
+
+    def __missing__(self, i):
+        self[i] = code = _code(_TESTED[i], self.row)
+        return code
+
+
+def _descend(at, codes):
+    """The leaf below a node, or the node whose test the row has no value for."""
+    while _COLUMN[at] >= 0:
+        code = codes[_COLUMN[at]]
+        if code == 0:
+            break
+        at = _FIRST[at] + ((code > _LIMIT[at]) if _LIMIT[at] else code - 1)
+    return at
+
+
+def _ratio(part, whole):
+    if whole:
+        return part / whole
+    return math.inf if part > 0 else math.nan
+
+
+def _spread(start, codes, sums):
+    """Shares a row out among the leaves: without a value it goes down every branch, in proportion
+    to the training weight there."""
+    to_do = [(start, 1.0)]
+    while to_do:
+        at, part = to_do.pop()
+        at = _descend(at, codes)
+        weight, first = _WEIGHT[at], _FIRST[at]
+        if _COLUMN[at] < 0:
+            for i in range(first, first + _N[at]):
+                sums[_SHARE_CLASS[i]] += part * _SHARE_WEIGHT[i] / weight if weight > 0 else part
+            continue
+        for child in range(first + _N[at] - 1, first - 1, -1):
+            below = _ratio(part * _WEIGHT[child], weight)
+            if below != 0:
+                to_do.append((child, below))
+
+
+def _first_largest(values):
+    best = 0
+    for i, value in enumerate(values):
+        if value > values[best]:
+            best = i
+    return best
+
+
+def _ask(root, codes):
+    """The class code of one tree and its confidence."""
+    end = _descend(root, codes)
+    if _COLUMN[end] >= 0:
+        sums = [0.0] * len(CLASSES)
+        _spread(end, codes, sums)
+        best = _first_largest(sums)
+        return best, sums[best]
+    code, first = _LIMIT[end], _FIRST[end]
+    if not _WEIGHT[end] > 0:
+        return code, 1.0
+    of_class = [_SHARE_WEIGHT[i] for i in range(first, first + _N[end]) if _SHARE_CLASS[i] == code]
+    return code, sum(of_class) / _WEIGHT[end]
+
+
+def classify(row):
+    codes = _Codes(row)
+    if not VOTES:
+        code, confidence = _ask(_ROOTS[0], codes)
+        return CLASSES[code], confidence
+    votes = [0] * len(CLASSES)
+    for root in _ROOTS:
+        votes[_ask(root, codes)[0]] += 1
+    best = _first_largest(votes)
+    return CLASSES[best], votes[best] / len(_ROOTS)
+
+
+def predict(row):
+    return classify(row)[0]
+
+
+def shares(row):
+    codes = _Codes(row)
+    sums = [0.0] * len(CLASSES)
+    for root in _ROOTS:
+        _spread(root, codes, sums)
+    return {c: s / len(_ROOTS) for c, s in zip(CLASSES, sums)}
+
+
+def _main(separator=","):
+    sys.stdin.reconfigure(encoding=ENCODING, newline="\n")
+    sys.stdout.reconfigure(encoding=ENCODING)
+    # A row may lack the class, or the class and the weight.
+    forms = [COLUMNS, [c for c in COLUMNS if c != CLASS],
+             [c for c in COLUMNS if c not in (CLASS, WEIGHTS)]]
+    for line in sys.stdin:
+        line = line.rstrip("\n")
+        line = line[:-1] if line.endswith("\r") else line
+        fields = [field.strip(" ") for field in line.split(separator)]
+        form = next((f for f in forms if len(f) == len(fields)), None)
+        if form is None:
+            sys.exit(f"bad row: {line}")
+        name, confidence = classify(dict(zip(form, fields)))
+        print(f"{name}{separator}{confidence:g}")
+
+
+if __name__ == "__main__":
+    _main(*sys.argv[1:])
+)source";
+
+}  // namespace orvview

@@ -1,0 +1,293 @@
+// A tree as one SQL query: its nodes are rows of values, and a recursion takes every row of the
+// table from node to node. So the query's depth does not grow with the tree's, which engines limit.
+//
+// Sums are made by a recursion of their own, share after share in the order of the leaves: what an
+// engine's sum() does with the last bits differs from engine to engine.
+#include <cfloat>
+#include <cmath>
+#include <unordered_map>
+
+#include "forms.h"
+#include "impls/rendering/description.h"
+#include "impls/tables/decimal.h"
+#include "node_tables.h"
+#include "wording.h"
+#include "zel/adt/tree_walk.h"
+
+namespace orvview {
+
+namespace impls = orvik::impls;
+using impls::decision_tree;
+
+namespace {
+
+constexpr char k_query[] = R"source(
+  -- From a node to its branches; without a value down all of them, in proportion to their weights;
+  -- `value` is what the node asks for.
+  reached(orvik_row, node, part, shared, value) AS (
+    SELECT orvik_row, 0, CAST(1 AS DOUBLE PRECISION), 0, %ROOT% FROM asked
+    UNION ALL
+    SELECT r.orvik_row, b.node,
+           CASE WHEN r.value IS NULL THEN r.part * b.weight / NULLIF(b.whole, 0) ELSE r.part END,
+           CASE WHEN r.value IS NULL THEN 1 ELSE r.shared END,
+           %VALUE%
+    FROM reached AS r CROSS JOIN branches AS b CROSS JOIN asked AS a
+    WHERE b.father = r.node AND a.orvik_row = r.orvik_row
+      AND CASE WHEN r.value IS NULL THEN b.weight <> 0 OR b.whole = 0
+               ELSE (b.above IS NULL OR r.value > b.above)
+                    AND (b.up_to IS NULL OR r.value <= b.up_to) END),
+  parts AS (
+    SELECT r.orvik_row, s.class, r.part * s.weight / s.whole AS share,
+           ROW_NUMBER() OVER (PARTITION BY r.orvik_row, s.class ORDER BY r.node) AS place
+    FROM reached AS r CROSS JOIN leaf_shares AS s
+    WHERE r.shared = 1 AND s.node = r.node),
+  sums(orvik_row, class, place, total) AS (
+    SELECT orvik_row, class, place, share FROM parts WHERE place = 1
+    UNION ALL
+    SELECT s.orvik_row, s.class, p.place, s.total + p.share
+    FROM sums AS s CROSS JOIN parts AS p
+    WHERE p.orvik_row = s.orvik_row AND p.class = s.class AND p.place = s.place + 1),
+  totals AS (
+    SELECT orvik_row, class, total,
+           ROW_NUMBER() OVER (PARTITION BY orvik_row, class ORDER BY place DESC) AS from_last
+    FROM sums),
+  ranked AS (
+    SELECT orvik_row, class, total,
+           ROW_NUMBER() OVER (PARTITION BY orvik_row ORDER BY total DESC, class) AS place
+    FROM totals WHERE from_last = 1 AND total > 0),
+  found AS (
+    SELECT r.orvik_row, l.class, l.confidence
+    FROM reached AS r CROSS JOIN leaves AS l WHERE r.shared = 0 AND l.node = r.node
+    UNION ALL
+    SELECT orvik_row, class, total FROM ranked WHERE place = 1)
+SELECT n.*, c.name AS predicted, COALESCE(f.confidence, 0) AS confidence
+FROM numbered AS n LEFT JOIN found AS f ON f.orvik_row = n.orvik_row
+  LEFT JOIN classes AS c ON c.code = COALESCE(f.class, 0)
+ORDER BY n.orvik_row;
+)source";
+
+std::string decimal(double x) { return impls::shortest_decimal(x); }
+
+/// The largest double that becomes `value` or less as a float.
+double float_border(float value) {
+  if (value >= FLT_MAX) return DBL_MAX;
+  const float next = std::nextafter(value, FLT_MAX);
+  const double middle = (static_cast<double>(value) + static_cast<double>(next)) / 2;
+  // In the middle the even one is nearest.
+  return static_cast<float>(middle) == value ? middle : std::nextafter(middle, -DBL_MAX);
+}
+
+/// A number of the column as one of double precision, in which databases compute. A comparison
+/// "<=" with it holds for the same values of the column.
+std::string upper_border(const impls::column& c, impls::code_t code) {
+  const impls::o_set& values = *c.values();
+  const double value = values.get_value_as_double(code);
+  if (values.type() == "float") return decimal(float_border(static_cast<float>(value)));
+  return values.type() == "long double" ? decimal(value) : values.get_exact_value(code);
+}
+
+/// Of a float column: what its value is above.
+std::string lower_border(const impls::column& c, impls::code_t code) {
+  const auto value = static_cast<float>(c.values()->get_value_as_double(code));
+  return decimal(float_border(std::nextafter(value, -FLT_MAX)));
+}
+
+class sql_writer {
+ public:
+  sql_writer(const chosen_tree& chosen, const std::string& relation, std::ostream& out)
+      : chosen_(chosen),
+        table_(chosen.schema()),
+        words_(chosen.model),
+        tables_(table_, {&chosen.nodes()}),
+        relation_(relation),
+        out_(out) {
+    for (std::size_t i = 0; i < tables_.columns.size(); ++i) {
+      places_[tables_.columns[i].values_of] = i;
+    }
+  }
+
+  void write();
+
+ private:
+  std::string column(const tested_column& tested) const {
+    return sql_literal(words_.column_name(tested.index), '"');
+  }
+  std::string literal(const impls::column& c, impls::code_t code) const;
+  std::string value_of(const tested_column& tested) const;
+  std::string place_of(const tested_column& tested) const;
+  std::string asked_by(const decision_tree& tree) const;
+  void write_asked();
+  void write_classes();
+  void number_nodes();
+  void write_branch(const decision_tree& tree, const std::string& node);
+  void write_branches();
+  void write_leaves();
+  void write_shares();
+  template <class Row>
+  void write_rows(const char* head, const char* none, const Row& row);
+
+  const chosen_tree& chosen_;
+  const impls::table& table_;
+  wording words_;
+  node_tables tables_;
+  std::unordered_map<const impls::column*, std::size_t> places_;  // in tables_.columns
+  std::vector<const decision_tree*> nodes_;  // in the order of the walk, so of the leaves too
+  std::unordered_map<const impls::decision_node*, unsigned long> numbers_;
+  const std::string& relation_;
+  std::ostream& out_;
+};
+
+std::string sql_writer::literal(const impls::column& c, impls::code_t code) const {
+  const std::string text = c.values()->get_exact_value(code);
+  return c.values()->is_numeric() ? upper_border(c, code) : sql_literal(words_.utf8(text));
+}
+
+/// The place of a value among those of training; none for others.
+std::string sql_writer::place_of(const tested_column& tested) const {
+  const impls::column& c = *tested.values_of;
+  const std::string name = column(tested);
+  std::string text = "CASE";
+  for (impls::code_t code = 1; code <= c.values()->size_of_known(); ++code) {
+    const bool range = c.values()->type() == "float";
+    text += "\n      WHEN " + name +
+            (range ? " > " + lower_border(c, code) + " AND " + name + " <= " : " = ") +
+            literal(c, code) + " THEN " + std::to_string(code);
+  }
+  return text + " END";
+}
+
+std::string sql_writer::value_of(const tested_column& tested) const {
+  return tested.is_cut() && tested.is_numeric() ? column(tested) : place_of(tested);
+}
+
+/// The number of the value that a node asks for; -1 of a leaf.
+std::string sql_writer::asked_by(const decision_tree& tree) const {
+  if (is_leaf(tree)) return "-1";
+  return std::to_string(places_.at(&table_.column_of(tree.get_node()->attribute())));
+}
+
+void sql_writer::write_asked() {
+  out_ << "  numbered AS (SELECT ROW_NUMBER() OVER () AS orvik_row, t.* FROM "
+       << sql_literal(relation_, '"')
+       << " AS t),\n  -- What the tree asks of a row: numbers, and of"
+       << " names their places.\n  asked AS (SELECT orvik_row";
+  for (std::size_t i = 0; i < tables_.columns.size(); ++i) {
+    out_ << ",\n    " << value_of(tables_.columns[i]) << " AS value_" << i;
+  }
+  out_ << "\n    FROM numbered),\n";
+}
+
+template <class Row>
+void sql_writer::write_rows(const char* head, const char* none, const Row& row) {
+  out_ << "  " << head << " AS (VALUES\n    " << none;
+  for (const decision_tree* tree : nodes_)
+    row(*tree, std::to_string(numbers_.at(tree->get_node())));
+  out_ << "),\n";
+}
+
+void sql_writer::write_classes() {
+  out_ << "  classes(code, name) AS (VALUES";
+  for (impls::code_t c = 0; c < table_.n_class_codes(); ++c) {
+    out_ << (c == 0 ? "\n    (" : ",\n    (") << c << ", " << sql_literal(words_.class_name(c))
+         << ')';
+  }
+  out_ << "),\n";
+}
+
+void sql_writer::number_nodes() {
+  const auto note = [this](const decision_tree& tree, unsigned long) {
+    numbers_[tree.get_node()] = nodes_.size();
+    nodes_.push_back(&tree);
+    return true;
+  };
+  zel::adt::walk(chosen_.nodes(), note, [](const decision_tree&, unsigned long) {});
+}
+
+/// A value of a discrete column is its place: above the one before, up to itself.
+void sql_writer::write_branch(const decision_tree& tree, const std::string& node) {
+  const impls::decision_node& below = *tree.get_node();
+  if (below.father() == nullptr) return;
+  const impls::branch_test test = test_before(table_, below);
+  const std::string limit =
+      test.how != impls::branch_test::EQUAL && test.tested->values()->is_numeric()
+          ? upper_border(*test.tested, test.code)
+          : std::to_string(test.code);
+  const bool ranges = test.how == impls::branch_test::EQUAL;
+  out_ << ",\n    (" << numbers_.at(below.father()) << ',' << node << ','
+       << (ranges                                  ? std::to_string(test.code - 1)
+           : test.how == impls::branch_test::ABOVE ? limit
+                                                   : "NULL")
+       << ',' << (test.how == impls::branch_test::ABOVE ? "NULL" : limit) << ','
+       << decimal(below.weight()) << ',' << decimal(below.father()->weight()) << ','
+       << asked_by(tree) << ')';
+}
+
+void sql_writer::write_branches() {
+  const auto row = [this](const decision_tree& tree, const std::string& node) {
+    write_branch(tree, node);
+  };
+  write_rows("branches(father, node, above, up_to, weight, whole, asks)",
+             "(-1,-1,CAST(NULL AS DOUBLE PRECISION),CAST(NULL AS DOUBLE PRECISION),"
+             "CAST(0 AS DOUBLE PRECISION),CAST(0 AS DOUBLE PRECISION),-1)",
+             row);
+}
+
+void sql_writer::write_leaves() {
+  const auto row = [this](const decision_tree& tree, const std::string& node) {
+    if (!is_leaf(tree)) return;
+    const impls::decision_node& leaf = *tree.get_node();
+    const double confidence = leaf.weight() > 0 ? leaf.get_leaf_classfreq() : 1.0;
+    out_ << ",\n    (" << node << ',' << leaf.get_leaf_class() << ',' << decimal(confidence) << ')';
+  };
+  write_rows("leaves(node, class, confidence)", "(-1,0,CAST(0 AS DOUBLE PRECISION))", row);
+}
+
+void sql_writer::write_shares() {
+  const auto row = [this](const decision_tree& tree, const std::string& node) {
+    if (!is_leaf(tree)) return;
+    const impls::decision_node& leaf = *tree.get_node();
+    if (!(leaf.weight() > 0)) {
+      out_ << ",\n    (" << node << ',' << leaf.get_leaf_class() << ",1,1)";
+      return;
+    }
+    for (impls::code_t c = 0; c < table_.n_class_codes(); ++c) {
+      if (leaf.class_weight(c) == 0) continue;
+      out_ << ",\n    (" << node << ',' << c << ',' << decimal(leaf.class_weight(c)) << ','
+           << decimal(leaf.weight()) << ')';
+    }
+  };
+  write_rows("leaf_shares(node, class, weight, whole)",
+             "(-1,0,CAST(0 AS DOUBLE PRECISION),CAST(1 AS DOUBLE PRECISION))", row);
+}
+
+void sql_writer::write() {
+  number_nodes();
+  out_ << "-- The class " << cpp_literal(table_.class_column().name()) << " of every row of "
+       << cpp_literal(relation_) << " by the model " << cpp_literal(chosen_.model.name())
+       << ": written by orvview.\n-- Unknown values are NULL. Columns of numbers must hold numbers."
+       << "\nWITH RECURSIVE\n";
+  write_asked();
+  write_classes();
+  write_branches();
+  write_leaves();
+  write_shares();
+  std::string value = "CASE b.asks";
+  for (std::size_t i = 0; i < tables_.columns.size(); ++i) {
+    const std::string place = std::to_string(i);
+    value += " WHEN " + place + " THEN a.value_" + place;
+  }
+  value = tables_.columns.empty() ? "NULL" : value + " END";
+  const std::string root = tables_.columns.empty() ? "NULL" : "value_" + asked_by(chosen_.nodes());
+  std::string query = k_query + 1;
+  query.replace(query.find("%VALUE%"), 7, value);
+  query.replace(query.find("%ROOT%"), 6, root);
+  out_ << query;
+}
+
+}  // namespace
+
+void write_sql(const chosen_tree& chosen, const std::string& relation, std::ostream& out) {
+  sql_writer(chosen, relation, out).write();
+}
+
+}  // namespace orvview

@@ -1,0 +1,46 @@
+// The forms that a model is shown and used in, beside the report: rules, programs, pictures.
+//
+// Every form shows names, values and numbers as impls/rendering/description.h decides. What people
+// read has them printed; what a program reads has them exact.
+#pragma once
+
+#include <ostream>
+#include <string>
+
+#include "impls/model/dtree.h"
+
+namespace orvview {
+
+/// A tree of a model and what says what is in it. `tree` counts from 0 and is in range.
+struct chosen_tree {
+  const orvik::impls::dtree& model;
+  unsigned long tree = 0;
+
+  const orvik::impls::decision_tree& nodes() const { return model.get_tree(tree); }
+  const orvik::impls::table& schema() const { return *model.get_training_table(); }
+};
+
+// Programs that predict, of models with one tree or many. What they hold and how exactly they
+// agree with the library stands in docs/orvview.1.md.
+
+/// One C++17 source without dependencies.
+void write_cpp(const orvik::impls::dtree& model, std::ostream& out);
+/// One Python 3 module without dependencies.
+void write_python(const orvik::impls::dtree& model, std::ostream& out);
+/// One SQL query that predicts the rows of the table named `relation`.
+void write_sql(const chosen_tree& chosen, const std::string& relation, std::ostream& out);
+
+/// An SVG picture; nodes deeper than `depth` are left out, and their fathers say so.
+void write_svg(const chosen_tree& chosen, unsigned long depth, std::ostream& out);
+
+/// How a summary is written for a terminal.
+struct terminal {
+  unsigned long width = 80;  // columns
+  bool color = false;
+  bool unicode = false;  // lines and bars of characters beyond ASCII
+};
+/// A line a node, no line wider than the terminal; nodes deeper than `depth` are left out.
+void write_summary(const chosen_tree& chosen, unsigned long depth, const terminal& on,
+                   std::ostream& out);
+
+}  // namespace orvview

@@ -1,0 +1,17 @@
+// The report: one HTML file that shows a model and needs nothing beside it.
+#pragma once
+
+#include <ostream>
+#include <string>
+
+#include "impls/model/dtree.h"
+#include "impls/tables/table.h"
+
+namespace orvview {
+
+/// Writes the report. `title` is what the model is called. `rows`, which may be null, is a table
+/// with the columns of the model's: what only rows tell is left out without it.
+void write_html_report(const orvik::impls::dtree& model, const std::string& title,
+                       const orvik::impls::table* rows, std::ostream& out);
+
+}  // namespace orvview

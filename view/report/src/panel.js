@@ -1,0 +1,87 @@
+// What there is to say of the selected node.
+import { amount, counted, el, name, percent } from './dom.js';
+import { conditionParts, conditions } from './model.js';
+import { classColour } from './colours.js';
+import { swatch } from './tooltip.js';
+
+const LISTED = 40;  // classes
+
+export function conditionNode(c) {
+  const [before, column, after] = conditionParts(c);
+  const cut = after.search(/[=\u2264>] /);
+  return el('span', { class: 'condition' }, before && name(before), name(column),
+            after.slice(0, cut + 2), name(after.slice(cut + 2)));
+}
+
+/** A node's rule in words; at the root there is nothing to ask. */
+export function ruleNodes(tree, node) {
+  const all = conditions(tree, node);
+  return all.length === 0 ? [el('span', { class: 'muted' }, 'every case')]
+    : all.flatMap((c, i) => i === 0 ? [conditionNode(c)]
+      : [el('span', { class: 'and' }, ' and '), conditionNode(c)]);
+}
+
+function distribution(tree, node) {
+  const parts = tree.distribution(node).sort((a, b) => b[1] - a[1]);
+  const most = parts[0]?.[1] ?? 1;  // has the longest bar
+  const rows = parts.slice(0, LISTED).map(([code, share]) => {
+    const part = share / tree.weight[node];
+    return el('tr', {},
+      el('th', { scope: 'row' }, swatch(tree.model, code), name(tree.model.classNames[code])),
+      el('td', { class: 'bar-cell' }, el('span', { class: 'bar', style: {
+        width: `${(100 * share / most).toFixed(2)}%`,
+        background: classColour(tree.model, code) } })),
+      el('td', { class: 'number' }, amount(share)),
+      el('td', { class: 'number muted' }, percent(part)));
+  });
+  if (parts.length > LISTED) {
+    rows.push(el('tr', {}, el('td', { colspan: 4 }, `and ${parts.length - LISTED} more classes`)));
+  }
+  return parts.length === 0 ? el('p', { class: 'muted' }, 'No training case came here.')
+    : el('table', { class: 'distribution' },
+         el('caption', { class: 'quiet' }, 'Classes of the training cases here'),
+         el('tbody', {}, rows));
+}
+
+const fact = (label, value) => [el('dt', {}, label), el('dd', {}, value)];
+
+function facts(tree, node) {
+  const list = el('dl', { class: 'facts' },
+    fact('Cases', el('span', {}, amount(tree.weight[node]), el('span', { class: 'muted' },
+      ` · ${percent(tree.weight[node] / tree.weight[0])} of all`))),
+    fact('Class', el('span', {}, swatch(tree.model, tree.classOf[node]),
+                     name(tree.className(node)))));
+  if (tree.weight[node] > 0) {
+    list.append(...fact('Confidence', percent(1 - tree.wrong(node) / tree.weight[node])));
+  }
+  list.append(...fact('Of other classes', amount(tree.wrong(node))),
+              ...fact('Errors estimated', amount(tree.error[node])));
+  if (!tree.isLeaf(node)) list.append(...fact('Below', counted(tree.below[node], 'node', 'nodes')));
+  return list;
+}
+
+export function nodePanel(panel, view) {
+  return (node) => {
+    const { tree } = view;
+    const leaf = tree.isLeaf(node);
+    const open = view.layout.isOpen(node);
+    const buttons = leaf ? null : el('div', { class: 'buttons' },
+      el('button', { type: 'button', onclick: () => { view.toggle(node); view.select(node); } },
+         open ? 'Collapse' : 'Expand'),
+      el('button', { type: 'button', onclick: () => {
+        view.layout.openBelow(node);
+        view.rearranged(node);
+        view.select(node);
+      } }, 'Expand all below'));
+    const test = tree.test(node);
+    panel.replaceChildren(...[
+      el('p', { class: 'kind' }, leaf ? 'Leaf' : node === 0 ? 'Root, a test of' : 'Test of'),
+      el('h3', {}, name(tree.title(node))),
+      test && el('p', { class: 'reached' }, 'reached where ', conditionNode(
+        { ...test, upTo: test.relation === '≤' ? test.value : undefined,
+          above: test.relation === '>' ? test.value : undefined })),
+      facts(tree, node), distribution(tree, node),
+      el('h4', {}, 'Rule'), el('p', { class: 'rule' }, ...ruleNodes(tree, node)), buttons,
+    ].filter(Boolean));
+  };
+}

@@ -1,0 +1,110 @@
+// The class of a case, by the rules of the program.
+//
+// A case that has no value for a test goes down every branch, in proportion to the weight of the
+// training cases that did; its class is the first of the largest sum. Trees of an ensemble have one
+// vote each. Sums add up in the program's order: they come out alike to the last bit.
+
+import { numberOf } from './model.js';
+
+function argmax(values) {
+  let best = 0;
+  for (let i = 1; i < values.length; ++i) if (values[i] > values[best]) best = i;
+  return best;
+}
+
+/** The branch of a value that is known. */
+function branchOf(tree, node, value) {
+  const cut = tree.cut[node];
+  if (cut < 0) return value;
+  return value > tree.model.columns[tree.column[node]].cutNumbers[cut] ? 1 : 0;
+}
+
+/** Follows known values down; `visit` is called with every node on the way. */
+function descend(tree, node, values, share, visit) {
+  visit(node, share);
+  while (!tree.isLeaf(node)) {
+    const value = values[tree.column[node]];
+    if (value === null || value === undefined) break;
+    node = tree.kid(node, branchOf(tree, node, value));
+    visit(node, share);
+  }
+  return node;
+}
+
+function addLeaf(tree, leaf, share, sums) {
+  if (tree.weight[leaf] > 0) {
+    for (let at = tree.start[leaf]; at < tree.start[leaf + 1]; ++at) {
+      sums[tree.codes[at]] += share * tree.shares[at] / tree.weight[leaf];
+    }
+    if (Number.isNaN(share)) sums.fill(NaN);  // from a branch that no weight came down
+  } else {
+    sums[tree.classOf[leaf]] += share;
+  }
+}
+
+/**
+ * Classifies by one tree. `values` has, by column, null (unknown), the number of a continuous
+ * column or the place of a discrete column's value.
+ * @return {{code, confidence, shares: Map}} shares: what part of the case came to which node
+ */
+export function classify(tree, values) {
+  const shares = new Map();
+  const visit = (node, share) => shares.set(node, share);
+  const end = descend(tree, 0, values, 1, visit);
+  if (tree.isLeaf(end)) {
+    const right = tree.distribution(end).find(([code]) => code === tree.classOf[end]);
+    const confidence = tree.weight[end] > 0 ? (right ? right[1] : 0) / tree.weight[end] : 1;
+    return { code: tree.classOf[end], confidence, shares };
+  }
+  const sums = new Float64Array(tree.model.classNames.length);
+  const open = [[end, 1]];
+  while (open.length > 0) {
+    const [from, share] = open.pop();
+    const node = descend(tree, from, values, share, visit);
+    if (tree.isLeaf(node)) {
+      addLeaf(tree, node, share, sums);
+      continue;
+    }
+    const kids = tree.kids(node).reverse();  // the first child is taken first
+    for (const kid of kids) {
+      open.push([kid, share * tree.weight[kid] / tree.weight[node]]);
+    }
+  }
+  const code = argmax(sums);
+  return { code, confidence: sums[code], shares, sums };
+}
+
+/** Classifies by the model: by its tree, or by the votes of its trees. */
+export function predict(model, values) {
+  if (!model.ensemble) return classify(model.tree(0), values);
+  const votes = new Float64Array(model.classNames.length);
+  for (let i = 0; i < model.shownTrees; ++i) ++votes[classify(model.tree(i), values).code];
+  const code = argmax(votes);
+  return { code, confidence: votes[code] / model.shownTrees, votes };
+}
+
+const WHOLE = /^[+-]?\d+$/;
+const DECIMAL = /^[+-]?(\d+\.?\d*|\.\d+)(e[+-]?\d+)?$/i;
+
+/**
+ * Reads a text as the column does.
+ * @return {{value}|{unseen: true}|{error: string}} value null: unknown
+ */
+export function readValue(column, text) {
+  const cell = text.trim();
+  if (cell === '' || cell === column.unknown) return { value: null };
+  if (column.role === 'continuous' && column.type !== 'ostring') {
+    const whole = column.type === 'integer' || column.type === 'uinteger';
+    if (!(whole ? WHOLE : DECIMAL).test(cell)) {
+      return { error: whole ? 'not a whole number' : 'not a number' };
+    }
+    return { value: numberOf(column, cell) };
+  }
+  let place = column.rawValues.indexOf(cell);
+  if (place < 0 && column.type !== 'string' && column.type !== 'ostring') {
+    const number = numberOf(column, cell);
+    place = column.rawValues.findIndex((value) => numberOf(column, value) === number);
+  }
+  if (place < 0) return { unseen: true, value: null };
+  return { value: column.role === 'continuous' ? place + 1 : place };
+}

@@ -1,0 +1,13 @@
+// Numbers of the report as the text reports of orvcmd print them, in any locale.
+#pragma once
+
+#include <string>
+
+namespace orvview {
+
+/// As "%.1f" prints a finite number, without a decimal that is 0.
+std::string one_decimal(double x);
+/// As "%g" prints it.
+std::string six_digits(double x);
+
+}  // namespace orvview

@@ -1,0 +1,140 @@
+#include "rules.h"
+
+#include <algorithm>
+
+#include "impls/rendering/description.h"
+#include "impls/tables/decimal.h"
+#include "wording.h"
+#include "zel/adt/tree_walk.h"
+
+namespace orvview {
+
+namespace impls = orvik::impls;
+
+namespace {
+
+/// The conditions of the way from the root to the node a walk is at.
+class path_conditions {
+ public:
+  void enter(unsigned long column, const impls::branch_test& test);
+  void leave();
+  const std::vector<condition>& all() const { return conditions_; }
+
+ private:
+  struct step {
+    std::size_t place;  // in conditions_
+    std::optional<condition> before;
+  };
+  std::vector<condition> conditions_;
+  std::vector<step> steps_;
+};
+
+/// A later test on the way is the tighter one: no case that breaks an earlier one comes there.
+void path_conditions::enter(unsigned long column, const impls::branch_test& test) {
+  const auto at = std::ranges::find(conditions_, column, &condition::column);
+  const auto place = static_cast<std::size_t>(at - conditions_.begin());
+  if (at == conditions_.end()) {
+    steps_.push_back({place, std::nullopt});
+    conditions_.push_back({column});
+  } else {
+    steps_.push_back({place, *at});
+  }
+  condition& c = conditions_[place];
+  if (test.how == impls::branch_test::EQUAL) c.equals = test.code;
+  if (test.how == impls::branch_test::ABOVE) c.above = std::max(test.code, c.above.value_or(0));
+  if (test.how == impls::branch_test::UP_TO) {
+    c.up_to = std::min(test.code, c.up_to.value_or(impls::k_no_code));
+  }
+}
+
+void path_conditions::leave() {
+  const step last = steps_.back();
+  steps_.pop_back();
+  if (last.before) {
+    conditions_[last.place] = *last.before;
+  } else {
+    conditions_.pop_back();
+  }
+}
+
+/// How the text forms write a rule: values printed or exact.
+class rule_texts {
+ public:
+  rule_texts(const chosen_tree& chosen, bool exact)
+      : table_(chosen.schema()), words_(chosen.model), exact_(exact) {}
+
+  const wording& words() const { return words_; }
+  std::string class_name(const rule& r) const { return words_.class_name(r.leaf.get_leaf_class()); }
+  /// "humidity <= 75", "65 < humidity <= 75"
+  std::string of(const condition& c) const;
+
+ private:
+  std::string value(const condition& c, impls::code_t code) const {
+    const impls::o_set& values = *table_.get_column(c.column).values();
+    return words_.utf8(exact_ ? values.get_exact_value(code) : values.get_value(code));
+  }
+
+  const impls::table& table_;
+  wording words_;
+  bool exact_;
+};
+
+std::string rule_texts::of(const condition& c) const {
+  const std::string& name = words_.column_name(c.column);
+  if (c.equals) return name + " = " + value(c, *c.equals);
+  if (c.above && c.up_to) return value(c, *c.above) + " < " + name + " <= " + value(c, *c.up_to);
+  return name + (c.above ? " > " + value(c, *c.above) : " <= " + value(c, *c.up_to));
+}
+
+}  // namespace
+
+std::vector<rule> rules_of(const chosen_tree& chosen) {
+  const impls::table& schema = chosen.schema();
+  std::vector<rule> rules;
+  path_conditions path;
+  const auto enter = [&](const impls::decision_tree& tree, unsigned long level) {
+    const impls::decision_node& node = *tree.get_node();
+    if (level > 0) {
+      const unsigned int attribute = node.father()->attribute();
+      path.enter(schema.column_index_of(attribute), test_before(schema, node));
+    }
+    if (is_leaf(tree)) rules.push_back({node, path.all()});
+    return true;
+  };
+  const auto leave = [&](const impls::decision_tree&, unsigned long level) {
+    if (level > 0) path.leave();
+  };
+  zel::adt::walk(chosen.nodes(), enter, leave);
+  return rules;
+}
+
+void write_rules_text(const chosen_tree& chosen, std::ostream& out) {
+  constexpr double k_percent = 100;
+  const rule_texts texts(chosen, /*exact=*/false);
+  const std::string& target = texts.words().column_name(chosen.schema().class_index());
+  unsigned long number = 0;
+  for (const rule& r : rules_of(chosen)) {
+    if (number > 0) out << '\n';
+    out << ++number << ". " << shown_text(target + " = " + texts.class_name(r)) << " ("
+        << printed_counts(r.leaf) << "), confidence "
+        << impls::printed_weight(r.confidence() * k_percent) << " %\n";
+    for (const condition& c : r.conditions) out << "   " << shown_text(texts.of(c)) << '\n';
+  }
+}
+
+void write_rules_csv(const chosen_tree& chosen, std::ostream& out) {
+  const rule_texts texts(chosen, /*exact=*/true);
+  unsigned long number = 0;
+  out << "rule,class,support,confidence,conditions\r\n";
+  for (const rule& r : rules_of(chosen)) {
+    std::string conditions;
+    for (const condition& c : r.conditions) {
+      conditions += (conditions.empty() ? "" : " and ") + texts.of(c);
+    }
+    out << ++number << ',' << csv_field(texts.class_name(r)) << ','
+        << impls::shortest_decimal(r.support()) << ',' << impls::shortest_decimal(r.confidence())
+        << ',' << csv_field(conditions) << "\r\n";
+  }
+}
+
+}  // namespace orvview

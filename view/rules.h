@@ -1,0 +1,36 @@
+// The rules of a tree: one a leaf, the tests on the way to it put together.
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "forms.h"
+
+namespace orvview {
+
+/// What a rule asks of one column: a range of values or one value. A code is of the column's value
+/// set.
+struct condition {
+  unsigned long column;                             // of the table
+  std::optional<orvik::impls::code_t> above = {};   // exclusive
+  std::optional<orvik::impls::code_t> up_to = {};   // inclusive
+  std::optional<orvik::impls::code_t> equals = {};  // then neither of the others
+};
+
+struct rule {
+  const orvik::impls::decision_node& leaf;  // of the model
+  std::vector<condition> conditions;        // by first test on the way from the root
+
+  double support() const { return leaf.weight(); }
+  double confidence() const { return support() > 0 ? leaf.get_leaf_classfreq() : 1.0; }
+};
+
+/// The rules in the order of the leaves. The model must outlive them.
+std::vector<rule> rules_of(const chosen_tree& chosen);
+
+void write_rules_text(const chosen_tree& chosen, std::ostream& out);
+/// RFC 4180 with a header.
+void write_rules_csv(const chosen_tree& chosen, std::ostream& out);
+void write_rules_json(const chosen_tree& chosen, std::ostream& out);
+
+}  // namespace orvview

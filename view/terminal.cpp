@@ -1,0 +1,222 @@
+// A tree on a terminal: a line a node as the text form says it, at its right the weight and a bar
+// of the classes. Without colours the bar is the share of the largest class.
+#include <algorithm>
+#include <array>
+
+#include "forms.h"
+#include "impls/rendering/description.h"
+#include "wording.h"
+#include "zel/adt/tree_walk.h"
+
+namespace orvview {
+
+namespace impls = orvik::impls;
+using impls::decision_tree;
+
+namespace {
+
+constexpr unsigned long k_least_width = 40;  // narrower windows fold the lines
+constexpr unsigned long k_bar = 12, k_least_for_bar = 72;
+constexpr unsigned long k_most_counts = 13;
+constexpr std::array<int, 8> k_colors = {33, 214, 36, 175, 117, 202, 142, 244};  // of 256
+constexpr char k_plain[] = "\033[0m";
+
+/// What lines and bars are made of.
+struct glyphs {
+  const char *child, *last_child, *below, *none, *full, *empty, *more;
+};
+constexpr glyphs k_ascii = {"|-- ", "`-- ", "|   ", "    ", "#", ".", "..."};
+constexpr glyphs k_unicode = {"\u251c\u2500 ", "\u2514\u2500 ", "\u2502  ", "   ",
+                              "\u2588",        "\u2591",        "\u2026"};
+
+class summary_writer {
+ public:
+  summary_writer(const chosen_tree& chosen, unsigned long depth, const terminal& on,
+                 std::ostream& out)
+      : chosen_(chosen),
+        table_(chosen.schema()),
+        words_(chosen.model),
+        depth_(depth),
+        color_(on.color),
+        unicode_(on.unicode),
+        glyphs_(on.unicode ? k_unicode : k_ascii),
+        width_(std::max(on.width, k_least_width)),
+        out_(out) {}
+
+  void write();
+
+ private:
+  void write_head();
+  void write_line(const decision_tree& tree, unsigned long level, const std::string& branches);
+  void note_width(const decision_tree& tree);
+  std::string indent(unsigned long level, const std::string& own) const;
+  struct line_text {
+    std::string test, found;
+  };
+  line_text text_of(const decision_tree& tree, unsigned long level, unsigned long columns) const;
+  std::string bar_of(const impls::decision_node& node) const;
+  std::string painted(impls::code_t code, const std::string& text) const;
+  std::string cut(const std::string& text, unsigned long columns) const;
+  bool has_bar() const { return width_ >= k_least_for_bar; }
+
+  const chosen_tree& chosen_;
+  const impls::table& table_;
+  wording words_;
+  unsigned long depth_;
+  bool color_, unicode_;
+  const glyphs& glyphs_;
+  unsigned long width_;
+  unsigned long counts_ = 0;      // columns of the widest counts
+  std::vector<bool> last_child_;  // of the nodes on the way to a line, by level
+  std::ostream& out_;
+};
+
+std::string repeated(const char* glyph, unsigned long n) {
+  std::string text;
+  for (; n > 0; --n) text += glyph;
+  return text;
+}
+
+unsigned long part_of_bar(double share) {
+  const auto whole = static_cast<double>(k_bar);
+  return static_cast<unsigned long>(std::min(whole, share * whole) + 0.5);
+}
+
+std::string summary_writer::painted(impls::code_t code, const std::string& text) const {
+  if (!color_ || text.empty()) return text;
+  const int color = k_colors[(code + k_colors.size() - 1) % k_colors.size()];
+  return "\033[38;5;" + std::to_string(color) + 'm' + text + k_plain;
+}
+
+std::string summary_writer::cut(const std::string& text, unsigned long columns) const {
+  if (unicode_ || columns_of(text) <= columns) return shortened(text, columns);
+  const unsigned long mark = std::min<unsigned long>(3, columns);
+  // shortened() ends in one character of its own, which this replaces.
+  std::string less = shortened(text, columns - mark + 1);
+  less.resize(less.size() - 3);
+  return less + std::string(mark, '.');
+}
+
+/// The classes side by side; every boundary is where its sum of shares rounds to.
+std::string summary_writer::bar_of(const impls::decision_node& node) const {
+  if (!(node.weight() > 0)) return std::string(k_bar, ' ');
+  if (!color_) {
+    const unsigned long n = part_of_bar(node.get_leaf_classfreq());
+    return repeated(glyphs_.full, n) + repeated(glyphs_.empty, k_bar - n);
+  }
+  std::string bar;
+  double sum = 0;
+  unsigned long drawn = 0;
+  for (impls::code_t c = 1; c < table_.n_class_codes(); ++c) {
+    sum += node.class_weight(c) / node.weight();
+    const unsigned long end = part_of_bar(sum);
+    bar += painted(c, repeated(glyphs_.full, end - drawn));
+    drawn = end;
+  }
+  return bar + std::string(k_bar - drawn, ' ');
+}
+
+/// Lines down from the nodes above. Where they would take half of the line, those of the upper
+/// levels are left out.
+std::string summary_writer::indent(unsigned long level, const std::string& own) const {
+  if (level == 0) return "";
+  const unsigned long step = columns_of(glyphs_.none);
+  const unsigned long room = (width_ / 2 - columns_of(glyphs_.more)) / step;
+  const unsigned long skipped = level > room ? level - room : 0;
+  std::string text = skipped > 0 ? glyphs_.more : "";
+  for (unsigned long l = skipped + 1; l < level; ++l) {
+    text += last_child_[l] ? glyphs_.none : glyphs_.below;
+  }
+  return text + own;
+}
+
+/// What leads to a node and what is there, in at most so many columns: of the second rather more.
+summary_writer::line_text summary_writer::text_of(const decision_tree& tree, unsigned long level,
+                                                  unsigned long columns) const {
+  const impls::decision_node& node = *tree.get_node();
+  std::string test, found;
+  if (level > 0) test = shown_text(words_.utf8(printed_test(test_before(table_, node))));
+  if (is_leaf(tree)) {
+    found = (level > 0 ? ": " : "") + words_.class_name(node.get_leaf_class());
+  } else if (level == depth_) {
+    found = " (" + std::to_string(tree.size() - 1) + " nodes below)";
+  } else if (level == 0) {
+    found = words_.column_name(table_.column_index_of(node.attribute())) + " ?";
+  }
+  found = cut(shown_text(found), level > 0 ? (columns + 1) / 2 : columns);
+  return {cut(test, columns - columns_of(found)), found};
+}
+
+void summary_writer::write_line(const decision_tree& tree, unsigned long level,
+                                const std::string& branches) {
+  const impls::decision_node& node = *tree.get_node();
+  const std::string before = indent(level, branches);
+  const unsigned long right = counts_ + 1 + (has_bar() ? k_bar + 1 : 0);
+  const unsigned long used = columns_of(before);
+  const unsigned long room = width_ > right + used ? width_ - right - used : 1;
+  const auto [test, found] = text_of(tree, level, room);
+  const std::string counts =
+      cut(is_leaf(tree) ? printed_counts(node) : impls::printed_weight(node.weight()), counts_);
+  const unsigned long blanks =
+      room - columns_of(test) - columns_of(found) + 1 + counts_ - columns_of(counts);
+  out_ << before << test << (is_leaf(tree) ? painted(node.get_leaf_class(), found) : found)
+       << std::string(blanks, ' ') << counts;
+  if (has_bar()) out_ << ' ' << bar_of(node);
+  out_ << '\n';
+}
+
+void summary_writer::note_width(const decision_tree& tree) {
+  const impls::decision_node& node = *tree.get_node();
+  const unsigned long columns = columns_of(printed_counts(node));
+  counts_ = std::min(k_most_counts, std::max(counts_, columns));
+}
+
+void summary_writer::write_head() {
+  const unsigned long n = chosen_.model.n_trees();
+  std::string head = words_.column_name(table_.class_index());
+  if (chosen_.model.is_ensemble()) {
+    head += ", tree " + std::to_string(chosen_.tree + 1) + " of " + std::to_string(n);
+  }
+  head += ": " + std::to_string(chosen_.nodes().size()) + " nodes, " +
+          std::to_string(chosen_.nodes().leaves()) + " leaves, depth " +
+          std::to_string(chosen_.nodes().depth());
+  out_ << cut(shown_text(head), width_) << '\n';
+  unsigned long used = 0;
+  for (impls::code_t c = 1; color_ && c < table_.n_class_codes(); ++c) {
+    const std::string name = cut(shown_text(words_.class_name(c)), width_ - 3);
+    const unsigned long columns = columns_of(name) + 2;
+    if (used > 0) out_ << (used + columns + 2 > width_ ? "\n" : "  ");
+    used = used > 0 && used + columns + 2 <= width_ ? used + columns + 2 : columns;
+    out_ << painted(c, glyphs_.full) << ' ' << name;
+  }
+  out_ << (used > 0 ? "\n\n" : "\n");
+}
+
+void summary_writer::write() {
+  write_head();
+  const auto open = [this](unsigned long level) { return level < depth_; };
+  const auto measure = [&](const decision_tree& tree, unsigned long level) {
+    note_width(tree);
+    return open(level);
+  };
+  const auto line = [&](const decision_tree& tree, unsigned long level) {
+    const impls::decision_node& node = *tree.get_node();
+    const bool last = level > 0 && node.position() == node.father()->get_no_of_splits(table_);
+    last_child_.resize(level);
+    last_child_.push_back(last);
+    write_line(tree, level, last ? glyphs_.last_child : glyphs_.child);
+    return open(level);
+  };
+  const auto leave = [](const decision_tree&, unsigned long) {};
+  zel::adt::walk(chosen_.nodes(), measure, leave);
+  zel::adt::walk(chosen_.nodes(), line, leave);
+}
+
+}  // namespace
+
+void write_summary(const chosen_tree& chosen, unsigned long depth, const terminal& on,
+                   std::ostream& out) {
+  summary_writer(chosen, depth, on, out).write();
+}
+
+}  // namespace orvview
