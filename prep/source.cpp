@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <zlib.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -20,7 +19,7 @@ namespace {
 constexpr char k_utf16[] = "text in UTF-16 or UTF-32; convert it to UTF-8, as by iconv";
 constexpr char k_no_temporary[] = "cannot make a temporary copy of the pipe: ";
 
-constexpr std::size_t k_block = 1UL << 20;
+constexpr std::size_t k_block = 1UL << 17;
 
 std::string temporary_folder() {
   const char* folder = std::getenv("TMPDIR");
