@@ -44,7 +44,8 @@ fi
 echo "programs, pages and completions"
 "$installed/bin/orvcmd" --help | grep -q '^Command line: orvcmd'
 for program in orvcmd orvprep orvview; do
-  [ -x "$installed/bin/$program" ] && [ -s "$installed/share/bash-completion/completions/$program" ]
+  [ -x "$installed/bin/$program" ]
+  [ -s "$installed/share/bash-completion/completions/$program" ]
   [ ! -e "$build/$program.1.gz" ] ||
     zcat "$installed/share/man/man1/$program.1.gz" | grep -q "^\.TH \"${program^^}\" \"1\""
 done

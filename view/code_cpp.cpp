@@ -79,11 +79,14 @@ void cpp_writer::name_fields() {
       if (!keeps && !name.empty() && name.back() != '_') name += '_';
     }
     if (!name.empty() && name.back() == '_') name.pop_back();
-    if (name.empty() || std::isdigit(static_cast<unsigned char>(name[0])) != 0)
-      name = "field" + name;
-    std::string unique = name + '_';
-    for (int i = 2; !taken.insert(unique).second; ++i)
-      unique = name + '_' + std::to_string(i) + '_';
+    const bool begins = !name.empty() && std::isdigit(static_cast<unsigned char>(name[0])) == 0;
+    if (!begins) name.insert(0, "field");
+    name += '_';
+    std::string unique = name;
+    for (int i = 2; !taken.insert(unique).second; ++i) {
+      unique = name;
+      unique.append(std::to_string(i)).append("_");
+    }
     fields_.push_back(unique);
   }
 }
@@ -161,15 +164,16 @@ void cpp_writer::write_codes() {
   out_ << "inline codes codes_of(const row& values) {\n  codes of{};\n";
   for (std::size_t i = 0; i < fields_.size(); ++i) {
     const tested_column& tested = tables_.columns[i];
-    const std::string number = std::to_string(i);
-    const std::string listed =
-        tested.values_of->values()->is_ordered() ? "listed_code" : "value_code";
-    std::string code = listed + "(values." + fields_[i] + ", values_" + number + ')';
-    if (tested.is_cut()) {
-      code = tested.is_numeric() ? "cut_code(values." + fields_[i] + ", cuts_" + number + ')'
-                                 : "ordered_cut_code(" + code + ", cuts_" + number + ')';
-    }
-    out_ << "  of[" << i << "] = " << code << ";\n";
+    const bool cuts_numbers = tested.is_cut() && tested.is_numeric();
+    const bool cuts_places = tested.is_cut() && !tested.is_numeric();
+    const bool listed = tested.values_of->values()->is_ordered();
+    out_ << "  of[" << i << "] = " << (cuts_places ? "ordered_cut_code(" : "")
+         << (cuts_numbers ? "cut_code"
+             : listed     ? "listed_code"
+                          : "value_code")
+         << "(values." << fields_[i] << (cuts_numbers ? ", cuts_" : ", values_") << i << ')';
+    if (cuts_places) out_ << ", cuts_" << i << ')';
+    out_ << ";\n";
   }
   out_ << (fields_.empty() ? "  static_cast<void>(values);\n" : "") << "  return of;\n}\n";
 }

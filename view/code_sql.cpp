@@ -274,7 +274,7 @@ void sql_writer::write() {
   std::string value = "CASE b.asks";
   for (std::size_t i = 0; i < tables_.columns.size(); ++i) {
     const std::string place = std::to_string(i);
-    value += " WHEN " + place + " THEN a.value_" + place;
+    value.append(" WHEN ").append(place).append(" THEN a.value_").append(place);
   }
   value = tables_.columns.empty() ? "NULL" : value + " END";
   const std::string root = tables_.columns.empty() ? "NULL" : "value_" + asked_by(chosen_.nodes());

@@ -4,13 +4,16 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <map>
 #include <new>
+#include <string_view>
 
 #include "forms.h"
 #include "impls/identity.h"
@@ -41,7 +44,6 @@ struct settings {
   unsigned long depth = orvik::impls::k_no_depth_limit;
   std::string relation = "cases";
   std::string color = "auto", separator = ",";
-  bool many_trees() const { return cpp || python || writes_report(); }
   bool writes_report() const { return !svg && !cpp && !python && !summary && rules.empty(); }
 };
 

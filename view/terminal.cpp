@@ -2,6 +2,7 @@
 // of the classes. Without colours the bar is the share of the largest class.
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "forms.h"
 #include "impls/rendering/description.h"
@@ -79,7 +80,7 @@ std::string repeated(const char* glyph, unsigned long n) {
 
 unsigned long part_of_bar(double share) {
   const auto whole = static_cast<double>(k_bar);
-  return static_cast<unsigned long>(std::min(whole, share * whole) + 0.5);
+  return static_cast<unsigned long>(std::lround(std::min(whole, share * whole)));
 }
 
 std::string summary_writer::painted(impls::code_t code, const std::string& text) const {

@@ -81,7 +81,10 @@ class Check:
         self.what = f"{table.names} {' '.join(settings)}"
         self.model, rows_file, scores, self.json = (os.path.join(folder, n)
                                                     for n in ("model", "rows", "scores", "json"))
-        self.rows = with_gaps(table, [row[:] for row in (table.rows + table.unseen_rows())[-ROWS:]])
+        unseen = table.unseen_rows()
+        seen = table.rows[-(ROWS - len(unseen)):]
+        self.n_seen = len(seen)
+        self.rows = with_gaps(table, [row[:] for row in seen + unseen])
         self.rows += getattr(table, "further_rows", [])
         with open(rows_file, "w", encoding=table.encoding, newline="\n") as out:
             out.writelines(table.separator.join(row) + "\n" for row in self.rows)
@@ -175,7 +178,7 @@ class Check:
                 [[r[k] for k in ("class", "support", "confidence")] for r in rules]):
             raise SystemExit(f"{self.what}: other rules in CSV than in JSON")
         names = [c[0] for c in self.table.schema]
-        for cells, wanted in list(zip(self.rows, self.wanted))[:len(self.table.rows):7]:
+        for cells, wanted in list(zip(self.rows, self.wanted))[:self.n_seen:1 + self.n_seen // 200]:
             row = dict(zip(names, cells))
             if "?" in cells:
                 continue
