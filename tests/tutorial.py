@@ -29,7 +29,7 @@ def main(root, programs):
     with tempfile.TemporaryDirectory() as folder, open(os.path.join(root, "docs", "tutorial.md")) as page:
         for name in ("flats.csv", "new-flats.csv"):
             shutil.copy(os.path.join(root, "examples", name), folder)
-        env = dict(os.environ, PATH=programs + os.pathsep + os.environ["PATH"])
+        env = dict(os.environ, PATH=programs + os.pathsep + os.environ["PATH"], LC_ALL="C.UTF-8", COLUMNS="80")
         for command, expected in commands(page):
             done = subprocess.run(["bash", "-c", command], cwd=folder, env=env, capture_output=True, text=True)
             printed = [line for line in done.stdout.split("\n") if line]

@@ -67,8 +67,8 @@ double distribute(const table& t, const decision_tree& root, const CodeOf& code_
     if (end.get_no_childs() > 0) {
       for (unsigned int i = end.get_no_childs(); i-- > 0;) {  // the first child is taken first
         const decision_tree* child = end.get_child(i);
-        open.push_back(
-            {child, p.weight * child->get_node()->weight() / node.weight(), p.depth + 1});
+        const double part = p.weight * child->get_node()->weight() / node.weight();
+        if (part != 0) open.push_back({child, part, p.depth + 1});  // nothing adds nothing
       }
       continue;
     }

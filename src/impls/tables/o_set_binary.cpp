@@ -1,4 +1,5 @@
 // Value sets to and from binary streams: the values in the order of their codes.
+#include <cmath>
 #include <stdexcept>
 
 #include "impls/tables/o_set_typed.h"
@@ -13,15 +14,16 @@ constexpr char k_out_of_order[] = "values out of order";
 constexpr char k_not_declared[] = "other values than the type declares";
 
 /// Whether each value may follow the one before it. Numbers may repeat, as rescaling can make them
-/// equal; not-a-number fits nowhere.
+/// equal; they are finite, as texts are.
 template <class T>
 bool ascend(const std::vector<T>& values) {
   for (std::size_t i = 0; i < values.size(); ++i) {
-    if constexpr (std::is_same_v<T, std::string>) {
-      if (i > 0 && !(values[i - 1] < values[i])) return false;
-    } else {
-      if (!(values[i == 0 ? 0 : i - 1] <= values[i])) return false;
+    if constexpr (std::is_floating_point_v<T>) {
+      if (!std::isfinite(values[i])) return false;
     }
+    if (i == 0) continue;
+    const bool repeats = !std::is_same_v<T, std::string> && values[i - 1] == values[i];
+    if (!repeats && !(values[i - 1] < values[i])) return false;
   }
   return true;
 }
