@@ -97,7 +97,7 @@ case_list* column_typed<IndexT>::select(const case_list* cases, unsigned long br
 template <class IndexT>
 void column_typed<IndexT>::sort(case_list::iterator first, case_list::iterator last) const {
   if constexpr (sizeof(IndexT) <= sizeof(std::uint32_t)) {
-    kernel::sort_cases(data_, {first, last});
+    kernel::sort_cases(data_, {first, last}, 1, [](code_t, const auto&) {});
   } else {
     std::stable_sort(first, last, [this](const auto& a, const auto& b) {
       return data_[a.first] < data_[b.first];

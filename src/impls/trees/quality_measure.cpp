@@ -2,6 +2,7 @@
 // widths, and keeps the contract about the order of the caller's list.
 #include <algorithm>
 
+#include "impls/tables/case_sort.h"
 #include "impls/tables/column_bool.h"
 #include "impls/tables/column_typed.h"
 #include "impls/trees/split_kernel.h"
@@ -24,17 +25,21 @@ template <class Codes, class Classes>
 column::splitting_desc measure_by_sorting(const column& self, const Codes& codes,
                                           const Classes& classes, case_list& cases,
                                           const split_task& task, bool copy) {
-  if (!copy) self.sort(cases.begin(), cases.end());
   split_scratch& scratch = thread_scratch();
   scratch.sorter.start(cases.size());
   double unknown = 0;
-  for (const auto& [row, weight] : cases) {
-    const code_t code = codes[row];
+  const auto take = [&](code_t code, const case_list::value_type& c) {
     if (code == k_unknown) {
-      unknown += weight;
+      unknown += c.second;
     } else {
-      scratch.sorter.add(code, classes[row], weight);
+      scratch.sorter.add(code, classes[c.first], c.second);
     }
+  };
+  if (!copy && self.codes().bits <= 32) {
+    kernel::sort_cases(codes, {cases.begin(), cases.end()}, task.range.first, take);
+  } else {
+    if (!copy) self.sort(cases.begin(), cases.end());
+    for (const auto& c : cases) take(codes[c.first], c);
   }
   return kernel::measure_sorted(scratch.sorter.sorted(task.range), unknown, task, scratch);
 }
