@@ -23,13 +23,23 @@ std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes) {
 
 batch_predictor::batch_predictor(const table& t, const std::vector<const decision_tree*>& trees,
                                  bool vote)
-    : n_class_codes_(t.n_class_codes()), vote_(vote) {
+    : n_class_codes_(t.n_class_codes()), n_attributes_(t.n_attributes()), vote_(vote) {
   if (!flat_tree::fits(t)) throw std::runtime_error(k_wide_codes);
   std::vector<std::optional<flat_tree>> flat(trees.size());
   zel::util::parallel::for_each_index(trees.size(),
                                       [&](unsigned long i) { flat[i].emplace(t, *trees[i]); });
   trees_.reserve(trees.size());
   for (std::optional<flat_tree>& tree : flat) trees_.push_back(std::move(*tree));
+}
+
+std::vector<std::vector<code_t>> batch_predictor::limits() const {
+  std::vector<std::vector<code_t>> by_attribute(n_attributes_);
+  for (const flat_tree& tree : trees_) tree.add_limits(by_attribute);
+  for (std::vector<code_t>& codes : by_attribute) {
+    std::ranges::sort(codes);
+    codes.erase(std::ranges::unique(codes).begin(), codes.end());
+  }
+  return by_attribute;
 }
 
 void batch_predictor::predict_rows(const table& t, case_span cases,

@@ -30,6 +30,9 @@ class batch_predictor {
   /// there is one tree. Uses the workers.
   batch_predictor(const table& t, const std::vector<const decision_tree*>& trees, bool vote);
 
+  /// By attribute, ascending: the codes that tests compare with. Codes between two of them need
+  /// not be told apart.
+  std::vector<std::vector<code_t>> limits() const;
   std::size_t n_class_codes() const { return n_class_codes_; }
 
   /// Rows of a table with the codes of the training table. Depths are for a weight of 1, of
@@ -44,6 +47,7 @@ class batch_predictor {
   void predict_votes(const case_block& cases, std::span<outcome> outcomes) const;
 
   unsigned long n_class_codes_;
+  unsigned long n_attributes_;
   bool vote_;
   std::vector<flat_tree> trees_;
 };

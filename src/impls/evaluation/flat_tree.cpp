@@ -133,6 +133,10 @@ flat_tree::flat_tree(const table& t, const decision_tree& tree)
   builder(t, *this).build(tree);
 }
 
+void flat_tree::add_limits(std::vector<std::vector<code_t>>& by_attribute) const {
+  for (const test& t : tests_) by_attribute[t.attribute].push_back(t.limit);
+}
+
 /// Takes the cases, all at the root, to their ends one step in turn; those on their way close up.
 void flat_tree::step_down(const case_block& cases, std::span<traveller> on_way,
                           std::span<place> ends) const {

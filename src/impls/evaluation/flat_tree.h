@@ -34,6 +34,9 @@ class flat_tree {
 
   flat_tree(const table& t, const decision_tree& tree);
 
+  /// Adds the codes that tests of each attribute compare with.
+  void add_limits(std::vector<std::vector<code_t>>& by_attribute) const;
+
   /// Calls take(i, prediction, depth), what decision_tree::predict_class gives for a weight of 1,
   /// for cases 0 .. n - 1 of the block. Does not allocate once the thread's memory has grown.
   template <class Take>

@@ -5,6 +5,7 @@
 
 #include <tbb/parallel_pipeline.h>
 
+#include <algorithm>
 #include <exception>
 #include <optional>
 #include <stdexcept>
@@ -12,39 +13,24 @@
 #include <string_view>
 #include <vector>
 
-#include "zel/inpout/lines.h"
 #include "zel/inpout/stream.h"
 #include "zel/util/parallel.h"
 
 namespace orvik::impls {
 
-/// What became of a block. `Output` has clear().
+/// What became of a block.
 template <class Output>
 struct row_block {
   Output output;
   unsigned long rows = 0;            // read well
   std::optional<std::string> error;  // of the row after them
-
-  /// Calls read(line) for the lines of `text` up to the first one for which it throws
-  /// std::runtime_error.
-  template <class Read>
-  void read_rows(std::string_view text, const Read& read) {
-    output.clear();
-    rows = 0;
-    error.reset();
-    try {
-      for (; !text.empty(); ++rows) read(zel::inpout::take_line(text));
-    } catch (const std::runtime_error& failure) {
-      error = failure.what();
-    }
-  }
 };
 
-/// Calls work(text, block) for every block of lines, each on any thread, and then, in the order
-/// of the input on one thread at a time, write(output). `rows` receives the number of rows read
-/// well, also when it ends in an error.
-/// Throws "TITLE(row N): ERROR", N from 1, for the earliest bad row, and what reading the input
-/// throws, each after all that comes before was written.
+/// Calls work(text, block) for every block of lines, behind which zel::inpout::stream::k_padding
+/// bytes may be read, each on any thread, and then, in the order of the input on one thread at a
+/// time, write(output). `rows` receives the number of rows read well, also when it ends in an
+/// error. Throws "TITLE(row N): ERROR", N from 1, for the earliest bad row, and what reading the
+/// input throws, each after all that comes before was written.
 template <class Output, class Work, class Write>
 void for_each_row_block(zel::inpout::stream& in, const char* title, unsigned long& rows,
                         const Work& work, const Write& write) {
@@ -82,6 +68,7 @@ void for_each_row_block(zel::inpout::stream& in, const char* title, unsigned lon
         return nullptr;
       }
       t.text.assign(in.block());
+      t.text.append(zel::inpout::stream::k_padding, '\0');
     } catch (...) {
       t.failure = std::current_exception();  // thrown when its turn comes
       ended = true;
@@ -89,7 +76,9 @@ void for_each_row_block(zel::inpout::stream& in, const char* title, unsigned lon
     return &t;
   };
   const auto handle = [&](token* t) {
-    if (!t->failure) work(t->text, t->block);
+    std::string_view text = t->text;
+    text.remove_suffix(std::min<std::size_t>(text.size(), zel::inpout::stream::k_padding));
+    if (!t->failure) work(text, t->block);
     return t;
   };
   const auto end = [&](token* t) {

@@ -55,6 +55,8 @@ code_t field_codes::look_up(std::string_view text) {
   if (texts_.size() < limit_ && text.size() <= k_longest_text) {
     texts_.insert(text);
     codes_.push_back(code);
+  } else {
+    forgets_ = true;
   }
   return code;
 }
@@ -107,7 +109,7 @@ void row_coder::read_test_row(std::string_view line, char separator) {
   read(test_form_, line);
 }
 
-void row_coder::read_score_row(std::string_view line, char separator) {
+void row_coder::split_score_row(std::string_view line, char separator) {
   split(line, separator);
   // Without this a row that ends in an empty value would pass for one without its class, and
   // every value would be taken for that of the next column.
@@ -115,9 +117,22 @@ void row_coder::read_score_row(std::string_view line, char separator) {
       line.ends_with(separator)) {
     fields_.emplace_back();
   }
+}
+
+void row_coder::read_score_row(std::string_view line, char separator) {
+  split_score_row(line, separator);
   const auto fits = [this](const form& f) { return f.size() == fields_.size(); };
   const auto f = std::ranges::find_if(score_forms_, fits);
   read(f == score_forms_.end() ? score_forms_[0] : *f, line);
+}
+
+const row_coder::form* row_coder::form_of(std::string_view line, char separator, bool is_scored) {
+  is_scored ? split_score_row(line, separator) : split(line, separator);
+  if (!is_scored) return fields_.size() == test_form_.size() ? &test_form_ : nullptr;
+  for (const form& f : score_forms_) {
+    if (f.size() == fields_.size()) return &f;
+  }
+  return nullptr;
 }
 
 void row_coder::read(const form& f, std::string_view line) {
@@ -151,6 +166,38 @@ code_t row_coder::known_code(unsigned long column, std::string_view text, bool a
   }
   ++unseen_[column];
   return k_unknown;
+}
+
+template <class Code>
+bool row_coder::look_up(const field& f, const cell_batch& cells, Code* codes, std::size_t stride) {
+  field_codes& known = columns_[f.column];
+  const bool admits_null = f.as != use::CLASS;
+  unsigned long unseen = 0;
+  try {
+    for (std::size_t row = 0; row < cells.rows; ++row, codes += stride) {
+      const code_t code = known.code_of(cells, row);
+      const bool is_seen = code != k_no_code && (admits_null || code != k_unknown);
+      if (!is_seen && !rules_.admit_unseen) return false;
+      unseen += !is_seen;
+      *codes = static_cast<Code>(is_seen ? code : k_unknown);
+    }
+  } catch (const std::runtime_error&) {
+    return false;
+  }
+  unseen_[f.column] += unseen;
+  return true;
+}
+
+template bool row_coder::look_up(const field&, const cell_batch&, std::uint32_t*, std::size_t);
+template bool row_coder::look_up(const field&, const cell_batch&, code_t*, std::size_t);
+
+bool row_coder::read_weights(const cell_batch& cells, double* weights) const {
+  for (std::size_t row = 0; row < cells.rows; ++row) {
+    const std::optional<double> weight = parse_decimal<double>(cells[row]);
+    if (!weight || *weight < 0) return false;
+    weights[row] = *weight;
+  }
+  return true;
 }
 
 }  // namespace orvik::impls

@@ -12,8 +12,10 @@
 #include <utility>
 #include <vector>
 
+#include "impls/tables/cell_batch.h"
 #include "impls/tables/table.h"
 #include "impls/tables/text_codes.h"
+#include "impls/tables/text_word.h"
 
 namespace orvik::impls {
 
@@ -41,6 +43,16 @@ class field_codes {
     const text_codes::code known = texts_.find(text);
     return known != 0 ? codes_[known - 1] : look_up(text);
   }
+  /// The same for the cell of a row.
+  code_t code_of(const cell_batch& cells, std::size_t row) {
+    const cell& c = cells.at(row);
+    if (c.length > k_word_text) return code_of(cells[row]);
+    const text_codes::code known =
+        texts_.find_word(word_at(cells.text + c.begin, c.length), c.length);
+    return known != 0 ? codes_[known - 1] : look_up(cells[row]);
+  }
+  /// Whether there are more distinct texts than are remembered.
+  bool forgets() const { return forgets_; }
 
  private:
   code_t look_up(std::string_view text);
@@ -48,6 +60,7 @@ class field_codes {
   const column& column_;
   const std::string& missing_;
   unsigned long limit_;
+  bool forgets_ = false;
   text_codes texts_;
   std::vector<code_t> codes_;  // by text code - 1
   std::string scratch_;
@@ -72,27 +85,42 @@ class row_coder {
   /// two is looked at. A separator at the end of a row that lacks columns opens an empty field.
   void read_score_row(std::string_view line, char separator);
 
-  /// By attribute; 0 in ignored columns.
-  const std::vector<std::uint32_t>& codes() const { return codes_; }
-  // Of a test row.
-  code_t class_code() const { return class_code_; }
-  double weight() const { return weight_; }
-
-  /// Number of values taken as unknown, by column of the table.
-  const std::vector<unsigned long>& unseen() const { return unseen_; }
-
- private:
   enum class use : unsigned char { SKIP, ATTRIBUTE, CLASS, WEIGHT };
   struct field {
     use as;
     unsigned long column;
     unsigned long attribute;
   };
+  /// What the fields of a row are.
   using form = std::vector<field>;
 
+  /// The form of a row to test or to score; null where it has none. Valid as long as this.
+  const form* form_of(std::string_view line, char separator, bool is_scored);
+  /// Codes of the cells of a column that is looked up, the class or an attribute, as reading its
+  /// rows one by one gives them: at codes[row * stride]. @return false where that refuses one.
+  template <class Code>
+  bool look_up(const field& f, const cell_batch& cells, Code* codes, std::size_t stride);
+  /// Whether a column has more distinct texts than are remembered.
+  bool forgets(const field& f) const { return columns_[f.column].forgets(); }
+  /// Weights of test rows; false where one is refused.
+  bool read_weights(const cell_batch& cells, double* weights) const;
+
+  /// By attribute; 0 in ignored columns.
+  const std::vector<std::uint32_t>& codes() const { return codes_; }
+  // Of a test row.
+  code_t class_code() const { return class_code_; }
+  double weight() const { return weight_; }
+
+  const rules& how() const { return rules_; }
+  /// Number of values taken as unknown, by column of the table.
+  const std::vector<unsigned long>& unseen() const { return unseen_; }
+  void set_unseen(const std::vector<unsigned long>& counts) { unseen_ = counts; }
+
+ private:
   form test_form() const;
   form score_form(bool with_class, bool with_weight) const;
   void split(std::string_view line, char separator);
+  void split_score_row(std::string_view line, char separator);
   void read(const form& f, std::string_view line);
   code_t known_code(unsigned long column, std::string_view text, bool admits_null);
 

@@ -6,8 +6,8 @@
 #include <memory>
 #include <span>
 
+#include "impls/evaluation/batch_coder.h"
 #include "impls/evaluation/batch_predictor.h"
-#include "impls/evaluation/row_coder.h"
 #include "zel/util/parallel.h"
 
 namespace orvik::impls {
@@ -15,38 +15,36 @@ namespace orvik::impls {
 /// Threads: one.
 class row_predictor {
  public:
-  /// `t` and `predictor` must outlive this.
-  row_predictor(const table& t, const row_coder::rules& how, const batch_predictor& predictor)
-      : coder_(t, how), predictor_(predictor) {}
+  /// All must outlive this.
+  row_predictor(const table& t, const row_coder::rules& how, const coded_columns& columns,
+                const batch_predictor& predictor)
+      : coder_(t, how, columns), width_(t.n_attributes()), predictor_(predictor) {}
 
-  row_coder& coder() { return coder_; }
-  const row_coder& coder() const { return coder_; }
+  batch_coder& coder() { return coder_; }
+  const batch_coder& coder() const { return coder_; }
 
-  void clear() { codes_.clear(); }
-  /// Adds the coder's row to those to predict.
-  void take_row() { codes_.insert(codes_.end(), coder_.codes().begin(), coder_.codes().end()); }
   /// The codes of row i of those taken.
   std::span<const std::uint32_t> codes_of(std::size_t i) const {
-    return std::span(codes_).subspan(i * coder_.codes().size(), coder_.codes().size());
+    return coder_.codes().subspan(i * width_, width_);
   }
 
-  /// Predicts the `n` rows taken. @return their outcomes, valid until the next call.
-  std::span<const outcome> predict(std::size_t n) {
+  /// Predicts the rows that the coder has taken. @return their outcomes, valid until the next call.
+  std::span<const outcome> predict() {
+    const std::size_t n = coder_.size();
     const std::size_t chunk = cases_at_once(n, predictor_.n_class_codes());
     outcomes_.resize(n);
-    const std::size_t width = coder_.codes().size();
     for (std::size_t at = 0; at < n; at += chunk) {
       const std::size_t some = std::min(chunk, n - at);
-      predictor_.predict({std::span(codes_).subspan(at * width, some * width), width},
+      predictor_.predict({coder_.codes().subspan(at * width_, some * width_), width_},
                          std::span(outcomes_).subspan(at, some));
     }
     return outcomes_;
   }
 
  private:
-  row_coder coder_;
+  batch_coder coder_;
+  std::size_t width_;
   const batch_predictor& predictor_;
-  std::vector<std::uint32_t> codes_;  // row by row
   std::vector<outcome> outcomes_;
 };
 
@@ -56,13 +54,14 @@ class row_predictors {
   row_predictors(const table& t, row_coder::rules how, const batch_predictor& predictor)
       : table_(t),
         how_(std::move(how)),
+        columns_(t, predictor.limits()),
         predictor_(predictor),
         workers_(zel::util::parallel::n_slots()) {}
 
   /// That of the calling thread.
   row_predictor& own() {
     auto& worker = workers_[zel::util::parallel::slot()];
-    if (!worker) worker = std::make_unique<row_predictor>(table_, how_, predictor_);
+    if (!worker) worker = std::make_unique<row_predictor>(table_, how_, columns_, predictor_);
     return *worker;
   }
 
@@ -80,6 +79,7 @@ class row_predictors {
  private:
   const table& table_;
   row_coder::rules how_;
+  coded_columns columns_;
   const batch_predictor& predictor_;
   std::vector<std::unique_ptr<row_predictor>> workers_;  // by slot
 };

@@ -49,12 +49,10 @@ double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& r
   };
   const auto work = [&](std::string_view text, row_block<std::string>& block) {
     row_predictor& own = workers.own();
-    own.clear();
-    block.read_rows(text, [&](std::string_view line) {
-      own.coder().read_score_row(line, in->separator());
-      own.take_row();
-    });
-    const std::span<const outcome> outcomes = own.predict(block.rows);
+    block.error = own.coder().take(text, batch_coder::rows::SCORE, in->separator());
+    block.rows = own.coder().size();
+    block.output.clear();
+    const std::span<const outcome> outcomes = own.predict();
     for (std::size_t i = 0; i < block.rows; ++i) {
       block.output += names[outcomes[i].predicted];
       block.output += separator;

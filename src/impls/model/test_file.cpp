@@ -35,14 +35,14 @@ std::unique_ptr<conf_matrix> dtree::test(zel::inpout::stream* in, const std::str
 
   const auto work = [&](std::string_view text, row_block<tested_rows>& block) {
     row_predictor& own = workers.own();
-    own.clear();
-    block.read_rows(text, [&](std::string_view line) {
-      own.coder().read_test_row(line, in->separator());
-      own.take_row();
-      block.output.push_back({own.coder().class_code(), k_unknown, own.coder().weight()});
-    });
-    const std::span<const outcome> outcomes = own.predict(block.rows);
-    for (std::size_t i = 0; i < block.rows; ++i) block.output[i].predicted = outcomes[i].predicted;
+    block.error = own.coder().take(text, batch_coder::rows::TEST, in->separator());
+    block.rows = own.coder().size();
+    block.output.clear();
+    const std::span<const outcome> outcomes = own.predict();
+    for (std::size_t i = 0; i < block.rows; ++i) {
+      block.output.push_back(
+          {own.coder().class_code(i), outcomes[i].predicted, own.coder().weight(i)});
+    }
   };
   const auto add_rows = [&](const tested_rows& rows) {
     for (const tested_row& row : rows) matrix->add(row.actual, row.predicted, row.weight);

@@ -12,14 +12,15 @@
 namespace orvik::impls::kernel {
 
 /// Stable, unknown values first; O(cases) where the codes are spread. All codes are below 2^32,
-/// those of known values at least `lowest`. Calls visit(code, case) in the new order. Allocates only
-/// while the thread's memory grows.
+/// those of known values at least `lowest`. Calls visit(code, case) in the new order. Allocates
+/// only while the thread's memory grows.
 template <class Codes, class Visit>
 void sort_cases(const Codes& codes, std::span<case_list::value_type> cases, std::uint64_t lowest,
                 const Visit& visit) {
   thread_local zel::adt::key_sorter sorter;
   thread_local std::vector<case_list::value_type> sorted;
-  const std::uint64_t below = lowest - 1;  // so that codes of a narrow range spread over the buckets
+  const std::uint64_t below =
+      lowest - 1;  // so that codes of a narrow range spread over the buckets
   const std::span<std::uint64_t> keys = sorter.start(cases.size());
   std::uint64_t highest = 0;
   for (std::size_t i = 0; i < cases.size(); ++i) {

@@ -89,6 +89,8 @@ o_set* o_set::clone() const {
   return copy.release();
 }
 
+std::unique_ptr<number_limits> o_set::limits_at(std::span<const code_t>) const { return nullptr; }
+
 code_t o_set::find_mid(code_t, code_t) const { throw std::runtime_error(k_mid_null_set); }
 
 }  // namespace orvik::impls

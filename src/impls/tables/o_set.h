@@ -12,11 +12,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "impls/tables/cell_batch.h"
+#include "impls/tables/number_limits.h"
 #include "impls/tables/types.h"
 #include "zel/util/nocopy.h"
 
@@ -76,6 +78,10 @@ class o_set : private zel::util::nocopy {
   /// The code that a cut between the values of `lo` and `hi` compares with: that of the last
   /// value from `lo` to `hi` which is not above their middle.
   virtual code_t find_mid(code_t lo, code_t hi) const;
+
+  /// The values of these codes, which ascend, to place other numbers among; codes that have no
+  /// value are left out. Null where the set is not a frozen numeric one.
+  virtual std::unique_ptr<number_limits> limits_at(std::span<const code_t> codes) const;
 
   /// Writes the values of a frozen set by code; throws for an open one.
   virtual void bin_out(zel::inpout::obinstream& out) const;

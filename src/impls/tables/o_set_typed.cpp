@@ -149,6 +149,30 @@ bool o_set_typed<T>::get_order(const char* text, code_t& code) const {
 }
 
 template <class T>
+std::unique_ptr<number_limits> o_set_typed<T>::limits_at(std::span<const code_t> codes) const {
+  if constexpr (!k_numeric) {
+    return nullptr;
+  } else {
+    if (!frozen_ || ordered_) return nullptr;
+    std::vector<code_t> held;
+    std::vector<T> values;
+    for (const code_t code : codes) {
+      if (code == k_unknown || code > values_.size()) continue;
+      held.push_back(code);
+      values.push_back(values_[code - 1]);
+    }
+    const auto parse_number = [](std::string_view text) {
+      if constexpr (std::is_integral_v<T>) {
+        return parse_integer<T>(text);
+      } else {
+        return parse_floating<T>(text);
+      }
+    };
+    return std::make_unique<limits_of<T>>(held, std::move(values), null_value(), parse_number);
+  }
+}
+
+template <class T>
 std::string o_set_typed<T>::get_value(code_t code) const {
   if (code == k_unknown) return null_value();
   require_frozen(k_value_unfrozen);

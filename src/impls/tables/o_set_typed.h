@@ -50,6 +50,7 @@ class o_set_typed : public o_set {
   void rescale(double factor) override;
   [[nodiscard]] o_set* clone() const override;
   code_t find_mid(code_t lo, code_t hi) const override;
+  std::unique_ptr<number_limits> limits_at(std::span<const code_t> codes) const override;
   void bin_out(zel::inpout::obinstream& out) const override;
   void bin_in(zel::inpout::ibinstream& in) override;
 

@@ -52,9 +52,10 @@ bool holds(std::string_view text, char byte) {
 
 }  // namespace
 
-row_splitter::row_splitter(char separator, std::size_t columns)
+row_splitter::row_splitter(char separator, std::size_t columns, bool opens_last)
     : separator_(separator),
       columns_(columns),
+      opens_last_(opens_last),
       simple_(separator == ' ' || separator == '\r' || separator == '\n'),
       cells_(columns * cell_batch::k_rows) {}
 
@@ -129,7 +130,7 @@ bool row_splitter::end_row(std::size_t feed) {
   if (stop > at_ && text_[stop - 1] == '\r') --stop;
   const std::string_view line = text_.substr(at_, stop - at_);
   std::size_t fields = end_ - row_;
-  if (begin_ < stop || fields == 0) {  // a separator at the very end opens no further field
+  if (begin_ < stop || fields == 0 || opens_last_) {
     if (fields++ < columns_) {
       cells_[end_++] = {static_cast<std::uint32_t>(begin_),
                         static_cast<std::uint32_t>(stop - begin_)};

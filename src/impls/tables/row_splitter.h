@@ -12,7 +12,9 @@ namespace orvik::impls {
 /// Cuts one block after another, looking for separators and line ends 64 bytes at a time.
 class row_splitter {
  public:
-  row_splitter(char separator, std::size_t columns);
+  /// `opens_last`: a separator at the very end of a row opens an empty field; otherwise it ends
+  /// the one before.
+  row_splitter(char separator, std::size_t columns, bool opens_last = false);
 
   /// Begins with the first line of `block`, whole lines that must outlive their cells.
   /// A block has less than 4 GiB.
@@ -24,6 +26,8 @@ class row_splitter {
   std::size_t next();
   /// After next(): whether the row behind those that it gave is a bad one.
   bool stopped() const { return stopped_; }
+  /// What is left of the block behind the rows that next() gave.
+  std::string_view rest() const { return text_.substr(at_); }
   /// The line of the bad row.
   std::string_view bad_line() const { return bad_line_; }
 
@@ -40,6 +44,7 @@ class row_splitter {
 
   char separator_;
   std::size_t columns_;
+  bool opens_last_;
   bool simple_;  // a separator that the fast search does not know
   std::string_view text_;
   std::size_t at_ = 0;  // where the next row begins
