@@ -190,7 +190,8 @@ void run(const settings& how) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::signal(SIGPIPE, SIG_IGN);
+  // A size limit is an error like others. A reader that has seen enough, such as head, is none: the
+  // signal of its pipe ends the program.
   std::signal(SIGXFSZ, SIG_IGN);
   CLI::App app("Shows a model of orvcmd: as a report, pictures, rules and programs.");
   settings how;
