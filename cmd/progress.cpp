@@ -43,8 +43,9 @@ std::string short_number(double value) {
 std::string progress_text(const reading& at, double seconds) {
   if (at.done == 0) return {};
   const std::string units = k_units[static_cast<unsigned>(at.of)];
-  std::string text = at.total > 0 ? std::to_string(at.done) + " of " + std::to_string(at.total)
-                                  : short_number(static_cast<double>(at.done));
+  std::string text = at.total > 0      ? std::to_string(at.done) + " of " + std::to_string(at.total)
+                     : at.done < 10000 ? std::to_string(at.done)
+                                       : short_number(static_cast<double>(at.done));
   text += ' ' + units;
   if (seconds < k_least_seconds) return text;
   const double rate = static_cast<double>(at.done) / seconds;

@@ -14,6 +14,7 @@ TEST(progress, is_told_as_far_as_it_is_known) {
   EXPECT_EQ(progress_text({unit::trees, 0, 100}, 5), "");
   EXPECT_EQ(progress_text({unit::trees, 20, 100}, 0.1), "20 of 100 trees");
   EXPECT_EQ(progress_text({unit::trees, 20, 100}, 5), "20 of 100 trees, 4.0 trees/s, 20 s left");
+  EXPECT_EQ(progress_text({unit::nodes, 1, 0}, 0.1), "1 nodes");
   EXPECT_EQ(progress_text({unit::rows, 3000000, 0}, 2), "3000 K rows, 1500 K rows/s");
   EXPECT_EQ(progress_text({unit::folds, 10, 10}, 5), "10 of 10 folds, 2.0 folds/s");
 }
