@@ -92,16 +92,6 @@ inline void sum_cells(std::span<const count_t> cells, std::span<count_t> sums) {
   }
 }
 
-template <class Codes>
-splitting_desc measure_discrete(const Codes& codes, const counted_node& node, code_range range,
-                                count_scratch& scratch) {
-  const count_t unknown = count_cells(codes, node, range, scratch.cells);
-  if (unknown == 0) return measure_cells(scratch.cells, node, node.totals, 0);
-  scratch.known.resize(node.totals.size());
-  sum_cells(scratch.cells, scratch.known);
-  return measure_cells(scratch.cells, node, scratch.known, unknown);
-}
-
 /// The search for the best cut, as cut_search, while counts pass from right to left.
 class count_search {
  public:
@@ -212,6 +202,12 @@ struct key_groups {
       search.move(place_of(keys[i]), static_cast<std::uint16_t>(keys[i]));
     }
   }
+  /// Adds the cases of a group to the cells of its value.
+  void add(const value_group& group, std::span<count_t> cells) const {
+    for (std::size_t i = group.begin; i < group.end; ++i) {
+      cells[place_of(keys[i])] += static_cast<std::uint16_t>(keys[i]);
+    }
+  }
 };
 
 /// Groups of cells, one a code.
@@ -276,14 +272,14 @@ splitting_desc measure_by_cells(const Codes& codes, const counted_node& node, co
   return sweep(cell_groups{scratch.cells, node.totals.size()}, node, unknown, range.first, scratch);
 }
 
-/// By sorting: O(cases + cuts * classes).
+/// The known cases sorted by code, their counts by place in scratch.right; `unknown`: the others.
 template <class Codes>
-splitting_desc measure_by_keys(const Codes& codes, const counted_node& node, code_range range,
-                               count_scratch& scratch) {
+key_groups sort_known(const Codes& codes, const counted_node& node, code_range range,
+                      count_scratch& scratch, count_t& unknown) {
   const std::span<std::uint64_t> keys = scratch.sorter.start(node.cases.size());
   scratch.right.assign(node.totals.begin(), node.totals.end());
   std::size_t n = 0;
-  count_t unknown = 0;
+  unknown = 0;
   for (const counted_case& c : node.cases) {
     const code_t code = codes[c.row];
     const std::uint16_t place = node.places[c.class_code];
@@ -294,19 +290,65 @@ splitting_desc measure_by_keys(const Codes& codes, const counted_node& node, cod
       keys[n++] = key_groups::key_of(code - range.first, place, c.count);
     }
   }
-  const key_groups groups{scratch.sorter.sort(n, range.second - range.first)};
+  return {scratch.sorter.sort(n, range.second - range.first)};
+}
+
+/// By sorting: O(cases + cuts * classes).
+template <class Codes>
+splitting_desc measure_by_keys(const Codes& codes, const counted_node& node, code_range range,
+                               count_scratch& scratch) {
+  count_t unknown;
+  const key_groups groups = sort_known(codes, node, range, scratch, unknown);
   return sweep(groups, node, unknown, range.first, scratch);
 }
 
-/// The cheaper of the two.
+/// The discrete measure by counting: O(cases + codes * classes).
+template <class Codes>
+splitting_desc measure_all_values(const Codes& codes, const counted_node& node, code_range range,
+                                  count_scratch& scratch) {
+  const count_t unknown = count_cells(codes, node, range, scratch.cells);
+  if (unknown == 0) return measure_cells(scratch.cells, node, node.totals, 0);
+  scratch.known.resize(node.totals.size());
+  sum_cells(scratch.cells, scratch.known);
+  return measure_cells(scratch.cells, node, scratch.known, unknown);
+}
+
+/// By sorting, with cells for the values that occur; the others would add nothing to any sum.
+/// O(cases * classes).
+template <class Codes>
+splitting_desc measure_present_values(const Codes& codes, const counted_node& node,
+                                      code_range range, count_scratch& scratch) {
+  count_t unknown;
+  const key_groups groups = sort_known(codes, node, range, scratch, unknown);
+  const std::size_t n = node.totals.size();
+  scratch.cells.clear();
+  for (value_group g = groups.at(0); g.begin != g.end; g = groups.at(g.end)) {
+    scratch.cells.resize(scratch.cells.size() + n);
+    groups.add(g, std::span(scratch.cells).last(n));
+  }
+  return measure_cells(scratch.cells, node, scratch.right, unknown);
+}
+
+/// Whether clearing and reading a cell for each code and class takes longer than sorting.
+inline bool is_sparse(const counted_node& node, code_range range) {
+  constexpr std::size_t k_cells_per_case = 4;
+  return (range.second - range.first) * node.totals.size() > k_cells_per_case * node.cases.size();
+}
+
+template <class Codes>
+splitting_desc measure_discrete(const Codes& codes, const counted_node& node, code_range range,
+                                count_scratch& scratch) {
+  // A branch without cases would count as large where the least weight is none.
+  return is_sparse(node, range) && node.min_weight > 0
+             ? measure_present_values(codes, node, range, scratch)
+             : measure_all_values(codes, node, range, scratch);
+}
+
 template <class Codes>
 splitting_desc measure_continuous(const Codes& codes, const counted_node& node, code_range range,
                                   count_scratch& scratch) {
-  constexpr std::size_t k_cells_per_case = 4;  // as long as clearing and reading them takes
-  const std::size_t n_cells = (range.second - range.first) * node.totals.size();
-  return n_cells <= k_cells_per_case * node.cases.size()
-             ? measure_by_cells(codes, node, range, scratch)
-             : measure_by_keys(codes, node, range, scratch);
+  return is_sparse(node, range) ? measure_by_keys(codes, node, range, scratch)
+                                : measure_by_cells(codes, node, range, scratch);
 }
 
 }  // namespace orvik::impls::kernel

@@ -5,6 +5,7 @@
 #include "impls/tables/case_sort.h"
 #include "impls/tables/column_bool.h"
 #include "impls/tables/column_typed.h"
+#include "impls/trees/discrete_kernel.h"
 #include "impls/trees/split_kernel.h"
 
 namespace orvik::impls {

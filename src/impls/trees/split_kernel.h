@@ -76,46 +76,6 @@ struct split_task {
   std::size_t n_classes;
 };
 
-template <class Codes, class Classes>
-splitting_desc measure_discrete(const Codes& codes, const Classes& classes, const case_list& cases,
-                                const split_task& task, split_scratch& scratch) {
-  const std::size_t n = task.n_classes;
-  const std::size_t n_codes = task.range.second - task.range.first;
-  std::vector<double>& cells = scratch.cells;
-  std::vector<double>& totals = scratch.totals;
-  cells.assign(n_codes * n, 0.0);
-  totals.assign(n, 0.0);
-  double unknown = 0;
-  for (const auto& [row, weight] : cases) {
-    const code_t code = codes[row];
-    if (code == k_unknown) {
-      unknown += weight;
-      continue;
-    }
-    const std::size_t c = classes[row] - 1;
-    cells[(code - task.range.first) * n + c] += weight;
-    totals[c] += weight;
-  }
-  const double known = task.total_weight - unknown;
-  if (known == 0) return {};
-
-  std::size_t large_branches = 0;
-  double branch_infos = 0;
-  info_sum split_info;
-  split_info.add(unknown);
-  for (std::size_t b = 0; b < n_codes; ++b) {
-    const std::span<const double> branch(cells.data() + b * n, n);
-    double weight = 0;
-    for (const double w : branch) weight += w;
-    large_branches += weight >= task.min_weight;
-    if (weight != 0) branch_infos += info(branch);
-    split_info.add(weight);
-  }
-  if (large_branches < 2) return {};
-  const double gain = (known / (unknown + known)) * (info(totals) / known - branch_infos / known);
-  return {0, 0, gain, split_info.value() / task.total_weight};
-}
-
 /// Finds the best cut of a continuous attribute while its known values pass from the right side
 /// to the left in ascending order. A cut inside a run of one class is passed over: a neighbour
 /// of the run is at least as good (Fayyad and Irani 1992).
