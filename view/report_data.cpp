@@ -115,7 +115,7 @@ void data_writer::write_head(const std::string& title) {
   utf8(as_utf8(title));
   key("kind");
   text(model_.is_ensemble() ? "Ensemble of classification trees" : "Classification tree");
-  key("library");
+  key("made_by");
   text(std::string(k_library_name) + ' ' + k_version);
   key("ensemble");
   json_.Bool(model_.is_ensemble());

@@ -150,7 +150,7 @@ function build() {
   const main = el('main', {}, sections);
   document.getElementById('no-script').replaceWith(
     header(model), el('nav', { 'aria-label': 'Sections' }, links), main,
-    el('footer', { class: 'muted' }, model.library));
+    el('footer', { class: 'muted' }, model.made_by));
   choose(0);
   preparePrint(tree.view, rules, main);
   performance.mark('orvik-report-ready');
