@@ -23,7 +23,7 @@ run_example() { "$1" "$installed/share/doc/orvik/examples/golf" | diff "$root/te
 
 echo "find_package"
 example=$installed/share/doc/orvik/examples/library
-cmake -S "$example" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$installed" \
+cmake -G Ninja -S "$example" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$installed" \
   -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" >/dev/null
 cmake --build "$work/cmake" >/dev/null
 run_example "$work/cmake/golf"
