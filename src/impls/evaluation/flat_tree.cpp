@@ -163,23 +163,18 @@ void flat_tree::step_down(const case_block& cases, std::span<traveller> on_way,
   }
 }
 
-std::span<const flat_tree::place> flat_tree::descend(const case_block& cases, std::size_t n) const {
+/// Memory of the thread for `n` cases on their way, all at the root; their numbers are to be set.
+std::vector<flat_tree::traveller>& flat_tree::at_root(std::size_t n) const {
   thread_local std::vector<traveller> on_way;
-  thread_local std::vector<place> ends;
-  on_way.resize(n);
-  for (std::uint32_t i = 0; i < n; ++i) on_way[i] = {i, root_};
-  ends.resize(n);
-  step_down(cases, on_way, ends);
-  return ends;
+  on_way.assign(n, {0, root_});
+  return on_way;
 }
 
 std::span<const flat_tree::place> flat_tree::descend(const case_block& cases,
-                                                     std::span<const std::uint32_t> which) const {
-  thread_local std::vector<traveller> on_way;
+                                                     std::span<traveller> on_way,
+                                                     std::size_t n) const {
   thread_local std::vector<place> ends;
-  on_way.clear();
-  for (const std::uint32_t i : which) on_way.push_back({i, root_});
-  ends.resize(cases.size());
+  ends.resize(n);
   step_down(cases, on_way, ends);
   return ends;
 }

@@ -41,14 +41,19 @@ class flat_tree {
   /// for cases 0 .. n - 1 of the block. Does not allocate once the thread's memory has grown.
   template <class Take>
   void predict(const case_block& cases, std::size_t n, const Take& take) const {
-    const std::span<const std::uint32_t> ends = descend(cases, n);
+    std::vector<traveller>& on_way = at_root(n);
+    for (std::uint32_t i = 0; i < n; ++i) on_way[i].number = i;
+    const std::span<const place> ends = descend(cases, on_way, n);
     for (std::size_t i = 0; i < n; ++i) arrive(cases, i, ends[i], take);
   }
-  /// The same for some cases.
+  /// The same for some cases, in ascending order.
   template <class Take>
   void predict(const case_block& cases, std::span<const std::uint32_t> which,
                const Take& take) const {
-    const std::span<const std::uint32_t> ends = descend(cases, which);
+    std::vector<traveller>& on_way = at_root(which.size());
+    for (std::size_t i = 0; i < which.size(); ++i) on_way[i].number = which[i];
+    const std::size_t n = which.empty() ? 0 : which.back() + 1;  // also where no code is
+    const std::span<const place> ends = descend(cases, on_way, n);
     for (const std::uint32_t i : which) arrive(cases, i, ends[i], take);
   }
 
@@ -100,15 +105,15 @@ class flat_tree {
     return code == k_unknown ? at | k_stopped : next;
   }
 
-  /// Where the cases end, by case: a leaf, or a test that a case stopped at. Valid until the
-  /// thread's next descent.
-  std::span<const place> descend(const case_block& cases, std::size_t n) const;
-  std::span<const place> descend(const case_block& cases,
-                                 std::span<const std::uint32_t> which) const;
   struct traveller {
     std::uint32_t number;  // of the case
     place at;
   };
+  std::vector<traveller>& at_root(std::size_t n) const;
+  /// Where the cases, of numbers below n, end, by number: a leaf, or a test that a case stopped at.
+  /// Valid until the thread's next descent.
+  std::span<const place> descend(const case_block& cases, std::span<traveller> on_way,
+                                 std::size_t n) const;
   void step_down(const case_block& cases, std::span<traveller> on_way, std::span<place> ends) const;
 
   template <class Take>

@@ -121,18 +121,23 @@ void row_coder::split_score_row(std::string_view line, char separator) {
 
 void row_coder::read_score_row(std::string_view line, char separator) {
   split_score_row(line, separator);
+  const form* const f = score_form_of_fields();
+  read(f == nullptr ? score_forms_[0] : *f, line);
+}
+
+const row_coder::form* row_coder::score_form_of_fields() const {
   const auto fits = [this](const form& f) { return f.size() == fields_.size(); };
   const auto f = std::ranges::find_if(score_forms_, fits);
-  read(f == score_forms_.end() ? score_forms_[0] : *f, line);
+  return f == score_forms_.end() ? nullptr : &*f;
 }
 
 const row_coder::form* row_coder::form_of(std::string_view line, char separator, bool is_scored) {
-  is_scored ? split_score_row(line, separator) : split(line, separator);
-  if (!is_scored) return fields_.size() == test_form_.size() ? &test_form_ : nullptr;
-  for (const form& f : score_forms_) {
-    if (f.size() == fields_.size()) return &f;
+  if (is_scored) {
+    split_score_row(line, separator);
+    return score_form_of_fields();
   }
-  return nullptr;
+  split(line, separator);
+  return fields_.size() == test_form_.size() ? &test_form_ : nullptr;
 }
 
 void row_coder::read(const form& f, std::string_view line) {

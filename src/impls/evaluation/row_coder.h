@@ -120,6 +120,7 @@ class row_coder {
   form test_form() const;
   form score_form(bool with_class, bool with_weight) const;
   void split(std::string_view line, char separator);
+  const form* score_form_of_fields() const;
   void split_score_row(std::string_view line, char separator);
   void read(const form& f, std::string_view line);
   code_t known_code(unsigned long column, std::string_view text, bool admits_null);
