@@ -33,6 +33,12 @@ std::span<const coded_case> code_sorter::sorted(const code_range& range) {
   return cases_;
 }
 
+/// By class first: what comes after it is stable.
+std::span<const coded_case> code_sorter::sorted(const code_range& range, std::size_t n_classes) {
+  pass([](const coded_case& c) { return c.class_code; }, 1, n_classes);
+  return sorted(range);
+}
+
 void code_sorter::sort_by_keys(const code_range& range) {
   const std::span<std::uint64_t> keys = sorter_.start(cases_.size());
   for (std::size_t i = 0; i < keys.size(); ++i) {

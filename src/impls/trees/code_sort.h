@@ -35,6 +35,8 @@ class code_sorter {
   /// The cases in ascending order of code, equal codes in the order of their addition.
   /// All codes lie in `range`. Valid until the next start().
   std::span<const coded_case> sorted(const code_range& range);
+  /// The same, those of a code in ascending order of class, from 1 to n_classes.
+  std::span<const coded_case> sorted(const code_range& range, std::size_t n_classes);
 
  private:
   void sort_by_keys(const code_range& range);

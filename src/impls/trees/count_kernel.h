@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <limits>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "impls/trees/count_logs.h"
@@ -34,6 +35,7 @@ struct counted_node {
 struct count_scratch {
   std::vector<count_t> cells;  // by code of the range, then by place
   std::vector<count_t> left, right, known;
+  std::vector<std::uint16_t> places;  // of the classes of a value
   zel::adt::key_sorter sorter;
 };
 
@@ -44,27 +46,45 @@ inline double info(std::span<const count_t> counts, count_t sum, const count_log
   return logs[sum] - terms;
 }
 
+/// What the branches of a discrete test add up to, taken in the order of their codes.
+class branch_counts {
+ public:
+  branch_counts(const counted_node& node, count_t unknown)
+      : node_(node), unknown_(unknown), sizes_(logs_[unknown]) {}
+
+  /// `branch`: counts by place; those of 0 may be left out.
+  void add(std::span<const count_t> branch) {
+    count_t size = 0;
+    for (const count_t count : branch) size += count;
+    large_ += size >= node_.min_weight;
+    if (size != 0) infos_ += info(branch, size, logs_);
+    sizes_ += logs_[size];
+  }
+  /// `known`: the counts of all branches.
+  splitting_desc result(std::span<const count_t> known) const {
+    const count_t known_sum = node_.total - unknown_;
+    if (known_sum == 0 || large_ < 2) return {};
+    const double w = node_.total, k = known_sum;
+    const double gain = (k / w) * (info(known, known_sum, logs_) / k - infos_ / k);
+    return {0, 0, gain, (logs_[node_.total] - sizes_) / w};
+  }
+
+ private:
+  const counted_node& node_;
+  const count_logs& logs_ = count_logs::get();
+  count_t unknown_;
+  std::size_t large_ = 0;
+  double infos_ = 0, sizes_;
+};
+
 /// The discrete measure on cells: one row of them for each code.
 inline splitting_desc measure_cells(std::span<const count_t> cells, const counted_node& node,
                                     std::span<const count_t> known, count_t unknown) {
-  const count_logs& logs = count_logs::get();
-  const std::size_t n = known.size();
-  const count_t known_sum = node.total - unknown;
-  if (known_sum == 0) return {};
-  std::size_t large_branches = 0;
-  double branch_infos = 0, sizes = logs[unknown];
-  for (std::size_t at = 0; at < cells.size(); at += n) {
-    const std::span<const count_t> branch = cells.subspan(at, n);
-    count_t size = 0;
-    for (const count_t count : branch) size += count;
-    large_branches += size >= node.min_weight;
-    if (size != 0) branch_infos += info(branch, size, logs);
-    sizes += logs[size];
+  branch_counts branches(node, unknown);
+  for (std::size_t at = 0; at < cells.size(); at += known.size()) {
+    branches.add(cells.subspan(at, known.size()));
   }
-  if (large_branches < 2) return {};
-  const double w = node.total, k = known_sum;
-  const double gain = (k / w) * (info(known, known_sum, logs) / k - branch_infos / k);
-  return {0, 0, gain, (logs[node.total] - sizes) / w};
+  return branches.result(known);
 }
 
 /// Adds the cases to their cells. @return the number of unknown values.
@@ -170,13 +190,6 @@ class count_search {
   count_t best_left_ = 0;
 };
 
-/// The cases of one known value, as a sweep meets them; `end` (of a source) where there are none.
-struct value_group {
-  std::size_t begin, end;
-  code_t code;
-  std::uint32_t place;  // of the class of all its cases, or k_mixed
-};
-
 /// Groups of sorted keys (code, place, count), codes counted from the start of the range.
 struct key_groups {
   std::span<const std::uint64_t> keys;
@@ -202,10 +215,18 @@ struct key_groups {
       search.move(place_of(keys[i]), static_cast<std::uint16_t>(keys[i]));
     }
   }
-  /// Adds the cases of a group to the cells of its value.
-  void add(const value_group& group, std::span<count_t> cells) const {
+  /// Appends the cells of a value that are not 0, in the order of their places, to scratch.cells.
+  /// scratch.left is 0 everywhere, before and after.
+  void take_cells(const value_group& group, count_scratch& scratch) const {
+    scratch.places.clear();
     for (std::size_t i = group.begin; i < group.end; ++i) {
-      cells[place_of(keys[i])] += static_cast<std::uint16_t>(keys[i]);
+      count_t& cell = scratch.left[place_of(keys[i])];
+      if (cell == 0) scratch.places.push_back(place_of(keys[i]));
+      cell += static_cast<std::uint16_t>(keys[i]);
+    }
+    std::ranges::sort(scratch.places);
+    for (const std::uint16_t place : scratch.places) {
+      scratch.cells.push_back(std::exchange(scratch.left[place], 0));
     }
   }
 };
@@ -228,7 +249,7 @@ struct cell_groups {
     return {begin, begin, 0, k_mixed};
   }
   void move(const value_group& group, count_search& search) const {
-    if (group.place != k_mixed) return search.move(group.place, cells[group.begin + group.place]);
+    if (group.only != k_mixed) return search.move(group.only, cells[group.begin + group.only]);
     search.move_all(cells.subspan(group.begin, n_places));
   }
 };
@@ -243,18 +264,18 @@ splitting_desc sweep(const Groups& groups, const counted_node& node, count_t unk
   if (group.begin == group.end || !search.possible()) return {};
   search.begin();
   // The class of the run of values since the last evaluated cut; k_mixed where it is none.
-  std::uint32_t run = group.place;
+  std::uint32_t run = group.only;
   for (;;) {
     groups.move(group, search);
-    if (group.place != run) run = k_mixed;
+    if (group.only != run) run = k_mixed;
     const value_group next = groups.at(group.end);
     if (next.begin == next.end) break;
     if (!search.too_light()) {
       if (search.ended()) break;
       search.count_try();
-      if (run == k_mixed || next.place != run) {
+      if (run == k_mixed || next.only != run) {
         search.evaluate(group.code + lo, next.code + lo);
-        run = next.place;
+        run = next.only;
       }
     }
     group = next;
@@ -313,25 +334,25 @@ splitting_desc measure_all_values(const Codes& codes, const counted_node& node, 
   return measure_cells(scratch.cells, node, scratch.known, unknown);
 }
 
-/// By sorting, with cells for the values that occur; the others would add nothing to any sum.
-/// O(cases * classes).
+/// By sorting, for the cells that occur; the others would add nothing to any sum.
+/// O(cases + classes), and the logarithm of the classes of a value.
 template <class Codes>
 splitting_desc measure_present_values(const Codes& codes, const counted_node& node,
                                       code_range range, count_scratch& scratch) {
   count_t unknown;
   const key_groups groups = sort_known(codes, node, range, scratch, unknown);
-  const std::size_t n = node.totals.size();
-  scratch.cells.clear();
+  branch_counts branches(node, unknown);
+  scratch.left.assign(node.totals.size(), 0);  // the cells of a value, by place
   for (value_group g = groups.at(0); g.begin != g.end; g = groups.at(g.end)) {
-    scratch.cells.resize(scratch.cells.size() + n);
-    groups.add(g, std::span(scratch.cells).last(n));
+    scratch.cells.clear();
+    groups.take_cells(g, scratch);
+    branches.add(scratch.cells);
   }
-  return measure_cells(scratch.cells, node, scratch.right, unknown);
+  return branches.result(scratch.right);
 }
 
 /// Whether clearing and reading a cell for each code and class takes longer than sorting.
 inline bool is_sparse(const counted_node& node, code_range range) {
-  constexpr std::size_t k_cells_per_case = 4;
   return (range.second - range.first) * node.totals.size() > k_cells_per_case * node.cases.size();
 }
 

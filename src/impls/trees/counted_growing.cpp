@@ -177,7 +177,8 @@ void counted_growing::sort_in_place(const counted_piece& piece,
   for (const candidate& c : candidates) {
     const growing_plan::attribute& a = plan_.attributes()[c.attribute];
     const narrow_range& range = piece.ranges[c.attribute];
-    if (a.values->type() != column::CONTINUOUS || n / (range.second - range.first) > 1) continue;
+    if (a.values->type() != column::CONTINUOUS) continue;
+    if (!is_measured_by_sorting(n, range.second - range.first)) continue;
     const std::span<std::uint64_t> keys = sorter.start(n);
     visit_codes(a.codes, [&](const auto& codes) {
       for (std::size_t i = 0; i < n; ++i) {

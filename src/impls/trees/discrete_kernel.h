@@ -51,30 +51,17 @@ double add_all_branches(const Codes& codes, const Classes& classes, const case_l
   return unknown;
 }
 
-/// By stable sorting, for the codes that occur; the others would add nothing to any sum.
-/// O(cases * classes).
+/// By stable sorting, for the cells that occur; the others would add nothing to any sum.
+/// O(cases + classes).
 template <class Codes, class Classes>
 double add_present_branches(const Codes& codes, const Classes& classes, const case_list& cases,
                             const split_task& task, split_scratch& scratch, branch_sums& sums) {
-  scratch.sorter.start(cases.size());
-  double unknown = 0;
-  for (const auto& [row, weight] : cases) {
-    const code_t code = codes[row];
-    if (code == k_unknown) {
-      unknown += weight;
-      continue;
-    }
-    scratch.sorter.add(code, classes[row], weight);
-    scratch.totals[classes[row] - 1] += weight;
-  }
+  const double unknown = start_sorting(codes, classes, cases, scratch, scratch.totals);
   sums.split_info.add(unknown);
-  const std::span<const coded_case> sorted = scratch.sorter.sorted(task.range);
-  for (std::size_t i = 0; i < sorted.size();) {
-    const code_t code = sorted[i].code;
-    scratch.cells.assign(task.n_classes, 0.0);
-    for (; i < sorted.size() && sorted[i].code == code; ++i) {
-      scratch.cells[sorted[i].class_code - 1] += sorted[i].weight;
-    }
+  const run_values values{scratch.sorter.sorted(task.range, task.n_classes)};
+  for (value_group g = values.at(0); g.begin != g.end; g = values.at(g.end)) {
+    scratch.cells.clear();
+    values.visit_cells(g, [&](std::uint32_t, double w) { scratch.cells.push_back(w); });
     sums.add(scratch.cells, task.min_weight);
   }
   return unknown;
@@ -83,7 +70,6 @@ double add_present_branches(const Codes& codes, const Classes& classes, const ca
 template <class Codes, class Classes>
 splitting_desc measure_discrete(const Codes& codes, const Classes& classes, const case_list& cases,
                                 const split_task& task, split_scratch& scratch) {
-  constexpr std::size_t k_cells_per_case = 4;
   const std::size_t n_cells = (task.range.second - task.range.first) * task.n_classes;
   scratch.totals.assign(task.n_classes, 0.0);
   branch_sums sums;

@@ -6,6 +6,7 @@
 #include "impls/tables/column_bool.h"
 #include "impls/tables/column_typed.h"
 #include "impls/trees/discrete_kernel.h"
+#include "impls/trees/split_choice.h"
 #include "impls/trees/split_kernel.h"
 
 namespace orvik::impls {
@@ -53,7 +54,7 @@ column::splitting_desc measure(const column& self, const Codes& codes, const Cla
   }
   if (self.type() != column::CONTINUOUS) return {};
   const unsigned long n_codes = task.range.second - task.range.first;
-  if (cases.size() / n_codes <= 1) {
+  if (is_measured_by_sorting(cases.size(), n_codes)) {
     return measure_by_sorting(self, codes, classes, cases, task, copy);
   }
   return kernel::measure_counted(codes, classes, cases, task, thread_scratch());

@@ -1,5 +1,6 @@
 #include "impls/trees/split_choice.h"
 
+#include <algorithm>
 #include <bit>
 #include <stdexcept>
 
@@ -33,7 +34,9 @@ void keep_random(std::vector<candidate>& candidates, unsigned long k, zel::util:
 
 double threshold_of(const column& tested, const column::splitting_desc& desc) {
   if (tested.type() != column::CONTINUOUS) return 0.0;
-  return static_cast<double>(tested.values()->find_mid(desc.left_code, desc.right_code));
+  const code_t middle = tested.values()->find_mid(desc.left_code, desc.right_code);
+  // The cases above the cut stay above it whatever the values are: growing always ends.
+  return static_cast<double>(std::min(middle, desc.right_code - 1));
 }
 
 }  // namespace orvik::impls

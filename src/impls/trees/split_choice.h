@@ -17,6 +17,12 @@ namespace orvik::impls {
 /// Shorter case lists are measured in place: each sort leaves them in the order of the last one.
 constexpr unsigned long k_copied_cases = 50;
 
+/// Whether a continuous attribute is measured by sorting the cases: where there are not many of
+/// them a code of the range.
+constexpr bool is_measured_by_sorting(unsigned long n_cases, unsigned long n_codes) {
+  return n_cases / n_codes <= 1;
+}
+
 /// An attribute that a node may test, and what its measure says.
 struct candidate {
   unsigned int attribute;

@@ -59,6 +59,17 @@ inline double info(double a, double b, double c) {
 constexpr std::uint32_t k_mixed = 0xffffffff;
 constexpr std::uint32_t k_absent = 0;
 
+/// The cases of one known value, as a sweep meets them; those of a source end with an empty one.
+struct value_group {
+  std::size_t begin, end;
+  code_t code;
+  std::uint32_t only;  // the class of all its cases (or that class's place), or k_mixed
+};
+
+/// Cells for all codes, from this number of them a case on, take longer to clear and to read than
+/// the cases take to sort, and more memory.
+constexpr std::size_t k_cells_per_case = 4;
+
 /// Memory of one measurement, kept by each thread. Class arrays have no slot for class code 0:
 /// class c is at c - 1.
 struct split_scratch {
@@ -193,17 +204,84 @@ inline splitting_desc measure_sorted(std::span<const coded_case> cases, double u
   return search.result();
 }
 
-/// By counting the classes of every code of the range: no sort, for many cases a code.
-/// O(cases + codes * classes).
+/// The classes of every code of the range, counted.
+struct cell_values {
+  std::span<const double> cells;  // by code, then by class
+  std::span<const std::uint32_t> value_class;
+  std::size_t n_classes;
+  code_t lo;
+
+  value_group at(std::size_t code) const {
+    while (code < value_class.size() && value_class[code] == k_absent) ++code;
+    if (code == value_class.size()) return {code, code, 0, k_mixed};
+    return {code, code + 1, code + lo, value_class[code]};
+  }
+  /// Calls visit(class, weight) for the cells of a value, in the order of the classes.
+  template <class Visit>
+  void visit_cells(const value_group& group, const Visit& visit) const {
+    for (std::uint32_t c = 1; c <= n_classes; ++c) {
+      const double w = cells[group.begin * n_classes + c - 1];
+      if (w != 0) visit(c, w);
+    }
+  }
+};
+
+/// The same cells as runs of cases sorted by code, then by class.
+struct run_values {
+  std::span<const coded_case> cases;
+
+  value_group at(std::size_t begin) const {
+    if (begin == cases.size()) return {begin, begin, 0, k_mixed};
+    const coded_case& first = cases[begin];
+    std::size_t end = begin + 1;
+    while (end < cases.size() && cases[end].code == first.code) ++end;
+    const bool mixed = cases[end - 1].class_code != first.class_code;
+    return {begin, end, first.code, mixed ? k_mixed : first.class_code};
+  }
+  template <class Visit>
+  void visit_cells(const value_group& group, const Visit& visit) const {
+    for (std::size_t i = group.begin; i < group.end;) {
+      const std::uint32_t c = cases[i].class_code;
+      double w = 0;
+      for (; i < group.end && cases[i].class_code == c; ++i) w += cases[i].weight;
+      if (w != 0) visit(c, w);
+    }
+  }
+};
+
+/// Moves value after value, class by class; scratch.right holds the known weight of every class.
+template <class Values>
+splitting_desc sweep(const Values& values, double unknown, const split_task& task,
+                     split_scratch& scratch) {
+  cut_search search(task, unknown, scratch.left, scratch.right);
+  value_group group = values.at(0);
+  if (group.begin == group.end || !search.possible()) return {};
+  search.begin(group.only);
+  for (;;) {
+    values.visit_cells(group, [&](std::uint32_t c, double w) { search.move(c, w); });
+    // A mixed value is no pure run: k_mixed is not the class of any run it could continue.
+    search.note_class(group.only == k_mixed ? k_absent : group.only);
+    const value_group next = values.at(group.end);
+    if (next.begin == next.end) break;
+    const cut_search::step step = search.next_step();
+    if (step == cut_search::step::END) break;
+    if (step == cut_search::step::CUT &&
+        !(search.run_is_pure() && next.only == search.run_class())) {
+      search.evaluate(group.code, next.code, next.only);
+    }
+    group = next;
+  }
+  return search.result();
+}
+
+/// With cells for all codes: O(cases + codes * classes).
 template <class Codes, class Classes>
-splitting_desc measure_counted(const Codes& codes, const Classes& classes, const case_list& cases,
-                               const split_task& task, split_scratch& scratch) {
+splitting_desc measure_all_cells(const Codes& codes, const Classes& classes, const case_list& cases,
+                                 const split_task& task, split_scratch& scratch) {
   const std::size_t n = task.n_classes;
   const std::size_t n_codes = task.range.second - task.range.first;
   scratch.cells.assign(n_codes * n, 0.0);
   scratch.value_class.assign(n_codes, k_absent);
-  scratch.left.assign(n, 0.0);
-  scratch.right.assign(n, 0.0);
   double unknown = 0;
   for (const auto& [row, weight] : cases) {
     const code_t code = codes[row];
@@ -220,34 +298,52 @@ splitting_desc measure_counted(const Codes& codes, const Classes& classes, const
   for (std::size_t i = 0; i < scratch.cells.size(); i += n) {
     for (std::size_t c = 0; c < n; ++c) scratch.right[c] += scratch.cells[i + c];
   }
-  cut_search search(task, unknown, scratch.left, scratch.right);
-  const auto& value_class = scratch.value_class;
-  const auto next_present = [&](std::size_t at) {
-    while (at < n_codes && value_class[at] == k_absent) ++at;
-    return at;
-  };
-  std::size_t at = next_present(0);
-  if (at == n_codes || !search.possible()) return {};
+  const cell_values values{scratch.cells, scratch.value_class, n, task.range.first};
+  return sweep(values, unknown, task, scratch);
+}
 
-  search.begin(value_class[at]);
-  for (;;) {
-    for (std::uint32_t c = 1; c <= n; ++c) {
-      const double w = scratch.cells[at * n + c - 1];
-      if (w != 0) search.move(c, w);
+/// The known cases to the sorter and, class by class, to `totals`, which may be empty.
+/// @return the weight of the others.
+template <class Codes, class Classes>
+double start_sorting(const Codes& codes, const Classes& classes, const case_list& cases,
+                     split_scratch& scratch, std::span<double> totals) {
+  scratch.sorter.start(cases.size());
+  double unknown = 0;
+  for (const auto& [row, weight] : cases) {
+    const code_t code = codes[row];
+    if (code == k_unknown) {
+      unknown += weight;
+    } else {
+      scratch.sorter.add(code, classes[row], weight);
+      if (!totals.empty()) totals[classes[row] - 1] += weight;
     }
-    // A mixed value is no pure run: k_mixed is not the class of any run it could continue.
-    search.note_class(value_class[at] == k_mixed ? k_absent : value_class[at]);
-    const std::size_t next = next_present(at + 1);
-    if (next == n_codes) break;
-    const cut_search::step step = search.next_step();
-    if (step == cut_search::step::END) break;
-    if (step == cut_search::step::CUT &&
-        !(search.run_is_pure() && value_class[next] == search.run_class())) {
-      search.evaluate(at + task.range.first, next + task.range.first, value_class[next]);
-    }
-    at = next;
   }
-  return search.result();
+  return unknown;
+}
+
+/// With cells that occur: O(cases + codes + cuts * classes).
+template <class Codes, class Classes>
+splitting_desc measure_present_cells(const Codes& codes, const Classes& classes,
+                                     const case_list& cases, const split_task& task,
+                                     split_scratch& scratch) {
+  const double unknown = start_sorting(codes, classes, cases, scratch, {});
+  const run_values values{scratch.sorter.sorted(task.range, task.n_classes)};
+  for (value_group g = values.at(0); g.begin != g.end; g = values.at(g.end)) {
+    values.visit_cells(g, [&](std::uint32_t c, double w) { scratch.right[c - 1] += w; });
+  }
+  return sweep(values, unknown, task, scratch);
+}
+
+/// By counting the classes of every code of the range, for many cases a code.
+template <class Codes, class Classes>
+splitting_desc measure_counted(const Codes& codes, const Classes& classes, const case_list& cases,
+                               const split_task& task, split_scratch& scratch) {
+  const std::size_t n_cells = (task.range.second - task.range.first) * task.n_classes;
+  scratch.left.assign(task.n_classes, 0.0);
+  scratch.right.assign(task.n_classes, 0.0);
+  return n_cells > k_cells_per_case * cases.size()
+             ? measure_present_cells(codes, classes, cases, task, scratch)
+             : measure_all_cells(codes, classes, cases, task, scratch);
 }
 
 }  // namespace orvik::impls::kernel

@@ -44,6 +44,24 @@ TEST(growing, spends_the_depth_it_is_given) {
   }
 }
 
+// Equal neighbours among the values of a continuous attribute: their middle is the upper one, and a
+// cut there would keep all cases on one side for ever.
+TEST(growing, ends_whatever_the_values_are) {
+  for (const char* weights : {"", ",2"}) {
+    std::string rows;
+    for (int i = 0; i < 60; ++i) rows += (i % 2 ? "1,a" : "2,b") + std::string(weights) + '\n';
+    const auto t = make_table(std::string("x,double,continuous\nk,string,class\n") +
+                                  (*weights ? "w,double,weights\n" : ""),
+                              rows);
+    const_cast<o_set*>(t->column_of(0).values())->rescale(0);
+    for (const unsigned long workers : {1UL, 3UL}) {
+      const auto tree = grow(*t, workers, {.max_depth = 9});
+      EXPECT_EQ(tree->size(), 3u);
+      EXPECT_EQ(tree->get_child(1)->get_node()->n_cases(), 30u);
+    }
+  }
+}
+
 void expect_consistent(const decision_tree& tree, const table& t, double min_weight) {
   zel::adt::walk(
       tree,

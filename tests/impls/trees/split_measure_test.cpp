@@ -57,12 +57,13 @@ measured random_cases(std::mt19937_64& draw, unsigned long n_codes, unsigned wei
   const auto below = [&draw](unsigned long n) { return draw() % n; };
   const double m[] = {0.001, 0.7, 2, 5};
   const code_t first = 1 + below(3);
-  measured made{{}, {first, first + n_codes}, m[below(4)], 1 + below(4)};
+  // With many classes most cells are empty.
+  measured made{{}, {first, first + n_codes}, m[below(4)], below(4) == 0 ? 60 : 1 + below(4)};
   const unsigned long n = 1 + below(300), noise = 1 + below(6);
   const unsigned long unknown_share = unknown ? 1 + below(5) : 0;
   for (unsigned long i = 0; i < n; ++i) {
     const code_t code = below(10) < unknown_share ? 0 : first + below(n_codes);
-    const unsigned long kind = below(noise) == 0 ? below(5) : code * 3 / n_codes;
+    const unsigned long kind = below(noise) == 0 ? below(5 + made.n_classes) : code * 3 / n_codes;
     const double part = static_cast<double>(1 + below(1000)) / 300;
     const double weight = weights == 0 ? 1.0 : weights == 2 && below(3) == 0 ? 0.0 : part;
     made.cases.push_back({code, 1 + kind % made.n_classes, weight});
