@@ -3,6 +3,7 @@
 // Top down: a subtree that does not keep up is never looked into.
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "impls/pruning/estimation.h"
 #include "impls/pruning/strategies.h"
@@ -46,9 +47,12 @@ struct pep : pruning::visitor {
     const decision_node& node = *tree.get_node();
     return pessimistic(node.estimated_error() + correction(tree), node.weight());
   }
-  /// Pessimistic errors are never fewer than the errors, so `limit` holds for these.
+  /// Pessimistic errors are never fewer than the errors, so `limit` holds for these. But where the
+  /// first of several is not a number it stays the best: its errors must be known.
   double as_child(const decision_tree& tree, const decision_tree& child, double limit) const {
-    const double errors = child.prune_pep_est(t, limit);
+    const bool is_first = how == pruning::raising::best_child && &child == tree.get_child(0);
+    const double errors =
+        child.prune_pep_est(t, is_first ? std::numeric_limits<double>::infinity() : limit);
     if (std::isinf(errors)) return errors;
     return pessimistic(errors + correction(child), tree.get_node()->weight());
   }

@@ -113,6 +113,32 @@ TEST_P(each_family, raises_the_first_of_equal_children_but_mep_the_last) {
   EXPECT_EQ(tree->get_node()->attribute(), GetParam() == model::MEP ? 2 : 1);
 }
 
+// On all 20 cases the first child would make 16 errors with 9 leaves: with half an error for each
+// more errors than cases, and its figure is not a number. The second one would make none with 10,
+// and would be raised: 5 + sqrt(5 * 15 / 20) = 6.9 against 9.5 + sqrt(9.5 * 10.5 / 20) = 11.7 as it
+// is.
+TEST(pep, keeps_a_first_child_whose_figure_is_not_a_number) {
+  std::string rows = "x,0,2,0\nx,1,3,1\ny,0,1,0\ny,1,1,1\n";
+  for (const char k : std::string("23456789"))
+    rows += times(2, std::string{'y', ',', k, ',', '1', ',', k});
+  const auto t = make_table(
+      "a,string,discrete\nb,string,discrete\nc,ostring "
+      "1;2;3;4;5;6;7;8;9,discrete\nk,string,class\n",
+      rows);
+  const auto weights = [](std::initializer_list<std::size_t> classes, double weight) {
+    std::vector<double> made(10);
+    for (const std::size_t c : classes) made[c] = weight;
+    return made;
+  };
+  std::vector<tree_plan> by_c(9, leaf(weights({}, 0))), by_b;
+  by_c[1] = leaf(weights({0}, 1));
+  by_c[2] = leaf(weights({1}, 1));
+  for (std::size_t k = 0; k < 10; ++k) by_b.push_back(leaf(weights({k}, k < 2 ? 1 : 2)));
+  const auto tree = build_tree(split(0, {split(2, by_c), split(1, by_b)}));
+  prune(*tree, *t, model::PEPA);
+  EXPECT_EQ(tree->get_node()->attribute(), 0u);
+}
+
 struct plain_row {
   const char* name;
   model::pruning_strategy strategy;
