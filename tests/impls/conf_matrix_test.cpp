@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <memory>
 #include <random>
 #include <sstream>
 #include <string>
@@ -109,6 +110,29 @@ TEST(conf_matrix, pair_sums_agree_with_the_sums_over_all_pairs) {
     EXPECT_DOUBLE_EQ(m.err_gamma(), (concordant - discordant) / (concordant + discordant));
     EXPECT_NEAR(m.err_rint(), 2 * (pairs - t) / (std::sqrt(x - t) * std::sqrt(y - t)) - 1, 1e-12);
   }
+}
+
+// Weights of 6 classes set far apart among 65,535: figures scale with the distance, and a matrix
+// that kept all cells would take 34 GB.
+TEST(conf_matrix, keeps_the_cells_that_occur) {
+  constexpr unsigned long k_apart = 13106;
+  std::mt19937_64 draw(3);
+  conf_matrix few(std::vector<std::string>(6)), many(std::vector<std::string>(65535));
+  for (int i = 0; i < 200; ++i) {
+    const unsigned long actual = draw() % 6, predicted = draw() % 6;
+    few.add(actual, predicted, 0.1);
+    many.add(actual * k_apart, predicted * k_apart, 0.1);
+  }
+  const std::unique_ptr<conf_matrix> copy(many.clone());
+  copy->add(&many);
+  EXPECT_EQ(many.err_misc(), few.err_misc());
+  EXPECT_EQ(many.cases_actual(2 * k_apart), few.cases_actual(2));
+  EXPECT_EQ(many.get_majority_class(), few.get_majority_class() * k_apart);
+  EXPECT_EQ(copy->get_element(k_apart, 3 * k_apart), 2 * few.get_element(1, 3));
+  EXPECT_EQ(many.get_element(1, 1), 0);
+  EXPECT_NEAR(many.err_mse(), few.err_mse() * k_apart * k_apart, 1e-3);
+  EXPECT_NEAR(many.err_r(), few.err_r(), 1e-12);
+  EXPECT_EQ(many.err_gamma(), few.err_gamma());
 }
 
 TEST(conf_matrix, the_constant_is_chosen_on_the_other_matrix) {

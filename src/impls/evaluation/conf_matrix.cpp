@@ -2,7 +2,6 @@
 
 #include "impls/evaluation/conf_matrix.h"
 
-#include <numeric>
 #include <ostream>
 #include <stdexcept>
 #include <utility>
@@ -25,24 +24,24 @@ void check_code(unsigned long code, unsigned long size) {
 }  // namespace
 
 conf_matrix::conf_matrix(std::vector<std::string> class_names)
-    : names_(std::move(class_names)), cells_(names_.size() * names_.size()) {}
+    : names_(std::move(class_names)), cells_(names_.size()) {}
 
 conf_matrix* conf_matrix::clone() const { return new conf_matrix(*this); }
 
 void conf_matrix::add(unsigned long actual, unsigned long predicted, double weight) {
   if (actual >= size() || predicted >= size()) throw std::runtime_error(k_add_range);
-  cells_[actual * size() + predicted] += weight;
+  cells_.add(actual, predicted, weight);
 }
 
 void conf_matrix::add(const conf_matrix* other) {
   if (other->size() != size()) throw std::runtime_error(k_add_size);
-  for (std::size_t c = 0; c < cells_.size(); ++c) cells_[c] += other->cells_[c];
+  for (const auto& [i, j, weight] : other->cells_.occupied()) cells_.add(i, j, weight);
 }
 
 double conf_matrix::get_element(unsigned long actual, unsigned long predicted) const {
   check_code(actual, size());
   check_code(predicted, size());
-  return cell(actual, predicted);
+  return cells_.at(actual, predicted);
 }
 
 const std::string& conf_matrix::class_name(unsigned long code) const {
@@ -50,20 +49,20 @@ const std::string& conf_matrix::class_name(unsigned long code) const {
   return names_[code];
 }
 
-double conf_matrix::cases() const { return std::accumulate(cells_.begin(), cells_.end(), 0.0); }
+double conf_matrix::cases() const {
+  double sum = 0;
+  for (const auto& c : cells_.occupied()) sum += c.weight;
+  return sum;
+}
 
 double conf_matrix::cases_actual(unsigned long i) const {
   check_code(i, size());
-  double sum = 0;
-  for (unsigned long j = 0; j < size(); ++j) sum += cell(i, j);
-  return sum;
+  return row_sums()[i];
 }
 
 double conf_matrix::cases_predicted(unsigned long j) const {
   check_code(j, size());
-  double sum = 0;
-  for (unsigned long i = 0; i < size(); ++i) sum += cell(i, j);
-  return sum;
+  return column_sums()[j];
 }
 
 unsigned long conf_matrix::get_majority_class() const {
@@ -72,25 +71,23 @@ unsigned long conf_matrix::get_majority_class() const {
 
 std::vector<double> conf_matrix::row_sums() const {
   std::vector<double> sums(size());
-  for (unsigned long i = 0; i < size(); ++i) sums[i] = cases_actual(i);
+  for (const auto& c : cells_.occupied()) sums[c.row] += c.weight;
   return sums;
 }
 
 std::vector<double> conf_matrix::column_sums() const {
   std::vector<double> sums(size());
-  for (unsigned long i = 0; i < size(); ++i) {
-    for (unsigned long j = 0; j < size(); ++j) sums[j] += cell(i, j);
-  }
+  for (const auto& c : cells_.occupied()) sums[c.column] += c.weight;
   return sums;
 }
 
 void conf_matrix::toTEXT(std::ostream& out, unsigned long) const {
   for (const std::string& name : names_) out << name << '\t';
   out << "predicted(cols)/actual(rows)\n";
-  for (unsigned long i = 0; i < size(); ++i) {
-    for (unsigned long j = 0; j < size(); ++j) out << cell(i, j) << '\t';
+  cells_.for_each_row([&](unsigned long i, std::span<const double> row) {
+    for (const double weight : row) out << weight << '\t';
     out << names_[i] << '\n';
-  }
+  });
 }
 
 void conf_matrix::toXML(std::ostream& out, const std::string& suffix) const {
@@ -104,14 +101,15 @@ void conf_matrix::toXML(std::ostream& out, const std::string& suffix) const {
     out << '"' << zel::util::string_util::toXML(names_[code]) << '"';
   }
   out << "\n</Array>\n<Matrix>\n";
-  for (unsigned long i = 1; i <= known; ++i) {
+  cells_.for_each_row([&](unsigned long i, std::span<const double> row) {
+    if (i == 0) return;
     out << "<Array n=\"" << known << "\" type=\"real\">\n";
     for (unsigned long j = 1; j <= known; ++j) {
       if (j > 1) out << ' ';
-      out << cell(i, j);
+      out << row[j];
     }
     out << "\n</Array>\n";
-  }
+  });
   out << "</Matrix>\n</X-ConfusionMatrix" << suffix << ">\n";
 }
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "impls/evaluation/class_cells.h"
+
 namespace zel::inpout {
 class obinstream;
 class ibinstream;
@@ -18,7 +20,7 @@ class table;
 /// Weights of tested cases by actual class (rows) and predicted class (columns), and the error
 /// figures that follow from them.
 /// Shape: n x n, n = number of known classes + 1; code 0 is the unknown class, the known codes
-/// are 1 .. n - 1. n may be 0: a matrix without rows.
+/// are 1 .. n - 1. n may be 0: a matrix without rows. Memory follows the cells that occur, and n.
 /// Errors: a class code past n - 1 throws std::runtime_error. Ratios of zero totals are not
 /// guarded and give not-a-number, except where said.
 /// Threads: many readers or one writer.
@@ -80,7 +82,7 @@ class conf_matrix {
   /// The same when every case is predicted as code `k`; `k` need not be a code of the matrix.
   double err_mae(unsigned long k) const;
   double err_mse(unsigned long k) const;
-  /// The same with the known code of the smallest error on `other`, the lowest of equals.
+  /// The same with the known code of the smallest error on `other`, the lowest of equals. O(n * n).
   /// Throws std::runtime_error when `other` has no known code.
   double err_mae_majority(const conf_matrix* other) const;
   double err_mse_majority(const conf_matrix* other) const;
@@ -90,8 +92,9 @@ class conf_matrix {
   /// Correlation of actual and predicted codes.
   double err_r() const;
   /// Agreement of the two orders over the known codes, in [-1, 1]; 1 when all is on the diagonal.
+  /// O(n * rows that occur), as gamma is.
   double err_rint() const;
-  /// Goodman and Kruskal's gamma: (concordant - discordant) / (concordant + discordant). O(n * n).
+  /// Goodman and Kruskal's gamma: (concordant - discordant) / (concordant + discordant).
   double err_gamma() const;
 
   /// Tab-separated cells with the class names above and at the right. The second argument is
@@ -100,18 +103,17 @@ class conf_matrix {
   /// The known classes as an XML element; `suffix` is appended to the element's name.
   void toXML(std::ostream& out, const std::string& suffix) const;
 
-  /// Writes cells, time, number of cases and names.
+  /// Writes all cells, a row at a time, time, number of cases and names.
   void bin_out(zel::inpout::obinstream& out) const;
   /// Reads what bin_out() wrote. Throws std::runtime_error for a cell that is no weight.
   static std::unique_ptr<conf_matrix> bin_in(zel::inpout::ibinstream& in);
 
  private:
-  double cell(unsigned long i, unsigned long j) const { return cells_[i * size() + j]; }
   std::vector<double> row_sums() const;
   std::vector<double> column_sums() const;
 
   std::vector<std::string> names_;
-  std::vector<double> cells_;  // row by row
+  class_cells cells_;
   double elapsed_ = 0;
   std::uint64_t ncases_ = 0;
 };

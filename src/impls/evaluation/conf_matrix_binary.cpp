@@ -18,11 +18,26 @@ constexpr char k_names[] = "not a name for each class of a confusion matrix";
 
 constexpr unsigned long k_max_codes = 1UL + std::numeric_limits<class_t>::max();
 
+using zel::inpout::require;
+
+/// Reads n rows of n cells; the next row takes the place of the one before it.
+class_cells read_cells(zel::inpout::ibinstream& in, unsigned long n) {
+  class_cells cells(n);
+  for (unsigned long i = 0; i < n; ++i) {
+    const std::vector<double> row = in.read_array<double>(n);
+    for (unsigned long j = 0; j < n; ++j) {
+      require(std::isfinite(row[j]) && row[j] >= 0, k_no_weight);
+      if (row[j] != 0) cells.add(i, j, row[j]);
+    }
+  }
+  return cells;
+}
+
 }  // namespace
 
 void conf_matrix::bin_out(zel::inpout::obinstream& out) const {
   out << size();
-  out.write_array(std::span<const double>(cells_));
+  cells_.for_each_row([&](unsigned long, std::span<const double> row) { out.write_array(row); });
   out << elapsed_ << ncases_ << static_cast<unsigned long>(names_.size());
   for (const std::string& name : names_) out << name;
 }
@@ -31,12 +46,10 @@ std::unique_ptr<conf_matrix> conf_matrix::bin_in(zel::inpout::ibinstream& in) {
   unsigned long n = 0, n_names = 0, n_cases = 0;
   double elapsed = 0;
   in >> n;
-  if (n > k_max_codes) throw std::runtime_error(k_too_many);
-  std::vector<double> cells = in.read_array<double>(n * n);
-  const auto is_weight = [](double cell) { return std::isfinite(cell) && cell >= 0; };
-  if (!std::ranges::all_of(cells, is_weight)) throw std::runtime_error(k_no_weight);
+  require(n <= k_max_codes, k_too_many);
+  class_cells cells = read_cells(in, n);
   in >> elapsed >> n_cases >> n_names;
-  if (n_names != n) throw std::runtime_error(k_names);
+  require(n_names == n, k_names);
   std::vector<std::string> names;
   for (unsigned long i = 0; i < n; ++i) in >> names.emplace_back();
   auto matrix = std::make_unique<conf_matrix>(std::vector<std::string>());

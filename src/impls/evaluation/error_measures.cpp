@@ -73,11 +73,32 @@ double ordered_products(std::span<const double> weights) {
   return sum;
 }
 
+/// Without the entry of the unknown class.
+std::span<const double> known_of(const vector<double>& sums) {
+  return std::span(sums).subspan(sums.empty() ? 0 : 1);
+}
+
+/// Calls visit(row, its n cells) for the rows that have weight, the last one first.
+template <class Visit>
+void for_each_row_upwards(const vector<class_cells::cell>& cells, unsigned long n,
+                          const Visit& visit) {
+  vector<double> row(n);
+  for (auto last = cells.rbegin(); last != cells.rend();) {
+    const unsigned long i = last->row;
+    const auto begin = last;
+    for (; last != cells.rend() && last->row == i; ++last) row[last->column] = last->weight;
+    visit(i, row);
+    for (auto done = begin; done != last; ++done) row[done->column] = 0;
+  }
+}
+
 }  // namespace
 
 double conf_matrix::err_misc() const {
   double correct = 0, whole = cases();
-  for (unsigned long i = 1; i < size(); ++i) correct += cell(i, i);
+  for (const auto& [i, j, weight] : cells_.occupied()) {
+    if (i == j && i > 0) correct += weight;
+  }
   if (size() > 0) whole -= cases_predicted(0);
   return 1 - correct / whole;
 }
@@ -90,9 +111,7 @@ double conf_matrix::err_misc_majority(const conf_matrix* other) const {
 
 double conf_matrix::err_mae() const {
   double sum = 0;
-  for (unsigned long i = 0; i < size(); ++i) {
-    for (unsigned long j = 0; j < size(); ++j) sum += gap(i, j) * cell(i, j);
-  }
+  for (const auto& [i, j, weight] : cells_.occupied()) sum += gap(i, j) * weight;
   return sum / cases();
 }
 
@@ -100,9 +119,7 @@ double conf_matrix::err_mse() const {
   const double total = cases();
   if (total == 0) return 0;  // Deliberate: unlike err_mae, no weight is no error
   double sum = 0;
-  for (unsigned long i = 0; i < size(); ++i) {
-    for (unsigned long j = 0; j < size(); ++j) sum += squared_gap(i, j) * cell(i, j);
-  }
+  for (const auto& [i, j, weight] : cells_.occupied()) sum += squared_gap(i, j) * weight;
   return sum / total;
 }
 
@@ -124,12 +141,10 @@ double conf_matrix::err_mse_majority(const conf_matrix* other) const {
 
 double conf_matrix::err_maee() const {
   double sum = 0, wrong = 0;
-  for (unsigned long i = 0; i < size(); ++i) {
-    for (unsigned long j = 0; j < size(); ++j) {
-      if (i == j) continue;
-      sum += gap(i, j) * cell(i, j);
-      wrong += cell(i, j);
-    }
+  for (const auto& [i, j, weight] : cells_.occupied()) {
+    if (i == j) continue;
+    sum += gap(i, j) * weight;
+    wrong += weight;
   }
   return sum / wrong;
 }
@@ -139,11 +154,9 @@ double conf_matrix::err_r() const {
   const spread actual = spread_of(row_sums(), total);
   const spread predicted = spread_of(column_sums(), total);
   double sum = 0;
-  for (unsigned long i = 0; i < size(); ++i) {
-    for (unsigned long j = 0; j < size(); ++j) {
-      sum += cell(i, j) * (static_cast<double>(i) - actual.mean) *
-             (static_cast<double>(j) - predicted.mean);
-    }
+  for (const auto& [i, j, weight] : cells_.occupied()) {
+    sum +=
+        weight * (static_cast<double>(i) - actual.mean) * (static_cast<double>(j) - predicted.mean);
   }
   return sum / (actual.deviation * predicted.deviation);
 }
@@ -152,40 +165,35 @@ double conf_matrix::err_rint() const {
   const double total = cases();
   vector<double> below(size());  // column sums of the rows from the current one down
   double pairs = 0;
-  for (unsigned long i = size(); i-- > 1;) {
+  for_each_row_upwards(cells_.occupied(), size(), [&](unsigned long i, const vector<double>& row) {
     double not_before = 0;  // weight at rows i.. and columns j..
-    for (unsigned long j = size(); j-- > 1;) {
-      below[j] += cell(i, j);
+    for (unsigned long j = size(); i > 0 && j-- > 1;) {
+      below[j] += row[j];
       not_before += below[j];
-      pairs += cell(i, j) * not_before;
+      pairs += row[j] * not_before;
     }
-  }
-  vector<double> rows, columns;
-  for (unsigned long k = 1; k < size(); ++k) {
-    rows.push_back(cases_actual(k));
-    columns.push_back(cases_predicted(k));
-  }
-  const double x = ordered_products(rows) - total;
-  const double y = ordered_products(columns) - total;
+  });
+  const double x = ordered_products(known_of(row_sums())) - total;
+  const double y = ordered_products(known_of(column_sums())) - total;
   return 2 * (pairs - total) / (std::sqrt(x) * std::sqrt(y)) - 1;
 }
 
 double conf_matrix::err_gamma() const {
   vector<double> below(size());  // column sums of the rows strictly below the current one
   double concordant = 0, discordant = 0;
-  for (unsigned long i = size(); i-- > 0;) {
+  for_each_row_upwards(cells_.occupied(), size(), [&](unsigned long, const vector<double>& row) {
     double left = 0;  // of `below`, before column j
     for (unsigned long j = 0; j < size(); ++j) {
-      discordant += cell(i, j) * left;
+      discordant += row[j] * left;
       left += below[j];
     }
     double right = 0;  // of `below`, after column j
     for (unsigned long j = size(); j-- > 0;) {
-      concordant += cell(i, j) * right;
+      concordant += row[j] * right;
       right += below[j];
     }
-    for (unsigned long j = 0; j < size(); ++j) below[j] += cell(i, j);
-  }
+    for (unsigned long j = 0; j < size(); ++j) below[j] += row[j];
+  });
   return (concordant - discordant) / (concordant + discordant);
 }
 
