@@ -48,6 +48,7 @@ std::unique_ptr<dtree> round_of::make_model(bool as_forest) const {
   model->set_min_obj(min_weight);
   model->set_split_type(static_cast<dtree::_SplitType>(opt.split_type));
   model->set_pruning_strategy(orvik::model::NO_PRUNING);
+  model->set_keep_training_cm(false);
   if (opt.max_depth >= 0) model->set_max_depth(static_cast<unsigned long>(opt.max_depth));
   if (as_forest) {
     model->set_forest(opt.forest, opt.bagging, static_cast<unsigned long>(opt.n_trees));

@@ -31,6 +31,7 @@ struct fold {
 
 std::unique_ptr<dtree> grow(const fold& f, table::subset* cases, bool limited) {
   auto model = std::make_unique<dtree>(f.t->get_name());
+  model->set_keep_training_cm(false);
   model->set_conf_level(f.opt.confidence_level);
   model->set_min_obj(f.opt.min_weighted_objects);
   model->set_pruning_strategy(orvik::model::NO_PRUNING);

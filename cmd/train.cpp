@@ -59,6 +59,7 @@ std::unique_ptr<dtree> make_model(const options& opt, const table& t) {
   model->set_min_obj(opt.min_weighted_objects);
   if (opt.max_depth >= 0) model->set_max_depth(static_cast<unsigned long>(opt.max_depth));
   model->set_split_type(static_cast<dtree::_SplitType>(opt.split_type));
+  model->set_keep_training_cm(false);  // it is set when the model is finished
   if (opt.forest || opt.bagging) {
     model->set_forest(opt.forest, opt.bagging, static_cast<unsigned long>(opt.n_trees));
   }

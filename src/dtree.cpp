@@ -57,6 +57,7 @@ void dtree::set_forest(bool forest, bool bagging, unsigned long n) {
 void dtree::set_min_obj(double m) { impl_->set_min_obj(m); }
 void dtree::set_max_depth(unsigned long depth) { impl_->set_max_depth(depth); }
 void dtree::set_conf_level(double level) { impl_->set_conf_level(level); }
+void dtree::set_keep_training_cm(bool keep) { impl_->set_keep_training_cm(keep); }
 
 void dtree::feature_selection(table* t, table::subset* train, table::subset* test) {
   impl_->feature_selection(impl_of(t), impl_of(train), impl_of(test));

@@ -126,7 +126,7 @@ void cpp_writer::write_classes() {
 
 void cpp_writer::write_nodes() {
   const std::vector<unsigned long>& roots = tables_.roots;
-  out_ << "inline constexpr bool votes = " << (model_.is_ensemble() ? "true" : "false") << ";\n";
+  out_ << "inline constexpr bool votes = " << (model_.votes() ? "true" : "false") << ";\n";
   write_array(declared("int", roots.size(), "roots"), roots.size(),
               [&](std::size_t i) { out_ << "  " << roots[i]; });
   out_ << "inline const node nodes[] = {\n";

@@ -92,7 +92,7 @@ void python_writer::write_names() {
   for (unsigned long i = 0; i < table_.n_columns(); ++i) out_ << "    " << column(i) << ",\n";
   out_ << "]\nCLASS = " << column(table_.class_index())
        << "\nWEIGHTS = " << (table_.has_weights() ? column(table_.weights_index()) : "None")
-       << "\nVOTES = " << (model_.is_ensemble() ? "True" : "False") << "\n";
+       << "\nVOTES = " << (model_.votes() ? "True" : "False") << "\n";
 }
 
 void python_writer::write_values(const tested_column& tested) {

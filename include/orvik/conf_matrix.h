@@ -17,8 +17,8 @@ class conf_matrix;
 /// class; the known values follow in the order of their codes.
 class conf_matrix {
  public:
-  /// An empty matrix over the classes of `t`; a null table gives a handle that can only be
-  /// deleted.
+  /// An empty matrix over the classes of `t`; a null table gives a handle that holds none: all it
+  /// is asked, and being another's argument, throws std::runtime_error.
   explicit conf_matrix(table* t);
   /// Takes an implementation, for the library's own use.
   explicit conf_matrix(std::unique_ptr<impls::conf_matrix> impl);

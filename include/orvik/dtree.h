@@ -49,6 +49,9 @@ class dtree {
   void set_max_depth(unsigned long depth);
   /// Of error-based pruning, in (0, 1]; by default 0.25.
   void set_conf_level(double level);
+  /// Whether build() and prune() make the confusion matrix of the cases that the model was grown
+  /// on, as they do by default. Whoever sets it, or needs none, saves the time of testing.
+  void set_keep_training_cm(bool keep);
 
   /// Searches the attributes that the next builds use by the method of set_fs(), and drops the
   /// trees there are; without a method these are all attributes. The trees of the search are grown
@@ -56,15 +59,19 @@ class dtree {
   /// class). Throws std::runtime_error without a table or without cases.
   void feature_selection(table* t, table::subset* train, table::subset* test);
   /// Grows the model on the cases (null: all rows) and prunes it with its strategy. Where set_fs()
-  /// asks for it, the attributes are searched first, on the same cases. The table and the cases
-  /// are not needed afterwards.
+  /// asks for it, the attributes are searched first, on the same cases; else those are used that
+  /// feature_selection() found, or all. The table and the cases are not needed afterwards.
+  /// Throws std::runtime_error for a case of a row that the table does not have, and for one of a
+  /// weight that is negative or not finite.
   void build(table* t, table::subset* cases);
   /// Prunes the model as built; `t` is the table it was built on. `cases` are the pruning
   /// cases of the strategies that prune on separate cases; null: the cases it was built on.
-  /// Throws std::runtime_error where a strategy needs training cases that the model lacks.
+  /// Throws std::runtime_error where a strategy needs training cases that the model lacks, and for
+  /// a table that has other values than that of the build, as test() does.
   void prune(table* t, table::subset* cases);
 
-  /// Copies, which the caller deletes; null before a build, or before set_training_cm().
+  /// Copies, which the caller deletes; null before a build. The matrix is that of build() or
+  /// prune() or, if it is the later, of set_training_cm(); null where none of them made one.
   [[nodiscard]] table* get_training_table() const;
   [[nodiscard]] conf_matrix* get_training_cm() const;
   /// Tests the model on `cases` and keeps the matrix.

@@ -21,7 +21,7 @@ import tempfile
 import xml.etree.ElementTree as ET
 
 NS = "{http://www.dmg.org/PMML-4_4}"
-SETTINGS = ([], ["-npp", "-m", "0.5"], ["-ebpa"], ["-ba", "4", "-np", "-seed", "2"],
+SETTINGS = ([], ["-fo", "1", "-seed", "4"], ["-npp", "-m", "0.5"], ["-ebpa"], ["-ba", "4", "-np", "-seed", "2"],
             ["-fo", "7", "-npp", "-m", "0.5", "-seed", "1"])
 Node = collections.namedtuple("Node", "weight score confidence shares field goes children")
 

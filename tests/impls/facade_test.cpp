@@ -89,6 +89,13 @@ TEST_F(golf_handles, write_all_rows_for_no_cases) {
   EXPECT_EQ(std::ranges::count(all.str(), '\n'), 15);
 }
 
-TEST(handles, of_nothing_can_be_destroyed) { const conf_matrix none(nullptr); }
+TEST_F(golf_handles, of_nothing_throw_what_they_are_asked) {
+  const conf_matrix none(nullptr);
+  const conf_matrix some(&t);
+  EXPECT_THROW(delete none.clone(), std::runtime_error);
+  EXPECT_THROW(none.size(), std::runtime_error);
+  EXPECT_THROW(some.err_misc_majority(&none), std::runtime_error);
+  EXPECT_THROW(some.err_mae_majority(nullptr), std::runtime_error);
+}
 
 }  // namespace

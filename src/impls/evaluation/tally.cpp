@@ -4,6 +4,7 @@
 #include <span>
 #include <vector>
 
+#include "impls/tables/same_codes.h"
 #include "zel/util/parallel.h"
 
 namespace orvik::impls {
@@ -16,6 +17,7 @@ double tally(const table& t, const case_list& cases, double weight, conf_matrix&
   for (unsigned long first = 0; first < cases.size(); first += k_batch) {
     const case_span batch =
         case_span(cases).subspan(first, std::min(k_batch, cases.size() - first));
+    require_cases_of(t, batch);
     const unsigned long size = cases_at_once(batch.size(), t.n_class_codes());
     zel::util::parallel::for_each_index((batch.size() + size - 1) / size, [&](unsigned long i) {
       const unsigned long at = i * size;

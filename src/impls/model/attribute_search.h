@@ -14,6 +14,7 @@ struct attribute_search {
   double seconds = 0;  // 0: no limit
   // Of the usable attributes as they are.
   model::feature_selection made_by = model::NO_SELECTION;
+  bool by_build = false;  // made for one build; the next one does not go on using them
   feature_search done;
   std::string log;
 };

@@ -9,6 +9,7 @@
 #include "impls/model/dtree.h"
 #include "impls/pruning/strategies.h"
 #include "impls/tables/folds.h"
+#include "impls/tables/same_codes.h"
 #include "impls/trees/growing_plan.h"
 #include "zel/util/cronos.h"
 #include "zel/util/parallel.h"
@@ -30,23 +31,39 @@ using zel::util::draw_seed;
 void dtree::build(const table* t, const case_list* cases) {
   if (t == nullptr) throw std::runtime_error(k_no_table);
   if (cases == nullptr || cases->empty()) throw std::runtime_error(k_no_training);
+  require_cases_of(*t, *cases);
   zel::util::cronos watch;
   watch.start();
   training_cm_.reset();
-  if (search_.method != model::NO_SELECTION) feature_selection(t, cases, nullptr);
+  choose_attributes(*t, *cases);
   table_ = t->clone(/*schema_only=*/true);
-  if (!attributes_ || attributes_->size() != t->n_attributes()) {
-    attributes_ = std::make_unique<zel::adt::bitmap>(default_features(*t));
-    search_.made_by = model::NO_SELECTION;
-  }
-  case_parts split;
-  if (pruning::needs_separate_cases(pruning_)) split = split_by_class(*t, *cases);
-  cases_ = training_cases(split.first ? *split.first : *cases);
-  split.first.reset();  // the model's copy is smaller
-  grow_trees(*t);
-  prune(t, split.rest.get());
+  grow_and_prune(*t, *cases);
+  renew_training_cm(*t);
   watch.stop();
   elapsed_ = watch.get_elapsed();
+}
+
+/// Those of a search, now or by feature_selection() on a table of this kind; else all.
+void dtree::choose_attributes(const table& t, const case_list& cases) {
+  if (search_.method != model::NO_SELECTION) {
+    feature_selection(&t, &cases, nullptr);
+    search_.by_build = true;
+    return;
+  }
+  const bool found = search_.made_by != model::NO_SELECTION && !search_.by_build &&
+                     attributes_->size() == t.n_attributes();
+  if (found) return;
+  attributes_ = std::make_unique<zel::adt::bitmap>(default_features(t));
+  search_.made_by = model::NO_SELECTION;
+}
+
+void dtree::grow_and_prune(const table& t, const case_list& cases) {
+  case_parts split;
+  if (pruning::needs_separate_cases(pruning_)) split = split_by_class(t, cases);
+  cases_ = training_cases(split.first ? *split.first : cases);
+  split.first.reset();  // the model's copy is smaller
+  grow_trees(t);
+  prune_trees(t, split.rest.get());
 }
 
 /// What goes with the trees goes too.
@@ -78,14 +95,18 @@ void dtree::grow_trees(const table& t) {
 std::unique_ptr<decision_tree> dtree::grow_tree(const growing_plan& plan, unsigned long i) const {
   case_list own = cases_of_tree(i);
   auto tree = std::make_unique<decision_tree>();
-  if (ensemble_ && !bagging_only_) {
-    zel::util::rand_gen attributes(attributes_->count(), draw_seed(draw::attributes, {seeds_[i]}));
+  if (draws_attributes()) {
+    zel::util::rand_gen attributes = attribute_draws(i);
     tree->build(plan, &own, max_depth_, &attributes);
   } else {
     tree->build(plan, &own, max_depth_, nullptr);
   }
   zel::util::progress::count(zel::util::progress::unit::trees);
   return tree;
+}
+
+zel::util::rand_gen dtree::attribute_draws(unsigned long i) const {
+  return {attributes_->count(), draw_seed(draw::attributes, {seeds_[i]})};
 }
 
 case_list dtree::cases_of_tree(unsigned long i) const {

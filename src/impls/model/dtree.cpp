@@ -22,6 +22,7 @@ std::unique_ptr<dtree> dtree::clone(bool parameters_only) const {
   copy->bagging_only_ = bagging_only_;
   copy->n_trees_ = n_trees_;
   copy->search_ = search_;
+  copy->keep_training_cm_ = keep_training_cm_;
   if (attributes_) copy->attributes_ = std::make_unique<zel::adt::bitmap>(*attributes_);
   if (parameters_only) return copy;
 

@@ -22,6 +22,7 @@
 #include "orvik/importance.h"
 #include "zel/adt/bitmap.h"
 #include "zel/util/nocopy.h"
+#include "zel/util/rand_gen.h"
 
 namespace orvik::impls {
 
@@ -63,24 +64,32 @@ class dtree : private zel::util::nocopy {
   void feature_selection(const table* t, const case_list* growing, const case_list* searching);
   /// Grows the model on `cases`, with attributes searched on them where set_fs() asks for it, and
   /// prunes it with its strategy; one that prunes on separate cases gets 30 % of them, drawn from
-  /// each class, and the trees are grown on the others.
-  /// Throws std::runtime_error without a table or without cases.
+  /// each class, and the trees are grown on the others. Keeps the confusion matrix of the cases
+  /// that it was grown on, unless told otherwise. Throws std::runtime_error without a table or
+  /// without cases, and for cases that are not of it.
   void build(const table* t, const case_list* cases);
-  /// Prunes every tree. `t` holds the rows it was grown on. `prune_cases` (null: the training
-  /// cases) serve the strategies that prune on separate cases.
-  /// Throws std::runtime_error without a table, without trees, and where the strategy needs
-  /// training cases that the model does not have.
+  /// Prunes every tree. `t` has the values of the table it was grown on, and its rows where the
+  /// strategy needs these. `prune_cases` (null: the training cases) serve the strategies that prune
+  /// on separate cases. The training confusion matrix is made anew, or dropped where its cases are
+  /// not known or build() was told to make none.
+  /// Throws std::runtime_error without a table, for another one, without trees, and where the
+  /// strategy needs training cases that the model does not have.
   void prune(const table* t, const case_list* prune_cases);
+  /// Whether build() and prune() make the training confusion matrix; they do by default. Whoever
+  /// sets it, or needs none, saves the time.
+  void set_keep_training_cm(bool keep) { keep_training_cm_ = keep; }
 
   /// Classifies a case given by its code of every attribute: by the tree, or by one vote a tree
-  /// of an ensemble, the lowest code of equals; the confidence is then the share of the votes.
+  /// where there are several, the lowest code of equals; the confidence is then the share of the
+  /// votes.
   /// @return the depth reached (of an ensemble the sum over the trees) x weight.
   double predict(const table& t, const std::vector<code_t>& codes,
                  decision_tree::prediction& result, double weight) const;
   /// The same for a row of a table with the codes of the training table.
   double predict_row(const table& t, row_t row, decision_tree::prediction& result,
                      double weight) const;
-  /// Predicts the cases and compares with their classes; `average_depth` may be null.
+  /// Predicts the cases of a table with the values of the training table and compares with their
+  /// classes; `average_depth` may be null. Throws std::runtime_error for another table.
   std::unique_ptr<conf_matrix> test(const table& t, const case_list& cases,
                                     double* average_depth) const;
   /// Predicts rows of text, with every column of the training table, and compares with their
@@ -131,6 +140,8 @@ class dtree : private zel::util::nocopy {
   unsigned long n_trees() const { return trees_.size(); }
   const decision_tree& get_tree(unsigned long i) const { return *trees_[i]; }
   bool is_ensemble() const { return ensemble_; }
+  /// Whether trees vote: an ensemble of one tree answers as that tree does.
+  bool votes() const { return ensemble_ && trees_.size() > 1; }
   /// The cases that tree i was grown on: for an ensemble its draws, with repetitions.
   case_list cases_of_tree(unsigned long i) const;
   /// Null before the first build, and before the first set_training_cm.
@@ -173,15 +184,24 @@ class dtree : private zel::util::nocopy {
  private:
   void check_read() const;
   void require_trees() const;
+  /// Throws std::runtime_error without trees, and for a table of other values than that of the
+  /// build has.
+  void require_values_of(const table& t) const;
   batch_predictor make_predictor(const table& t) const;
   void search_attributes(const table& t, const case_list& growing, const case_list& searching);
   void drop_trees();
   void grow_trees(const table& t);
   std::unique_ptr<decision_tree> grow_tree(const growing_plan& plan, unsigned long i) const;
+  bool draws_attributes() const { return ensemble_ && !bagging_only_; }
+  zel::util::rand_gen attribute_draws(unsigned long i) const;
+  case_list cases_as_grown(const table& t, unsigned long i) const;
   void prune_tree(const table& t, unsigned long i, const case_list* prune_cases) const;
-  /// Throws std::runtime_error without trees, and for a table other than that of the build as
-  /// far as its size tells.
+  /// The same, and for a table without the rows of the build.
   void require_training_rows(const table& t) const;
+  void choose_attributes(const table& t, const case_list& cases);
+  void grow_and_prune(const table& t, const case_list& cases);
+  void prune_trees(const table& t, const case_list* prune_cases);
+  void renew_training_cm(const table& t);
 
   std::string name_;
   std::unique_ptr<table> table_;                  // the schema of the training table
@@ -199,6 +219,7 @@ class dtree : private zel::util::nocopy {
   training_cases cases_;              // what the trees were grown on, or drawn from
   std::vector<unsigned long> seeds_;  // of an ensemble's draws, by tree
   attribute_search search_;
+  bool keep_training_cm_ = true;
   double elapsed_ = 0;
 };
 

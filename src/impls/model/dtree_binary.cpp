@@ -21,9 +21,12 @@ using zel::inpout::ibinstream;
 using zel::inpout::obinstream;
 using zel::inpout::require;
 
+/// Strategies that are none pre-prune, and keep their number.
+constexpr unsigned long k_any_strategy = 1UL << 32;
+
 /// Reads an enumerator; `end` is one past the last.
 template <class Enum>
-Enum read_enum(ibinstream& in, unsigned int end) {
+Enum read_enum(ibinstream& in, unsigned long end) {
   unsigned int value = 0;
   in >> value;
   require(value < end, k_bad_parameter);
@@ -75,7 +78,7 @@ void dtree::bin_in(ibinstream& in) {
   search_.made_by = read_enum<_FeatureSelection>(in, model::N_FEATURE_SELECTIONS);
   search_.method = search_.made_by;
   in >> name_ >> n_trees >> conf_level_ >> min_obj_;
-  pruning_ = read_enum<_PruningStrategy>(in, model::N_PRUNING_STRATEGIES);
+  pruning_ = read_enum<_PruningStrategy>(in, k_any_strategy);
   split_type_ = read_enum<_SplitType>(in, model::N_SPLIT_TYPES);
   table* schema = nullptr;
   in >> schema;

@@ -134,9 +134,8 @@ bool dtree::has_draws() const {
 }
 
 void dtree::require_training_rows(const table& t) const {
-  require_trees();
-  bool held = table_ && t.n_attributes() == table_->n_attributes() &&
-              t.n_class_codes() == table_->n_class_codes();
+  require_values_of(t);
+  bool held = true;
   for (unsigned long i = 0; held && i < cases_.size(); ++i) held = cases_[i].first < t.n_rows();
   if (!held) throw std::runtime_error(k_other_table);
 }

@@ -37,7 +37,7 @@ double dtree::predict(const table& t, const std::vector<code_t>& codes,
   const auto by_tree = [&](const decision_tree& tree, decision_tree::prediction& r) {
     return tree.predict_class(t, codes, r, weight, 0);
   };
-  return ensemble_ ? vote(trees_, t.n_class_codes(), result, by_tree) : by_tree(*trees_[0], result);
+  return votes() ? vote(trees_, t.n_class_codes(), result, by_tree) : by_tree(*trees_[0], result);
 }
 
 double dtree::predict_row(const table& t, row_t row, decision_tree::prediction& result,
@@ -45,18 +45,18 @@ double dtree::predict_row(const table& t, row_t row, decision_tree::prediction& 
   const auto by_tree = [&](const decision_tree& tree, decision_tree::prediction& r) {
     return tree.predict_row(t, row, r, weight);
   };
-  return ensemble_ ? vote(trees_, t.n_class_codes(), result, by_tree) : by_tree(*trees_[0], result);
+  return votes() ? vote(trees_, t.n_class_codes(), result, by_tree) : by_tree(*trees_[0], result);
 }
 
 batch_predictor dtree::make_predictor(const table& t) const {
   std::vector<const decision_tree*> trees;
   for (const auto& tree : trees_) trees.push_back(tree.get());
-  return zel::util::parallel::with_workers([&] { return batch_predictor(t, trees, ensemble_); });
+  return zel::util::parallel::with_workers([&] { return batch_predictor(t, trees, votes()); });
 }
 
 std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,
                                          double* average_depth) const {
-  require_trees();
+  require_values_of(t);
   zel::util::cronos watch;
   watch.start();
   auto matrix = std::make_unique<conf_matrix>(&t);

@@ -3,6 +3,8 @@
 
 #include "impls/model/dtree.h"
 #include "impls/pruning/strategies.h"
+#include "impls/tables/same_codes.h"
+#include "impls/trees/measured_order.h"
 #include "zel/util/cronos.h"
 #include "zel/util/parallel.h"
 
@@ -12,6 +14,7 @@ namespace {
 
 constexpr char k_no_table[] = "no table provided to prune_dt";
 constexpr char k_no_tree[] = "no unpruned tree";
+constexpr char k_other_table[] = "the table has other values than that of the training cases";
 constexpr char k_no_training[] = "no training cases provided to prune the tree";
 
 }  // namespace
@@ -20,23 +23,58 @@ void dtree::require_trees() const {
   if (trees_.empty()) throw std::runtime_error(k_no_tree);
 }
 
+void dtree::require_values_of(const table& t) const {
+  require_trees();
+  if (!have_equal_codes(*table_, t)) throw std::runtime_error(k_other_table);
+}
+
 void dtree::prune(const table* t, const case_list* prune_cases) {
   if (t == nullptr) throw std::runtime_error(k_no_table);
-  require_trees();
-  const bool from_training = pruning::needs_separate_cases(pruning_) && prune_cases == nullptr;
-  if ((from_training || pruning::needs_training_cases(pruning_)) && cases_.empty()) {
-    throw std::runtime_error(k_no_training);
-  }
+  require_values_of(*t);
+  if (prune_cases != nullptr) require_cases_of(*t, *prune_cases);
   zel::util::cronos watch;
   watch.start();
+  prune_trees(*t, prune_cases);
+  renew_training_cm(*t);
+  watch.stop();
+  elapsed_ = watch.get_elapsed();
+}
+
+void dtree::prune_trees(const table& t, const case_list* prune_cases) {
+  const bool from_training = pruning::needs_separate_cases(pruning_) && prune_cases == nullptr;
+  if (from_training || pruning::needs_training_cases(pruning_)) {
+    if (cases_.empty()) throw std::runtime_error(k_no_training);
+    require_training_rows(t);
+  }
   case_list training;
   if (from_training) prune_cases = &(training = cases_.expand());
   zel::util::parallel::with_workers([&] {
     zel::util::parallel::for_each_index(trees_.size(),
-                                        [&](unsigned long i) { prune_tree(*t, i, prune_cases); });
+                                        [&](unsigned long i) { prune_tree(t, i, prune_cases); });
   });
-  watch.stop();
-  elapsed_ = watch.get_elapsed();
+}
+
+/// A matrix of the trees as they were would say other than the trees do.
+void dtree::renew_training_cm(const table& t) {
+  training_cm_.reset();
+  if (!keep_training_cm_ || cases_.empty()) return;
+  require_training_rows(t);
+  const case_list cases = cases_.expand();
+  training_cm_ = test(t, cases, nullptr);
+}
+
+/// The cases of tree i as growing left them.
+case_list dtree::cases_as_grown(const table& t, unsigned long i) const {
+  case_list cases = cases_of_tree(i);
+  const bool measured = max_depth_ > 0 && !trees_[i]->get_node()->stays_leaf(min_obj_);
+  if (!measured || !attributes_) return cases;
+  if (draws_attributes()) {
+    zel::util::rand_gen draws = attribute_draws(i);
+    sort_as_measured(t, *attributes_, &draws, cases);
+  } else {
+    sort_as_measured(t, *attributes_, nullptr, cases);
+  }
+  return cases;
 }
 
 /// The cases of tree i lie at its root while it is pruned.
@@ -47,7 +85,7 @@ void dtree::prune_tree(const table& t, unsigned long i, const case_list* prune_c
     pruning::prune(tree, pruning_, with);
     return;
   }
-  case_list own = cases_of_tree(i);
+  case_list own = cases_as_grown(t, i);
   tree.get_node()->set_cases(&own);
   pruning::prune(tree, pruning_, with);
   tree.get_node()->disactivate();  // the root, whichever it is now, forgets the list

@@ -9,26 +9,13 @@
 #include "impls/model/dtree.h"
 #include "impls/pruning/strategies.h"
 #include "impls/tables/folds.h"
+#include "impls/tables/same_codes.h"
 
 namespace orvik::impls {
 
 namespace {
 
 constexpr double k_rounding = 1e-9;  // relative; sums of the same weights in another order
-
-/// Whether equal codes mean equal values.
-bool have_equal_codes(const table& a, const table& b) {
-  if (a.n_columns() != b.n_columns()) return false;
-  for (unsigned long i = 0; i < a.n_columns(); ++i) {
-    const o_set& values = *a.get_column(i).values();
-    const o_set& others = *b.get_column(i).values();
-    if (values.size_of_known() != others.size_of_known()) return false;
-    for (code_t c = 1; c <= values.size_of_known(); ++c) {
-      if (values.get_exact_value(c) != others.get_exact_value(c)) return false;
-    }
-  }
-  return true;
-}
 
 /// Whether a root that saw these draws has the class weights that `root` has.
 bool drew(const table& t, const training_cases& cases, unsigned long seed,

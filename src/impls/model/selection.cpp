@@ -4,6 +4,7 @@
 #include "impls/model/dtree.h"
 #include "impls/selection/search.h"
 #include "impls/tables/folds.h"
+#include "impls/tables/same_codes.h"
 #include "zel/util/cronos.h"
 #include "zel/util/parallel.h"
 
@@ -23,6 +24,8 @@ void dtree::feature_selection(const table* t, const case_list* growing,
   std::unique_ptr<case_list> all;
   if (growing == nullptr) growing = (all = std::unique_ptr<case_list>(t->get_all())).get();
   if (growing->empty()) throw std::runtime_error(k_no_cases);
+  require_cases_of(*t, *growing);
+  if (searching != nullptr) require_cases_of(*t, *searching);
   zel::util::cronos watch;
   watch.start();
   case_parts split;
@@ -34,6 +37,7 @@ void dtree::feature_selection(const table* t, const case_list* growing,
   drop_trees();
   attributes_ = std::make_unique<zel::adt::bitmap>(default_features(*t));
   search_.made_by = search_.method;
+  search_.by_build = false;
   search_.done = {};
   search_.log.clear();
   if (searching == nullptr || searching->empty()) {

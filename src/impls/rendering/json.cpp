@@ -193,7 +193,7 @@ void json_writer::write(const dtree& model) {
   key("name");
   text(model.name());
   key("ensemble");
-  json_.Bool(model.is_ensemble());
+  json_.Bool(model.votes());
   key("class");
   json_.Uint64(table_.class_index());
   key("weights");

@@ -222,16 +222,16 @@ void dtree::toPMML(std::ostream& out) const {
       << "<Header copyright=\"" << k_copyright << "\">\n<Application name=\"" << k_library_name
       << "\" version=\"" << k_version << "\"/>\n</Header>\n";
   writer.write_dictionary();
-  const char* const element = ensemble_ ? "MiningModel" : "TreeModel";
+  const char* const element = votes() ? "MiningModel" : "TreeModel";
   out << '<' << element << " modelName=\"" << writer.text(name_) << "\" algorithmName=\""
       << k_library_name << ' ' << k_version << '"';
-  if (ensemble_) {
+  if (votes()) {
     out << " functionName=\"classification\">\n";
   } else {
     writer.write_tree_attributes(*trees_[0]);
   }
   writer.write_schema(usable);
-  if (ensemble_) {
+  if (votes()) {
     write_segments(writer, *table_, *this, out);
   } else {
     writer.write_nodes(*trees_[0]);

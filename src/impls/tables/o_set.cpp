@@ -83,6 +83,8 @@ double o_set::get_value_as_double(code_t) const { throw std::runtime_error(k_val
 
 void o_set::rescale(double) { throw std::runtime_error(k_rescale_null_set); }
 
+bool o_set::has_same_values(const o_set& other) const { return other.type() == type(); }
+
 o_set* o_set::clone() const {
   auto copy = std::make_unique<o_set>(type(), admits_null(), null_value());
   copy->set_has_null(has_null());

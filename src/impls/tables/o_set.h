@@ -73,6 +73,8 @@ class o_set : private zel::util::nocopy {
   virtual double get_value_as_double(code_t code) const;
   /// Multiplies every value of a frozen numeric set.
   virtual void rescale(double factor);
+  /// Whether every code means the same value in both, which are frozen.
+  virtual bool has_same_values(const o_set& other) const;
   /// A deep copy of a frozen set; the caller deletes it.
   [[nodiscard]] virtual o_set* clone() const;
   /// The code that a cut between the values of `lo` and `hi` compares with: that of the last

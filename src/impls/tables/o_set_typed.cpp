@@ -223,6 +223,12 @@ void o_set_typed<T>::rescale(double factor) {
 }
 
 template <class T>
+bool o_set_typed<T>::has_same_values(const o_set& other) const {
+  const auto* const same_type = dynamic_cast<const o_set_typed*>(&other);
+  return same_type != nullptr && ordered_ == same_type->ordered_ && values_ == same_type->values_;
+}
+
+template <class T>
 o_set* o_set_typed<T>::clone() const {
   require_frozen(k_clone_unfrozen);
   auto copy = std::make_unique<o_set_typed<T>>(type(), admits_null(), null_value());

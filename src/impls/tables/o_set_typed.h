@@ -48,6 +48,7 @@ class o_set_typed : public o_set {
   std::string get_exact_value(code_t code) const override;
   double get_value_as_double(code_t code) const override;
   void rescale(double factor) override;
+  bool has_same_values(const o_set& other) const override;
   [[nodiscard]] o_set* clone() const override;
   code_t find_mid(code_t lo, code_t hi) const override;
   std::unique_ptr<number_limits> limits_at(std::span<const code_t> codes) const override;

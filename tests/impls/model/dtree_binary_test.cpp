@@ -70,6 +70,14 @@ TEST(binary_model, holds_no_cases_to_prune_with) {
   back->prune(t.get(), nullptr);  // needs statistics only
 }
 
+TEST(binary_model, keeps_a_strategy_that_is_none) {
+  dtree odd("m");
+  for (const unsigned int strategy : {14U, 4294967295U}) {
+    odd.set_pruning_strategy(static_cast<model::pruning_strategy>(strategy));
+    EXPECT_EQ(written(*read(written(odd))), written(odd));
+  }
+}
+
 TEST(binary_model, without_matrix_or_trees_is_one_too) {
   const dtree fresh("fresh");
   const auto back = read(written(fresh));

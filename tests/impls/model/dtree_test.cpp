@@ -93,21 +93,78 @@ TEST(model, clones_whole_or_by_its_parameters) {
   dtree model("m");
   model.set_conf_level(1);
   model.build(t.get(), cases.get());
-  model.set_training_cm(t.get(), cases.get());
   const std::string text = text_of(model);
   const auto whole = model.clone(false), parameters = model.clone(true);
   model.set_min_obj(8);
   model.build(t.get(), cases.get());
   EXPECT_NE(text_of(model), text);
-  EXPECT_EQ(model.get_training_cm(), nullptr);  // of the tree before
+  EXPECT_DOUBLE_EQ(model.get_training_cm()->err_misc(), 5. / 14);
   EXPECT_EQ(text_of(*whole), text);
   EXPECT_EQ(whole->name(), "m");
   EXPECT_EQ(whole->get_training_cm()->ncases(), 14u);
+  EXPECT_EQ(whole->get_training_cm()->err_misc(), 0);
   EXPECT_EQ(parameters->n_trees(), 0u);
   EXPECT_EQ(parameters->get_training_table(), nullptr);
   EXPECT_EQ(parameters->get_training_cm(), nullptr);
   parameters->build(t.get(), cases.get());
   EXPECT_EQ(text_of(*parameters), text);
+}
+
+TEST(model, keeps_the_matrix_of_its_trees_as_they_are) {
+  const auto t = mixed_table(300, 3, /*weighted=*/true);
+  const std::unique_ptr<case_list> cases(t->get_all());
+  dtree model("m"), plain("m");
+  const auto errors = [](const dtree& m) { return m.get_training_cm()->err_misc(); };
+  model.set_pruning_strategy(NO_PRUNING);
+  model.build(t.get(), cases.get());
+  EXPECT_EQ(errors(model), model.test(*t, *cases, nullptr)->err_misc());
+  model.set_conf_level(0.001);
+  model.set_pruning_strategy(EBP);
+  const double before = errors(model);
+  model.prune(t.get(), nullptr);
+  EXPECT_GT(errors(model), before);
+  EXPECT_EQ(errors(model), model.test(*t, *cases, nullptr)->err_misc());
+  plain.set_keep_training_cm(false);
+  plain.build(t.get(), cases.get());
+  EXPECT_EQ(plain.get_training_cm(), nullptr);
+}
+
+TEST(model, built_again_takes_the_attributes_of_its_table) {
+  const std::string rows = "p,p,a\np,p,a\nq,q,b\nq,q,b\n";
+  const auto one = make_table("x,string,discrete\ny,string,ignore\nk,string,class\n", rows);
+  const auto other = make_table("x,string,ignore\ny,string,discrete\nk,string,class\n", rows);
+  const std::unique_ptr<case_list> cases(one->get_all());
+  dtree model("m");
+  for (const table* t : {one.get(), other.get()}) {
+    model.build(t, cases.get());
+    EXPECT_EQ(model.size(), 3u);
+    EXPECT_EQ(model.get_attributes(*t), t == one.get() ? "0" : "1");
+  }
+}
+
+TEST(model, refuses_another_table_and_cases_of_no_row) {
+  const auto t = golf_table(), again = golf_table();
+  const auto other = make_table(k_golf_names, std::string(k_golf_rows) + "snowy,1,1,true,no\n");
+  const std::unique_ptr<case_list> cases(t->get_all());
+  const case_list past{{0, 1}, {14, 1}}, negative{{3, -1}};
+  const std::string other_table = "the table has other values than that of the training cases";
+  dtree model("m");
+  const auto refuses = [](const std::string& message, auto call) {
+    EXPECT_THAT(call, testing::ThrowsMessage<std::runtime_error>(message));
+  };
+  const std::string no_row = "a case of a row that the table does not have: 14";
+  refuses(no_row, [&] { model.build(t.get(), &past); });
+  refuses(no_row, [&] { model.feature_selection(t.get(), cases.get(), &past); });
+  refuses("a case weight that is negative or not finite: row 3",
+          [&] { model.build(t.get(), &negative); });
+  model.build(t.get(), cases.get());
+  refuses(no_row, [&] { model.test(*t, past, nullptr); });
+  refuses(no_row, [&] { model.prune(t.get(), &past); });
+  refuses(other_table, [&] { model.test(*other, *cases, nullptr); });
+  refuses(other_table, [&] { model.prune(other.get(), nullptr); });
+  refuses(other_table, [&] { model.oob_error(*other); });
+  model.prune(again.get(), nullptr);
+  EXPECT_EQ(model.test(*again, *cases, nullptr)->err_misc(), 0);
 }
 
 TEST(model, refuses_to_work_on_nothing) {

@@ -83,6 +83,21 @@ TEST(forest_nodes, measure_a_few_attributes_each_as_often_as_the_others) {
                                           testing::Gt(0), 0, 0, 0));
 }
 
+TEST_P(ensembles, of_one_tree_answer_as_it_does) {
+  const auto t = mixed_table(300, 9, /*weighted=*/false);
+  const auto model = grow_ensemble(*t, {1, GetParam(), 3, 2});
+  const std::unique_ptr<case_list> all(t->get_all());
+  double unsure = 0;
+  for (const auto& [row, weight] : *all) {
+    decision_tree::prediction of_model, of_tree;
+    model->predict_row(*t, row, of_model, 1.0);
+    model->get_tree(0).predict_row(*t, row, of_tree, 1.0);
+    ASSERT_EQ(of_model, of_tree) << row;
+    unsure += of_model.second < 1;
+  }
+  EXPECT_GT(unsure, 0);
+}
+
 TEST_P(ensembles, are_tested_by_the_votes_of_their_trees) {
   const auto t = mixed_table(700, 9, /*weighted=*/true);
   const auto model = grow_ensemble(*t, {7, GetParam(), 3, 4});

@@ -74,9 +74,9 @@ export function classify(tree, values) {
   return { code, confidence: sums[code], shares, sums };
 }
 
-/** Classifies by the model: by its tree, or by the votes of its trees. */
+/** Classifies by the model: by its tree, or by the votes of its trees where there are several. */
 export function predict(model, values) {
-  if (!model.ensemble) return classify(model.tree(0), values);
+  if (model.tree_count === 1) return classify(model.tree(0), values);
   const votes = new Float64Array(model.classNames.length);
   for (let i = 0; i < model.shownTrees; ++i) ++votes[classify(model.tree(i), values).code];
   const code = argmax(votes);
