@@ -11,6 +11,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "inputs.h"
+
 namespace orvcmd {
 
 namespace {
@@ -156,6 +158,7 @@ namespace {
 /// Comes before the first file is opened, so that a refusal leaves every file as it was.
 const options& checked(const options& opt) {
   check_files(opt);
+  check_inputs(opt);
   return opt;
 }
 
@@ -171,6 +174,13 @@ output::output(bool on_stdout, const std::string& file, std::ios_base::openmode 
     name_ = k_standard_output;
     stream_ = &std::cout;
   }
+}
+
+void output::empty_file() {
+  std::error_code error;
+  if (!file_.is_open() || !fs::is_regular_file(name_, error)) return;
+  file_.close();
+  file_.open(name_, std::ios::trunc);
 }
 
 void output::close() {
