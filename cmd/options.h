@@ -17,6 +17,10 @@ namespace orvcmd {
 inline constexpr std::array<std::string_view, 12> k_pruning_names{
     "EBP", "EBPG", "EBPA", "PEP", "PEPG", "PEPA", "REP", "REPG", "REPA", "MEP", "MEPG", "MEPA"};
 
+/// The most trees, folds, repetitions and workers that can be asked for, and the greatest depth.
+inline constexpr std::int64_t k_most = 1'000'000;
+inline constexpr std::int64_t k_most_depth = 1'000'000'000;
+
 /// All settings of one run. File names are empty when not given; the choices kept as integers are
 /// the enumerations of orvik/enums.h.
 class options {
