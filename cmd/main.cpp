@@ -5,6 +5,8 @@
 #include "driver.h"
 #include "errors.h"
 #include "experiments.h"
+#include "ignored.h"
+#include "log.h"
 #include "options.h"
 #include "orvik/orvik.h"
 #include "outputs.h"
@@ -58,6 +60,7 @@ void run(int argc, char** argv) {
   orvik::set_n_workers(opt.n_workers);
   if (opt.seed) orvik::set_seed(*opt.seed);
   out.begin_log(orvik::get_copyright());
+  for (const std::string& line : ignored_options(opt)) log_line(out.log(), line);
   try {
     train_and_save(opt, out);
   } catch (const early_end&) {  // not an error, so what was written must be whole

@@ -114,7 +114,7 @@ template <bool Forest>
 void set_ensemble(options& opt, arguments& args) {
   const long n = args.next_integer();
   require(n >= 1, k_trees_range);
-  args.require_at_most(n, k_most, "n");
+  args.require_at_most(n, k_largest_count, "n");
   opt.forest = Forest;
   opt.bagging = !Forest;
   opt.n_trees = n;
@@ -150,16 +150,16 @@ void set_min_weighted_objects(options& opt, arguments& args) {
 void set_max_depth(options& opt, arguments& args) {
   opt.max_depth = args.next_integer();
   require(opt.max_depth >= 0, k_depth_range);
-  args.require_at_most(opt.max_depth, k_most_depth, "num");
+  args.require_at_most(opt.max_depth, k_largest_depth, "num");
 }
 
 void set_cross_validation(options& opt, arguments& args) {
   opt.cv_repetitions = args.next_integer();
   require(opt.cv_repetitions >= 1, k_cv_repetitions_range);  // before the folds are looked for
-  args.require_at_most(opt.cv_repetitions, k_most, "r");
+  args.require_at_most(opt.cv_repetitions, k_largest_count, "r");
   opt.cv_folds = args.next_integer();
   require(opt.cv_folds >= 1, k_cv_folds_range);
-  args.require_at_most(opt.cv_folds, k_most, "n");
+  args.require_at_most(opt.cv_folds, k_largest_count, "n");
 }
 
 std::int32_t next_experiment_id(arguments& args) {
@@ -208,7 +208,7 @@ std::uint64_t workers_or_default(long n) {
 void set_workers(options& opt, arguments& args) {
   const long n = args.next_integer();
   require(n >= 0, k_workers_range);
-  args.require_at_most(n, k_most, "n");
+  args.require_at_most(n, k_largest_count, "n");
   opt.n_workers = workers_or_default(n);
 }
 
@@ -217,8 +217,8 @@ void set_trace(options& opt, arguments& args) {
   const long to = args.next_integer();
   opt.trace_file = args.next();
   if (from < 0 || to < 0) throw early_end{k_failure, ""};  // Deliberate: without a message
-  args.require_at_most(from, k_most, "t");
-  args.require_at_most(to, k_most, "w");
+  args.require_at_most(from, k_largest_count, "t");
+  args.require_at_most(to, k_largest_count, "w");
   opt.trace_min_workers = from == 0 ? 1 : static_cast<std::uint64_t>(from);
   opt.trace_max_workers = workers_or_default(to);
   opt.n_workers = 1;
@@ -310,6 +310,7 @@ void take_option(options& opt, arguments& args) {
   const auto row = std::ranges::find(k_options, word, &option_row::name);
   if (row == std::end(k_options)) throw failure(k_unknown_option + std::string(word));
   row->set(opt, args);
+  opt.given.push_back(row->name);
 }
 
 options parse_or_end_process(int argc, char** argv) {
