@@ -7,11 +7,13 @@
 #include <cerrno>
 #include <filesystem>
 #include <iostream>
+#include <locale>
 #include <optional>
 #include <stdexcept>
 #include <vector>
 
 #include "inputs.h"
+#include "zel/util/number_util.h"
 
 namespace orvcmd {
 
@@ -164,6 +166,21 @@ const options& checked(const options& opt) {
 
 }  // namespace
 
+namespace {
+
+/// Numbers as every stream prints them, but for the sign of a not-a-number, which says nothing.
+class plain_numbers : public std::num_put<char> {
+  iter_type do_put(iter_type out, std::ios_base& format, char fill, double x) const override {
+    return num_put::do_put(out, format, fill, zel::util::number_util::plain_nan(x));
+  }
+  iter_type do_put(iter_type out, std::ios_base& format, char fill, long double x) const override {
+    return num_put::do_put(out, format, fill, zel::util::number_util::plain_nan(x));
+  }
+  using std::num_put<char>::do_put;
+};
+
+}  // namespace
+
 output::output(bool on_stdout, const std::string& file, std::ios_base::openmode mode) {
   if (!file.empty()) {
     name_ = file;
@@ -173,6 +190,9 @@ output::output(bool on_stdout, const std::string& file, std::ios_base::openmode 
   } else if (on_stdout) {
     name_ = k_standard_output;
     stream_ = &std::cout;
+  }
+  if (stream_ != nullptr) {
+    stream_->imbue(std::locale(std::locale::classic(), new plain_numbers));  // which owns it
   }
 }
 

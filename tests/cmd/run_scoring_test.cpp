@@ -41,6 +41,9 @@ TEST_F(run_scoring, reports_the_errors_on_a_test_file) {
   EXPECT_LT(at, out.find("DECISION TREE"));
   EXPECT_NE(run_program("-f t -sep ';' -ft rows").out.find("\nTesting data\n + rows: 3 time: "),
             std::string::npos);
+  write("rows", "p;1;a\n");
+  EXPECT_NE(run("-ft rows -tstd -oerr").out.find("\nR: nan\nRINT: nan\nG: nan\n"),
+            std::string::npos);
 }
 
 TEST_F(run_scoring, takes_unseen_values_as_unknown_and_logs_them) {
