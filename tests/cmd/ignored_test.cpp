@@ -73,7 +73,16 @@ TEST(ignored, is_what_the_run_asked_for_has_no_use_of) {
         "Ignored: -dstd (-d is given)"}},
       {"-f a -fs r -s s -prob -unseen", {}},
   };
-  for (const auto& row : rows) EXPECT_THAT(ignored_in(row.line), ElementsAreArray(row.ignored));
+  std::ostringstream page;
+  page << std::ifstream(ORVIK_ROOT "/docs/orvcmd.1.md").rdbuf();
+  for (const auto& row : rows) {
+    EXPECT_THAT(ignored_in(row.line), ElementsAreArray(row.ignored));
+    for (const std::string& line : row.ignored) {
+      const std::size_t at = line.find('(') + 1;
+      EXPECT_THAT(page.str(),
+                  testing::HasSubstr('`' + line.substr(at, line.size() - 1 - at) + '`'));
+    }
+  }
 }
 
 /// Cells of the lines with tabs, less those of times, and what is in no line of the log.
