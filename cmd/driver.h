@@ -33,12 +33,13 @@ std::unique_ptr<orvik::table> load_save_table(const options& opt, std::ostream* 
 training buildtree(const options& opt, orvik::table* t, _cv_errors& errors, std::ostream* log,
                    std::ostream* trace);
 
-/// Writes the forms of a model that are for programs. `pmml` and `json` may be null.
-void write_documents(const orvik::dtree& model, std::ostream* pmml, std::ostream* json);
+/// Saves the model in the binary form, where the options name a file.
+void save_tree(const options& opt, const orvik::dtree& model, std::ostream* log);
 
 /// Writes the graph, the reports on the training cases, the hold-out and the test file, the
 /// model's text and its XML with the matrix of the last of these tests, and scores.
-/// `text`, `xml` and `dot` may be null.
+/// `text`, `xml` and `dot` may be null. A part that fails costs no other: the first error is
+/// thrown when all that can be written is written.
 void test_save_tree(const options& opt, orvik::table* t, orvik::dtree* model,
                     orvik::table::subset* holdout, _cv_errors& errors, std::ostream* log,
                     std::ostream* text, std::ostream* xml, std::ostream* dot);

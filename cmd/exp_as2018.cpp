@@ -24,6 +24,7 @@ constexpr char k_header[] =
     "\trfsize\trfleaves\trfdepth\trfattributes\trftime\trferror\trfebpgerr"
     "\tbestselected\tbestcount\tntreebuilt\tntreedistinct\trftottime\tbesterr\ttoperr\tdetails...";
 constexpr char k_delta_range[] = "<delta> must >= 0";
+constexpr char k_infinite_delta[] = "in -as2018, every delta of <a> must be finite";
 
 constexpr long k_fold_factor = 10;               // Deliberate: whatever the number of folds
 constexpr unsigned long k_most_exhaustive = 20;  // attributes
@@ -178,6 +179,7 @@ std::vector<double> deltas_of(const options& opt) {
 void require_deltas(const options& opt) {
   for (const double delta : deltas_of(opt)) {
     if (!(delta == -1 || delta >= 0)) throw std::runtime_error(k_delta_range);
+    if (!std::isfinite(delta)) throw std::runtime_error(k_infinite_delta);
   }
 }
 

@@ -17,7 +17,7 @@ void require_experiment(const options& opt);
 /// Throws std::runtime_error for more folds than rows. @return no model.
 training exp_sdm2012(orvik::table* t, const options& opt, std::ostream* log);
 
-/// Throws std::runtime_error unless every delta of "-as2018" is -1 or at least 0.
+/// Throws std::runtime_error unless every delta of "-as2018" is -1, or at least 0 and finite.
 void require_deltas(const options& opt);
 
 /// Compares models on acceptable subsets, on the subset of an exhaustive search (tables of at most

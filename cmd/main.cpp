@@ -5,15 +5,34 @@
 #include "driver.h"
 #include "errors.h"
 #include "experiments.h"
+#include "ignored.h"
+#include "log.h"
 #include "options.h"
 #include "orvik/orvik.h"
 #include "outputs.h"
 #include "progress.h"
 #include "saved_tree.h"
+#include "steps.h"
 
 namespace {
 
 using namespace orvcmd;
+
+/// Writes all that the model gives, the form to go on from first. One form that cannot be written
+/// costs no other; the first error is thrown at the end.
+void finish(const options& opt, orvik::table* t, training& result, _cv_errors& errors,
+            outputs& out) {
+  orvik::dtree* const model = result.model.get();
+  independent_steps steps;
+  steps.run([&] { save_tree(opt, *model, out.log()); });
+  steps.run([&] { out.pmml().write([&](std::ostream& pmml) { model->toPMML(pmml); }); });
+  steps.run([&] { out.json().write([&](std::ostream& json) { model->toJSON(json); }); });
+  steps.run([&] {
+    test_save_tree(opt, t, model, result.holdout.get(), errors, out.log(), out.text(), out.xml(),
+                   out.dot());
+  });
+  steps.end();
+}
 
 /// The run after its outputs are open; what it owns is gone before they are closed.
 void train_and_save(options& opt, outputs& out) {
@@ -28,11 +47,7 @@ void train_and_save(options& opt, outputs& out) {
              : opt.as2018 ? exp_as2018(table.get(), opt, out.log())
                           : buildtree(opt, table.get(), errors, out.log(), out.trace());
   }
-  if (result.model) {
-    write_documents(*result.model, out.pmml(), out.json());
-    test_save_tree(opt, table.get(), result.model.get(), result.holdout.get(), errors, out.log(),
-                   out.text(), out.xml(), out.dot());
-  }
+  if (result.model) finish(opt, table.get(), result, errors, out);
   out.end_log();
 }
 
@@ -45,6 +60,7 @@ void run(int argc, char** argv) {
   orvik::set_n_workers(opt.n_workers);
   if (opt.seed) orvik::set_seed(*opt.seed);
   out.begin_log(orvik::get_copyright());
+  for (const std::string& line : ignored_options(opt)) log_line(out.log(), line);
   try {
     train_and_save(opt, out);
   } catch (const early_end&) {  // not an error, so what was written must be whole

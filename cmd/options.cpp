@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdlib>
 #include <iostream>
 #include <limits>
@@ -31,7 +32,8 @@ constexpr char k_trees_range[] = "No trees must be at least 1";
 constexpr char k_holdout_range[] = "Holdout must be in (0,100)";
 constexpr char k_delta_range[] = "<delta> must >= 0";
 constexpr char k_workers_range[] = "in -tt, <n> must be in >= 0";
-constexpr char k_limit_range[] = "in -fslimit, <seconds> must be > 0";
+constexpr char k_limit_range[] = "in -fslimit, <seconds> must be a number > 0 and <= 1000000000";
+constexpr double k_longest_search = 1e9;  // seconds
 constexpr char k_seed_range[] = "in -seed, <n> must be a whole number from 0 to ";
 
 early_end argument_expected(std::string_view option) {
@@ -63,9 +65,21 @@ class arguments {
     return next_word();
   }
 
-  // Deliberate: what follows the number is ignored, and a word that is no number is 0.
+  // Deliberate: what follows the number is ignored, and a word that is no number is 0. A number
+  // too large for its type becomes the largest one, which the ranges then refuse.
   long next_integer() { return std::strtol(next(), nullptr, 10); }
   double next_real() { return std::strtod(next(), nullptr); }
+
+  /// Throws, naming the option and its `argument`, unless the number is in a range.
+  void require_at_most(long number, long most, const char* argument) const {
+    if (number > most) refuse(argument, "at most " + std::to_string(most));
+  }
+  void require_finite(double number, const char* argument) const {
+    if (!std::isfinite(number)) refuse(argument, "finite");
+  }
+  [[noreturn]] void refuse(const char* argument, const std::string& range) const {
+    throw failure("in " + std::string(option_) + ", <" + argument + "> must be " + range);
+  }
 
  private:
   const char* next_word() {
@@ -100,6 +114,7 @@ template <bool Forest>
 void set_ensemble(options& opt, arguments& args) {
   const long n = args.next_integer();
   require(n >= 1, k_trees_range);
+  args.require_at_most(n, k_largest_count, "n");
   opt.forest = Forest;
   opt.bagging = !Forest;
   opt.n_trees = n;
@@ -129,25 +144,32 @@ void set_confidence_level(options& opt, arguments& args) {
 void set_min_weighted_objects(options& opt, arguments& args) {
   opt.min_weighted_objects = args.next_real();
   require(opt.min_weighted_objects > 0, k_min_objects_range);
+  args.require_finite(opt.min_weighted_objects, "num");
 }
 
 void set_max_depth(options& opt, arguments& args) {
   opt.max_depth = args.next_integer();
   require(opt.max_depth >= 0, k_depth_range);
+  args.require_at_most(opt.max_depth, k_largest_depth, "num");
 }
 
 void set_cross_validation(options& opt, arguments& args) {
   opt.cv_repetitions = args.next_integer();
   require(opt.cv_repetitions >= 1, k_cv_repetitions_range);  // before the folds are looked for
+  args.require_at_most(opt.cv_repetitions, k_largest_count, "r");
   opt.cv_folds = args.next_integer();
   require(opt.cv_folds >= 1, k_cv_folds_range);
+  args.require_at_most(opt.cv_folds, k_largest_count, "n");
 }
 
-/// Identifiers saturate, as integers too long for next_integer() do.
 std::int32_t next_experiment_id(arguments& args) {
   using limits = std::numeric_limits<std::int32_t>;
-  return static_cast<std::int32_t>(
-      std::clamp<long>(args.next_integer(), limits::min(), limits::max()));
+  const long id = args.next_integer();
+  if (id < limits::min() || id > limits::max()) {
+    args.refuse("n",
+                "from " + std::to_string(limits::min()) + " to " + std::to_string(limits::max()));
+  }
+  return static_cast<std::int32_t>(id);
 }
 
 void set_sdm2012(options& opt, arguments& args) {
@@ -166,12 +188,17 @@ void set_as2018(options& opt, arguments& args) {
 void set_acceptable_subset(options& opt, arguments& args) {
   opt.as_delta = args.next_real();
   require(opt.as_delta == -1 || opt.as_delta >= 0, k_delta_range);
+  args.require_finite(opt.as_delta, "b");
   opt.feature_selection = model::ACCEPTABLE_SUBSET;
 }
 
+/// Unlike other numbers all of the word must be one.
 void set_selection_limit(options& opt, arguments& args) {
-  opt.fs_limit = args.next_real();
-  require(opt.fs_limit > 0, k_limit_range);
+  const char* const word = args.next();
+  char* end = nullptr;
+  opt.fs_limit = std::strtod(word, &end);
+  const bool clean = end != word && *end == '\0';
+  require(clean && opt.fs_limit > 0 && opt.fs_limit <= k_longest_search, k_limit_range);
 }
 
 std::uint64_t workers_or_default(long n) {
@@ -181,6 +208,7 @@ std::uint64_t workers_or_default(long n) {
 void set_workers(options& opt, arguments& args) {
   const long n = args.next_integer();
   require(n >= 0, k_workers_range);
+  args.require_at_most(n, k_largest_count, "n");
   opt.n_workers = workers_or_default(n);
 }
 
@@ -189,6 +217,8 @@ void set_trace(options& opt, arguments& args) {
   const long to = args.next_integer();
   opt.trace_file = args.next();
   if (from < 0 || to < 0) throw early_end{k_failure, ""};  // Deliberate: without a message
+  args.require_at_most(from, k_largest_count, "t");
+  args.require_at_most(to, k_largest_count, "w");
   opt.trace_min_workers = from == 0 ? 1 : static_cast<std::uint64_t>(from);
   opt.trace_max_workers = workers_or_default(to);
   opt.n_workers = 1;
@@ -280,6 +310,7 @@ void take_option(options& opt, arguments& args) {
   const auto row = std::ranges::find(k_options, word, &option_row::name);
   if (row == std::end(k_options)) throw failure(k_unknown_option + std::string(word));
   row->set(opt, args);
+  opt.given.push_back(row->name);
 }
 
 options parse_or_end_process(int argc, char** argv) {

@@ -17,6 +17,10 @@ namespace orvcmd {
 inline constexpr std::array<std::string_view, 12> k_pruning_names{
     "EBP", "EBPG", "EBPA", "PEP", "PEPG", "PEPA", "REP", "REPG", "REPA", "MEP", "MEPG", "MEPA"};
 
+/// The most trees, folds, repetitions and workers that can be asked for, and the greatest depth.
+inline constexpr std::int64_t k_largest_count = 1'000'000;
+inline constexpr std::int64_t k_largest_depth = 1'000'000'000;
+
 /// All settings of one run. File names are empty when not given; the choices kept as integers are
 /// the enumerations of orvik/enums.h.
 class options {
@@ -92,7 +96,8 @@ class options {
   bool unseen = false;         ///< rows to test or score: values training lacked count as unknown
   bool importance = false;     ///< the text report shows what the model owes to each attribute
   bool probabilities = false;  ///< scores show the share of every class
-  std::optional<unsigned long> seed;  ///< not set: every run draws its own random numbers
+  std::optional<unsigned long> seed;    ///< not set: every run draws its own random numbers
+  std::vector<std::string_view> given;  ///< the options of the command line, as they came
 };
 
 /// @return the usage text, last newline included, under the library's `banner`; `n_workers` is

@@ -7,9 +7,13 @@
 #include <cerrno>
 #include <filesystem>
 #include <iostream>
+#include <locale>
 #include <optional>
 #include <stdexcept>
 #include <vector>
+
+#include "inputs.h"
+#include "zel/util/number_util.h"
 
 namespace orvcmd {
 
@@ -156,8 +160,24 @@ namespace {
 /// Comes before the first file is opened, so that a refusal leaves every file as it was.
 const options& checked(const options& opt) {
   check_files(opt);
+  check_inputs(opt);
   return opt;
 }
+
+}  // namespace
+
+namespace {
+
+/// Numbers as every stream prints them, but for the sign of a not-a-number, which says nothing.
+class plain_numbers : public std::num_put<char> {
+  iter_type do_put(iter_type out, std::ios_base& format, char fill, double x) const override {
+    return num_put::do_put(out, format, fill, zel::util::number_util::plain_nan(x));
+  }
+  iter_type do_put(iter_type out, std::ios_base& format, char fill, long double x) const override {
+    return num_put::do_put(out, format, fill, zel::util::number_util::plain_nan(x));
+  }
+  using std::num_put<char>::do_put;
+};
 
 }  // namespace
 
@@ -171,6 +191,16 @@ output::output(bool on_stdout, const std::string& file, std::ios_base::openmode 
     name_ = k_standard_output;
     stream_ = &std::cout;
   }
+  if (stream_ != nullptr) {
+    stream_->imbue(std::locale(std::locale::classic(), new plain_numbers));  // which owns it
+  }
+}
+
+void output::empty_file() {
+  std::error_code error;
+  if (!file_.is_open() || !fs::is_regular_file(name_, error)) return;
+  file_.close();
+  file_.open(name_, std::ios::trunc);
 }
 
 void output::close() {

@@ -40,11 +40,26 @@ class output {
   /// @return the stream to write to, null when absent; lives as long as this object.
   std::ostream* stream() { return stream_; }
 
+  /// Runs write(stream) unless the output is absent. Where it throws, an own regular file is
+  /// emptied: half a document is none.
+  template <class Write>
+  void write(const Write& write) {
+    if (stream_ == nullptr) return;
+    try {
+      write(*stream_);
+    } catch (...) {
+      empty_file();
+      throw;
+    }
+  }
+
   /// Closes an own file, flushes standard output; throws std::runtime_error, naming the output,
   /// if anything written so far was lost.
   void close();
 
  private:
+  void empty_file();
+
   std::string name_;
   std::ofstream file_;
   std::ostream* stream_ = nullptr;  // null, &file_ or standard output
@@ -54,7 +69,8 @@ class output {
 /// its own, also when an error ends the run.
 class outputs {
  public:
-  /// Checks the files of `opt`, then opens them. Throws as check_files() and output do.
+  /// Checks the files of `opt`, then opens those to write. Throws as check_files(),
+  /// check_inputs() and output do.
   explicit outputs(const options& opt);
   outputs(const outputs&) = delete;
   outputs& operator=(const outputs&) = delete;
@@ -65,8 +81,8 @@ class outputs {
   std::ostream* trace() { return trace_.stream(); }
   std::ostream* xml() { return xml_.stream(); }
   std::ostream* dot() { return dot_.stream(); }
-  std::ostream* pmml() { return pmml_.stream(); }
-  std::ostream* json() { return json_.stream(); }
+  output& pmml() { return pmml_; }
+  output& json() { return json_; }
 
   /// Starts the log, if any, with `banner`.
   void begin_log(std::string_view banner);

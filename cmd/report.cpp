@@ -7,6 +7,7 @@
 #include "log.h"
 #include "outputs.h"
 #include "score.h"
+#include "steps.h"
 
 namespace orvcmd {
 
@@ -79,62 +80,84 @@ void begin_report(const std::ostream* log, std::ostream* out) {
   if (out == log) *out << '\n';
 }
 
-void write_dot(const dtree& model, const std::ostream* log, std::ostream* dot) {
-  if (dot == nullptr) return;
-  begin_report(log, dot);
-  model.toDOT(*dot);
+/// What the parts of the report work with; see test_save_tree() for what may be null.
+struct reporting {
+  const options& opt;
+  table* t;
+  dtree& model;
+  std::ostream* log;
+  std::ostream* text;
+
+  void test_holdout(table::subset* holdout);
+  void test_file();
+  void report_test(const char* title, const conf_matrix& cm) const;
+  void report_model(const _cv_errors& errors) const;
+
+  std::unique_ptr<conf_matrix> last_test = nullptr;
+};
+
+void reporting::report_model(const _cv_errors& errors) const {
+  begin_report(log, text);
+  *text << orvik::get_copyright() << '\n';
+  const std::unique_ptr<conf_matrix> cm(model.get_training_cm());
+  if (cm) report_training(*cm, opt, *text);
+  if (opt.cv_folds > 0) report_cross_validation(opt, errors, *text);
+  if (opt.importance) report_importance(model.get_importance(t), *text);
+}
+
+void reporting::report_test(const char* title, const conf_matrix& cm) const {
+  if (text == nullptr) return;
+  begin_report(log, text);
+  report_errors(title, cm, opt, *text);
+}
+
+void reporting::test_holdout(table::subset* holdout) {
+  log_line(log, "Testing holdout on ", holdout->size(), " cases");
+  std::unique_ptr<conf_matrix> cm(model.test(t, holdout, nullptr));
+  report_test("MISCLASSIFICATION on holdout test: ", *cm);
+  log_line(log, " + time: ", cm->get_elapsed(), " secs");
+  last_test = std::move(cm);
+}
+
+void reporting::test_file() {
+  log_line(log, "Testing data");
+  file_test test = test_on_file(opt, model);
+  report_test("MISCLASSIFICATION on test file: ", *test.matrix);
+  log_file_test(log, test);
+  last_test = std::move(test.matrix);
 }
 
 }  // namespace
 
-void write_documents(const dtree& model, std::ostream* pmml, std::ostream* json) {
-  if (pmml != nullptr) model.toPMML(*pmml);
-  if (json != nullptr) model.toJSON(*json);
+void save_tree(const options& opt, const dtree& model, std::ostream* log) {
+  if (opt.tree_binary_output.empty()) return;
+  save_or_report(opt.tree_binary_output, [&] { model.toBinary(opt.tree_binary_output); });
+  log_line(log, "Tree saved");
 }
 
 void test_save_tree(const options& opt, table* t, dtree* model, table::subset* holdout,
                     _cv_errors& errors, std::ostream* log, std::ostream* text, std::ostream* xml,
                     std::ostream* dot) {
-  if (!opt.tree_binary_output.empty()) {
-    save_or_report(opt.tree_binary_output, [&] { model->toBinary(opt.tree_binary_output); });
-    log_line(log, "Tree saved");
+  reporting report{opt, t, *model, log, text};
+  independent_steps steps;
+  if (dot != nullptr) {
+    steps.run([&] {
+      begin_report(log, dot);
+      model->toDOT(*dot);
+    });
   }
-  write_dot(*model, log, dot);
-  if (text != nullptr) {
-    begin_report(log, text);
-    *text << orvik::get_copyright() << '\n';
-    const std::unique_ptr<conf_matrix> cm(model->get_training_cm());
-    if (cm) report_training(*cm, opt, *text);
-    if (opt.cv_folds > 0) report_cross_validation(opt, errors, *text);
-    if (opt.importance) report_importance(model->get_importance(t), *text);
-  }
-  std::unique_ptr<conf_matrix> last_test;
-  if (holdout != nullptr) {
-    log_line(log, "Testing holdout on ", holdout->size(), " cases");
-    std::unique_ptr<conf_matrix> cm(model->test(t, holdout, nullptr));
-    if (text != nullptr) {
-      begin_report(log, text);
-      report_errors("MISCLASSIFICATION on holdout test: ", *cm, opt, *text);
-    }
-    log_line(log, " + time: ", cm->get_elapsed(), " secs");
-    last_test = std::move(cm);
-  }
-  if (!opt.test_file.empty()) {
-    log_line(log, "Testing data");
-    file_test test = test_on_file(opt, *model);
-    if (text != nullptr) {
-      begin_report(log, text);
-      report_errors("MISCLASSIFICATION on test file: ", *test.matrix, opt, *text);
-    }
-    log_file_test(log, test);
-    last_test = std::move(test.matrix);
-  }
-  if (text != nullptr) model->toTEXT(*text);
+  if (text != nullptr) steps.run([&] { report.report_model(errors); });
+  if (holdout != nullptr) steps.run([&] { report.test_holdout(holdout); });
+  if (!opt.test_file.empty()) steps.run([&] { report.test_file(); });
+  if (text != nullptr) steps.run([&] { model->toTEXT(*text); });
   if (xml != nullptr) {
-    if (xml != text) begin_report(log, xml);
-    model->toXML(*xml, last_test.get());
+    steps.run([&] {
+      if (xml != text) begin_report(log, xml);
+      model->toXML(*xml, report.last_test.get());
+    });
   }
-  if (!opt.score_data_file.empty()) score_file(opt, *model, log);
+  if (!opt.score_data_file.empty()) steps.run([&] { score_file(opt, *model, log); });
+  steps.end();
 }
 
 }  // namespace orvcmd

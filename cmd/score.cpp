@@ -65,6 +65,7 @@ void score_file(const options& opt, const orvik::dtree& model, std::ostream* log
     return;
   }
   log_line(log, "Scoring data");
+  orvik::check_text_file(opt.score_data_file);  // older scores stay where there are no rows
   output file(false, opt.score_output_file, std::ios::trunc);
   unseen_values unseen;
   const double seconds = score_into(file, opt, model, opt.unseen ? &unseen : nullptr);

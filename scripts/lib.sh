@@ -50,15 +50,17 @@ want() {
   (need "${missing[@]}") || echo "Going on without ${missing[*]}" >&2
 }
 
-# build PRESET TARGET [CMAKE_OPTION...]: configures and builds, quiet unless it fails.
+# build PRESET TARGETS [CMAKE_OPTION...]: configures and builds, quiet unless it fails. TARGETS are
+# one word for the shell, with blanks between them.
 build() {
-  local preset=$1 target=$2
+  local preset=$1 targets
+  read -ra targets <<<"$2"
   shift 2
   local log=build/$preset.log
   mkdir -p build
-  echo "Building $target ($preset)"
+  echo "Building ${targets[*]} ($preset)"
   if ! { cmake --preset "$preset" "$@" &&
-         cmake --build --preset "$preset" --target "$target"; } >"$log" 2>&1; then
+         cmake --build --preset "$preset" --target "${targets[@]}"; } >"$log" 2>&1; then
     grep -vE '^\[[0-9]+/[0-9]+\] ' "$log" >&2
     return 1
   fi

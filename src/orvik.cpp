@@ -1,6 +1,10 @@
 #include "orvik/orvik.h"
 
+#include <filesystem>
+
 #include "impls/identity.h"
+#include "zel/inpout/ioconn.h"
+#include "zel/inpout/stream.h"
 #include "zel/util/parallel.h"
 #include "zel/util/seed.h"
 
@@ -16,6 +20,15 @@ unsigned long get_n_workers() { return zel::util::parallel::n_workers; }
 
 void set_n_workers(unsigned long n) {
   zel::util::parallel::n_workers = n == 0 ? zel::util::parallel::default_workers() : n;
+}
+
+void check_text_file(const std::string& file) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::file_status status = fs::status(file, error);
+  if (fs::exists(status) && fs::is_other(status)) return;
+  zel::inpout::stream in(zel::inpout::ioconn::get_default_input(file), ',', /*owns=*/true);
+  if (fs::is_directory(status)) in.next_block();  // opens, but its first read fails
 }
 
 void set_seed(unsigned long seed) { zel::util::set_seed(seed); }

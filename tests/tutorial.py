@@ -1,14 +1,18 @@
 #!/usr/bin/env python3
-"""Runs the commands of docs/tutorial.md in an empty folder and compares what they print.
+"""Runs the commands of docs/tutorial.md, as they stand there, in one shell, and compares what they
+print with what stands there.
 
 Usage: tutorial.py ROOT BIN, where BIN has the programs. A command is an indented line behind "$ ";
-the indented lines below it are its output. Exit status 0 if all agree.
+the indented lines below it are its output, on both streams. The shell starts in a folder that looks
+as the project does once it is built: with examples and build/release. Exit status 0 if all agree.
 """
 import os
 import shutil
 import subprocess
 import sys
 import tempfile
+
+END = "-- end of a command, status "
 
 
 def commands(page):
@@ -18,25 +22,46 @@ def commands(page):
             found.append((line[6:], []))
         elif line.startswith("    ") and found:
             found[-1][1].append(line[4:])
-        elif line and found:
-            found[-1][1].append(None)  # prose: no more output of this command
-    # Empty lines inside of an output carry no blanks, so they are left out on both sides.
-    return [(c, out[:out.index(None)] if None in out else out) for c, out in found]
+        elif found:
+            found[-1][1].append(None if line else "")  # prose: no more output of this command
+    return [(c, stripped(out[:out.index(None)] if None in out else out)) for c, out in found]
+
+
+def stripped(lines):
+    """Without the empty lines at the end, which belong to the page."""
+    while lines and lines[-1] == "":
+        lines = lines[:-1]
+    return lines
+
+
+def outputs_of(lines, folder):
+    """What each of the commands prints, and its status, run one after the other in one shell."""
+    script = "".join(f"{{ {line}\n}} 2>&1; printf '\\n{END}%s\\n' $?\n" for line in lines)
+    env = dict(os.environ, LC_ALL="C.UTF-8", COLUMNS="80")
+    done = subprocess.run(["bash", "-c", script], cwd=folder, env=env, stdout=subprocess.PIPE, text=True)
+    found, printed = [], []
+    for line in done.stdout.split("\n"):
+        if line.startswith(END):
+            found.append((stripped(printed), line[len(END):]))
+            printed = []
+        else:
+            printed.append(line)
+    return found
 
 
 def main(root, programs):
-    failures = 0
-    with tempfile.TemporaryDirectory() as folder, open(os.path.join(root, "docs", "tutorial.md")) as page:
-        for name in ("flats.csv", "new-flats.csv"):
-            shutil.copy(os.path.join(root, "examples", name), folder)
-        env = dict(os.environ, PATH=programs + os.pathsep + os.environ["PATH"], LC_ALL="C.UTF-8", COLUMNS="80")
-        for command, expected in commands(page):
-            done = subprocess.run(["bash", "-c", command], cwd=folder, env=env, capture_output=True, text=True)
-            printed = [line for line in done.stdout.split("\n") if line]
-            if done.returncode != 0 or printed != expected:
-                failures += 1
-                print(f"$ {command}\nstatus {done.returncode} {done.stderr}\nprinted  {printed}\n"
-                      f"expected {expected}")
+    with open(os.path.join(root, "docs", "tutorial.md")) as page:
+        shown = commands(page)
+    with tempfile.TemporaryDirectory() as folder:
+        shutil.copytree(os.path.join(root, "examples"), os.path.join(folder, "examples"))
+        os.mkdir(os.path.join(folder, "build"))
+        os.symlink(os.path.abspath(programs), os.path.join(folder, "build", "release"))
+        ran = outputs_of([command for command, _ in shown], folder)
+    failures = 0 if shown and len(ran) == len(shown) else 1
+    for (command, expected), (printed, status) in zip(shown, ran):
+        if status != "0" or printed != expected:
+            failures += 1
+            print(f"$ {command}\nstatus {status}\nprinted  {printed}\nexpected {expected}")
     return 1 if failures else 0
 
 

@@ -6,6 +6,8 @@
 // operations spread over get_n_workers() threads by themselves.
 #pragma once
 
+#include <string>
+
 #include "orvik/conf_matrix.h"
 #include "orvik/dtree.h"
 #include "orvik/enums.h"
@@ -24,6 +26,10 @@ const char* get_copyright();
 unsigned long get_n_workers();
 /// Sets it; 0 restores the default, the number of hardware threads.
 void set_n_workers(unsigned long n);
+
+/// Throws std::runtime_error, as reading it would, for a text file that is missing, a folder, or
+/// named .gz without being one. Pipes and devices that exist are left alone.
+void check_text_file(const std::string& file);
 
 /// Makes all random draws from now on repeatable, for any number of workers. Without it every
 /// run draws differently.

@@ -30,8 +30,6 @@ early_end end_of(const words& line) {
   return {-1, "accepted"};
 }
 
-constexpr long k_long_max = std::numeric_limits<long>::max();
-
 struct accepted_line {
   words line;
   bool (*holds)(const options&);
@@ -64,12 +62,13 @@ TEST(command_line, fills_the_record) {
       {{"-c", "1"}, [](auto& o) { return o.confidence_level == 1; }},
       {{"-m", "0.5kg"}, [](auto& o) { return o.min_weighted_objects == 0.5; }},
       {{"-depth", "abc"}, [](auto& o) { return o.max_depth == 0; }},
-      {{"-depth", "99999999999999999999"}, [](auto& o) { return o.max_depth == k_long_max; }},
+      {{"-depth", "1000000000"}, [](auto& o) { return o.max_depth == 1000000000; }},
       {{"-gain"}, [](auto& o) { return o.split_type == 0; }},
       {{"-gain", "-grpure"}, [](auto& o) { return o.split_type == 1; }},
       {{"-norescale", "-oerr"}, [](auto& o) { return !o.rescale && o.ordinal_errors == 1; }},
       {{"-cv", "3", "10"}, [](auto& o) { return o.cv_repetitions == 3 && o.cv_folds == 10; }},
-      {{"-ba", "5"}, [](auto& o) { return o.bagging && !o.forest && o.n_trees == 5; }},
+      {{"-cv", "1000000", "1000000"}, [](auto& o) { return o.cv_folds == 1000000; }},
+      {{"-ba", "5trees"}, [](auto& o) { return o.bagging && !o.forest && o.n_trees == 5; }},
       {{"-ba", "5", "-fo", "3"}, [](auto& o) { return o.forest && !o.bagging && o.n_trees == 3; }},
       {{"-h", "99.9"}, [](auto& o) { return std::abs(o.holdout_random - 0.999) < 1e-15; }},
       {{"-hf", "50", "-hd", "25", "-hs", "75"},
@@ -81,10 +80,12 @@ TEST(command_line, fills_the_record) {
       {{"-as", "0", "-sfs"}, [](auto& o) { return o.feature_selection == 3 && o.as_delta == 0; }},
       {{"-dtsbe"}, [](auto& o) { return o.feature_selection == 4; }},
       {{"-fslimit", "0.5"}, [](auto& o) { return o.fs_limit == 0.5; }},
+      {{"-fslimit", "1e9"}, [](auto& o) { return o.fs_limit == 1e9; }},
       {{"-sbe"}, [](auto& o) { return o.feature_selection == 5; }},
       {{"-nl", "-tstd", "-xstd", "-dstd"},
        [](auto& o) { return !o.log_stdout && o.text_stdout && o.xml_stdout && o.dot_stdout; }},
       {{"-nl", "-lstd"}, [](auto& o) { return o.log_stdout; }},
+      {{"-tt", "1000000"}, [](auto& o) { return o.n_workers == 1000000; }},
       {{"-tt", "3"}, [](auto& o) { return o.n_workers == 3; }},
       {{"-tt", "3", "-tt", "0"}, [](auto& o) { return o.n_workers == orvik::get_n_workers(); }},
       {{"-tt", "3", "-tti", "0", "0", "trace"},
@@ -95,8 +96,8 @@ TEST(command_line, fills_the_record) {
       {{"-tti", "2", "64", "trace"},
        [](auto& o) { return o.trace_min_workers == 2 && o.trace_max_workers == 64; }},
       {{"-sdm2012", "7"}, [](auto& o) { return o.sdm2012 && o.exp_id == 7; }},
-      {{"-sdm2012", "4294967298"},
-       [](auto& o) { return o.exp_id == std::numeric_limits<std::int32_t>::max(); }},
+      {{"-sdm2012", "-2147483648"},
+       [](auto& o) { return o.exp_id == std::numeric_limits<std::int32_t>::min(); }},
       {{"-as2018", "1:2", "0.5", "4", "9"},
        [](auto& o) {
          return o.as2018 && std::string_view(o.as2018_arg) == "1:2" && o.as2018_x == 0.5 &&
@@ -131,6 +132,7 @@ TEST(command_line, refuses_values_out_of_range) {
   const char* holdout = "Holdout must be in (0,100)";
   const char* delta = "<delta> must >= 0";
   const char* trees = "No trees must be at least 1";
+  const char* limit = "in -fslimit, <seconds> must be a number > 0 and <= 1000000000";
   const char* seed = "in -seed, <n> must be a whole number from 0 to 18446744073709551615";
   const refused_line rows[] = {
       {{"-c", "0"}, confidence},
@@ -153,6 +155,27 @@ TEST(command_line, refuses_values_out_of_range) {
       {{"-as", "-0.5"}, delta},
       {{"-as", "nan"}, delta},
       {{"-tt", "-1"}, "in -tt, <n> must be in >= 0"},
+      {{"-fslimit", "0"}, limit},
+      {{"-fslimit", "5abc"}, limit},
+      {{"-fslimit", ""}, limit},
+      {{"-fslimit", "nan"}, limit},
+      {{"-fslimit", "1000000001"}, limit},
+      {{"-fslimit", "1e999"}, limit},
+      {{"-ba", "1000001"}, "in -ba, <n> must be at most 1000000"},
+      {{"-ba", "99999999999999999999"}, "in -ba, <n> must be at most 1000000"},
+      {{"-fo", "-99999999999999999999"}, trees},
+      {{"-fo", "4294967297"}, "in -fo, <n> must be at most 1000000"},
+      {{"-cv", "1000001"}, "in -cv, <r> must be at most 1000000"},
+      {{"-cv", "2", "99999999999999999999"}, "in -cv, <n> must be at most 1000000"},
+      {{"-depth", "99999999999999999999"}, "in -depth, <num> must be at most 1000000000"},
+      {{"-tt", "1000001"}, "in -tt, <n> must be at most 1000000"},
+      {{"-tti", "99999999999999999999", "1", "f"}, "in -tti, <t> must be at most 1000000"},
+      {{"-tti", "1", "1000001", "f"}, "in -tti, <w> must be at most 1000000"},
+      {{"-m", "1e999"}, "in -m, <num> must be finite"},
+      {{"-as", "inf"}, "in -as, <b> must be finite"},
+      {{"-sdm2012", "2147483648"}, "in -sdm2012, <n> must be from -2147483648 to 2147483647"},
+      {{"-as2018", "1", "1", "1", "-99999999999999999999"},
+       "in -as2018, <n> must be from -2147483648 to 2147483647"},
       {{"-seed", "-1"}, seed},
       {{"-seed", "1.5"}, seed},
       {{"-seed", ""}, seed},

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
 #include <stdexcept>
 
 #include "program.h"
@@ -141,6 +143,25 @@ TEST_F(output_files, truncate_reports_and_append_to_the_log) {
   EXPECT_EQ(read("log"), "before\nbanner\nline\n");
   EXPECT_EQ(read("a"), "t");
   EXPECT_FALSE(fs::exists("new"));
+}
+
+TEST_F(output_files, print_no_sign_before_a_not_a_number) {
+  options opt;
+  opt.log_file = "log";
+  opt.text_file = "text";
+  opt.xml_file = "xml";
+  opt.dot_file = "dot";
+  opt.trace_file = "trace";
+  const double nan = std::copysign(std::numeric_limits<double>::quiet_NaN(), -1.0);
+  outputs out(opt);
+  for (std::ostream* const each : {out.log(), out.text(), out.xml(), out.dot(), out.trace()}) {
+    *each << nan << ' ' << static_cast<long double>(nan) << ' ' << -1.5 << std::fixed << nan
+          << 10000;
+  }
+  out.close();
+  for (const char* name : {"log", "text", "xml", "dot", "trace"}) {
+    EXPECT_EQ(read(name), "nan nan -1.5nan10000") << name;
+  }
 }
 
 TEST_F(output_files, that_lost_content_are_named_when_closed) {

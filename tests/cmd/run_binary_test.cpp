@@ -65,6 +65,38 @@ TEST_F(binary_runs, lose_no_older_file) {
             "File /dev/full: error with binary output\n");
 }
 
+// One form of the model that cannot be written costs itself only.
+TEST_F(binary_runs, write_all_that_can_be_written_before_they_tell_an_error) {
+  write("t.names", "x,string,discrete\nk,string,class\n");
+  write("t.data", "a\1,y\na\1,y\nb,n\nb,n\n");  // a control byte, which XML cannot hold
+  write("bad", "b,n\nc,n\n");
+  const std::string forms =
+      "-f t -nl -fs t.data -tb tree -json json -d dot -x xml -t text -s scores";
+  const char* const names[] = {"json", "dot", "xml", "text", "scores"};
+  ASSERT_EQ(run_program(forms).status, 0);
+  std::string whole;
+  for (const char* name : names) whole += read(name);
+  const struct {
+    const char *further, *out;
+  } rows[] = {
+      {" -pmml pmml", "PMML output: a name or a value has a character that XML cannot hold\n"},
+      {" -tb /dev/full -ft bad", "File /dev/full: error with binary output\n"},  // the first error
+      {" -ft bad", "Reading test data: (row 2): value c for column x not admitted\n"}};
+  for (const auto& [further, out] : rows) {
+    for (const char* name : names) std::filesystem::remove(name);
+    std::filesystem::remove("tree");
+    const program_result run = run_program(forms + further);
+    EXPECT_EQ(run.out, out);
+    EXPECT_EQ(run.status, 255);
+    std::string written;
+    for (const char* name : names) written += read(name);
+    EXPECT_EQ(written, whole) << further;
+    EXPECT_EQ(std::filesystem::exists("tree"),
+              std::string(further).find("-tb") == std::string::npos);
+    EXPECT_EQ(read("pmml"), "") << "half a document";
+  }
+}
+
 TEST_F(binary_runs, write_into_pipes) {
   ASSERT_EQ(std::system("mkfifo pipe; cat pipe > model &"), 0);
   ASSERT_EQ(run_program("-f " + golf + " -nl -tb pipe -t text").status, 0);

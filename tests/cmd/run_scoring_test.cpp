@@ -41,6 +41,9 @@ TEST_F(run_scoring, reports_the_errors_on_a_test_file) {
   EXPECT_LT(at, out.find("DECISION TREE"));
   EXPECT_NE(run_program("-f t -sep ';' -ft rows").out.find("\nTesting data\n + rows: 3 time: "),
             std::string::npos);
+  write("rows", "p;1;a\n");
+  EXPECT_NE(run("-ft rows -tstd -oerr").out.find("\nR: nan\nRINT: nan\nG: nan\n"),
+            std::string::npos);
 }
 
 TEST_F(run_scoring, takes_unseen_values_as_unknown_and_logs_them) {
@@ -86,6 +89,46 @@ TEST_F(run_scoring, ends_with_one_line_for_a_file_it_cannot_use) {
   }
   EXPECT_EQ(run("-fs empty -s out").status, 0);
   EXPECT_EQ(read("out"), "");
+}
+
+// Before the table is loaded, and before any file is opened for writing.
+TEST_F(run_scoring, says_first_that_a_file_cannot_be_read) {
+  std::filesystem::create_directory("folder");
+  write("plain.gz", "p;1;a\n");
+  const struct {
+    const char *file, *reason;
+  } rows[] = {{"missing", " not found or inaccessible"},
+              {"folder", " cannot be read: Is a directory"},
+              {"plain.gz", " is not in gzip format"}};
+  for (const char* option : {" -ft ", " -s scores -fs ", " -fm ", " -fd "}) {
+    for (const auto& [file, reason] : rows) {
+      write("scores", "older");
+      write("text", "older");
+      const program_result result =
+          run_program(std::string("-f t -sep ';' -t text") + option + file);
+      EXPECT_EQ(result.out, std::string("File: ") + file + reason + '\n') << option;
+      EXPECT_EQ(result.status, 255);
+      EXPECT_EQ(read("scores") + read("text"), "olderolder") << option << file;
+    }
+  }
+}
+
+TEST_F(run_scoring, leaves_rows_alone_that_it_need_not_or_must_not_look_at) {
+  EXPECT_EQ(run("-fs missing").out, "No score output file provided!\n");
+  EXPECT_EQ(run("-sdm2012 1 -cv 1 2 -ft missing -fs missing -s out").status, 0);
+  ASSERT_EQ(std::system("mkfifo pipe; cat t.data > pipe &"), 0);
+  EXPECT_EQ(run("-fs pipe -s out").status, 0);
+  EXPECT_EQ(read("out").substr(0, 8), "a;1\na;1\n");
+  EXPECT_EQ(run("-ft /dev/stdin < t.data").status, 0);
+}
+
+// The rows go while the tree is grown: that of the pipe's reader ends with the table.
+TEST_F(run_scoring, keeps_older_scores_until_there_are_rows) {
+  write("scores", "older");
+  write("rows", "p\n");
+  ASSERT_EQ(std::system("mkfifo pipe; (exec 3> pipe; rm rows; cat t.data >&3) &"), 0);
+  EXPECT_EQ(run("-fd pipe -fs rows -s scores").out, "File: rows not found or inaccessible\n");
+  EXPECT_EQ(read("scores"), "older");
 }
 
 }  // namespace

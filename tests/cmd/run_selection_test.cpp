@@ -72,7 +72,7 @@ TEST_F(run_selection, refuses_what_does_not_fit_together) {
       {"-as2018 1 1 inf 0 -cv 1 3", "Option -as2018 needs <x> and <y> above 0"},
       {"-as2018 1:-2 1 2 0 -cv 1 3", "<delta> must >= 0"},
       {"-as2018 1 1 2 0 -cv 1 61", "Cross validation <n> must not exceed the number of rows"},
-      {"-sfs -fslimit 0", "in -fslimit, <seconds> must be > 0"}};
+      {"-as2018 1:1e999 1 2 0 -cv 1 3", "in -as2018, every delta of <a> must be finite"}};
   for (const auto& row : rows) {
     const program_result run = run_program(std::string("-f t -nl ") + row.arguments);
     EXPECT_EQ(run.status, 255);

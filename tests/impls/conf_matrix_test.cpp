@@ -46,7 +46,9 @@ class conf_matrix_figures : public testing::TestWithParam<figure> {};
 
 TEST_P(conf_matrix_figures, agree_with_hand_worked_values) {
   const conf_matrix m = matrix_of(GetParam().cells);
-  EXPECT_THAT((m.*GetParam().of)(), testing::NanSensitiveDoubleNear(GetParam().expected, 1e-12));
+  const double found = (m.*GetParam().of)();
+  EXPECT_THAT(found, testing::NanSensitiveDoubleNear(GetParam().expected, 1e-12));
+  EXPECT_FALSE(std::isnan(found) && std::signbit(found)) << "would be printed as -nan";
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -57,6 +59,8 @@ INSTANTIATE_TEST_SUITE_P(
         figure{"misc_perfect", &conf_matrix::err_misc, k_perfect, 0},
         figure{"misc_no_rows", &conf_matrix::err_misc, {}, k_nan},
         figure{"misc_untested", &conf_matrix::err_misc, k_untested, k_nan},
+        figure{"majority_untested", &conf_matrix::err_misc_majority, k_untested, k_nan},
+        figure{"rint_untested", &conf_matrix::err_rint, k_untested, k_nan},
         figure{"majority", &conf_matrix::err_misc_majority, k_known, 7. / 11},
         figure{"majority_of_all_weight", &conf_matrix::err_misc_majority, k_unknown, 8. / 16},
         figure{"mae", &conf_matrix::err_mae, k_known, 5. / 11},

@@ -1,7 +1,9 @@
-// Small searches over ranges of numbers.
+// Small searches over ranges of numbers, and a number that is none.
 #pragma once
 
+#include <cmath>
 #include <iterator>
+#include <limits>
 #include <stdexcept>
 
 namespace zel::util::number_util {
@@ -23,6 +25,13 @@ unsigned long argmax(const Range& values) {
     best_position = position;
   }
   return best_position;
+}
+
+/// `x`; of a not-a-number the one without a sign. Which sign a quotient of zeros has is up to the
+/// processor, and streams print it.
+template <class Number>
+Number plain_nan(Number x) {
+  return std::isnan(x) ? std::numeric_limits<Number>::quiet_NaN() : x;
 }
 
 }  // namespace zel::util::number_util

@@ -17,6 +17,7 @@ namespace orvik::impls {
 namespace {
 
 using std::vector;
+using zel::util::number_util::plain_nan;
 
 double gap(unsigned long a, unsigned long b) {
   return a < b ? static_cast<double>(b - a) : static_cast<double>(a - b);
@@ -29,7 +30,7 @@ template <class Distance>
 double constant_error(const vector<double>& rows, double total, unsigned long k, Distance d) {
   double sum = 0;
   for (unsigned long i = 0; i < rows.size(); ++i) sum += d(k, i) * rows[i];
-  return sum / total;
+  return plain_nan(sum / total);
 }
 
 /// The known code of the smallest constant error, the lowest of equals.
@@ -100,19 +101,19 @@ double conf_matrix::err_misc() const {
     if (i == j && i > 0) correct += weight;
   }
   if (size() > 0) whole -= cases_predicted(0);
-  return 1 - correct / whole;
+  return plain_nan(1 - correct / whole);
 }
 
 double conf_matrix::err_misc_majority() const { return err_misc_majority(this); }
 
 double conf_matrix::err_misc_majority(const conf_matrix* other) const {
-  return 1 - cases_actual(other->get_majority_class()) / cases();
+  return plain_nan(1 - cases_actual(other->get_majority_class()) / cases());
 }
 
 double conf_matrix::err_mae() const {
   double sum = 0;
   for (const auto& [i, j, weight] : cells_.occupied()) sum += gap(i, j) * weight;
-  return sum / cases();
+  return plain_nan(sum / cases());
 }
 
 double conf_matrix::err_mse() const {
@@ -146,7 +147,7 @@ double conf_matrix::err_maee() const {
     sum += gap(i, j) * weight;
     wrong += weight;
   }
-  return sum / wrong;
+  return plain_nan(sum / wrong);
 }
 
 double conf_matrix::err_r() const {
@@ -158,7 +159,7 @@ double conf_matrix::err_r() const {
     sum +=
         weight * (static_cast<double>(i) - actual.mean) * (static_cast<double>(j) - predicted.mean);
   }
-  return sum / (actual.deviation * predicted.deviation);
+  return plain_nan(sum / (actual.deviation * predicted.deviation));
 }
 
 double conf_matrix::err_rint() const {
@@ -175,7 +176,7 @@ double conf_matrix::err_rint() const {
   });
   const double x = ordered_products(known_of(row_sums())) - total;
   const double y = ordered_products(known_of(column_sums())) - total;
-  return 2 * (pairs - total) / (std::sqrt(x) * std::sqrt(y)) - 1;
+  return plain_nan(2 * (pairs - total) / (std::sqrt(x) * std::sqrt(y)) - 1);
 }
 
 double conf_matrix::err_gamma() const {
@@ -194,7 +195,7 @@ double conf_matrix::err_gamma() const {
     }
     for (unsigned long j = 0; j < size(); ++j) below[j] += row[j];
   });
-  return (concordant - discordant) / (concordant + discordant);
+  return plain_nan((concordant - discordant) / (concordant + discordant));
 }
 
 }  // namespace orvik::impls
