@@ -31,7 +31,7 @@ class dtree {
   ~dtree();
   dtree(const dtree&) = delete;
   dtree& operator=(const dtree&) = delete;
-  /// A copy of the model, or of its name and parameters only.
+  /// A copy of the model, or only of its name, its parameters and the attributes it may use.
   [[nodiscard]] dtree* clone(bool parameters_only) const;
 
   // Parameters; a value out of range is ignored.
@@ -41,7 +41,9 @@ class dtree {
   void set_fs(_FeatureSelection method, double delta);
   /// Seconds after which a search for attributes ends with the best it has; 0, the default: none.
   void set_fs_limit(double seconds);
-  /// Throws std::runtime_error when neither flag is set and n is not 1, or one is and n is 0.
+  /// n trees: of a random forest, else bagged ones, else a single one. Drops the trees there are
+  /// and the cases they were grown on; the schema and the attributes stay. Throws
+  /// std::runtime_error when neither flag is set and n is not 1, or one is and n is 0.
   void set_forest(bool forest, bool bagging, unsigned long n);
   /// Least weight of two branches of a split, above 0; by default 2.
   void set_min_obj(double m);
@@ -54,27 +56,31 @@ class dtree {
   void set_keep_training_cm(bool keep);
 
   /// Searches the attributes that the next builds use by the method of set_fs(), and drops the
-  /// trees there are; without a method these are all attributes. The trees of the search are grown
-  /// on `train` (null: all rows) and judged on `test` (null: 30 % of the others, drawn from each
-  /// class). Throws std::runtime_error without a table or without cases.
+  /// trees there are; without a method, or with too few cases, these are all that are not ignored.
+  /// The trees of the search are grown on `train` (null: all rows) and judged on `test`; null: on
+  /// 30 % of `train`, drawn from each class, and grown on the others. Throws std::runtime_error
+  /// without a table or without cases.
   void feature_selection(table* t, table::subset* train, table::subset* test);
-  /// Grows the model on the cases (null: all rows) and prunes it with its strategy. Where set_fs()
+  /// Grows the model on the cases (null: all rows) and prunes it with its strategy; for one that
+  /// prunes on separate cases 30 %, drawn from each class, are kept from growing. Where set_fs()
   /// asks for it, the attributes are searched first, on the same cases; else those are used that
-  /// feature_selection() found, or all. The table and the cases are not needed afterwards.
+  /// feature_selection() found, or all. To predict, to write and to save the model the table and
+  /// the cases are not needed afterwards.
   /// Throws std::runtime_error for a case of a row that the table does not have, and for one of a
   /// weight that is negative or not finite.
   void build(table* t, table::subset* cases);
   /// Prunes the model as built; `t` is the table it was built on. `cases` are the pruning
-  /// cases of the strategies that prune on separate cases; null: the cases it was built on.
+  /// cases of the strategies that prune on separate cases; null: the cases it was grown on.
   /// Throws std::runtime_error where a strategy needs training cases that the model lacks, and for
   /// a table that has other values than that of the build, as test() does.
   void prune(table* t, table::subset* cases);
 
-  /// Copies, which the caller deletes; null before a build. The matrix is that of build() or
-  /// prune() or, if it is the later, of set_training_cm(); null where none of them made one.
+  /// Copies, which the caller deletes; null before a build. The table is without its rows. The
+  /// matrix is that of build() or prune() or, if it is the later, of set_training_cm(); null where
+  /// none of them made one.
   [[nodiscard]] table* get_training_table() const;
   [[nodiscard]] conf_matrix* get_training_cm() const;
-  /// Tests the model on `cases` and keeps the matrix.
+  /// Tests the model on `cases`, not null, and keeps the matrix as that of the training cases.
   void set_training_cm(table* t, table::subset* cases);
   /// Predictions for the cases (null: all rows) against their classes; `average_depth` (may be
   /// null) receives the mean depth of their leaves.
@@ -101,8 +107,8 @@ class dtree {
   double score(const std::string& file, char sep, std::ostream& out, unsigned long& n, char c,
                bool probabilities = false, unseen_values* unseen = nullptr) const;
   /// The predicted class of one row: a text for every attribute, ignored ones too; a class behind
-  /// them is not looked at. The confidence of a case with unknown values is multiplied by its
-  /// `weight`.
+  /// them is not looked at. The confidence that a tree has in a case with unknown values is
+  /// multiplied by its `weight`; the share of an ensemble's votes is not.
   std::string predict(const std::vector<std::string>& row, double weight) const;
   /// The same with the shares of the classes, in the order of class_values(): those of the leaf,
   /// or of the leaves that a case with unknown values reaches; the mean over an ensemble's trees.
@@ -113,7 +119,7 @@ class dtree {
 
   /// Error of the trees of an ensemble on the cases they were not grown on: each training case is
   /// put to the vote of the trees that did not draw it (Breiman 1996). `t` is the table the model
-  /// was built on. @return a fraction; not-a-number for a single tree.
+  /// was built on. @return a fraction; not-a-number for a single tree and for a loaded model.
   /// Throws std::runtime_error without a table or before a build, as get_importance() does.
   double get_oob_error(table* t) const;
   /// What the trees owe to each usable attribute, by descending gain, then by attribute.
@@ -121,7 +127,8 @@ class dtree {
 
   /// Seconds of the last build(), prune() or feature_selection().
   double get_elapsed() const;
-  /// Nodes, leaves and levels; sum of the leaves' levels below the root.
+  /// Nodes, leaves and levels of nodes; sum of the leaves' levels below the root. Of an ensemble
+  /// the sum, the sum, the largest and the mean.
   unsigned long size() const;
   unsigned long leaves() const;
   unsigned long depth() const;

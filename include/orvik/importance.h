@@ -12,7 +12,7 @@ struct attribute_importance {
   /// Bits that its splits take off the class entropy of a training case, as the trees stand.
   double gain;
   /// Out-of-bag error with its values permuted, less the error without (Breiman 2001);
-  /// not-a-number for a single tree, and without out-of-bag cases.
+  /// not-a-number for a single tree and for a loaded model, whose draws are not known.
   double permutation;
 };
 
