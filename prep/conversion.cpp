@@ -1,5 +1,6 @@
 #include "conversion.h"
 
+#include <filesystem>
 #include <memory>
 #include <numeric>
 #include <optional>
@@ -267,6 +268,21 @@ void report_unseen(const input& test, const input& training,
   }
 }
 
+/// What is written would take the place of what is read, also under another name.
+void require_apart(const settings& how) {
+  namespace fs = std::filesystem;
+  std::vector<std::string> outputs{how.output + ".names", how.output + ".data"};
+  if (!how.test.empty()) outputs.push_back(how.output + ".test");
+  for (const std::string& input : {how.input, how.test}) {
+    for (const std::string& output : outputs) {
+      std::error_code error;
+      if (fs::is_regular_file(output, error) && fs::equivalent(input, output, error)) {
+        throw std::runtime_error(output + ": would replace the file that is converted");
+      }
+    }
+  }
+}
+
 void report_dropped(const std::string& file, const row_writer& writer, std::ostream& out) {
   if (writer.n_dropped() == 0) return;
   out << file << ": " << writer.n_dropped() << " rows of unknown class left out\n";
@@ -275,6 +291,7 @@ void report_dropped(const std::string& file, const row_writer& writer, std::ostr
 }  // namespace
 
 void convert(const settings& how, std::ostream& out) {
+  require_apart(how);
   input training(how.input, how);
   std::vector<column_plan> plans = plan_columns(how.input, training.form.names,
                                                 training.profiled.profiles, how.columns, how.cells);

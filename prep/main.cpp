@@ -18,6 +18,7 @@ constexpr int k_bad_usage = 2;
 char separator_of(const std::string& word) {
   if (word == "tab" || word == "\\t") return '\t';
   if (word == "auto" || word.empty()) return 0;
+  if (word.size() > 1) throw CLI::ValidationError("separator", word + " is not one character");
   return word[0];
 }
 

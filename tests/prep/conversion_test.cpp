@@ -283,6 +283,26 @@ TEST_F(conversions, read_gzip_and_pipes) {
   EXPECT_EQ(error_of([&] { convert(how, table); }), "none: No such file or directory");
 }
 
+TEST_F(conversions, never_replace_what_they_read) {
+  write("x.data", "a,k\nx,p\ny,q\n");
+  ASSERT_EQ(std::system("ln -s x.data x.test; ln x.data other"), 0);
+  settings how;
+  how.input = "other";
+  how.output = "x";
+  std::ostringstream table;
+  EXPECT_EQ(error_of([&] { convert(how, table); }),
+            "x.data: would replace the file that is converted");
+  write("y", "a,k\nx,p\ny,q\n");
+  how.input = "y";
+  how.test = "x.data";
+  how.output = "y";
+  convert(how, table);
+  EXPECT_EQ(read("y.test"), "x,p\ny,q\n");
+  how.test = "y.test";
+  EXPECT_EQ(error_of([&] { convert(how, table); }),
+            "y.test: would replace the file that is converted");
+}
+
 TEST_F(conversions, keep_older_files_when_they_fail) {
   write("in", "a,k\nx,p\ny,q\nz\n");
   write("out.data", "older");

@@ -59,8 +59,8 @@ class dtree : private zel::util::nocopy {
 
   /// Searches, by the method of set_fs(), the attributes that the next builds use (without one:
   /// all) and drops the trees. Trees are grown on `growing` (null: all rows) and judged on
-  /// `searching` (null: 30 % of the others, by class). Throws std::runtime_error without a table or
-  /// cases.
+  /// `searching` (null: 30 % of these, which are not grown on, by class). Throws std::runtime_error
+  /// without a table or cases.
   void feature_selection(const table* t, const case_list* growing, const case_list* searching);
   /// Grows the model on `cases`, with attributes searched on them where set_fs() asks for it, and
   /// prunes it with its strategy; one that prunes on separate cases gets 30 % of them, drawn from
