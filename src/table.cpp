@@ -10,9 +10,9 @@ namespace orvik {
 
 namespace {
 
-/// A line stream over a file; it owns the connection.
-zel::inpout::stream open_text(const std::string& file, char sep) {
-  return {zel::inpout::ioconn::get_default_input(file), sep, /*owns=*/true};
+/// A line stream over a file, read by so many workers; it owns the connection.
+zel::inpout::stream open_text(const std::string& file, char sep, unsigned long workers) {
+  return {zel::inpout::ioconn::get_default_input(file, workers), sep, /*owns=*/true};
 }
 
 }  // namespace
@@ -22,12 +22,12 @@ table::table(std::unique_ptr<impls::table> impl) : impl_(std::move(impl)) {}
 table::~table() = default;
 
 void table::load_meta_data(const std::string& file, char sep, const std::string& unknown) {
-  zel::inpout::stream in = open_text(file, sep);
+  zel::inpout::stream in = open_text(file, sep, 1);
   impl_->load_meta_data(&in, unknown);
 }
 
 void table::load_data(const std::string& file, char sep, unsigned long n, std::ostream* log) {
-  zel::inpout::stream in = open_text(file, sep);
+  zel::inpout::stream in = open_text(file, sep, n);
   impl_->load_data(&in, n, log);
 }
 

@@ -1,12 +1,19 @@
 // The public handles: what they add to what they forward to.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 
 #include "orvik/orvik.h"
+#include "zel/inpout_scratch.h"
 
 namespace {
 
@@ -87,6 +94,55 @@ TEST_F(golf_handles, write_all_rows_for_no_cases) {
   t.toCSV(all, nullptr, true);
   EXPECT_EQ(one.str(), "outlook,temperature,humidity,windy,play\nsunny,85,85,false,no\n");
   EXPECT_EQ(std::ranges::count(all.str(), '\n'), 15);
+}
+
+/// The threads of this process while it has read all but the last bytes of `rows`, plain or packed,
+/// and waits for those.
+unsigned long threads_while_loading(const std::string& rows, bool packed, unsigned long workers) {
+  const scratch::folder files;
+  const std::string content = packed ? scratch::gzipped(files, rows) : rows;
+  files.put("names", "a,integer,continuous\nc,string,class\n");
+  const std::string pipe = files.at(packed ? "pipe.gz" : "pipe");
+  EXPECT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  const std::string held = std::to_string(content.size() - 10);
+  const std::string feed = "cd '" + files.at("") + "'; (head -c " + held +
+                           " content; sleep 0.3; ls /proc/" + std::to_string(::getpid()) +
+                           "/task | wc -l > count; tail -c 10 content) > '" + pipe + "' &";
+  files.put("content", content);
+  EXPECT_EQ(std::system(feed.c_str()), 0);
+  table t("t");
+  t.load_meta_data(files.at("names"), ',', "?");
+  t.load_data(pipe, ',', workers, nullptr);
+  EXPECT_EQ(t.get_no_rows(), static_cast<unsigned long>(std::ranges::count(rows, '\n')));
+  unsigned long count = 0;
+  std::ifstream(files.at("count")) >> count;
+  return count;
+}
+
+TEST(handles, load_on_one_thread_where_there_is_one_worker) {
+  const auto running = [] {
+    using std::filesystem::directory_iterator;
+    return static_cast<unsigned long>(std::distance(directory_iterator("/proc/self/task"), {}));
+  };
+  std::string rows;
+  for (unsigned i = 0; i < 200000; ++i) {
+    rows += std::to_string(i * 7919 % 200000) + (i % 2 == 0 ? ",x\n" : ",y\n");
+  }
+  const struct { unsigned long process, load; } one_worker[] = {{1, 1}, {1, 4}, {4, 1}};
+  for (const auto& row : one_worker) {
+    orvik::set_n_workers(row.process);
+    for (const bool packed : {false, true}) {
+      const unsigned long before = running();
+      EXPECT_LE(threads_while_loading(rows, packed, row.load), before)
+          << row.process << row.load << packed;
+    }
+  }
+  orvik::set_n_workers(4);
+  if (std::thread::hardware_concurrency() > 1) {
+    const unsigned long before = running();
+    EXPECT_GT(threads_while_loading(rows, true, 4), before) << "the file is unpacked ahead";
+  }
+  orvik::set_n_workers(0);
 }
 
 TEST(handles, of_nothing_can_be_destroyed) { const conf_matrix none(nullptr); }

@@ -33,8 +33,11 @@ constexpr char k_no_stream[] = "no data provider detected.";
 constexpr char k_few_classes[] = "there must be at least two class values";
 constexpr char k_no_rows[] = "there must be at least one row of data";
 
-/// Streams of a load; more threads than this are never started.
-constexpr unsigned long k_max_workers = 256;
+/// The workers of a load: never more than there are threads for them.
+unsigned long n_loading(unsigned long workers) {
+  constexpr unsigned long k_most = 256;
+  return std::clamp(std::min(workers, zel::util::parallel::n_slots()), 1UL, k_most);
+}
 
 using zel::inpout::stream;
 
@@ -182,7 +185,7 @@ struct source {
 class data_loader {
  public:
   data_loader(table& t, stream& in, unsigned long workers) : table_(t) {
-    for (unsigned long i = 0; i < std::clamp(workers, 1UL, k_max_workers); ++i) {
+    for (unsigned long i = 0; i < n_loading(workers); ++i) {
       workers_.push_back(std::make_unique<worker>(in, i));
     }
   }
