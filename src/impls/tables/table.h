@@ -31,7 +31,9 @@ class table : private zel::util::nocopy {
   /// Throws std::runtime_error for the earliest bad row, naming row and column.
   void load_data(zel::inpout::stream* in, unsigned long workers, std::ostream* log);
   /// Reads a row to classify: the texts of the attributes in order, and the class as the last
-  /// element; weight 1.0 where the table or the line has none. @return false at the end.
+  /// element; fields that the line lacks are empty. The weight is read as the C library reads
+  /// decimals, 0 from a text that is none; 1.0 where the table or the line has no weight.
+  /// @return false at the end.
   bool load_test_row(zel::inpout::stream* in, std::vector<std::string>& row, double& weight) const;
 
   /// A deep copy, without rows when `schema_only`. Value sets must be frozen.

@@ -246,6 +246,53 @@ TEST(loading_random_tables, reads_back_what_was_written_on_any_number_of_workers
   }
 }
 
+// ---- Rows to classify
+
+TEST(test_rows, have_their_weight_read_as_c_reads_decimals) {
+  const auto t = make_schema("a,string,discrete\nw,,weights\nc,string,class\nb,null,ignore\n");
+  const struct {
+    const char* line;
+    double weight;
+    texts row;
+  } rows[] = {
+      {"x,2.5,p,y", 2.5, {"x", "y", "p"}},
+      {"x, -3,p,", -3, {"x", "", "p"}},
+      {"x,1e2z,p,y", 100, {"x", "y", "p"}},
+      {"x,,p,y", 0, {"x", "y", "p"}},
+      {"x,none,p,y", 0, {"x", "y", "p"}},
+      {"x,0.1", 0.1, {"x", "", ""}},
+      {"x,", 1, {"x", "", ""}},
+      {"x", 1, {"x", "", ""}},
+      {"", 1, {"", "", ""}},
+      {" x ,+.5,p,y,z", .5, {" x ", "y", "p"}},
+      {"x,1e-400,p,y", 0, {"x", "y", "p"}},
+  };
+  std::string text;
+  for (const auto& row : rows) text += std::string(row.line) + "\n";
+  dripping_text connection(text, dripping_text::k_all);
+  zel::inpout::stream in(&connection, ',', /*owns=*/false);
+  texts row;
+  double weight = 0;
+  for (const auto& expected : rows) {
+    ASSERT_TRUE(t->load_test_row(&in, row, weight));
+    EXPECT_EQ(row, expected.row) << expected.line;
+    EXPECT_EQ(weight, expected.weight) << expected.line;
+  }
+  EXPECT_FALSE(t->load_test_row(&in, row, weight));
+
+  dripping_text blanks(" x , 7 , p , y ", dripping_text::k_all);
+  zel::inpout::stream trimming(&blanks, ',', /*owns=*/false);
+  trimming.tokens().set_trim(true);
+  ASSERT_TRUE(t->load_test_row(&trimming, row, weight));
+  EXPECT_EQ(row, (texts{"x", "y", "p"}));
+  EXPECT_EQ(weight, 7);
+  const auto unweighted = make_schema("a,string,discrete\nc,string,class\n");
+  dripping_text plain("x,p", dripping_text::k_all);
+  zel::inpout::stream lines(&plain, ',', /*owns=*/false);
+  ASSERT_TRUE(unweighted->load_test_row(&lines, row, weight));
+  EXPECT_EQ(weight, 1);
+}
+
 // ---- One table in all
 
 }  // namespace
