@@ -1,5 +1,7 @@
 #include "orvik/table.h"
 
+#include <stdexcept>
+
 #include "binary_file.h"
 #include "impls/tables/table.h"
 #include "zel/inpout/ioconn.h"
@@ -9,6 +11,8 @@
 namespace orvik {
 
 namespace {
+
+constexpr char k_no_subset[] = "no cases provided to take the others of";
 
 /// A line stream over a file, read by so many workers; it owns the connection.
 zel::inpout::stream open_text(const std::string& file, char sep, unsigned long workers) {
@@ -70,6 +74,7 @@ table::subset* table::get_wsubset_random(unsigned long n) const {
 }
 
 table::subset* table::get_wsubset_difference(subset* s) const {
+  if (s == nullptr) throw std::runtime_error(k_no_subset);
   return new subset(impl_->get_difference(*s->get_impl()));
 }
 

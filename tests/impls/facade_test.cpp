@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -85,6 +86,73 @@ TEST_F(golf_handles, take_all_rows_for_no_cases_and_refuse_no_table) {
   EXPECT_THROW(model.attributes(nullptr), std::runtime_error);
   EXPECT_THROW(model.prune(nullptr, nullptr), std::runtime_error);
   EXPECT_THROW(model.build(nullptr, nullptr), std::runtime_error);
+}
+
+TEST_F(golf_handles, refuse_rows_that_the_table_does_not_have) {
+  const std::string no_row = "there is no row 14 in a table of 14 rows";
+  dtree model("m");
+  model.build(&t, nullptr);
+  const std::string text = text_of(model);
+  const std::unique_ptr<table::subset> cases(t.get_wsubset_first_n(13));
+  cases->push_back(14, 1.0);
+  std::ostringstream out;
+  const std::function<void()> uses[] = {
+      [&] { t.get_weight(14); },
+      [&] { t.get_class(14); },
+      [&] { delete t.get_wsubset_difference(cases.get()); },
+      [&] { t.toCSV(out, cases.get(), true); },
+      [&] { cases->stratify_frac(.5, &t, false); },
+      [&] { cases->stratify(3, &t, true); },
+      [&] { cases->stratify_cross(3, &t, false); },
+      [&] { model.build(&t, cases.get()); },
+      [&] { model.feature_selection(&t, cases.get(), nullptr); },
+      [&] { model.feature_selection(&t, nullptr, cases.get()); },
+      [&] { model.prune(&t, cases.get()); },
+      [&] { model.set_training_cm(&t, cases.get()); },
+      [&] { delete model.test(&t, cases.get(), nullptr); },
+  };
+  for (const auto& use : uses) EXPECT_EQ(error_of(use), no_row);
+  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(text_of(model), text);
+  for (unsigned long i = 0; i < 13; ++i) EXPECT_EQ(cases->get(i).first, i) << "in their order";
+}
+
+TEST_F(golf_handles, refuse_what_a_table_or_subset_lacks) {
+  const std::unique_ptr<table::subset> cases(t.get_wsubset_all());
+  table fresh("t"), schema("t");
+  schema.load_meta_data(k_examples + std::string("golf.names"), ',', "?");
+  const std::string no_class = "the table has no class column";
+  const std::pair<std::function<void()>, std::string> uses[] = {
+      {[&] { cases->get(14); }, "there is no case 14 in a subset of 14 cases"},
+      {[&] { cases->set(14, 0, 1); }, "there is no case 14 in a subset of 14 cases"},
+      {[&] { cases->fold_begin(0, 0); }, "there must be at least one fold"},
+      {[&] { cases->fold_end(0, 0); }, "there must be at least one fold"},
+      {[&] { cases->stratify_cross(0, &t, true); }, "there must be at least one fold"},
+      {[&] { cases->stratify(1, nullptr, true); }, "no table provided with the classes"},
+      {[&] { cases->stratify(1, &fresh, true); }, no_class},
+      {[&] { conf_matrix matrix(&fresh); }, no_class},
+      {[&] { fresh.get_class(0); }, "there is no row 0 in a table of 0 rows"},
+      {[&] { schema.get_weight(0); }, "there is no row 0 in a table of 0 rows"},
+      {[&] { cases->stratify(1, &schema, true); }, "there is no row 0 in a table of 0 rows"},
+      {[&] { delete t.get_wsubset_difference(nullptr); },
+       "no cases provided to take the others of"},
+      {[&] { fresh.toBinary("/dev/null"); },
+       "File: /dev/null cannot be written: a table without columns"},
+  };
+  for (const auto& [use, error] : uses) EXPECT_EQ(error_of(use), error);
+
+  for (table* empty : {&fresh, &schema}) {
+    empty->rescale_weights();
+    std::ostringstream out;
+    empty->toXML_data_dictionary(out);
+    empty->toXML_mining_schema(out);
+    empty->toCSV(out, nullptr, true);
+    EXPECT_EQ(empty->get_no_rows() + empty->get_elapsed(), 0);
+    const std::unique_ptr<table::subset> all(empty->get_wsubset_all()),
+        some(empty->get_wsubset_random(3)), rest(empty->get_wsubset_difference(all.get()));
+    EXPECT_EQ(all->size() + some->size() + rest->size(), 0u);
+  }
+  EXPECT_EQ(fresh.get_no_columns() + fresh.get_no_predictive(), 0u);
 }
 
 TEST_F(golf_handles, write_all_rows_for_no_cases) {
