@@ -1,5 +1,7 @@
 #include "orvik/table.h"
 
+#include <stdexcept>
+
 #include "binary_file.h"
 #include "impls/tables/table.h"
 #include "zel/inpout/ioconn.h"
@@ -10,9 +12,11 @@ namespace orvik {
 
 namespace {
 
-/// A line stream over a file; it owns the connection.
-zel::inpout::stream open_text(const std::string& file, char sep) {
-  return {zel::inpout::ioconn::get_default_input(file), sep, /*owns=*/true};
+constexpr char k_no_subset[] = "no cases provided to take the others of";
+
+/// A line stream over a file, read by so many workers; it owns the connection.
+zel::inpout::stream open_text(const std::string& file, char sep, unsigned long workers) {
+  return {zel::inpout::ioconn::get_default_input(file, workers), sep, /*owns=*/true};
 }
 
 }  // namespace
@@ -22,12 +26,12 @@ table::table(std::unique_ptr<impls::table> impl) : impl_(std::move(impl)) {}
 table::~table() = default;
 
 void table::load_meta_data(const std::string& file, char sep, const std::string& unknown) {
-  zel::inpout::stream in = open_text(file, sep);
+  zel::inpout::stream in = open_text(file, sep, 1);
   impl_->load_meta_data(&in, unknown);
 }
 
 void table::load_data(const std::string& file, char sep, unsigned long n, std::ostream* log) {
-  zel::inpout::stream in = open_text(file, sep);
+  zel::inpout::stream in = open_text(file, sep, n);
   impl_->load_data(&in, n, log);
 }
 
@@ -70,6 +74,7 @@ table::subset* table::get_wsubset_random(unsigned long n) const {
 }
 
 table::subset* table::get_wsubset_difference(subset* s) const {
+  if (s == nullptr) throw std::runtime_error(k_no_subset);
   return new subset(impl_->get_difference(*s->get_impl()));
 }
 

@@ -29,11 +29,23 @@ class table {
   table(const table&) = delete;
   table& operator=(const table&) = delete;
 
+  // Loading. Each throws std::runtime_error with one text and leaves the table as it was: it can
+  // be given another file.
+
   /// Reads the schema: a line a column with its name, the type of its values and its role,
-  /// separated by `sep`. A file named .gz is unpacked. `unknown` stands for a missing value.
+  /// separated by `sep`; runs of blanks are one separator. A file named .gz is unpacked. `unknown`
+  /// stands for a missing value. A table takes one schema.
+  /// Throws for a file that cannot be read, a bad line, with its number, an unknown type or role,
+  /// roles that do not fit the types, other than one class, more than one column of weights, and
+  /// for a table that has columns.
   void load_meta_data(const std::string& file, char sep, const std::string& unknown);
-  /// Reads the rows, a line each, on n threads; `log` may be null. Rows keep the file's order.
-  /// A bad row is an error that names row and column; the earliest is reported.
+  /// Reads the rows, a line each, on n threads or fewer: on the caller's alone where n or
+  /// get_n_workers() is below 2. Rows keep the file's order. `log` may be null; it is also told of
+  /// columns of one name.
+  /// A table takes its rows once, after its schema: not one without columns, with rows, or of a
+  /// model's training (dtree::get_training_table()), whose values are fixed.
+  /// Throws for those, for a file that cannot be read, for a bad row, naming row and column of the
+  /// earliest, fewer than two classes, no rows, and weights without a positive and finite sum.
   void load_data(const std::string& file, char sep, unsigned long n, std::ostream* log);
 
   std::string get_name() const;
@@ -42,36 +54,41 @@ class table {
   unsigned long get_no_predictive() const;
   unsigned long get_no_rows() const;
   /// The case weight of a row, 1.0 in a table without weights.
+  /// Throws std::runtime_error for row >= get_no_rows().
   double get_weight(unsigned long row) const;
   /// The class of a row as text.
+  /// Throws std::runtime_error for row >= get_no_rows(), and in a table without a class.
   std::string get_class(unsigned long row) const;
   /// Seconds spent loading.
   double get_elapsed() const;
   /// Scales the case weights so that they sum to the number of rows.
   void rescale_weights();
 
-  // Subsets, weighted by the table.
+  // Subsets, weighted by the table; the caller deletes them.
   [[nodiscard]] subset* get_wsubset_all() const;
-  /// Rows 0 .. n - 1; n is at most get_no_rows().
+  /// Rows 0 .. n - 1, those past the last with weight 1.0: nothing else takes such rows.
   [[nodiscard]] subset* get_wsubset_first_n(unsigned long n) const;
   /// min(n, rows) different rows, ascending.
   [[nodiscard]] subset* get_wsubset_random(unsigned long n) const;
   /// The rows that `s` does not hold, ascending. Sorts `s` by row.
+  /// Throws std::runtime_error for null and for a row that the table does not have.
   [[nodiscard]] subset* get_wsubset_difference(subset* s) const;
 
   /// The DataDictionary and the MiningSchema element of a PMML 2.0 document.
   void toXML_data_dictionary(std::ostream& out) const;
   void toXML_mining_schema(std::ostream& out) const;
   /// A line a case of `cases` (null: all rows): its values, separated by "," and not quoted; with
-  /// `header` under a line of the column names.
+  /// `header` under a line of the column names. Throws std::runtime_error for a row that the table
+  /// does not have, before it writes.
   void toCSV(std::ostream& out, const subset* cases, bool header) const;
   /// Saves schema, values and rows in the binary form of tables, compressed. The file appears
   /// under its name only when it is complete; until then an older file of that name stays.
   /// Throws std::runtime_error, naming the file, when it cannot be written.
   void toBinary(const std::string& file) const;
-  /// Loads what toBinary() saved, compressed or not; the caller deletes it. Throws
-  /// std::runtime_error, naming the file, for one that cannot be read, is truncated or holds
-  /// anything else.
+  /// Loads what toBinary() saved, compressed or not; the caller deletes it; null for the file of no
+  /// table. A table saved without a class is loaded without one: what needs a class throws.
+  /// Throws std::runtime_error, naming the file, for one that cannot be read, is truncated or holds
+  /// anything that loading text could not have made.
   [[nodiscard]] static table* fromBinary(const std::string& file);
 
   /// For the library's own use.
@@ -82,6 +99,8 @@ class table {
 };
 
 /// A list of cases: rows of one table, each with a weight. A row may occur more than once.
+/// A subset does not know its table: where both meet, a row that the table does not have is a
+/// std::runtime_error.
 class table::subset {
  public:
   using case_list = zel::adt::w_vector<unsigned long, double>;
@@ -98,19 +117,24 @@ class table::subset {
   void resize(unsigned long n);
   void reserve(unsigned long n);
   void push_back(unsigned long row, double weight);
-  /// Row and weight of case i < size().
+  /// Row and weight of case i. Throws std::runtime_error, as set() does, for i >= size().
   std::pair<unsigned long, double> get(unsigned long i) const;
   void set(unsigned long i, unsigned long row, double weight);
 
-  /// Fold i of k holds the positions from fold_begin(k, i) up to fold_end(k, i); k > 0.
+  /// Fold i of k holds the positions from fold_begin(k, i) up to fold_end(k, i). Throws
+  /// std::runtime_error for k = 0.
   unsigned long fold_begin(unsigned long k, unsigned long i) const;
   unsigned long fold_end(unsigned long k, unsigned long i) const;
 
   /// The `count` cases from position `start`, clipped at the end; all others if `complement`.
+  /// The caller deletes the result.
   [[nodiscard]] subset* select(unsigned long start, unsigned long count, bool complement) const;
   void randomize();
   /// By ascending row.
   void sort();
+
+  // Stratifying throws std::runtime_error for a null table, one without a class, and a row that the
+  // table does not have; the cases then stay in their order.
 
   /// Orders the cases so that the first ones are a sample of share `frac`, stratified by the
   /// class column of `t`. @return the size of the sample.
@@ -119,7 +143,8 @@ class table::subset {
   unsigned long stratify_frac(double frac, table* t, bool random);
   /// The same for a sample of n cases; throws the same way for more than there are.
   unsigned long stratify(unsigned long n, table* t, bool random);
-  /// Orders the cases so that each of k folds is stratified; k > 0. @return size() / k.
+  /// Orders the cases so that each of k folds is stratified. Throws std::runtime_error for k = 0.
+  /// @return size() / k.
   unsigned long stratify_cross(unsigned long k, table* t, bool random);
 
   /// For the library's own use.

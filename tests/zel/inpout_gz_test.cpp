@@ -124,6 +124,18 @@ TEST(gzip_input, read_ahead_is_what_a_reader_without_it_gets) {
   }
 }
 
+TEST(gzip_input, cannot_tell_where_it_ends) {
+  const scratch::folder files;
+  iogunzip in;
+  ASSERT_TRUE(in.open(files.put("short", gzipped(files, "short"))));
+  EXPECT_EQ(error_of([&] { in.lseek(0, SEEK_END); }), "iogz::lseek LSEEK_END not supported");
+  EXPECT_EQ(error_of([&] { static_cast<void>(in.size()); }), "iogz::lseek LSEEK_END not supported");
+  EXPECT_EQ(error_of([&] { in.lseek(1, 3); }), "iogz::lseek position not supported");
+  EXPECT_EQ(in.lseek(1, SEEK_SET), 1);
+  EXPECT_EQ(in.lseek(1, SEEK_CUR), 2);
+  EXPECT_EQ(scratch::drain(in), "ort");
+}
+
 TEST(gzip_connection, throws_large_transfers_by_pointer) {
   iogz file;
   const auto error = [](const std::function<void()>& action) -> std::string {

@@ -134,13 +134,22 @@ ibinstream& ibinstream::operator>>(long double& value) {
 }
 
 ibinstream& ibinstream::operator>>(std::string& text) {
-  text.clear();
-  if (!read_presence()) return *this;
+  text = read_text();
+  text.resize(std::min(text.find('\0'), text.size()));
+  return *this;
+}
+
+std::string ibinstream::read_text() {
+  std::string text;
+  if (!read_presence()) return text;
   unsigned long length = 0;
   *this >> length;
-  const std::vector<char> bytes = read_array<char>(length);
-  text.assign(bytes.begin(), std::find(bytes.begin(), bytes.end(), '\0'));
-  return *this;
+  while (text.size() < length) {  // grows with what is read
+    const std::size_t at = text.size();
+    text.resize(at + std::min<std::size_t>(length - at, std::max(at, k_first_items)));
+    read(text.data() + at, text.size() - at);
+  }
+  return text;
 }
 
 ibinstream& ibinstream::operator>>(adt::bitmap& bits) {

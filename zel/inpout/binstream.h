@@ -128,6 +128,8 @@ class ibinstream : private zel::util::nocopy {
   ibinstream& operator>>(long double& value);
   /// Up to its first NUL; a null text is empty.
   ibinstream& operator>>(std::string& text);
+  /// All bytes of a text; of a null text none.
+  std::string read_text();
   /// Bits past the last one are dropped.
   ibinstream& operator>>(adt::bitmap& bits);
 

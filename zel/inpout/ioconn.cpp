@@ -13,6 +13,7 @@
 #include "zel/inpout/iobuf.h"
 #include "zel/inpout/iofile.h"
 #include "zel/inpout/iogunzip.h"
+#include "zel/util/parallel.h"
 
 namespace zel::inpout {
 
@@ -33,10 +34,11 @@ constexpr int k_permissions = 0644;
 
 bool names_gzip(std::string_view name) { return name.size() > 2 && name.ends_with(".gz"); }
 
-std::unique_ptr<ioconn> open_gzip(const std::string& name) {
+std::unique_ptr<ioconn> open_gzip(const std::string& name, unsigned long workers) {
   auto file = std::make_unique<iogunzip>();
   if (!file->open(name, k_gzip_input_mode)) throw std::runtime_error(k_file + name + k_not_found);
   if (!file->is_compressed()) throw std::runtime_error(k_file + name + k_not_gzip);
+  if (std::min(workers, util::parallel::n_workers) < 2) return file;
   return std::make_unique<ioahead>(std::move(file));
 }
 
@@ -109,7 +111,11 @@ long ioconn::size() {
 }
 
 ioconn* ioconn::get_default_input(const std::string& name) {
-  return buffered(names_gzip(name) ? open_gzip(name) : open_plain(name), name).release();
+  return get_default_input(name, util::parallel::n_workers);
+}
+
+ioconn* ioconn::get_default_input(const std::string& name, unsigned long workers) {
+  return buffered(names_gzip(name) ? open_gzip(name, workers) : open_plain(name), name).release();
 }
 
 ioconn* ioconn::get_default_output(const std::string& name) {

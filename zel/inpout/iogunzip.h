@@ -33,7 +33,8 @@ class iogunzip : public ioconn {
   /// True: to anywhere but the end.
   [[nodiscard]] bool is_random() const override { return true; }
   /// Position in the unpacked data, from the start or the position; what lies between is
-  /// unpacked. Throws std::runtime_error for SEEK_END, hence size() always throws.
+  /// unpacked. Throws std::runtime_error for SEEK_END, hence size() always throws, and for another
+  /// whence.
   long lseek(long offset, int whence) override;
   long tell() override;
 

@@ -16,7 +16,8 @@ namespace {
 
 constexpr char k_truncated[] = "truncated gzip data";
 constexpr char k_damaged[] = "damaged gzip data: ";
-constexpr char k_no_seek_end[] = "iogunzip::lseek SEEK_END not supported";
+constexpr char k_no_seek_end[] = "iogz::lseek LSEEK_END not supported";  // as iogz words them
+constexpr char k_no_whence[] = "iogz::lseek position not supported";
 
 constexpr long k_max_call = 1L << 30;  // the library counts in 32 bits
 constexpr unsigned k_magic_bytes = 2;
@@ -182,6 +183,7 @@ long iogunzip::read(void* bytes, long count) {
 
 long iogunzip::lseek(long offset, int whence) {
   if (whence == SEEK_END) throw std::runtime_error(k_no_seek_end);
+  if (whence != SEEK_SET && whence != SEEK_CUR) throw std::runtime_error(k_no_whence);
   const long target = whence == SEEK_SET ? offset : tell() + offset;
   if (target < 0 || (target < tell() && !rewind())) return -1;
   std::vector<char> skipped(static_cast<std::size_t>(std::min(target - tell(), 1L << 16)));

@@ -2,18 +2,11 @@
 
 #include <algorithm>
 #include <optional>
-#include <stdexcept>
 
 #include "zel/util/number_util.h"
 #include "zel/util/parallel.h"
 
 namespace orvik::impls {
-
-namespace {
-
-constexpr char k_wide_codes[] = "too many distinct values in a column to predict with";
-
-}  // namespace
 
 std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes) {
   constexpr std::size_t k_least = 1U << 9, k_most = 1U << 12, k_counters = 1U << 16;
@@ -24,7 +17,7 @@ std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes) {
 batch_predictor::batch_predictor(const table& t, const std::vector<const decision_tree*>& trees,
                                  bool vote)
     : n_class_codes_(t.n_class_codes()), n_attributes_(t.n_attributes()), vote_(vote) {
-  if (!flat_tree::fits(t)) throw std::runtime_error(k_wide_codes);
+  flat_tree::require_narrow(t);
   std::vector<std::optional<flat_tree>> flat(trees.size());
   zel::util::parallel::for_each_index(trees.size(),
                                       [&](unsigned long i) { flat[i].emplace(t, *trees[i]); });

@@ -2,16 +2,28 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <stdexcept>
 
 #include "zel/util/number_util.h"
 
 namespace orvik::impls {
 
-bool flat_tree::fits(const table& t) {
+namespace {
+
+constexpr char k_wide_codes[] = "too many distinct values in column ";
+constexpr char k_to_predict[] = " to predict with";
+constexpr char k_many_attributes[] = "too many attributes to predict with";
+
+constexpr unsigned long k_max_attributes = 1UL << 30;
+
+}  // namespace
+
+void flat_tree::require_narrow(const table& t) {
   for (unsigned long a = 0; a < t.n_attributes(); ++a) {
-    if (t.column_of(a).codes().bits > 32) return false;
+    if (t.column_of(a).codes().bits <= 32) continue;
+    throw std::runtime_error(k_wide_codes + t.column_of(a).name() + k_to_predict);
   }
-  return t.n_attributes() < (1UL << 30);
+  if (t.n_attributes() >= k_max_attributes) throw std::runtime_error(k_many_attributes);
 }
 
 /// Level by level, so that the upper tests, which all cases take, lie together; and the nodes of a

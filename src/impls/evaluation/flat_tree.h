@@ -29,8 +29,8 @@ struct case_block {
 
 class flat_tree {
  public:
-  /// Whether all codes of the table fit in 32 bits.
-  static bool fits(const table& t);
+  /// Throws std::runtime_error, naming the column, unless all codes of the table fit in 32 bits.
+  static void require_narrow(const table& t);
 
   flat_tree(const table& t, const decision_tree& tree);
 

@@ -11,6 +11,7 @@ void table::toCSV(std::ostream& out, const case_list& cases, bool header) const 
     }
     out << '\n';
   };
+  check_rows(cases);
   if (header) write_line([](const column& c) -> const std::string& { return c.name(); });
   for (const auto& [row, weight] : cases) {
     write_line([at = row](const column& c) { return c.values()->get_value(c.get_row_index(at)); });

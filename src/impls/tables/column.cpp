@@ -119,6 +119,14 @@ column* column::clone(bool) const {
   return new column(type_, name_, std::unique_ptr<o_set>(values_ ? values_->clone() : nullptr));
 }
 
+void column::freeze_values() {
+  try {
+    values_->freeze();
+  } catch (const std::runtime_error& failure) {
+    throw std::runtime_error(failure.what() + (" (column " + name_ + ")"));
+  }
+}
+
 void column::push_back(const char*) {}
 
 code_t column::require_code(const char* text) const {

@@ -95,6 +95,8 @@ class column : private zel::util::nocopy {
   const std::string& name() const { return name_; }
   o_set* values() { return values_.get(); }
   const o_set* values() const { return values_.get(); }
+  /// Freezes the value set; an error names the column.
+  void freeze_values();
   /// Hands the value set over, to a column of another width.
   std::unique_ptr<o_set> release_values() { return std::move(values_); }
 

@@ -17,6 +17,7 @@
 #include <stdexcept>
 
 #include "impls/tables/cell_codes.h"
+#include "impls/tables/duplicate_names.h"
 #include "impls/tables/field_split.h"
 #include "impls/tables/final_codes.h"
 #include "impls/tables/row_splitter.h"
@@ -30,11 +31,16 @@ namespace orvik::impls {
 namespace {
 
 constexpr char k_no_stream[] = "no data provider detected.";
-constexpr char k_few_classes[] = "there must be at least two class values";
+constexpr char k_no_columns[] = "rows cannot be loaded before the metadata";
+constexpr char k_has_rows[] = "the table has its rows already";
+constexpr char k_fixed_values[] = "rows cannot be loaded into a table whose values are fixed";
 constexpr char k_no_rows[] = "there must be at least one row of data";
 
-/// Streams of a load; more threads than this are never started.
-constexpr unsigned long k_max_workers = 256;
+/// The workers of a load: never more than there are threads for them.
+unsigned long n_loading(unsigned long workers) {
+  constexpr unsigned long k_most = 256;
+  return std::clamp(std::min(workers, zel::util::parallel::n_slots()), 1UL, k_most);
+}
 
 using zel::inpout::stream;
 
@@ -182,7 +188,7 @@ struct source {
 class data_loader {
  public:
   data_loader(table& t, stream& in, unsigned long workers) : table_(t) {
-    for (unsigned long i = 0; i < std::clamp(workers, 1UL, k_max_workers); ++i) {
+    for (unsigned long i = 0; i < n_loading(workers); ++i) {
       workers_.push_back(std::make_unique<worker>(in, i));
     }
   }
@@ -199,6 +205,7 @@ class data_loader {
   void finish_columns();
   std::unique_ptr<column> finish_column(unsigned long i);
   void check() const;
+  std::string name_of(unsigned long i) const;
   void report_rates(std::ostream& log, double seconds) const;
 
   table& table_;
@@ -258,7 +265,7 @@ void data_loader::order_blocks() {
 /// Column i with its final codes, over the value set it takes from the empty column there.
 std::unique_ptr<column> data_loader::finish_column(unsigned long i) {
   column& empty = *table_.columns_[i];
-  empty.values()->freeze();
+  empty.freeze_values();
   std::vector<final_codes> finals;
   for (unsigned long w = 0; w < workers_.size(); ++w) {
     finals.push_back({std::unique_ptr<std::vector<code_t>>(empty.values()->map_insert_to_order(w)),
@@ -323,9 +330,13 @@ void data_loader::finish_columns() {
 }
 
 void data_loader::check() const {
-  if (table_.class_column().values()->size_of_known() < 2) throw std::runtime_error(k_few_classes);
+  table_.check_classes();
   if (rows_ == 0) throw std::runtime_error(k_no_rows);
   table_.check_weights();
+}
+
+std::string data_loader::name_of(unsigned long i) const {
+  return i < table_.n_columns() ? table_.get_column(i).name() : "none";
 }
 
 void data_loader::report_rates(std::ostream& log, double seconds) const {
@@ -343,10 +354,8 @@ void data_loader::load(std::ostream* log) {
   throw_earliest_error();
   watch.stop();
   if (log != nullptr) {
-    *log << "\n + atts: " << table_.n_attributes() << "\n + class: " << table_.class_column().name()
-         << "\n + weight: "
-         << (table_.has_weights() ? table_.columns_[table_.weights_index_]->name() : "none")
-         << "\n + load time: ";
+    *log << "\n + atts: " << table_.n_attributes() << "\n + class: " << name_of(table_.class_index_)
+         << "\n + weight: " << name_of(table_.weights_index_) << "\n + load time: ";
     report_rates(*log, watch.get_elapsed());
     *log << "\n + indexing ..." << std::flush;
   }
@@ -363,7 +372,17 @@ void data_loader::load(std::ostream* log) {
 
 void table::load_data(stream* in, unsigned long workers, std::ostream* log) {
   if (in == nullptr) throw std::runtime_error(k_no_stream);
-  data_loader(*this, *in, workers).load(log);
+  if (columns_.empty()) throw std::runtime_error(k_no_columns);
+  if (n_rows_ > 0) throw std::runtime_error(k_has_rows);
+  if (!takes_rows_) throw std::runtime_error(k_fixed_values);
+  if (log != nullptr) report_duplicate_names(*this, *log);
+  // Beside the table, which stays as it is if that fails.
+  const std::unique_ptr<table> loaded = without_values();
+  data_loader(*loaded, *in, workers).load(log);
+  columns_.swap(loaded->columns_);
+  n_rows_ = loaded->n_rows_;
+  elapsed_ = loaded->elapsed_;
+  takes_rows_ = false;
 }
 
 }  // namespace orvik::impls

@@ -16,16 +16,20 @@ namespace orvik::impls {
 
 namespace {
 
+locale_t c_locale() {
+  static const locale_t made = newlocale(LC_ALL_MASK, "C", nullptr);
+  return made;
+}
+
 /// The value of a text that from_chars calls out of range: it does not say on which side.
 template <class T>
 T out_of_range_value(const std::string& text) {
-  static const locale_t c_locale = newlocale(LC_ALL_MASK, "C", nullptr);
   if constexpr (sizeof(T) == sizeof(float)) {
-    return strtof_l(text.c_str(), nullptr, c_locale);
+    return strtof_l(text.c_str(), nullptr, c_locale());
   } else if constexpr (sizeof(T) == sizeof(double)) {
-    return strtod_l(text.c_str(), nullptr, c_locale);
+    return strtod_l(text.c_str(), nullptr, c_locale());
   } else {
-    return strtold_l(text.c_str(), nullptr, c_locale);
+    return strtold_l(text.c_str(), nullptr, c_locale());
   }
 }
 
@@ -95,6 +99,8 @@ std::optional<T> parse_decimal(std::string_view text) {
   const bool negative = text[0] == '-' && magnitude != 0;
   return negative ? -magnitude : magnitude;
 }
+
+double leading_number(const char* text) { return strtod_l(text, nullptr, c_locale()); }
 
 template <class T>
 std::string shortest_decimal(T value) {

@@ -15,6 +15,10 @@ namespace orvik::impls {
 template <class T>
 std::optional<T> parse_decimal(std::string_view text);
 
+/// The number that `text` begins with, behind white space, as the C library reads it; 0 where it
+/// begins with none.
+double leading_number(const char* text);
+
 /// The shortest text that parse_decimal<T>() reads back to `value`, which must be finite.
 template <class T>
 std::string shortest_decimal(T value);

@@ -10,8 +10,11 @@ constexpr double k_first_share = 0.7;
 
 constexpr char k_stratify_range[] = "stratify input must be in [0,size]";
 
-auto class_of(const table& t) {
-  return [&t](row_t row) { return t.class_column().get_row_index(row); };
+/// From a row to its class. Throws std::runtime_error where the table lacks a row of the cases.
+auto class_of(const table& t, const case_list& cases) {
+  const column& classes = t.class_column();
+  t.check_rows(cases);
+  return [&classes](row_t row) { return classes.get_row_index(row); };
 }
 
 }  // namespace
@@ -27,12 +30,12 @@ unsigned long fold_end(unsigned long n, unsigned long k, unsigned long i) {
 }
 
 unsigned long stratify_frac(case_list& cases, double frac, const table& t, bool random) {
-  return cases.stratify_frac(frac, class_of(t), t.n_class_codes(), random);
+  return cases.stratify_frac(frac, class_of(t, cases), t.n_class_codes(), random);
 }
 
 unsigned long stratify(case_list& cases, unsigned long n, const table& t, bool random) {
   if (n > cases.size()) zel::util::throw_pointer(k_stratify_range);
-  return cases.stratify_sample(n, class_of(t), t.n_class_codes(), random);
+  return cases.stratify_sample(n, class_of(t, cases), t.n_class_codes(), random);
 }
 
 case_parts split_by_class(const table& t, const case_list& cases) {
@@ -45,7 +48,7 @@ case_parts split_by_class(const table& t, const case_list& cases) {
 
 unsigned long stratify_cross(case_list& cases, unsigned long k, const table& t, bool random) {
   std::vector<case_list> buckets(t.n_class_codes());
-  const auto class_code = class_of(t);
+  const auto class_code = class_of(t, cases);
   for (const auto& c : cases) buckets[class_code(c.first)].push_back(c);
 
   const unsigned long n = cases.size();

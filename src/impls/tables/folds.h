@@ -8,6 +8,9 @@
 
 namespace orvik::impls {
 
+// Stratifying throws std::runtime_error for a case whose row the table does not have, and for a
+// table without a class.
+
 /// Where fold i of k begins in a list of n cases: the first n mod k folds hold one case more.
 /// k > 0.
 unsigned long fold_begin(unsigned long n, unsigned long k, unsigned long i);

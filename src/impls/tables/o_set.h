@@ -88,8 +88,9 @@ class o_set : private zel::util::nocopy {
   /// Writes the values of a frozen set by code; throws for an open one.
   virtual void bin_out(zel::inpout::obinstream& out) const;
   /// Reads what bin_out() wrote into an open set without values and freezes it. Throws for values
-  /// out of order, and for others than an ordered set declares.
-  virtual void bin_in(zel::inpout::ibinstream& in);
+  /// out of order, for those that no text stands for, and for others than an ordered set declares.
+  /// @return whether the values differ: numbers that were rescaled may not.
+  virtual bool bin_in(zel::inpout::ibinstream& in);
 
   /// insert(text, thread) for bytes that need no terminator.
   virtual code_t insert_local(std::string_view text, unsigned long thread);

@@ -53,7 +53,7 @@ class o_set_typed : public o_set {
   code_t find_mid(code_t lo, code_t hi) const override;
   std::unique_ptr<number_limits> limits_at(std::span<const code_t> codes) const override;
   void bin_out(zel::inpout::obinstream& out) const override;
-  void bin_in(zel::inpout::ibinstream& in) override;
+  bool bin_in(zel::inpout::ibinstream& in) override;
 
   /// Makes an ordered set of the values in `list`, separated by ";". Strings only.
   void enumerate(std::string_view list);
@@ -96,7 +96,8 @@ class o_set_typed : public o_set {
   void assign_final_codes(thread_map& map, const std::vector<local_value>& locals) const;
   code_t declared_code(std::string_view text) const;
   void require_frozen(const char* message) const;
-  void adopt(std::vector<T> values);
+  bool adopt(std::vector<T> values);
+  bool may_be_read(const std::vector<T>& values) const;
   void check_code(code_t code) const;
 
   // Open: value to code. Frozen: only an ordered set still needs it, the others search values_.

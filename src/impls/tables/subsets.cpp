@@ -23,6 +23,7 @@ case_list* table::get_random(unsigned long n) const {
 }
 
 case_list* table::get_difference(case_list& cases) const {
+  check_rows(cases);
   std::sort(cases.begin(), cases.end(),
             [](const auto& a, const auto& b) { return a.first < b.first; });
   auto others = std::make_unique<case_list>();

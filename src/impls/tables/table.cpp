@@ -11,10 +11,19 @@ constexpr char k_many_columns[] = "too many attributes - recompile with larger a
 constexpr char k_many_classes[] = "too many class attributes";
 constexpr char k_no_class[] = "missing class attribute";
 constexpr char k_many_weights[] = "too many weights attributes";
+constexpr char k_few_classes[] = "there must be at least two class values";
+constexpr char k_without_class[] = "the table has no class column";
 
 constexpr unsigned long k_max_columns = 4294967295;
 
 }  // namespace
+
+void table::throw_no_class() { throw std::runtime_error(k_without_class); }
+
+void table::throw_no_row(row_t row) const {
+  throw std::runtime_error("there is no row " + std::to_string(row) + " in a table of " +
+                           std::to_string(n_rows_) + " rows");
+}
 
 /// Takes the columns and finds the special ones among them.
 void table::adopt_columns(std::vector<std::unique_ptr<column>> columns) {
@@ -23,7 +32,9 @@ void table::adopt_columns(std::vector<std::unique_ptr<column>> columns) {
   unsigned long class_at = columns.size(), weights_at = columns.size();
   std::vector<unsigned long> attributes;
   for (unsigned long i = 0; i < columns.size(); ++i) {
-    if (columns[i]->type() == column::CLASS) {
+    if (!class_checked_) {
+      attributes.push_back(i);
+    } else if (columns[i]->type() == column::CLASS) {
       ++classes;
       class_at = i;
     } else if (columns[i]->type() == column::WEIGHTS) {
@@ -34,7 +45,7 @@ void table::adopt_columns(std::vector<std::unique_ptr<column>> columns) {
     }
   }
   if (classes > 1) throw std::runtime_error(k_many_classes);
-  if (classes == 0) throw std::runtime_error(k_no_class);
+  if (classes == 0 && class_checked_) throw std::runtime_error(k_no_class);
   if (weights > 1) throw std::runtime_error(k_many_weights);
   columns_ = std::move(columns);
   attribute_columns_ = std::move(attributes);
@@ -43,7 +54,7 @@ void table::adopt_columns(std::vector<std::unique_ptr<column>> columns) {
 }
 
 std::unique_ptr<table> table::clone(bool schema_only) const {
-  auto copy = std::make_unique<table>(name_);
+  auto copy = std::make_unique<table>(name_, class_checked_);
   for (const auto& c : columns_) copy->columns_.emplace_back(c->clone(schema_only));
   copy->attribute_columns_ = attribute_columns_;
   copy->class_index_ = class_index_;
@@ -53,28 +64,35 @@ std::unique_ptr<table> table::clone(bool schema_only) const {
   return copy;
 }
 
-double table::get_weight(row_t row) const {
-  if (!has_weights() || row >= n_rows_) return 1.0;
+/// Of a row that there is.
+double table::weight_of(row_t row) const {
+  if (!has_weights()) return 1.0;
   const column& weights = *columns_[weights_index_];
   return weights.values()->get_value_as_double(weights.get_row_index(row));
 }
 
+double table::get_weight(row_t row) const {
+  check_row(row);
+  return weight_of(row);
+}
+
 std::string table::get_class(row_t row) const {
+  check_row(row);
   return class_column().values()->get_value(class_column().get_row_index(row));
 }
 
 void table::set_weights(case_list& cases) const {
-  if (!has_weights()) {
-    for (auto& [row, weight] : cases) weight = 1.0;
-    return;
-  }
-  for (auto& [row, weight] : cases) weight = get_weight(row);
+  for (auto& [row, weight] : cases) weight = row < n_rows_ ? weight_of(row) : 1.0;
 }
 
 double table::sum_of_weights() const {
   double sum = 0;
-  for (row_t row = 0; row < n_rows_; ++row) sum += get_weight(row);
+  for (row_t row = 0; row < n_rows_; ++row) sum += weight_of(row);
   return sum;
+}
+
+void table::check_classes() const {
+  if (has_class() && n_class_codes() < 3) throw std::runtime_error(k_few_classes);
 }
 
 /// Weights that cannot be scaled to the number of rows are refused when they are loaded.
@@ -87,7 +105,7 @@ void table::check_weights() const {
 }
 
 void table::rescale_weights() {
-  if (!has_weights()) return;
+  if (!has_weights() || n_rows_ == 0) return;
   const double factor = static_cast<double>(n_rows_) / sum_of_weights();
   columns_[weights_index_]->values()->rescale(factor);
 }

@@ -21,17 +21,24 @@ namespace orvik::impls {
 
 class table : private zel::util::nocopy {
  public:
-  explicit table(std::string name) : name_(std::move(name)) {}
+  /// `class_checked`: the table must have one class and may have one column of weights. Without the
+  /// check it has neither, whatever the roles of its columns, and what needs a class throws.
+  explicit table(std::string name, bool class_checked = true)
+      : name_(std::move(name)), class_checked_(class_checked) {}
 
   /// Reads one column a line: name, type of its values, role.
-  /// Throws std::runtime_error naming the row of a bad line; the table is then as before.
+  /// Throws std::runtime_error naming the row of a bad line, and where there are columns already;
+  /// the table is then as before.
   void load_meta_data(zel::inpout::stream* in, const std::string& missing_value);
-  /// Reads one row a line, a value a column, on `workers` threads over the connection of `in`.
-  /// Rows keep the order of the file. `log` may be null.
-  /// Throws std::runtime_error for the earliest bad row, naming row and column.
+  /// Reads one row a line, a value a column, on `workers` threads over the connection of `in`,
+  /// or fewer if the process has fewer. Rows keep the order of the file. `log` may be null.
+  /// Throws std::runtime_error for the earliest bad row, naming row and column, and where there
+  /// are no columns, or rows or fixed values already; the table is then as before.
   void load_data(zel::inpout::stream* in, unsigned long workers, std::ostream* log);
   /// Reads a row to classify: the texts of the attributes in order, and the class as the last
-  /// element; weight 1.0 where the table or the line has none. @return false at the end.
+  /// element; fields that the line lacks are empty. The weight is read as the C library reads
+  /// decimals, 0 from a text that is none; 1.0 where the table or the line has no weight.
+  /// @return false at the end.
   bool load_test_row(zel::inpout::stream* in, std::vector<std::string>& row, double& weight) const;
 
   /// A deep copy, without rows when `schema_only`. Value sets must be frozen.
@@ -45,28 +52,44 @@ class table : private zel::util::nocopy {
   /// The column of attribute `a`: columns in order, without the class and the weights.
   const column& column_of(unsigned long a) const { return *columns_[attribute_columns_[a]]; }
   unsigned long column_index_of(unsigned long a) const { return attribute_columns_[a]; }
+  /// n_columns() in a table without a class.
   unsigned long class_index() const { return class_index_; }
   /// n_columns() in a table without case weights.
   unsigned long weights_index() const { return weights_index_; }
   bool has_weights() const { return weights_index_ < columns_.size(); }
-  const column& class_column() const { return *columns_[class_index_]; }
+  bool has_class() const { return class_index_ < columns_.size(); }
+  /// Throws std::runtime_error in a table without a class.
+  const column& class_column() const {
+    if (!has_class()) throw_no_class();
+    return *columns_[class_index_];
+  }
   /// Number of class codes, the unknown one (0) included.
   unsigned long n_class_codes() const { return class_column().values()->size_of_known() + 1; }
   /// Seconds that the last load took.
   double elapsed() const { return elapsed_; }
 
+  // Throw std::runtime_error for a row that the table does not have.
+
   /// The case weight of a row, 1.0 in a table without weights.
   double get_weight(row_t row) const;
   std::string get_class(row_t row) const;
-  /// Gives every case the weight of its row.
+  void check_row(row_t row) const {
+    if (row >= n_rows_) throw_no_row(row);
+  }
+  void check_rows(const case_list& cases) const {
+    for (const auto& each : cases) check_row(each.first);
+  }
+
+  /// Gives every case the weight of its row, 1.0 to one without a row.
   void set_weights(case_list& cases) const;
   /// Multiplies the case weights so that they sum to the number of rows.
   void rescale_weights();
 
-  /// Writes schema, value sets, which must be frozen, and codes.
+  /// Writes schema, value sets, which must be frozen, and codes. Throws std::runtime_error for a
+  /// table without columns.
   void bin_out(zel::inpout::obinstream& out) const;
-  /// Reads what bin_out() wrote into an empty table. Throws std::runtime_error for what does not
-  /// fit together; the table is of no use then.
+  /// Reads what bin_out() wrote into an empty table. Throws std::runtime_error for what loading
+  /// could not have made; the table is of no use then.
   void bin_in(zel::inpout::ibinstream& in);
   void set_elapsed(double seconds) { elapsed_ = seconds; }
 
@@ -74,7 +97,8 @@ class table : private zel::util::nocopy {
   [[nodiscard]] case_list* get_all() const;
   [[nodiscard]] case_list* get_first_n(unsigned long n) const;
   [[nodiscard]] case_list* get_random(unsigned long n) const;
-  /// Every row that `cases` does not hold. Sorts `cases` by row.
+  /// Every row that `cases` does not hold. Sorts `cases` by row. Throws std::runtime_error for a
+  /// row that the table does not have.
   [[nodiscard]] case_list* get_difference(case_list& cases) const;
 
   // Renderings; value sets must be frozen.
@@ -90,11 +114,18 @@ class table : private zel::util::nocopy {
  private:
   friend class data_loader;
 
+  [[noreturn]] static void throw_no_class();
+  [[noreturn]] void throw_no_row(row_t row) const;
   void adopt_columns(std::vector<std::unique_ptr<column>> columns);
+  std::unique_ptr<table> without_values() const;
+  double weight_of(row_t row) const;
+  void check_classes() const;
   void check_weights() const;
   double sum_of_weights() const;
 
   std::string name_;
+  bool class_checked_;
+  bool takes_rows_ = false;  // its value sets are those of its metadata
   std::vector<std::unique_ptr<column>> columns_;
   std::vector<unsigned long> attribute_columns_;  // by attribute
   unsigned long class_index_ = 0;

@@ -13,11 +13,12 @@ bool table::load_test_row(zel::inpout::stream* in, std::vector<std::string>& row
   if (!in->read_line()) return false;
   std::string class_text;
   for (unsigned long i = 0; i < columns_.size(); ++i) {
-    const std::string text = in->tokens().next();
+    const char* const text = in->tokens().next();
     if (i == class_index_) {
       class_text = text;
     } else if (i == weights_index_) {
-      weight = parse_decimal<double>(text).value_or(1.0);
+      const bool is_there = *text != '\0' || in->tokens().more();
+      if (is_there) weight = leading_number(text);
     } else {
       row.push_back(text);
     }

@@ -110,6 +110,18 @@ TEST(column, roles_and_values_must_fit) {
             "type.");
 }
 
+// As a column of more than 4,294,967,294 values does, which is more than a test can have.
+TEST(column, whose_values_cannot_be_frozen_is_named) {
+  struct full_set : o_set {
+    using o_set::o_set;
+    void freeze() override { throw std::runtime_error("too many distinct values in a column"); }
+  };
+  column full(column::IGNORE, "x", std::make_unique<full_set>("null", true, "?"));
+  EXPECT_THAT([&] { full.freeze_values(); },
+              testing::ThrowsMessage<std::runtime_error>(
+                  "too many distinct values in a column (column x)"));
+}
+
 // Rows 0 to 5 hold 1 2 ? 3 1 3; known weight 1 + 2 + 3 + 4 + 5 of 21.
 const std::vector<code_t> k_codes{1, 2, 0, 3, 1, 3};
 const case_list k_cases{{0, 1}, {1, 2}, {2, 6}, {3, 3}, {4, 4}, {5, 5}};

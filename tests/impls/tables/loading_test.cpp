@@ -4,11 +4,13 @@
 
 #include <memory>
 #include <random>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "impls/support/binary_text.h"
 #include "impls/support/table_text.h"
 #include "impls/tables/table.h"
 
@@ -50,15 +52,31 @@ TEST(meta_data, errors_name_the_line_and_keep_the_table) {
       {c + c, "too many class attributes"},
       {c + "v,,weights\nw,,weights\n", "too many weights attributes"},
   };
-  const auto t = make_schema(c);
-  for (const auto& [names, message] : rows) {
+  table t("t");
+  const auto load = [&t](const std::string& names) {
     dripping_text text(names, dripping_text::k_all);
     zel::inpout::stream in(&text, ',', /*owns=*/false);
-    EXPECT_THAT([&] { t->load_meta_data(&in, "?"); }, throws(message));
-    EXPECT_EQ(t->n_columns(), 1u);
+    t.load_meta_data(&in, "?");
+  };
+  for (const auto& [names, message] : rows) {
+    EXPECT_THAT([&] { load(names); }, throws(message));
+    EXPECT_EQ(t.n_columns(), 0u);
   }
-  EXPECT_THAT([&] { t->load_meta_data(nullptr, "?"); },
+  EXPECT_THAT([&] { t.load_meta_data(nullptr, "?"); },
               throws("Reading metadata: no data provider detected."));
+  load(c);
+  EXPECT_THAT([&] { load("a,string,class\nb,string,discrete\n"); },
+              throws("Reading metadata: the table has its columns already"));
+  EXPECT_EQ(t.class_column().name(), "c");
+}
+
+TEST(meta_data, are_split_at_blanks_as_data_are) {
+  const auto t = make_schema("a   integer  continuous\n  c string class  \n", ' ');
+  EXPECT_EQ(t->get_column(0).name() + t->get_column(1).name(), "ac");
+  EXPECT_THAT([] { make_schema("a string discrete x\n", ' '); },
+              throws("Reading metadata: bad row format (row 1): a string discrete x"));
+  load_rows(*t, " 1   x\n2 y \n", 1, ' ');
+  EXPECT_EQ(cells(t->get_column(0)), (texts{"1", "2"}));
 }
 
 // ---- Rows, on 1, 2 and 7 workers, one line a block
@@ -114,6 +132,63 @@ TEST_P(loading, reports_the_earliest_bad_row_and_its_first_bad_cell) {
       EXPECT_THAT([&] { load(k_schema, data, most); }, throws(k_bad_rows[i].second)) << most;
     }
   }
+}
+
+// Whatever the failure, and whenever it came: the next file loads as if there had been none.
+TEST_P(loading, that_fails_leaves_the_table_as_it_was) {
+  const std::string names = std::string(k_schema) + "n,null,ignore\nb,string,discrete\n";
+  const std::string good = "5,1.5,hi,2,p,?,u\n6,?,lo,1,q,?,v\n";
+  const auto expected = load(names, good);
+  const auto t = make_schema(names);
+  std::string classes;
+  for (int i = 0; i < 70000; ++i) classes += "1,1,lo,1," + std::to_string(i) + ",?,?\n";
+  for (const std::string bad : {"?,7,lo,1,p,?,?\n8,8,lo,1,q,?,w\nx", "1,1,lo,1,p,?,u\n",
+                                "?,1,lo,0,p,?,?\n1,?,lo,0,q,?,w\n", "", classes.c_str()}) {
+    EXPECT_THROW(load_rows(*t, bad, GetParam(), ',', 3000), std::runtime_error);
+    EXPECT_EQ(t->n_rows(), 0u);
+    for (unsigned long i = 0; i < t->n_columns(); ++i) {
+      const column& c = t->get_column(i);
+      EXPECT_EQ(c.size(), 0u);
+      EXPECT_FALSE(c.values()->has_null());
+      EXPECT_EQ(c.values()->size_of_known(), c.values()->is_ordered() ? 2u : 0u);
+    }
+  }
+  load_rows(*t, good, GetParam());
+  EXPECT_EQ(bytes_of(*t), bytes_of(*expected));
+}
+
+TEST_P(loading, takes_one_set_of_rows_after_the_columns) {
+  const auto t = load("a,string,discrete\nc,string,class\n", "x,p\ny,q\n");
+  const std::string bytes = bytes_of(*t);
+  const auto schema = t->clone(/*schema_only=*/true);
+  table fresh("t");
+  const auto more = [](table& to) { load_rows(to, "z,p\nz,q\n", GetParam()); };
+  EXPECT_THAT([&] { more(fresh); }, throws("rows cannot be loaded before the metadata"));
+  EXPECT_THAT([&] { more(*t); }, throws("the table has its rows already"));
+  EXPECT_THAT([&] { more(*table_of(bytes)); }, throws("the table has its rows already"));
+  EXPECT_THAT([&] { more(*schema); },
+              throws("rows cannot be loaded into a table whose values are fixed"));
+  EXPECT_EQ(bytes_of(*t), bytes);
+}
+
+TEST(loading_log, tells_once_of_columns_of_one_name) {
+  const auto log_of = [](std::string_view names, const std::string& row) {
+    const auto t = make_schema(names);
+    dripping_text rows(row + "p\n" + row + "q\n", dripping_text::k_all);
+    zel::inpout::stream in(&rows, ',', /*owns=*/false);
+    std::ostringstream log;
+    t->load_data(&in, 1, &log);
+    return log.str();
+  };
+  EXPECT_THAT(log_of("a,string,ignore\nb,string,ignore\na,string,ignore\nb,string,ignore\n"
+                     "x\x1b,null,ignore\na,string,discrete\nx\x1b,null,ignore\nc,string,class\n",
+                     "1,1,1,1,?,1,?,"),
+              testing::StartsWith(" + duplicate column name 'a' (lines 1, 3 and 6)\n"
+                                  " + duplicate column name 'b' (lines 2 and 4)\n"
+                                  " + duplicate column name 'x?' (lines 5 and 7)\n"
+                                  "  2\r\n + atts: 7\n + class: c\n + weight: none\n"));
+  EXPECT_THAT(log_of("a,string,ignore\nA,string,ignore\nc,string,class\n", "1,1,"),
+              testing::StartsWith("  2\r\n + atts: "));
 }
 
 TEST_P(loading, reports_a_bad_cell_of_a_column_without_a_name) {
@@ -244,6 +319,53 @@ TEST(loading_random_tables, reads_back_what_was_written_on_any_number_of_workers
       ASSERT_EQ(cells(t->get_column(i)), values[i]) << names << data;
     }
   }
+}
+
+// ---- Rows to classify
+
+TEST(test_rows, have_their_weight_read_as_c_reads_decimals) {
+  const auto t = make_schema("a,string,discrete\nw,,weights\nc,string,class\nb,null,ignore\n");
+  const struct {
+    const char* line;
+    double weight;
+    texts row;
+  } rows[] = {
+      {"x,2.5,p,y", 2.5, {"x", "y", "p"}},
+      {"x, -3,p,", -3, {"x", "", "p"}},
+      {"x,1e2z,p,y", 100, {"x", "y", "p"}},
+      {"x,,p,y", 0, {"x", "y", "p"}},
+      {"x,none,p,y", 0, {"x", "y", "p"}},
+      {"x,0.1", 0.1, {"x", "", ""}},
+      {"x,", 1, {"x", "", ""}},
+      {"x", 1, {"x", "", ""}},
+      {"", 1, {"", "", ""}},
+      {" x ,+.5,p,y,z", .5, {" x ", "y", "p"}},
+      {"x,1e-400,p,y", 0, {"x", "y", "p"}},
+  };
+  std::string text;
+  for (const auto& row : rows) text += std::string(row.line) + "\n";
+  dripping_text connection(text, dripping_text::k_all);
+  zel::inpout::stream in(&connection, ',', /*owns=*/false);
+  texts row;
+  double weight = 0;
+  for (const auto& expected : rows) {
+    ASSERT_TRUE(t->load_test_row(&in, row, weight));
+    EXPECT_EQ(row, expected.row) << expected.line;
+    EXPECT_EQ(weight, expected.weight) << expected.line;
+  }
+  EXPECT_FALSE(t->load_test_row(&in, row, weight));
+
+  dripping_text blanks(" x , 7 , p , y ", dripping_text::k_all);
+  zel::inpout::stream trimming(&blanks, ',', /*owns=*/false);
+  trimming.tokens().set_trim(true);
+  ASSERT_TRUE(t->load_test_row(&trimming, row, weight));
+  EXPECT_EQ(row, (texts{"x", "y", "p"}));
+  EXPECT_EQ(weight, 7);
+  const auto unweighted = make_schema("a,string,discrete\nc,string,class\n");
+  dripping_text plain("x,p", dripping_text::k_all);
+  zel::inpout::stream lines(&plain, ',', /*owns=*/false);
+  ASSERT_TRUE(unweighted->load_test_row(&lines, row, weight));
+  EXPECT_EQ(weight, 1);
 }
 
 // ---- One table in all

@@ -1,10 +1,14 @@
 // Tables to and from their binary form.
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <functional>
 #include <random>
 
+#include "impls/model/dtree.h"
 #include "impls/support/binary_text.h"
 #include "impls/support/stock_tables.h"
+#include "impls/tables/folds.h"
 #include "support/error_of.h"
 
 using namespace orvik::impls;
@@ -20,17 +24,19 @@ std::string text(const std::string& t) { return "\x01" + count(t.size()) + t; }
 /// The record of a table of an integer attribute, an ignored one and a class, with its parts.
 struct small_record {
   std::string n_columns = count(3), admits = "\x01"s, has_null = "\x01"s;
+  std::string type = text("integer"), name = text("n");
   std::string values = "\x01" + count(2) + "\x07\0\0\0\x09\0\0\0"s;
   std::string codes = count(3) + "\x02\0\x01"s;
+  std::string class_unknown = text("?");
   std::string class_values = "\x01" + count(2) + text("p") + text("q");
   std::string class_codes = count(3) + "\x01\x02\x02"s;
   std::string end = count(2) + count(3) + "\x01"s + count(3);
 
   std::string bytes() const {
-    return "\x01" + text("t") + n_columns + "\x01\x01" + text("integer") + admits + has_null +
-           text("?") + values + text("n") + text("continuous") + codes + "\x01\x01" + text("null") +
-           "\x01\x01" + text("?") + text("k") + text("ignore") + "\x01\x01" + text("string") +
-           "\0\0"s + text("?") + class_values + text("c") + text("class") + class_codes + end;
+    return "\x01" + text("t") + n_columns + "\x01\x01" + type + admits + has_null + text("?") +
+           values + name + text("continuous") + codes + "\x01\x01" + text("null") + "\x01\x01" +
+           text("?") + text("k") + text("ignore") + "\x01\x01" + text("string") + "\0\0"s +
+           class_unknown + class_values + text("c") + text("class") + class_codes + end;
   }
 };
 
@@ -78,11 +84,33 @@ TEST(binary_table, is_refused_where_its_parts_do_not_fit) {
       {"an unknown value that is not admitted", &small_record::admits, "\0"s},
       {"a code without a value in column n", &small_record::has_null, "\0"s},
       {"values out of order", &small_record::values, "\x01" + count(2) + "\x09\0\0\0\x07\0\0\0"s},
+      {"equal values in column n", &small_record::values,
+       "\x01" + count(2) + "\x09\0\0\0\x09\0\0\0"s},
+      {"a value that no text is read as", &small_record::values,
+       "\x01" + count(2) + "\0\0\0\x80\x09\0\0\0"s},
+      {"a text that no line of metadata holds", &small_record::name, text("n\n")},
+      {"a text that no line of metadata holds", &small_record::name, text("n\0"s)},
       {"a code without a value in column n", &small_record::codes, count(3) + "\x02\0\x03"s},
-      {"columns of different lengths", &small_record::codes, count(2) + "\x02\0"s},
+      {"a value without a row in column n", &small_record::codes, count(3) + "\x02\x01\x01"s},
+      {"a value without a row in column n", &small_record::codes, count(3) + "\x02\0\x02"s},
+      {"a value without a row in column n", &small_record::codes, count(3) + "\0\0\x01"s},
+      {"columns of different lengths", &small_record::codes, count(4) + "\x02\0\x01\x01"s},
+      {"columns with different texts of the unknown value", &small_record::class_unknown,
+       text("-")},
       {"values out of order", &small_record::class_values,
        "\x01" + count(2) + text("p") + text("p")},
+      {"a value that no text is read as", &small_record::class_values,
+       "\x01" + count(2) + text("?") + text("q")},
+      {"a value that no text is read as", &small_record::class_values,
+       "\x01" + count(2) + text("p") + text("q\n")},
+      {"a value that no text is read as", &small_record::class_values,
+       "\x01" + count(2) + text("p") + text("q\0"s)},
+      {"a value that no text is read as", &small_record::class_values,
+       "\x01" + count(2) + text(" p") + text("q")},
+      {"a value that no text is read as", &small_record::class_values,
+       "\x01" + count(2) + text("p") + text("q ")},
       {"a code without a value in column c", &small_record::class_codes, count(3) + "\x01\x02\0"s},
+      {"a value without a row in column c", &small_record::class_codes, count(3) + "\x01\x01\x01"s},
       {"truncated after byte", &small_record::class_codes, count(~0UL >> 3)},
       {"the class is not where it should be", &small_record::end,
        count(1) + count(3) + "\x01"s + count(3)},
@@ -90,7 +118,11 @@ TEST(binary_table, is_refused_where_its_parts_do_not_fit) {
        count(2) + count(3) + "\x01"s + count(1)},
       {"columns of different lengths", &small_record::end,
        count(2) + count(4) + "\x01"s + count(3)},
-      {"a table without a class", &small_record::end, count(2) + count(3) + "\0"s + count(3)},
+      {"the class is not where it should be", &small_record::end,
+       count(3) + count(3) + "\x01"s + count(3)},
+      {"the class is not where it should be", &small_record::end,
+       count(3) + count(3) + "\0"s + count(2)},
+      {"a table without columns", &small_record::n_columns, count(0)},
       {"more data than expected", &small_record::end,
        count(2) + count(3) + "\x01"s + count(3) + "x"},
   };
@@ -102,19 +134,118 @@ TEST(binary_table, is_refused_where_its_parts_do_not_fit) {
   }
 }
 
-TEST(binary_table, refuses_bad_weights) {
-  const auto t = make_table("c,string,class\nw,double,weights\n", "p,1\nq,2\n");
-  const double values[] = {1, 2};
-  const std::string good = bytes_of(*t);
-  const std::string stored(reinterpret_cast<const char*>(values), sizeof(values));
-  const std::size_t at = good.find(stored);
-  ASSERT_NE(at, std::string::npos);
-  for (const double bad : {-1.0, std::numeric_limits<double>::quiet_NaN()}) {
-    const double others[] = {bad, 2};
-    std::string bytes = good;
-    bytes.replace(at, stored.size(), reinterpret_cast<const char*>(others), sizeof(others));
-    EXPECT_NE(error_of([&] { table_of(bytes); }), "");
+/// The bytes of two numbers.
+template <class T>
+std::string stored(T first, T second) {
+  const T both[] = {first, second};
+  return binary_of([&both](auto& out) { out.write_array(std::span<const T>(both)); });
+}
+
+/// The error of a table of a column of this type and role, its values 1 and 2 replaced by others.
+template <class T>
+std::string error_with(const std::string& type, const std::string& role, T first, T second) {
+  std::string bytes =
+      bytes_of(*make_table("c,string,class\nx," + type + "," + role + "\n", "p,1\nq,2\n"));
+  const std::size_t at = bytes.find(stored<T>(1, 2));
+  bytes.replace(at, 2 * sizeof(T), stored(first, second));
+  return error_of([&] { EXPECT_EQ(bytes_of(*table_of(bytes)), bytes); });
+}
+
+TEST(binary_table, holds_numbers_that_texts_are_read_as) {
+  const std::string none = "a value that no text is read as", equal = "equal values in column x";
+  constexpr double inf = std::numeric_limits<double>::infinity();
+  constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+  const struct {
+    std::string role;
+    double first, second;
+    std::string error;
+  } rows[] = {
+      {"ignore", -1e308, 4.9e-324, ""},
+      {"continuous", 2, 2, equal},
+      {"discrete", 0, 0, equal},
+      {"continuous", -0.0, 2, none},
+      {"continuous", -2, -0.0, none},
+      {"continuous", -0.0, 0, none},
+      {"continuous", 2, inf, none},
+      {"continuous", -inf, 2, none},
+      {"continuous", nan, 2, "values out of order"},
+      {"weights", 2, 2, ""},
+      {"weights", 0, 2, ""},
+      {"weights", 0, -0.0, none},
+      {"weights", -1, 2, "x: negative value in a column of weights"},
+      {"weights", 1, nan, "values out of order"},
+      {"weights", 0, 0, "Weights column 'x' requires a positive and finite sum of weights"},
+  };
+  for (const auto& r : rows) {
+    EXPECT_EQ(error_with<double>("double", r.role, r.first, r.second), r.error)
+        << r.role << r.first << ' ' << r.second;
   }
+  EXPECT_EQ(error_with<float>("float", "continuous", -0.0F, 2), none);
+  EXPECT_EQ(error_with<float>("float", "continuous", 1e-45F, 3e38F), "");
+  EXPECT_EQ(error_with<unsigned>("uinteger", "continuous", 0, ~0U), "");
+  EXPECT_EQ(error_with<int>("integer", "continuous", -2147483647, 2147483647), "");
+  EXPECT_EQ(error_with<int>("integer", "continuous", -2147483647 - 1, 2147483647), none);
+
+  long double unusual = 0;  // the smallest normal number, written as none that is computed
+  const std::uint64_t mantissa = 1UL << 63;
+  std::memcpy(&unusual, &mantissa, sizeof mantissa);
+  EXPECT_EQ(error_with<long double>("long double", "continuous", unusual, 2), none);
+}
+
+// What a writer can make of a table must be read: the weights too when rescaling made them equal.
+TEST(binary_table, comes_back_with_rescaled_weights) {
+  const auto t = make_table("w,,weights\nc,string,class\n",
+                            "1.9999999999999998,p\n1.9999999999999996,q\n1.9999999999999993,q\n"
+                            "1.9999999999999991,p\n1.0909,p\n");
+  t->rescale_weights();
+  const o_set& weights = *t->get_column(0).values();
+  bool repeated = false;
+  for (code_t c = 2; c <= 5; ++c) {
+    repeated = repeated || weights.get_value_as_double(c) == weights.get_value_as_double(c - 1);
+  }
+  EXPECT_TRUE(repeated);
+  EXPECT_EQ(bytes_of(*table_of(bytes_of(*t))), bytes_of(*t));
+}
+
+TEST(binary_table, without_rows_may_have_values_that_no_row_has) {
+  const auto schema = mixed_table(300, 5, true)->clone(/*schema_only=*/true);
+  EXPECT_EQ(bytes_of(*table_of(bytes_of(*schema))), bytes_of(*schema));
+  for (const std::string rows : {"a,p\nb,q\n", "a,p\n?,q\n"}) {
+    std::string bytes = bytes_of(*make_table("b,string,discrete\nc,ostring:p;q;r,class\n", rows));
+    EXPECT_EQ(bytes_of(*table_of(bytes)), bytes) << "declared values need no row";
+    // One bit a row, or a byte: the second row then holds what the first one does.
+    const bool bits = rows.find('?') == rows.npos;
+    const std::size_t at = bytes.find(bits ? count(2) + count(2) : count(2) + "\x01\0"s) + 8;
+    bytes[bits ? at : at + 1] = bits ? '\0' : '\x01';
+    EXPECT_EQ(error_of([&] { table_of(bytes); }), "a value without a row in column b");
+  }
+}
+
+TEST(binary_table, without_a_class_is_one_too) {
+  dripping_text names("a,integer,continuous\nc,string,class\n", dripping_text::k_all);
+  zel::inpout::stream lines(&names, ',', /*owns=*/false);
+  table t("t", /*class_checked=*/false);
+  t.load_meta_data(&lines, "?");
+  load_rows(t, "3,x\n4,x\n");
+  const auto back = table_of(bytes_of(t));
+  EXPECT_EQ(bytes_of(*back), bytes_of(t));
+  EXPECT_EQ(back->n_rows(), 2u);
+  EXPECT_EQ(back->n_attributes(), 2u);
+  EXPECT_EQ(back->get_weight(1), 1.0);
+  case_list cases{{0, 1}, {1, 1}};
+  const std::function<void()> uses[] = {
+      [&] { back->get_class(0); },
+      [&] { conf_matrix matrix(back.get()); },
+      [&] { stratify_cross(cases, 2, *back, false); },
+      [&] { stratify(cases, 1, *back, true); },
+      [&] { dtree("m").build(back.get(), &cases); },
+      [&] { dtree("m").feature_selection(back.get(), nullptr, nullptr); },
+  };
+  for (const auto& use : uses) EXPECT_EQ(error_of(use), "the table has no class column");
+
+  small_record record;  // a class in its place is one, whatever the flag says
+  record.end = count(2) + count(3) + "\0"s + count(3);
+  EXPECT_EQ(bytes_of(*table_of(record.bytes())), small_record().bytes());
 }
 
 TEST(binary_table, of_any_bytes_is_usable_or_refused) {

@@ -117,14 +117,22 @@ TEST_P(growing_on, any_number_of_threads_gives_one_consistent_tree) {
     EXPECT_EQ(text_of(*again, *t), text);
     EXPECT_EQ(exact_text_of(*again, *t), exact);
 
-    const loop_threads threads(workers);  // the parallel way, also on one thread
-    const std::unique_ptr<case_list> cases(t->get_all());
-    decision_tree parallel;
-    parallel.set_node(new decision_node(cases.get()));
-    parallel.get_node()->activate(t.get(), false);
-    zel::util::parallel::with_workers(
-        [&] { parallel.build_par(*t, rules.type, rules.min_weight, rules.max_depth, nullptr); });
-    EXPECT_EQ(exact_text_of(parallel, *t), exact);
+    const loop_threads threads(workers);
+    for (const bool by_tasks : {false, true}) {  // tasks also on one thread
+      const std::unique_ptr<case_list> cases(t->get_all());
+      decision_tree from_root;
+      from_root.set_node(new decision_node(cases.get()));
+      zel::util::parallel::with_workers([&] {
+        if (by_tasks) {
+          from_root.get_node()->activate(t.get(), false);
+          from_root.build_par(*t, rules.type, rules.min_weight, rules.max_depth, nullptr);
+        } else {
+          from_root.build_from_root(*t, rules.type, rules.min_weight, rules.max_depth, nullptr,
+                                    nullptr);
+        }
+      });
+      EXPECT_EQ(exact_text_of(from_root, *t), exact);
+    }
   }
 }
 
