@@ -164,10 +164,6 @@ const options& checked(const options& opt) {
   return opt;
 }
 
-}  // namespace
-
-namespace {
-
 /// Numbers as every stream prints them, but for the sign of a not-a-number, which says nothing.
 class plain_numbers : public std::num_put<char> {
   iter_type do_put(iter_type out, std::ios_base& format, char fill, double x) const override {
