@@ -19,12 +19,6 @@ impls::table* impl_of(const table* t) { return t == nullptr ? nullptr : t->get_i
 
 impls::case_list* impl_of(const table::subset* s) { return s == nullptr ? nullptr : s->get_impl(); }
 
-/// Cases of the rows of `t`. Throws std::runtime_error for a row that it does not have.
-impls::case_list* cases_of(const table* t, const table::subset* s) {
-  if (t != nullptr && s != nullptr) t->get_impl()->check_rows(*s->get_impl());
-  return impl_of(s);
-}
-
 const impls::table& required(const table* t, const char* message) {
   if (t == nullptr) throw std::runtime_error(message);
   return *impl_of(t);
@@ -66,15 +60,15 @@ void dtree::set_conf_level(double level) { impl_->set_conf_level(level); }
 void dtree::set_keep_training_cm(bool keep) { impl_->set_keep_training_cm(keep); }
 
 void dtree::feature_selection(table* t, table::subset* train, table::subset* test) {
-  impl_->feature_selection(impl_of(t), cases_of(t, train), cases_of(t, test));
+  impl_->feature_selection(impl_of(t), impl_of(train), impl_of(test));
 }
 
 void dtree::build(table* t, table::subset* cases) {
   const std::unique_ptr<table::subset> all = all_instead_of(t, cases);
-  impl_->build(impl_of(t), cases_of(t, all ? all.get() : cases));
+  impl_->build(impl_of(t), impl_of(all ? all.get() : cases));
 }
 
-void dtree::prune(table* t, table::subset* cases) { impl_->prune(impl_of(t), cases_of(t, cases)); }
+void dtree::prune(table* t, table::subset* cases) { impl_->prune(impl_of(t), impl_of(cases)); }
 
 table* dtree::get_training_table() const {
   const impls::table* t = impl_->get_training_table();
@@ -88,13 +82,13 @@ conf_matrix* dtree::get_training_cm() const {
 }
 
 void dtree::set_training_cm(table* t, table::subset* cases) {
-  impl_->set_training_cm(impl_of(t), cases_of(t, cases));
+  impl_->set_training_cm(impl_of(t), impl_of(cases));
 }
 
 conf_matrix* dtree::test(table* t, table::subset* cases, double* average_depth) const {
   const impls::table& tested = required(t, k_no_test_table);
   const std::unique_ptr<table::subset> all = all_instead_of(t, cases);
-  return new conf_matrix(impl_->test(tested, *cases_of(t, all ? all.get() : cases), average_depth));
+  return new conf_matrix(impl_->test(tested, *impl_of(all ? all.get() : cases), average_depth));
 }
 
 conf_matrix* dtree::test(const std::string& file, char sep, const std::string& missing,

@@ -7,7 +7,6 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr char k_no_row[] = "a case of a row that the table does not have: ";
 constexpr char k_no_weight[] = "a case weight that is negative or not finite: row ";
 
 bool is_coded(const column& c) { return c.type() != column::IGNORE && c.type() != column::WEIGHTS; }
@@ -26,8 +25,8 @@ bool have_equal_codes(const table& a, const table& b) {
 }
 
 void require_cases_of(const table& t, std::span<const case_list::value_type> cases) {
+  t.check_rows(cases);
   for (const auto& [row, weight] : cases) {
-    if (row >= t.n_rows()) throw std::runtime_error(k_no_row + std::to_string(row));
     if (!(std::isfinite(weight) && weight >= 0)) {
       throw std::runtime_error(k_no_weight + std::to_string(row));
     }

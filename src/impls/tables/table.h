@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <ostream>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -76,7 +77,7 @@ class table : private zel::util::nocopy {
   void check_row(row_t row) const {
     if (row >= n_rows_) throw_no_row(row);
   }
-  void check_rows(const case_list& cases) const {
+  void check_rows(std::span<const case_list::value_type> cases) const {
     for (const auto& each : cases) check_row(each.first);
   }
 

@@ -152,7 +152,7 @@ TEST(model, refuses_another_table_and_cases_of_no_row) {
   const auto refuses = [](const std::string& message, auto call) {
     EXPECT_THAT(call, testing::ThrowsMessage<std::runtime_error>(message));
   };
-  const std::string no_row = "a case of a row that the table does not have: 14";
+  const std::string no_row = "there is no row 14 in a table of 14 rows";
   refuses(no_row, [&] { model.build(t.get(), &past); });
   refuses(no_row, [&] { model.feature_selection(t.get(), cases.get(), &past); });
   refuses("a case weight that is negative or not finite: row 3",
