@@ -60,6 +60,14 @@ bool all_occur(std::span<const IndexT> codes, std::size_t n) {
   return n == 0;
 }
 
+/// Whether all bits are set. O(words), less where one of the first is not.
+bool is_full(const zel::adt::bitmap& bits) {
+  const unsigned long whole = bits.size() / 64, rest = bits.size() % 64;
+  const auto is_set = [](unsigned long word) { return word == ~0UL; };
+  return std::all_of(bits.words(), bits.words() + whole, is_set) &&
+         (rest == 0 || bits.words()[whole] == (1UL << rest) - 1);
+}
+
 std::string read_line_text(ibinstream& in) {
   std::string text = in.read_text();
   const bool fits = text.size() < zel::inpout::stream::k_max_line;
@@ -169,12 +177,9 @@ void column_bool::bin_out(obinstream& out) const { out << bits_; }
 void column_bool::bin_in(ibinstream& in) {
   in >> bits_;
   if (bits_.size() == 0) return;
-  const unsigned long ones = bits_.count();
-  check_codes(*this, 1, ones == 0 ? 1 : 2);
-  const bool both = ones > 0 && ones < bits_.size();
-  if (!values()->is_ordered() && values()->size_of_known() == 2 && !both) {
-    throw std::runtime_error(k_unused + name());
-  }
+  check_codes(*this, 1, bits_.is_zero() ? 1 : 2);
+  if (values()->is_ordered() || values()->size_of_known() < 2) return;
+  if (bits_.is_zero() || is_full(bits_)) throw std::runtime_error(k_unused + name());
 }
 
 void table::bin_out(obinstream& out) const {
