@@ -27,8 +27,10 @@ void check_text_file(const std::string& file) {
   std::error_code error;
   const fs::file_status status = fs::status(file, error);
   if (fs::exists(status) && fs::is_other(status)) return;
-  zel::inpout::stream in(zel::inpout::ioconn::get_default_input(file), ',', /*owns=*/true);
-  if (fs::is_directory(status)) in.next_block();  // opens, but its first read fails
+  using zel::inpout::ioconn;
+  if (!fs::is_directory(status)) return ioconn::check_default_input(file);
+  zel::inpout::stream in(ioconn::get_default_input(file), ',', /*owns=*/true);
+  in.next_block();  // a folder opens, but its first read fails
 }
 
 void set_seed(unsigned long seed) { zel::util::set_seed(seed); }

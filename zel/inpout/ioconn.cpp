@@ -118,6 +118,10 @@ ioconn* ioconn::get_default_input(const std::string& name, unsigned long workers
   return buffered(names_gzip(name) ? open_gzip(name, workers) : open_plain(name), name).release();
 }
 
+void ioconn::check_default_input(const std::string& name) {
+  names_gzip(name) ? open_gzip(name, 1) : open_plain(name);
+}
+
 ioconn* ioconn::get_default_output(const std::string& name) {
   auto file = std::make_unique<iofile>();
   file->open(name, k_output_mode, k_permissions);

@@ -85,6 +85,8 @@ class ioconn : public zel::util::nocopy {
   /// @return a new connection; the caller deletes it.
   [[nodiscard]] static ioconn* get_default_input(const std::string& name);
   [[nodiscard]] static ioconn* get_default_input(const std::string& name, unsigned long workers);
+  /// Throws as get_default_input() would, without a buffer to read into.
+  static void check_default_input(const std::string& name);
   /// Creates or truncates `name` for buffered writing, never compressed (mode 100). Throws
   /// std::runtime_error when it cannot.
   /// @return a new connection; the caller deletes it, after close() and failed() if it cares.
