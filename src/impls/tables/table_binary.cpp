@@ -199,13 +199,13 @@ void table::bin_in(ibinstream& in) {
   adopt_columns(std::move(columns));
   require(class_index == class_index_ && weights_index == weights_index_, k_other_class);
   check_classes();
-  if (n_rows_ == 0) return;
   bool has_codes = false;
   for (const auto& c : columns_) {
     if (c->codes().bits == 0) continue;
     require(c->size() == n_rows_, k_uneven);
     has_codes = true;
   }
+  if (n_rows_ == 0) return;
   require(has_codes, k_no_codes);
   check_weights();
 }
