@@ -112,6 +112,7 @@ class key_map {
 
   std::uint32_t operator()(T value) const {
     if constexpr (std::is_floating_point_v<T>) {
+      if (scale_ == 0) return 0;  // a distance that is not finite has no product
       return static_cast<std::uint32_t>(static_cast<std::uint64_t>((value - least_) * scale_));
     } else {
       return above(least_, value);
