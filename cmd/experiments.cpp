@@ -18,8 +18,6 @@ constexpr char k_header[] = "ds\tfold\ttype\tsize\tleaves\tdepth\tadepth\ttime\t
 constexpr char k_needs_folds[] = " needs -cv with at least one fold";
 constexpr char k_needs_weights[] = "Option -as2018 needs <x> and <y> above 0";
 
-constexpr int k_first_pruning = static_cast<int>(orvik::model::EBP);
-
 /// One fold: what models are made from and where they are written.
 struct fold {
   table* t;
@@ -56,13 +54,13 @@ void measure(const fold& f, const dtree& model, std::string_view label) {
 
 /// Prunes copies of `base` with the strategies that prune on a side set, or with the others.
 void measure_pruned(const fold& f, const dtree& base, table::subset* held, bool on_side_set) {
-  for (std::size_t i = 0; i < k_pruning_names.size(); ++i) {
-    const int strategy = k_first_pruning + static_cast<int>(i);
-    if (prunes_on_side_set(strategy) != on_side_set) continue;
+  for (unsigned int s = 0; s < orvik::model::N_PRUNING_STRATEGIES; ++s) {
+    const orvik::model::strategy_row& row = orvik::model::k_strategies[s];
+    if (row.name == nullptr || row.separate_cases != on_side_set) continue;
     const std::unique_ptr<dtree> copy(base.clone(/*parameters_only=*/false));
-    copy->set_pruning_strategy(static_cast<dtree::_PruningStrategy>(strategy));
+    copy->set_pruning_strategy(static_cast<dtree::_PruningStrategy>(s));
     copy->prune(f.t, held);
-    measure(f, *copy, k_pruning_names[i]);
+    measure(f, *copy, row.name);
   }
 }
 

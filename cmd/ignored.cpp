@@ -25,8 +25,7 @@ bool reads_text(const options& o) {
 }
 
 bool prunes_by_errors(const options& o) {
-  return is_experiment(o) || (o.pruning >= static_cast<int>(orvik::model::EBP) &&
-                              o.pruning <= static_cast<int>(orvik::model::EBPA));
+  return is_experiment(o) || o.strategy().prunes_by_confidence;
 }
 
 bool searches(const options& o) {

@@ -2,20 +2,15 @@
 /// The record is filled once, before anything else, and read-only afterwards.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "orvik/enums.h"
+#include "orvik/strategies.h"
 
 namespace orvcmd {
-
-/// Names of the pruning strategies with an own algorithm: strategy s is k_pruning_names[s - 2].
-inline constexpr std::array<std::string_view, 12> k_pruning_names{
-    "EBP", "EBPG", "EBPA", "PEP", "PEPG", "PEPA", "REP", "REPG", "REPA", "MEP", "MEPG", "MEPA"};
 
 /// The most trees, folds, repetitions and workers that can be asked for, and the greatest depth.
 inline constexpr std::int64_t k_largest_count = 1'000'000;
@@ -80,6 +75,9 @@ class options {
   bool bagging = false;
   std::int64_t n_trees = 1;
   std::int32_t pruning = orvik::model::EBP;
+  const orvik::model::strategy_row& strategy() const {
+    return orvik::model::row_of(static_cast<unsigned int>(pruning));
+  }
   std::uint64_t n_workers;  ///< 0 is replaced by the library's number
   std::string trace_file;
   std::uint64_t trace_max_workers = 0;  ///< 0: no scalability trace asked for

@@ -19,7 +19,7 @@ constexpr char k_incompatible[] = "incompatible pruning strategy and feature sel
 void select_attributes(const options& opt, table* t, table::subset& train,
                        std::unique_ptr<dtree>& model, std::ostream* log, std::ostream* trace) {
   if (opt.feature_selection == orvik::model::NO_SELECTION) return;
-  if (prunes_on_side_set(opt.pruning)) zel::util::throw_pointer(k_incompatible);
+  if (opt.strategy().separate_cases) zel::util::throw_pointer(k_incompatible);
   const side_sets sets = split_classes(t, train, k_growing_share, /*random=*/trace == nullptr);
   log_line(log, "Feature selection on ", sets.held->size(), " search cases");
   model->set_fs(static_cast<dtree::_FeatureSelection>(opt.feature_selection), opt.as_delta);

@@ -11,11 +11,6 @@ constexpr char k_many_folds[] = "Cross validation <n> must not exceed the number
 
 }  // namespace
 
-bool prunes_on_side_set(int pruning) {
-  return pruning >= static_cast<int>(orvik::model::REP) &&
-         pruning <= static_cast<int>(orvik::model::MEPA);
-}
-
 side_sets split_classes(orvik::table* t, orvik::table::subset& cases, double fraction,
                         bool random) {
   using subset_ptr = std::unique_ptr<orvik::table::subset>;

@@ -16,9 +16,6 @@ struct side_sets {
   std::unique_ptr<orvik::table::subset> grow, held;
 };
 
-/// Whether a pruning strategy, by its number, prunes on cases that the tree was not grown on.
-bool prunes_on_side_set(int pruning);
-
 /// Takes `fraction` of the cases of every class as the first set, drawn if `random`. Reorders
 /// `cases`.
 side_sets split_classes(orvik::table* t, orvik::table::subset& cases, double fraction, bool random);

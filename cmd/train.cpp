@@ -107,7 +107,7 @@ void grow(const options& opt, table* t, table::subset* cases, std::unique_ptr<dt
 /// is not drawn, so that its times compare.
 side_sets set_aside(const options& opt, table* t, table::subset& train, std::ostream* log,
                     bool random) {
-  if (!prunes_on_side_set(opt.pruning)) return {};
+  if (!opt.strategy().separate_cases) return {};
   side_sets sets = split_classes(t, train, k_growing_share, random);
   if (sets.grow->size() > 0 && sets.held->size() > 0) return sets;
   log_line(log, "Too few cases to set some aside for pruning");
@@ -116,7 +116,7 @@ side_sets set_aside(const options& opt, table* t, table::subset& train, std::ost
 
 void prune(const options& opt, table* t, dtree& model, table::subset* held, std::ostream* log) {
   model.set_pruning_strategy(static_cast<dtree::_PruningStrategy>(opt.pruning));
-  if (opt.pruning < static_cast<int>(orvik::model::EBP)) return;
+  if (opt.strategy().name == nullptr) return;
   if (held != nullptr) {
     log_line(log, "Pruning tree using ", held->size(), " pruning cases");
   } else {

@@ -11,6 +11,7 @@
 #include "orvik/conf_matrix.h"
 #include "orvik/dtree.h"
 #include "orvik/enums.h"
+#include "orvik/strategies.h"
 #include "orvik/table.h"
 
 namespace orvik {

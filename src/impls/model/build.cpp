@@ -68,7 +68,7 @@ void dtree::choose_attributes(const table& t, const case_list& cases) {
 
 void dtree::grow_and_prune(const table& t, const case_list& cases) {
   case_parts split;
-  if (pruning::needs_separate_cases(pruning_)) split = split_by_class(t, cases);
+  if (pruning::needs_separate_cases(parameters_.pruning)) split = split_by_class(t, cases);
   cases_ = training_cases(split.first ? *split.first : cases);
   split.first.reset();  // the model's copy is smaller
   grow_trees(t);
@@ -84,17 +84,17 @@ void dtree::drop_trees() {
 
 void dtree::grow_trees(const table& t) {
   seeds_.clear();
-  if (ensemble_) {
+  if (parameters_.is_ensemble()) {
     const unsigned long build_seed = draw_seed(draw::bootstrap);
-    for (unsigned long i = 0; i < n_trees_; ++i) {
+    for (unsigned long i = 0; i < parameters_.n_trees; ++i) {
       seeds_.push_back(draw_seed(draw::bootstrap, {build_seed, i}));
     }
   }
   trees_.clear();
-  const growing_plan plan(t, split_type_, min_obj_, attributes_.get());
-  std::vector<std::unique_ptr<decision_tree>> grown(n_trees_);
+  const growing_plan plan(t, parameters_.split, parameters_.min_obj, attributes_.get());
+  std::vector<std::unique_ptr<decision_tree>> grown(parameters_.n_trees);
   zel::util::parallel::with_workers([&] {
-    zel::util::parallel::for_each_index(n_trees_,
+    zel::util::parallel::for_each_index(parameters_.n_trees,
                                         [&](unsigned long i) { grown[i] = grow_tree(plan, i); });
   });
   trees_ = std::move(grown);
@@ -105,11 +105,11 @@ std::unique_ptr<decision_tree> dtree::grow_tree(const growing_plan& plan, unsign
   case_list own = cases_of_tree(i);
   require_finite_weight(own);
   auto tree = std::make_unique<decision_tree>();
-  if (draws_attributes()) {
+  if (parameters_.draws_attributes()) {
     zel::util::rand_gen attributes = attribute_draws(i);
-    tree->build(plan, &own, max_depth_, &attributes);
+    tree->build(plan, &own, parameters_.max_depth, &attributes);
   } else {
-    tree->build(plan, &own, max_depth_, nullptr);
+    tree->build(plan, &own, parameters_.max_depth, nullptr);
   }
   zel::util::progress::count(zel::util::progress::unit::trees);
   return tree;
@@ -120,7 +120,7 @@ zel::util::rand_gen dtree::attribute_draws(unsigned long i) const {
 }
 
 case_list dtree::cases_of_tree(unsigned long i) const {
-  if (!ensemble_) return cases_.expand();
+  if (!parameters_.is_ensemble()) return cases_.expand();
   case_list drawn;
   drawn.reserve(cases_.size());
   for_each_draw(cases_.size(), seeds_[i],

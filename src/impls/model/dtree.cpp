@@ -13,16 +13,8 @@ constexpr char k_forest[] = "set_forest uncompatible parameters";
 
 std::unique_ptr<dtree> dtree::clone(bool parameters_only) const {
   auto copy = std::make_unique<dtree>(name_);
-  copy->split_type_ = split_type_;
-  copy->pruning_ = pruning_;
-  copy->min_obj_ = min_obj_;
-  copy->max_depth_ = max_depth_;
-  copy->conf_level_ = conf_level_;
-  copy->ensemble_ = ensemble_;
-  copy->bagging_only_ = bagging_only_;
-  copy->n_trees_ = n_trees_;
+  copy->parameters_ = parameters_;
   copy->search_ = search_;
-  copy->keep_training_cm_ = keep_training_cm_;
   if (attributes_) copy->attributes_ = std::make_unique<zel::adt::bitmap>(*attributes_);
   if (parameters_only) return copy;
 
@@ -36,15 +28,15 @@ std::unique_ptr<dtree> dtree::clone(bool parameters_only) const {
 }
 
 void dtree::set_split_type(_SplitType type) {
-  if (type < model::N_SPLIT_TYPES) split_type_ = type;
+  if (type < model::N_SPLIT_TYPES) parameters_.split = type;
 }
 
 void dtree::set_min_obj(double m) {
-  if (m > 0) min_obj_ = m;
+  if (m > 0) parameters_.min_obj = m;
 }
 
 void dtree::set_conf_level(double level) {
-  if (level > 0 && level <= 1) conf_level_ = level;
+  if (level > 0 && level <= 1) parameters_.conf_level = level;
 }
 
 void dtree::set_fs(_FeatureSelection method, double delta) {
@@ -59,10 +51,11 @@ void dtree::set_fs_limit(double seconds) {
 void dtree::set_forest(bool forest, bool bagging, unsigned long n) {
   const bool ensemble = forest || bagging;
   if (ensemble ? n == 0 : n != 1) throw std::runtime_error(k_forest);
-  ensemble_ = ensemble;
-  bagging_only_ = bagging && !forest;
+  parameters_.kind = forest    ? ensemble_kind::forest
+                     : bagging ? ensemble_kind::bagging
+                               : ensemble_kind::single;
   drop_trees();
-  n_trees_ = n;
+  parameters_.n_trees = n;
 }
 
 zel::adt::bitmap dtree::default_features(const table& t) {

@@ -15,6 +15,7 @@
 #include "impls/evaluation/conf_matrix.h"
 #include "impls/evaluation/row_coder.h"
 #include "impls/model/attribute_search.h"
+#include "impls/model/parameters.h"
 #include "impls/model/training_cases.h"
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
@@ -42,9 +43,9 @@ class dtree : private zel::util::nocopy {
 
   // Parameters. A value out of range leaves the parameter as it was.
   void set_split_type(_SplitType type);
-  void set_pruning_strategy(_PruningStrategy strategy) { pruning_ = strategy; }
+  void set_pruning_strategy(_PruningStrategy strategy) { parameters_.pruning = strategy; }
   void set_min_obj(double m);
-  void set_max_depth(unsigned long depth) { max_depth_ = depth; }
+  void set_max_depth(unsigned long depth) { parameters_.max_depth = depth; }
   void set_conf_level(double level);
   /// `delta` counts only for the acceptable subset.
   void set_fs(_FeatureSelection method, double delta);
@@ -77,7 +78,7 @@ class dtree : private zel::util::nocopy {
   void prune(const table* t, const case_list* prune_cases);
   /// Whether build() and prune() make the training confusion matrix; they do by default. Whoever
   /// sets it, or needs none, saves the time.
-  void set_keep_training_cm(bool keep) { keep_training_cm_ = keep; }
+  void set_keep_training_cm(bool keep) { parameters_.keep_training_cm = keep; }
 
   /// Classifies a case given by its code of every attribute: by the tree, or by one vote a tree
   /// where there are several, the lowest code of equals; the confidence is then the share of the
@@ -139,9 +140,9 @@ class dtree : private zel::util::nocopy {
   const std::string& name() const { return name_; }
   unsigned long n_trees() const { return trees_.size(); }
   const decision_tree& get_tree(unsigned long i) const { return *trees_[i]; }
-  bool is_ensemble() const { return ensemble_; }
+  bool is_ensemble() const { return parameters_.is_ensemble(); }
   /// Whether trees vote: an ensemble of one tree answers as that tree does.
-  bool votes() const { return ensemble_ && trees_.size() > 1; }
+  bool votes() const { return parameters_.is_ensemble() && trees_.size() > 1; }
   /// The cases that tree i was grown on: for an ensemble its draws, with repetitions.
   case_list cases_of_tree(unsigned long i) const;
   /// Null before the first build, and before the first set_training_cm.
@@ -192,7 +193,6 @@ class dtree : private zel::util::nocopy {
   void drop_trees();
   void grow_trees(const table& t);
   std::unique_ptr<decision_tree> grow_tree(const growing_plan& plan, unsigned long i) const;
-  bool draws_attributes() const { return ensemble_ && !bagging_only_; }
   zel::util::rand_gen attribute_draws(unsigned long i) const;
   case_list cases_as_grown(const table& t, unsigned long i) const;
   void prune_tree(const table& t, unsigned long i, const case_list* prune_cases) const;
@@ -207,19 +207,11 @@ class dtree : private zel::util::nocopy {
   std::unique_ptr<table> table_;                  // the schema of the training table
   std::unique_ptr<zel::adt::bitmap> attributes_;  // usable ones
   std::unique_ptr<conf_matrix> training_cm_;
-  _SplitType split_type_ = model::GAIN_RATIO;
-  _PruningStrategy pruning_ = model::EBP;
-  double min_obj_ = 2.0;
-  unsigned long max_depth_ = k_no_depth_limit;
-  double conf_level_ = 0.25;
-  bool ensemble_ = false;
-  bool bagging_only_ = false;
-  unsigned long n_trees_ = 1;
+  parameters parameters_;
   std::vector<std::unique_ptr<decision_tree>> trees_;
   training_cases cases_;              // what the trees were grown on, or drawn from
   std::vector<unsigned long> seeds_;  // of an ensemble's draws, by tree
   attribute_search search_;
-  bool keep_training_cm_ = true;
   double elapsed_ = 0;
 };
 

@@ -34,6 +34,12 @@ Enum read_enum(ibinstream& in, unsigned long end) {
   return static_cast<Enum>(value);
 }
 
+ensemble_kind kind_of(bool ensemble, bool bagging) {
+  require(ensemble || !bagging, k_bad_parameter);
+  if (!ensemble) return ensemble_kind::single;
+  return bagging ? ensemble_kind::bagging : ensemble_kind::forest;
+}
+
 void write_bits(obinstream& out, const zel::adt::bitmap* bits) {
   out << (bits != nullptr);
   if (bits == nullptr) return;
@@ -59,46 +65,49 @@ bool fits(const conf_matrix& matrix, const table& t) {
 }  // namespace
 
 void dtree::bin_out(obinstream& out) const {
-  out << max_depth_ << bagging_only_ << training_cm_.get() << elapsed_;
+  out << parameters_.max_depth << (parameters_.kind == ensemble_kind::bagging) << training_cm_.get()
+      << elapsed_;
   write_bits(out, attributes_.get());
-  out << ensemble_ << static_cast<unsigned int>(search_.made_by) << name_
-      << static_cast<unsigned long>(trees_.size()) << conf_level_ << min_obj_
-      << static_cast<unsigned int>(pruning_) << static_cast<unsigned int>(split_type_)
-      << table_.get();
+  out << parameters_.is_ensemble() << static_cast<unsigned int>(search_.made_by) << name_
+      << static_cast<unsigned long>(trees_.size()) << parameters_.conf_level << parameters_.min_obj
+      << static_cast<unsigned int>(parameters_.pruning)
+      << static_cast<unsigned int>(parameters_.split) << table_.get();
   for (const auto& tree : trees_) tree->bin_out(out, table_.get());
 }
 
 void dtree::bin_in(ibinstream& in) {
   unsigned long n_trees = 0;
   conf_matrix* matrix = nullptr;
-  in >> max_depth_ >> bagging_only_ >> matrix;
+  bool bagging = false, ensemble = false;
+  in >> parameters_.max_depth >> bagging >> matrix;
   training_cm_.reset(matrix);
   in >> elapsed_;
   attributes_ = read_bits(in);
-  in >> ensemble_;
+  in >> ensemble;
+  parameters_.kind = kind_of(ensemble, bagging);
   search_.made_by = read_enum<_FeatureSelection>(in, model::N_FEATURE_SELECTIONS);
   search_.method = search_.made_by;
-  in >> name_ >> n_trees >> conf_level_ >> min_obj_;
-  pruning_ = read_enum<_PruningStrategy>(in, k_any_strategy);
-  split_type_ = read_enum<_SplitType>(in, model::N_SPLIT_TYPES);
+  in >> name_ >> n_trees >> parameters_.conf_level >> parameters_.min_obj;
+  parameters_.pruning = read_enum<_PruningStrategy>(in, k_any_strategy);
+  parameters_.split = read_enum<_SplitType>(in, model::N_SPLIT_TYPES);
   table* schema = nullptr;
   in >> schema;
   table_.reset(schema);
   require(table_ || n_trees == 0, k_no_table);
   require(!table_ || table_->has_class(), k_no_class);
-  require(ensemble_ || n_trees <= 1, k_bad_trees);
+  require(parameters_.is_ensemble() || n_trees <= 1, k_bad_trees);
   for (unsigned long i = 0; i < n_trees; ++i) {  // grows with what is read
     trees_.push_back(std::make_unique<decision_tree>());
     trees_.back()->bin_in(in, table_.get(), nullptr);
   }
-  n_trees_ = n_trees == 0 ? 1 : n_trees;
+  parameters_.n_trees = n_trees == 0 ? 1 : n_trees;
   check_read();
 }
 
 /// Refuses parts that do not belong together.
 void dtree::check_read() const {
-  require(conf_level_ > 0 && conf_level_ <= 1, k_bad_parameter);
-  require(min_obj_ > 0, k_bad_parameter);
+  require(parameters_.conf_level > 0 && parameters_.conf_level <= 1, k_bad_parameter);
+  require(parameters_.min_obj > 0, k_bad_parameter);
   require(search_.made_by == model::NO_SELECTION || attributes_, k_no_attributes);
   if (!table_) return;
   require(!attributes_ || attributes_->size() == table_->n_attributes(), k_bad_attributes);

@@ -130,7 +130,7 @@ void follow(const table& t, const ballot& trees, const chunk& some, voted_weight
 }  // namespace
 
 bool dtree::has_draws() const {
-  return ensemble_ && !cases_.empty() && seeds_.size() == trees_.size();
+  return parameters_.is_ensemble() && !cases_.empty() && seeds_.size() == trees_.size();
 }
 
 void dtree::require_training_rows(const table& t) const {

@@ -41,8 +41,9 @@ void dtree::prune(const table* t, const case_list* prune_cases) {
 }
 
 void dtree::prune_trees(const table& t, const case_list* prune_cases) {
-  const bool from_training = pruning::needs_separate_cases(pruning_) && prune_cases == nullptr;
-  if (from_training || pruning::needs_training_cases(pruning_)) {
+  const bool from_training =
+      pruning::needs_separate_cases(parameters_.pruning) && prune_cases == nullptr;
+  if (from_training || pruning::needs_training_cases(parameters_.pruning)) {
     if (cases_.empty()) throw std::runtime_error(k_no_training);
     require_training_rows(t);
   }
@@ -57,7 +58,7 @@ void dtree::prune_trees(const table& t, const case_list* prune_cases) {
 /// A matrix of the trees as they were would say other than the trees do.
 void dtree::renew_training_cm(const table& t) {
   training_cm_.reset();
-  if (!keep_training_cm_ || cases_.empty()) return;
+  if (!parameters_.keep_training_cm || cases_.empty()) return;
   require_training_rows(t);
   const case_list cases = cases_.expand();
   training_cm_ = test(t, cases, nullptr);
@@ -66,9 +67,10 @@ void dtree::renew_training_cm(const table& t) {
 /// The cases of tree i as growing left them.
 case_list dtree::cases_as_grown(const table& t, unsigned long i) const {
   case_list cases = cases_of_tree(i);
-  const bool measured = max_depth_ > 0 && !trees_[i]->get_node()->stays_leaf(min_obj_);
+  const bool measured =
+      parameters_.max_depth > 0 && !trees_[i]->get_node()->stays_leaf(parameters_.min_obj);
   if (!measured || !attributes_) return cases;
-  if (draws_attributes()) {
+  if (parameters_.draws_attributes()) {
     zel::util::rand_gen draws = attribute_draws(i);
     sort_as_measured(t, *attributes_, &draws, cases);
   } else {
@@ -80,14 +82,14 @@ case_list dtree::cases_as_grown(const table& t, unsigned long i) const {
 /// The cases of tree i lie at its root while it is pruned.
 void dtree::prune_tree(const table& t, unsigned long i, const case_list* prune_cases) const {
   decision_tree& tree = *trees_[i];
-  const pruning::material with{t, conf_level_, prune_cases};
-  if (!pruning::needs_training_cases(pruning_)) {
-    pruning::prune(tree, pruning_, with);
+  const pruning::material with{t, parameters_.conf_level, prune_cases};
+  if (!pruning::needs_training_cases(parameters_.pruning)) {
+    pruning::prune(tree, parameters_.pruning, with);
     return;
   }
   case_list own = cases_as_grown(t, i);
   tree.get_node()->set_cases(&own);
-  pruning::prune(tree, pruning_, with);
+  pruning::prune(tree, parameters_.pruning, with);
   tree.get_node()->disactivate();  // the root, whichever it is now, forgets the list
 }
 

@@ -36,11 +36,12 @@ bool drew(const table& t, const training_cases& cases, unsigned long seed,
 bool dtree::recall_draws(const table& t) {
   using zel::util::draw;
   using zel::util::draw_seed;
-  if (!ensemble_ || trees_.empty() || t.n_rows() == 0 || !have_equal_codes(*table_, t))
+  if (!parameters_.is_ensemble() || trees_.empty() || t.n_rows() == 0 ||
+      !have_equal_codes(*table_, t))
     return false;
   const std::unique_ptr<case_list> all(t.get_all());
   case_parts split;
-  if (pruning::needs_separate_cases(pruning_)) split = split_by_class(t, *all);
+  if (pruning::needs_separate_cases(parameters_.pruning)) split = split_by_class(t, *all);
   training_cases cases(split.first ? *split.first : *all);
   const unsigned long build_seed = draw_seed(draw::bootstrap);
   std::vector<unsigned long> seeds;

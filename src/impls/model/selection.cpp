@@ -55,10 +55,10 @@ void dtree::search_attributes(const table& t, const case_list& growing,
   const selection::setting s{t,
                              growing,
                              searching,
-                             split_type_,
-                             min_obj_,
-                             max_depth_,
-                             pruning_ != model::NO_PRUNING,
+                             parameters_.split,
+                             parameters_.min_obj,
+                             parameters_.max_depth,
+                             parameters_.pruning != model::NO_PRUNING,
                              *attributes_};
   selection::found_attributes found = zel::util::parallel::with_workers([&] {
     return selection::find_attributes(s, search_.method, search_.delta, search_.seconds);

@@ -14,13 +14,13 @@
 #include "impls/pruning/active_walk.h"
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
+#include "orvik/strategies.h"
 #include "zel/adt/tree_walk.h"
 #include "zel/util/parallel.h"
 
 namespace orvik::impls::pruning {
 
-/// Which child may take its father's place.
-enum class raising : unsigned char { none, largest_child, best_child };
+using model::raising;
 
 constexpr raising raising_of(bool graft, bool all) {
   if (!graft) return raising::none;

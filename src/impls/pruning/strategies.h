@@ -1,13 +1,11 @@
-// The table of the pruning strategies.
-//
-// A family of strategies is a file that ends in a function of the type `family::prune`, and a row
-// of the table in strategies.cpp.
+// From the rows of orvik/strategies.h to the algorithms: a family of strategies is a file that ends
+// in one of the functions below.
 #pragma once
 
 #include "impls/pruning/raising.h"
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
-#include "orvik/enums.h"
+#include "orvik/strategies.h"
 
 namespace orvik::impls::pruning {
 
@@ -18,13 +16,6 @@ struct material {
   const case_list* cases;  // pruning cases; null where the strategy has no use for them
 };
 
-struct family {
-  model::pruning_strategy first;  // the plain flavour; with the largest child +1, with all +2
-  bool separate_cases;            // prunes on cases that the tree was not grown on
-  /// Prunes a pre-pruned tree and leaves the stored errors in it.
-  void (*prune)(decision_tree&, const material&, raising);
-};
-
 /// Whether the strategy prunes on separate cases, and whether on the training cases at the nodes.
 bool needs_separate_cases(model::pruning_strategy strategy);
 bool needs_training_cases(model::pruning_strategy strategy);
@@ -33,7 +24,7 @@ bool needs_training_cases(model::pruning_strategy strategy);
 /// stores errors.
 void prune(decision_tree& tree, model::pruning_strategy strategy, const material& with);
 
-// The families, each in its file.
+// The families, each in its file: they prune a pre-pruned tree and leave the stored errors in it.
 void prune_by_ebp(decision_tree& tree, const material& with, raising how);
 void prune_by_pep(decision_tree& tree, const material& with, raising how);
 void prune_by_rep(decision_tree& tree, const material& with, raising how);

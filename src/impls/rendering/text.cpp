@@ -66,14 +66,15 @@ void dtree::toTEXT(std::ostream& out, unsigned long depth) const {
   require_trees();
   if (search_.made_by != model::NO_SELECTION) write_selected(*table_, *attributes_, out);
   out << '\n';
-  if (ensemble_) {
+  if (parameters_.is_ensemble()) {
     out << "DECISION FOREST (ntrees=" << trees_.size() << ')';
   } else {
     out << "DECISION TREE (size=" << size() << ')';
   }
   out << '\n';
   for (unsigned long i = 0; i < trees_.size(); ++i) {
-    if (ensemble_) out << "\nTREE (n=" << i << ", size=" << trees_[i]->size() << ")\n";
+    if (parameters_.is_ensemble())
+      out << "\nTREE (n=" << i << ", size=" << trees_[i]->size() << ")\n";
     trees_[i]->toTEXT(*table_, out, depth);
     out << '\n';
   }

@@ -1,0 +1,31 @@
+// What a model is trained with: a value, copied whole, so that no field is forgotten.
+#pragma once
+
+#include "impls/tables/types.h"
+#include "impls/trees/decision_tree.h"
+#include "orvik/enums.h"
+
+namespace orvik::impls {
+
+/// How many trees a model has and what their nodes measure.
+enum class ensemble_kind : unsigned char {
+  single,   ///< one tree on the cases themselves
+  bagging,  ///< trees on draws of the cases (Breiman 1996)
+  forest    ///< the same, and a node measures random attributes (Breiman 2001)
+};
+
+struct parameters {
+  model::split_type split = model::GAIN_RATIO;
+  model::pruning_strategy pruning = model::EBP;
+  double min_obj = 2.0;  // above 0
+  unsigned long max_depth = k_no_depth_limit;
+  double conf_level = 0.25;  // in (0, 1]
+  ensemble_kind kind = ensemble_kind::single;
+  unsigned long n_trees = 1;
+  bool keep_training_cm = true;
+
+  bool is_ensemble() const { return kind != ensemble_kind::single; }
+  bool draws_attributes() const { return kind == ensemble_kind::forest; }
+};
+
+}  // namespace orvik::impls
