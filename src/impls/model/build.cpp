@@ -3,6 +3,7 @@
 // An ensemble's tree is grown on as many draws, with replacement, as there are cases (Breiman
 // 1996); a random forest's nodes measure random attributes besides (Breiman 2001). A tree's draws
 // follow from its seed: the model keeps the seed, not the draws.
+#include <cmath>
 #include <stdexcept>
 
 #include "impls/model/bootstrap.h"
@@ -21,9 +22,17 @@ namespace {
 
 constexpr char k_no_table[] = "no table provided to build the tree";
 constexpr char k_no_training[] = "no training provided to build the tree";
+constexpr char k_heavy[] = "the weights of a tree's cases have no finite sum";
 
 using zel::util::draw;
 using zel::util::draw_seed;
+
+/// Cases that are drawn again and again may weigh more than any number.
+void require_finite_weight(const case_list& cases) {
+  double sum = 0;
+  for (const auto& each : cases) sum += each.second;
+  if (!std::isfinite(sum)) throw std::runtime_error(k_heavy);
+}
 
 }  // namespace
 
@@ -77,6 +86,7 @@ void dtree::grow_trees(const table& t) {
 /// Growing reorders short case lists: the tree works on a list of its own.
 std::unique_ptr<decision_tree> dtree::grow_tree(const growing_plan& plan, unsigned long i) const {
   case_list own = cases_of_tree(i);
+  require_finite_weight(own);
   auto tree = std::make_unique<decision_tree>();
   if (ensemble_ && !bagging_only_) {
     zel::util::rand_gen attributes(attributes_->count(), draw_seed(draw::attributes, {seeds_[i]}));

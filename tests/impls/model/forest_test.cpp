@@ -32,6 +32,17 @@ TEST_P(ensembles, are_the_same_for_every_number_of_workers) {
   EXPECT_NE(text_of(*grow_ensemble(*t, {9, GetParam(), 18})), expected);
 }
 
+TEST_P(ensembles, whose_draws_weigh_more_than_any_number_are_refused) {
+  const auto t = make_table("a,integer,continuous\nw,,weights\nc,string,class\n",
+                            "1,1.7e308,x\n2,1e300,y\n3,1e300,y\n4,1e300,x\n");
+  EXPECT_THAT(
+      [&] {
+        grow_ensemble(*t, {50, GetParam(), 1});
+      },
+      testing::ThrowsMessage<std::runtime_error>(
+          "the weights of a tree's cases have no finite sum"));
+}
+
 TEST(draws, of_a_tree_are_as_many_as_the_cases_and_leave_a_third_out) {
   const auto t = mixed_table(1000, 6, /*weighted=*/false);
   const std::unique_ptr<case_list> all(t->get_all());
