@@ -85,7 +85,7 @@ void decision_node::read_test(ibinstream& in, const table& t) {
   require(attribute_ < t.n_attributes(), k_bad_attribute);
   const column& tested = t.column_of(attribute_);
   const unsigned long known = tested.values()->size_of_known();
-  require(tested.type() != column::IGNORE && known > 0, k_bad_attribute);
+  require(tested.type() != column::IGNORE && known > 1, k_bad_attribute);
   if (!is_cut(t, attribute_)) return;
   in >> threshold_;
   require(threshold_ >= 1 && threshold_ <= static_cast<double>(known), k_bad_threshold);

@@ -138,6 +138,15 @@ TEST(binary_tree, is_refused_where_it_does_not_fit_the_table) {
         error_of([&] { read_all(bytes, [&](auto& in) { back.bin_in(in, t.get(), nullptr); }); }),
         error);
   }
+  // A flag has two branches, whether it has two values or not.
+  const std::string names = "f,string,discrete\nk,string,class\n";
+  const auto two = make_table(names, "x,p\ny,q\n"), lone = make_table(names, "x,p\nx,q\n");
+  const auto tree = build_tree(split(0, {leaf(w), leaf(w)}));
+  const std::string bytes = binary_of([&](auto& out) { tree->bin_out(out, two.get()); });
+  decision_tree back;
+  EXPECT_EQ(
+      error_of([&] { read_all(bytes, [&](auto& in) { back.bin_in(in, lone.get(), nullptr); }); }),
+      "a test of an attribute that cannot be tested");
 }
 
 TEST(binary_model, of_any_bytes_is_usable_or_refused) {
