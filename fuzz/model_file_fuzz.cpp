@@ -4,15 +4,15 @@
 #include <cstdint>
 #include <sstream>
 
-#include "forms.h"
 #include "impls/model/dtree.h"
 #include "impls/support/binary_text.h"
 #include "require.h"
-#include "rules.h"
+#include "shown.h"
 
 using namespace orvik::impls;
 using orvik::fuzz::error_of;
 using orvik::fuzz::require;
+using orvik::fuzz::show;
 
 namespace {
 
@@ -40,22 +40,6 @@ void predict(const dtree& model, const table& t) {
     model.predict(t, codes, result, 1.0);
     require(result.first < t.n_class_codes(), "a class of the table");
     model.predict_distribution(codes, shares);
-  }
-}
-
-/// In every form.
-void show(const dtree& model) {
-  std::ostringstream out;
-  const orvview::chosen_tree last{model, model.n_trees() - 1};
-  orvview::write_cpp(model, out);
-  orvview::write_python(model, out);
-  orvview::write_sql(last, "cases", out);
-  orvview::write_rules_text(last, out);
-  orvview::write_rules_csv(last, out);
-  orvview::write_rules_json(last, out);
-  orvview::write_svg(last, k_no_depth_limit, out);
-  for (const bool rich : {false, true}) {
-    orvview::write_summary(last, k_no_depth_limit, {/*width=*/80, rich, rich}, out);
   }
 }
 

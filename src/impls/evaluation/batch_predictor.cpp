@@ -30,7 +30,7 @@ std::vector<std::vector<code_t>> batch_predictor::limits() const {
   for (const flat_tree& tree : trees_) tree.add_limits(by_attribute);
   for (std::vector<code_t>& codes : by_attribute) {
     std::ranges::sort(codes);
-    codes.erase(std::ranges::unique(codes).begin(), codes.end());
+    codes.erase(std::unique(codes.begin(), codes.end()), codes.end());
   }
   return by_attribute;
 }

@@ -41,8 +41,8 @@ bool are_read(const std::vector<T>& ascending) {
   } else {
     if (!(first >= limits::lowest() && last <= limits::max())) return false;
     if (std::is_same_v<T, long double> && !std::ranges::all_of(ascending, is_usual)) return false;
-    const auto zeros = std::ranges::equal_range(ascending, T{0});
-    return std::ranges::none_of(zeros, [](T zero) { return std::signbit(zero); });
+    const auto [first_zero, end] = std::equal_range(ascending.begin(), ascending.end(), T{0});
+    return std::none_of(first_zero, end, [](T zero) { return std::signbit(zero); });
   }
 }
 
