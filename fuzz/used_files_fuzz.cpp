@@ -45,7 +45,7 @@ struct choices {
 
 /// Whether the table is one to grow on in little time.
 bool is_small(const table& t) {
-  constexpr unsigned long k_work = 1UL << 21;
+  constexpr unsigned long k_work = 1UL << 16;
   unsigned long values = 0;
   for (unsigned long i = 0; i < t.n_columns(); ++i) {
     values += 1 + t.get_column(i).values()->size_of_known();
@@ -162,8 +162,12 @@ void use_model(std::string_view bytes) {
   require(text_of(*again) == text_of(*m), "the same model when read again");
 }
 
-void prune_by_all(const dtree& grown, const table& t, const case_list& all) {
-  for (unsigned strategy = 0; strategy < model::N_PRUNING_STRATEGIES; ++strategy) {
+/// By every strategy, on many rows by some.
+void prune_copies(const dtree& grown, const table& t, const case_list& all) {
+  constexpr unsigned long k_few_rows = 24, k_some = 5;
+  const bool few = t.n_rows() <= k_few_rows;
+  for (unsigned long strategy = few ? 0 : t.n_rows() % k_some;
+       strategy < model::N_PRUNING_STRATEGIES; strategy += few ? 1 : k_some) {
     for (const case_list* held : {&all, static_cast<const case_list*>(nullptr)}) {
       const auto m = grown.clone(/*parameters_only=*/false);
       m->set_pruning_strategy(static_cast<model::pruning_strategy>(strategy));
@@ -179,7 +183,7 @@ std::unique_ptr<dtree> grow(const table& t, const choices& how, const case_list&
   m->set_pruning_strategy(model::NO_PRUNING);
   m->set_split_type(static_cast<model::split_type>(how.split_type));
   m->set_min_obj(how.light_branches ? 0.01 : 2);
-  m->set_max_depth(12);
+  m->set_max_depth(9);
   if (how.ensemble) m->set_forest(how.forest, !how.forest, 3);
   m->build(&t, &cases);
   return m;
@@ -202,7 +206,7 @@ void use_table(std::string_view bytes, const choices& how) {
   m->set_training_cm(t.get(), all.get());
   show(*m);
   predict_rows(*m);
-  prune_by_all(*m, *t, *all);
+  prune_copies(*m, *t, *all);
   m->importance(*t);
   m->oob_error(*t);
   stratify(*all, all->size() / 3, *t, /*random=*/false);
