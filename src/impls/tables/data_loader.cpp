@@ -354,6 +354,7 @@ void data_loader::load(std::ostream* log) {
   throw_earliest_error();
   watch.stop();
   if (log != nullptr) {
+    report_duplicate_names(table_, *log);
     *log << "\n + atts: " << table_.n_attributes() << "\n + class: " << name_of(table_.class_index_)
          << "\n + weight: " << name_of(table_.weights_index_) << "\n + load time: ";
     report_rates(*log, watch.get_elapsed());
@@ -375,7 +376,6 @@ void table::load_data(stream* in, unsigned long workers, std::ostream* log) {
   if (columns_.empty()) throw std::runtime_error(k_no_columns);
   if (n_rows_ > 0) throw std::runtime_error(k_has_rows);
   if (!takes_rows_) throw std::runtime_error(k_fixed_values);
-  if (log != nullptr) report_duplicate_names(*this, *log);
   // Beside the table, which stays as it is if that fails.
   const std::unique_ptr<table> loaded = without_values();
   data_loader(*loaded, *in, workers).load(log);

@@ -30,8 +30,8 @@ void report_duplicate_names(const table& t, std::ostream& log) {
     const std::string& name = t.get_column(i).name();
     const std::vector<unsigned long>& lines = lines_of[name];
     if (lines.size() < 2 || lines.front() != i + 1) continue;
-    log << " + duplicate column name '" << quoted(name) << "' (lines " << enumerated(lines)
-        << ")\n";
+    log << "\n + duplicate column name '" << quoted(name) << "' (lines " << enumerated(lines)
+        << ")";
   }
 }
 

@@ -7,8 +7,8 @@
 
 namespace orvik::impls {
 
-/// A line for every name that several columns have, with the lines of the metadata file that they
-/// came from.
+/// A line, begun with its line feed, for every name that several columns have, with the lines of
+/// the metadata file that they came from.
 void report_duplicate_names(const table& t, std::ostream& log);
 
 }  // namespace orvik::impls

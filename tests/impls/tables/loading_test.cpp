@@ -183,10 +183,10 @@ TEST(loading_log, tells_once_of_columns_of_one_name) {
   EXPECT_THAT(log_of("a,string,ignore\nb,string,ignore\na,string,ignore\nb,string,ignore\n"
                      "x\x1b,null,ignore\na,string,discrete\nx\x1b,null,ignore\nc,string,class\n",
                      "1,1,1,1,?,1,?,"),
-              testing::StartsWith(" + duplicate column name 'a' (lines 1, 3 and 6)\n"
-                                  " + duplicate column name 'b' (lines 2 and 4)\n"
-                                  " + duplicate column name 'x?' (lines 5 and 7)\n"
-                                  "  2\r\n + atts: 7\n + class: c\n + weight: none\n"));
+              testing::StartsWith("  2\r\n + duplicate column name 'a' (lines 1, 3 and 6)"
+                                  "\n + duplicate column name 'b' (lines 2 and 4)"
+                                  "\n + duplicate column name 'x?' (lines 5 and 7)"
+                                  "\n + atts: 7\n + class: c\n + weight: none\n"));
   EXPECT_THAT(log_of("a,string,ignore\nA,string,ignore\nc,string,class\n", "1,1,"),
               testing::StartsWith("  2\r\n + atts: "));
 }
