@@ -9,10 +9,10 @@
 
 #include "generated_table.h"
 #include "impls/evaluation/batch_predictor.h"
+#include "impls/growing/count_partition.h"
+#include "impls/growing/growing_plan.h"
+#include "impls/splitting/count_kernel.h"
 #include "impls/tables/table.h"
-#include "impls/trees/count_kernel.h"
-#include "impls/trees/count_partition.h"
-#include "impls/trees/growing_plan.h"
 #include "zel/adt/key_sort.h"
 #include "zel/inpout/ioconn.h"
 #include "zel/inpout/stream.h"

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "impls/tables/decimal.h"
-#include "impls/tables/o_set.h"
-#include "impls/tables/row_splitter.h"
-#include "impls/tables/value_ranks.h"
+#include "impls/loading/row_splitter.h"
+#include "impls/values/o_set.h"
+#include "impls/values/value_ranks.h"
+#include "zel/text/decimal.h"
 
 namespace {
 
@@ -56,7 +56,8 @@ void parse_numbers(benchmark::State& state) {
     bytes += text.size();
   }
   for (auto _ : state) {
-    for (const std::string& text : texts) benchmark::DoNotOptimize(parse_decimal<double>(text));
+    for (const std::string& text : texts)
+      benchmark::DoNotOptimize(zel::text::parse_decimal<double>(text));
   }
   count(state, bytes, texts.size());
 }

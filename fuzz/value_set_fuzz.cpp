@@ -13,9 +13,9 @@
 #include <string_view>
 #include <vector>
 
-#include "impls/tables/decimal.h"
-#include "impls/tables/o_set.h"
+#include "impls/values/o_set.h"
 #include "require.h"
+#include "zel/text/decimal.h"
 
 using namespace orvik::impls;
 using orvik::fuzz::error_of;
@@ -28,7 +28,7 @@ constexpr const char* k_types[] = {"integer",     "uinteger", "float",         "
 
 template <class T>
 void compare(const std::string& text, T (*convert)(const char*, char**)) {
-  const std::optional<T> parsed = parse_decimal<T>(text);
+  const std::optional<T> parsed = zel::text::parse_decimal<T>(text);
   char* end;
   const T converted = convert(text.c_str(), &end);
   // The platform also takes leading space, hexadecimal forms and names of values.

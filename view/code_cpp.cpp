@@ -5,9 +5,9 @@
 
 #include "code_cpp_text.h"
 #include "forms.h"
-#include "impls/tables/decimal.h"
 #include "node_tables.h"
 #include "wording.h"
+#include "zel/text/decimal.h"
 
 namespace orvview {
 
@@ -132,11 +132,11 @@ void cpp_writer::write_nodes() {
   out_ << "inline const node nodes[] = {\n";
   for (const table_node& n : tables_.nodes) {
     out_ << '{' << n.column << ',' << n.limit << ',' << n.first << ',' << n.n << ','
-         << impls::shortest_decimal(n.weight) << "},\n";
+         << zel::text::shortest_decimal(n.weight) << "},\n";
   }
   out_ << "};\ninline const share leaf_shares[] = {\n";
   for (const class_share& s : tables_.shares) {
-    out_ << '{' << s.class_code << ',' << impls::shortest_decimal(s.weight) << "},\n";
+    out_ << '{' << s.class_code << ',' << zel::text::shortest_decimal(s.weight) << "},\n";
   }
   out_ << "{0,0}};\n";
 }

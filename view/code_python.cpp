@@ -2,9 +2,9 @@
 // loaded, as Python is slow and greedy with long lists in its sources.
 #include "code_python_text.h"
 #include "forms.h"
-#include "impls/tables/decimal.h"
 #include "node_tables.h"
 #include "wording.h"
+#include "zel/text/decimal.h"
 
 namespace orvview {
 
@@ -143,7 +143,7 @@ void python_writer::write_columns() {
 void python_writer::write_nodes() {
   const auto& nodes = tables_.nodes;
   const auto number = [](auto n) { return std::to_string(n); };
-  const auto decimal = [](double x) { return impls::shortest_decimal(x); };
+  const auto decimal = [](double x) { return zel::text::shortest_decimal(x); };
   out_ << "\n# Nodes, tree after tree. The children of a node stand side by side from _FIRST on;"
           " codes up to\n# _LIMIT go to the first child of a cut. Of a leaf (column -1) these are"
           " its first share and class.\n";

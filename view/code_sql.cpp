@@ -9,10 +9,10 @@
 
 #include "forms.h"
 #include "impls/rendering/description.h"
-#include "impls/tables/decimal.h"
 #include "node_tables.h"
 #include "wording.h"
 #include "zel/adt/tree_walk.h"
+#include "zel/text/decimal.h"
 
 namespace orvview {
 
@@ -66,7 +66,7 @@ FROM numbered AS n LEFT JOIN found AS f ON f.orvik_row = n.orvik_row
 ORDER BY n.orvik_row;
 )source";
 
-std::string decimal(double x) { return impls::shortest_decimal(x); }
+std::string decimal(double x) { return zel::text::shortest_decimal(x); }
 
 /// The largest double that becomes `value` or less as a float.
 double float_border(float value) {

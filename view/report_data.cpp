@@ -9,11 +9,11 @@
 
 #include "impls/identity.h"
 #include "impls/rendering/description.h"
-#include "impls/tables/decimal.h"
 #include "report_numbers.h"
 #include "report_rows.h"
 #include "wording.h"
 #include "zel/adt/tree_walk.h"
+#include "zel/text/decimal.h"
 #include "zel/util/string_util.h"
 
 namespace orvview {
@@ -107,7 +107,7 @@ void data_writer::utf8(const std::string& text) {
 
 /// JSON has no numbers beyond the finite ones.
 void data_writer::number(double x) {
-  std::isfinite(x) ? plain(shortest_decimal(x)) : static_cast<void>(json_.Null());
+  std::isfinite(x) ? plain(zel::text::shortest_decimal(x)) : static_cast<void>(json_.Null());
 }
 
 void data_writer::write_head(const std::string& title) {

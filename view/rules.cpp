@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "impls/rendering/description.h"
-#include "impls/tables/decimal.h"
 #include "wording.h"
 #include "zel/adt/tree_walk.h"
+#include "zel/text/decimal.h"
 
 namespace orvview {
 
@@ -132,8 +132,8 @@ void write_rules_csv(const chosen_tree& chosen, std::ostream& out) {
       conditions += (conditions.empty() ? "" : " and ") + texts.of(c);
     }
     out << ++number << ',' << csv_field(texts.class_name(r)) << ','
-        << impls::shortest_decimal(r.support()) << ',' << impls::shortest_decimal(r.confidence())
-        << ',' << csv_field(conditions) << "\r\n";
+        << zel::text::shortest_decimal(r.support()) << ','
+        << zel::text::shortest_decimal(r.confidence()) << ',' << csv_field(conditions) << "\r\n";
   }
 }
 

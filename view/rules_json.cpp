@@ -3,9 +3,9 @@
 #include <rapidjson/writer.h>
 
 #include "impls/identity.h"
-#include "impls/tables/decimal.h"
 #include "rules.h"
 #include "wording.h"
+#include "zel/text/decimal.h"
 
 namespace orvview {
 
@@ -67,9 +67,9 @@ void rules_writer::write_rule(const rule& r) {
   key("class");
   text(words_.class_name(r.leaf.get_leaf_class()));
   key("support");
-  number(impls::shortest_decimal(r.support()));
+  number(zel::text::shortest_decimal(r.support()));
   key("confidence");
-  number(impls::shortest_decimal(r.confidence()));
+  number(zel::text::shortest_decimal(r.confidence()));
   key("conditions");
   json_.StartArray();
   for (const condition& c : r.conditions) write_condition(c);

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "impls/evaluation/row_coder.h"
-#include "impls/tables/number_limits.h"
-#include "impls/tables/row_splitter.h"
+#include "impls/loading/row_splitter.h"
+#include "impls/values/number_limits.h"
 
 namespace orvik::impls {
 

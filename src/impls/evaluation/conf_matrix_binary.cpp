@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "impls/evaluation/conf_matrix.h"
-#include "impls/tables/types.h"
+#include "impls/types.h"
 #include "zel/inpout/binstream.h"
 
 namespace orvik::impls {

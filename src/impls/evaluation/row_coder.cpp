@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "impls/tables/decimal.h"
-#include "impls/tables/field_split.h"
+#include "zel/text/decimal.h"
+#include "zel/text/field_split.h"
 
 namespace orvik::impls {
 
@@ -24,16 +24,16 @@ std::string in_column(const std::string& column) { return " (column " + column +
 
 /// A case weight as it stands: files to test are not rescaled.
 double weight_of(std::string_view text, const std::string& column) {
-  const std::optional<double> weight = parse_decimal<double>(text);
+  const std::optional<double> weight = zel::text::parse_decimal<double>(text);
   if (weight && *weight >= 0) return *weight;
-  throw std::runtime_error(quoted(text) + (weight ? k_negative : k_not_a_double) +
+  throw std::runtime_error(zel::text::quoted(text) + (weight ? k_negative : k_not_a_double) +
                            in_column(column));
 }
 
 }  // namespace
 
 std::string not_admitted(std::string_view value, const std::string& column) {
-  return "value " + quoted(value) + " for column " + column + " not admitted";
+  return "value " + zel::text::quoted(value) + " for column " + column + " not admitted";
 }
 
 code_t code_of_text(const column& c, const std::string& text, const std::string& missing) {
@@ -100,8 +100,8 @@ row_coder::form row_coder::score_form(bool with_class, bool with_weight) const {
 }
 
 void row_coder::split(std::string_view line, char separator) {
-  split_fields(line, separator, /*trim=*/true, fields_);
-  if (holds_nul(line) || (line.empty() && table_.n_columns() != 1)) fields_.clear();
+  zel::text::split_fields(line, separator, /*trim=*/true, fields_);
+  if (zel::text::holds_nul(line) || (line.empty() && table_.n_columns() != 1)) fields_.clear();
 }
 
 void row_coder::read_test_row(std::string_view line, char separator) {
@@ -142,7 +142,7 @@ const row_coder::form* row_coder::form_of(std::string_view line, char separator,
 
 void row_coder::read(const form& f, std::string_view line) {
   if (fields_.size() != f.size() || fields_.empty()) {
-    throw std::runtime_error(k_bad_row + quoted(line));
+    throw std::runtime_error(k_bad_row + zel::text::quoted(line));
   }
   for (std::size_t i = 0; i < f.size(); ++i) {
     switch (f[i].as) {
@@ -198,7 +198,7 @@ template bool row_coder::look_up(const field&, const cell_batch&, code_t*, std::
 
 bool row_coder::read_weights(const cell_batch& cells, double* weights) const {
   for (std::size_t row = 0; row < cells.rows; ++row) {
-    const std::optional<double> weight = parse_decimal<double>(cells[row]);
+    const std::optional<double> weight = zel::text::parse_decimal<double>(cells[row]);
     if (!weight || *weight < 0) return false;
     weights[row] = *weight;
   }

@@ -12,10 +12,10 @@
 #include <utility>
 #include <vector>
 
-#include "impls/tables/cell_batch.h"
 #include "impls/tables/table.h"
-#include "impls/tables/text_codes.h"
-#include "impls/tables/text_word.h"
+#include "impls/values/cell_batch.h"
+#include "impls/values/text_codes.h"
+#include "zel/text/text_word.h"
 
 namespace orvik::impls {
 
@@ -46,9 +46,9 @@ class field_codes {
   /// The same for the cell of a row.
   code_t code_of(const cell_batch& cells, std::size_t row) {
     const cell& c = cells.at(row);
-    if (c.length > k_word_text) return code_of(cells[row]);
+    if (c.length > zel::text::k_word_text) return code_of(cells[row]);
     const text_codes::code known =
-        texts_.find_word(word_at(cells.text + c.begin, c.length), c.length);
+        texts_.find_word(zel::text::word_at(cells.text + c.begin, c.length), c.length);
     return known != 0 ? codes_[known - 1] : look_up(cells[row]);
   }
   /// Whether there are more distinct texts than are remembered.

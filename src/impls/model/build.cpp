@@ -6,12 +6,12 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "impls/growing/growing_plan.h"
 #include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
 #include "impls/pruning/strategies.h"
 #include "impls/tables/folds.h"
 #include "impls/tables/same_codes.h"
-#include "impls/trees/growing_plan.h"
 #include "zel/util/cronos.h"
 #include "zel/util/parallel.h"
 #include "zel/util/progress.h"

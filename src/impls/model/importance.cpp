@@ -15,7 +15,7 @@
 
 #include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
-#include "impls/trees/split_kernel.h"
+#include "impls/splitting/split_kernel.h"
 #include "zel/adt/tree_walk.h"
 #include "zel/util/parallel.h"
 

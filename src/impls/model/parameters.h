@@ -1,8 +1,8 @@
 // What a model is trained with: a value, copied whole, so that no field is forgotten.
 #pragma once
 
-#include "impls/tables/types.h"
 #include "impls/trees/decision_tree.h"
+#include "impls/types.h"
 #include "orvik/enums.h"
 
 namespace orvik::impls {

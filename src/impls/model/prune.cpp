@@ -1,10 +1,10 @@
 // Pruning the trees of a model, side by side, with its strategy.
 #include <stdexcept>
 
+#include "impls/growing/measured_order.h"
 #include "impls/model/dtree.h"
 #include "impls/pruning/strategies.h"
 #include "impls/tables/same_codes.h"
-#include "impls/trees/measured_order.h"
 #include "zel/util/cronos.h"
 #include "zel/util/parallel.h"
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "impls/tables/types.h"
+#include "impls/types.h"
 
 namespace orvik::impls {
 

@@ -11,8 +11,8 @@
 #include "impls/identity.h"
 #include "impls/model/dtree.h"
 #include "impls/rendering/description.h"
-#include "impls/tables/decimal.h"
 #include "zel/adt/tree_walk.h"
+#include "zel/text/decimal.h"
 #include "zel/util/string_util.h"
 
 namespace orvik::impls {
@@ -82,7 +82,7 @@ void json_writer::number(const std::string& digits) {
 
 /// JSON has no numbers beyond the finite ones.
 void json_writer::number(double x) {
-  std::isfinite(x) ? number(shortest_decimal(x)) : static_cast<void>(json_.Null());
+  std::isfinite(x) ? number(zel::text::shortest_decimal(x)) : static_cast<void>(json_.Null());
 }
 
 void json_writer::value(const column& c, code_t code) {

@@ -14,8 +14,8 @@
 #include "impls/identity.h"
 #include "impls/model/dtree.h"
 #include "impls/rendering/description.h"
-#include "impls/tables/decimal.h"
 #include "zel/adt/tree_walk.h"
+#include "zel/text/decimal.h"
 #include "zel/util/string_util.h"
 
 namespace orvik::impls {
@@ -170,7 +170,7 @@ void pmml_writer::write_distribution(const decision_node& leaf) const {
   const bool empty = !(leaf.weight() > 0);
   for (code_t c = 1; c < classes_.size(); ++c) {
     out_ << "<ScoreDistribution value=\"" << classes_[c] << "\" recordCount=\""
-         << (empty ? "0" : shortest_decimal(leaf.class_weight(c)));
+         << (empty ? "0" : zel::text::shortest_decimal(leaf.class_weight(c)));
     if (empty) out_ << "\" confidence=\"" << (c == leaf.get_leaf_class() ? 1 : 0);
     out_ << "\"/>\n";
   }
@@ -182,7 +182,7 @@ void pmml_writer::write_nodes(const decision_tree& tree) const {
       [this](const decision_tree& at, unsigned long) {
         const decision_node& node = *at.get_node();
         out_ << "<Node score=\"" << classes_[node.get_leaf_class()] << "\" recordCount=\""
-             << shortest_decimal(node.weight()) << "\">\n";
+             << zel::text::shortest_decimal(node.weight()) << "\">\n";
         write_predicate(node);
         if (is_leaf(at)) write_distribution(node);
         return true;

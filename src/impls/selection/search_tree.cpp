@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "impls/splitting/split_choice.h"
 #include "zel/util/parallel.h"
 
 namespace orvik::impls::selection {

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "impls/selection/attribute_set.h"
-#include "impls/trees/split_choice.h"
+#include "impls/splitting/split_choice.h"
 
 namespace orvik::impls::selection {
 

@@ -3,6 +3,7 @@
 #include <unordered_map>
 
 #include "impls/pruning/prepruning.h"
+#include "impls/splitting/split_choice.h"
 #include "zel/util/number_util.h"
 
 namespace orvik::impls::selection {

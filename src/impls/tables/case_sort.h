@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "impls/tables/types.h"
+#include "impls/types.h"
 #include "zel/adt/key_sort.h"
 
 namespace orvik::impls::kernel {

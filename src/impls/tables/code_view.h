@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "impls/tables/types.h"
+#include "impls/types.h"
 
 namespace orvik::impls {
 

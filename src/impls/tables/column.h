@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "impls/tables/code_view.h"
-#include "impls/tables/o_set.h"
-#include "impls/tables/types.h"
+#include "impls/types.h"
+#include "impls/values/o_set.h"
 #include "zel/util/nocopy.h"
 
 namespace orvik::impls {

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "impls/tables/table.h"
-#include "impls/tables/types.h"
+#include "impls/types.h"
 
 namespace orvik::impls {
 

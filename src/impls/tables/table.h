@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "impls/tables/column.h"
-#include "impls/tables/types.h"
+#include "impls/types.h"
 #include "zel/adt/bitmap.h"
 #include "zel/inpout/stream.h"
 #include "zel/util/nocopy.h"

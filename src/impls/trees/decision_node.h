@@ -11,8 +11,8 @@
 #include <ostream>
 
 #include "impls/tables/table.h"
-#include "impls/tables/types.h"
-#include "impls/trees/split_choice.h"
+#include "impls/trees/candidate.h"
+#include "impls/types.h"
 #include "orvik/enums.h"
 #include "zel/adt/bitmap.h"
 #include "zel/util/nocopy.h"

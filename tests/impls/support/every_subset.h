@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "impls/selection/setting.h"
+#include "impls/splitting/split_choice.h"
 #include "impls/support/table_text.h"
 #include "impls/tables/folds.h"
 #include "impls/trees/decision_tree.h"

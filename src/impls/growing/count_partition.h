@@ -1,0 +1,95 @@
+// Puts the cases of a node in order of the branches of its split. Stable: a branch keeps the order
+// it had, so that rows which ascend go on doing so.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "impls/splitting/counted_cases.h"
+
+namespace orvik::impls::kernel {
+
+/// One branch of a split.
+struct branch_part {
+  std::size_t size = 0;           // entries
+  std::size_t end = 0;            // one past its last entry, from the first of the node
+  std::uint32_t lowest, highest;  // code
+};
+
+/// What a partition needs and finds. Kept by each thread for its memory.
+struct partition_scratch {
+  std::vector<branch_part> parts;
+  std::vector<std::uint32_t> class_counts;  // by branch, then by class code
+  std::size_t n_classes;                    // codes
+  std::vector<std::uint32_t> branches;      // by case
+  std::vector<counted_case> cases;
+
+  /// Ranges of codes start from the threshold of a continuous column, else from the branch's code.
+  void start(bool continuous, std::uint32_t threshold, std::size_t n, std::size_t n_class_codes) {
+    n_classes = n_class_codes;
+    class_counts.assign(n * n_classes, 0);
+    parts.clear();
+    for (std::uint32_t b = 0; b < n; ++b) {
+      const std::uint32_t code = continuous ? threshold : b + 1;
+      parts.push_back({0, 0, code, code});
+    }
+  }
+};
+
+/// All codes are known, and branch_of() gives one of the parts started.
+template <class Codes, class BranchOf>
+void sort_by_branch(const Codes& codes, BranchOf branch_of, std::span<counted_case> cases,
+                    partition_scratch& scratch) {
+  const std::size_t n_classes = scratch.n_classes;
+  if (scratch.cases.size() < cases.size()) scratch.cases.resize(cases.size());
+  if (scratch.branches.size() < cases.size()) scratch.branches.resize(cases.size());
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    const auto code = static_cast<std::uint32_t>(codes[cases[i].row]);
+    const std::size_t b = branch_of(code);
+    branch_part& part = scratch.parts[b];
+    ++part.size;
+    part.lowest = std::min(part.lowest, code);
+    part.highest = std::max(part.highest, code);
+    scratch.branches[i] = static_cast<std::uint32_t>(b);
+    scratch.class_counts[b * n_classes + cases[i].class_code] += cases[i].count;
+  }
+  std::size_t at = 0;
+  for (branch_part& part : scratch.parts) {
+    part.end = at;
+    at += part.size;
+  }
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    scratch.cases[scratch.parts[scratch.branches[i]].end++] = cases[i];
+  }
+  std::copy_n(scratch.cases.begin(), cases.size(), cases.begin());
+}
+
+/// The same for two branches, in one pass: cases of the first close ranks, the others wait aside.
+template <class Codes, class BranchOf>
+void sort_in_two(const Codes& codes, BranchOf branch_of, std::span<counted_case> cases,
+                 partition_scratch& scratch) {
+  const std::size_t n_classes = scratch.n_classes;
+  if (scratch.cases.size() < cases.size()) scratch.cases.resize(cases.size());
+  branch_part& low = scratch.parts[0];
+  branch_part& high = scratch.parts[1];
+  std::size_t n_low = 0, n_high = 0;
+  for (const counted_case c : cases) {
+    const auto code = static_cast<std::uint32_t>(codes[c.row]);
+    const bool is_high = branch_of(code) != 0;
+    low.lowest = std::min(low.lowest, code);
+    high.highest = std::max(high.highest, code);
+    scratch.class_counts[is_high * n_classes + c.class_code] += c.count;
+    cases[n_low] = c;
+    scratch.cases[n_high] = c;
+    n_low += !is_high;
+    n_high += is_high;
+  }
+  std::copy_n(scratch.cases.begin(), n_high, cases.begin() + static_cast<std::ptrdiff_t>(n_low));
+  low.size = low.end = n_low;
+  high.size = n_high;
+  high.end = cases.size();
+}
+
+}  // namespace orvik::impls::kernel

@@ -1,0 +1,264 @@
+#include "impls/growing/counted_growing.h"
+
+#include <algorithm>
+#include <bit>
+#include <span>
+
+#include "impls/growing/count_partition.h"
+#include "impls/splitting/count_kernel.h"
+#include "zel/util/parallel.h"
+
+namespace orvik::impls {
+
+namespace {
+
+using kernel::count_scratch;
+using kernel::count_t;
+using kernel::counted_node;
+
+/// Cells below which handing a measurement to another thread costs more than it saves: counting
+/// one takes a few nanoseconds.
+constexpr unsigned long k_parallel_counts = 100000;
+constexpr unsigned long k_few_cases_apart = 8;  // so few are not worth a common pass over flags
+
+count_scratch& measuring_scratch() {
+  thread_local count_scratch scratch;
+  return scratch;
+}
+
+/// What the classes of a node's cases are, by class code and by place among those that occur.
+struct class_places {
+  std::vector<std::uint16_t> place_of;
+  std::vector<count_t> totals;
+
+  void set(const decision_node& node, unsigned long n_codes) {
+    place_of.assign(n_codes, 0);
+    totals.clear();
+    for (code_t c = 1; c < n_codes; ++c) {
+      if (node.class_weight(c) == 0) continue;
+      place_of[c] = static_cast<std::uint16_t>(totals.size());
+      totals.push_back(static_cast<count_t>(node.class_weight(c)));
+    }
+  }
+};
+
+/// Memory of the node at work, kept by each thread.
+struct node_scratch {
+  std::vector<candidate> candidates;
+  class_places classes;
+  kernel::partition_scratch partition;
+};
+
+node_scratch& own_scratch() {
+  thread_local node_scratch scratch;
+  return scratch;
+}
+
+column::splitting_desc measure_one(const growing_plan::attribute& a, const counted_node& node,
+                                   const narrow_range& range, count_scratch& scratch) {
+  const bool continuous = a.values->type() == column::CONTINUOUS;
+  if (!continuous && a.values->type() != column::DISCRETE) return {};
+  const code_range codes_between(range.first, range.second);
+  return visit_codes(a.codes, [&](const auto& codes) {
+    return continuous ? kernel::measure_continuous(codes, node, codes_between, scratch)
+                      : kernel::measure_discrete(codes, node, codes_between, scratch);
+  });
+}
+
+/// Measures all boolean candidates with a flag in one pass: cases are counted at the flags that
+/// are set, the others are what remains.
+void measure_flags(const growing_plan& plan, const counted_node& node,
+                   std::vector<candidate>& candidates, count_scratch& scratch) {
+  std::uint64_t wanted = 0;
+  for (const candidate& c : candidates) {
+    const unsigned int flag = plan.attributes()[c.attribute].flag;
+    if (flag != growing_plan::k_no_flag) wanted |= std::uint64_t{1} << flag;
+  }
+  if (wanted == 0) return;
+  const std::size_t n = node.totals.size();
+  std::vector<count_t>& set = scratch.known;  // by flag, then by place
+  set.assign(growing_plan::k_no_flag * n, 0);
+  for (const counted_case& c : node.cases) {
+    const std::size_t place = node.places[c.class_code];
+    for (std::uint64_t flags = plan.flags()[c.row] & wanted; flags != 0; flags &= flags - 1) {
+      set[static_cast<std::size_t>(std::countr_zero(flags)) * n + place] += c.count;
+    }
+  }
+  scratch.cells.resize(2 * n);
+  for (candidate& c : candidates) {
+    const unsigned int flag = plan.attributes()[c.attribute].flag;
+    if (flag == growing_plan::k_no_flag) continue;
+    for (std::size_t i = 0; i < n; ++i) {
+      scratch.cells[n + i] = set[flag * n + i];
+      scratch.cells[i] = node.totals[i] - scratch.cells[n + i];
+    }
+    c.desc = kernel::measure_cells(scratch.cells, node, node.totals, 0);
+  }
+}
+
+}  // namespace
+
+counted_piece counted_growing::take_root(decision_node& root) {
+  const unsigned long n = plan_.attributes().size();
+  const code_view classes = plan_.t().class_column().codes();
+  cases_ = plan_.order_matters()
+               ? counted_in_order(*root.cases(), classes)
+               : counted_by_row(*root.cases(), classes, plan_.t().class_column().size());
+  counted_piece piece{0, cases_.size(), std::make_unique_for_overwrite<narrow_range[]>(n)};
+  for (unsigned long a = 0; a < n; ++a) {
+    piece.ranges[a] = {static_cast<std::uint32_t>(root.range(a).first),
+                       static_cast<std::uint32_t>(root.range(a).second)};
+  }
+  root.disactivate();
+  return piece;
+}
+
+void counted_growing::grow(growing_node&& open_node, std::vector<growing_node>& open) {
+  decision_node& node = *open_node.tree->get_node();
+  node.set_as_leaf();
+  if (open_node.depth == 0) return;
+  require_known(plan_.type());
+  if (node.stays_leaf(plan_.min_weight())) return;
+
+  const counted_piece& piece = open_node.piece;
+  std::vector<candidate>& candidates = own_scratch().candidates;
+  candidates.clear();
+  for (unsigned int a = 0; a < plan_.attributes().size(); ++a) {
+    if (!plan_.attributes()[a].usable) continue;
+    if (piece.ranges[a].second > piece.ranges[a].first + 1) candidates.push_back({a, {}});
+  }
+  if (draw_ != nullptr) keep_random(candidates, plan_.n_usable(), *draw_);
+  measure(node, piece, candidates);
+  const candidate* best = best_of(candidates, plan_.type());
+  if (best == nullptr) return;
+  node.set_test(best->attribute, threshold_of(plan_.t().column_of(best->attribute), best->desc));
+  if (plan_.order_matters()) sort_in_place(piece, candidates);
+  meets_unknown(piece, best->attribute) ? make_active_children(open_node, open)
+                                        : make_children(open_node, open);
+}
+
+void counted_growing::measure(const decision_node& node, const counted_piece& piece,
+                              std::vector<candidate>& candidates) const {
+  class_places& classes = own_scratch().classes;
+  classes.set(node, plan_.t().n_class_codes());
+  const counted_node counted{{cases_.data() + piece.begin, piece.end - piece.begin},
+                             classes.place_of.data(),
+                             classes.totals,
+                             static_cast<count_t>(node.weight()),
+                             plan_.min_weight(),
+                             plan_.t().n_class_codes() - 1};
+  const std::size_t n = counted.cases.size();
+  const bool together = !plan_.flags().empty() && n > k_few_cases_apart;
+  const auto measure_at = [&](unsigned long i) {
+    count_scratch& scratch = measuring_scratch();
+    if (i == candidates.size()) return measure_flags(plan_, counted, candidates, scratch);
+    candidate& c = candidates[i];
+    const growing_plan::attribute& a = plan_.attributes()[c.attribute];
+    if (together && a.flag != growing_plan::k_no_flag) return;
+    c.desc = measure_one(a, counted, piece.ranges[c.attribute], scratch);
+  };
+  const unsigned long n_measures = candidates.size() + together;
+  if (draw_ == nullptr && n * n_measures >= k_parallel_counts) {
+    zel::util::parallel::for_each_index(n_measures, measure_at);
+  } else {
+    for (unsigned long i = 0; i < n_measures; ++i) measure_at(i);
+  }
+}
+
+/// Leaves the cases in the order that measuring them in place would: by the codes of every
+/// attribute that is measured by sorting, one after the other.
+void counted_growing::sort_in_place(const counted_piece& piece,
+                                    const std::vector<candidate>& candidates) {
+  const std::size_t n = piece.end - piece.begin;
+  if (draw_ == nullptr && n >= k_copied_cases) return;
+  const std::span<counted_case> cases(cases_.data() + piece.begin, n);
+  zel::adt::key_sorter& sorter = measuring_scratch().sorter;
+  std::vector<counted_case>& sorted = own_scratch().partition.cases;
+  for (const candidate& c : candidates) {
+    const growing_plan::attribute& a = plan_.attributes()[c.attribute];
+    const narrow_range& range = piece.ranges[c.attribute];
+    if (a.values->type() != column::CONTINUOUS) continue;
+    if (!is_measured_by_sorting(n, range.second - range.first)) continue;
+    const std::span<std::uint64_t> keys = sorter.start(n);
+    visit_codes(a.codes, [&](const auto& codes) {
+      for (std::size_t i = 0; i < n; ++i) {
+        keys[i] = std::uint64_t{codes[cases[i].row]} << zel::adt::k_key_payload_bits | i;
+      }
+    });
+    sorted.clear();
+    for (const std::uint64_t key : sorter.sort(n, range.second)) {
+      sorted.push_back(cases[static_cast<std::uint32_t>(key)]);
+    }
+    std::ranges::copy(sorted, cases.begin());
+  }
+}
+
+bool counted_growing::meets_unknown(const counted_piece& piece, unsigned int attribute) const {
+  const growing_plan::attribute& a = plan_.attributes()[attribute];
+  if (!a.may_be_unknown) return false;
+  return visit_codes(a.codes, [&](const auto& codes) {
+    return std::any_of(cases_.begin() + static_cast<std::ptrdiff_t>(piece.begin),
+                       cases_.begin() + static_cast<std::ptrdiff_t>(piece.end),
+                       [&](const counted_case& c) { return codes[c.row] == k_unknown; });
+  });
+}
+
+void counted_growing::make_children(growing_node& open_node, std::vector<growing_node>& open) {
+  decision_node& node = *open_node.tree->get_node();
+  const counted_piece& piece = open_node.piece;
+  const growing_plan::attribute& tested = plan_.attributes()[node.attribute()];
+  const unsigned long n = node.get_no_of_splits(plan_.t());
+  const unsigned long n_attributes = plan_.attributes().size();
+  const unsigned long n_classes = plan_.t().n_class_codes();
+  const bool continuous = tested.values->type() == column::CONTINUOUS;
+  const auto threshold = static_cast<std::uint32_t>(node.threshold());
+  kernel::partition_scratch& scratch = own_scratch().partition;
+  scratch.start(continuous, threshold, n, n_classes);
+  const std::span<counted_case> cases(cases_.data() + piece.begin, piece.end - piece.begin);
+  visit_codes(tested.codes, [&](const auto& codes) {
+    const auto above = [threshold](std::uint32_t code) { return code > threshold; };
+    const auto by_code = [](std::uint32_t code) { return code - 1; };
+    if (continuous) return kernel::sort_in_two(codes, above, cases, scratch);
+    n == 2 ? kernel::sort_in_two(codes, by_code, cases, scratch)
+           : kernel::sort_by_branch(codes, by_code, cases, scratch);
+  });
+
+  open_node.tree->set_capacity(static_cast<unsigned int>(n));
+  for (std::size_t b = 0; b < n; ++b) {
+    const kernel::branch_part& part = scratch.parts[b];
+    auto distribution = std::make_unique_for_overwrite<double[]>(n_classes);
+    std::copy_n(scratch.class_counts.begin() + static_cast<std::ptrdiff_t>(b * n_classes),
+                n_classes, distribution.get());
+    double weight = 0;
+    for (std::size_t c = 0; c < n_classes; ++c) weight += distribution[c];
+    auto child = std::make_unique<decision_tree>();
+    child->set_node(new decision_node(&node, static_cast<unsigned int>(b + 1)));
+    child->get_node()->set_statistics(std::move(distribution), n_classes,
+                                      static_cast<unsigned long>(weight), weight / node.weight());
+    child->get_node()->set_as_leaf();
+    if (open_node.depth > 1 && !child->get_node()->stays_leaf(plan_.min_weight())) {
+      auto ranges = std::make_unique_for_overwrite<narrow_range[]>(n_attributes);
+      std::copy_n(piece.ranges.get(), n_attributes, ranges.get());
+      ranges[node.attribute()] = {part.lowest, part.highest + 1};
+      const std::size_t end = piece.begin + part.end;
+      open.push_back({child.get(), open_node.depth - 1, {end - part.size, end, std::move(ranges)}});
+    }
+    open_node.tree->push_back_child(child.release());
+  }
+}
+
+void counted_growing::make_active_children(growing_node& open_node,
+                                           std::vector<growing_node>& open) {
+  const counted_piece& piece = open_node.piece;
+  const unsigned long n_attributes = plan_.attributes().size();
+  auto ranges = std::make_unique_for_overwrite<code_range[]>(n_attributes);
+  std::copy_n(piece.ranges.get(), n_attributes, ranges.get());
+  auto cases = std::make_unique<case_list>();
+  cases->reserve(piece.end - piece.begin);
+  for (std::size_t i = piece.begin; i < piece.end; ++i) cases->emplace_back(cases_[i].row, 1.0);
+  open_node.tree->get_node()->activate(std::move(cases), std::move(ranges));
+  impls::make_active_children(plan_.t(), plan_.min_weight(), *open_node.tree, open_node.depth,
+                              open);
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,64 @@
+// Growing one tree on cases of weight 1.
+//
+// The cases of all nodes lie in one array, those of a node side by side: a split puts its cases
+// in order of their branches, each branch in the order it had. A node whose tested value is
+// unknown for some case has children with fractions of cases: they are activated and grown as
+// decision_node does it.
+// Threads: nodes of which none is above another may be worked on side by side.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "impls/growing/growing_plan.h"
+#include "impls/splitting/counted_cases.h"
+#include "impls/splitting/split_choice.h"
+#include "impls/trees/decision_tree.h"
+
+namespace orvik::impls {
+
+/// Where the cases of a node lie, and its ranges by attribute.
+struct counted_piece {
+  std::size_t begin = 0, end = 0;
+  std::unique_ptr<narrow_range[]> ranges;  // null: the node is active instead, or finished
+};
+
+/// A node to be split, with the levels left below it.
+struct growing_node {
+  decision_tree* tree;
+  unsigned long depth;
+  counted_piece piece;
+};
+
+class counted_growing {
+ public:
+  static bool possible(const growing_plan& plan, const case_list& cases) {
+    return plan.may_count() && countable(cases);
+  }
+  /// `plan` must outlive this. `draw`, which may be null, picks the attributes of a node.
+  counted_growing(const growing_plan& plan, zel::util::rand_gen* draw) : plan_(plan), draw_(draw) {}
+
+  /// Takes cases and ranges of an active root.
+  counted_piece take_root(decision_node& root);
+  /// Splits a node or makes it a leaf. Appends the children that are not finished.
+  void grow(growing_node&& node, std::vector<growing_node>& open);
+
+ private:
+  void measure(const decision_node& node, const counted_piece& piece,
+               std::vector<candidate>& candidates) const;
+  void sort_in_place(const counted_piece& piece, const std::vector<candidate>& candidates);
+  bool meets_unknown(const counted_piece& piece, unsigned int attribute) const;
+  void make_children(growing_node& node, std::vector<growing_node>& open);
+  void make_active_children(growing_node& node, std::vector<growing_node>& open);
+
+  const growing_plan& plan_;
+  zel::util::rand_gen* draw_;
+  std::vector<counted_case> cases_;
+};
+
+/// Gives an active split node its children, each active with the cases of its branch, and appends
+/// those that are not finished; releases the node's cases.
+void make_active_children(const table& t, double min_weight, decision_tree& tree,
+                          unsigned long depth, std::vector<growing_node>& open);
+
+}  // namespace orvik::impls

@@ -1,0 +1,227 @@
+// Growing a tree top down.
+//
+// One node is one step: split it, make its children with their cases, release its own cases.
+// The order of the steps matters to the result only where attributes are drawn: such a tree is
+// grown level by level on one thread. Others grow branch by branch, on several threads a subtree
+// each; small subtrees are not worth a task.
+#include <tbb/task_group.h>
+
+#include <deque>
+#include <exception>
+#include <mutex>
+
+#include "impls/growing/counted_growing.h"
+#include "impls/trees/decision_tree.h"
+#include "zel/util/parallel.h"
+#include "zel/util/progress.h"
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr unsigned long k_largest_sequential = 49;  // cases
+
+/// Splits nodes of one tree, each in the way that its cases allow.
+class node_growing {
+ public:
+  node_growing(const growing_plan& plan, zel::util::rand_gen* draw)
+      : plan_(plan), draw_(draw), counted_(plan, draw) {}
+
+  /// Takes a tree that is an active root.
+  growing_node start(decision_tree& root, unsigned long max_depth) {
+    growing_node first{&root, max_depth, {}};
+    if (counted_growing::possible(plan_, *root.get_node()->cases())) {
+      first.piece = counted_.take_root(*root.get_node());
+    }
+    return first;
+  }
+
+  /// Splits an open node or makes it a leaf; appends its open children.
+  void grow(growing_node&& node, std::vector<growing_node>& open) {
+    if (node.piece.ranges) return counted_.grow(std::move(node), open);
+    decision_tree& tree = *node.tree;
+    if (node.depth == 0) {
+      tree.get_node()->set_as_leaf();
+    } else {
+      tree.get_node()->split(plan_.t(), plan_.type(), plan_.min_weight(), plan_.usable(),
+                             plan_.n_usable(), draw_);
+    }
+    if (tree.get_node()->is_split()) {
+      return make_active_children(plan_.t(), plan_.min_weight(), tree, node.depth, open);
+    }
+    tree.get_node()->disactivate();
+  }
+
+ private:
+  const growing_plan& plan_;
+  zel::util::rand_gen* draw_;
+  counted_growing counted_;
+};
+
+/// Draws are made in the order of the levels.
+void grow_by_levels(growing_node&& root, node_growing& growing) {
+  std::deque<growing_node> queue;
+  queue.push_back(std::move(root));
+  std::vector<growing_node> open;
+  unsigned long n_grown = 0;  // told once, as threads share the count
+  while (!queue.empty()) {
+    open.clear();
+    growing.grow(std::move(queue.front()), open);
+    queue.pop_front();
+    for (growing_node& child : open) queue.push_back(std::move(child));
+    ++n_grown;
+  }
+  zel::util::progress::count(zel::util::progress::unit::nodes, n_grown);
+}
+
+/// Without draws: what was touched last goes first.
+void grow_by_branches(growing_node&& root, node_growing& growing) {
+  std::vector<growing_node> open;
+  open.push_back(std::move(root));
+  unsigned long n_grown = 0;
+  while (!open.empty()) {
+    growing_node node = std::move(open.back());
+    open.pop_back();
+    growing.grow(std::move(node), open);
+    ++n_grown;
+  }
+  zel::util::progress::count(zel::util::progress::unit::nodes, n_grown);
+}
+
+/// Grows subtrees as tasks of one group. No task waits for another, so the stack stays flat
+/// however deep the tree; a task goes on with one of the children itself.
+class task_growing {
+ public:
+  explicit task_growing(node_growing& growing) : growing_(growing) {}
+
+  void grow(growing_node node) {
+    std::vector<growing_node> open;
+    while (node.tree->get_node()->n_cases() > k_largest_sequential) {
+      growing_.grow(std::move(node), open);
+      zel::util::progress::count(zel::util::progress::unit::nodes);
+      if (open.empty()) return;
+      node = std::move(open.back());
+      open.pop_back();
+      for (growing_node& other : open) {
+        growing_node& kept = keep(std::move(other));
+        marks_.publish();
+        tasks_.run(subtree{*this, kept});
+      }
+      open.clear();
+    }
+    grow_by_branches(std::move(node), growing_);
+  }
+
+  void wait() { tasks_.wait(); }
+
+ private:
+  /// What oneTBB copies into its memory and calls from there.
+  struct subtree {
+    task_growing& growing;
+    growing_node& node;
+
+    ZEL_UNWATCHED void operator()() const {
+      const zel::util::parallel::body_mark mark(growing.marks_);
+      growing.grow(std::move(node));
+    }
+  };
+
+  growing_node& keep(growing_node&& node) {
+    const std::lock_guard lock(kept_mutex_);
+    return kept_.emplace_back(std::move(node));
+  }
+
+  node_growing& growing_;
+  std::mutex kept_mutex_;
+  std::deque<growing_node> kept_;  // the tops of subtrees handed to tasks, which stay in place
+  zel::util::parallel::loop_marks marks_;
+  tbb::task_group tasks_;
+};
+
+}  // namespace
+
+void make_active_children(const table& t, double min_weight, decision_tree& tree,
+                          unsigned long depth, std::vector<growing_node>& open) {
+  decision_node& node = *tree.get_node();
+  const unsigned long n = node.get_no_of_splits(t);
+  std::vector<column::branch_cases> branches =
+      t.column_of(node.attribute())
+          .split(*node.cases(), n, node.weight(), static_cast<code_t>(node.threshold()));
+  tree.set_capacity(static_cast<unsigned int>(n));
+  for (unsigned int i = 0; i < n; ++i) {
+    auto child = std::make_unique<decision_tree>();
+    child->set_node(new decision_node(&node, i + 1));
+    decision_node& child_node = *child->get_node();
+    child_node.activate(t, std::move(branches[i]));
+    if (depth == 1 || child_node.stays_leaf(min_weight)) {
+      child_node.set_as_leaf();
+      child_node.disactivate();
+    } else {
+      open.push_back({child.get(), depth - 1, {}});
+    }
+    tree.push_back_child(child.release());
+  }
+  node.disactivate();
+}
+
+void decision_tree::build(const growing_plan& plan, case_list* cases, unsigned long max_depth,
+                          zel::util::rand_gen* draw) {
+  delete_childs();
+  set_node(new decision_node(cases));
+  // Draws have an order: a tree with draws is grown by one thread.
+  const bool alone = zel::util::parallel::n_workers <= 1 || draw != nullptr;
+  get_node()->activate(&plan.t(), false);
+  alone ? grow_seq(plan, max_depth, draw) : grow_par(plan, max_depth);
+}
+
+void decision_tree::build(const table& t, case_list* cases, model::split_type type,
+                          double min_weight, unsigned long max_depth,
+                          const zel::adt::bitmap* usable, zel::util::rand_gen* draw) {
+  build(growing_plan(t, type, min_weight, usable), cases, max_depth, draw);
+}
+
+void decision_tree::build_from_root(const table& t, model::split_type type, double min_weight,
+                                    unsigned long max_depth, const zel::adt::bitmap* usable,
+                                    zel::util::rand_gen* draw) {
+  if (zel::util::parallel::n_workers <= 1 || draw != nullptr) {
+    build_seq(t, type, min_weight, max_depth, usable, draw);
+    return;
+  }
+  get_node()->activate(&t, false);
+  build_par(t, type, min_weight, max_depth, usable);
+}
+
+void decision_tree::build_seq(const table& t, model::split_type type, double min_weight,
+                              unsigned long max_depth, const zel::adt::bitmap* usable,
+                              zel::util::rand_gen* draw) {
+  get_node()->activate(&t, false);
+  grow_seq(growing_plan(t, type, min_weight, usable), max_depth, draw);
+}
+
+void decision_tree::build_par(const table& t, model::split_type type, double min_weight,
+                              unsigned long max_depth, const zel::adt::bitmap* usable) {
+  grow_par(growing_plan(t, type, min_weight, usable), max_depth);
+}
+
+void decision_tree::grow_seq(const growing_plan& plan, unsigned long max_depth,
+                             zel::util::rand_gen* draw) {
+  node_growing growing(plan, draw);
+  growing_node root = growing.start(*this, max_depth);
+  draw != nullptr ? grow_by_levels(std::move(root), growing)
+                  : grow_by_branches(std::move(root), growing);
+}
+
+void decision_tree::grow_par(const growing_plan& plan, unsigned long max_depth) {
+  node_growing nodes(plan, nullptr);
+  task_growing growing(nodes);
+  std::exception_ptr failure;
+  try {
+    growing.grow(nodes.start(*this, max_depth));
+  } catch (...) {  // the tasks must end before the group does
+    failure = std::current_exception();
+  }
+  growing.wait();
+  if (failure) std::rethrow_exception(failure);
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,49 @@
+#include "impls/growing/growing_plan.h"
+
+namespace orvik::impls {
+
+namespace {
+
+constexpr unsigned int k_few_flags = 3;  // not worth a word a row
+
+bool is_flag(const growing_plan::attribute& a) {
+  return a.usable && a.codes.bits == 1 && a.values->type() == column::DISCRETE;
+}
+
+}  // namespace
+
+growing_plan::growing_plan(const table& t, model::split_type type, double min_weight,
+                           const zel::adt::bitmap* usable)
+    : table_(t), type_(type), min_weight_(min_weight), usable_(usable) {
+  for (unsigned int i = 0; i < t.n_attributes(); ++i) {
+    const column& c = t.column_of(i);
+    const bool may_test = usable == nullptr || (*usable)[i];
+    const bool may_be_unknown = c.values()->has_null();
+    attributes_.push_back({&c, c.codes(), may_test, may_be_unknown, k_no_flag});
+    may_count_ = may_count_ && c.codes().bits <= 32;
+    order_matters_ = order_matters_ || (may_test && may_be_unknown);
+  }
+  gather_flags();
+}
+
+unsigned long growing_plan::n_usable() const {
+  return usable_ == nullptr ? table_.n_attributes() : usable_->count();
+}
+
+void growing_plan::gather_flags() {
+  unsigned int n = 0;
+  for (const attribute& a : attributes_) n += is_flag(a);
+  if (n <= k_few_flags) return;
+  flags_.resize(table_.class_column().size());
+  unsigned int flag = 0;
+  for (attribute& a : attributes_) {
+    if (!is_flag(a) || flag == k_no_flag) continue;
+    const bit_codes codes(static_cast<const unsigned long*>(a.codes.data));
+    for (row_t row = 0; row < flags_.size(); ++row) {
+      flags_[row] |= std::uint64_t{codes[row] - 1} << flag;
+    }
+    a.flag = flag++;
+  }
+}
+
+}  // namespace orvik::impls

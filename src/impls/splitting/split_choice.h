@@ -1,0 +1,96 @@
+// The choice among the tests a node could have, from their descriptors alone.
+//
+// It looks at no cases, so whoever keeps the descriptors of a node can choose again among fewer
+// attributes.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "impls/trees/candidate.h"
+#include "orvik/enums.h"
+#include "zel/util/rand_gen.h"
+
+namespace orvik::impls {
+
+/// Shorter case lists are measured in place: each sort leaves them in the order of the last one.
+constexpr unsigned long k_copied_cases = 50;
+
+/// Whether a continuous attribute is measured by sorting the cases: where there are not many of
+/// them a code of the range.
+constexpr bool is_measured_by_sorting(unsigned long n_cases, unsigned long n_codes) {
+  return n_cases / n_codes <= 1;
+}
+
+namespace split_choice {
+
+constexpr double k_no_average = 1000000.0;
+constexpr double k_least_split_info = 0.001;
+constexpr double k_gain_tolerance = 0.001;
+
+inline bool can_split(const column::splitting_desc& desc) { return desc.gain > column::k_no_gain; }
+
+/// Mean gain of the candidates that can split and that keep(attribute) lets in.
+template <class Keep>
+double average_gain(std::span<const candidate> candidates, const Keep& keep) {
+  double sum = 0;
+  unsigned long n = 0;
+  for (const candidate& c : candidates) {
+    if (!can_split(c.desc) || !keep(c.attribute)) continue;
+    sum += c.desc.gain;
+    ++n;
+  }
+  return n == 0 ? k_no_average : sum / static_cast<double>(n);
+}
+
+/// What the candidate is compared by; nothing where the split type passes it over. `average` is
+/// looked at by the gain ratio only.
+inline std::optional<double> value_of(const column::splitting_desc& desc, model::split_type type,
+                                      double average) {
+  switch (type) {
+    case model::INFORMATION_GAIN:
+      if (desc.split_info <= 0) return std::nullopt;
+      return desc.gain;
+    case model::PURE_GAIN_RATIO:
+      break;
+    case model::GAIN_RATIO:
+      if (desc.gain < average - k_gain_tolerance) return std::nullopt;
+      break;
+    default:
+      return std::nullopt;
+  }
+  if (!(desc.split_info > k_least_split_info)) return std::nullopt;
+  return desc.gain / desc.split_info;
+}
+
+/// Of the candidates that keep(attribute) lets in, that of the greatest value, the first of
+/// equals; null if none passes. They stand in the order of the attributes.
+template <class Keep>
+const candidate* best_of(std::span<const candidate> candidates, model::split_type type,
+                         const Keep& keep) {
+  const double average = type == model::GAIN_RATIO ? average_gain(candidates, keep) : 0.0;
+  const candidate* best = nullptr;
+  double best_value = column::k_no_gain;
+  for (const candidate& c : candidates) {
+    if (!can_split(c.desc) || !keep(c.attribute)) continue;
+    const std::optional<double> value = value_of(c.desc, type, average);
+    if (!value || !(*value > best_value)) continue;
+    best = &c;
+    best_value = *value;
+  }
+  return best;
+}
+
+}  // namespace split_choice
+
+/// Throws std::runtime_error for a type that is none.
+void require_known(model::split_type type);
+/// Keeps floor(log2 k) + 1 of the candidates, drawn in order from k.
+void keep_random(std::vector<candidate>& candidates, unsigned long k, zel::util::rand_gen& draw);
+/// The candidate of the greatest value, the first of equals; null if none passes.
+const candidate* best_of(const std::vector<candidate>& candidates, model::split_type type);
+/// The threshold of a test on the column; 0 where it is not continuous.
+double threshold_of(const column& tested, const column::splitting_desc& desc);
+
+}  // namespace orvik::impls

@@ -1,0 +1,99 @@
+#include "impls/values/number_limits.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "zel/text/text_word.h"
+
+namespace orvik::impls {
+
+namespace {
+
+bool is_of_digits(std::string_view text) {
+  return std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+}
+
+}  // namespace
+
+template <class T>
+limits_of<T>::limits_of(std::span<const code_t> codes, std::vector<T> values,
+                        std::string_view unknown, parser parse)
+    : values_(std::move(values)), unknown_(unknown), parse_(parse) {
+  for (const code_t code : codes) codes_.push_back(static_cast<std::uint32_t>(code));
+  codes_.push_back(codes_.empty() ? 1 : codes_.back() + 1);
+  tabulate();
+}
+
+/// Integers whose limits lie close get their codes from a table.
+template <class T>
+void limits_of<T>::tabulate() {
+  if constexpr (std::is_integral_v<T>) {
+    constexpr std::int64_t k_most_places = 1L << 16, k_places_per_limit = 64;
+    if (values_.empty()) return;
+    const std::int64_t low = values_.front(), high = values_.back();
+    const auto n_limits = static_cast<std::int64_t>(values_.size());
+    if (high - low >= std::min(k_most_places, n_limits * k_places_per_limit)) return;
+    std::vector<std::uint32_t> table;
+    for (std::size_t i = 0; i < values_.size(); ++i) {
+      table.resize(static_cast<std::size_t>(values_[i] - low) + 1, codes_[i]);
+    }
+    table.push_back(codes_.back());
+    table_ = std::move(table);
+  }
+}
+
+/// Without a table by halves, without a jump that could be guessed wrong.
+template <class T>
+std::uint32_t limits_of<T>::place_of(T number) const {
+  if constexpr (std::is_integral_v<T>) {
+    if (!table_.empty()) {
+      const std::int64_t above = std::int64_t{number} - values_.front();
+      const auto last = static_cast<std::int64_t>(table_.size()) - 1;
+      return table_[static_cast<std::size_t>(std::clamp<std::int64_t>(above, 0, last))];
+    }
+  }
+  const T* first = values_.data();
+  for (std::size_t n = values_.size(); n > 0;) {
+    const std::size_t half = (n + 1) / 2;
+    first += first[half - 1] < number ? half : 0;
+    n -= half;
+  }
+  return codes_[static_cast<std::size_t>(first - values_.data())];
+}
+
+template <class T>
+bool limits_of<T>::place(const cell_batch& cells, std::string_view missing, std::uint32_t* codes,
+                         std::size_t stride) const {
+  const bool digits_are_numbers = !is_of_digits(missing) && !is_of_digits(unknown_);
+  for (std::size_t row = 0; row < cells.rows; ++row, codes += stride) {
+    if constexpr (std::is_integral_v<T>) {
+      const cell& c = cells.at(row);
+      std::uint32_t number;
+      if (digits_are_numbers && c.length <= zel::text::k_word_text &&
+          zel::text::number_of_digits(zel::text::word_at(cells.text + c.begin, c.length), c.length,
+                                      number)) {
+        *codes = place_of(static_cast<T>(number));
+        continue;
+      }
+    }
+    const std::string_view text = cells[row];
+    if (text == missing || text == unknown_) {
+      *codes = k_unknown;
+      continue;
+    }
+    try {
+      *codes = place_of(parse_(text));
+    } catch (const std::runtime_error&) {
+      return false;
+    }
+  }
+  return true;
+}
+
+template class limits_of<int>;
+template class limits_of<unsigned int>;
+template class limits_of<float>;
+template class limits_of<double>;
+template class limits_of<long double>;
+
+}  // namespace orvik::impls

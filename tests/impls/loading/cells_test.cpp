@@ -1,0 +1,190 @@
+// The fast roads of the loader beside slow, obvious ones: rows of a block, digits, kept numbers.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "impls/loading/row_splitter.h"
+#include "impls/support/table_text.h"
+#include "impls/values/value_ranks.h"
+#include "support/error_of.h"
+#include "zel/inpout/lines.h"
+#include "zel/text/decimal.h"
+#include "zel/text/field_split.h"
+#include "zel/text/text_word.h"
+
+namespace orvik::impls {
+namespace {
+
+using texts = std::vector<std::string>;
+
+/// All cells of the good rows, and the bad line behind them.
+texts cut_simply(std::string_view block, char separator, std::size_t columns) {
+  texts cells;
+  std::vector<std::string_view> fields;
+  while (!block.empty()) {
+    const std::string_view line = zel::inpout::take_line(block);
+    zel::text::split_fields(line, separator, /*trim=*/true, fields);
+    if (fields.size() != columns || zel::text::holds_nul(line) || (line.empty() && columns != 1)) {
+      cells.emplace_back(line);
+      break;
+    }
+    cells.insert(cells.end(), fields.begin(), fields.end());
+  }
+  return cells;
+}
+
+texts cut(std::string_view block, char separator, std::size_t columns) {
+  row_splitter rows(separator, columns);
+  texts cells;
+  rows.start(block);
+  while (const std::size_t n = rows.next()) {
+    for (std::size_t row = 0; row < n; ++row) {
+      for (std::size_t c = 0; c < columns; ++c) cells.emplace_back(rows.column(c)[row]);
+    }
+    if (rows.stopped()) break;
+  }
+  if (rows.stopped()) cells.emplace_back(rows.bad_line());
+  return cells;
+}
+
+TEST(row_splitter, cuts_lines_as_the_splitting_of_one_line_does) {
+  std::mt19937_64 draw(11);
+  for (int round = 0; round < 4000; ++round) {
+    const char separator = ", \t\r;"[draw() % 5];
+    const std::size_t columns = 1 + draw() % 4;
+    std::string block;
+    for (auto rows = draw() % 300; rows > 0; --rows) {
+      const auto odd = draw() % 400;
+      const std::size_t fields = columns + (odd == 0) - (odd == 1);
+      for (std::size_t i = 0; i < fields; ++i) {
+        if (i > 0) block += separator;
+        for (auto n = 1 + draw() % 9; n > 1; --n) block += "ab12  \r"[draw() % (n < 3 ? 7 : 4)];
+      }
+      if (draw() % 9 == 0) block += separator;
+      if (draw() % 900 == 0) block += '\0';
+      block += draw() % 2 ? "\n" : "\r\n";
+    }
+    if (draw() % 2 == 0) block = block.substr(0, block.size() - std::min(block.size(), draw() % 3));
+    const std::string padded = block + std::string(cell_batch::k_readable, '7');
+    const std::string_view text = std::string_view(padded).substr(0, block.size());
+    ASSERT_EQ(cut(text, separator, columns), cut_simply(text, separator, columns))
+        << testing::PrintToString(block) << columns;
+  }
+}
+
+TEST(text_word, reads_digits_as_the_platform_does_and_nothing_else) {
+  std::mt19937_64 draw(12);
+  for (int round = 0; round < 200000; ++round) {
+    std::string text(draw() % 9, '0');
+    for (char& c : text) c = static_cast<char>('0' + draw() % 10);
+    if (draw() % 2 == 0 && !text.empty()) text[draw() % text.size()] = static_cast<char>(draw());
+    std::uint32_t expected = 0, number = 0;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), expected);
+    const bool digits = error == std::errc() && stop == text.data() + text.size();
+    const std::string padded = text + "12345678";
+    const std::size_t n = text.size();
+    const std::uint64_t word = zel::text::word_at(padded.data(), n);
+    ASSERT_EQ(zel::text::number_of_digits(word, n, number), digits) << text;
+    ASSERT_EQ(word, zel::text::word_of(text)) << text;
+    ASSERT_EQ(number, digits ? expected : 0u) << text;
+  }
+}
+
+template <class T>
+class short_decimal : public testing::Test {};
+using floating_types = testing::Types<float, double, long double>;
+TYPED_TEST_SUITE(short_decimal, floating_types);
+
+TYPED_TEST(short_decimal, is_the_nearest_value) {
+  std::mt19937_64 draw(13);
+  for (int round = 0; round < 100000; ++round) {
+    std::string text = std::to_string(draw() >> draw() % 64).substr(0, 1 + draw() % 18);
+    text.insert(draw() % (text.size() + 1), ".");
+    const std::string_view with_exponent = text += "e0";  // never a short one
+    const auto parsed =
+        zel::text::parse_decimal<TypeParam>(with_exponent.substr(0, text.size() - 2));
+    ASSERT_EQ(parsed, zel::text::parse_decimal<TypeParam>(with_exponent)) << text;
+  }
+}
+
+template <class T>
+class rank : public testing::Test {};
+using number_types = testing::Types<int, unsigned, float, double, long double>;
+TYPED_TEST_SUITE(rank, number_types);
+
+TYPED_TEST(rank, counts_the_values_up_to_each) {
+  using limits = std::numeric_limits<TypeParam>;
+  std::mt19937_64 draw(14);
+  const std::vector<TypeParam> steps = {1, 3, limits::max() / 5000, limits::epsilon()};
+  for (const TypeParam step : steps) {
+    for (const bool with_ends : {false, true}) {  // ends whose distance is beyond the type
+      std::vector<growing_array<TypeParam>> parts(4);
+      std::vector<TypeParam> all;
+      for (auto& part : parts) {
+        for (auto n = draw() % 700; n > 0; --n) {
+          const auto drawn = static_cast<TypeParam>(draw() % 2000);
+          const TypeParam value = step < 1 ? 1 + drawn * step : drawn * step;
+          part.append({&value, 1});
+        }
+        const TypeParam ends[] = {limits::max(), limits::lowest()};
+        if (with_ends) part.append(ends);
+        all.insert(all.end(), part.begin(), part.end());
+      }
+      const std::set<TypeParam> sorted(all.begin(), all.end());
+      const auto ranked = rank_values(std::move(parts));
+      ASSERT_EQ(ranked.values, std::vector<TypeParam>(sorted.begin(), sorted.end()));
+      ASSERT_EQ(ranked.ranks.size(), all.size());
+      for (std::size_t i = 0; i < all.size(); ++i) {
+        ASSERT_EQ(ranked.values[ranked.ranks[i] - 1], all[i]) << i;
+      }
+    }
+  }
+}
+
+// Columns of many values turn from dictionaries to kept numbers on the way, and back to nothing.
+TEST(loading_many_values, gives_every_cell_its_value_and_finds_the_bad_one) {
+  const std::string types[] = {"integer", "uinteger", "float", "double", "long double"};
+  std::mt19937_64 draw(15);
+  for (const unsigned long workers : {1, 2, 7}) {
+    std::string names, data;
+    for (const std::string& type : types) names += "a," + type + ",continuous\n";
+    names += "s,string,discrete\nc,string,class\n";
+    std::vector<texts> rows(30000);
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+      for (std::size_t i = 0; i < std::size(types); ++i) {
+        const std::string whole = std::to_string(draw() % (i == 0 ? 1000000000 : 100000));
+        const std::string text = i < 2 ? whole : whole + "." + std::to_string(draw() % 100);
+        rows[r].push_back(draw() % 10 == 0 ? "?" : text);
+      }
+      rows[r].push_back("text number " + std::to_string(draw() % 70000));
+      for (const std::string& cell : rows[r]) data += cell + ",";
+      data += r % 2 ? "x\n" : "y\n";
+    }
+    const auto t = make_schema(names);
+    load_rows(*t, data, workers, ',', 50000);
+    ASSERT_EQ(t->n_rows(), rows.size());
+    for (std::size_t i = 0; i < rows[0].size(); ++i) {
+      const column& c = t->get_column(i);
+      for (std::size_t r = 0; r < rows.size(); ++r) {
+        code_t code;
+        ASSERT_TRUE(c.values()->get_order(rows[r][i].c_str(), code)) << rows[r][i];
+        ASSERT_EQ(c.get_row_index(r), code) << rows[r][i];
+      }
+    }
+    const std::string bad_row = "1,2,3,4,5x,t,y\n1,z,3,4,5,t,y\n";
+    EXPECT_EQ(
+        error_of([&] { load_rows(*make_schema(names), data + bad_row, workers, ',', 50000); }),
+        "5x: not a double (row 30001, column a)");
+  }
+}
+
+}  // namespace
+}  // namespace orvik::impls
