@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <utility>
 #include <vector>
 
 #include "impls/tables/table.h"
@@ -10,9 +9,6 @@
 #include "zel/adt/bitmap.h"
 
 namespace orvik::impls {
-
-/// Half-open range of known codes of a column whose codes fit in 32 bits.
-using narrow_range = std::pair<std::uint32_t, std::uint32_t>;
 
 /// Threads: many readers.
 class growing_plan {

@@ -15,7 +15,7 @@
 
 #include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
-#include "impls/splitting/split_kernel.h"
+#include "impls/splitting/impurity.h"
 #include "zel/adt/tree_walk.h"
 #include "zel/util/parallel.h"
 
@@ -32,9 +32,7 @@ struct share {
 
 /// Class entropy of a node's cases, in bits, times their weight.
 double info_of(const decision_node& node, unsigned long n_codes) {
-  kernel::info_sum sum;
-  for (code_t c = 0; c < n_codes; ++c) sum.add(node.class_weight(c));
-  return sum.value();
+  return splitting::entropy().of(std::span(node.class_weights(), n_codes), node.weight());
 }
 
 /// Bits that the root test of `tree` saves, times weight. No split adds any, rounding does.

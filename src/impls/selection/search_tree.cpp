@@ -103,7 +103,8 @@ void search_tree::measure(std::vector<open_node>& open) {
   }
   for_each_index(missing.size(), [&](unsigned long i) {
     search_node& node = *missing[i].node;
-    node.stats.measure_candidate(s_.t, s_.min_weight, node.tests[missing[i].test], /*copy=*/true);
+    node.stats.measure_candidate(s_.t, s_.type, s_.min_weight, node.tests[missing[i].test],
+                                 /*copy=*/true);
   });
 }
 

@@ -57,7 +57,8 @@ class decision_node : private zel::util::nocopy {
   /// `min_weight` do not fit.
   bool stays_leaf(double min_weight) const;
   /// Measures `c.attribute` on the node's cases. With `copy` several may be measured at once.
-  void measure_candidate(const table& t, double min_weight, candidate& c, bool copy);
+  void measure_candidate(const table& t, model::split_type type, double min_weight, candidate& c,
+                         bool copy);
   /// Number of children of a split node: 2 on a continuous attribute, else one a known value.
   unsigned long get_no_of_splits(const table& t) const;
 
