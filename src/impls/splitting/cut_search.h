@@ -53,7 +53,7 @@ class cut_search {
 
   /// Whether two branches of the least weight fit at all.
   bool possible() const { return possible_; }
-  void begin() { base_ = impurity_.of(right_, known_) / static_cast<double>(known_); }
+  void begin() { base_ = impurity_.of(std::span<const Amount>(right_), known_) / static_cast<double>(known_); }
 
   void move(std::size_t place, Amount amount) {
     right_[place] -= amount;
@@ -73,7 +73,8 @@ class cut_search {
 
   /// Weighs the cut between two codes.
   void evaluate(code_t left_code, code_t right_code) {
-    const double sum = impurity_.of_both(left_, left_sum_, right_, known_ - left_sum_);
+    const std::span<const Amount> left = left_, right = right_;
+    const double sum = impurity_.of_both(left, left_sum_, right, known_ - left_sum_);
     if (!(sum < least_sum_)) return;  // no greater gain either: rounding keeps the order
     const double gain = known_share_ * (base_ - sum / static_cast<double>(known_));
     if (!(gain > best_.gain)) return;  // of equal gains the lowest cut
