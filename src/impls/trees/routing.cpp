@@ -22,24 +22,28 @@ template <class CodeOf, class BranchOf>
 void fill(const case_list& cases, double total_weight, const CodeOf& code_of, BranchOf branch_of,
           std::span<branch_cases> branches) {
   std::vector<case_count> counts(branches.size());
-  const case_count unknowns = count_cases(cases, code_of, branch_of, std::span<case_count>(counts));
+  const case_count unknowns =
+      count_cases(cases, code_of, branch_of, std::span<case_count>(counts));
+  std::vector<case_list::value_type*> ends;  // of the lists so far
   for (std::size_t b = 0; b < branches.size(); ++b) {
-    branches[b].cases = std::make_unique<case_list>();
-    branches[b].cases->reserve(counts[b].n + unknowns.n);
+    branches[b].cases = std::make_unique<case_list>(counts[b].n + unknowns.n);
     branches[b].fraction = share_of(counts[b].weight, total_weight - unknowns.weight);
+    ends.push_back(branches[b].cases->data());
   }
   for_each_routed(
       cases, code_of, branch_of, branches.size(),
       [&](std::size_t b, const auto& c, code_t code) {
         code_range& range = branches[b].range;
         range = {std::min(range.first, code), std::max(range.second, code + 1)};
-        branches[b].cases->push_back(c);
+        *ends[b]++ = c;
       },
       [&](const auto& c) {
-        for (branch_cases& b : branches) b.cases->emplace_back(c.first, c.second * b.fraction);
+        for (std::size_t b = 0; b < branches.size(); ++b) {
+          *ends[b]++ = {c.first, c.second * branches[b].fraction};
+        }
       });
   for (std::size_t b = 0; b < branches.size(); ++b) {
-    assert(branches[b].cases->size() == counts[b].n + unknowns.n);
+    assert(ends[b] == branches[b].cases->data() + branches[b].cases->size());
   }
 }
 
@@ -104,7 +108,7 @@ case_list* column::select(const case_list* cases, unsigned long branch, double u
     const case_count unknown = count_cases(*cases, code_of, rule, {&known, 1});
     chosen->reserve(known.n + (with_unknown ? unknown.n : 0));
     for_each_routed(
-        *cases, code_of, rule, 1, [&](std::size_t, const auto& c, code_t) { chosen->push_back(c); },
+        *cases, code_of, rule, 1, [&](std::size_t, const auto& c, code_t) { chosen->emplace_back(c.first, c.second); },
         [&](const auto& c) {
           if (with_unknown) chosen->emplace_back(c.first, c.second * unknown_factor);
         });
