@@ -138,7 +138,7 @@ double decision_tree::predict_changed_row(const table& t, row_t row, unsigned in
 
 double decision_tree::predict_cm(const table& t, const case_list& cases, double weight,
                                  conf_matrix& matrix) const {
-  const batch_predictor predictor(t, {this}, /*vote=*/false);
+  const batch_predictor predictor(t, {{this}}, /*vote=*/false);
   return tally(t, cases, weight, matrix, predictor);
 }
 

@@ -22,8 +22,7 @@ template <class CodeOf, class BranchOf>
 void fill(const case_list& cases, double total_weight, const CodeOf& code_of, BranchOf branch_of,
           std::span<branch_cases> branches) {
   std::vector<case_count> counts(branches.size());
-  const case_count unknowns =
-      count_cases(cases, code_of, branch_of, std::span<case_count>(counts));
+  const case_count unknowns = count_cases(cases, code_of, branch_of, std::span<case_count>(counts));
   std::vector<case_list::value_type*> ends;  // of the lists so far
   for (std::size_t b = 0; b < branches.size(); ++b) {
     branches[b].cases = std::make_unique<case_list>(counts[b].n + unknowns.n);
@@ -108,7 +107,8 @@ case_list* column::select(const case_list* cases, unsigned long branch, double u
     const case_count unknown = count_cases(*cases, code_of, rule, {&known, 1});
     chosen->reserve(known.n + (with_unknown ? unknown.n : 0));
     for_each_routed(
-        *cases, code_of, rule, 1, [&](std::size_t, const auto& c, code_t) { chosen->emplace_back(c.first, c.second); },
+        *cases, code_of, rule, 1,
+        [&](std::size_t, const auto& c, code_t) { chosen->emplace_back(c.first, c.second); },
         [&](const auto& c) {
           if (with_unknown) chosen->emplace_back(c.first, c.second * unknown_factor);
         });
