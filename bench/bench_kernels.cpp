@@ -125,14 +125,14 @@ void predict(benchmark::State& state) {
   const std::unique_ptr<case_list> all(t.get_all());
   const growing_plan plan(t, orvik::model::GAIN_RATIO, 2, nullptr);
   std::vector<std::unique_ptr<decision_tree>> owned;
-  std::vector<const decision_tree*> trees;
+  std::vector<voter> trees;
   for (int i = 0; i < state.range(0); ++i) {
     case_list drawn(*all);
     zel::util::rand_gen rows(all->size(), 1 + i), attributes(t.n_attributes(), 1 + i);
     for (auto& c : drawn) c = (*all)[rows()];
     owned.push_back(std::make_unique<decision_tree>());
     owned.back()->build(plan, &drawn, k_no_depth_limit, &attributes);
-    trees.push_back(owned.back().get());
+    trees.push_back({owned.back().get()});
   }
   const batch_predictor predictor(t, trees, trees.size() > 1);
   std::vector<std::uint32_t> codes;

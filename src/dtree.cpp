@@ -128,10 +128,10 @@ std::vector<attribute_importance> dtree::get_importance(table* t) const {
 }
 
 double dtree::get_elapsed() const { return impl_->get_elapsed(); }
-unsigned long dtree::size() const { return impl_->size(); }
-unsigned long dtree::leaves() const { return impl_->leaves(); }
-unsigned long dtree::depth() const { return impl_->depth(); }
-double dtree::epl() const { return impl_->epl(); }
+unsigned long dtree::size() const { return impl_->trees().size(); }
+unsigned long dtree::leaves() const { return impl_->trees().leaves(); }
+unsigned long dtree::depth() const { return impl_->trees().depth(); }
+double dtree::epl() const { return impl_->trees().epl(); }
 unsigned long dtree::nfeatures() const { return impl_->nfeatures(); }
 std::string dtree::attributes(table* t) const {
   return impl_->get_attributes(required(t, k_no_attributes));

@@ -79,7 +79,7 @@ table_node node_tables::node_of(const impls::decision_tree& tree, unsigned long 
   }
   const long place = column_of_attribute_[node.attribute()];
   const std::vector<impls::code_t>& cuts = columns[static_cast<std::size_t>(place)].cuts;
-  const auto cut = std::ranges::lower_bound(cuts, static_cast<impls::code_t>(node.threshold()));
+  const auto cut = std::ranges::lower_bound(cuts, node.test().cut);
   const auto limit = cuts.empty() ? 0 : static_cast<unsigned long>(cut - cuts.begin()) + 1;
   return {place, limit, next, tree.get_no_childs(), node.weight(), &tree};
 }

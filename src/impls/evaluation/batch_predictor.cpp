@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <optional>
 
-#include "zel/util/number_util.h"
 #include "zel/util/parallel.h"
 
 namespace orvik::impls {
@@ -14,15 +13,18 @@ std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes) {
   return std::clamp<std::size_t>(k_counters / n_class_codes, 1, shared);
 }
 
-batch_predictor::batch_predictor(const table& t, const std::vector<const decision_tree*>& trees,
-                                 bool vote)
+batch_predictor::batch_predictor(const table& t, const std::vector<voter>& trees, bool vote)
     : n_class_codes_(t.n_class_codes()), n_attributes_(t.n_attributes()), vote_(vote) {
   flat_tree::require_narrow(t);
   std::vector<std::optional<flat_tree>> flat(trees.size());
   zel::util::parallel::for_each_index(trees.size(),
-                                      [&](unsigned long i) { flat[i].emplace(t, *trees[i]); });
+                                      [&](unsigned long i) { flat[i].emplace(t, *trees[i].tree); });
   trees_.reserve(trees.size());
   for (std::optional<flat_tree>& tree : flat) trees_.push_back(std::move(*tree));
+  for (const voter& each : trees) {
+    votes_.push_back(each.votes);
+    all_votes_ += each.votes;
+  }
 }
 
 std::vector<std::vector<code_t>> batch_predictor::limits() const {
@@ -56,20 +58,20 @@ void batch_predictor::predict_one(const flat_tree& tree, const case_block& cases
 
 /// Tree by tree over all cases: a tree stays in the cache while it is used.
 void batch_predictor::predict_votes(const case_block& cases, std::span<outcome> outcomes) const {
-  thread_local std::vector<std::uint32_t> votes;
-  votes.assign(outcomes.size() * n_class_codes_, 0);
+  thread_local vote_count votes;
+  votes.start(outcomes.size(), n_class_codes_);
   for (outcome& o : outcomes) o.depth = 0;
-  const auto count = [&](std::size_t i, const decision_tree::prediction& found, double depth) {
-    outcomes[i].depth += depth;
-    ++votes[i * n_class_codes_ + found.first];
-  };
-  for (const flat_tree& tree : trees_) tree.predict(cases, outcomes.size(), count);
+  for (std::size_t tree = 0; tree < trees_.size(); ++tree) {
+    const auto count = [&](std::size_t i, const decision_tree::prediction& found, double depth) {
+      outcomes[i].depth += depth;
+      votes.add(i, found.first, votes_[tree]);
+    };
+    trees_[tree].predict(cases, outcomes.size(), count);
+  }
   for (std::size_t i = 0; i < outcomes.size(); ++i) {
-    const std::span<const std::uint32_t> of_case(votes.data() + i * n_class_codes_, n_class_codes_);
-    const unsigned long best = zel::util::number_util::argmax(of_case);
-    outcomes[i].predicted = best;
-    outcomes[i].confidence =
-        static_cast<double>(of_case[best]) / static_cast<double>(trees_.size());
+    const vote_count::verdict found = votes.decide(i);
+    outcomes[i].predicted = found.predicted;
+    outcomes[i].confidence = found.share_of(all_votes_);
   }
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "impls/evaluation/flat_tree.h"
+#include "impls/evaluation/votes.h"
 
 namespace orvik::impls {
 
@@ -26,9 +27,9 @@ std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes);
 /// Threads: many readers.
 class batch_predictor {
  public:
-  /// With `vote` each tree has one vote and the confidence is the share of the votes; without,
-  /// there is one tree. Uses the workers.
-  batch_predictor(const table& t, const std::vector<const decision_tree*>& trees, bool vote);
+  /// With `vote` the trees vote and the confidence is the share of the votes; without, there is
+  /// one tree. Uses the workers.
+  batch_predictor(const table& t, const std::vector<voter>& trees, bool vote);
 
   /// By attribute, ascending: the codes that tests compare with. Codes between two of them need
   /// not be told apart.
@@ -50,6 +51,8 @@ class batch_predictor {
   unsigned long n_attributes_;
   bool vote_;
   std::vector<flat_tree> trees_;
+  std::vector<vote_t> votes_;  // by tree
+  std::uint64_t all_votes_ = 0;
 };
 
 }  // namespace orvik::impls

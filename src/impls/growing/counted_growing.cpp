@@ -126,7 +126,7 @@ void counted_growing::grow(growing_node&& open_node, std::vector<growing_node>& 
   measure(node, piece, candidates);
   const candidate* best = best_of(candidates, plan_.type());
   if (best == nullptr) return;
-  node.set_test(best->attribute, threshold_of(plan_.t().column_of(best->attribute), best->desc));
+  node.set_test(plan_.t(), *best);
   if (plan_.order_matters()) sort_in_place(piece, candidates);
   meets_unknown(piece, best->attribute) ? make_active_children(open_node, open)
                                         : make_children(open_node, open);
@@ -204,17 +204,15 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
   const unsigned long n = node.get_no_of_splits(plan_.t());
   const unsigned long n_attributes = plan_.attributes().size();
   const unsigned long n_classes = plan_.t().n_class_codes();
-  const bool continuous = tested.values->type() == column::CONTINUOUS;
-  const auto threshold = static_cast<std::uint32_t>(node.threshold());
+  const split_test& test = node.test();
   growing::partition_scratch& scratch = own_scratch().partition;
-  scratch.start(continuous, threshold, n, n_classes);
+  scratch.start(test.is_cut(), static_cast<std::uint32_t>(test.cut), n, n_classes);
   const std::span<counted_case> cases(cases_.data() + piece.begin, piece.end - piece.begin);
   visit_codes(tested.codes, [&](const auto& codes) {
-    const auto above = [threshold](std::uint32_t code) { return code > threshold; };
-    const auto by_code = [](std::uint32_t code) { return code - 1; };
-    if (continuous) return growing::sort_in_two(codes, above, cases, scratch);
-    n == 2 ? growing::sort_in_two(codes, by_code, cases, scratch)
-           : growing::sort_by_branch(codes, by_code, cases, scratch);
+    test.with_rule([&](auto branch_of) {
+      n == 2 ? growing::sort_in_two(codes, branch_of, cases, scratch)
+             : growing::sort_by_branch(codes, branch_of, cases, scratch);
+    });
   });
 
   open_node.tree->set_capacity(static_cast<unsigned int>(n));
@@ -250,7 +248,7 @@ void counted_growing::make_active_children(growing_node& open_node,
   auto cases = std::make_unique<case_list>();
   cases->reserve(piece.end - piece.begin);
   for (std::size_t i = piece.begin; i < piece.end; ++i) cases->emplace_back(cases_[i].row, 1.0);
-  open_node.tree->get_node()->activate(std::move(cases), std::move(ranges));
+  open_node.tree->get_node()->restore(std::move(cases), std::move(ranges));
   impls::make_active_children(plan_.t(), plan_.min_weight(), *open_node.tree, open_node.depth,
                               open);
 }

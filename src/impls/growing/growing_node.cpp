@@ -5,16 +5,13 @@ namespace orvik::impls {
 void make_active_children(const table& t, double min_weight, decision_tree& tree,
                           unsigned long depth, std::vector<growing_node>& open) {
   decision_node& node = *tree.get_node();
-  const unsigned long n = node.get_no_of_splits(t);
-  std::vector<column::branch_cases> branches =
-      t.column_of(node.attribute())
-          .split(*node.cases(), n, node.weight(), static_cast<code_t>(node.threshold()));
-  tree.set_capacity(static_cast<unsigned int>(n));
-  for (unsigned int i = 0; i < n; ++i) {
+  std::vector<branch_cases> branches = node.branches(t);
+  tree.set_capacity(static_cast<unsigned int>(branches.size()));
+  for (unsigned int i = 0; i < branches.size(); ++i) {
     auto child = std::make_unique<decision_tree>();
     child->set_node(new decision_node(&node, i + 1));
     decision_node& child_node = *child->get_node();
-    child_node.activate(t, std::move(branches[i]));
+    child_node.activate_on(t, std::move(branches[i]));
     if (depth == 1 || child_node.stays_leaf(min_weight)) {
       child_node.set_as_leaf();
       child_node.disactivate();

@@ -64,7 +64,7 @@ void decision_node::measure_candidate(const table& t, model::split_type type, do
 }
 
 void decision_node::set_test(const table& t, const candidate& chosen) {
-  set_test(chosen.attribute, threshold_of(t.column_of(chosen.attribute), chosen.desc));
+  set_test({chosen.attribute, threshold_of(t.column_of(chosen.attribute), chosen.desc)});
 }
 
 }  // namespace orvik::impls

@@ -62,7 +62,7 @@ void dtree::choose_attributes(const table& t, const case_list& cases) {
   const bool found = search_.made_by != model::NO_SELECTION && !search_.by_build &&
                      attributes_->size() == t.n_attributes();
   if (found) return;
-  attributes_ = std::make_unique<zel::adt::bitmap>(default_features(t));
+  attributes_ = std::make_shared<zel::adt::bitmap>(default_features(t));
   search_.made_by = model::NO_SELECTION;
 }
 
@@ -77,36 +77,36 @@ void dtree::grow_and_prune(const table& t, const case_list& cases) {
 
 /// What goes with the trees goes too.
 void dtree::drop_trees() {
-  trees_.clear();
+  trees_ = ensemble(parameters_.kind);
   cases_ = training_cases();
-  seeds_.clear();
 }
 
 void dtree::grow_trees(const table& t) {
-  seeds_.clear();
+  std::vector<unsigned long> seeds(parameters_.n_trees);
   if (parameters_.is_ensemble()) {
     const unsigned long build_seed = draw_seed(draw::bootstrap);
     for (unsigned long i = 0; i < parameters_.n_trees; ++i) {
-      seeds_.push_back(draw_seed(draw::bootstrap, {build_seed, i}));
+      seeds[i] = draw_seed(draw::bootstrap, {build_seed, i});
     }
   }
-  trees_.clear();
+  trees_ = ensemble(parameters_.kind);
   const growing_plan plan(t, parameters_.split, parameters_.min_obj, attributes_.get());
   std::vector<std::unique_ptr<decision_tree>> grown(parameters_.n_trees);
   zel::util::parallel::with_workers([&] {
-    zel::util::parallel::for_each_index(parameters_.n_trees,
-                                        [&](unsigned long i) { grown[i] = grow_tree(plan, i); });
+    zel::util::parallel::for_each_index(
+        parameters_.n_trees, [&](unsigned long i) { grown[i] = grow_tree(plan, seeds[i]); });
   });
-  trees_ = std::move(grown);
+  for (unsigned long i = 0; i < grown.size(); ++i) trees_.add({std::move(grown[i]), seeds[i]});
 }
 
 /// Growing reorders short case lists: the tree works on a list of its own.
-std::unique_ptr<decision_tree> dtree::grow_tree(const growing_plan& plan, unsigned long i) const {
-  case_list own = cases_of_tree(i);
+std::unique_ptr<decision_tree> dtree::grow_tree(const growing_plan& plan,
+                                                unsigned long seed) const {
+  case_list own = cases_drawn(seed);
   require_finite_weight(own);
   auto tree = std::make_unique<decision_tree>();
   if (parameters_.draws_attributes()) {
-    zel::util::rand_gen attributes = attribute_draws(i);
+    zel::util::rand_gen attributes = attribute_draws(seed);
     tree->build(plan, &own, parameters_.max_depth, &attributes);
   } else {
     tree->build(plan, &own, parameters_.max_depth, nullptr);
@@ -115,15 +115,15 @@ std::unique_ptr<decision_tree> dtree::grow_tree(const growing_plan& plan, unsign
   return tree;
 }
 
-zel::util::rand_gen dtree::attribute_draws(unsigned long i) const {
-  return {attributes_->count(), draw_seed(draw::attributes, {seeds_[i]})};
+zel::util::rand_gen dtree::attribute_draws(unsigned long seed) const {
+  return {attributes_->count(), draw_seed(draw::attributes, {seed})};
 }
 
-case_list dtree::cases_of_tree(unsigned long i) const {
+case_list dtree::cases_drawn(unsigned long seed) const {
   if (!parameters_.is_ensemble()) return cases_.expand();
   case_list drawn;
   drawn.reserve(cases_.size());
-  for_each_draw(cases_.size(), seeds_[i],
+  for_each_draw(cases_.size(), seed,
                 [&](unsigned long position) { drawn.push_back(cases_[position]); });
   return drawn;
 }

@@ -129,29 +129,29 @@ class out_of_bag {
 std::vector<attribute_importance> dtree::importance(const table& t) const {
   require_training_rows(t);
   const auto shares_of_tree = [&](unsigned long i) {
-    std::vector<share> shares = shares_of(t, *trees_[i]);
+    std::vector<share> shares = shares_of(t, trees_.tree(i));
     if (!has_draws() || shares.empty()) return shares;
-    const zel::adt::bitmap drawn = in_bag(cases_.size(), seeds_[i]);
+    const zel::adt::bitmap drawn = in_bag(cases_.size(), trees_.seed(i));
     case_list others;
     for (unsigned long c = 0; c < cases_.size(); ++c) {
       if (!drawn[c]) others.push_back(cases_[c]);
     }
-    const out_of_bag cases(t, *trees_[i], std::move(others));
+    const out_of_bag cases(t, trees_.tree(i), std::move(others));
     for (share& s : shares) {
       using zel::util::draw;
-      s.permutation = cases.rise(s.attribute,
-                                 zel::util::draw_seed(draw::permutation, {seeds_[i], s.attribute}));
+      s.permutation = cases.rise(
+          s.attribute, zel::util::draw_seed(draw::permutation, {trees_.seed(i), s.attribute}));
     }
     return shares;
   };
-  std::vector<std::vector<share>> by_tree(trees_.size());
+  std::vector<std::vector<share>> by_tree(trees_.n_trees());
   zel::util::parallel::with_workers([&] {
-    zel::util::parallel::for_each_index(trees_.size(),
+    zel::util::parallel::for_each_index(trees_.n_trees(),
                                         [&](unsigned long i) { by_tree[i] = shares_of_tree(i); });
   });
 
   const double none = has_draws() ? 0 : std::numeric_limits<double>::quiet_NaN();
-  const auto n = static_cast<double>(trees_.size());
+  const auto n = static_cast<double>(trees_.n_trees());
   std::vector<attribute_importance> all;
   for (unsigned long a = 0; a < t.n_attributes(); ++a) {
     all.push_back({a, t.column_of(a).name(), 0, none});

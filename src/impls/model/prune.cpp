@@ -50,7 +50,7 @@ void dtree::prune_trees(const table& t, const case_list* prune_cases) {
   case_list training;
   if (from_training) prune_cases = &(training = cases_.expand());
   zel::util::parallel::with_workers([&] {
-    zel::util::parallel::for_each_index(trees_.size(),
+    zel::util::parallel::for_each_index(trees_.n_trees(),
                                         [&](unsigned long i) { prune_tree(t, i, prune_cases); });
   });
 }
@@ -68,10 +68,10 @@ void dtree::renew_training_cm(const table& t) {
 case_list dtree::cases_as_grown(const table& t, unsigned long i) const {
   case_list cases = cases_of_tree(i);
   const bool measured =
-      parameters_.max_depth > 0 && !trees_[i]->get_node()->stays_leaf(parameters_.min_obj);
+      parameters_.max_depth > 0 && !trees_.tree(i).get_node()->stays_leaf(parameters_.min_obj);
   if (!measured || !attributes_) return cases;
   if (parameters_.draws_attributes()) {
-    zel::util::rand_gen draws = attribute_draws(i);
+    zel::util::rand_gen draws = attribute_draws(trees_.seed(i));
     sort_as_measured(t, *attributes_, &draws, cases);
   } else {
     sort_as_measured(t, *attributes_, nullptr, cases);
@@ -80,8 +80,8 @@ case_list dtree::cases_as_grown(const table& t, unsigned long i) const {
 }
 
 /// The cases of tree i lie at its root while it is pruned.
-void dtree::prune_tree(const table& t, unsigned long i, const case_list* prune_cases) const {
-  decision_tree& tree = *trees_[i];
+void dtree::prune_tree(const table& t, unsigned long i, const case_list* prune_cases) {
+  decision_tree& tree = trees_.tree(i);
   const pruning::material with{t, parameters_.conf_level, prune_cases};
   if (!pruning::needs_training_cases(parameters_.pruning)) {
     pruning::prune(tree, parameters_.pruning, with);

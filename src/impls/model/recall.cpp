@@ -45,12 +45,12 @@ bool dtree::recall_draws(const table& t) {
   training_cases cases(split.first ? *split.first : *all);
   const unsigned long build_seed = draw_seed(draw::bootstrap);
   std::vector<unsigned long> seeds;
-  for (unsigned long i = 0; i < trees_.size(); ++i) {
+  for (unsigned long i = 0; i < trees_.n_trees(); ++i) {
     seeds.push_back(draw_seed(draw::bootstrap, {build_seed, i}));
-    if (!drew(t, cases, seeds.back(), *trees_[i]->get_node())) return false;
+    if (!drew(t, cases, seeds.back(), *trees_.tree(i).get_node())) return false;
   }
   cases_ = std::move(cases);
-  seeds_ = std::move(seeds);
+  for (unsigned long i = 0; i < seeds.size(); ++i) trees_.set_seed(i, seeds[i]);
   return true;
 }
 

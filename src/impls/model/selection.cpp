@@ -35,7 +35,7 @@ void dtree::feature_selection(const table* t, const case_list* growing,
     searching = split.rest.get();
   }
   drop_trees();
-  attributes_ = std::make_unique<zel::adt::bitmap>(default_features(*t));
+  attributes_ = std::make_shared<zel::adt::bitmap>(default_features(*t));
   search_.made_by = search_.method;
   search_.by_build = false;
   search_.done = {};
@@ -63,7 +63,7 @@ void dtree::search_attributes(const table& t, const case_list& growing,
   selection::found_attributes found = zel::util::parallel::with_workers([&] {
     return selection::find_attributes(s, search_.method, search_.delta, search_.seconds);
   });
-  *attributes_ = std::move(found.set);
+  attributes_ = std::make_shared<zel::adt::bitmap>(std::move(found.set));
   search_.done = found.done;
   search_.log = std::move(found.log);
 }

@@ -51,8 +51,8 @@ class active_walk : private zel::util::nocopy {
     decision_tree* tree;
     activation held;
     state here = {};
-    std::vector<column::branch_cases> branches = {};  // handed on to the children; none to visit
-    unsigned int next = 0;                            // the child to visit next
+    std::vector<branch_cases> branches = {};  // handed on to the children; none to visit
+    unsigned int next = 0;                    // the child to visit next
   };
   /// The same with its children as tasks.
   struct open_node {
@@ -86,7 +86,7 @@ class active_walk : private zel::util::nocopy {
   bool split(step& at) const {
     at.next = 0;
     at.branches.clear();
-    if (at.tree->get_no_childs() > 0) at.branches = branches_of(*at.tree, t_);
+    if (at.tree->get_no_childs() > 0) at.branches = at.tree->get_node()->branches(t_);
     return !at.branches.empty();
   }
 

@@ -11,7 +11,6 @@ namespace orvik::impls {
 namespace {
 
 using pruning::fate;
-using pruning::weighted_row;
 
 double errors_of(const table& t, std::span<const weighted_row> cases, class_t predicted) {
   double errors = 0;
@@ -58,7 +57,7 @@ struct rep : pruning::visitor {
 struct subtree_errors {
   const table& t;
   pruning::training_cases training;
-  pruning::case_stack pruning_cases;
+  case_stack pruning_cases;
   class_t above;                  // majority class of the father of the subtree
   std::vector<class_t> majority;  // by level, of nodes above a leaf
 
@@ -75,9 +74,9 @@ struct subtree_errors {
     return {errors_of(t, here, r.weight > 0 ? r.majority : fathers), false};
   }
   void split(const decision_tree& tree) {
-    const std::span<const double> shares = training.split(tree);
-    pruning_cases.split(t.column_of(tree.get_node()->attribute()), shares.size(),
-                        pruning::threshold_of(tree), shares);
+    const split_test& test = tree.get_node()->test();
+    pruning_cases.split(t.column_of(test.attribute), test, tree.get_no_childs(),
+                        training.split(tree));
   }
   void pop() {
     training.pop();
@@ -101,7 +100,7 @@ double decision_tree::prune_rep_est(const table& t, const case_list& cases, doub
   const decision_node& father = *get_node()->father();
   subtree_errors on{t,
                     pruning::training_cases(t, *father.cases()),
-                    pruning::case_stack(cases),
+                    case_stack(cases),
                     father.majority_class(),
                     {}};
   return pruning::errors_of_subtree(*this, limit, on);

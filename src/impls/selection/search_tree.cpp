@@ -122,7 +122,7 @@ void search_tree::split(std::vector<open_node>& open) {
     std::vector<node_split>& splits = o.node->splits;
     const bool first = splits.empty() || !splits.back().children.empty();
     if (first) made.push_back({o.node, splits.size()});
-    splits.push_back({o.choice->attribute, 0, {}});
+    splits.push_back({{o.choice->attribute, 0}, {}});
   }
   // The splits of a node one after another: its children read from it which test it has.
   for_each_index(made.size(), [&](unsigned long i) {
@@ -134,16 +134,13 @@ void search_tree::split(std::vector<open_node>& open) {
 }
 
 void search_tree::make_children(search_node& node, node_split& split) const {
-  const candidate& test = *std::ranges::find(node.tests, split.attribute, &candidate::attribute);
-  node.stats.set_test(s_.t, test);
-  split.threshold = node.stats.threshold();
-  const unsigned long n = node.stats.get_no_of_splits(s_.t);
-  std::vector<column::branch_cases> branches =
-      s_.t.column_of(split.attribute)
-          .split(*node.stats.cases(), n, node.stats.weight(), static_cast<code_t>(split.threshold));
-  for (unsigned int i = 0; i < n; ++i) {
+  node.stats.set_test(s_.t,
+                      *std::ranges::find(node.tests, split.attribute(), &candidate::attribute));
+  split.test = node.stats.test();
+  std::vector<branch_cases> branches = node.stats.branches(s_.t);
+  for (unsigned int i = 0; i < branches.size(); ++i) {
     auto child = std::make_unique<search_node>(&node.stats, i + 1);
-    child->stats.activate(s_.t, std::move(branches[i]));
+    child->stats.activate_on(s_.t, std::move(branches[i]));
     split.children.push_back(std::move(child));
   }
   route(node, split);
@@ -152,31 +149,25 @@ void search_tree::make_children(search_node& node, node_split& split) const {
 
 /// Sends the search cases down, as a prediction goes.
 void search_tree::route(search_node& node, const node_split& split) const {
-  const column& tested = s_.t.column_of(split.attribute);
-  const bool continuous = tested.type() == column::CONTINUOUS;
-  visit_codes(tested.codes(), [&](const auto& codes) {
-    const auto send = [&](unsigned long at, const auto& known, const auto& unknown) {
-      const code_t code = codes[cases_.row(at)];
-      if (code == k_unknown) {
-        for (const auto& child : split.children) unknown(*child);
-      } else {
-        known(*split.children[continuous ? static_cast<double>(code) > split.threshold : code - 1]);
-      }
-    };
-    for (const unsigned long at : node.whole) {
-      send(
-          at, [&](search_node& child) { child.whole.push_back(at); },
-          [&](search_node& child) {
-            child.parts.push_back({at, child.stats.weight() / node.stats.weight()});
-          });
+  const auto& children = split.children;
+  const auto part_in_all = [&](unsigned long at, double share) {
+    for (const auto& child : children) {
+      child->parts.push_back({at, part_of(share, child->stats.weight(), node.stats.weight())});
     }
-    for (const part& p : node.parts) {
-      send(
-          p.at, [&](search_node& child) { child.parts.push_back(p); },
-          [&](search_node& child) {
-            child.parts.push_back({p.at, p.share * child.stats.weight() / node.stats.weight()});
-          });
-    }
+  };
+  visit_codes(s_.t.column_of(split.test.attribute).codes(), [&](const auto& codes) {
+    split.test.with_rule([&](auto branch_of) {
+      for_each_routed(
+          node.whole, [&](unsigned long at) -> code_t { return codes[cases_.row(at)]; }, branch_of,
+          children.size(),
+          [&](std::size_t b, unsigned long at, code_t) { children[b]->whole.push_back(at); },
+          [&](unsigned long at) { part_in_all(at, 1.0); });
+      for_each_routed(
+          node.parts, [&](const part& p) -> code_t { return codes[cases_.row(p.at)]; }, branch_of,
+          children.size(),
+          [&](std::size_t b, const part& p, code_t) { children[b]->parts.push_back(p); },
+          [&](const part& p) { part_in_all(p.at, p.share); });
+    });
   });
 }
 

@@ -4,7 +4,7 @@
 
 #include "impls/pruning/prepruning.h"
 #include "impls/splitting/split_choice.h"
-#include "zel/util/number_util.h"
+#include "impls/trees/distribution.h"
 
 namespace orvik::impls::selection {
 
@@ -90,7 +90,7 @@ unsigned long subset_tree::errors_of_parts(const search_cases& cases, unsigned l
       const decision_node& stats = leaf.stats;
       if (stats.weight() > 0) {
         for (code_t c = 0; c < n_codes; ++c) {
-          sum[c] += p.share * stats.class_weight(c) / stats.weight();
+          sum[c] += part_of(p.share, stats.class_weight(c), stats.weight());
         }
       } else {
         sum[stats.get_leaf_class()] += p.share;
@@ -112,8 +112,8 @@ unsigned long subset_tree::errors_of_parts(const search_cases& cases, unsigned l
 
   unsigned long errors = 0;
   for (std::size_t slot = 0; slot < parted.size(); ++slot) {
-    const std::span<const double> sum(&sums[slot * n_codes], n_codes);
-    if (zel::util::number_util::argmax(sum) != cases.class_of(parted[slot])) {
+    const distribution sum(std::span<const double>(&sums[slot * n_codes], n_codes));
+    if (sum.decide() != cases.class_of(parted[slot])) {
       errors += cases.units(parted[slot]);
     }
   }

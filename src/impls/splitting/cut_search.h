@@ -53,7 +53,9 @@ class cut_search {
 
   /// Whether two branches of the least weight fit at all.
   bool possible() const { return possible_; }
-  void begin() { base_ = impurity_.of(std::span<const Amount>(right_), known_) / static_cast<double>(known_); }
+  void begin() {
+    base_ = impurity_.of(std::span<const Amount>(right_), known_) / static_cast<double>(known_);
+  }
 
   void move(std::size_t place, Amount amount) {
     right_[place] -= amount;

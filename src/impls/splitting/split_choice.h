@@ -71,7 +71,7 @@ void require_known(model::split_type type);
 void keep_random(std::vector<candidate>& candidates, unsigned long k, zel::util::rand_gen& draw);
 /// The candidate of the greatest value, the first of equals; null if none passes.
 const candidate* best_of(const std::vector<candidate>& candidates, model::split_type type);
-/// The threshold of a test on the column; 0 where it is not continuous.
-double threshold_of(const column& tested, const column::splitting_desc& desc);
+/// The cut of a test on the column; 0 where it is not continuous.
+code_t threshold_of(const column& tested, const column::splitting_desc& desc);
 
 }  // namespace orvik::impls

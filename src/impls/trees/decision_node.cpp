@@ -1,10 +1,11 @@
 #include "impls/trees/decision_node.h"
 
 #include <algorithm>
+#include <cassert>
 #include <span>
 #include <stdexcept>
 
-#include "zel/util/number_util.h"
+#include "impls/trees/distribution.h"
 
 namespace orvik::impls {
 
@@ -66,23 +67,25 @@ void decision_node::activate_root(const table& t) {
 }
 
 void decision_node::activate_branch(const table& t) {
-  const column& tested = t.column_of(father_->attribute_);
-  column::branch_cases branch;
-  branch.cases.reset(tested.partition(father_->cases_, position_, father_->weight_, branch.fraction,
-                                      branch.range, static_cast<code_t>(father_->threshold_)));
-  activate(t, std::move(branch));
+  const auto& [attribute, cut] = father_->test_;
+  branch_cases branch;
+  branch.cases.reset(t.column_of(attribute).partition(father_->cases_, position_, father_->weight_,
+                                                      branch.fraction, branch.range, cut));
+  activate_on(t, std::move(branch));
 }
 
-void decision_node::activate(const table& t, column::branch_cases branch) {
+void decision_node::activate_on(const table& t, branch_cases branch) {
+  assert(father_ != nullptr && father_->activated_ && father_->is_split());
   copy_ranges(*father_, t.n_attributes());
-  ranges_[father_->attribute_] = branch.range;
+  ranges_[father_->attribute()] = branch.range;
   fraction_ = branch.fraction;
   own_cases(std::move(branch.cases));
   compute_statistics(t);
 }
 
-void decision_node::activate(std::unique_ptr<case_list> cases,
-                             std::unique_ptr<code_range[]> ranges) {
+void decision_node::restore(std::unique_ptr<case_list> cases,
+                            std::unique_ptr<code_range[]> ranges) {
+  assert(distribution_ != nullptr && cases->size() == n_cases_);
   own_cases(std::move(cases));
   ranges_ = std::move(ranges);
   activated_ = true;
@@ -113,10 +116,9 @@ void decision_node::compute_statistics(const table& t) {
 }
 
 void decision_node::sum_up(unsigned long n_codes) {
-  const std::span<const double> distribution(distribution_.get(), n_codes);
-  weight_ = 0;
-  for (const double w : distribution) weight_ += w;
-  leaf_class_ = static_cast<class_t>(zel::util::number_util::argmax(distribution));
+  const distribution classes(std::span<const double>(distribution_.get(), n_codes));
+  weight_ = classes.sum();
+  leaf_class_ = static_cast<class_t>(classes.decide());
 }
 
 void decision_node::set_statistics(std::unique_ptr<double[]> distribution, unsigned long n_codes,
@@ -139,10 +141,9 @@ void decision_node::set_as_leaf() {
   error_ = get_estimated_error_if_leaf();
 }
 
-void decision_node::set_test(unsigned int attribute, double threshold) {
+void decision_node::set_test(const split_test& test) {
   status_ = SPLIT_NODE;
-  attribute_ = attribute;
-  threshold_ = threshold;
+  test_ = test;
 }
 
 bool decision_node::stays_leaf(double min_weight) const {
@@ -174,15 +175,20 @@ double decision_node::get_leaf_error(const column& class_column, const case_list
 }
 
 unsigned long decision_node::get_no_of_splits(const table& t) const {
-  const column& tested = t.column_of(attribute_);
-  if (tested.type() == column::CONTINUOUS || tested.codes().bits == 1) return 2;
+  const column& tested = t.column_of(test_.attribute);
+  if (test_.is_cut() || tested.codes().bits == 1) return 2;
   return tested.values()->size_of_known();
+}
+
+std::vector<branch_cases> decision_node::branches(const table& t) const {
+  assert(activated_ && is_split());
+  return split_cases(t.column_of(test_.attribute), test_, *cases_, get_no_of_splits(t), weight_);
 }
 
 case_list* decision_node::select(const table& t, const case_list* cases, bool with_unknown) const {
   if (father_ == nullptr) throw std::runtime_error(k_select_root);
-  return t.column_of(father_->attribute_)
-      .select(cases, position_, fraction_, static_cast<code_t>(father_->threshold_), with_unknown);
+  return t.column_of(father_->attribute())
+      .select(cases, position_, fraction_, father_->test_.cut, with_unknown);
 }
 
 decision_node* decision_node::clone(const table& t, decision_node* father) const {
@@ -193,8 +199,7 @@ decision_node* decision_node::clone(const table& t, decision_node* father) const
   copy->fraction_ = fraction_;
   copy->leaf_class_ = leaf_class_;
   copy->error_ = error_;
-  copy->attribute_ = attribute_;
-  copy->threshold_ = threshold_;
+  copy->test_ = test_;
   if (distribution_) {
     const unsigned long n = t.n_class_codes();
     copy->distribution_ = std::make_unique_for_overwrite<double[]>(n);
