@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "zel/text/message.h"
+
 namespace orvprep {
 
 struct cell_rules {
@@ -17,9 +19,7 @@ struct cell_rules {
   bool is_unknown(std::string_view text) const {
     return std::ranges::find(unknown, text) != unknown.end();
   }
-  bool breaks_form(char c) const {
-    return c == out_separator || static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-  }
+  bool breaks_form(char c) const { return c == out_separator || zel::text::is_control(c); }
   bool breaks_form(std::string_view text) const {
     return std::ranges::any_of(text, [this](char c) { return breaks_form(c); });
   }
