@@ -10,8 +10,11 @@
 
 namespace orvprep {
 
+/// What stands for an unknown value in what is written.
+inline constexpr char k_unknown[] = "?";
+
 struct cell_rules {
-  std::vector<std::string> unknown = {"", "?", "NA"};
+  std::vector<std::string> unknown = {"", k_unknown, "NA"};
   char decimal_point = '.';
   char out_separator = ',';
   std::string replacement = "_";  ///< for a character that the text form cannot hold
