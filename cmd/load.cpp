@@ -16,7 +16,6 @@ using orvik::table;
 constexpr char k_no_metadata[] = "No metadata provided.\n";
 constexpr char k_no_data[] = "No training data provided.\n";
 constexpr char k_no_rows[] = "there must be at least one row of data";
-constexpr char k_unknown_value[] = "?";
 
 /// Deliberate: above 10,000 rows a second the figure in thousands stands before "M rows/s".
 void log_load_rate(std::ostream* log, unsigned long rows, double seconds) {

@@ -13,7 +13,6 @@ namespace {
 using unseen_values = orvik::dtree::unseen_values;
 
 constexpr char k_no_output[] = "No score output file provided!\n";
-constexpr char k_unknown_value[] = "?";
 
 void log_unseen(std::ostream* log, const unseen_values& unseen) {
   for (const auto& [column, count] : unseen) {

@@ -7,6 +7,7 @@
 
 #include "conversion.h"
 #include "orvik/orvik.h"
+#include "zel/text/message.h"
 
 namespace {
 
@@ -109,7 +110,7 @@ int run(const settings& how) {
   } catch (const std::bad_alloc&) {
     std::cerr << "orvprep: out of memory\n";
   } catch (const std::exception& error) {
-    std::cerr << "orvprep: " << error.what() << '\n';
+    std::cerr << "orvprep: " << zel::text::one_line(error.what()) << '\n';
   }
   return k_bad_file;
 }

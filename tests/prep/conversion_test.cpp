@@ -177,8 +177,12 @@ const std::vector<awkward>& awkward_files() {
        }},
       {"not a number", "a,k\n1,p\n2,q\n3x,q\n", "in: column 'a': not a number: '3x' (line 4)", "",
        [](settings& s) { s.columns.continuous = {"a"}; }},
-      {"two values that would look alike", "a,k\n\"x,y\",p\nx_y,q\n",
-       "in: column 'a': 'x,y' would look as another value when written; see --replace", ""},
+      {"values that would look alike",
+       "a,k\nx_y,q\n\"u,v\",p\n\"x,y\",p\nu_v,q\n\"a,b\",p\na_b,q\n\"c,d\",p\nc_d,q\n",
+       "in: column 'a': 'u,v' would look as another value when written; see --replace", ""},
+      {"two values written alike", "a,k\n\"x,y\",p\nx\ty,q\n",
+       "in: column 'a': 'x\ty' would look as another value when written; see --replace", "",
+       [](settings& s) { s.separator = ','; }},
   };
   return rows;
 }

@@ -21,7 +21,7 @@
 #include "impls/loading/final_codes.h"
 #include "impls/loading/row_splitter.h"
 #include "impls/tables/table.h"
-#include "zel/text/field_split.h"
+#include "zel/text/message.h"
 #include "zel/util/cronos.h"
 #include "zel/util/parallel.h"
 #include "zel/util/progress.h"
