@@ -32,7 +32,9 @@ struct share {
 
 /// Class entropy of a node's cases, in bits, times their weight.
 double info_of(const decision_node& node, unsigned long n_codes) {
-  return splitting::entropy().of(std::span(node.class_weights(), n_codes), node.weight());
+  splitting::info_sum<double> sum;
+  for (code_t c = 0; c < n_codes; ++c) sum.add(node.class_weight(c));
+  return sum.value();
 }
 
 /// Bits that the root test of `tree` saves, times weight. No split adds any, rounding does.
