@@ -13,6 +13,7 @@ constexpr char k_forest[] = "set_forest uncompatible parameters";
 
 std::unique_ptr<dtree> dtree::clone(bool parameters_only) const {
   auto copy = std::make_unique<dtree>(name_);
+  copy->run_ = run_;
   copy->parameters_ = parameters_;
   copy->search_ = search_;
   if (attributes_) copy->attributes_ = std::make_unique<zel::adt::bitmap>(*attributes_);

@@ -17,7 +17,7 @@
 #include "impls/model/dtree.h"
 #include "impls/splitting/split_kernel.h"
 #include "zel/adt/tree_walk.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -141,15 +141,14 @@ std::vector<attribute_importance> dtree::importance(const table& t) const {
     const out_of_bag cases(t, *trees_[i], std::move(others));
     for (share& s : shares) {
       using zel::util::draw;
-      s.permutation = cases.rise(s.attribute,
-                                 zel::util::draw_seed(draw::permutation, {seeds_[i], s.attribute}));
+      s.permutation =
+          cases.rise(s.attribute, run_->seeds().at(draw::permutation, {seeds_[i], s.attribute}));
     }
     return shares;
   };
   std::vector<std::vector<share>> by_tree(trees_.size());
-  zel::util::parallel::with_workers([&] {
-    zel::util::parallel::for_each_index(trees_.size(),
-                                        [&](unsigned long i) { by_tree[i] = shares_of_tree(i); });
+  run_->with_workers([&] {
+    run_->for_each_index(trees_.size(), [&](unsigned long i) { by_tree[i] = shares_of_tree(i); });
   });
 
   const double none = has_draws() ? 0 : std::numeric_limits<double>::quiet_NaN();

@@ -17,7 +17,7 @@
 #include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
 #include "zel/util/number_util.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -79,10 +79,11 @@ std::uint32_t winner(std::span<const std::uint32_t> votes, std::size_t c, unsign
 
 /// Calls visit(number, chunk) for all cases, chunk by chunk, on the workers.
 template <class Cases, class Visit>
-void for_each_chunk(const Cases& cases, unsigned long n_codes, const Visit& visit) {
+void for_each_chunk(const zel::util::run_context& run, const Cases& cases, unsigned long n_codes,
+                    const Visit& visit) {
   const unsigned long n = cases.size();
   const unsigned long size = chunk_size(n_codes);
-  zel::util::parallel::for_each_index((n + size - 1) / size, [&](unsigned long number) {
+  run.for_each_index((n + size - 1) / size, [&](unsigned long number) {
     chunk some{number * size, {}};
     const unsigned long end = std::min(n, some.first + size);
     for (unsigned long i = some.first; i < end; ++i) some.cases.push_back(cases[i]);
@@ -90,10 +91,11 @@ void for_each_chunk(const Cases& cases, unsigned long n_codes, const Visit& visi
   });
 }
 
-ballot make_ballot(const table& t, const std::vector<std::unique_ptr<decision_tree>>& trees,
+ballot make_ballot(const zel::util::run_context& run, const table& t,
+                   const std::vector<std::unique_ptr<decision_tree>>& trees,
                    const std::vector<unsigned long>& seeds, unsigned long n_cases) {
   ballot voters(trees.size());
-  zel::util::parallel::for_each_index(trees.size(), [&](unsigned long i) {
+  run.for_each_index(trees.size(), [&](unsigned long i) {
     voters[i].emplace(voting_tree{in_bag(n_cases, seeds[i]), flat_tree(t, *trees[i])});
   });
   return voters;
@@ -146,9 +148,9 @@ double dtree::oob_error(const table& t) const {
   const unsigned long n = cases_.size();
   const unsigned long n_codes = t.n_class_codes();
   std::vector<std::uint32_t> winners(n);
-  zel::util::parallel::with_workers([&] {
-    const ballot trees = make_ballot(t, trees_, seeds_, n);
-    for_each_chunk(cases_, n_codes, [&](unsigned long, const chunk& some) {
+  run_->with_workers([&] {
+    const ballot trees = make_ballot(*run_, t, trees_, seeds_, n);
+    for_each_chunk(*run_, cases_, n_codes, [&](unsigned long, const chunk& some) {
       vote(t, trees, some, [&](std::size_t tree, auto, auto votes) {
         if (tree + 1 < trees.size()) return;
         for (std::size_t c = 0; c < some.cases.size(); ++c) {
@@ -176,9 +178,9 @@ std::vector<double> dtree::oob_errors(const table& t) const {
       (cases_.size() + chunk_size(t.n_class_codes()) - 1) / chunk_size(t.n_class_codes());
   const voted_weights none{std::vector<double>(n_trees), std::vector<double>(n_trees)};
   std::vector<voted_weights> by_chunk(n_chunks, none);
-  zel::util::parallel::with_workers([&] {
-    const ballot trees = make_ballot(t, trees_, seeds_, cases_.size());
-    for_each_chunk(cases_, t.n_class_codes(), [&](unsigned long number, const chunk& some) {
+  run_->with_workers([&] {
+    const ballot trees = make_ballot(*run_, t, trees_, seeds_, cases_.size());
+    for_each_chunk(*run_, cases_, t.n_class_codes(), [&](unsigned long number, const chunk& some) {
       follow(t, trees, some, by_chunk[number]);
     });
   });

@@ -6,7 +6,7 @@
 #include "impls/model/dtree.h"
 #include "zel/util/cronos.h"
 #include "zel/util/number_util.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -51,7 +51,7 @@ double dtree::predict_row(const table& t, row_t row, decision_tree::prediction& 
 batch_predictor dtree::make_predictor(const table& t) const {
   std::vector<const decision_tree*> trees;
   for (const auto& tree : trees_) trees.push_back(tree.get());
-  return zel::util::parallel::with_workers([&] { return batch_predictor(t, trees, votes()); });
+  return run_->with_workers([&] { return batch_predictor(t, trees, votes(), *run_); });
 }
 
 std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,
@@ -62,7 +62,7 @@ std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,
   auto matrix = std::make_unique<conf_matrix>(&t);
   const batch_predictor predictor = make_predictor(t);
   const double depths =
-      zel::util::parallel::with_workers([&] { return tally(t, cases, 1.0, *matrix, predictor); });
+      run_->with_workers([&] { return tally(t, cases, 1.0, *matrix, predictor); });
   watch.stop();
   matrix->set_elapsed(watch.get_elapsed());
   if (average_depth != nullptr) {
