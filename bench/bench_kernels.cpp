@@ -134,12 +134,12 @@ void predict(benchmark::State& state) {
     owned.back()->build(plan, &drawn, k_no_depth_limit, &attributes);
     trees.push_back({owned.back().get()});
   }
-  const batch_predictor predictor(t, trees, trees.size() > 1);
+  const batch_predictor predictor(t, trees, trees.size() > 1, zel::util::default_context());
   std::vector<std::uint32_t> codes;
   gather_codes(t, *all, codes);
   std::vector<outcome> outcomes(all->size());
   const std::size_t width = t.n_attributes();
-  const std::size_t block = cases_at_once(outcomes.size(), t.n_class_codes());
+  const std::size_t block = cases_at_once(outcomes.size(), t.n_class_codes(), predictor.run());
   for (auto _ : state) {
     for (std::size_t at = 0; at < outcomes.size(); at += block) {
       const std::size_t n = std::min(block, outcomes.size() - at);

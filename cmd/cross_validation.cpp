@@ -5,7 +5,7 @@
 
 #include "log.h"
 #include "side_sets.h"
-#include "zel/util/progress.h"
+#include "zel/util/run_context.h"
 
 namespace orvcmd {
 
@@ -72,7 +72,7 @@ void cross_validate(const options& opt, table* t, const dtree& model, _cv_errors
   log_line(log, "Cross-validating ");
   errors = _cv_errors{};
   using zel::util::progress::unit;
-  zel::util::progress::begin(unit::folds, k * repetitions);
+  zel::util::default_context().progress().begin(unit::folds, k * repetitions);
   const subset_ptr all(t->get_wsubset_all());
   for (unsigned long repetition = 0; repetition < repetitions; ++repetition) {
     all->stratify_cross(k, t, true);
@@ -82,7 +82,7 @@ void cross_validate(const options& opt, table* t, const dtree& model, _cv_errors
       copy->build(t, parts.train.get());
       const std::unique_ptr<conf_matrix> cm(copy->test(t, parts.test.get(), nullptr));
       add_fold(opt, *copy, *cm, errors);
-      zel::util::progress::count(unit::folds);
+      zel::util::default_context().count(unit::folds);
       if (log != nullptr) *log << '.' << std::flush;
     }
   }

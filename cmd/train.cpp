@@ -7,7 +7,7 @@
 #include "selection.h"
 #include "side_sets.h"
 #include "trace.h"
-#include "zel/util/progress.h"
+#include "zel/util/run_context.h"
 
 namespace orvcmd {
 
@@ -71,8 +71,8 @@ void grow(const options& opt, table* t, table::subset* cases, std::unique_ptr<dt
   log_line(log, "Building ", opt.n_trees, " tree(s) on ", cases->size(), " cases");
   using zel::util::progress::unit;
   const bool many = opt.n_trees > 1;
-  zel::util::progress::begin(many ? unit::trees : unit::nodes,
-                             many ? static_cast<unsigned long>(opt.n_trees) : 0);
+  zel::util::default_context().progress().begin(many ? unit::trees : unit::nodes,
+                                                many ? static_cast<unsigned long>(opt.n_trees) : 0);
   const bool preprune = opt.pruning != static_cast<int>(orvik::model::NO_PRUNING);
   model->set_pruning_strategy(preprune ? orvik::model::PRE_PRUNING_ONLY : orvik::model::NO_PRUNING);
   model->set_fs(orvik::model::NO_SELECTION, 0);  // it was made, if at all

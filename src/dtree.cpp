@@ -4,8 +4,10 @@
 
 #include "binary_file.h"
 #include "impls/model/dtree.h"
+#include "orvik/run_context.h"
 #include "zel/inpout/ioconn.h"
 #include "zel/inpout/stream.h"
+#include "zel/util/run_context.h"
 
 namespace orvik {
 
@@ -32,9 +34,10 @@ std::unique_ptr<table::subset> all_instead_of(const table* t, const table::subse
 
 /// A line stream over a file; it owns the connection. Its blocks are small because many of them
 /// are worked on at a time.
-zel::inpout::stream open_rows(const std::string& file, char sep) {
+zel::inpout::stream open_rows(const std::string& file, char sep, unsigned long workers) {
   constexpr unsigned long k_half_block = 1UL << 17;
-  return {zel::inpout::ioconn::get_default_input(file), sep, /*owns=*/true, {k_half_block}};
+  return {
+      zel::inpout::ioconn::get_default_input(file, workers), sep, /*owns=*/true, {k_half_block}};
 }
 
 }  // namespace
@@ -44,6 +47,8 @@ dtree::dtree(std::unique_ptr<impls::dtree> impl) : impl_(std::move(impl)) {}
 dtree::~dtree() = default;
 
 dtree* dtree::clone(bool parameters_only) const { return new dtree(impl_->clone(parameters_only)); }
+
+void dtree::use(run_context& run) { impl_->use(run.get_impl()); }
 
 void dtree::set_pruning_strategy(_PruningStrategy strategy) {
   impl_->set_pruning_strategy(strategy);
@@ -93,13 +98,13 @@ conf_matrix* dtree::test(table* t, table::subset* cases, double* average_depth) 
 
 conf_matrix* dtree::test(const std::string& file, char sep, const std::string& missing,
                          unseen_values* unseen) const {
-  zel::inpout::stream in = open_rows(file, sep);
+  zel::inpout::stream in = open_rows(file, sep, impl_->run().n_workers);
   return new conf_matrix(impl_->test(&in, missing, unseen));
 }
 
 double dtree::score(const std::string& file, char sep, std::ostream& out, unsigned long& n, char c,
                     bool probabilities, unseen_values* unseen) const {
-  zel::inpout::stream in = open_rows(file, sep);
+  zel::inpout::stream in = open_rows(file, sep, impl_->run().n_workers);
   return impl_->score(&in, out, n, c, probabilities, unseen);
 }
 

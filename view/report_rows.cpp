@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "impls/evaluation/row_coder.h"
-#include "zel/util/parallel.h"
 #include "zel/util/rand_gen.h"
+#include "zel/util/run_context.h"
 
 namespace orvview {
 
@@ -21,9 +21,10 @@ constexpr unsigned long k_permutation_seed = 1;
 /// Calls work(i) for 0 .. n - 1 on the workers.
 template <class Work>
 void for_each(unsigned long n, const Work& work) {
-  zel::util::parallel::with_workers([&] {
+  const zel::util::run_context& run = zel::util::default_context();
+  run.with_workers([&] {
     constexpr unsigned long k_chunk = 256;
-    zel::util::parallel::for_each_index((n + k_chunk - 1) / k_chunk, [&](unsigned long chunk) {
+    run.for_each_index((n + k_chunk - 1) / k_chunk, [&](unsigned long chunk) {
       for (unsigned long i = chunk * k_chunk; i < std::min(n, (chunk + 1) * k_chunk); ++i) work(i);
     });
   });

@@ -9,34 +9,31 @@
 namespace zel::util {
 namespace {
 
-class seed_test : public testing::Test {
- protected:
-  void TearDown() override { clear_seed(); }
-};
-
-TEST_F(seed_test, repeats_from_the_start_when_set_again) {
-  set_seed(42);
-  const unsigned long first = draw_seed(draw::shuffle);
-  const unsigned long second = draw_seed(draw::shuffle);
-  set_seed(42);
-  EXPECT_EQ(draw_seed(draw::shuffle), first);
-  EXPECT_EQ(draw_seed(draw::shuffle), second);
-  set_seed(43);
-  EXPECT_NE(draw_seed(draw::shuffle), first);
+TEST(seed_source, repeats_from_the_start_when_set_again) {
+  seed_source seeds;
+  seeds.set(42);
+  const unsigned long first = seeds.next(draw::shuffle);
+  const unsigned long second = seeds.next(draw::shuffle);
+  seeds.set(42);
+  EXPECT_EQ(seeds.next(draw::shuffle), first);
+  EXPECT_EQ(seeds.next(draw::shuffle), second);
+  seeds.set(43);
+  EXPECT_NE(seeds.next(draw::shuffle), first);
 }
 
-TEST_F(seed_test, differs_for_every_purpose_and_index) {
-  set_seed(1);
+TEST(seed_source, differs_for_every_purpose_and_index) {
+  seed_source source;
+  source.set(1);
   std::set<unsigned long> seeds;
   unsigned long drawn = 0;
   const auto add = [&](unsigned long seed) { seeds.insert(seed), ++drawn; };
   for (const draw purpose : {draw::shuffle, draw::sample, draw::bootstrap, draw::stratify,
                              draw::bitmap, draw::attributes}) {
-    add(draw_seed(purpose, {}));
+    add(source.at(purpose, {}));
     for (unsigned long i = 0; i < 30; ++i) {
-      add(draw_seed(purpose));
-      add(draw_seed(purpose, {i}));
-      for (unsigned long j = 0; j < 30; ++j) add(draw_seed(purpose, {i, j}));
+      add(source.next(purpose));
+      add(source.at(purpose, {i}));
+      for (unsigned long j = 0; j < 30; ++j) add(source.at(purpose, {i, j}));
     }
   }
   EXPECT_EQ(seeds.size(), drawn);

@@ -1,24 +1,27 @@
 #include "impls/evaluation/batch_predictor.h"
 
 #include <algorithm>
+#include <cassert>
 #include <optional>
 
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
-std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes) {
+std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes,
+                          const zel::util::run_context& run) {
   constexpr std::size_t k_least = 1U << 9, k_most = 1U << 12, k_counters = 1U << 16;
-  const std::size_t shared = std::clamp(n / (4 * zel::util::parallel::n_slots()), k_least, k_most);
+  const std::size_t shared = std::clamp(n / (4 * run.n_slots()), k_least, k_most);
   return std::clamp<std::size_t>(k_counters / n_class_codes, 1, shared);
 }
 
-batch_predictor::batch_predictor(const table& t, const std::vector<voter>& trees, bool vote)
-    : n_class_codes_(t.n_class_codes()), n_attributes_(t.n_attributes()), vote_(vote) {
+batch_predictor::batch_predictor(const table& t, const std::vector<voter>& trees, bool vote,
+                                 zel::util::run_context& run)
+    : run_(run), n_class_codes_(t.n_class_codes()), n_attributes_(t.n_attributes()), vote_(vote) {
+  assert(vote ? !trees.empty() : trees.size() == 1);
   flat_tree::require_narrow(t);
   std::vector<std::optional<flat_tree>> flat(trees.size());
-  zel::util::parallel::for_each_index(trees.size(),
-                                      [&](unsigned long i) { flat[i].emplace(t, *trees[i].tree); });
+  run.for_each_index(trees.size(), [&](unsigned long i) { flat[i].emplace(t, *trees[i].tree); });
   trees_.reserve(trees.size());
   for (std::optional<flat_tree>& tree : flat) trees_.push_back(std::move(*tree));
   for (const voter& each : trees) {

@@ -137,14 +137,15 @@ double decision_tree::predict_changed_row(const table& t, row_t row, unsigned in
 }
 
 double decision_tree::predict_cm(const table& t, const case_list& cases, double weight,
-                                 conf_matrix& matrix) const {
-  const batch_predictor predictor(t, {{this}}, /*vote=*/false);
+                                 conf_matrix& matrix, zel::util::run_context& run) const {
+  const batch_predictor predictor(t, {{this}}, /*vote=*/false, run);
   return tally(t, cases, weight, matrix, predictor);
 }
 
-double decision_tree::err_misc(const table& t, const case_list& cases) const {
+double decision_tree::err_misc(const table& t, const case_list& cases,
+                               zel::util::run_context& run) const {
   conf_matrix matrix(&t);
-  predict_cm(t, cases, 1.0, matrix);
+  predict_cm(t, cases, 1.0, matrix, run);
   return matrix.err_misc();
 }
 

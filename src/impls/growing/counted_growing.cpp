@@ -7,7 +7,7 @@
 #include "impls/splitting/flag_cells.h"
 #include "impls/splitting/measure.h"
 #include "impls/splitting/split_choice.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -153,7 +153,7 @@ void counted_growing::measure(const decision_node& node, const counted_piece& pi
   };
   const unsigned long n_measures = candidates.size() + together;
   if (draw_ == nullptr && n * n_measures >= k_parallel_counts) {
-    zel::util::parallel::for_each_index(n_measures, measure_at);
+    plan_.run().for_each_index(n_measures, measure_at);
   } else {
     for (unsigned long i = 0; i < n_measures; ++i) measure_at(i);
   }

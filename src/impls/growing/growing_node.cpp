@@ -1,10 +1,13 @@
 #include "impls/growing/growing_node.h"
 
+#include <cassert>
+
 namespace orvik::impls {
 
 void make_active_children(const table& t, double min_weight, decision_tree& tree,
                           unsigned long depth, std::vector<growing_node>& open) {
   decision_node& node = *tree.get_node();
+  assert(node.is_active() && node.is_split() && depth > 0);
   std::vector<branch_cases> branches = node.branches(t);
   tree.set_capacity(static_cast<unsigned int>(branches.size()));
   for (unsigned int i = 0; i < branches.size(); ++i) {

@@ -6,7 +6,7 @@
 #include "impls/splitting/column_measure.h"
 #include "impls/splitting/split_choice.h"
 #include "impls/trees/decision_node.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -28,7 +28,7 @@ void decision_node::split(const table& t, model::split_type type, double min_wei
 
 void decision_node::split(const table& t, model::split_type type, double min_weight,
                           const zel::adt::bitmap* usable, unsigned long k,
-                          zel::util::rand_gen* draw) {
+                          zel::util::rand_gen* draw, zel::util::run_context& run) {
   if (!activated_) throw std::runtime_error(k_not_activated);
   require_known(type);
   set_as_leaf();
@@ -46,7 +46,7 @@ void decision_node::split(const table& t, model::split_type type, double min_wei
     measure_candidate(t, type, min_weight, candidates[i], copy);
   };
   if (copy && n_cases_ * candidates.size() >= k_parallel_cells) {
-    zel::util::parallel::for_each_index(candidates.size(), measure);
+    run.for_each_index(candidates.size(), measure);
   } else {
     for (unsigned long i = 0; i < candidates.size(); ++i) measure(i);
   }

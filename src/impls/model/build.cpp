@@ -3,6 +3,7 @@
 // An ensemble's tree is grown on as many draws, with replacement, as there are cases (Breiman
 // 1996); a random forest's nodes measure random attributes besides (Breiman 2001). A tree's draws
 // follow from its seed: the model keeps the seed, not the draws.
+#include <cassert>
 #include <cmath>
 #include <stdexcept>
 
@@ -13,9 +14,8 @@
 #include "impls/tables/folds.h"
 #include "impls/tables/same_codes.h"
 #include "zel/util/cronos.h"
-#include "zel/util/parallel.h"
-#include "zel/util/progress.h"
 #include "zel/util/rand_gen.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -26,7 +26,6 @@ constexpr char k_no_training[] = "no training provided to build the tree";
 constexpr char k_heavy[] = "the weights of a tree's cases have no finite sum";
 
 using zel::util::draw;
-using zel::util::draw_seed;
 
 /// Cases that are drawn again and again may weigh more than any number.
 void require_finite_weight(const case_list& cases) {
@@ -46,8 +45,10 @@ void dtree::build(const table* t, const case_list* cases) {
   training_cm_.reset();
   choose_attributes(*t, *cases);
   table_ = t->clone(/*schema_only=*/true);
-  grow_and_prune(*t, *cases);
-  renew_training_cm(*t);
+  all_or_no_trees([&] {
+    grow_and_prune(*t, *cases);
+    renew_training_cm(*t);
+  });
   watch.stop();
   elapsed_ = watch.get_elapsed();
 }
@@ -68,7 +69,8 @@ void dtree::choose_attributes(const table& t, const case_list& cases) {
 
 void dtree::grow_and_prune(const table& t, const case_list& cases) {
   case_parts split;
-  if (pruning::needs_separate_cases(parameters_.pruning)) split = split_by_class(t, cases);
+  if (pruning::needs_separate_cases(parameters_.pruning))
+    split = split_by_class(t, cases, run_->seeds());
   cases_ = training_cases(split.first ? *split.first : cases);
   split.first.reset();  // the model's copy is smaller
   grow_trees(t);
@@ -84,17 +86,17 @@ void dtree::drop_trees() {
 void dtree::grow_trees(const table& t) {
   std::vector<unsigned long> seeds(parameters_.n_trees);
   if (parameters_.is_ensemble()) {
-    const unsigned long build_seed = draw_seed(draw::bootstrap);
+    const unsigned long build_seed = run_->seeds().next(draw::bootstrap);
     for (unsigned long i = 0; i < parameters_.n_trees; ++i) {
-      seeds[i] = draw_seed(draw::bootstrap, {build_seed, i});
+      seeds[i] = run_->seeds().at(draw::bootstrap, {build_seed, i});
     }
   }
   trees_ = ensemble(parameters_.kind);
-  const growing_plan plan(t, parameters_.split, parameters_.min_obj, attributes_.get());
+  const growing_plan plan(t, parameters_.split, parameters_.min_obj, attributes_.get(), *run_);
   std::vector<std::unique_ptr<decision_tree>> grown(parameters_.n_trees);
-  zel::util::parallel::with_workers([&] {
-    zel::util::parallel::for_each_index(
-        parameters_.n_trees, [&](unsigned long i) { grown[i] = grow_tree(plan, seeds[i]); });
+  run_->with_workers([&] {
+    run_->for_each_index(parameters_.n_trees,
+                         [&](unsigned long i) { grown[i] = grow_tree(plan, seeds[i]); });
   });
   for (unsigned long i = 0; i < grown.size(); ++i) trees_.add({std::move(grown[i]), seeds[i]});
 }
@@ -111,12 +113,12 @@ std::unique_ptr<decision_tree> dtree::grow_tree(const growing_plan& plan,
   } else {
     tree->build(plan, &own, parameters_.max_depth, nullptr);
   }
-  zel::util::progress::count(zel::util::progress::unit::trees);
+  run_->count(zel::util::progress::unit::trees);
   return tree;
 }
 
 zel::util::rand_gen dtree::attribute_draws(unsigned long seed) const {
-  return {attributes_->count(), draw_seed(draw::attributes, {seed})};
+  return {attributes_->count(), run_->seeds().at(draw::attributes, {seed})};
 }
 
 case_list dtree::cases_drawn(unsigned long seed) const {

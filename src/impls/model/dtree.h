@@ -24,6 +24,7 @@
 #include "orvik/enums.h"
 #include "orvik/importance.h"
 #include "zel/adt/bitmap.h"
+#include "zel/util/default_context.h"
 #include "zel/util/nocopy.h"
 #include "zel/util/rand_gen.h"
 
@@ -39,7 +40,12 @@ class dtree : private zel::util::nocopy {
 
   explicit dtree(std::string name) : name_(std::move(name)) {}
 
-  /// A copy of name, parameters and attribute selection; with `parameters_only` clear of
+  /// Everything from now on is done under this context, which must outlive the model or its use;
+  /// at first the default one.
+  void use(zel::util::run_context& run) { run_ = &run; }
+  const zel::util::run_context& run() const { return *run_; }
+
+  /// A copy of name, context, parameters and attribute selection; with `parameters_only` clear of
   /// everything else too.
   std::unique_ptr<dtree> clone(bool parameters_only) const;
 
@@ -192,6 +198,18 @@ class dtree : private zel::util::nocopy {
   batch_predictor make_predictor(const table& t) const;
   void search_attributes(const table& t, const case_list& growing, const case_list& searching);
   void drop_trees();
+  /// Does work on the trees; what fails half way leaves none, rather than half grown or pruned
+  /// ones.
+  template <class Work>
+  void all_or_no_trees(const Work& work) {
+    try {
+      work();
+    } catch (...) {
+      drop_trees();
+      training_cm_.reset();
+      throw;
+    }
+  }
   void grow_trees(const table& t);
   std::unique_ptr<decision_tree> grow_tree(const growing_plan& plan, unsigned long seed) const;
   zel::util::rand_gen attribute_draws(unsigned long seed) const;
@@ -208,13 +226,14 @@ class dtree : private zel::util::nocopy {
   // What clone() copies, beside the trees.
   template <class Self>
   static auto settings_of(Self& self) {
-    return std::tie(self.name_, self.parameters_, self.search_, self.attributes_);
+    return std::tie(self.run_, self.name_, self.parameters_, self.search_, self.attributes_);
   }
   template <class Self>
   static auto results_of(Self& self) {
     return std::tie(self.table_, self.training_cm_, self.cases_, self.elapsed_);
   }
 
+  zel::util::run_context* run_ = &zel::util::default_context();
   std::string name_;
   parameters parameters_;
   attribute_search search_;

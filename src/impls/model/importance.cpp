@@ -17,7 +17,7 @@
 #include "impls/model/dtree.h"
 #include "impls/splitting/impurity.h"
 #include "zel/adt/tree_walk.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -142,14 +142,14 @@ std::vector<attribute_importance> dtree::importance(const table& t) const {
     for (share& s : shares) {
       using zel::util::draw;
       s.permutation = cases.rise(
-          s.attribute, zel::util::draw_seed(draw::permutation, {trees_.seed(i), s.attribute}));
+          s.attribute, run_->seeds().at(draw::permutation, {trees_.seed(i), s.attribute}));
     }
     return shares;
   };
   std::vector<std::vector<share>> by_tree(trees_.n_trees());
-  zel::util::parallel::with_workers([&] {
-    zel::util::parallel::for_each_index(trees_.n_trees(),
-                                        [&](unsigned long i) { by_tree[i] = shares_of_tree(i); });
+  run_->with_workers([&] {
+    run_->for_each_index(trees_.n_trees(),
+                         [&](unsigned long i) { by_tree[i] = shares_of_tree(i); });
   });
 
   const double none = has_draws() ? 0 : std::numeric_limits<double>::quiet_NaN();

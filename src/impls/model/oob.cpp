@@ -16,7 +16,7 @@
 #include "impls/evaluation/flat_tree.h"
 #include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -77,10 +77,11 @@ std::uint32_t winner(const vote_count& votes, std::size_t c) {
 
 /// Calls visit(number, chunk) for all cases, chunk by chunk, on the workers.
 template <class Cases, class Visit>
-void for_each_chunk(const Cases& cases, unsigned long n_codes, const Visit& visit) {
+void for_each_chunk(const zel::util::run_context& run, const Cases& cases, unsigned long n_codes,
+                    const Visit& visit) {
   const unsigned long n = cases.size();
   const unsigned long size = chunk_size(n_codes);
-  zel::util::parallel::for_each_index((n + size - 1) / size, [&](unsigned long number) {
+  run.for_each_index((n + size - 1) / size, [&](unsigned long number) {
     chunk some{number * size, {}};
     const unsigned long end = std::min(n, some.first + size);
     for (unsigned long i = some.first; i < end; ++i) some.cases.push_back(cases[i]);
@@ -88,10 +89,11 @@ void for_each_chunk(const Cases& cases, unsigned long n_codes, const Visit& visi
   });
 }
 
-ballot make_ballot(const table& t, const ensemble& trees, unsigned long n_cases) {
+ballot make_ballot(const zel::util::run_context& run, const table& t, const ensemble& trees,
+                   unsigned long n_cases) {
   const std::vector<voter> asked = trees.voters();
   ballot voters(asked.size());
-  zel::util::parallel::for_each_index(asked.size(), [&](unsigned long i) {
+  run.for_each_index(asked.size(), [&](unsigned long i) {
     const auto& [tree, votes] = asked[i];
     voters[i].emplace(voting_tree{in_bag(n_cases, trees.seed(i)), flat_tree(t, *tree), votes});
   });
@@ -143,9 +145,9 @@ double dtree::oob_error(const table& t) const {
   const unsigned long n = cases_.size();
   const unsigned long n_codes = t.n_class_codes();
   std::vector<std::uint32_t> winners(n);
-  zel::util::parallel::with_workers([&] {
-    const ballot trees = make_ballot(t, trees_, n);
-    for_each_chunk(cases_, n_codes, [&](unsigned long, const chunk& some) {
+  run_->with_workers([&] {
+    const ballot trees = make_ballot(*run_, t, trees_, n);
+    for_each_chunk(*run_, cases_, n_codes, [&](unsigned long, const chunk& some) {
       vote(t, trees, some, [&](std::size_t tree, auto, const vote_count& votes) {
         if (tree + 1 < trees.size()) return;
         for (std::size_t c = 0; c < some.cases.size(); ++c) {
@@ -173,9 +175,9 @@ std::vector<double> dtree::oob_errors(const table& t) const {
       (cases_.size() + chunk_size(t.n_class_codes()) - 1) / chunk_size(t.n_class_codes());
   const voted_weights none{std::vector<double>(n_trees), std::vector<double>(n_trees)};
   std::vector<voted_weights> by_chunk(n_chunks, none);
-  zel::util::parallel::with_workers([&] {
-    const ballot trees = make_ballot(t, trees_, cases_.size());
-    for_each_chunk(cases_, t.n_class_codes(), [&](unsigned long number, const chunk& some) {
+  run_->with_workers([&] {
+    const ballot trees = make_ballot(*run_, t, trees_, cases_.size());
+    for_each_chunk(*run_, cases_, t.n_class_codes(), [&](unsigned long number, const chunk& some) {
       follow(t, trees, some, by_chunk[number]);
     });
   });

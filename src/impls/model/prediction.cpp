@@ -5,7 +5,7 @@
 #include "impls/evaluation/tally.h"
 #include "impls/model/dtree.h"
 #include "zel/util/cronos.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -17,8 +17,7 @@ constexpr char k_no_eval_subset[] = "set_training_cm with no eval_subset";
 }  // namespace
 
 batch_predictor dtree::make_predictor(const table& t) const {
-  return zel::util::parallel::with_workers(
-      [&] { return batch_predictor(t, trees_.voters(), votes()); });
+  return run_->with_workers([&] { return batch_predictor(t, trees_.voters(), votes(), *run_); });
 }
 
 std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,
@@ -29,7 +28,7 @@ std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,
   auto matrix = std::make_unique<conf_matrix>(&t);
   const batch_predictor predictor = make_predictor(t);
   const double depths =
-      zel::util::parallel::with_workers([&] { return tally(t, cases, 1.0, *matrix, predictor); });
+      run_->with_workers([&] { return tally(t, cases, 1.0, *matrix, predictor); });
   watch.stop();
   matrix->set_elapsed(watch.get_elapsed());
   if (average_depth != nullptr) {

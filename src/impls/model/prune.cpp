@@ -6,7 +6,7 @@
 #include "impls/pruning/strategies.h"
 #include "impls/tables/same_codes.h"
 #include "zel/util/cronos.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -49,9 +49,11 @@ void dtree::prune_trees(const table& t, const case_list* prune_cases) {
   }
   case_list training;
   if (from_training) prune_cases = &(training = cases_.expand());
-  zel::util::parallel::with_workers([&] {
-    zel::util::parallel::for_each_index(trees_.n_trees(),
-                                        [&](unsigned long i) { prune_tree(t, i, prune_cases); });
+  all_or_no_trees([&] {
+    run_->with_workers([&] {
+      run_->for_each_index(trees_.n_trees(),
+                           [&](unsigned long i) { prune_tree(t, i, prune_cases); });
+    });
   });
 }
 
@@ -82,7 +84,7 @@ case_list dtree::cases_as_grown(const table& t, unsigned long i) const {
 /// The cases of tree i lie at its root while it is pruned.
 void dtree::prune_tree(const table& t, unsigned long i, const case_list* prune_cases) {
   decision_tree& tree = trees_.tree(i);
-  const pruning::material with{t, parameters_.conf_level, prune_cases};
+  const pruning::material with{t, parameters_.conf_level, prune_cases, *run_};
   if (!pruning::needs_training_cases(parameters_.pruning)) {
     pruning::prune(tree, parameters_.pruning, with);
     return;

@@ -92,8 +92,10 @@ struct subtree_errors {
 
 }  // namespace
 
-double decision_tree::prune_rep(const table& t, const case_list& cases, bool graft, bool all) {
-  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), rep{{}, t, cases});
+double decision_tree::prune_rep(const table& t, const case_list& cases, bool graft, bool all,
+                                zel::util::run_context& run) {
+  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), rep{{}, t, cases},
+                                  run);
 }
 
 double decision_tree::prune_rep_est(const table& t, const case_list& cases, double limit) const {
@@ -107,7 +109,7 @@ double decision_tree::prune_rep_est(const table& t, const case_list& cases, doub
 }
 
 void pruning::prune_by_rep(decision_tree& tree, const material& with, raising how) {
-  tree.prune_rep(with.t, *with.cases, how != raising::none, how == raising::best_child);
+  tree.prune_rep(with.t, *with.cases, how != raising::none, how == raising::best_child, with.run);
   tree.set_estimated_error_from_leaf_error();
 }
 

@@ -5,11 +5,9 @@
 #include <algorithm>
 
 #include "impls/splitting/split_choice.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls::selection {
-
-using zel::util::parallel::for_each_index;
 
 namespace {
 
@@ -101,7 +99,7 @@ void search_tree::measure(std::vector<open_node>& open) {
       visits_ += o.node->stats.n_cases();
     }
   }
-  for_each_index(missing.size(), [&](unsigned long i) {
+  s_.run.for_each_index(missing.size(), [&](unsigned long i) {
     search_node& node = *missing[i].node;
     node.stats.measure_candidate(s_.t, s_.type, s_.min_weight, node.tests[missing[i].test],
                                  /*copy=*/true);
@@ -109,7 +107,7 @@ void search_tree::measure(std::vector<open_node>& open) {
 }
 
 void search_tree::choose(std::vector<open_node>& open) const {
-  for_each_index(open.size(), [&](unsigned long i) {
+  s_.run.for_each_index(open.size(), [&](unsigned long i) {
     open[i].choice = split_choice::best_of(std::span<const candidate>(open[i].node->tests), s_.type,
                                            members(*open[i].subset));
   });
@@ -125,7 +123,7 @@ void search_tree::split(std::vector<open_node>& open) {
     splits.push_back({{o.choice->attribute, 0}, {}});
   }
   // The splits of a node one after another: its children read from it which test it has.
-  for_each_index(made.size(), [&](unsigned long i) {
+  s_.run.for_each_index(made.size(), [&](unsigned long i) {
     for (node_split& each : made[i].own()) make_children(*made[i].node, each);
   });
   for (const new_splits& some : made) {

@@ -19,6 +19,7 @@
 #include "impls/types.h"
 #include "orvik/enums.h"
 #include "zel/adt/bitmap.h"
+#include "zel/util/default_context.h"
 #include "zel/util/nocopy.h"
 #include "zel/util/rand_gen.h"
 
@@ -56,7 +57,8 @@ class decision_node : private zel::util::nocopy {
              const zel::adt::bitmap* usable, unsigned long k, bool forest);
   /// The same; `draw` (null: all are measured) picks floor(log2 k) + 1 of the k usable ones.
   void split(const table& t, model::split_type type, double min_weight,
-             const zel::adt::bitmap* usable, unsigned long k, zel::util::rand_gen* draw);
+             const zel::adt::bitmap* usable, unsigned long k, zel::util::rand_gen* draw,
+             zel::util::run_context& run = zel::util::default_context());
   /// Whether no test is looked for: at an empty or pure node, or where two branches of
   /// `min_weight` do not fit.
   bool stays_leaf(double min_weight) const;
