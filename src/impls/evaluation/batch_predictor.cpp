@@ -1,6 +1,7 @@
 #include "impls/evaluation/batch_predictor.h"
 
 #include <algorithm>
+#include <cassert>
 #include <optional>
 
 #include "zel/util/parallel.h"
@@ -45,6 +46,7 @@ void batch_predictor::predict_rows(const table& t, case_span cases,
 }
 
 void batch_predictor::predict(const case_block& cases, std::span<outcome> outcomes) const {
+  assert(vote_ || trees_.size() == 1);
   vote_ ? predict_votes(cases, outcomes) : predict_one(trees_[0], cases, outcomes);
 }
 

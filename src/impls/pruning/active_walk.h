@@ -11,6 +11,7 @@
 #include <tbb/task_group.h>
 
 #include <atomic>
+#include <cassert>
 #include <exception>
 #include <list>
 #include <mutex>
@@ -91,6 +92,7 @@ class active_walk : private zel::util::nocopy {
   }
 
   step child_of(step& father, unsigned int i) const {
+    assert(father.branches[i].cases != nullptr);  // each is visited once
     decision_tree& child = *father.tree->get_child(i);
     return {&child, activation(child, t_, std::move(father.branches[i]))};
   }
