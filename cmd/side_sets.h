@@ -6,11 +6,11 @@
 
 #include "options.h"
 #include "orvik/orvik.h"
+#include "orvik/strategies.h"
 
 namespace orvcmd {
 
-/// Share of the training cases that a tree is grown on where the others are kept.
-inline constexpr double k_growing_share = 0.7;
+using orvik::model::k_growing_share;
 
 struct side_sets {
   std::unique_ptr<orvik::table::subset> grow, held;

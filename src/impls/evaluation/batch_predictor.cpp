@@ -48,6 +48,7 @@ void batch_predictor::predict_rows(const table& t, case_span cases,
 }
 
 void batch_predictor::predict(const case_block& cases, std::span<outcome> outcomes) const {
+  assert(vote_ || trees_.size() == 1);
   vote_ ? predict_votes(cases, outcomes) : predict_one(trees_[0], cases, outcomes);
 }
 

@@ -1,6 +1,7 @@
 #include "impls/evaluation/flat_tree.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <stdexcept>
 
@@ -74,6 +75,7 @@ class flat_tree::builder {
   place add_split(const subtree& at) {
     const decision_node& node = *at.tree->get_node();
     const split_test& asked = node.test();
+    assert(node.is_split());
     const unsigned int n = at.tree->get_no_childs();
     const std::size_t test = into_.tests_.size();
     const std::size_t first = open_.size();

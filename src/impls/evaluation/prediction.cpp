@@ -38,16 +38,10 @@ struct portion {
   unsigned long depth;
 };
 
-/// Adds the shares of a leaf; the whole weight goes to its class where no training case came.
+/// Adds the shares of a leaf. @return depth x weight.
 double distribute_leaf(const decision_node& leaf, std::vector<double>& distribution, double weight,
                        unsigned long depth) {
-  if (leaf.weight() > 0) {
-    for (code_t c = 0; c < distribution.size(); ++c) {
-      distribution[c] += part_of(weight, leaf.class_weight(c), leaf.weight());
-    }
-  } else {
-    distribution[leaf.get_leaf_class()] += weight;
-  }
+  leaf.add_shares(weight, distribution);
   return static_cast<double>(depth) * weight;
 }
 

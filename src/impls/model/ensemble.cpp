@@ -19,12 +19,6 @@ std::vector<voter> ensemble::voters() const {
   return all;
 }
 
-unsigned long ensemble::n_votes() const {
-  unsigned long all = 0;
-  for (const member& m : members_) all += m.votes;
-  return all;
-}
-
 /// `predict(tree, result)` gives a tree's prediction and its weighted depth.
 template <class Predict>
 double ensemble::ask(const table& t, decision_tree::prediction& result,
@@ -68,18 +62,6 @@ void ensemble::predict_distribution(const table& t, const std::vector<code_t>& c
   for (double& share : shares) share /= all;
 }
 
-unsigned long ensemble::size() const {
-  unsigned long sum = 0;
-  for (const member& m : members_) sum += m.tree->size();
-  return sum;
-}
-
-unsigned long ensemble::leaves() const {
-  unsigned long sum = 0;
-  for (const member& m : members_) sum += m.tree->leaves();
-  return sum;
-}
-
 unsigned long ensemble::depth() const {
   unsigned long deepest = 0;
   for (const member& m : members_) deepest = std::max(deepest, m.tree->depth());
@@ -87,9 +69,8 @@ unsigned long ensemble::depth() const {
 }
 
 double ensemble::epl() const {
-  double sum = 0;
-  for (const member& m : members_) sum += static_cast<double>(m.tree->epl(0));
-  return empty() ? 0.0 : sum / static_cast<double>(n_trees());
+  const unsigned long all = sum([](const member& m) { return m.tree->epl(0); });
+  return empty() ? 0.0 : static_cast<double>(all) / static_cast<double>(n_trees());
 }
 
 zel::adt::bitmap ensemble::used_attributes(unsigned long n) const {

@@ -58,8 +58,12 @@ class ensemble {
                             std::vector<double>& shares) const;
 
   // Measures over the trees: sums, for the depth the largest, for the path length the mean.
-  unsigned long size() const;
-  unsigned long leaves() const;
+  unsigned long size() const {
+    return sum([](const member& m) { return m.tree->size(); });
+  }
+  unsigned long leaves() const {
+    return sum([](const member& m) { return m.tree->leaves(); });
+  }
   unsigned long depth() const;
   double epl() const;
   /// Which of n attributes a tree tests.
@@ -68,7 +72,15 @@ class ensemble {
  private:
   template <class Predict>
   double ask(const table& t, decision_tree::prediction& result, const Predict& predict) const;
-  unsigned long n_votes() const;
+  template <class Measure>
+  unsigned long sum(const Measure& of) const {
+    unsigned long all = 0;
+    for (const member& m : members_) all += of(m);
+    return all;
+  }
+  unsigned long n_votes() const {
+    return sum([](const member& m) { return m.votes; });
+  }
 
   ensemble_kind kind_ = ensemble_kind::single;
   std::vector<member> members_;

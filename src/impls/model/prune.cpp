@@ -1,4 +1,5 @@
 // Pruning the trees of a model, side by side, with its strategy.
+#include <cassert>
 #include <stdexcept>
 
 #include "impls/growing/measured_order.h"
@@ -84,6 +85,7 @@ case_list dtree::cases_as_grown(const table& t, unsigned long i) const {
 /// The cases of tree i lie at its root while it is pruned.
 void dtree::prune_tree(const table& t, unsigned long i, const case_list* prune_cases) {
   decision_tree& tree = trees_.tree(i);
+  assert(!tree.get_node()->is_active());
   const pruning::material with{t, parameters_.conf_level, prune_cases, *run_};
   if (!pruning::needs_training_cases(parameters_.pruning)) {
     pruning::prune(tree, parameters_.pruning, with);

@@ -95,6 +95,7 @@ class active_walk : private zel::util::nocopy {
   }
 
   step child_of(step& father, unsigned int i) const {
+    assert(father.branches[i].cases != nullptr);  // each is visited once
     decision_tree& child = *father.tree->get_child(i);
     return {&child, activation(child, t_, std::move(father.branches[i]))};
   }

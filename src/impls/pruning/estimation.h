@@ -2,7 +2,7 @@
 // candidate for raising. The subtree itself is not touched: statistics are computed beside it.
 #pragma once
 
-#include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <limits>
 #include <span>
@@ -48,10 +48,7 @@ class training_cases {
 
   /// Of the current node; valid until the next call.
   reached sum_up() {
-    std::fill(distribution_.begin(), distribution_.end(), 0.0);
-    visit_class_codes(t_.class_column().codes(), [&](const auto* classes) {
-      for (const auto& [row, weight] : cases_.top()) distribution_[classes[row]] += weight;
-    });
+    sum_by_class(t_.class_column(), cases_.top(), distribution_);
     const distribution classes(distribution_);
     return {distribution_, classes.sum(), static_cast<class_t>(classes.decide())};
   }
@@ -59,6 +56,7 @@ class training_cases {
   /// Goes on to the children of the current node. @return their shares of the cases of unknown
   /// value; of no meaning where the column has no such values.
   case_stack::share_list split(const decision_tree& tree) {
+    assert(tree.get_no_childs() > 0);
     const split_test& test = tree.get_node()->test();
     const column& tested = t_.column_of(test.attribute);
     const double total = tested.values()->has_null() ? sum_up().weight : 0;

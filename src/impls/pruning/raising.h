@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cassert>
 #include <limits>
 #include <vector>
 
@@ -67,6 +68,7 @@ template <class Estimate>
 candidate choose(const decision_tree& tree, raising how, tie rule, double limit,
                  const zel::util::run_context& run, const Estimate& estimate) {
   if (how == raising::none) return {};
+  assert(tree.get_node()->is_active() && tree.get_no_childs() > 0);
   if (how == raising::largest_child) {
     const auto child = static_cast<unsigned int>(tree.get_largest_child());
     return {child, estimate(*tree.get_child(child), limit)};

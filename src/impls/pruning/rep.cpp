@@ -12,16 +12,6 @@ namespace {
 
 using pruning::fate;
 
-double errors_of(const table& t, std::span<const weighted_row> cases, class_t predicted) {
-  double errors = 0;
-  visit_class_codes(t.class_column().codes(), [&](const auto* classes) {
-    for (const auto& [row, weight] : cases) {
-      if (classes[row] != predicted) errors += weight;
-    }
-  });
-  return errors;
-}
-
 struct rep : pruning::visitor {
   static constexpr pruning::tie tie_rule = pruning::tie::smaller_subtree;
   const table& t;
@@ -71,12 +61,12 @@ struct subtree_errors {
     }
     const pruning::reached r = training.sum_up();
     const class_t fathers = level == 0 ? above : majority[level - 1];
-    return {errors_of(t, here, r.weight > 0 ? r.majority : fathers), false};
+    return {weight_of_others(t.class_column(), here, r.weight > 0 ? r.majority : fathers), false};
   }
   void split(const decision_tree& tree) {
     const split_test& test = tree.get_node()->test();
     pruning_cases.split(t.column_of(test.attribute), test, tree.get_no_childs(),
-                        training.split(tree));
+                        /*total=*/0, training.split(tree));
   }
   void pop() {
     training.pop();

@@ -3,6 +3,7 @@
 #include "impls/selection/search_tree.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "impls/splitting/split_choice.h"
 #include "zel/util/run_context.h"
@@ -172,6 +173,7 @@ void search_tree::route(search_node& node, const node_split& split) const {
 /// Finishes a node that has its cases: counts its errors as a leaf, and readies it to be split or
 /// frees what a leaf has no use for.
 void search_tree::settle(search_node& node, unsigned long levels) const {
+  assert(std::ranges::is_sorted(node.whole));
   node.levels = levels;
   const class_t predicted = node.stats.get_leaf_class();
   for (const unsigned long at : node.whole) {

@@ -99,7 +99,6 @@ class column : private zel::util::nocopy {
                                           const std::string& role, std::string& error);
 
  protected:
-  [[noreturn]] void no_method(const char* method) const;
   /// The code of a text of the value set; throws where the set does not hold it.
   code_t require_code(const char* text) const;
 

@@ -2,13 +2,12 @@
 
 #include <cassert>
 
+#include "orvik/strategies.h"
 #include "zel/util/errors.h"
 
 namespace orvik::impls {
 
 namespace {
-
-constexpr double k_first_share = 0.7;
 
 constexpr char k_stratify_range[] = "stratify input must be in [0,size]";
 
@@ -44,7 +43,7 @@ unsigned long stratify(case_list& cases, unsigned long n, const table& t, bool r
 
 case_parts split_by_class(const table& t, const case_list& cases, zel::util::seed_source& seeds) {
   case_list drawn(cases);
-  const unsigned long n = stratify_frac(drawn, k_first_share, t, /*random=*/true, seeds);
+  const unsigned long n = stratify_frac(drawn, model::k_growing_share, t, /*random=*/true, seeds);
   if (n == 0 || n == drawn.size()) return {};
   return {std::unique_ptr<case_list>(drawn.select(0, n, false)),
           std::unique_ptr<case_list>(drawn.select(0, n, true))};

@@ -47,15 +47,21 @@ void case_stack::make_room(std::size_t unknowns) {
   cases_.resize(end);
 }
 
-/// `shares_of(unknowns)` are asked for once the cases are counted.
-template <class CodeOf, class BranchOf, class SharesOf>
-void case_stack::scatter(const CodeOf& code_of, BranchOf branch_of, std::size_t n,
-                         const SharesOf& shares_of) {
+case_stack::share_list case_stack::own_shares(double known) {
+  shares_.clear();
+  for (const case_count& branch : counts_) shares_.push_back(share_of(branch.weight, known));
+  return shares_;
+}
+
+template <class CodeOf, class BranchOf>
+case_stack::share_list case_stack::scatter(const CodeOf& code_of, BranchOf branch_of, std::size_t n,
+                                           double total, share_list shares) {
   const std::span<const weighted_row> cases = copy_of_top();
   counts_.assign(n, {});
   const case_count unknowns =
       count_cases(cases, code_of, branch_of, std::span<case_count>(counts_));
-  const share_list shares = shares_of(unknowns);
+  if (shares.empty()) shares = own_shares(total - unknowns.weight);
+  assert(shares.size() == n);
   make_room(unknowns.n);
   for_each_routed(
       cases, code_of, branch_of, n,
@@ -65,34 +71,22 @@ void case_stack::scatter(const CodeOf& code_of, BranchOf branch_of, std::size_t 
           cases_[places_[b]++] = {c.first, c.second * shares[b]};
         }
       });
+  return shares;
 }
 
-template <class SharesOf>
-void case_stack::split_by(const column& tested, const split_test& test, std::size_t n,
-                          const SharesOf& shares_of) {
+case_stack::share_list case_stack::split(const column& tested, const split_test& test,
+                                         std::size_t n, double total, share_list shares) {
   // A bool column has no unknown values and no third code.
   const bool in_two =
       n == 2 && (test.is_cut() ? !tested.values()->has_null() : tested.codes().bits == 1);
   visit_routing(tested, test, [&](const auto& code_of, auto branch_of) {
-    in_two ? split_in_two(code_of, branch_of) : scatter(code_of, branch_of, n, shares_of);
-  });
-}
-
-void case_stack::split(const column& tested, const split_test& test, std::size_t n,
-                       share_list shares) {
-  split_by(tested, test, n, [shares](const case_count&) { return shares; });
-}
-
-case_stack::share_list case_stack::split(const column& tested, const split_test& test,
-                                         std::size_t n, double total) {
-  split_by(tested, test, n, [&](const case_count& unknowns) {
-    shares_.clear();
-    for (const case_count& branch : counts_) {
-      shares_.push_back(share_of(branch.weight, total - unknowns.weight));
+    if (in_two) {
+      split_in_two(code_of, branch_of);
+    } else {
+      shares = scatter(code_of, branch_of, n, total, shares);
     }
-    return share_list(shares_);
   });
-  return shares_;
+  return shares;
 }
 
 }  // namespace orvik::impls

@@ -8,8 +8,6 @@
 
 namespace orvik::impls {
 
-using weighted_row = case_list::value_type;
-
 /// Lists of cases on top of each other. Only the one on top is worked on.
 /// Memory: that of the cases, and once more of the longest list that was split.
 class case_stack {
@@ -22,25 +20,22 @@ class case_stack {
     begins_.pop_back();
   }
 
-  /// What a split multiplies the weight of a case of unknown value with, by branch. It is not read
-  /// for a column without unknown values.
+  /// What a split multiplies the weight of a case of unknown value with, by branch.
   using share_list = std::span<const double>;
   /// Replaces the top by the cases of branches 1 .. n of a test, the first on top. Lists keep the
-  /// order.
-  void split(const column& tested, const split_test& test, std::size_t n, share_list shares);
-  /// The same with the shares that the top's own cases of known value have, the top being of
-  /// `total` weight: what split_cases() gives as fractions. @return them, valid until the next
-  /// split; of no meaning for a column without unknown values.
-  share_list split(const column& tested, const split_test& test, std::size_t n, double total);
+  /// order. Without `shares` those are taken that the cases of known value have, the top being of
+  /// `total` weight: what split_cases() gives as fractions. @return the shares, valid until the
+  /// next split; of no meaning for a column without unknown values, which needs none.
+  share_list split(const column& tested, const split_test& test, std::size_t n, double total,
+                   share_list shares = {});
 
  private:
-  template <class SharesOf>
-  void split_by(const column& tested, const split_test& test, std::size_t n,
-                const SharesOf& shares_of);
   template <class CodeOf, class BranchOf>
   void split_in_two(const CodeOf& code_of, BranchOf branch_of);
-  template <class CodeOf, class BranchOf, class SharesOf>
-  void scatter(const CodeOf& code_of, BranchOf branch_of, std::size_t n, const SharesOf& shares_of);
+  template <class CodeOf, class BranchOf>
+  share_list scatter(const CodeOf& code_of, BranchOf branch_of, std::size_t n, double total,
+                     share_list shares);
+  share_list own_shares(double known);
   std::span<const weighted_row> copy_of_top();
   void make_room(std::size_t unknowns);
 

@@ -106,10 +106,7 @@ void decision_node::activate_from_father(const table* t, bool take_place) {
 void decision_node::compute_statistics(const table& t) {
   const unsigned long n_codes = t.n_class_codes();
   if (!distribution_) distribution_ = std::make_unique_for_overwrite<double[]>(n_codes);
-  std::fill_n(distribution_.get(), n_codes, 0.0);
-  visit_class_codes(t.class_column().codes(), [this](const auto* classes) {
-    for (const auto& [row, weight] : *cases_) distribution_[classes[row]] += weight;
-  });
+  sum_by_class(t.class_column(), *cases_, {distribution_.get(), n_codes});
   n_cases_ = cases_->size();
   sum_up(n_codes);
   activated_ = true;
@@ -147,6 +144,7 @@ void decision_node::set_test(const split_test& test) {
 }
 
 bool decision_node::stays_leaf(double min_weight) const {
+  assert(distribution_ != nullptr);
   return weight_ == 0 || distribution_[leaf_class_] == weight_ || 2 * min_weight > weight_;
 }
 
@@ -164,14 +162,17 @@ double decision_node::get_leaf_classfreq() const {
 }
 
 double decision_node::get_leaf_error(const column& class_column, const case_list& cases) const {
-  const class_t predicted = get_leaf_class();
-  double errors = 0;
-  visit_class_codes(class_column.codes(), [&](const auto* classes) {
-    for (const auto& [row, weight] : cases) {
-      if (classes[row] != predicted) errors += weight;
+  return weight_of_others(class_column, cases, get_leaf_class());
+}
+
+void decision_node::add_shares(double amount, std::span<double> by_code) const {
+  if (weight_ > 0) {
+    for (code_t c = 0; c < by_code.size(); ++c) {
+      by_code[c] += part_of(amount, distribution_[c], weight_);
     }
-  });
-  return errors;
+  } else {
+    by_code[get_leaf_class()] += amount;
+  }
 }
 
 unsigned long decision_node::get_no_of_splits(const table& t) const {

@@ -10,6 +10,7 @@
 #include <cassert>
 #include <memory>
 #include <ostream>
+#include <span>
 #include <vector>
 
 #include "impls/tables/table.h"
@@ -81,6 +82,9 @@ class decision_node : private zel::util::nocopy {
   class_t get_leaf_class() const;
   /// Share of the majority class; 1.0 at an empty node.
   double get_leaf_classfreq() const;
+  /// Adds `amount` of a case that ends here to the classes, in their shares of the weight; all to
+  /// its class where no weight came.
+  void add_shares(double amount, std::span<double> by_code) const;
   /// Least m-estimate of the error rate over the class codes 1 .. nclasses - 1 (none: the largest
   /// double); `prior` has the class distribution that the estimate leans on.
   double EER(unsigned long nclasses, const decision_node& prior, double m) const;

@@ -1,10 +1,11 @@
 // What is known of the class of a case, and the class that is answered for it.
 #pragma once
 
+#include <algorithm>
 #include <ranges>
 #include <span>
 
-#include "impls/types.h"
+#include "impls/tables/column.h"
 #include "zel/util/number_util.h"
 
 namespace orvik::impls {
@@ -32,5 +33,26 @@ class distribution {
 
 template <class Range>
 explicit distribution(const Range&) -> distribution<std::ranges::range_value_t<Range>>;
+
+/// Sums up the weights of cases by class code, from 0, in their order.
+inline void sum_by_class(const column& class_column, std::span<const case_list::value_type> cases,
+                         std::span<double> by_code) {
+  std::ranges::fill(by_code, 0.0);
+  visit_class_codes(class_column.codes(), [&](const auto* classes) {
+    for (const auto& [row, weight] : cases) by_code[classes[row]] += weight;
+  });
+}
+
+/// Weight of the cases that are not of the given class.
+inline double weight_of_others(const column& class_column,
+                               std::span<const case_list::value_type> cases, class_t predicted) {
+  double sum = 0;
+  visit_class_codes(class_column.codes(), [&](const auto* classes) {
+    for (const auto& [row, weight] : cases) {
+      if (classes[row] != predicted) sum += weight;
+    }
+  });
+  return sum;
+}
 
 }  // namespace orvik::impls

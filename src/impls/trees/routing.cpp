@@ -12,6 +12,7 @@ namespace {
 /// Branch `wanted` (from 0) of another rule as branch 0; the others are none.
 template <class BranchOf>
 struct only_branch {
+  static constexpr bool k_joins_codes = BranchOf::k_joins_codes;
   BranchOf branch_of;
   std::size_t wanted;
   std::size_t operator()(code_t code) const { return branch_of(code) == wanted ? 0 : 1; }
@@ -32,8 +33,10 @@ void fill(const case_list& cases, double total_weight, const CodeOf& code_of, Br
   for_each_routed(
       cases, code_of, branch_of, branches.size(),
       [&](std::size_t b, const auto& c, code_t code) {
-        code_range& range = branches[b].range;
-        range = {std::min(range.first, code), std::max(range.second, code + 1)};
+        if constexpr (BranchOf::k_joins_codes) {
+          code_range& range = branches[b].range;
+          range = {std::min(range.first, code), std::max(range.second, code + 1)};
+        }
         *ends[b]++ = c;
       },
       [&](const auto& c) {

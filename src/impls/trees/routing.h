@@ -15,6 +15,8 @@
 
 namespace orvik::impls {
 
+using weighted_row = case_list::value_type;
+
 /// The share of a branch in the weight of the cases with a known value, by which the weight of
 /// each of the others is multiplied. Where raising brings only such cases to a test no branch has
 /// one.

@@ -10,16 +10,18 @@
 
 namespace orvik::impls {
 
-// Rules from a known code to a branch, counted from 0.
+// Rules from a known code to a branch, counted from 0; and whether a branch has several codes.
 
 /// Two branches: the codes up to the cut, and those above it.
 struct cut_branches {
+  static constexpr bool k_joins_codes = true;
   code_t cut;
   std::size_t operator()(code_t code) const { return code > cut; }
 };
 
 /// A branch for every value.
 struct value_branches {
+  static constexpr bool k_joins_codes = false;
   std::size_t operator()(code_t code) const { return code - 1; }
 };
 

@@ -53,7 +53,7 @@ void expect_branches(case_stack& stack, const table& t, const case_list& cases,
   const std::vector<double> shares = list_of(stack.split(tested, test, n, total));
   const bool shared = tested.values()->has_null();
   ASSERT_TRUE(!shared || shares.size() == n);
-  twin.split(tested, test, n, shares);  // the same lists
+  twin.split(tested, test, n, 0, shares);  // the same lists
   for (unsigned long b = 0; b < n; ++b) {
     EXPECT_TRUE(!shared || shares[b] == expected[b].fraction);
     EXPECT_EQ(list_of(twin.top()), list_of(*expected[b].cases));
