@@ -98,7 +98,7 @@ TEST_P(parallel_test, stops_at_the_next_index_once_it_is_cancelled) {
 }
 
 // oneTBB's limit is one for the process, and the least of all that are asked for at a time.
-TEST(run_contexts, have_their_own_threads_however_few_another_one_has) {
+TEST(contexts, have_their_own_threads_however_few_another_one_has) {
   using std::chrono::steady_clock;
   run_context few, many;
   few.n_workers = 2;
@@ -119,7 +119,7 @@ TEST(run_contexts, have_their_own_threads_however_few_another_one_has) {
   EXPECT_EQ(most, 5);
 }
 
-TEST(run_contexts, draw_and_count_for_themselves) {
+TEST(contexts, draw_and_count_for_themselves) {
   run_context first, second;
   first.seeds().set(5);
   second.seeds().set(5);

@@ -52,15 +52,12 @@ class run_context : private nocopy {
   /// call whether the run is cancelled.
   template <class F>
   void for_each_index(unsigned long n, F f) const {
-    const auto body = [this, &f](unsigned long i) {
-      require_not_cancelled();
-      f(i);
-    };
     if (n_workers < 2 || n < 2) {
-      for (unsigned long i = 0; i < n; ++i) body(i);
+      for (unsigned long i = 0; i < n; ++i) call(f, i);
       return;
     }
-    tbb::this_task_arena::isolate([&body, n] { parallel::pfor(0, n, body); });
+    tbb::this_task_arena::isolate(
+        [this, &f, n] { parallel::pfor(0, n, [this, &f](unsigned long i) { call(f, i); }); });
   }
 
   // ---- seeds and progress
@@ -88,6 +85,11 @@ class run_context : private nocopy {
   }
 
  private:
+  template <class F>
+  void call(F& f, unsigned long i) const {
+    require_not_cancelled();
+    f(i);
+  }
   [[noreturn]] static void throw_cancelled();
 
   seed_source seeds_;
