@@ -1,5 +1,7 @@
 #include "impls/tables/folds.h"
 
+#include <cassert>
+
 #include "zel/util/errors.h"
 
 namespace orvik::impls {
@@ -63,6 +65,7 @@ unsigned long stratify_cross(case_list& cases, unsigned long k, const table& t, 
       }
     }
   }
+  assert(round * k + fold == n);
   return n / k;
 }
 
