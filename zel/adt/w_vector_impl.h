@@ -1,6 +1,8 @@
 // Members of w_vector; included by w_vector.h only.
 #pragma once
 
+#include <cassert>
+
 #include "zel/adt/stratify_quotas.h"
 #include "zel/adt/w_vector.h"
 #include "zel/util/errors.h"
@@ -110,6 +112,7 @@ unsigned long w_vector<T, W>::stratify(unsigned long sample, long double frac, F
   unsigned long back = sample;
   for (unsigned long front = 0; front < sample;) {
     const unsigned long c = class_of((*this)[front].first);
+    assert(left[c] > 0);
     const unsigned long ticket = random ? draw->below(left[c]) : 0;
     --left[c];
     if (ticket < quota[c]) {

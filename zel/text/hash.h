@@ -24,12 +24,6 @@ inline std::uint64_t hash_mix(std::uint64_t x, std::uint64_t y) {
   return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
 }
 
-/// Of the word of a text of `length` (0 .. 8) bytes.
-inline std::uint64_t hash_of_word(std::uint64_t word, std::size_t length,
-                                  const hash_secret& secret) {
-  return hash_mix(word ^ secret.a, secret.b ^ length);
-}
-
 /// Of any text. Different texts have different values but for a chance of 1 in 2^64 or so.
 inline std::uint64_t hash_of(std::string_view text) {
   const auto word_from = [](const char* from) {
@@ -37,9 +31,8 @@ inline std::uint64_t hash_of(std::string_view text) {
     std::memcpy(&word, from, sizeof word);
     return word;
   };
-  const hash_secret& secret = process_secret();
-  if (text.size() <= k_word_text) return hash_of_word(word_of(text), text.size(), secret);
-  const auto& [a, b] = secret;
+  const auto& [a, b] = process_secret();
+  if (text.size() <= k_word_text) return hash_mix(word_of(text) ^ a, b ^ text.size());
   std::uint64_t h = a ^ text.size();
   const char* p = text.data();
   std::size_t left = text.size();

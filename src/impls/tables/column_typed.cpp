@@ -1,6 +1,8 @@
 #include "impls/tables/column_typed.h"
 
 #include <algorithm>
+#include <cassert>
+#include <limits>
 
 #include "impls/tables/case_sort.h"
 
@@ -19,7 +21,10 @@ void column_typed<IndexT>::append(std::span<const code_t> codes) {
   const std::size_t at = data_.size();
   data_.resize(at + codes.size());
   IndexT* const to = data_.data() + at;
-  for (std::size_t i = 0; i < codes.size(); ++i) to[i] = static_cast<IndexT>(codes[i]);
+  for (std::size_t i = 0; i < codes.size(); ++i) {
+    assert(codes[i] <= std::numeric_limits<IndexT>::max());
+    to[i] = static_cast<IndexT>(codes[i]);
+  }
 }
 
 template <class IndexT>

@@ -68,7 +68,7 @@ unsigned long stratify_cross(case_list& cases, unsigned long k, const table& t, 
       }
     }
   }
-  assert(fold == n % k && round == n / k);  // every place has its case
+  assert(round * k + fold == n);  // every place has its case
   return n / k;
 }
 

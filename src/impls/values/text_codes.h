@@ -61,11 +61,11 @@ class text_codes {
 
   static std::uint64_t key_of(std::string_view text);
   std::uint64_t spread(std::uint64_t key, std::size_t length) const {
-    return zel::text::hash_of_word(key, length, secret_);
+    return zel::text::hash_mix(key ^ secret_.a, secret_.b ^ length);
   }
 
   bool holds(const slot& s, std::uint64_t key, std::string_view text) const;
-  const slot* probe(std::uint64_t key, std::string_view text) const;
+  std::size_t probe(std::uint64_t key, std::string_view text) const;
   void grow();
 
   zel::text::hash_secret secret_ = zel::text::process_secret();
