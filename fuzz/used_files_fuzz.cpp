@@ -94,7 +94,8 @@ void show(const dtree& m) {
   require_json(json.str());
   error_of([&] { m.toPMML(out); });
   orvik::fuzz::show(m);
-  out << m.size() << m.leaves() << m.depth() << m.epl() << m.nfeatures();
+  out << m.trees().size() << m.trees().leaves() << m.trees().depth() << m.trees().epl()
+      << m.nfeatures();
 }
 
 void show(const table& t) {
@@ -172,7 +173,7 @@ void prune_copies(const dtree& grown, const table& t, const case_list& all) {
       const auto m = grown.clone(/*parameters_only=*/false);
       m->set_pruning_strategy(static_cast<model::pruning_strategy>(strategy));
       m->prune(&t, held);
-      require(m->leaves() <= grown.leaves(), "pruning cuts");
+      require(m->trees().leaves() <= grown.trees().leaves(), "pruning cuts");
     }
   }
 }

@@ -24,11 +24,11 @@ void fill(const case_list& cases, double total_weight, const CodeOf& code_of, Br
           std::span<branch_cases> branches) {
   std::vector<case_count> counts(branches.size());
   const case_count unknowns = count_cases(cases, code_of, branch_of, std::span<case_count>(counts));
-  std::vector<case_list::value_type*> ends;  // of the lists so far
+  std::vector<weighted_row*> ends(branches.size());  // of the lists so far
   for (std::size_t b = 0; b < branches.size(); ++b) {
     branches[b].cases = std::make_unique<case_list>(counts[b].n + unknowns.n);
     branches[b].fraction = share_of(counts[b].weight, total_weight - unknowns.weight);
-    ends.push_back(branches[b].cases->data());
+    ends[b] = branches[b].cases->data();
   }
   for_each_routed(
       cases, code_of, branch_of, branches.size(),
