@@ -33,11 +33,13 @@ inline std::uint64_t hash_of(std::string_view text) {
   };
   const auto& [a, b] = process_secret();
   if (text.size() <= k_word_text) return hash_mix(word_of(text) ^ a, b ^ text.size());
-  std::uint64_t h = a ^ text.size();
+  std::uint64_t h = a;
   const char* p = text.data();
   std::size_t left = text.size();
   for (; left > 8; p += 8, left -= 8) h = hash_mix(h ^ word_from(p), b);
-  return hash_mix(h ^ word_from(p + left - 8), b ^ a);  // the last eight, overlapping what was read
+  // The last eight bytes overlap what was read. The length is in the factor: beside the bytes, a
+  // change of both would cancel out.
+  return hash_mix(h ^ word_from(p + left - 8), b ^ a ^ text.size());
 }
 
 }  // namespace zel::text
