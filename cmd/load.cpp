@@ -16,7 +16,6 @@ using orvik::table;
 constexpr char k_no_metadata[] = "No metadata provided.\n";
 constexpr char k_no_data[] = "No training data provided.\n";
 constexpr char k_no_rows[] = "there must be at least one row of data";
-constexpr char k_unknown_value[] = "?";
 
 /// Deliberate: above 10,000 rows a second the figure in thousands stands before "M rows/s".
 void log_load_rate(std::ostream* log, unsigned long rows, double seconds) {
@@ -30,7 +29,7 @@ std::unique_ptr<table> load_text(const options& opt, std::ostream* log) {
   if (opt.metadata_file.empty()) throw early_end{0, k_no_metadata};
   log_line(log, "Reading text data");
   auto t = std::make_unique<table>(opt.metadata_file);
-  t->load_meta_data(opt.metadata_file, opt.separator, k_unknown_value);
+  t->load_meta_data(opt.metadata_file, opt.separator, orvik::k_unknown_text);
   if (opt.data_file.empty()) throw early_end{0, k_no_data};
   zel::util::progress::begin(zel::util::progress::unit::rows, 0);
   const bool in_order = opt.holdout_first > 0 || opt.holdout_stratified_deterministic > 0;

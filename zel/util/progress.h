@@ -20,7 +20,8 @@ struct reading {
 struct alignas(64) counter {
   std::atomic<unsigned long> value = 0;
 };
-extern std::array<counter, 4> counters;
+// A program shares these with the library, also with a shared one.
+[[gnu::visibility("default")]] extern std::array<counter, 4> counters;
 
 /// Adds what was finished. Any thread.
 inline void count(unit of, unsigned long n = 1) {
@@ -28,8 +29,8 @@ inline void count(unit of, unsigned long n = 1) {
 }
 
 /// From now on, `total` of these units are worked on. One thread.
-void begin(unit of, unsigned long total);
+[[gnu::visibility("default")]] void begin(unit of, unsigned long total);
 /// Any thread.
-reading read();
+[[gnu::visibility("default")]] reading read();
 
 }  // namespace zel::util::progress

@@ -91,12 +91,16 @@ double dtree::epl() const {
   return trees_.empty() ? 0.0 : sum / static_cast<double>(trees_.size());
 }
 
-unsigned long dtree::nfeatures() const {
-  if (trees_.empty()) return search_.made_by == model::NO_SELECTION ? 0 : attributes_->count();
+zel::adt::bitmap dtree::tested_attributes() const {
   zel::adt::bitmap used;
   used.resize(table_->n_attributes());
   for (const auto& tree : trees_) tree->set_used_atts(used);
-  return used.count();
+  return used;
+}
+
+unsigned long dtree::nfeatures() const {
+  if (trees_.empty()) return search_.made_by == model::NO_SELECTION ? 0 : attributes_->count();
+  return tested_attributes().count();
 }
 
 std::string dtree::get_attributes(const table& t) const {

@@ -134,8 +134,9 @@ class dtree : private zel::util::nocopy {
   /// Whether it is known which cases each tree drew.
   bool has_draws() const;
   /// What the trees owe to each usable attribute, by descending gain, then by attribute.
-  /// `t` holds the rows of the build.
-  std::vector<attribute_importance> importance(const table& t) const;
+  /// `t` holds the rows of the build, or with `permute` clear only the schema: the permutation is
+  /// not-a-number then.
+  std::vector<attribute_importance> importance(const table& t, bool permute = true) const;
 
   const std::string& name() const { return name_; }
   unsigned long n_trees() const { return trees_.size(); }
@@ -154,6 +155,8 @@ class dtree : private zel::util::nocopy {
   unsigned long leaves() const;
   unsigned long depth() const;
   double epl() const;
+  /// The attributes that a tree tests; the model has been built.
+  zel::adt::bitmap tested_attributes() const;
   /// Number of attributes that a tree tests; without trees, of those that a search found.
   unsigned long nfeatures() const;
   /// The usable attributes as their numbers, separated by ",".
