@@ -32,7 +32,7 @@ echo "the shared library"
 "${compile[@]}" "$example/main.cpp" -I "$installed/include" "$shared" "-Wl,-rpath,${shared%/*}" \
   -o "$work/by_shared_library"
 run_example "$work/by_shared_library"
-ldd "$work/by_shared_library" | grep -q 'liborvik\.so\.'
+[[ $(ldd "$work/by_shared_library") == *liborvik.so.* ]]
 
 echo "pkg-config"
 if command -v pkg-config >/dev/null; then

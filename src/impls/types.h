@@ -9,6 +9,10 @@
 
 namespace orvik::impls {
 
+using orvik::code_t;
+using orvik::k_unknown;
+using orvik::row_t;
+
 /// Code of a class value as a node keeps it.
 using class_t = unsigned short;
 /// The rows an algorithm works on, each with its weight.
