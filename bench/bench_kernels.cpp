@@ -11,7 +11,7 @@
 #include "impls/evaluation/batch_predictor.h"
 #include "impls/growing/count_partition.h"
 #include "impls/growing/growing_plan.h"
-#include "impls/splitting/count_kernel.h"
+#include "impls/splitting/measure.h"
 #include "impls/tables/table.h"
 #include "zel/adt/key_sort.h"
 #include "zel/inpout/ioconn.h"
@@ -28,7 +28,7 @@ struct node_cases {
   std::vector<std::uint32_t> codes;
   std::vector<counted_case> cases;
   std::vector<std::uint16_t> places;
-  std::vector<kernel::count_t> totals;
+  std::vector<splitting::count_t> totals;
 
   node_cases(std::size_t n, std::uint32_t n_codes, std::uint16_t n_classes)
       : codes(3 * n), totals(n_classes) {
@@ -41,9 +41,9 @@ struct node_cases {
     }
     for (std::uint16_t c = 0; c <= n_classes; ++c) places.push_back(c == 0 ? c : c - 1);
   }
-  kernel::counted_node node() const {
-    return {cases, places.data(), totals, static_cast<kernel::count_t>(cases.size()),
-            2.0,   totals.size()};
+  splitting::counted_node node() const {
+    const auto n = static_cast<splitting::count_t>(cases.size());
+    return {{n, 2.0, totals.size(), totals.size()}, cases, places.data(), totals};
   }
 };
 
@@ -53,19 +53,22 @@ void count_items(benchmark::State& state) {
 
 void count_classes(benchmark::State& state) {
   const node_cases some(static_cast<std::size_t>(state.range(0)), 16, 26);
-  std::vector<kernel::count_t> cells;
+  splitting::scratch<splitting::count_t> scratch;
+  splitting::count_t unknown;
+  some.node().start_known(scratch.known);
   for (auto _ : state) {
-    benchmark::DoNotOptimize(kernel::count_cells(some.codes.data(), some.node(), {1, 17}, cells));
+    benchmark::DoNotOptimize(splitting::fill_dense(some.node(), some.codes.data(), {1, 17}, scratch,
+                                                   unknown, splitting::nothing_else()));
   }
   count_items(state);
 }
 
 void sweep_cells(benchmark::State& state) {
   const node_cases some(static_cast<std::size_t>(state.range(0)), 16, 26);
-  kernel::count_scratch scratch;
+  splitting::scratch<splitting::count_t> scratch;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(
-        kernel::measure_by_cells(some.codes.data(), some.node(), {1, 17}, scratch));
+    benchmark::DoNotOptimize(splitting::dense_cut(splitting::entropy(), some.codes.data(),
+                                                  some.node(), {1, 17}, scratch));
   }
   count_items(state);
 }
@@ -86,21 +89,21 @@ void sort_keys(benchmark::State& state) {
 
 void sweep_keys(benchmark::State& state) {
   const node_cases some(static_cast<std::size_t>(state.range(0)), 100000, 2);
-  kernel::count_scratch scratch;
+  splitting::scratch<splitting::count_t> scratch;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(
-        kernel::measure_by_keys(some.codes.data(), some.node(), {1, 100001}, scratch));
+    benchmark::DoNotOptimize(splitting::sparse_cut(splitting::entropy(), some.codes.data(),
+                                                   some.node(), {1, 100001}, scratch));
   }
   count_items(state);
 }
 
 void partition(benchmark::State& state) {
   node_cases some(static_cast<std::size_t>(state.range(0)), 100000, 2);
-  kernel::partition_scratch scratch;
+  growing::partition_scratch scratch;
   const auto above = [](std::uint32_t code) { return code > 30000; };
   for (auto _ : state) {
     scratch.start(true, 30000, 2, 3);
-    kernel::sort_in_two(some.codes.data(), above, some.cases, scratch);
+    growing::sort_in_two(some.codes.data(), above, some.cases, scratch);
   }
   count_items(state);
 }
@@ -122,21 +125,21 @@ void predict(benchmark::State& state) {
   const std::unique_ptr<case_list> all(t.get_all());
   const growing_plan plan(t, orvik::model::GAIN_RATIO, 2, nullptr);
   std::vector<std::unique_ptr<decision_tree>> owned;
-  std::vector<const decision_tree*> trees;
+  std::vector<voter> trees;
   for (int i = 0; i < state.range(0); ++i) {
     case_list drawn(*all);
     zel::util::rand_gen rows(all->size(), 1 + i), attributes(t.n_attributes(), 1 + i);
     for (auto& c : drawn) c = (*all)[rows()];
     owned.push_back(std::make_unique<decision_tree>());
     owned.back()->build(plan, &drawn, k_no_depth_limit, &attributes);
-    trees.push_back(owned.back().get());
+    trees.push_back({owned.back().get()});
   }
-  const batch_predictor predictor(t, trees, trees.size() > 1);
+  const batch_predictor predictor(t, trees, trees.size() > 1, zel::util::default_context());
   std::vector<std::uint32_t> codes;
   gather_codes(t, *all, codes);
   std::vector<outcome> outcomes(all->size());
   const std::size_t width = t.n_attributes();
-  const std::size_t block = cases_at_once(outcomes.size(), t.n_class_codes());
+  const std::size_t block = cases_at_once(outcomes.size(), t.n_class_codes(), predictor.run());
   for (auto _ : state) {
     for (std::size_t at = 0; at < outcomes.size(); at += block) {
       const std::size_t n = std::min(block, outcomes.size() - at);

@@ -2,10 +2,10 @@
 
 #include <cmath>
 #include <limits>
-#include <stdexcept>
 
 #include "log.h"
-#include "zel/util/progress.h"
+#include "side_sets.h"
+#include "zel/util/run_context.h"
 
 namespace orvcmd {
 
@@ -15,8 +15,6 @@ using orvik::conf_matrix;
 using orvik::dtree;
 using orvik::table;
 using subset_ptr = std::unique_ptr<table::subset>;
-
-constexpr char k_many_folds[] = "Cross validation <n> must not exceed the number of rows";
 
 void add(double value, double& sum, double& sum2) {
   sum += value;
@@ -70,24 +68,21 @@ void cross_validate(const options& opt, table* t, const dtree& model, _cv_errors
                     std::ostream* log) {
   const auto k = static_cast<unsigned long>(opt.cv_folds);
   const auto repetitions = static_cast<unsigned long>(opt.cv_repetitions);
-  if (k > t->get_no_rows()) throw std::runtime_error(k_many_folds);
+  require_rows_for_folds(*t, opt);
   log_line(log, "Cross-validating ");
   errors = _cv_errors{};
   using zel::util::progress::unit;
-  zel::util::progress::begin(unit::folds, k * repetitions);
+  zel::util::default_context().progress().begin(unit::folds, k * repetitions);
   const subset_ptr all(t->get_wsubset_all());
   for (unsigned long repetition = 0; repetition < repetitions; ++repetition) {
     all->stratify_cross(k, t, true);
     const std::unique_ptr<dtree> copy(model.clone(/*parameters_only=*/true));
     for (unsigned long i = 0; i < k; ++i) {
-      const unsigned long begin = all->fold_begin(k, i);
-      const unsigned long length = all->fold_end(k, i) - begin;
-      const subset_ptr test(all->select(begin, length, false));
-      const subset_ptr train(all->select(begin, length, true));
-      copy->build(t, train.get());
-      const std::unique_ptr<conf_matrix> cm(copy->test(t, test.get(), nullptr));
+      const fold_parts parts = take_fold(*all, k, i);
+      copy->build(t, parts.train.get());
+      const std::unique_ptr<conf_matrix> cm(copy->test(t, parts.test.get(), nullptr));
       add_fold(opt, *copy, *cm, errors);
-      zel::util::progress::count(unit::folds);
+      zel::util::default_context().count(unit::folds);
       if (log != nullptr) *log << '.' << std::flush;
     }
   }

@@ -25,6 +25,11 @@ struct training {
   std::unique_ptr<orvik::table::subset> holdout;
 };
 
+/// A model with the parameters of the options, without attributes searched or anything grown.
+std::unique_ptr<orvik::dtree> make_model(const options& opt, const orvik::table& t);
+/// Makes it a forest or bagged trees, where the options ask for them.
+void make_ensemble(const options& opt, orvik::dtree& model);
+
 /// Loads the table that the options name. `log` may be null, here and below.
 /// Throws early_end when a file name is missing.
 std::unique_ptr<orvik::table> load_save_table(const options& opt, std::ostream* log);
@@ -36,12 +41,16 @@ training buildtree(const options& opt, orvik::table* t, _cv_errors& errors, std:
 /// Saves the model in the binary form, where the options name a file.
 void save_tree(const options& opt, const orvik::dtree& model, std::ostream* log);
 
+/// Where a run reports of its model; each may be null.
+struct report_streams {
+  std::ostream *log, *text, *xml, *dot;
+};
+
 /// Writes the graph, the reports on the training cases, the hold-out and the test file, the
 /// model's text and its XML with the matrix of the last of these tests, and scores.
-/// `text`, `xml` and `dot` may be null. A part that fails costs no other: the first error is
-/// thrown when all that can be written is written.
-void test_save_tree(const options& opt, orvik::table* t, orvik::dtree* model,
-                    orvik::table::subset* holdout, _cv_errors& errors, std::ostream* log,
-                    std::ostream* text, std::ostream* xml, std::ostream* dot);
+/// A step that fails costs no other: the first error is thrown when all that can be written is
+/// written.
+void test_save_tree(const options& opt, orvik::table* t, const training& result,
+                    const _cv_errors& errors, const report_streams& to);
 
 }  // namespace orvcmd

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -13,18 +12,14 @@
 #include <new>
 #include <stdexcept>
 
+#include "zel/text/message.h"
+
 namespace orvcmd {
 
 namespace {
 
-// A message may quote a cell or a name of many megabytes. Two of the longest file names fit.
-constexpr std::size_t k_longest_line = 10000;
-constexpr std::size_t k_shown_in_front = 200;
-constexpr std::size_t k_shown_behind = 200;
-
 constexpr char k_unknown_error[] = "unknown error";
 constexpr char k_out_of_memory[] = "out of memory";
-constexpr char k_cut[] = " ... ";
 constexpr char k_lost_output[] = "Cannot write to standard output\n";
 
 /// The end that stands for the exception being handled.
@@ -65,18 +60,9 @@ int print(const early_end& end) {
 
 }  // namespace
 
-std::string one_line(std::string_view message) {
-  const auto is_control = [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; };
-  std::string line(message);
-  if (message.size() > k_longest_line) {
-    line.resize(k_shown_in_front);
-    line.append(k_cut).append(message.substr(message.size() - k_shown_behind));
-  }
-  std::ranges::replace_if(line, is_control, '?');
-  return line;
+early_end failure(std::string_view message) {
+  return {k_failure, zel::text::one_line(message) + '\n'};
 }
-
-early_end failure(std::string_view message) { return {k_failure, one_line(message) + '\n'}; }
 
 int exit_status_of(const std::function<void()>& body) {
   early_end end{0, ""};

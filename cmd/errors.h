@@ -22,10 +22,6 @@ struct early_end {
 /// @return the end with status 255 and `message` made one line, newline included.
 early_end failure(std::string_view message);
 
-/// @return `message` with every control byte, newlines included, shown as '?'; one of more than
-/// 10,000 bytes with " ... " for all but its first and last 200.
-std::string one_line(std::string_view message);
-
 /// Runs `body` and turns whatever it throws into what the user sees: the text of an early_end, or
 /// the message of an error as one line. Knows errors thrown by value and, as pointers to
 /// std::runtime_error on the heap, those that it must delete.

@@ -44,16 +44,10 @@ struct round_of {
 };
 
 std::unique_ptr<dtree> round_of::make_model(bool as_forest) const {
-  auto model = std::make_unique<dtree>(t->get_name());
-  model->set_conf_level(opt.confidence_level);
+  std::unique_ptr<dtree> model = orvcmd::make_model(opt, *t);
   model->set_min_obj(min_weight);
-  model->set_split_type(static_cast<dtree::_SplitType>(opt.split_type));
   model->set_pruning_strategy(orvik::model::NO_PRUNING);
-  model->set_keep_training_cm(false);
-  if (opt.max_depth >= 0) model->set_max_depth(static_cast<unsigned long>(opt.max_depth));
-  if (as_forest) {
-    model->set_forest(opt.forest, opt.bagging, static_cast<unsigned long>(opt.n_trees));
-  }
+  if (as_forest) make_ensemble(opt, *model);
   return model;
 }
 
@@ -61,9 +55,8 @@ void round_of::search(dtree& model, dtree::_FeatureSelection method, double delt
   model.set_fs(method, delta);
   model.set_fs_limit(opt.fs_limit);
   model.set_pruning_strategy(static_cast<dtree::_PruningStrategy>(opt.pruning));
-  const bool split = sets.grow->size() > 0 && sets.held->size() > 0;
-  model.feature_selection(t, split ? sets.grow.get() : parts.train.get(),
-                          split ? sets.held.get() : nullptr);
+  model.feature_selection(t, sets.both() ? sets.grow.get() : parts.train.get(),
+                          sets.both() ? sets.held.get() : nullptr);
   // The builds to come keep what was found.
   model.set_fs(orvik::model::NO_SELECTION, 0);
   model.set_pruning_strategy(orvik::model::NO_PRUNING);
@@ -108,7 +101,7 @@ measurement measure_forest(const round_of& r, const dtree* selected) {
   std::unique_ptr<dtree> model(selected == nullptr ? r.make_model(true).release()
                                                    : selected->clone(/*parameters_only=*/true));
   model->set_pruning_strategy(orvik::model::NO_PRUNING);
-  model->set_forest(r.opt.forest, r.opt.bagging, static_cast<unsigned long>(r.opt.n_trees));
+  make_ensemble(r.opt, *model);
   return measure(r, *model);
 }
 

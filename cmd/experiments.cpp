@@ -71,11 +71,9 @@ void run_fold(const fold& f) {
     measure_pruned(f, *base, nullptr, /*on_side_set=*/false);
   }
   const side_sets sets = split_classes(f.t, *f.train, k_growing_share, /*random=*/true);
-  // Too few cases to keep some: all of them grow the tree and prune it.
-  const bool split = sets.grow->size() > 0 && sets.held->size() > 0;
   const std::unique_ptr<dtree> base =
-      grow(f, split ? sets.grow.get() : f.train.get(), /*limited=*/true);
-  measure_pruned(f, *base, split ? sets.held.get() : nullptr, /*on_side_set=*/true);
+      grow(f, sets.both() ? sets.grow.get() : f.train.get(), /*limited=*/true);
+  measure_pruned(f, *base, sets.both() ? sets.held.get() : nullptr, /*on_side_set=*/true);
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include "errors.h"
 #include "log.h"
 #include "outputs.h"
-#include "zel/util/progress.h"
+#include "zel/util/run_context.h"
 
 namespace orvcmd {
 
@@ -31,7 +31,7 @@ std::unique_ptr<table> load_text(const options& opt, std::ostream* log) {
   auto t = std::make_unique<table>(opt.metadata_file);
   t->load_meta_data(opt.metadata_file, opt.separator, orvik::k_unknown_text);
   if (opt.data_file.empty()) throw early_end{0, k_no_data};
-  zel::util::progress::begin(zel::util::progress::unit::rows, 0);
+  zel::util::default_context().progress().begin(zel::util::progress::unit::rows, 0);
   const bool in_order = opt.holdout_first > 0 || opt.holdout_stratified_deterministic > 0;
   t->load_data(opt.data_file, opt.separator, in_order ? 1 : opt.n_workers, log);
   return t;

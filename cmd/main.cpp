@@ -20,16 +20,15 @@ using namespace orvcmd;
 
 /// Writes all that the model gives, the form to go on from first. One form that cannot be written
 /// costs no other; the first error is thrown at the end.
-void finish(const options& opt, orvik::table* t, training& result, _cv_errors& errors,
+void finish(const options& opt, orvik::table* t, const training& result, const _cv_errors& errors,
             outputs& out) {
-  orvik::dtree* const model = result.model.get();
+  const orvik::dtree* const model = result.model.get();
   independent_steps steps;
   steps.run([&] { save_tree(opt, *model, out.log()); });
   steps.run([&] { out.pmml().write([&](std::ostream& pmml) { model->toPMML(pmml); }); });
   steps.run([&] { out.json().write([&](std::ostream& json) { model->toJSON(json); }); });
   steps.run([&] {
-    test_save_tree(opt, t, model, result.holdout.get(), errors, out.log(), out.text(), out.xml(),
-                   out.dot());
+    test_save_tree(opt, t, result, errors, {out.log(), out.text(), out.xml(), out.dot()});
   });
   steps.end();
 }

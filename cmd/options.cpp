@@ -5,7 +5,6 @@
 #include "options.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <iostream>
@@ -14,6 +13,7 @@
 
 #include "errors.h"
 #include "orvik/orvik.h"
+#include "zel/text/decimal.h"
 
 namespace orvcmd {
 
@@ -225,12 +225,9 @@ void set_trace(options& opt, arguments& args) {
 }
 
 void set_seed(options& opt, arguments& args) {
-  const std::string_view word = args.next();
-  unsigned long seed = 0;
-  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), seed);
-  require(error == std::errc() && end == word.data() + word.size(),
+  opt.seed = zel::text::parse_whole(args.next());
+  require(opt.seed.has_value(),
           k_seed_range + std::to_string(std::numeric_limits<unsigned long>::max()));
-  opt.seed = seed;
 }
 
 struct option_row {

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <system_error>
 
+#include "zel/util/run_context.h"
+
 namespace orvcmd {
 
 namespace {
@@ -81,7 +83,7 @@ void progress_display::run() {
   bool visible = false;
   std::unique_lock lock(mutex_);
   for (auto wait = k_first; !ended_.wait_for(lock, wait, [this] { return end_; }); wait = k_next) {
-    const reading at = zel::util::progress::read();
+    const reading at = zel::util::default_context().progress().read();
     if (at.of != shown || at.done < last) since = steady_clock::now();
     shown = at.of;
     last = at.done;

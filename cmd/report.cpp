@@ -80,51 +80,64 @@ void begin_report(const std::ostream* log, std::ostream* out) {
   if (out == log) *out << '\n';
 }
 
-/// What the parts of the report work with; see test_save_tree() for what may be null.
-struct reporting {
-  const options& opt;
-  table* t;
-  dtree& model;
-  std::ostream* log;
-  std::ostream* text;
+/// One run's reports, a step each; those of a stream that is null are not to be made.
+class reporting {
+ public:
+  reporting(const options& opt, table* t, const dtree& model, const report_streams& to)
+      : opt_(opt), t_(t), model_(model), to_(to) {}
 
+  void draw_graph() const {
+    begin_report(to_.log, to_.dot);
+    model_.toDOT(*to_.dot);
+  }
+  void report_model(const _cv_errors& errors) const;
   void test_holdout(table::subset* holdout);
   void test_file();
-  void report_test(const char* title, const conf_matrix& cm) const;
-  void report_model(const _cv_errors& errors) const;
+  void write_tree() const { model_.toTEXT(*to_.text); }
+  /// With the matrix of the last test.
+  void write_xml() const {
+    if (to_.xml != to_.text) begin_report(to_.log, to_.xml);
+    model_.toXML(*to_.xml, last_test_.get());
+  }
 
-  std::unique_ptr<conf_matrix> last_test = nullptr;
+ private:
+  void report_test(const char* title, const conf_matrix& cm) const;
+
+  const options& opt_;
+  table* t_;
+  const dtree& model_;
+  const report_streams& to_;
+  std::unique_ptr<conf_matrix> last_test_;
 };
 
 void reporting::report_model(const _cv_errors& errors) const {
-  begin_report(log, text);
-  *text << orvik::get_copyright() << '\n';
-  const std::unique_ptr<conf_matrix> cm(model.get_training_cm());
-  if (cm) report_training(*cm, opt, *text);
-  if (opt.cv_folds > 0) report_cross_validation(opt, errors, *text);
-  if (opt.importance) report_importance(model.get_importance(t), *text);
+  begin_report(to_.log, to_.text);
+  *to_.text << orvik::get_copyright() << '\n';
+  const std::unique_ptr<conf_matrix> cm(model_.get_training_cm());
+  if (cm) report_training(*cm, opt_, *to_.text);
+  if (opt_.cv_folds > 0) report_cross_validation(opt_, errors, *to_.text);
+  if (opt_.importance) report_importance(model_.get_importance(t_), *to_.text);
 }
 
 void reporting::report_test(const char* title, const conf_matrix& cm) const {
-  if (text == nullptr) return;
-  begin_report(log, text);
-  report_errors(title, cm, opt, *text);
+  if (to_.text == nullptr) return;
+  begin_report(to_.log, to_.text);
+  report_errors(title, cm, opt_, *to_.text);
 }
 
 void reporting::test_holdout(table::subset* holdout) {
-  log_line(log, "Testing holdout on ", holdout->size(), " cases");
-  std::unique_ptr<conf_matrix> cm(model.test(t, holdout, nullptr));
-  report_test("MISCLASSIFICATION on holdout test: ", *cm);
-  log_line(log, " + time: ", cm->get_elapsed(), " secs");
-  last_test = std::move(cm);
+  log_line(to_.log, "Testing holdout on ", holdout->size(), " cases");
+  last_test_.reset(model_.test(t_, holdout, nullptr));
+  report_test("MISCLASSIFICATION on holdout test: ", *last_test_);
+  log_line(to_.log, " + time: ", last_test_->get_elapsed(), " secs");
 }
 
 void reporting::test_file() {
-  log_line(log, "Testing data");
-  file_test test = test_on_file(opt, model);
+  log_line(to_.log, "Testing data");
+  file_test test = test_on_file(opt_, model_);
   report_test("MISCLASSIFICATION on test file: ", *test.matrix);
-  log_file_test(log, test);
-  last_test = std::move(test.matrix);
+  log_file_test(to_.log, test);
+  last_test_ = std::move(test.matrix);
 }
 
 }  // namespace
@@ -135,28 +148,17 @@ void save_tree(const options& opt, const dtree& model, std::ostream* log) {
   log_line(log, "Tree saved");
 }
 
-void test_save_tree(const options& opt, table* t, dtree* model, table::subset* holdout,
-                    _cv_errors& errors, std::ostream* log, std::ostream* text, std::ostream* xml,
-                    std::ostream* dot) {
-  reporting report{opt, t, *model, log, text};
+void test_save_tree(const options& opt, table* t, const training& result, const _cv_errors& errors,
+                    const report_streams& to) {
+  reporting report(opt, t, *result.model, to);
   independent_steps steps;
-  if (dot != nullptr) {
-    steps.run([&] {
-      begin_report(log, dot);
-      model->toDOT(*dot);
-    });
-  }
-  if (text != nullptr) steps.run([&] { report.report_model(errors); });
-  if (holdout != nullptr) steps.run([&] { report.test_holdout(holdout); });
+  if (to.dot != nullptr) steps.run([&] { report.draw_graph(); });
+  if (to.text != nullptr) steps.run([&] { report.report_model(errors); });
+  if (result.holdout) steps.run([&] { report.test_holdout(result.holdout.get()); });
   if (!opt.test_file.empty()) steps.run([&] { report.test_file(); });
-  if (text != nullptr) steps.run([&] { model->toTEXT(*text); });
-  if (xml != nullptr) {
-    steps.run([&] {
-      if (xml != text) begin_report(log, xml);
-      model->toXML(*xml, report.last_test.get());
-    });
-  }
-  if (!opt.score_data_file.empty()) steps.run([&] { score_file(opt, *model, log); });
+  if (to.text != nullptr) steps.run([&] { report.write_tree(); });
+  if (to.xml != nullptr) steps.run([&] { report.write_xml(); });
+  if (!opt.score_data_file.empty()) steps.run([&] { score_file(opt, *result.model, to.log); });
   steps.end();
 }
 

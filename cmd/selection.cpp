@@ -27,9 +27,8 @@ void select_attributes(const options& opt, table* t, table::subset& train,
   model->set_pruning_strategy(static_cast<dtree::_PruningStrategy>(opt.pruning));
   const auto search = [&](dtree& searching) {
     // Too few cases to keep some: the model draws its own, and says so.
-    const bool split = sets.grow->size() > 0 && sets.held->size() > 0;
-    searching.feature_selection(t, split ? sets.grow.get() : &train,
-                                split ? sets.held.get() : nullptr);
+    searching.feature_selection(t, sets.both() ? sets.grow.get() : &train,
+                                sets.both() ? sets.held.get() : nullptr);
     return searching.get_elapsed();
   };
   if (trace == nullptr) {

@@ -18,11 +18,16 @@ side_sets split_classes(orvik::table* t, orvik::table::subset& cases, double fra
   return {subset_ptr(cases.select(0, n, false)), subset_ptr(cases.select(0, n, true))};
 }
 
+void require_rows_for_folds(const orvik::table& t, const options& opt) {
+  if (static_cast<unsigned long>(opt.cv_folds) > t.get_no_rows()) {
+    throw std::runtime_error(k_many_folds);
+  }
+}
+
 std::unique_ptr<orvik::table::subset> stratified_folds(orvik::table* t, const options& opt) {
-  const auto k = static_cast<unsigned long>(opt.cv_folds);
-  if (k > t->get_no_rows()) throw std::runtime_error(k_many_folds);
+  require_rows_for_folds(*t, opt);
   std::unique_ptr<orvik::table::subset> all(t->get_wsubset_all());
-  all->stratify_cross(k, t, true);
+  all->stratify_cross(static_cast<unsigned long>(opt.cv_folds), t, true);
   return all;
 }
 

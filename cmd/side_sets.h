@@ -6,19 +6,25 @@
 
 #include "options.h"
 #include "orvik/orvik.h"
+#include "orvik/strategies.h"
 
 namespace orvcmd {
 
-/// Share of the training cases that a tree is grown on where the others are kept.
-inline constexpr double k_growing_share = 0.7;
+using orvik::model::k_growing_share;
 
 struct side_sets {
   std::unique_ptr<orvik::table::subset> grow, held;
+
+  /// Whether there are cases for both; where they are too few, all of them do both.
+  bool both() const { return grow->size() > 0 && held->size() > 0; }
 };
 
 /// Takes `fraction` of the cases of every class as the first set, drawn if `random`. Reorders
 /// `cases`.
 side_sets split_classes(orvik::table* t, orvik::table::subset& cases, double fraction, bool random);
+
+/// Throws std::runtime_error for more folds than rows.
+void require_rows_for_folds(const orvik::table& t, const options& opt);
 
 /// All rows, in an order whose folds have the classes in even shares, drawn.
 /// Throws std::runtime_error for more folds than rows.

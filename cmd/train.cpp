@@ -7,7 +7,7 @@
 #include "selection.h"
 #include "side_sets.h"
 #include "trace.h"
-#include "zel/util/progress.h"
+#include "zel/util/run_context.h"
 
 namespace orvcmd {
 
@@ -21,25 +21,25 @@ unsigned long share_of(unsigned long rows, double fraction) {
   return static_cast<unsigned long>(static_cast<double>(rows) * fraction);
 }
 
-struct parts {
+struct holdout_split {
   subset_ptr train, holdout;
 };
 
-parts split_stratified(table* t, double fraction, bool random) {
+holdout_split split_stratified(table* t, double fraction, bool random) {
   const subset_ptr all(t->get_wsubset_all());
   auto [first, rest] = split_classes(t, *all, fraction, random);
   return {std::move(first), std::move(rest)};
 }
 
 /// The first hold-out option that is set, in a fixed order, decides.
-parts split_holdout(const options& opt, table* t) {
+holdout_split split_holdout(const options& opt, table* t) {
   if (opt.holdout_stratified_random > 0) {
     return split_stratified(t, opt.holdout_stratified_random, true);
   }
   if (opt.holdout_stratified_deterministic > 0) {
     return split_stratified(t, opt.holdout_stratified_deterministic, false);
   }
-  parts split;
+  holdout_split split;
   const unsigned long rows = t->get_no_rows();
   if (opt.holdout_random > 0) {
     split.train.reset(t->get_wsubset_random(share_of(rows, opt.holdout_random)));
@@ -51,19 +51,6 @@ parts split_holdout(const options& opt, table* t) {
   }
   split.holdout.reset(t->get_wsubset_difference(split.train.get()));
   return split;
-}
-
-std::unique_ptr<dtree> make_model(const options& opt, const table& t) {
-  auto model = std::make_unique<dtree>(t.get_name());
-  model->set_conf_level(opt.confidence_level);
-  model->set_min_obj(opt.min_weighted_objects);
-  if (opt.max_depth >= 0) model->set_max_depth(static_cast<unsigned long>(opt.max_depth));
-  model->set_split_type(static_cast<dtree::_SplitType>(opt.split_type));
-  model->set_keep_training_cm(false);  // it is set when the model is finished
-  if (opt.forest || opt.bagging) {
-    model->set_forest(opt.forest, opt.bagging, static_cast<unsigned long>(opt.n_trees));
-  }
-  return model;
 }
 
 void log_measures(std::ostream* log, const dtree& model) {
@@ -84,8 +71,8 @@ void grow(const options& opt, table* t, table::subset* cases, std::unique_ptr<dt
   log_line(log, "Building ", opt.n_trees, " tree(s) on ", cases->size(), " cases");
   using zel::util::progress::unit;
   const bool many = opt.n_trees > 1;
-  zel::util::progress::begin(many ? unit::trees : unit::nodes,
-                             many ? static_cast<unsigned long>(opt.n_trees) : 0);
+  zel::util::default_context().progress().begin(many ? unit::trees : unit::nodes,
+                                                many ? static_cast<unsigned long>(opt.n_trees) : 0);
   const bool preprune = opt.pruning != static_cast<int>(orvik::model::NO_PRUNING);
   model->set_pruning_strategy(preprune ? orvik::model::PRE_PRUNING_ONLY : orvik::model::NO_PRUNING);
   model->set_fs(orvik::model::NO_SELECTION, 0);  // it was made, if at all
@@ -109,7 +96,7 @@ side_sets set_aside(const options& opt, table* t, table::subset& train, std::ost
                     bool random) {
   if (!opt.strategy().separate_cases) return {};
   side_sets sets = split_classes(t, train, k_growing_share, random);
-  if (sets.grow->size() > 0 && sets.held->size() > 0) return sets;
+  if (sets.both()) return sets;
   log_line(log, "Too few cases to set some aside for pruning");
   return {};
 }
@@ -130,10 +117,26 @@ void prune(const options& opt, table* t, dtree& model, table::subset* held, std:
 
 }  // namespace
 
+std::unique_ptr<dtree> make_model(const options& opt, const table& t) {
+  auto model = std::make_unique<dtree>(t.get_name());
+  model->set_conf_level(opt.confidence_level);
+  model->set_min_obj(opt.min_weighted_objects);
+  if (opt.max_depth >= 0) model->set_max_depth(static_cast<unsigned long>(opt.max_depth));
+  model->set_split_type(static_cast<dtree::_SplitType>(opt.split_type));
+  model->set_keep_training_cm(false);  // it is set when the model is finished
+  return model;
+}
+
+void make_ensemble(const options& opt, dtree& model) {
+  if (!opt.forest && !opt.bagging) return;
+  model.set_forest(opt.forest, opt.bagging, static_cast<unsigned long>(opt.n_trees));
+}
+
 training buildtree(const options& opt, table* t, _cv_errors& errors, std::ostream* log,
                    std::ostream* trace) {
-  parts split = split_holdout(opt, t);
+  holdout_split split = split_holdout(opt, t);
   std::unique_ptr<dtree> model = make_model(opt, *t);
+  make_ensemble(opt, *model);
   if (trace != nullptr) begin_trace(*trace);
   select_attributes(opt, t, *split.train, model, log, trace);
   const side_sets sets = set_aside(opt, t, *split.train, log, /*random=*/trace == nullptr);

@@ -6,10 +6,15 @@
 #include <string_view>
 #include <vector>
 
+#include "zel/text/message.h"
+
 namespace orvprep {
 
+/// What stands for an unknown value in what is written.
+inline constexpr char k_unknown[] = "?";
+
 struct cell_rules {
-  std::vector<std::string> unknown = {"", "?", "NA"};
+  std::vector<std::string> unknown = {"", k_unknown, "NA"};
   char decimal_point = '.';
   char out_separator = ',';
   std::string replacement = "_";  ///< for a character that the text form cannot hold
@@ -17,9 +22,7 @@ struct cell_rules {
   bool is_unknown(std::string_view text) const {
     return std::ranges::find(unknown, text) != unknown.end();
   }
-  bool breaks_form(char c) const {
-    return c == out_separator || static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-  }
+  bool breaks_form(char c) const { return c == out_separator || zel::text::is_control(c); }
   bool breaks_form(std::string_view text) const {
     return std::ranges::any_of(text, [this](char c) { return breaks_form(c); });
   }

@@ -1,7 +1,9 @@
 #include "column_profile.h"
 
-#include <functional>
 #include <stdexcept>
+#include <unordered_set>
+
+#include "zel/text/hash.h"
 
 namespace orvprep {
 
@@ -12,12 +14,8 @@ constexpr std::size_t k_most_entries = 0xfffffffe;
 
 }  // namespace
 
-std::uint64_t column_profile::hash_of(std::string_view text) {
-  return std::hash<std::string_view>()(text);
-}
-
-/// The slot of the hash, or the free one that it would take.
-column_profile::slot& column_profile::find(std::uint64_t hash) {
+/// Index of the slot of the hash, or of the free one that it would take.
+std::size_t column_profile::probe(std::uint64_t hash) const {
   const std::size_t mask = slots_.size() - 1;
   const auto tag = static_cast<std::uint32_t>(hash >> 32);
   std::size_t at = hash & mask;
@@ -25,11 +23,7 @@ column_profile::slot& column_profile::find(std::uint64_t hash) {
          (slots_[at].tag != tag || entries_[slots_[at].entry - 1].hash != hash)) {
     at = (at + 1) & mask;
   }
-  return slots_[at];
-}
-
-bool column_profile::has(std::uint64_t hash) const {
-  return const_cast<column_profile*>(this)->find(hash).entry != 0;
+  return at;
 }
 
 void column_profile::grow() {
@@ -50,7 +44,7 @@ void column_profile::add(std::string_view text, unsigned long line) {
     return;
   }
   if (batch_.size() == k_batch) look_up_batch();
-  batch_.push_back({hash_of(text), 1, line, batch_text_.size(), text.size()});
+  batch_.push_back({zel::text::hash_of(text), 1, line, batch_text_.size(), text.size()});
   batch_text_ += text;
 }
 
@@ -68,7 +62,7 @@ void column_profile::look_up_batch() {
 }
 
 void column_profile::look_up(const pending& p) {
-  slot& s = find(p.hash);
+  slot& s = slots_[probe(p.hash)];
   if (s.entry == 0) {
     if (entries_.size() == k_most_entries) throw std::runtime_error(k_too_many);
     entries_.push_back({p.hash, 0, p.line, k_no_text, false});
@@ -95,7 +89,7 @@ void column_profile::classify(entry& e, std::string_view text, unsigned long lin
     if (!first_text_) first_text_ = {std::string(text), 1, line};
     if (rules_->breaks_form(text)) {
       if (n_replaced_++ == 0) first_replaced_ = {std::string(text), 1, line};
-      replaced_.emplace_back(hash_of(rules_->written(text)), text);
+      replaced_.emplace_back(zel::text::hash_of(rules_->written(text)), text);
     }
     return;
   }
@@ -112,11 +106,9 @@ unsigned long column_profile::n_unknown() const {
 }
 
 std::string column_profile::collision() const {
-  auto all = replaced_;
-  std::ranges::sort(all);
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    if (has(all[i].first)) return all[i].second;
-    if (i > 0 && all[i].first == all[i - 1].first) return all[i].second;
+  std::unordered_set<std::uint64_t> written;
+  for (const auto& [hash, text] : replaced_) {
+    if (has(hash) || !written.insert(hash).second) return text;
   }
   return {};
 }

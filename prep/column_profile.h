@@ -46,7 +46,8 @@ class column_profile {
   /// The first value that cannot be written as it stands, and how many there are.
   const std::optional<counted_text>& first_replaced() const { return first_replaced_; }
   unsigned long n_replaced() const { return n_replaced_; }
-  /// A value that looks as another one when it is written; empty if none does.
+  /// The first value that looks as an earlier or an unchanged one when it is written; empty if none
+  /// does.
   std::string collision() const;
 
   /// All known texts with their counts; none where there are more than k_most_texts.
@@ -59,7 +60,8 @@ class column_profile {
   static constexpr std::size_t k_first_slots = 64;
   static constexpr std::uint32_t k_no_text = 0xffffffff;
 
-  /// A distinct text. Texts are told apart by 64 bits of hash.
+  /// A distinct text. Texts are told apart by 64 bits of a hash with a secret of the process: no
+  /// file can make two of them look the same.
   struct entry {
     std::uint64_t hash;
     std::uint64_t count;
@@ -84,14 +86,13 @@ class column_profile {
   };
   static constexpr std::size_t k_batch = 32;
 
-  static std::uint64_t hash_of(std::string_view text);
   std::string_view text_of(const pending& p) const {
     return std::string_view(batch_text_).substr(p.begin, p.length);
   }
   void look_up_batch();
   void look_up(const pending& p);
-  slot& find(std::uint64_t hash);
-  bool has(std::uint64_t hash) const;
+  std::size_t probe(std::uint64_t hash) const;
+  bool has(std::uint64_t hash) const { return slots_[probe(hash)].entry != 0; }
   void grow();
   void classify(entry& e, std::string_view text, unsigned long line);
 
@@ -105,7 +106,8 @@ class column_profile {
   bool has_reals_ = false;
   double lowest_ = 0, highest_ = 0;
   std::optional<counted_text> first_text_, first_unknown_, first_replaced_;
-  std::vector<std::pair<std::uint64_t, std::string>> replaced_;  // hash as written, text
+  // Hash as written and text, in the order of their first lines.
+  std::vector<std::pair<std::uint64_t, std::string>> replaced_;
 };
 
 }  // namespace orvprep

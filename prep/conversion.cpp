@@ -16,7 +16,6 @@ namespace orvprep {
 
 namespace {
 
-constexpr char k_unknown[] = "?";
 constexpr char k_no_rows[] = ": no rows below the header";
 constexpr char k_unclassed[] = "unknown class; --drop-unclassed leaves such rows out";
 
@@ -82,10 +81,10 @@ class profiler : public body_rows {
 /// A file that is complete, or not there.
 class new_file {
  public:
-  explicit new_file(const std::string& name) : name_(name), place_(name) {
+  explicit new_file(const std::string& name) : name_(name), target_(name) {
     auto file = std::make_unique<zel::inpout::iofile>();
     using namespace zel::inpout;
-    if (!file->open(place_.path(), mode_write | mode_create | mode_truncate, 0644)) fail("");
+    if (!file->open(target_.path(), mode_write | mode_create | mode_truncate, 0644)) fail("");
     buffer_.open(file.release(), /*owns=*/true, k_buffer);
   }
   void write(std::string_view bytes) {
@@ -98,7 +97,7 @@ class new_file {
   }
   void commit() {
     try {
-      place_.commit();
+      target_.commit();
     } catch (const std::runtime_error& error) {
       fail(error.what());
     }
@@ -110,18 +109,18 @@ class new_file {
   }
 
   std::string name_;
-  zel::inpout::replacing_file place_;
+  zel::inpout::replacing_file target_;
   zel::inpout::iobuf buffer_;
 };
 
 /// Writes the rows of a file in the order of the plans.
 class row_writer : public body_rows {
  public:
-  /// `places` has for every cell of a row its plan, or k_no_column.
-  row_writer(const std::string& file, const layout& form, const std::vector<unsigned long>& places,
+  /// `plan_of` has for every cell of a row its plan, or k_no_column.
+  row_writer(const std::string& file, const layout& form, const std::vector<unsigned long>& plan_of,
              const std::vector<column_plan>& plans, const settings& how, new_file& out)
-      : body_rows(file, form), places_(places), plans_(plans), how_(how), out_(out) {
-    in_order_ = places.size() == plans.size() && std::ranges::is_sorted(places);
+      : body_rows(file, form), plan_of_(plan_of), plans_(plans), how_(how), out_(out) {
+    in_order_ = plan_of.size() == plans.size() && std::ranges::is_sorted(plan_of);
     cells_.resize(in_order_ ? 0 : plans.size(), k_unknown);
   }
 
@@ -129,14 +128,14 @@ class row_writer : public body_rows {
 
  private:
   void take(unsigned long column, std::string_view text, unsigned long line) override {
-    const unsigned long place = places_[column];
-    if (place == k_no_column) return;
+    const unsigned long plan = plan_of_[column];
+    if (plan == k_no_column) return;
     if (in_order_) {
       if (!row_.empty() || column > 0) row_ += how_.cells.out_separator;
-      append(plans_[place], text, line, row_);
+      append(plans_[plan], text, line, row_);
     } else {
-      cells_[place].clear();
-      append(plans_[place], text, line, cells_[place]);
+      cells_[plan].clear();
+      append(plans_[plan], text, line, cells_[plan]);
     }
   }
 
@@ -177,7 +176,7 @@ class row_writer : public body_rows {
     for (std::string& cell : cells_) cell = k_unknown;
   }
 
-  const std::vector<unsigned long>& places_;
+  const std::vector<unsigned long>& plan_of_;
   const std::vector<column_plan>& plans_;
   const settings& how_;
   new_file& out_;
@@ -210,25 +209,25 @@ struct input {
 std::vector<unsigned long> match_columns(const input& test, const input& training,
                                          const std::vector<column_plan>& plans, std::ostream& out) {
   const std::vector<std::string>& names = training.form.names;
-  std::vector<unsigned long> places(test.form.names.size(), k_no_column);
+  std::vector<unsigned long> plan_of(test.form.names.size(), k_no_column);
   if (!test.form.has_header || !training.form.has_header) {
-    if (places.size() != names.size()) {
-      throw std::runtime_error(test.bytes.name() + ": " + std::to_string(places.size()) +
+    if (plan_of.size() != names.size()) {
+      throw std::runtime_error(test.bytes.name() + ": " + std::to_string(plan_of.size()) +
                                " columns instead of " + std::to_string(names.size()));
     }
-    std::iota(places.begin(), places.end(), 0UL);
-    return places;
+    std::iota(plan_of.begin(), plan_of.end(), 0UL);
+    return plan_of;
   }
   std::vector<bool> found(names.size());
-  for (std::size_t i = 0; i < places.size(); ++i) {
+  for (std::size_t i = 0; i < plan_of.size(); ++i) {
     const auto at = std::ranges::find(names, test.form.names[i]);
     if (at == names.end()) {
       out << test.bytes.name() << ": column '" << test.form.names[i]
           << "' is not in the training file, left out\n";
       continue;
     }
-    places[i] = static_cast<unsigned long>(at - names.begin());
-    found[places[i]] = true;
+    plan_of[i] = static_cast<unsigned long>(at - names.begin());
+    found[plan_of[i]] = true;
   }
   for (std::size_t i = 0; i < names.size(); ++i) {
     if (found[i] || plans[i].is("ignore")) continue;
@@ -239,7 +238,7 @@ std::vector<unsigned long> match_columns(const input& test, const input& trainin
                                "it is needed, as in the training file");
     }
   }
-  return places;
+  return plan_of;
 }
 
 std::string metadata_of(const std::vector<column_plan>& plans, char separator) {
@@ -252,15 +251,15 @@ std::string metadata_of(const std::vector<column_plan>& plans, char separator) {
 
 /// Tells of the cells of a test file whose values training did not have.
 void report_unseen(const input& test, const input& training,
-                   const std::vector<unsigned long>& places, const std::vector<column_plan>& plans,
+                   const std::vector<unsigned long>& plan_of, const std::vector<column_plan>& plans,
                    std::ostream& out) {
-  for (std::size_t i = 0; i < places.size(); ++i) {
-    if (places[i] == k_no_column) continue;
-    const column_plan& plan = plans[places[i]];
+  for (std::size_t i = 0; i < plan_of.size(); ++i) {
+    if (plan_of[i] == k_no_column) continue;
+    const column_plan& plan = plans[plan_of[i]];
     if (plan.numeric || plan.is("ignore")) continue;
     std::optional<counted_text> first;
     const unsigned long n =
-        test.profiled.profiles[i].n_unseen(training.profiled.profiles[places[i]], first);
+        test.profiled.profiles[i].n_unseen(training.profiled.profiles[plan_of[i]], first);
     if (n == 0) continue;
     out << test.bytes.name() << ": " << in_column(plan.name) << n
         << " cells of values that training did not have, first '" << first->text << "' (line "
@@ -283,9 +282,28 @@ void require_apart(const settings& how) {
   }
 }
 
-void report_dropped(const std::string& file, const row_writer& writer, std::ostream& out) {
-  if (writer.n_dropped() == 0) return;
-  out << file << ": " << writer.n_dropped() << " rows of unknown class left out\n";
+void report_dropped(const std::string& file, unsigned long n, std::ostream& out) {
+  if (n > 0) out << file << ": " << n << " rows of unknown class left out\n";
+}
+
+/// Types that hold the values of a test file too.
+void widen_for(const input& test, const std::vector<unsigned long>& plan_of,
+               std::vector<column_plan>& plans) {
+  std::vector<const column_profile*> others(plans.size());
+  for (std::size_t i = 0; i < plan_of.size(); ++i) {
+    if (plan_of[i] != k_no_column) others[plan_of[i]] = &test.profiled.profiles[i];
+  }
+  widen(plans, test.bytes.name(), others);
+}
+
+/// @return how many rows were left out.
+unsigned long write_rows(input& in, const std::vector<unsigned long>& plan_of,
+                         const std::vector<column_plan>& plans, const settings& how,
+                         new_file& out) {
+  row_writer writer(in.bytes.name(), in.form, plan_of, plans, how, out);
+  in.rows.read(in.bytes, writer);
+  out.close();
+  return writer.n_dropped();
 }
 
 }  // namespace
@@ -295,38 +313,28 @@ void convert(const settings& how, std::ostream& out) {
   input training(how.input, how);
   std::vector<column_plan> plans = plan_columns(how.input, training.form.names,
                                                 training.profiled.profiles, how.columns, how.cells);
-  std::vector<unsigned long> in_place(plans.size());
-  std::iota(in_place.begin(), in_place.end(), 0UL);
-
+  std::vector<unsigned long> plan_of(plans.size()), plan_of_test;
+  std::iota(plan_of.begin(), plan_of.end(), 0UL);
   std::optional<input> test;
-  std::vector<unsigned long> test_places;
   if (!how.test.empty()) {
     test.emplace(how.test, how);
-    test_places = match_columns(*test, training, plans, out);
-    std::vector<const column_profile*> others(plans.size());
-    for (std::size_t i = 0; i < test_places.size(); ++i) {
-      if (test_places[i] != k_no_column) others[test_places[i]] = &test->profiled.profiles[i];
-    }
-    widen(plans, how.test, others);
+    plan_of_test = match_columns(*test, training, plans, out);
+    widen_for(*test, plan_of_test, plans);
   }
   if (!how.quiet) write_summary(training.form, training.profiled.profiles, plans, out);
 
   new_file names(how.output + ".names"), data(how.output + ".data");
   names.write(metadata_of(plans, how.cells.out_separator));
   names.close();
-  row_writer writer(training.bytes.name(), training.form, in_place, plans, how, data);
-  training.rows.read(training.bytes, writer);
-  data.close();
+  const unsigned long dropped = write_rows(training, plan_of, plans, how, data);
   std::optional<new_file> test_data;
   if (test) {
     test_data.emplace(how.output + ".test");
-    row_writer test_writer(test->bytes.name(), test->form, test_places, plans, how, *test_data);
-    test->rows.read(test->bytes, test_writer);
-    test_data->close();
-    report_unseen(*test, training, test_places, plans, out);
-    report_dropped(how.test, test_writer, out);
+    const unsigned long of_test = write_rows(*test, plan_of_test, plans, how, *test_data);
+    report_unseen(*test, training, plan_of_test, plans, out);
+    report_dropped(how.test, of_test, out);
   }
-  report_dropped(how.input, writer, out);
+  report_dropped(how.input, dropped, out);
   names.commit();
   data.commit();
   if (test_data) test_data->commit();

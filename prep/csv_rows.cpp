@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "zel/text/field_split.h"
+
 namespace orvprep {
 
 namespace {
@@ -20,12 +22,7 @@ void* bounded_realloc(void* old, std::size_t size) {
   return size > k_largest_cell ? nullptr : std::realloc(old, size);
 }
 
-std::string_view trimmed(std::string_view text) {
-  const auto is_blank = [](char c) { return c == ' ' || c == '\t'; };
-  while (!text.empty() && is_blank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && is_blank(text.back())) text.remove_suffix(1);
-  return text;
-}
+bool is_blank(char c) { return c == ' ' || c == '\t'; }
 
 }  // namespace
 
@@ -106,7 +103,7 @@ void csv_rows::on_row(int end, void* self) {
 
 void csv_rows::take_cell(std::string_view text) {
   if (has_quotes_) line_ += static_cast<unsigned long>(std::ranges::count(text, '\n'));
-  visit_->cell(column_++, trimmed(text), line_);
+  visit_->cell(column_++, zel::text::trimmed(text, is_blank), line_);
 }
 
 /// libcsv tells of every line end outside quotes, and of both halves of a CR LF.

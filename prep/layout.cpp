@@ -4,6 +4,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "cell_rules.h"
 #include "csv_rows.h"
 #include "number.h"
 
@@ -67,7 +68,7 @@ bool looks_like_header(const std::vector<row>& rows) {
   if (different.size() < first.size()) return false;
   // The first name may be missing, where rows have names of their own.
   if (std::ranges::count(first, std::string()) > (first[0].empty() ? 1 : 0)) return false;
-  if (std::ranges::find(first, "?") != first.end()) return false;
+  if (std::ranges::find(first, k_unknown) != first.end()) return false;
   bool again = false;
   for (std::size_t r = 1; r < rows.size(); ++r) {
     for (std::size_t c = 0; c < std::min(first.size(), rows[r].size()); ++c) {
@@ -93,6 +94,50 @@ row different_names(const row& given, std::size_t width, bool row_names) {
   return names;
 }
 
+/// A separator and the first rows that it gives; none where it gives no columns.
+struct separated {
+  char separator;
+  std::vector<row> rows;
+};
+
+/// The separator of the most columns. Throws what reading with the first one threw where none gives
+/// columns and one threw.
+separated best_separator(const std::string& name, std::string_view start, bool whole,
+                         char decimal_point) {
+  separated best{0, {}};
+  std::size_t best_score = 2;  // of one column
+  std::exception_ptr failure;
+  for (const char separator : {',', ';', '\t', '|'}) {
+    if (separator == decimal_point) continue;
+    std::vector<row> rows;
+    try {
+      rows = first_rows(name, start, whole, separator);
+    } catch (const file_error&) {  // its quotes do not fit
+      if (!failure) failure = std::current_exception();
+      continue;
+    }
+    // A header that fits before one that lacks a name.
+    const std::size_t width = width_of(rows);
+    const std::size_t score = 2 * width + (width > 0 && rows[0].size() == width ? 0 : -1);
+    if (width < 2 || score <= best_score) continue;
+    best_score = score;
+    best = {separator, std::move(rows)};
+  }
+  if (best.rows.empty() && failure) std::rethrow_exception(failure);
+  return best;
+}
+
+layout layout_of_rows(const separated& found, header_mode header) {
+  const auto& [separator, rows] = found;
+  layout form{separator, false, false, {}};
+  form.has_header = header == header_mode::present ||
+                    (header == header_mode::find_out && looks_like_header(rows));
+  const std::size_t width = rows.size() > 1 ? rows[1].size() : rows[0].size();
+  form.has_row_names = form.has_header && rows[0].size() + 1 == width;
+  form.names = different_names(form.has_header ? rows[0] : row(), width, form.has_row_names);
+  return form;
+}
+
 }  // namespace
 
 layout layout_of(source& in, char separator, header_mode header, char decimal_point) {
@@ -102,42 +147,14 @@ layout layout_of(source& in, char separator, header_mode header, char decimal_po
   while (start.size() < k_looked_at && !(bytes = in.read()).empty()) start += bytes;
   const bool whole = bytes.empty();
 
-  layout found{separator, false, false, {}};
-  std::vector<row> rows;
-  std::exception_ptr failure;  // with the first separator that has one
-  if (separator != 0) {
-    rows = first_rows(in.name(), start, whole, separator);
-  } else {
-    std::size_t best = 2;  // of one column
-    for (const char candidate : {',', ';', '\t', '|'}) {
-      if (candidate == decimal_point) continue;
-      std::vector<row> of_candidate;
-      try {
-        of_candidate = first_rows(in.name(), start, whole, candidate);
-      } catch (const file_error&) {  // its quotes do not fit
-        if (!failure) failure = std::current_exception();
-        continue;
-      }
-      // A header that fits before one that lacks a name.
-      const std::size_t width = width_of(of_candidate);
-      const std::size_t score = 2 * width + (width > 0 && of_candidate[0].size() == width ? 0 : -1);
-      if (width < 2 || score <= best) continue;
-      best = score;
-      found.separator = candidate;
-      rows = std::move(of_candidate);
-    }
-  }
-  if (rows.empty()) {
-    if (failure) std::rethrow_exception(failure);
+  const separated found =
+      separator == 0 ? best_separator(in.name(), start, whole, decimal_point)
+                     : separated{separator, first_rows(in.name(), start, whole, separator)};
+  if (found.rows.empty()) {
     const bool blank = start.find_first_not_of(" \t\r\n") == start.npos;
     throw std::runtime_error(in.name() + (blank ? k_empty : k_no_separator));
   }
-  found.has_header = header == header_mode::present ||
-                     (header == header_mode::find_out && looks_like_header(rows));
-  const std::size_t width = rows.size() > 1 ? rows[1].size() : rows[0].size();
-  found.has_row_names = found.has_header && rows[0].size() + 1 == width;
-  found.names = different_names(found.has_header ? rows[0] : row(), width, found.has_row_names);
-  return found;
+  return layout_of_rows(found, header);
 }
 
 }  // namespace orvprep

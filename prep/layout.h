@@ -19,9 +19,9 @@ struct layout {
 
 /// Looks at the start of the file. `separator` 0 and `find_out` are found out: of the comma, the
 /// semicolon, the tab and the bar the one that gives the most columns of all first rows, and is not
-/// the decimal point; a header
-/// where no cell of the first row is a number or empty and one of a column below is, or where no
-/// cell of the first row comes again. Names are made different and not empty.
+/// the decimal point; a header where no cell of the first row is a number or empty and one of a
+/// column below is, or where no cell of the first row comes again. Names are made different and not
+/// empty.
 /// Throws std::runtime_error, naming the file, where there are no rows or nothing separates them.
 layout layout_of(source& in, char separator, header_mode header, char decimal_point);
 

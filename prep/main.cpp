@@ -7,6 +7,7 @@
 
 #include "conversion.h"
 #include "orvik/orvik.h"
+#include "zel/text/message.h"
 
 namespace {
 
@@ -100,25 +101,7 @@ void interpret(const words& raw, settings& how) {
   }
 }
 
-int run(const settings& how) {
-  try {
-    orvprep::convert(how, std::cout);
-    std::cout << std::flush;
-    if (std::cout.good()) return 0;
-    std::cerr << "orvprep: cannot write to standard output\n";
-  } catch (const std::bad_alloc&) {
-    std::cerr << "orvprep: out of memory\n";
-  } catch (const std::exception& error) {
-    std::cerr << "orvprep: " << error.what() << '\n';
-  }
-  return k_bad_file;
-}
-
-}  // namespace
-
-int main(int argc, char** argv) {
-  std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGXFSZ, SIG_IGN);
+int run(int argc, char** argv) {
   CLI::App app("Makes a table for orvcmd of a delimited file: PREFIX.names and PREFIX.data.");
   settings how;
   words raw;
@@ -129,5 +112,24 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : k_bad_usage;
   }
-  return run(how);
+  orvprep::convert(how, std::cout);
+  std::cout << std::flush;
+  if (std::cout.good()) return 0;
+  std::cerr << "orvprep: cannot write to standard output\n";
+  return k_bad_file;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+  try {
+    return run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    std::cerr << "orvprep: out of memory\n";
+  } catch (const std::exception& error) {
+    std::cerr << "orvprep: " << zel::text::one_line(error.what()) << '\n';
+  }
+  return k_bad_file;
 }

@@ -1,8 +1,11 @@
 #include "number.h"
 
-#include <charconv>
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
+
+#include "zel/text/decimal.h"
 
 namespace orvprep {
 
@@ -10,27 +13,28 @@ namespace {
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
+/// Whether the digits in front of an exponent are all 0; else a value of 0 is one that vanished.
+bool is_zero(std::string_view digits) {
+  return digits.substr(0, digits.find_first_of("eE")).find_first_not_of("0.") == digits.npos;
+}
+
 constexpr double k_exact_whole = 9007199254740992;  // 2^53
 
 }  // namespace
 
 number number_of(std::string_view text) {
-  std::string_view digits = text;
-  if (!digits.empty() && (digits[0] == '+' || digits[0] == '-')) digits.remove_prefix(1);
-  if (digits.empty() || (!is_digit(digits[0]) && digits[0] != '.')) return {};
+  const std::optional<double> value = zel::text::parse_decimal<double>(text);
+  if (!value) return {};
+  const bool negative = text[0] == '-';
+  const std::string_view digits = text.substr(negative || text[0] == '+' ? 1 : 0);
   if (digits.size() > 1 && digits[0] == '0' && is_digit(digits[1])) return {};
-  // from_chars knows no "+".
-  const std::string_view plain = text[0] == '+' ? digits : text;
-  number result;
-  const auto [end, error] =
-      std::from_chars(plain.data(), plain.data() + plain.size(), result.value);
-  if (error != std::errc{} || end != plain.data() + plain.size()) return {};
-  const bool whole = digits.find_first_not_of("0123456789") == digits.npos;
-  if (whole && std::abs(result.value) > k_exact_whole) return {};
-  const bool fits = result.value >= std::numeric_limits<int>::min() &&
-                    result.value <= std::numeric_limits<int>::max();
-  result.kind = whole && fits ? number_kind::integer : number_kind::real;
-  return result;
+  if (*value == 0 && !is_zero(digits)) return {};
+  const bool whole = std::ranges::all_of(digits, is_digit);
+  if (whole && std::abs(*value) > k_exact_whole) return {};
+  const bool fits =
+      *value >= std::numeric_limits<int>::min() && *value <= std::numeric_limits<int>::max();
+  return {whole && fits ? number_kind::integer : number_kind::real,
+          negative ? -std::abs(*value) : *value};
 }
 
 }  // namespace orvprep

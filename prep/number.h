@@ -18,7 +18,7 @@ struct number {
 
 /// Decimal notation with "." and at most one sign in front. A number with a needless zero in front
 /// ("007") is a text: a code, whose zeros mean something. So are whole numbers that a double
-/// cannot tell from their neighbours, and what overflows.
+/// cannot tell from their neighbours, and what overflows or vanishes. -0 keeps its sign.
 number number_of(std::string_view text);
 
 }  // namespace orvprep

@@ -1,8 +1,9 @@
 #include "plan.h"
 
 #include <algorithm>
-#include <charconv>
 #include <stdexcept>
+
+#include "zel/text/decimal.h"
 
 namespace orvprep {
 
@@ -149,10 +150,8 @@ unsigned long column_of(const std::string& file, const std::vector<std::string>&
                         const std::string& wanted) {
   const auto at = std::ranges::find(names, wanted);
   if (at != names.end()) return static_cast<unsigned long>(at - names.begin());
-  unsigned long number = 0;
-  const auto [end, error] = std::from_chars(wanted.data(), wanted.data() + wanted.size(), number);
-  const bool whole = error == std::errc{} && end == wanted.data() + wanted.size();
-  if (whole && number >= 1 && number <= names.size()) return number - 1;
+  const std::optional<unsigned long> number = zel::text::parse_whole(wanted);
+  if (number && *number >= 1 && *number <= names.size()) return *number - 1;
   throw std::runtime_error(file + ": no column '" + wanted + "'");
 }
 

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <sstream>
 
+#include "zel/text/message.h"
+
 namespace orvprep {
 
 namespace {
@@ -13,9 +15,7 @@ constexpr std::size_t k_shown_values = 3;
 constexpr std::size_t k_longest_cell = 40;  // bytes
 
 std::string shortened(std::string text) {
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
-  }
+  std::ranges::replace_if(text, zel::text::is_control, ' ');
   if (text.size() <= k_longest_cell) return text;
   std::size_t end = k_longest_cell;
   while (end > 0 && (text[end] & 0xc0) == 0x80) --end;  // no half characters of UTF-8

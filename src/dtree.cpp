@@ -7,8 +7,10 @@
 #include "binary_file.h"
 #include "impls/model/dtree.h"
 #include "impls/rendering/description.h"
+#include "orvik/run_context.h"
 #include "zel/inpout/ioconn.h"
 #include "zel/inpout/stream.h"
+#include "zel/util/run_context.h"
 
 namespace orvik {
 
@@ -58,9 +60,10 @@ std::unique_ptr<table::subset> all_instead_of(const table* t, const table::subse
 
 /// A line stream over a file; it owns the connection. Its blocks are small because many of them
 /// are worked on at a time.
-zel::inpout::stream open_rows(const std::string& file, char sep) {
+zel::inpout::stream open_rows(const std::string& file, char sep, unsigned long workers) {
   constexpr unsigned long k_half_block = 1UL << 17;
-  return {zel::inpout::ioconn::get_default_input(file), sep, /*owns=*/true, {k_half_block}};
+  return {
+      zel::inpout::ioconn::get_default_input(file, workers), sep, /*owns=*/true, {k_half_block}};
 }
 
 }  // namespace
@@ -70,6 +73,8 @@ dtree::dtree(std::unique_ptr<impls::dtree> impl) : impl_(std::move(impl)) {}
 dtree::~dtree() = default;
 
 dtree* dtree::clone(bool parameters_only) const { return new dtree(impl_->clone(parameters_only)); }
+
+void dtree::use(run_context& run) { impl_->use(run.get_impl()); }
 
 void dtree::set_pruning_strategy(_PruningStrategy strategy) {
   impl_->set_pruning_strategy(strategy);
@@ -119,13 +124,13 @@ conf_matrix* dtree::test(table* t, table::subset* cases, double* average_depth) 
 
 conf_matrix* dtree::test(const std::string& file, char sep, const std::string& missing,
                          unseen_values* unseen) const {
-  zel::inpout::stream in = open_rows(file, sep);
+  zel::inpout::stream in = open_rows(file, sep, impl_->run().n_workers);
   return new conf_matrix(impl_->test(&in, missing, unseen));
 }
 
 double dtree::score(const std::string& file, char sep, std::ostream& out, unsigned long& n, char c,
                     bool probabilities, unseen_values* unseen) const {
-  zel::inpout::stream in = open_rows(file, sep);
+  zel::inpout::stream in = open_rows(file, sep, impl_->run().n_workers);
   return impl_->score(&in, out, n, c, probabilities, unseen);
 }
 
@@ -195,7 +200,7 @@ tree_node dtree::get_tree(unsigned long i) const {
 schema_view dtree::get_schema() const { return schema_view(schema_of(*impl_)); }
 
 std::vector<unsigned long> dtree::get_tested() const {
-  const zel::adt::bitmap tested = impl_->tested_attributes();
+  const zel::adt::bitmap tested = impl_->trees().used_attributes(get_schema().n_attributes());
   return {tested.begin(), tested.end()};
 }
 
@@ -204,10 +209,10 @@ std::string dtree::get_encoding() const {
 }
 
 double dtree::get_elapsed() const { return impl_->get_elapsed(); }
-unsigned long dtree::size() const { return impl_->size(); }
-unsigned long dtree::leaves() const { return impl_->leaves(); }
-unsigned long dtree::depth() const { return impl_->depth(); }
-double dtree::epl() const { return impl_->epl(); }
+unsigned long dtree::size() const { return impl_->trees().size(); }
+unsigned long dtree::leaves() const { return impl_->trees().leaves(); }
+unsigned long dtree::depth() const { return impl_->trees().depth(); }
+double dtree::epl() const { return impl_->trees().epl(); }
 unsigned long dtree::nfeatures() const { return impl_->nfeatures(); }
 std::string dtree::attributes(table* t) const {
   return impl_->get_attributes(required(t, k_no_attributes));

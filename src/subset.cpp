@@ -3,7 +3,9 @@
 #include <stdexcept>
 
 #include "impls/tables/folds.h"
+#include "orvik/run_context.h"
 #include "orvik/table.h"
+#include "zel/util/run_context.h"
 
 namespace orvik {
 
@@ -32,9 +34,13 @@ unsigned long position(unsigned long i, const table::subset& cases) {
 
 }  // namespace
 
-table::subset::subset() : cases_(std::make_unique<case_list>()) {}
-table::subset::subset(void* cases) : cases_(static_cast<case_list*>(cases)) {}
+table::subset::subset() : subset(new case_list) {}
+table::subset::subset(void* cases, zel::util::run_context* run)
+    : cases_(static_cast<case_list*>(cases)),
+      run_(run == nullptr ? &zel::util::default_context() : run) {}
 table::subset::~subset() = default;
+
+void table::subset::use(run_context& run) { run_ = &run.get_impl(); }
 
 unsigned long table::subset::size() const { return cases_->size(); }
 void table::subset::resize(unsigned long n) { cases_->resize(n); }
@@ -62,10 +68,10 @@ unsigned long table::subset::fold_end(unsigned long k, unsigned long i) const {
 
 table::subset* table::subset::select(unsigned long start, unsigned long count,
                                      bool complement) const {
-  return new subset(cases_->select(start, count, complement));
+  return new subset(cases_->select(start, count, complement), run_);
 }
 
-void table::subset::randomize() { cases_->randomize(); }
+void table::subset::randomize() { cases_->randomize(run_->seeds()); }
 
 void table::subset::sort() {
   std::sort(cases_->begin(), cases_->end(),
@@ -73,15 +79,15 @@ void table::subset::sort() {
 }
 
 unsigned long table::subset::stratify_frac(double frac, table* t, bool random) {
-  return impls::stratify_frac(*cases_, frac, required(t), random);
+  return impls::stratify_frac(*cases_, frac, required(t), random, run_->seeds());
 }
 
 unsigned long table::subset::stratify(unsigned long n, table* t, bool random) {
-  return impls::stratify(*cases_, n, required(t), random);
+  return impls::stratify(*cases_, n, required(t), random, run_->seeds());
 }
 
 unsigned long table::subset::stratify_cross(unsigned long k, table* t, bool random) {
-  return impls::stratify_cross(*cases_, folds(k), required(t), random);
+  return impls::stratify_cross(*cases_, folds(k), required(t), random, run_->seeds());
 }
 
 }  // namespace orvik

@@ -1,12 +1,15 @@
 #include "orvik/table.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "binary_file.h"
 #include "impls/tables/table.h"
+#include "orvik/run_context.h"
 #include "zel/inpout/ioconn.h"
 #include "zel/inpout/stream.h"
 #include "zel/util/cronos.h"
+#include "zel/util/run_context.h"
 
 namespace orvik {
 
@@ -21,9 +24,12 @@ zel::inpout::stream open_text(const std::string& file, char sep, unsigned long w
 
 }  // namespace
 
-table::table(const std::string& name) : impl_(std::make_unique<impls::table>(name)) {}
-table::table(std::unique_ptr<impls::table> impl) : impl_(std::move(impl)) {}
+table::table(const std::string& name) : table(std::make_unique<impls::table>(name)) {}
+table::table(std::unique_ptr<impls::table> impl)
+    : impl_(std::move(impl)), run_(&zel::util::default_context()) {}
 table::~table() = default;
+
+void table::use(run_context& run) { run_ = &run.get_impl(); }
 
 void table::load_meta_data(const std::string& file, char sep, const std::string& unknown) {
   zel::inpout::stream in = open_text(file, sep, 1);
@@ -31,8 +37,8 @@ void table::load_meta_data(const std::string& file, char sep, const std::string&
 }
 
 void table::load_data(const std::string& file, char sep, unsigned long n, std::ostream* log) {
-  zel::inpout::stream in = open_text(file, sep, n);
-  impl_->load_data(&in, n, log);
+  zel::inpout::stream in = open_text(file, sep, std::min(n, run_->n_workers));
+  impl_->load_data(&in, n, log, *run_);
 }
 
 std::string table::get_name() const { return impl_->name(); }
@@ -64,19 +70,19 @@ table* table::fromBinary(const std::string& file) {
   return new table(std::move(loaded));
 }
 
-table::subset* table::get_wsubset_all() const { return new subset(impl_->get_all()); }
+table::subset* table::get_wsubset_all() const { return new subset(impl_->get_all(), run_); }
 
 table::subset* table::get_wsubset_first_n(unsigned long n) const {
-  return new subset(impl_->get_first_n(n));
+  return new subset(impl_->get_first_n(n), run_);
 }
 
 table::subset* table::get_wsubset_random(unsigned long n) const {
-  return new subset(impl_->get_random(n));
+  return new subset(impl_->get_random(n, run_->seeds()), run_);
 }
 
 table::subset* table::get_wsubset_difference(subset* s) const {
   if (s == nullptr) throw std::runtime_error(k_no_subset);
-  return new subset(impl_->get_difference(*s->get_impl()));
+  return new subset(impl_->get_difference(*s->get_impl()), run_);
 }
 
 void table::toXML_data_dictionary(std::ostream& out) const { impl_->toXML_data_dictionary(out); }

@@ -4,8 +4,8 @@
 #include <cassert>
 #include <span>
 
-#include "zel/util/parallel.h"
 #include "zel/util/rand_gen.h"
+#include "zel/util/run_context.h"
 
 namespace orvview {
 
@@ -34,8 +34,8 @@ void predict_each(const orvik::dtree& model, unsigned long n, const Fill& fill, 
     assert(found.size() == end - first);
     for (unsigned long i = first; i < end; ++i) use(i, found[i - first]);
   };
-  zel::util::parallel::with_workers(
-      [&] { zel::util::parallel::for_each_index((n + k_chunk - 1) / k_chunk, predict_chunk); });
+  const zel::util::run_context& run = zel::util::default_context();
+  run.with_workers([&] { run.for_each_index((n + k_chunk - 1) / k_chunk, predict_chunk); });
 }
 
 /// Weight of the sampled rows that the model puts in another class, over their weight; `donors`

@@ -22,6 +22,7 @@ namespace orvik {
 namespace impls {
 class dtree;
 }
+class run_context;
 
 /// Threads: members that are const may be called from several threads at a time while no other is.
 class ORVIK_EXPORT dtree {
@@ -36,8 +37,13 @@ class ORVIK_EXPORT dtree {
   ~dtree();
   dtree(const dtree&) = delete;
   dtree& operator=(const dtree&) = delete;
-  /// A copy of the model, or only of its name, its parameters and the attributes it may use.
+  /// A copy of the model, or only of its name, its parameters and the attributes it may use. Either
+  /// uses the same context.
   [[nodiscard]] dtree* clone(bool parameters_only) const;
+
+  /// Does everything under this context from now on, whichever the tables use; at first under the
+  /// default one.
+  void use(run_context& run);
 
   // Parameters; a value out of range is ignored.
   void set_pruning_strategy(_PruningStrategy strategy);

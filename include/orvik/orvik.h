@@ -2,8 +2,11 @@
 //
 // Every object is a handle that owns its implementation. Functions that return a pointer return a
 // new object, which the caller deletes (or holds in a std::unique_ptr). Errors are
-// std::runtime_error, unless said otherwise. A handle is used by one thread at a time, unless its
-// class says more; long operations spread over get_n_workers() threads by themselves.
+// std::runtime_error, unless said otherwise. A handle is used by one thread at a time, views and
+// tables that are loaded may be read by several; long operations spread over threads by themselves.
+// How many, the seed of their draws and their end before the end are matters of a run_context:
+// handles that use different ones can be at work side by side, with the results that they have
+// alone. All others share the default context, which the functions below are about.
 #pragma once
 
 #include <string>
@@ -12,6 +15,7 @@
 #include "orvik/dtree.h"
 #include "orvik/enums.h"
 #include "orvik/export.h"
+#include "orvik/run_context.h"
 #include "orvik/strategies.h"
 #include "orvik/table.h"
 
@@ -26,7 +30,7 @@ ORVIK_EXPORT const char* get_product();
 /// The line that programs show at their start.
 ORVIK_EXPORT const char* get_copyright();
 
-/// Number of threads that operations may use.
+/// Number of threads that operations of the default context may use.
 ORVIK_EXPORT unsigned long get_n_workers();
 /// Sets it; 0 restores the default, the number of hardware threads.
 ORVIK_EXPORT void set_n_workers(unsigned long n);
@@ -35,8 +39,8 @@ ORVIK_EXPORT void set_n_workers(unsigned long n);
 /// named .gz without being one. Pipes and devices that exist are left alone.
 ORVIK_EXPORT void check_text_file(const std::string& file);
 
-/// Makes all random draws from now on repeatable, for any number of workers. Without it every
-/// run draws differently.
+/// Makes all random draws of the default context from now on repeatable, for any number of workers.
+/// Without it every run draws differently.
 ORVIK_EXPORT void set_seed(unsigned long seed);
 
 }  // namespace orvik

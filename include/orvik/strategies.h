@@ -5,6 +5,10 @@
 
 namespace orvik::model {
 
+/// Share of the cases that trees are grown on where the others are set aside, to prune the trees or
+/// to judge sets of attributes on them.
+inline constexpr double k_growing_share = 0.7;
+
 /// Which child may take its father's place.
 enum class raising : unsigned char { none, largest_child, best_child };
 

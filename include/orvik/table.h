@@ -14,11 +14,16 @@ template <class T, class W>
 class w_vector;
 }
 
+namespace zel::util {
+class run_context;
+}
+
 namespace orvik {
 
 namespace impls {
 class table;
 }
+class run_context;
 
 class ORVIK_EXPORT table {
  public:
@@ -32,6 +37,9 @@ class ORVIK_EXPORT table {
   table(const table&) = delete;
   table& operator=(const table&) = delete;
 
+  /// Loads and draws under this context from now on, as do subsets made from now on.
+  void use(run_context& run);
+
   // Loading. Each throws std::runtime_error with one text and leaves the table as it was: it can
   // be given another file.
 
@@ -42,13 +50,13 @@ class ORVIK_EXPORT table {
   /// roles that do not fit the types, other than one class, more than one column of weights, and
   /// for a table that has columns.
   void load_meta_data(const std::string& file, char sep, const std::string& unknown);
-  /// Reads the rows, a line each, on n threads or fewer: on the caller's alone where n or
-  /// get_n_workers() is below 2. Rows keep the file's order. `log` may be null; it is also told of
-  /// columns of one name.
-  /// A table takes its rows once, after its schema: not one without columns, with rows, or of a
-  /// model's training (dtree::get_training_table()), whose values are fixed.
-  /// Throws for those, for a file that cannot be read, for a bad row, naming row and column of the
-  /// earliest, fewer than two classes, no rows, and weights without a positive and finite sum.
+  /// Reads the rows, a line each, on n threads or fewer: on the caller's alone where n or the
+  /// context's number of workers is below 2. Rows keep the file's order. `log` may be null; it is
+  /// also told of columns of one name. A table takes its rows once, after its schema: not one
+  /// without columns, with rows, or of a model's training (dtree::get_training_table()), whose
+  /// values are fixed. Throws for those, for a file that cannot be read, for a bad row, naming row
+  /// and column of the earliest, fewer than two classes, no rows, and weights without a positive
+  /// and finite sum.
   void load_data(const std::string& file, char sep, unsigned long n, std::ostream* log);
 
   std::string get_name() const;
@@ -101,6 +109,7 @@ class ORVIK_EXPORT table {
 
  private:
   std::unique_ptr<impls::table> impl_;
+  zel::util::run_context* run_;
 };
 
 /// A list of cases: rows of one table, each with a weight. A row may occur more than once.
@@ -111,11 +120,15 @@ class ORVIK_EXPORT table::subset {
   using case_list = zel::adt::w_vector<unsigned long, double>;
 
   subset();
-  /// Takes a case_list, for the library's own use.
-  explicit subset(void* cases);
+  /// Takes a case_list, for the library's own use; null is the default context.
+  explicit subset(void* cases, zel::util::run_context* run = nullptr);
   ~subset();
   subset(const subset&) = delete;
   subset& operator=(const subset&) = delete;
+
+  /// Draws under this context from now on, at first under that of the table or the subset that it
+  /// was made from; one made from nothing under the default one.
+  void use(run_context& run);
 
   unsigned long size() const;
   /// Grows with cases of row 0 and weight 0, or shrinks.
@@ -157,6 +170,7 @@ class ORVIK_EXPORT table::subset {
 
  private:
   std::unique_ptr<case_list> cases_;
+  zel::util::run_context* run_;
 };
 
 }  // namespace orvik

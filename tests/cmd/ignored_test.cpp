@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "program.h"
-#include "scratch_folder.h"
+#include "support/scratch_folder.h"
 
 namespace orvcmd {
 namespace {
@@ -85,18 +85,14 @@ TEST(ignored, is_what_the_run_asked_for_has_no_use_of) {
   }
 }
 
-/// Cells of the lines with tabs, less those of times, and what is in no line of the log.
+/// What the lines of an experiment say, less the times.
 std::string figures_of(const std::string& log) {
-  std::istringstream lines(log);
   std::string figures;
-  std::vector<bool> is_time;
-  for (std::string line; std::getline(lines, line);) {
-    if (line.find('\t') == line.npos) continue;
-    std::istringstream cells(line);
-    std::size_t column = 0;
-    for (std::string cell; std::getline(cells, cell, '\t'); ++column) {
-      if (column == is_time.size()) is_time.push_back(cell.find("time") != cell.npos);
-      figures += is_time[column] ? "" : cell + '\t';
+  for (const char* first : {"ds", "fold"}) {
+    for (const auto& row : experiment_in(log, first)) {
+      for (const auto& [name, cell] : row) {
+        figures += name.find("time") == name.npos ? cell + '\t' : "";
+      }
     }
   }
   return figures;

@@ -1,4 +1,5 @@
-// The manual page and the completion of the shell against the options that the program reads.
+// The usage text, the manual page and the completion of the shell against the options that the
+// program reads.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,7 +10,7 @@
 #include "errors.h"
 #include "options.h"
 #include "program.h"
-#include "scratch_folder.h"
+#include "support/scratch_folder.h"
 
 namespace orvcmd {
 namespace {
@@ -40,6 +41,12 @@ bool is_complete(std::string_view option, std::size_t n_arguments) {
   } catch (const early_end& end) {
     return end.status == 0;  // the usage text
   }
+}
+
+TEST(usage, is_the_published_text_to_the_character) {
+  std::ostringstream published;
+  published << std::ifstream(ORVIK_ROOT "/tests/cmd/golden/usage.txt").rdbuf();
+  EXPECT_EQ(usage_text("Orvik version x", 12), published.str());
 }
 
 TEST(manual, names_every_option_of_the_program) {

@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "program.h"
-#include "scratch_folder.h"
+#include "support/scratch_folder.h"
 
 namespace orvcmd {
 namespace {
@@ -116,16 +116,6 @@ TEST_F(output_files, are_refused_where_no_file_can_be) {
   }
 }
 
-TEST_F(output_files, are_all_checked_before_one_is_opened) {
-  options opt;
-  opt.log_file = "new";
-  opt.text_file = "a";
-  opt.tree_binary_output = "missing/t";
-  EXPECT_THROW(outputs out(opt), std::runtime_error);
-  EXPECT_EQ(read("a"), "content");
-  EXPECT_FALSE(fs::exists("new"));
-}
-
 TEST_F(output_files, truncate_reports_and_append_to_the_log) {
   write("log", "before\n");
   options opt;
@@ -161,15 +151,6 @@ TEST_F(output_files, print_no_sign_before_a_not_a_number) {
   out.close();
   for (const char* name : {"log", "text", "xml", "dot", "trace"}) {
     EXPECT_EQ(read(name), "nan nan -1.5nan10000") << name;
-  }
-}
-
-TEST_F(output_files, that_lost_content_are_named_when_closed) {
-  for (const char* const option : {"-t", "-x", "-d", "-pmml", "-json"}) {
-    const program_result run = run_program(std::string("-nl -f ") + ORVIK_ROOT + "/examples/golf " +
-                                           option + " /dev/full");
-    EXPECT_EQ(run.out, "Cannot write to /dev/full\n") << option;
-    EXPECT_EQ(run.status, 255);
   }
 }
 

@@ -1,4 +1,4 @@
-// The program's ends before any work starts, seen from outside.
+// The program's ends before any work starts, seen from outside, and what it shows of long work.
 
 #include "program.h"
 
@@ -9,7 +9,8 @@
 
 #include "options.h"
 #include "orvik/orvik.h"
-#include "scratch_folder.h"
+#include "progress.h"
+#include "support/scratch_folder.h"
 
 namespace {
 
@@ -37,6 +38,23 @@ TEST(program, survives_a_pipe_closed_by_its_reader) {
   close(ends[1]);
   EXPECT_EQ(run_program("--help >&9 2>/dev/null").status, 255);
   close(9);
+}
+
+TEST(progress, is_told_as_far_as_it_is_known) {
+  using zel::util::progress::unit;
+  const auto& text = orvcmd::progress_text;
+  EXPECT_EQ(text({unit::trees, 0, 100}, 5), "");
+  EXPECT_EQ(text({unit::trees, 20, 100}, 0.1), "20 of 100 trees");
+  EXPECT_EQ(text({unit::trees, 20, 100}, 5), "20 of 100 trees, 4.0 trees/s, 20 s left");
+  EXPECT_EQ(text({unit::rows, 3000000, 0}, 2), "3000 K rows, 1500 K rows/s");
+  EXPECT_EQ(text({unit::folds, 10, 10}, 5), "10 of 10 folds, 2.0 folds/s");
+}
+
+TEST(progress, is_not_shown_where_there_is_no_terminal) {
+  const auto run =
+      run_program("-f " ORVIK_ROOT "/examples/golf -fo 20000 -npp -tt 1 2>&1 >/dev/null");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, "");
 }
 
 class program_files : public scratch_folder {};

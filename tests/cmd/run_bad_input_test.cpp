@@ -7,7 +7,7 @@
 
 #include "gzip_text.h"
 #include "program.h"
-#include "scratch_folder.h"
+#include "support/scratch_folder.h"
 
 namespace {
 
@@ -133,7 +133,9 @@ TEST_F(bad_input, ends_the_line_of_a_log_first) {
 }
 
 TEST_F(bad_input, leaves_a_device_that_takes_no_output_named) {
-  expect_line("-f t -t /dev/full", "Cannot write to /dev/full");
+  for (const std::string option : {"-t", "-x", "-d", "-pmml", "-json"}) {
+    expect_line("-f t " + option + " /dev/full", "Cannot write to /dev/full");
+  }
   expect_line("-f t -t out", "Cannot write to out", "ulimit -f 0;");
   const program_result run = run_program("-nl -f t -tstd 2>&1 >/dev/full");
   EXPECT_EQ(run.out, "Cannot write to standard output\n");

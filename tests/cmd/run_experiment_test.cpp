@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <regex>
 #include <sstream>
-#include <vector>
 
 #include "program.h"
-#include "scratch_folder.h"
+#include "support/scratch_folder.h"
 
 namespace {
 
@@ -26,35 +26,20 @@ class run_pruning : public scratch_folder {
     write("t.data", rows.str());
   }
 
-  struct line {
-    std::string fold, type, size;
-  };
-  /// The lines after the header; checks that each has eleven fields of the table "t.names".
-  static std::vector<line> experiment(const std::string& arguments) {
+  static auto experiment(const std::string& arguments) {
     const program_result run = run_program("-f t -seed 1 " + arguments);
     EXPECT_EQ(run.status, 0) << run.out;
-    std::istringstream text(run.out);
-    std::string row;
-    while (std::getline(text, row) &&
-           row != "ds\tfold\ttype\tsize\tleaves\tdepth\tadepth\ttime\terror\tite") {
-    }
-    std::vector<line> lines;
-    while (std::getline(text, row) && row.starts_with("t.names\t")) {
-      std::istringstream cells(row);
-      std::vector<std::string> fields;
-      for (std::string cell; std::getline(cells, cell, '\t');) fields.push_back(cell);
-      EXPECT_EQ(fields.size(), 11) << row;
-      if (fields.size() != 11) continue;
-      EXPECT_EQ(fields[9], "0");
-      lines.push_back({fields[1], fields[2], fields[3]});
-    }
-    return lines;
+    return experiment_in(run.out, "ds");
   }
 };
 
 TEST_F(run_pruning, measures_every_strategy_on_every_fold_in_order) {
   std::ostringstream found, expected;
-  for (const line& l : experiment("-sdm2012 2 -cv 1 5")) found << l.fold << ' ' << l.type << '\n';
+  for (auto& row : experiment("-sdm2012 2 -cv 1 5")) {
+    found << row["fold"] << ' ' << row["type"] << '\n';
+    EXPECT_EQ(row.size(), 11);
+    EXPECT_EQ(row["ds"] + row["ite"], "t.names0");
+  }
   for (int fold = 10; fold < 15; ++fold) {
     std::istringstream types(k_strategies);
     for (std::string type; types >> type;) expected << fold << ' ' << type << '\n';
@@ -64,8 +49,8 @@ TEST_F(run_pruning, measures_every_strategy_on_every_fold_in_order) {
 
 TEST_F(run_pruning, limits_the_depth_of_trees_pruned_on_a_side_set_only) {
   std::map<std::string, int> largest;
-  for (const line& l : experiment("-sdm2012 0 -cv 1 4 -depth 0 -m 1")) {
-    largest[l.type] = std::max(largest[l.type], std::stoi(l.size));
+  for (auto& row : experiment("-sdm2012 0 -cv 1 4 -depth 0 -m 1")) {
+    largest[row["type"]] = std::max(largest[row["type"]], std::stoi(row["size"]));
   }
   EXPECT_GT(largest["unp"], 1);
   for (const char* type : {"REP", "REPG", "REPA", "MEP", "MEPG", "MEPA"}) {

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "program.h"
-#include "scratch_folder.h"
+#include "support/scratch_folder.h"
 
 namespace {
 

@@ -3,12 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
 #include <sstream>
-#include <vector>
 
 #include "program.h"
-#include "scratch_folder.h"
+#include "support/scratch_folder.h"
 
 namespace {
 
@@ -80,34 +78,11 @@ TEST_F(run_selection, refuses_what_does_not_fit_together) {
   }
 }
 
-/// The rows of the experiment, cells by the names of their columns.
-std::vector<std::map<std::string, std::string>> experiment(const std::string& log) {
-  std::istringstream text(log);
-  std::vector<std::string> names;
-  std::vector<std::map<std::string, std::string>> rows;
-  for (std::string line; std::getline(text, line);) {
-    std::vector<std::string> cells;
-    std::istringstream row(line);
-    for (std::string cell; std::getline(row, cell, '\t');) cells.push_back(cell);
-    if (!names.empty() && cells.size() > 1) {
-      EXPECT_EQ(cells.size(), names.size()) << line;
-    }
-    if (line.starts_with("fold\t")) {
-      names = cells;
-    } else if (!names.empty() && cells.size() > 1) {
-      cells.resize(names.size());
-      rows.emplace_back();
-      for (std::size_t i = 0; i < names.size(); ++i) rows.back()[names[i]] = cells[i];
-    }
-  }
-  EXPECT_EQ(names.size(), 42);
-  return rows;
-}
-
 TEST_F(run_selection, compares_subsets_and_forests_fold_by_fold) {
-  const auto rows = experiment(log_of("-as2018 0:50 2 5 7 -cv 1 2 -fo 4"));
+  const auto rows = experiment_in(log_of("-as2018 0:50 2 5 7 -cv 1 2 -fo 4"), "fold");
   std::string keys;
   for (auto row : rows) {
+    EXPECT_EQ(row.size(), 42);
     keys += row["fold"] + "/" + row["minobj"] + "/" + row["as"] + " ";
     const bool none = row["as"] == "50";  // any tree will do, and the smallest tests nothing
     EXPECT_EQ(row["attributes"], none ? "" : "1");
@@ -120,7 +95,7 @@ TEST_F(run_selection, compares_subsets_and_forests_fold_by_fold) {
     EXPECT_NE(row["rf_size"], "0");
   }
   EXPECT_EQ(keys, "70/2/0 70/2/50 70/4/0 70/4/50 71/2/0 71/2/50 71/4/0 71/4/50 ");
-  for (auto row : experiment(log_of("-as2018 0 2 2 0 -cv 1 2"))) {
+  for (auto row : experiment_in(log_of("-as2018 0 2 2 0 -cv 1 2"), "fold")) {
     EXPECT_EQ(row["rf_size"] + row["rf_attributes"] + row["rffs_ebpgerr"], "000");
     EXPECT_EQ(row["rfsize"], row["size"]);  // a tree on the same attributes
   }

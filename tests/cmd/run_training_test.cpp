@@ -8,7 +8,7 @@
 
 #include "gzip_text.h"
 #include "program.h"
-#include "scratch_folder.h"
+#include "support/scratch_folder.h"
 
 namespace {
 

@@ -286,20 +286,22 @@ def write_mixed(folder, name, encoding, separator, odd, small):
     return Table(names, data, encoding, separator)
 
 
+def tables_of(root, files, folder, write_further=()):
+    """Those that the files hold; without any the project's own."""
+    if files:
+        return [Table(n, d) for n, d in zip(files[::2], files[1::2], strict=True)]
+    stems = [os.path.join(root, "examples", "golf"), os.path.join(root, "tests", "data", "rentals")]
+    return [Table(s + ".names", s + ".data") for s in stems] + [w(folder) for w in write_further] + [
+        write_mixed(folder, "mixed", "utf-8", ",", ['a"b', "<c>", "\\", "é&'"], 2),
+        write_mixed(folder, "latin", "iso-8859-1", "|", ["é\x85", "a\tb", "\\\"", "ÿ"], 2e-7)]
+
+
 def main(orvcmd, root, *files):
     if shutil.which("xmllint") is None:
         print("SKIPPED: no xmllint here")
         return 0
     with tempfile.TemporaryDirectory() as folder:
-        if files:
-            tables = [Table(n, d) for n, d in zip(files[::2], files[1::2], strict=True)]
-        else:
-            stems = [os.path.join(root, *path) for path in (("examples", "golf"),
-                                                            ("tests", "data", "rentals"))]
-            tables = [Table(s + ".names", s + ".data") for s in stems] + [
-                write_mixed(folder, "mixed", "utf-8", ",", ['a"b', "<c>", "\\", "é&"], 2),
-                write_mixed(folder, "latin", "iso-8859-1", "|", ["é\x85", "a\tb", "\\\"", "ÿ"], 2e-7)]
-        for table in tables:
+        for table in tables_of(root, files, folder):
             for settings in SETTINGS:
                 check(orvcmd, root, table, settings, folder)
     return 0

@@ -2,16 +2,15 @@
 #include "conversion.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <sstream>
 #include <thread>
 
 #include "support/error_of.h"
+#include "support/scratch_folder.h"
 
 namespace orvprep {
 namespace {
@@ -19,31 +18,23 @@ namespace {
 using namespace std::string_literals;
 namespace fs = std::filesystem;
 
-class conversions : public testing::Test {
+class conversions : public scratch_folder {
  protected:
-  conversions() {
-    std::string name = (fs::temp_directory_path() / "orvprepXXXXXX").string();
-    folder_ = mkdtemp(name.data());
-    fs::current_path(folder_);
-  }
-  ~conversions() override {
-    fs::current_path(before_);
-    fs::remove_all(folder_);
-  }
-  static void write(const std::string& name, const std::string& text) {
-    std::ofstream(name, std::ios::binary) << text;
-  }
-  static std::string read(const std::string& name) {
-    std::ostringstream text;
-    text << std::ifstream(name, std::ios::binary).rdbuf();
-    return text.str();
-  }
   static std::string n_files() {
     return std::to_string(std::distance(fs::directory_iterator("."), fs::directory_iterator()));
   }
+  /// Of the file "in" to "out".
+  static settings plain(const std::string& input = "in") {
+    settings how;
+    how.input = input;
+    how.output = "out";
+    return how;
+  }
+  std::string error_of_converting(const settings& how) {
+    return error_of([&] { convert(how, said_); });
+  }
 
-  fs::path before_ = fs::current_path();
-  fs::path folder_;
+  std::ostringstream said_;
 };
 
 struct awkward {
@@ -177,8 +168,12 @@ const std::vector<awkward>& awkward_files() {
        }},
       {"not a number", "a,k\n1,p\n2,q\n3x,q\n", "in: column 'a': not a number: '3x' (line 4)", "",
        [](settings& s) { s.columns.continuous = {"a"}; }},
-      {"two values that would look alike", "a,k\n\"x,y\",p\nx_y,q\n",
-       "in: column 'a': 'x,y' would look as another value when written; see --replace", ""},
+      {"values that would look alike",
+       "a,k\nx_y,q\n\"u,v\",p\n\"x,y\",p\nu_v,q\n\"a,b\",p\na_b,q\n\"c,d\",p\nc_d,q\n",
+       "in: column 'a': 'u,v' would look as another value when written; see --replace", ""},
+      {"two values written alike", "a,k\n\"x,y\",p\nx\ty,q\n",
+       "in: column 'a': 'x\ty' would look as another value when written; see --replace", "",
+       [](settings& s) { s.separator = ','; }},
   };
   return rows;
 }
@@ -187,12 +182,9 @@ TEST_F(conversions, of_awkward_files) {
   for (const awkward& row : awkward_files()) {
     SCOPED_TRACE(row.what);
     write("in", row.file);
-    settings how;
-    how.input = "in";
-    how.output = "out";
+    settings how = plain();
     row.with(how);
-    std::ostringstream table;
-    const std::string error = error_of([&] { convert(how, table); });
+    const std::string error = error_of_converting(how);
     if (row.data.empty()) {
       EXPECT_EQ(error, row.names);
       EXPECT_EQ(n_files(), "1") << "nothing is written";
@@ -213,15 +205,12 @@ TEST_F(conversions, leave_keys_out_and_say_what_else_they_did) {
             ";" + (i % 3 == 0 ? "p\n" : "\"q;r\"\n");
   }
   write("in", file);
-  settings how;
-  how.input = "in";
-  how.output = "out";
+  settings how = plain();
   how.cells.out_separator = ';';
-  std::ostringstream table;
-  convert(how, table);
+  convert(how, said_);
   EXPECT_EQ(read("out.names"),
             "id;null;ignore\ncode;null;ignore\nn;integer;continuous\nk;string;class\n");
-  const std::string text = table.str();
+  const std::string text = said_.str();
   for (const char* said : {"60 rows, 4 columns, separator ';', with a header", "0 .. 6",
                            "different in every row, left out", "q;r (40), p (20)",
                            "1 values with separators or line ends, written with '_'"}) {
@@ -232,32 +221,28 @@ TEST_F(conversions, leave_keys_out_and_say_what_else_they_did) {
 TEST_F(conversions, bring_a_second_file_into_the_form_of_the_first) {
   write("in", "a,n,key,k\nx,1,u,p\ny,2,v,q\nx,5,w,q\n");
   write("test", "k;extra;n;a\np;0;2.5;x\nq;1;NA;z\nq;2;7;z\n");
-  settings how;
-  how.input = "in";
+  settings how = plain();
   how.test = "test";
-  how.output = "out";
   how.columns.ignored = {"key"};
   how.columns.continuous = {"n"};
-  std::ostringstream said;
-  convert(how, said);
+  convert(how, said_);
   EXPECT_EQ(read("out.names"),
             "a,string,discrete\nn,double,continuous\nkey,null,ignore\nk,string,class\n");
   EXPECT_EQ(read("out.test"), "x,2.5,?,p\nz,?,?,q\nz,7,?,q\n");
-  EXPECT_NE(said.str().find("column 'extra' is not in the training file, left out"),
+  EXPECT_NE(said_.str().find("column 'extra' is not in the training file, left out"),
             std::string::npos);
-  EXPECT_NE(said.str().find("column 'a': 2 cells of values that training did not have, first 'z' "
-                            "(line 3)"),
+  EXPECT_NE(said_.str().find("column 'a': 2 cells of values that training did not have, first 'z' "
+                             "(line 3)"),
             std::string::npos);
 
   write("test", "a,n\nx,1\n");
-  convert(how, said);
+  convert(how, said_);
   EXPECT_EQ(read("out.test"), "x,1,?,?\n");
-  EXPECT_NE(said.str().find("no column 'k': rows to score, not to test"), std::string::npos);
+  EXPECT_NE(said_.str().find("no column 'k': rows to score, not to test"), std::string::npos);
   write("test", "k,a\np,x\n");
-  EXPECT_EQ(error_of([&] { convert(how, said); }),
-            "test: no column 'n': it is needed, as in the training file");
+  EXPECT_EQ(error_of_converting(how), "test: no column 'n': it is needed, as in the training file");
   write("test", "k,a,n\np,x,many\n");
-  EXPECT_EQ(error_of([&] { convert(how, said); }), "test:2: column 'n': not a number: 'many'");
+  EXPECT_EQ(error_of_converting(how), "test:2: column 'n': not a number: 'many'");
 }
 
 TEST_F(conversions, read_gzip_and_pipes) {
@@ -265,53 +250,37 @@ TEST_F(conversions, read_gzip_and_pipes) {
   ASSERT_EQ(std::system("gzip -c in.csv > in.gz; mkfifo pipe"), 0);
   std::thread writer([] { static_cast<void>(!std::system("cat in.csv > pipe")); });
   for (const char* name : {"in.gz", "pipe"}) {
-    settings how;
-    how.input = name;
-    how.output = "out";
-    std::ostringstream table;
-    convert(how, table);
+    convert(plain(name), said_);
     EXPECT_EQ(read("out.data"), "x,p\ny,q\n") << name;
   }
   writer.join();
   ASSERT_EQ(std::system("head -c 20 in.gz > cut.gz"), 0);
-  settings how;
-  how.input = "cut.gz";
-  how.output = "cut";
-  std::ostringstream table;
-  EXPECT_EQ(error_of([&] { convert(how, table); }), "cut.gz: truncated gzip data");
-  how.input = "none";
-  EXPECT_EQ(error_of([&] { convert(how, table); }), "none: No such file or directory");
+  EXPECT_EQ(error_of_converting(plain("cut.gz")), "cut.gz: truncated gzip data");
+  EXPECT_EQ(error_of_converting(plain("none")), "none: No such file or directory");
 }
 
 TEST_F(conversions, never_replace_what_they_read) {
   write("x.data", "a,k\nx,p\ny,q\n");
   ASSERT_EQ(std::system("ln -s x.data x.test; ln x.data other"), 0);
-  settings how;
-  how.input = "other";
+  settings how = plain("other");
   how.output = "x";
-  std::ostringstream table;
-  EXPECT_EQ(error_of([&] { convert(how, table); }),
-            "x.data: would replace the file that is converted");
+  EXPECT_EQ(error_of_converting(how), "x.data: would replace the file that is converted");
   write("y", "a,k\nx,p\ny,q\n");
   how.input = "y";
   how.test = "x.data";
   how.output = "y";
-  convert(how, table);
+  convert(how, said_);
   EXPECT_EQ(read("y.test"), "x,p\ny,q\n");
   how.test = "y.test";
-  EXPECT_EQ(error_of([&] { convert(how, table); }),
-            "y.test: would replace the file that is converted");
+  EXPECT_EQ(error_of_converting(how), "y.test: would replace the file that is converted");
 }
 
 TEST_F(conversions, keep_older_files_when_they_fail) {
   write("in", "a,k\nx,p\ny,q\nz\n");
   write("out.data", "older");
-  settings how;
-  how.input = "in";
-  how.output = "out";
+  settings how = plain();
   how.separator = ',';
-  std::ostringstream table;
-  EXPECT_EQ(error_of([&] { convert(how, table); }), "in:4: 1 cells instead of 2");
+  EXPECT_EQ(error_of_converting(how), "in:4: 1 cells instead of 2");
   EXPECT_EQ(read("out.data"), "older");
 }
 

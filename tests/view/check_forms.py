@@ -278,19 +278,8 @@ def write_borders(folder):
 
 def main(orvcmd, orvview, root, cxx, *files):
     with tempfile.TemporaryDirectory() as folder:
-        if files:
-            tables = [documents.Table(n, d) for n, d in zip(files[::2], files[1::2], strict=True)]
-        else:
-            stems = [os.path.join(root, *path) for path in (("examples", "golf"),
-                                                            ("tests", "data", "rentals"))]
-            tables = [documents.Table(s + ".names", s + ".data") for s in stems] + [
-                write_borders(folder),
-                write_ties(folder),
-                write_hostile(folder),
-                documents.write_mixed(folder, "mixed", "utf-8", ",", ['a"b', "<c>", "\\", "é&'"], 2),
-                documents.write_mixed(folder, "latin", "iso-8859-1", "|", ["é\x85", "a\tb", "\\\"", "ÿ"],
-                                      2e-7)]
-        for table in tables:
+        further = (write_borders, write_ties, write_hostile)
+        for table in documents.tables_of(root, files, folder, further):
             for settings in SETTINGS:
                 check = Check((orvcmd, orvview, cxx), table, settings, folder)
                 check.python()

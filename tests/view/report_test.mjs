@@ -1,7 +1,8 @@
 // Opens reports in a browser and uses them as people do.
 //
 // Usage: node report_test.mjs ORVCMD ORVVIEW ROOT, where ROOT is the checkout. Exit status 0 if all
-// is well, 77 with a word where there is no browser or no playwright-core.
+// is well, 77 with a word where there is no browser or no playwright-core; there, an error where CI
+// is set.
 import assert from 'node:assert/strict';
 import { readFileSync } from 'node:fs';
 import { join } from 'node:path';
@@ -10,8 +11,8 @@ import { Browser, Workshop, missing } from './page.mjs';
 const [orvcmd, orvview, root] = process.argv.slice(2);
 const lack = await missing();
 if (lack) {
-  console.log(`SKIPPED: ${lack}`);
-  process.exit(77);
+  console.log(process.env.CI ? `CI tests the page: ${lack}` : `SKIPPED: ${lack}`);
+  process.exit(process.env.CI ? 1 : 77);
 }
 
 const golf = join(root, 'examples', 'golf');
@@ -103,39 +104,21 @@ const tests = {
     assert.equal(await count(), '2 of 3');
   },
 
-  async 'a case has the class that the program gives it'() {
+  // What is computed of a case is tested without a browser.
+  async 'a case is taken from the form and from a row'() {
     const names = linesOf(`${rentals}.names`).map((line) => line.split(',')[0]);
     const lines = linesOf(`${rentals}.data`);
-    const gaps = lines.map((line, i) => line.split(',')
-      .map((cell, c) => c > 1 && (i + c) % 4 === 0 ? '?' : cell).join(','));
-    for (const options of [FULL, [], FOREST]) {
-      const model = shop.grow(rentals, ...options);
-      const page = await browser.open(shop.report(model, '--names', `${rentals}.names`,
-                                                  '--data', `${rentals}.data`));
-      const asked = [...lines, ...gaps];
-      const scores = shop.scores(model, asked);
-      for (const [i, line] of asked.entries()) {
-        sameAnswer(await typed(page, names, line), scores[i], `${options} ${line}`);
-      }
-      for (const [i, button] of (await page.$$('tr[data-row] button')).entries()) {
-        await button.evaluate((b) => b.click());
-        sameAnswer([await page.textContent('.predicted'), await page.textContent('.answer .muted')],
-                   scores[i], `${options} row ${i}`);
-      }
+    const model = shop.grow(rentals, ...FOREST);
+    const page = await browser.open(shop.report(model, '--names', `${rentals}.names`,
+                                                '--data', `${rentals}.data`));
+    const scores = shop.scores(model, lines);
+    for (const [i, line] of lines.slice(0, 10).entries()) {
+      sameAnswer(await typed(page, names, line), scores[i], line);
     }
-  },
-
-  async 'floats are compared as floats'() {
-    const stem = shop.file('floats');
-    shop.file('floats.names', 'x,float,continuous\nk,string,class\n');
-    const rows = Array.from({ length: 30 }, (_, i) =>
-      `${i / 10},${'abc'[Math.floor(i / 3) % 3]}`);
-    shop.file('floats.data', `${rows.join('\n')}\n`);
-    const model = shop.grow(stem, '-gain', ...FULL);
-    const page = await browser.open(shop.report(model));
-    const scores = shop.scores(model, rows);
-    for (const [i, row] of rows.entries()) {
-      sameAnswer(await typed(page, ['x'], row), scores[i], row);
+    for (const [i, button] of (await page.$$('tr[data-row] button')).entries()) {
+      await button.evaluate((b) => b.click());
+      sameAnswer([await page.textContent('.predicted'), await page.textContent('.answer .muted')],
+                 scores[i], `row ${i}`);
     }
   },
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 
 namespace zel::adt {
 
@@ -24,6 +25,7 @@ void insertion_sort(std::uint64_t* keys, std::size_t n) {
 }  // namespace
 
 std::span<const std::uint64_t> key_sorter::sort(std::size_t n, std::uint64_t n_codes) {
+  assert(n <= keys_.size() && n_codes > 0);
   const auto bits = static_cast<unsigned>(std::bit_width(n_codes - 1));
   if (n <= k_few_keys) {
     insertion_sort(keys_.data(), n);

@@ -1,14 +1,16 @@
 // Weighted case list: rows of a table with a weight each, in a meaningful order.
 //
 // A vector of pairs (row, weight) with the sampling operations that training and testing need.
-// A row may occur more than once. Operations that draw use a generator of their own (see
-// zel/util/seed.h); those with a generator argument are for work spread over threads.
+// A row may occur more than once. Operations that draw use a generator of their own, whose seed is
+// the next one of a source (see zel/util/seed.h); those with a generator argument are for work
+// spread over threads.
 // Threads: many readers or one writer.
 #pragma once
 
 #include <algorithm>
 #include <cassert>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -31,12 +33,13 @@ class w_vector : public std::vector<std::pair<T, W>> {
   [[nodiscard]] w_vector* select(unsigned long start, unsigned long count, bool complement) const;
 
   /// Shuffles the list in place.
-  void randomize();
+  void randomize(util::seed_source& seeds = util::default_seeds());
   void randomize(util::rand_gen& random);
 
   /// Appends min(k, n) distinct rows of start .. start + n - 1, drawn uniformly, ascending, each
   /// with weight w.
-  void push_back_random(unsigned long k, unsigned long start, unsigned long n, W w);
+  void push_back_random(unsigned long k, unsigned long start, unsigned long n, W w,
+                        util::seed_source& seeds = util::default_seeds());
 
   /// Appends m = min(k, source size) copies of elements of `source`, not null, drawn with
   /// replacement.
@@ -53,15 +56,17 @@ class w_vector : public std::vector<std::pair<T, W>> {
   /// @return t, the integer part of size * frac.
   /// Throws a pointer to a std::runtime_error, changing nothing, unless 0 <= frac <= 1.
   template <class F>
-  unsigned long stratify_frac(double frac, F class_of, unsigned long n_classes, bool random);
+  unsigned long stratify_frac(double frac, F class_of, unsigned long n_classes, bool random,
+                              util::seed_source& seeds = util::default_seeds());
   /// The same for a sample of n <= size() elements. @return n.
   template <class F>
-  unsigned long stratify_sample(unsigned long n, F class_of, unsigned long n_classes, bool random);
+  unsigned long stratify_sample(unsigned long n, F class_of, unsigned long n_classes, bool random,
+                                util::seed_source& seeds = util::default_seeds());
 
  private:
   template <class F>
   unsigned long stratify(unsigned long sample, long double frac, F class_of,
-                         unsigned long n_classes, bool random);
+                         unsigned long n_classes, bool random, util::seed_source& seeds);
 };
 
 }  // namespace zel::adt

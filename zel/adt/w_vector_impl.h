@@ -1,6 +1,8 @@
 // Members of w_vector; included by w_vector.h only.
 #pragma once
 
+#include <cassert>
+
 #include "zel/adt/stratify_quotas.h"
 #include "zel/adt/w_vector.h"
 #include "zel/util/errors.h"
@@ -28,8 +30,8 @@ w_vector<T, W>* w_vector<T, W>::select(unsigned long start, unsigned long count,
 }
 
 template <class T, class W>
-void w_vector<T, W>::randomize() {
-  util::rand_gen random(this->size(), util::draw::shuffle);
+void w_vector<T, W>::randomize(util::seed_source& seeds) {
+  util::rand_gen random(this->size(), util::draw::shuffle, seeds);
   randomize(random);
 }
 
@@ -44,10 +46,11 @@ void w_vector<T, W>::randomize(util::rand_gen& random) {
 }
 
 template <class T, class W>
-void w_vector<T, W>::push_back_random(unsigned long k, unsigned long start, unsigned long n, W w) {
+void w_vector<T, W>::push_back_random(unsigned long k, unsigned long start, unsigned long n, W w,
+                                      util::seed_source& seeds) {
   unsigned long needed = std::min(k, n);
   this->reserve(this->size() + needed);
-  util::rand_gen random(n, util::draw::sample);
+  util::rand_gen random(n, util::draw::sample, seeds);
   for (unsigned long remaining = n; needed > 0; --remaining) {
     if (random.below(remaining) >= needed) continue;
     this->emplace_back(static_cast<T>(start + (n - remaining)), w);
@@ -72,25 +75,26 @@ void w_vector<T, W>::push_back_random_repeated(unsigned long k, const w_vector* 
 template <class T, class W>
 template <class F>
 unsigned long w_vector<T, W>::stratify_frac(double frac, F class_of, unsigned long n_classes,
-                                            bool random) {
+                                            bool random, util::seed_source& seeds) {
   if (!(frac >= 0 && frac <= 1)) util::throw_pointer(k_stratify_range);
-  return stratify(fraction_of(this->size(), frac), frac, class_of, n_classes, random);
+  return stratify(fraction_of(this->size(), frac), frac, class_of, n_classes, random, seeds);
 }
 
 template <class T, class W>
 template <class F>
 unsigned long w_vector<T, W>::stratify_sample(unsigned long n, F class_of, unsigned long n_classes,
-                                              bool random) {
+                                              bool random, util::seed_source& seeds) {
   const long double frac = this->empty() ? 0 : static_cast<long double>(n) / this->size();
-  return stratify(n, frac, class_of, n_classes, random);
+  return stratify(n, frac, class_of, n_classes, random, seeds);
 }
 
 template <class T, class W>
 template <class F>
 unsigned long w_vector<T, W>::stratify(unsigned long sample, long double frac, F class_of,
-                                       unsigned long n_classes, bool random) {
+                                       unsigned long n_classes, bool random,
+                                       util::seed_source& seeds) {
   std::optional<util::rand_gen> draw;  // only where something is drawn
-  if (random) draw.emplace(0, util::draw::stratify);
+  if (random) draw.emplace(0, util::draw::stratify, seeds);
   if (frac == 0 || frac == 1) {
     if (random) randomize(*draw);
     return frac == 0 ? 0 : this->size();
@@ -103,16 +107,19 @@ unsigned long w_vector<T, W>::stratify(unsigned long sample, long double frac, F
     ++left[c];
   }
   std::vector<unsigned long> quota = stratify_quotas(left, frac, sample);
+  assert(std::accumulate(quota.begin(), quota.end(), 0UL) == sample);
 
   unsigned long back = sample;
   for (unsigned long front = 0; front < sample;) {
     const unsigned long c = class_of((*this)[front].first);
+    assert(left[c] > 0);
     const unsigned long ticket = random ? draw->below(left[c]) : 0;
     --left[c];
     if (ticket < quota[c]) {
       --quota[c];
       ++front;
     } else {
+      assert(back < this->size());
       std::swap((*this)[front], (*this)[back++]);
     }
   }

@@ -2,6 +2,7 @@
 #include "zel/inpout/iobuf.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -52,6 +53,7 @@ long iobuf::write(const void* bytes, long count) {
   if (count > capacity_) return write_through(from, count) ? count : -1;
   std::memcpy(buffer_.get() + end_, from, static_cast<std::size_t>(count));
   end_ += count;
+  assert(pos_ == 0 && end_ <= capacity_);
   pending_ = true;
   return count;
 }
@@ -81,6 +83,7 @@ long iobuf::read(void* bytes, long count) {
     std::memcpy(to + held, buffer_.get(), static_cast<std::size_t>(pos_));
     if (got > 0) got = pos_;
   }
+  assert(pos_ <= end_ && end_ <= capacity_);
   if (got < 0) return held > 0 ? held : -1;  // the failure comes back with the next read
   return held + got;
 }

@@ -13,7 +13,7 @@
 #include "zel/inpout/iobuf.h"
 #include "zel/inpout/iofile.h"
 #include "zel/inpout/iogunzip.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace zel::inpout {
 
@@ -38,7 +38,7 @@ std::unique_ptr<ioconn> open_gzip(const std::string& name, unsigned long workers
   auto file = std::make_unique<iogunzip>();
   if (!file->open(name, k_gzip_input_mode)) throw std::runtime_error(k_file + name + k_not_found);
   if (!file->is_compressed()) throw std::runtime_error(k_file + name + k_not_gzip);
-  if (std::min(workers, util::parallel::n_workers) < 2) return file;
+  if (workers < 2) return file;
   return std::make_unique<ioahead>(std::move(file));
 }
 
@@ -111,7 +111,7 @@ long ioconn::size() {
 }
 
 ioconn* ioconn::get_default_input(const std::string& name) {
-  return get_default_input(name, util::parallel::n_workers);
+  return get_default_input(name, util::default_context().n_workers);
 }
 
 ioconn* ioconn::get_default_input(const std::string& name, unsigned long workers) {

@@ -80,8 +80,8 @@ class ioconn : public zel::util::nocopy {
   /// Opens `name` for buffered reading: through gzip when it ends in ".gz" and has more than two
   /// characters (mode 3), else as it is (mode 19). Throws std::runtime_error when it cannot be
   /// opened, and when a ".gz" file holds no gzip data. A directory opens; its first read fails.
-  /// Gzip data are unpacked ahead of the reader on another thread, unless there is one worker only:
-  /// of the process, or `workers` for this input.
+  /// Gzip data are unpacked ahead of the reader on another thread, where `workers`, by
+  /// default those of the default context, are more than one.
   /// @return a new connection; the caller deletes it.
   [[nodiscard]] static ioconn* get_default_input(const std::string& name);
   [[nodiscard]] static ioconn* get_default_input(const std::string& name, unsigned long workers);

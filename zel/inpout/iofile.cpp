@@ -36,8 +36,6 @@ auto uninterrupted(Call call) {
 
 }  // namespace
 
-unsigned long iofile::alloc_ = 0;
-
 iofile::~iofile() { iofile::close(); }
 
 void iofile::close() {
@@ -144,8 +142,8 @@ bool iofile::is_pipe(const char* path) {
 }
 
 unsigned long iofile::allocation_granularity() {
-  if (alloc_ == 0) alloc_ = static_cast<unsigned long>(std::max(::sysconf(_SC_PAGESIZE), 0L));
-  return alloc_;
+  static const auto size = static_cast<unsigned long>(std::max(::sysconf(_SC_PAGESIZE), 0L));
+  return size;
 }
 
 }  // namespace zel::inpout

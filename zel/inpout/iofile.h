@@ -58,7 +58,6 @@ class iofile : public ioconn {
  private:
   int mode_ = 0;
   int fd_ = -1;
-  static unsigned long alloc_;
 };
 
 }  // namespace zel::inpout

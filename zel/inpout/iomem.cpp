@@ -2,6 +2,7 @@
 #include "zel/inpout/iomem.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -34,11 +35,13 @@ long iomem::write(const void* bytes, long count) {
   std::memcpy(buffer_ + pos_, bytes, length);
   pos_ += length;
   used_ = std::max(used_, pos_);
+  assert(used_ <= capacity_);
   return count;
 }
 
 long iomem::read(void* bytes, long count) {
   if (count < 1) return 0;
+  assert(pos_ <= used_);
   const unsigned long length = std::min(static_cast<unsigned long>(count), used_ - pos_);
   if (length == 0) return 0;
   std::memcpy(bytes, buffer_ + pos_, length);

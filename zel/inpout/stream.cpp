@@ -83,6 +83,7 @@ bool stream::next_block() {
     throw;
   }
   if (held == 0) return false;
+  assert(held < capacity_ + slack_);
   buffer_[held] = '\0';
   block_number_ = conn_->take_block_number();
   bytes_read_ += held;
@@ -127,6 +128,7 @@ unsigned long stream::read_some(unsigned long held, unsigned long count) {
   const long got = conn_->read(buffer_.get() + held, static_cast<long>(count));
   if (got < 0) throw std::runtime_error(cannot_read(*conn_));
   ended_ = got == 0;
+  assert(static_cast<unsigned long>(got) <= count);
   return static_cast<unsigned long>(got);
 }
 

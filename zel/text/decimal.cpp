@@ -100,6 +100,13 @@ std::optional<T> parse_decimal(std::string_view text) {
   return negative ? -magnitude : magnitude;
 }
 
+std::optional<unsigned long> parse_whole(std::string_view text) {
+  unsigned long value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
 double leading_number(const char* text) { return strtod_l(text, nullptr, c_locale()); }
 
 template <class T>

@@ -15,6 +15,10 @@ namespace zel::text {
 template <class T>
 std::optional<T> parse_decimal(std::string_view text);
 
+/// The number of digits and nothing else.
+/// @return nothing for another text and for what exceeds an unsigned long.
+std::optional<unsigned long> parse_whole(std::string_view text);
+
 /// The number that `text` begins with, behind white space, as the C library reads it; 0 where it
 /// begins with none.
 double leading_number(const char* text);

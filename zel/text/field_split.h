@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstring>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -14,15 +13,17 @@ namespace zel::text {
 void split_fields(std::string_view line, char separator, bool trim,
                   std::vector<std::string_view>& fields);
 
+/// `text` without the characters of a kind around it.
+template <class IsBlank>
+std::string_view trimmed(std::string_view text, IsBlank is_blank) {
+  while (!text.empty() && is_blank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && is_blank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
 /// No line of text holds a NUL byte: it would end the text for half of its readers.
 inline bool holds_nul(std::string_view line) {
   return std::memchr(line.data(), 0, line.size()) != nullptr;
 }
-
-/// The first 200 bytes of `text` for a message, control bytes shown as "?".
-std::string quoted(std::string_view text);
-
-/// "bad row format (row N): " and the line quoted.
-std::string bad_row_message(unsigned long row, std::string_view line);
 
 }  // namespace zel::text

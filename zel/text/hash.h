@@ -6,6 +6,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "zel/text/text_word.h"
+
 namespace zel::text {
 
 struct hash_secret {
@@ -22,7 +24,7 @@ inline std::uint64_t hash_mix(std::uint64_t x, std::uint64_t y) {
   return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
 }
 
-/// Of a text of eight bytes or more.
+/// Of any text. Different texts have different values but for a chance of 1 in 2^64 or so.
 inline std::uint64_t hash_of(std::string_view text) {
   const auto word_from = [](const char* from) {
     std::uint64_t word;
@@ -30,6 +32,7 @@ inline std::uint64_t hash_of(std::string_view text) {
     return word;
   };
   const auto& [a, b] = process_secret();
+  if (text.size() <= k_word_text) return hash_mix(word_of(text) ^ a, b ^ text.size());
   std::uint64_t h = a ^ text.size();
   const char* p = text.data();
   std::size_t left = text.size();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <bit>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -20,6 +21,7 @@ inline std::uint64_t first_bytes(std::size_t length) {
 /// The text as a word, first byte lowest, zero behind. Different texts of one length have
 /// different words.
 inline std::uint64_t word_of(std::string_view text) {
+  assert(text.size() <= k_word_text);
   if (std::endian::native == std::endian::little && text.size() >= 4) {  // two loads cover it
     std::uint32_t low, high;
     std::memcpy(&low, text.data(), sizeof low);
@@ -47,6 +49,7 @@ inline std::uint64_t word_at(const char* text, std::size_t length) {
 /// The number that a text of 1 .. 8 digits stands for; `length` is at most 8.
 /// @return false for another text.
 inline bool number_of_digits(std::uint64_t word, std::size_t length, std::uint32_t& number) {
+  assert(length <= k_word_text);
   if (length == 0) return false;
   std::uint64_t digits = word ^ (0x3030303030303030 & first_bytes(length));
   if (((digits + 0x7676767676767676) | digits) & 0x8080808080808080) return false;

@@ -23,7 +23,8 @@ class loop_marks {
   void enter_body() { __tsan_acquire(&fork_); }
   void leave_body() { __tsan_release(&join_); }
 #else
-  loop_marks() {}  // not defaulted: a loop's marks are never an unused variable
+  // Not defaulted: a loop's marks are never an unused variable.
+  loop_marks() {}  // NOLINT(modernize-use-equals-default)
   void publish() {}
   void enter_body() {}
   void leave_body() {}

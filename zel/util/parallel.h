@@ -1,33 +1,36 @@
-// Loops over indices spread over the worker threads, and the number of those threads.
+// The loop over indices that all parallel work comes down to, and the threads it may have.
 //
-// An operation opens its workers once, with_workers(), and runs its loops inside: loops may nest.
-// Bodies write only to what belongs to their index or to their slot().
+// Operations do not call it themselves: they open their workers with a context
+// (zel/util/run_context.h), which runs their loops.
+// Bodies write only to what belongs to their index or to the slot of their thread.
 #pragma once
 
 #include <tbb/blocked_range.h>
-#include <tbb/global_control.h>
 #include <tbb/parallel_for.h>
 #include <tbb/partitioner.h>
-#include <tbb/task_arena.h>
 
 #include "zel/util/loop_marks.h"
+#include "zel/util/nocopy.h"
 
 namespace zel::util::parallel {
 
-/// Worker threads that loops may use; below 2 every loop runs on the thread that calls it.
-/// At first the hardware threads. Written between operations only.
-extern unsigned long n_workers;
+/// Worker threads of the default context.
+extern unsigned long& n_workers;
 
 /// @return the number of hardware threads, 1 if the platform does not tell.
 unsigned long default_workers();
 
-/// @return the slots that an array of per-worker scratch needs: the threads an operation really
-/// gets, at least 1. More than max(256, hardware threads) are never started.
-unsigned long n_slots();
+/// Lets the process run so many threads more while it lives: oneTBB has one limit for all arenas,
+/// and of several that are asked for at a time it takes the least.
+/// Cost: a lock at both ends.
+class thread_share : private nocopy {
+ public:
+  explicit thread_share(unsigned long threads);
+  ~thread_share();
 
-/// @return the slot of the calling thread inside with_workers(), below n_slots(). Two bodies
-/// with one slot never run at once, but a nested loop's body may run within an outer body.
-unsigned long slot();
+ private:
+  unsigned long threads_;
+};
 
 /// What oneTBB copies and calls for each part of a loop's range.
 template <class F>
@@ -52,29 +55,6 @@ void pfor(unsigned long first, unsigned long last, F f) {
   using range = tbb::blocked_range<unsigned long>;
   loop_marks marks;
   tbb::parallel_for(range(first, last, 1), loop_body<F>{f, marks}, tbb::auto_partitioner());
-}
-
-/// Runs f() with the loops inside it on n_slots() threads, or just calls it when n_workers < 2.
-/// @return what f() returns.
-template <class F>
-decltype(auto) with_workers(F f) {
-  if (n_workers < 2) return f();
-  const unsigned long threads = n_slots();
-  const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
-  tbb::task_arena arena(static_cast<int>(threads));
-  return arena.execute(f);
-}
-
-/// Calls f(i) for every i of [0, n): in ascending order on the calling thread when n_workers < 2
-/// or n < 2, else as pfor() does. A thread that waits for the end of this loop takes up work of
-/// this loop only, so the stack does not grow by the bodies of outer loops.
-template <class F>
-void for_each_index(unsigned long n, F f) {
-  if (n_workers < 2 || n < 2) {
-    for (unsigned long i = 0; i < n; ++i) f(i);
-    return;
-  }
-  tbb::this_task_arena::isolate([&f, n] { pfor(0, n, [&f](unsigned long i) { f(i); }); });
 }
 
 }  // namespace zel::util::parallel

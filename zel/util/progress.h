@@ -7,6 +7,8 @@
 #include <array>
 #include <atomic>
 
+#include "zel/util/nocopy.h"
+
 namespace zel::util::progress {
 
 enum class unit : unsigned char { rows, nodes, trees, folds };
@@ -17,20 +19,30 @@ struct reading {
   unsigned long total;  ///< 0: not known
 };
 
-struct alignas(64) counter {
-  std::atomic<unsigned long> value = 0;
+class counts : private nocopy {
+ public:
+  /// Adds what was finished. Any thread.
+  void count(unit of, unsigned long n = 1) {
+    counters_[static_cast<unsigned>(of)].value.fetch_add(n, std::memory_order_relaxed);
+  }
+  /// All that was finished so far. Any thread.
+  unsigned long done(unit of) const {
+    return counters_[static_cast<unsigned>(of)].value.load(std::memory_order_relaxed);
+  }
+
+  /// From now on, `total` of these units are worked on. One thread.
+  void begin(unit of, unsigned long total);
+  /// Any thread. A reading while begin() writes may mix two works; the next one is right again.
+  reading read() const;
+
+ private:
+  struct alignas(64) counter {
+    std::atomic<unsigned long> value = 0;
+  };
+
+  std::array<counter, 4> counters_;  // by unit
+  std::atomic<unit> current_ = unit::rows;
+  std::atomic<unsigned long> start_ = 0, total_ = 0;
 };
-// A program shares these with the library, also with a shared one.
-[[gnu::visibility("default")]] extern std::array<counter, 4> counters;
-
-/// Adds what was finished. Any thread.
-inline void count(unit of, unsigned long n = 1) {
-  counters[static_cast<unsigned>(of)].value.fetch_add(n, std::memory_order_relaxed);
-}
-
-/// From now on, `total` of these units are worked on. One thread.
-[[gnu::visibility("default")]] void begin(unit of, unsigned long total);
-/// Any thread.
-[[gnu::visibility("default")]] reading read();
 
 }  // namespace zel::util::progress

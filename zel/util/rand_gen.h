@@ -15,9 +15,10 @@ class rand_gen : private nocopy {
  public:
   /// A generator of 0 .. n - 1, of all 64-bit numbers if n is 0, seeded by the next seed for
   /// `purpose`. Throws what the random device throws.
-  explicit rand_gen(unsigned long n, draw purpose = draw::sample)
-      : rand_gen(n, draw_seed(purpose)) {}
-  /// The same with a seed of the caller's, as draw_seed() gives for parallel work.
+  explicit rand_gen(unsigned long n, draw purpose = draw::sample,
+                    seed_source& from = default_seeds())
+      : rand_gen(n, from.next(purpose)) {}
+  /// The same with a seed of the caller's, as seed_source::at() gives for parallel work.
   rand_gen(unsigned long n, unsigned long seed)
       : max_(n - 1), engine_(seed), distribution_(0, max_) {}
   virtual ~rand_gen() = default;

@@ -1,7 +1,6 @@
 #include "zel/util/seed.h"
 
-#include <array>
-#include <atomic>
+#include <cassert>
 #include <cstddef>
 #include <random>
 
@@ -9,13 +8,8 @@ namespace zel::util {
 
 namespace {
 
-constexpr std::size_t k_purposes = 16;  // at least the number of enumerators of draw
 constexpr unsigned long k_numbered = 0;
 constexpr unsigned long k_indexed = 1;
-
-bool seeded = false;
-unsigned long run = 0;
-std::array<std::atomic<unsigned long>, k_purposes> next_number{};
 
 // The output function of splitmix64, whose increment it adds: a bijection that spreads every bit.
 unsigned long spread(unsigned long x) {
@@ -25,7 +19,8 @@ unsigned long spread(unsigned long x) {
   return x ^ (x >> 31);
 }
 
-unsigned long seed_of(unsigned long kind, draw purpose, std::initializer_list<unsigned long> path) {
+unsigned long seed_of(unsigned long run, unsigned long kind, draw purpose,
+                      std::initializer_list<unsigned long> path) {
   unsigned long seed = spread(run);
   for (const unsigned long part : {kind, static_cast<unsigned long>(purpose)}) {
     seed = spread(seed ^ part);
@@ -38,22 +33,24 @@ unsigned long device_seed() { return std::random_device("default")(); }
 
 }  // namespace
 
-void set_seed(unsigned long run_seed) {
-  seeded = true;
-  run = run_seed;
-  for (auto& number : next_number) number = 0;
+void seed_source::set(unsigned long run_seed) {
+  seeded_ = true;
+  run_ = run_seed;
+  for (auto& number : next_number_) number = 0;
 }
 
-void clear_seed() { seeded = false; }
-
-unsigned long draw_seed(draw purpose) {
-  if (!seeded) return device_seed();
-  const unsigned long number = next_number[static_cast<std::size_t>(purpose)]++;
-  return seed_of(k_numbered, purpose, {number});
+unsigned long seed_source::next(draw purpose) {
+  assert(static_cast<std::size_t>(purpose) < next_number_.size());
+  if (!seeded_) return device_seed();
+  const unsigned long number = next_number_[static_cast<std::size_t>(purpose)]++;
+  return seed_of(run_, k_numbered, purpose, {number});
 }
 
-unsigned long draw_seed(draw purpose, std::initializer_list<unsigned long> indices) {
-  return seeded ? seed_of(k_indexed, purpose, indices) : device_seed();
+unsigned long seed_source::at(draw purpose, std::initializer_list<unsigned long> indices) const {
+  return seeded_ ? seed_of(run_, k_indexed, purpose, indices) : device_seed();
 }
+
+void set_seed(unsigned long run_seed) { default_seeds().set(run_seed); }
+void clear_seed() { default_seeds().clear(); }
 
 }  // namespace zel::util

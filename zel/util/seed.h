@@ -1,14 +1,15 @@
-// Where every random generator of the process gets its seed.
+// Where random generators get their seeds.
 //
 // By default a seed is one 32-bit value of the system's random device, so no two runs draw alike.
-// After set_seed() every seed is a function of the run seed, the purpose of the draw and numbers
-// that do not depend on the threads: the same run seed gives the same draws with any number of
-// workers.
-//
-// Threads: draw_seed() from any thread; set_seed() and clear_seed() between operations.
+// Once set, every seed is a function of the run seed, the purpose of the draw and numbers that do
+// not depend on the threads: the same run seed gives the same draws with any number of workers.
 #pragma once
 
+#include <array>
+#include <atomic>
 #include <initializer_list>
+
+#include "zel/util/nocopy.h"
 
 namespace zel::util {
 
@@ -24,16 +25,30 @@ enum class draw : unsigned {
   permutation
 };
 
-/// Makes the draws from now on repeatable and numbers them from the start again.
-void set_seed(unsigned long run_seed);
-/// Returns to seeds from the random device.
-void clear_seed();
+/// Threads: next() and at() from any thread; set() and clear() between operations.
+class seed_source : private nocopy {
+ public:
+  /// Makes the draws from now on repeatable and numbers them from the start again.
+  void set(unsigned long run_seed);
+  /// Returns to seeds from the random device.
+  void clear() { seeded_ = false; }
 
-/// Seed of the next generator for `purpose`, numbered in the order of the calls: for operations
-/// that follow one another on one thread. Throws what the random device throws.
-unsigned long draw_seed(draw purpose);
-/// Seed of the generator for `purpose` at `indices`, such as the number of the tree and of the
-/// node: for work that is spread over threads. Under a run seed equal arguments give equal seeds.
-unsigned long draw_seed(draw purpose, std::initializer_list<unsigned long> indices);
+  /// Seed of the next generator for `purpose`, numbered in the order of the calls: for operations
+  /// that follow one another on one thread. Throws what the random device throws.
+  unsigned long next(draw purpose);
+  /// Seed of the generator for `purpose` at `indices`, such as the number of the tree and of the
+  /// node: for work that is spread over threads. Under a run seed equal arguments give equal seeds.
+  unsigned long at(draw purpose, std::initializer_list<unsigned long> indices) const;
+
+ private:
+  bool seeded_ = false;
+  unsigned long run_ = 0;
+  std::array<std::atomic<unsigned long>, 7> next_number_{};  // by purpose
+};
+
+/// Those of the default context.
+seed_source& default_seeds();
+void set_seed(unsigned long run_seed);
+void clear_seed();
 
 }  // namespace zel::util

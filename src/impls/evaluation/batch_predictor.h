@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "impls/evaluation/flat_tree.h"
+#include "impls/evaluation/votes.h"
+#include "zel/util/default_context.h"
 
 namespace orvik::impls {
 
@@ -21,14 +23,18 @@ using case_span = std::span<const case_list::value_type>;
 
 /// Of `n` cases, how many to predict at once by many trees: the more, the fewer the times that a
 /// tree comes into the cache; but all workers should have some, and their votes fit in the cache.
-std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes);
+std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes,
+                          const zel::util::run_context& run);
 
 /// Threads: many readers.
 class batch_predictor {
  public:
-  /// With `vote` each tree has one vote and the confidence is the share of the votes; without,
-  /// there is one tree. Uses the workers.
-  batch_predictor(const table& t, const std::vector<const decision_tree*>& trees, bool vote);
+  /// With `vote` the trees vote and the confidence is the share of the votes; without, there is
+  /// one tree. Uses the workers of `run`, which must outlive this.
+  batch_predictor(const table& t, const std::vector<voter>& trees, bool vote,
+                  zel::util::run_context& run);
+
+  zel::util::run_context& run() const { return run_; }
 
   /// By attribute, ascending: the codes that tests compare with. Codes between two of them need
   /// not be told apart.
@@ -46,10 +52,13 @@ class batch_predictor {
                    std::span<outcome> outcomes) const;
   void predict_votes(const case_block& cases, std::span<outcome> outcomes) const;
 
+  zel::util::run_context& run_;
   unsigned long n_class_codes_;
   unsigned long n_attributes_;
   bool vote_;
   std::vector<flat_tree> trees_;
+  std::vector<vote_t> votes_;  // by tree
+  std::uint64_t all_votes_ = 0;
 };
 
 }  // namespace orvik::impls

@@ -1,10 +1,11 @@
 #include "impls/evaluation/flat_tree.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <stdexcept>
 
-#include "zel/util/number_util.h"
+#include "impls/trees/distribution.h"
 
 namespace orvik::impls {
 
@@ -30,7 +31,7 @@ void flat_tree::require_narrow(const table& t) {
 /// random forest's trees were made in that order. Every subtree but the root makes a branch.
 class flat_tree::builder {
  public:
-  builder(const table& t, flat_tree& into) : table_(t), into_(into) {}
+  explicit builder(flat_tree& into) : into_(into) {}
 
   void build(const decision_tree& root) {
     open_.push_back({&root, k_root, 0});
@@ -73,13 +74,14 @@ class flat_tree::builder {
 
   place add_split(const subtree& at) {
     const decision_node& node = *at.tree->get_node();
-    const bool cut = table_.column_of(node.attribute()).type() == column::CONTINUOUS;
-    const unsigned int n = cut ? 2 : at.tree->get_no_childs();
+    const split_test& asked = node.test();
+    assert(node.is_split());
+    const unsigned int n = at.tree->get_no_childs();
     const std::size_t test = into_.tests_.size();
     const std::size_t first = open_.size();
     open_.resize(first + n);
-    if (cut) {
-      add_test(node.attribute(), static_cast<std::uint32_t>(node.threshold()));
+    if (asked.is_cut()) {
+      add_test(asked.attribute, static_cast<std::uint32_t>(asked.cut));
       for (unsigned int i = 0; i < n; ++i) open_child(at, first, i, slot(test, i));
     } else {
       weight_before_.assign(1, 0.0);
@@ -134,7 +136,6 @@ class flat_tree::builder {
     return static_cast<std::uint32_t>(2 * test + way);
   }
 
-  const table& table_;
   flat_tree& into_;
   std::vector<subtree> open_;
   std::vector<double> weight_before_;  // by child of the split at work, and in all
@@ -142,7 +143,7 @@ class flat_tree::builder {
 
 flat_tree::flat_tree(const table& t, const decision_tree& tree)
     : n_class_codes_(t.n_class_codes()) {
-  builder(t, *this).build(tree);
+  builder(*this).build(tree);
 }
 
 void flat_tree::add_limits(std::vector<std::vector<code_t>>& by_attribute) const {
@@ -195,11 +196,12 @@ std::span<const flat_tree::place> flat_tree::descend(const case_block& cases,
 void flat_tree::distribute(const leaf& reached, double weight,
                            std::vector<double>& distribution) const {
   if (reached.n_shares == 0) {
-    distribution[reached.predicted] += weight * reached.weight / reached.weight;
+    // As the class's share of all: weight x w / w is not always the weight to the last bit.
+    distribution[reached.predicted] += part_of(weight, reached.weight, reached.weight);
     return;
   }
   for (const share& s : std::span(shares_).subspan(reached.first_share, reached.n_shares)) {
-    distribution[s.class_code] += weight * s.weight / reached.weight;
+    distribution[s.class_code] += part_of(weight, s.weight, reached.weight);
   }
 }
 
@@ -211,8 +213,8 @@ flat_tree::arrival flat_tree::predict_unknown(place at, const std::uint32_t* cod
     double weight;
   };
   thread_local std::vector<portion> open;
-  thread_local std::vector<double> distribution;
-  distribution.assign(n_class_codes_, 0.0);
+  thread_local std::vector<double> shares;
+  shares.assign(n_class_codes_, 0.0);
   open.assign(1, {at, 1.0});
   double depths = 0;
   while (!open.empty()) {
@@ -221,19 +223,19 @@ flat_tree::arrival flat_tree::predict_unknown(place at, const std::uint32_t* cod
     while ((p.at & k_marks) == 0) p.at = below(p.at, codes[tests_[p.at].attribute]);
     const std::uint32_t number = p.at & ~k_marks;
     if ((p.at & k_leaf) != 0) {
-      distribute(leaves_[number], p.weight, distribution);
+      distribute(leaves_[number], p.weight, shares);
       depths += leaves_[number].depth * p.weight;
       continue;
     }
     const split& stopped = splits_[number];
     const branch* const first = branches_.data() + stopped.first_branch;
     for (std::uint32_t i = stopped.n_branches; i-- > 0;) {  // the first comes first
-      const double part = p.weight * first[i].weight / stopped.weight;
+      const double part = part_of(p.weight, first[i].weight, stopped.weight);
       if (part != 0) open.push_back({first[i].child, part});  // nothing adds nothing
     }
   }
-  const unsigned long best = zel::util::number_util::argmax(distribution);
-  return {{best, distribution[best]}, depths};
+  const code_t best = distribution(shares).decide();
+  return {{best, shares[best]}, depths};
 }
 
 void gather_codes(const table& t, std::span<const case_list::value_type> cases,

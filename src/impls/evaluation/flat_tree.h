@@ -9,6 +9,8 @@
 // Threads: many readers.
 #pragma once
 
+#include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -50,6 +52,7 @@ class flat_tree {
   template <class Take>
   void predict(const case_block& cases, std::span<const std::uint32_t> which,
                const Take& take) const {
+    assert(std::ranges::is_sorted(which));
     std::vector<traveller>& on_way = at_root(which.size());
     for (std::size_t i = 0; i < which.size(); ++i) on_way[i].number = which[i];
     const std::size_t n = which.empty() ? 0 : which.back() + 1;  // also where no code is

@@ -2,10 +2,12 @@
 //
 // A case whose value of the tested attribute is unknown goes down every branch, in proportion to
 // the training weight that did (Quinlan 1993); its class is the one of the largest weight.
+#include <cassert>
+
 #include "impls/evaluation/batch_predictor.h"
 #include "impls/evaluation/tally.h"
 #include "impls/trees/decision_tree.h"
-#include "zel/util/number_util.h"
+#include "impls/trees/distribution.h"
 
 namespace orvik::impls {
 
@@ -14,16 +16,15 @@ namespace {
 /// Follows the known values of a case. `code_of(a)` is its code of attribute a.
 /// @return the leaf, or the split node whose test the case has no value for; `depth` advances.
 template <class CodeOf>
-const decision_tree& descend(const table& t, const decision_tree& root, const CodeOf& code_of,
+const decision_tree& descend(const decision_tree& root, const CodeOf& code_of,
                              unsigned long& depth) {
   const decision_tree* tree = &root;
   while (tree->get_no_childs() > 0) {
-    const decision_node& node = *tree->get_node();
-    const code_t code = code_of(node.attribute());
+    const split_test& test = tree->get_node()->test();
+    const code_t code = code_of(test.attribute);
     if (code == k_unknown) break;
-    const bool continuous = t.column_of(node.attribute()).type() == column::CONTINUOUS;
-    const unsigned long branch =
-        continuous ? static_cast<double>(code) > node.threshold() : code - 1;
+    const std::size_t branch = test.branch_of(code);
+    assert(branch < tree->get_no_childs());
     tree = tree->get_child(static_cast<unsigned int>(branch));
     ++depth;
   }
@@ -37,23 +38,17 @@ struct portion {
   unsigned long depth;
 };
 
-/// Adds the shares of a leaf; the whole weight goes to its class where no training case came.
+/// Adds the shares of a leaf. @return depth x weight.
 double distribute_leaf(const decision_node& leaf, std::vector<double>& distribution, double weight,
                        unsigned long depth) {
-  if (leaf.weight() > 0) {
-    for (code_t c = 0; c < distribution.size(); ++c) {
-      distribution[c] += weight * leaf.class_weight(c) / leaf.weight();
-    }
-  } else {
-    distribution[leaf.get_leaf_class()] += weight;
-  }
+  leaf.add_shares(weight, distribution);
   return static_cast<double>(depth) * weight;
 }
 
 template <class CodeOf>
-double distribute(const table& t, const decision_tree& root, const CodeOf& code_of,
+double distribute(const decision_tree& root, const CodeOf& code_of,
                   std::vector<double>& distribution, double weight, unsigned long depth) {
-  const decision_tree& first = descend(t, root, code_of, depth);
+  const decision_tree& first = descend(root, code_of, depth);
   if (first.get_no_childs() == 0) {
     return distribute_leaf(*first.get_node(), distribution, weight, depth);
   }
@@ -62,12 +57,12 @@ double distribute(const table& t, const decision_tree& root, const CodeOf& code_
   while (!open.empty()) {
     portion p = open.back();
     open.pop_back();
-    const decision_tree& end = descend(t, *p.tree, code_of, p.depth);
+    const decision_tree& end = descend(*p.tree, code_of, p.depth);
     const decision_node& node = *end.get_node();
     if (end.get_no_childs() > 0) {
       for (unsigned int i = end.get_no_childs(); i-- > 0;) {  // the first child is taken first
         const decision_tree* child = end.get_child(i);
-        const double part = p.weight * child->get_node()->weight() / node.weight();
+        const double part = part_of(p.weight, child->get_node()->weight(), node.weight());
         if (part != 0) open.push_back({child, part, p.depth + 1});  // nothing adds nothing
       }
       continue;
@@ -78,18 +73,18 @@ double distribute(const table& t, const decision_tree& root, const CodeOf& code_
 }
 
 template <class CodeOf>
-double classify(const table& t, const decision_tree& root, const CodeOf& code_of,
+double classify(unsigned long n_codes, const decision_tree& root, const CodeOf& code_of,
                 decision_tree::prediction& result, double weight, unsigned long depth) {
-  const decision_tree& end = descend(t, root, code_of, depth);
+  const decision_tree& end = descend(root, code_of, depth);
   const decision_node& node = *end.get_node();
   if (end.get_no_childs() == 0) {
-    result = {node.get_leaf_class(), node.weight() > 0 ? node.get_leaf_classfreq() : 1.0};
+    result = {node.get_leaf_class(), node.get_leaf_classfreq()};
     return static_cast<double>(depth) * weight;
   }
-  std::vector<double> distribution(t.n_class_codes());
-  const double depths = distribute(t, end, code_of, distribution, weight, depth);
-  const unsigned long best = zel::util::number_util::argmax(distribution);
-  result = {best, distribution[best]};
+  std::vector<double> shares(n_codes);
+  const double depths = distribute(end, code_of, shares, weight, depth);
+  const code_t best = distribution(shares).decide();
+  result = {best, shares[best]};
   return depths;
 }
 
@@ -102,19 +97,20 @@ auto codes_of_row(const table& t, row_t row) {
 double decision_tree::predict_class(const table& t, const std::vector<code_t>& codes,
                                     prediction& result, double weight, unsigned long depth) const {
   return classify(
-      t, *this, [&codes](unsigned int a) { return codes[a]; }, result, weight, depth);
+      t.n_class_codes(), *this, [&codes](unsigned int a) { return codes[a]; }, result, weight,
+      depth);
 }
 
-double decision_tree::predict_distribution(const table& t, const std::vector<code_t>& codes,
+double decision_tree::predict_distribution(const table&, const std::vector<code_t>& codes,
                                            std::vector<double>& distribution, double weight,
                                            unsigned long depth) const {
   return distribute(
-      t, *this, [&codes](unsigned int a) { return codes[a]; }, distribution, weight, depth);
+      *this, [&codes](unsigned int a) { return codes[a]; }, distribution, weight, depth);
 }
 
 double decision_tree::predict_row(const table& t, row_t row, prediction& result,
                                   double weight) const {
-  return classify(t, *this, codes_of_row(t, row), result, weight, 0);
+  return classify(t.n_class_codes(), *this, codes_of_row(t, row), result, weight, 0);
 }
 
 double decision_tree::predict_row_asking(const table& t, row_t row, prediction& result,
@@ -124,25 +120,26 @@ double decision_tree::predict_row_asking(const table& t, row_t row, prediction& 
     asked.set(a);
     return code_of(a);
   };
-  return classify(t, *this, note, result, 1.0, 0);
+  return classify(t.n_class_codes(), *this, note, result, 1.0, 0);
 }
 
 double decision_tree::predict_changed_row(const table& t, row_t row, unsigned int attribute,
                                           code_t code, prediction& result) const {
   const auto code_of = codes_of_row(t, row);
   const auto changed = [&](unsigned int a) { return a == attribute ? code : code_of(a); };
-  return classify(t, *this, changed, result, 1.0, 0);
+  return classify(t.n_class_codes(), *this, changed, result, 1.0, 0);
 }
 
 double decision_tree::predict_cm(const table& t, const case_list& cases, double weight,
-                                 conf_matrix& matrix) const {
-  const batch_predictor predictor(t, {this}, /*vote=*/false);
+                                 conf_matrix& matrix, zel::util::run_context& run) const {
+  const batch_predictor predictor(t, {{this}}, /*vote=*/false, run);
   return tally(t, cases, weight, matrix, predictor);
 }
 
-double decision_tree::err_misc(const table& t, const case_list& cases) const {
+double decision_tree::err_misc(const table& t, const case_list& cases,
+                               zel::util::run_context& run) const {
   conf_matrix matrix(&t);
-  predict_cm(t, cases, 1.0, matrix);
+  predict_cm(t, cases, 1.0, matrix, run);
   return matrix.err_misc();
 }
 

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "zel/inpout/stream.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -30,10 +30,11 @@ struct row_block {
 /// bytes may be read, each on any thread, and then, in the order of the input on one thread at a
 /// time, write(output). `rows` receives the number of rows read well, also when it ends in an
 /// error. Throws "TITLE(row N): ERROR", N from 1, for the earliest bad row, and what reading the
-/// input throws, each after all that comes before was written.
+/// input or a cancelled run throws, each after all that comes before was written.
 template <class Output, class Work, class Write>
-void for_each_row_block(zel::inpout::stream& in, const char* title, unsigned long& rows,
-                        const Work& work, const Write& write) {
+void for_each_row_block(const zel::util::run_context& run, zel::inpout::stream& in,
+                        const char* title, unsigned long& rows, const Work& work,
+                        const Write& write) {
   rows = 0;
   const auto finish = [&](row_block<Output>& b) {
     write(b.output);
@@ -42,9 +43,10 @@ void for_each_row_block(zel::inpout::stream& in, const char* title, unsigned lon
     throw std::runtime_error(title + ("(row " + std::to_string(rows + 1)) + "): " + *b.error);
   };
 
-  if (zel::util::parallel::n_workers < 2) {
+  if (run.n_workers < 2) {
     row_block<Output> b;
     while (in.next_block()) {
+      run.require_not_cancelled();
       work(in.block(), b);
       finish(b);
     }
@@ -57,12 +59,13 @@ void for_each_row_block(zel::inpout::stream& in, const char* title, unsigned lon
     row_block<Output> block;
   };
   // Tokens end in the order in which they began: as many as there are, one after the other.
-  std::vector<token> ring(zel::util::parallel::n_slots() + 2);
+  std::vector<token> ring(run.n_slots() + 2);
   unsigned long next = 0;
   bool ended = false;
   const auto read = [&](tbb::flow_control& control) -> token* {
     token& t = ring[next++ % ring.size()];
     try {
+      run.require_not_cancelled();
       if (ended || !in.next_block()) {
         control.stop();
         return nullptr;
@@ -86,7 +89,7 @@ void for_each_row_block(zel::inpout::stream& in, const char* title, unsigned lon
     finish(t->block);
   };
   using tbb::filter_mode;
-  zel::util::parallel::with_workers([&] {
+  run.with_workers([&] {
     tbb::parallel_pipeline(ring.size(),
                            tbb::make_filter<void, token*>(filter_mode::serial_in_order, read) &
                                tbb::make_filter<token*, token*>(filter_mode::parallel, handle) &

@@ -5,6 +5,7 @@
 
 #include "zel/text/decimal.h"
 #include "zel/text/field_split.h"
+#include "zel/text/message.h"
 
 namespace orvik::impls {
 

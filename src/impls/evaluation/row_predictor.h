@@ -8,7 +8,7 @@
 
 #include "impls/evaluation/batch_coder.h"
 #include "impls/evaluation/batch_predictor.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -31,7 +31,7 @@ class row_predictor {
   /// Predicts the rows that the coder has taken. @return their outcomes, valid until the next call.
   std::span<const outcome> predict() {
     const std::size_t n = coder_.size();
-    const std::size_t chunk = cases_at_once(n, predictor_.n_class_codes());
+    const std::size_t chunk = cases_at_once(n, predictor_.n_class_codes(), predictor_.run());
     outcomes_.resize(n);
     for (std::size_t at = 0; at < n; at += chunk) {
       const std::size_t some = std::min(chunk, n - at);
@@ -56,11 +56,11 @@ class row_predictors {
         how_(std::move(how)),
         columns_(t, predictor.limits()),
         predictor_(predictor),
-        workers_(zel::util::parallel::n_slots()) {}
+        workers_(predictor.run().n_slots()) {}
 
   /// That of the calling thread.
   row_predictor& own() {
-    auto& worker = workers_[zel::util::parallel::slot()];
+    auto& worker = workers_[predictor_.run().slot()];
     if (!worker) worker = std::make_unique<row_predictor>(table_, how_, columns_, predictor_);
     return *worker;
   }

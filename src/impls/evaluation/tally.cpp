@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "impls/tables/same_codes.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -18,8 +18,8 @@ double tally(const table& t, const case_list& cases, double weight, conf_matrix&
     const case_span batch =
         case_span(cases).subspan(first, std::min(k_batch, cases.size() - first));
     require_cases_of(t, batch);
-    const unsigned long size = cases_at_once(batch.size(), t.n_class_codes());
-    zel::util::parallel::for_each_index((batch.size() + size - 1) / size, [&](unsigned long i) {
+    const unsigned long size = cases_at_once(batch.size(), t.n_class_codes(), predictor.run());
+    predictor.run().for_each_index((batch.size() + size - 1) / size, [&](unsigned long i) {
       const unsigned long at = i * size;
       const unsigned long n = std::min(size, batch.size() - at);
       predictor.predict_rows(t, batch.subspan(at, n), std::span(outcomes).subspan(at, n));

@@ -9,7 +9,8 @@
 namespace orvik::impls {
 
 /// Adds every case, its weight times `weight`, to `matrix` at (class, predicted class).
-/// @return the sum of depth x weight. Memory does not grow with the list. Uses the workers.
+/// @return the sum of depth x weight. Memory does not grow with the list. Uses the workers of the
+/// predictor.
 double tally(const table& t, const case_list& cases, double weight, conf_matrix& matrix,
              const batch_predictor& predictor);
 

@@ -9,7 +9,7 @@
 
 #include "impls/splitting/counted_cases.h"
 
-namespace orvik::impls::kernel {
+namespace orvik::impls::growing {
 
 /// One branch of a split.
 struct branch_part {
@@ -92,4 +92,4 @@ void sort_in_two(const Codes& codes, BranchOf branch_of, std::span<counted_case>
   high.end = cases.size();
 }
 
-}  // namespace orvik::impls::kernel
+}  // namespace orvik::impls::growing

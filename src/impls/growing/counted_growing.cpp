@@ -1,20 +1,22 @@
 #include "impls/growing/counted_growing.h"
 
 #include <algorithm>
-#include <bit>
 #include <span>
 
 #include "impls/growing/count_partition.h"
-#include "impls/splitting/count_kernel.h"
-#include "zel/util/parallel.h"
+#include "impls/splitting/flag_cells.h"
+#include "impls/splitting/measure.h"
+#include "impls/splitting/split_choice.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
 namespace {
 
-using kernel::count_scratch;
-using kernel::count_t;
-using kernel::counted_node;
+using splitting::count_t;
+using splitting::counted_node;
+
+using count_scratch = splitting::scratch<count_t>;
 
 /// Cells below which handing a measurement to another thread costs more than it saves: counting
 /// one takes a few nanoseconds.
@@ -46,7 +48,7 @@ struct class_places {
 struct node_scratch {
   std::vector<candidate> candidates;
   class_places classes;
-  kernel::partition_scratch partition;
+  growing::partition_scratch partition;
 };
 
 node_scratch& own_scratch() {
@@ -54,46 +56,39 @@ node_scratch& own_scratch() {
   return scratch;
 }
 
-column::splitting_desc measure_one(const growing_plan::attribute& a, const counted_node& node,
-                                   const narrow_range& range, count_scratch& scratch) {
+column::splitting_desc measure_one(const growing_plan& plan, const growing_plan::attribute& a,
+                                   const counted_node& node, const narrow_range& range,
+                                   count_scratch& s) {
   const bool continuous = a.values->type() == column::CONTINUOUS;
   if (!continuous && a.values->type() != column::DISCRETE) return {};
-  const code_range codes_between(range.first, range.second);
-  return visit_codes(a.codes, [&](const auto& codes) {
-    return continuous ? kernel::measure_continuous(codes, node, codes_between, scratch)
-                      : kernel::measure_discrete(codes, node, codes_between, scratch);
+  const code_range of(range.first, range.second);
+  return splitting::visit_impurity(plan.type(), [&](const auto& impurity) {
+    return visit_codes(a.codes, [&](const auto& codes) {
+      return continuous ? splitting::measure_continuous(impurity, codes, node, of, s)
+                        : splitting::measure_discrete(impurity, codes, node, of, s);
+    });
   });
 }
 
-/// Measures all boolean candidates with a flag in one pass: cases are counted at the flags that
-/// are set, the others are what remains.
+/// Measures all boolean candidates with a flag in one pass.
 void measure_flags(const growing_plan& plan, const counted_node& node,
-                   std::vector<candidate>& candidates, count_scratch& scratch) {
+                   std::vector<candidate>& candidates, count_scratch& s) {
   std::uint64_t wanted = 0;
   for (const candidate& c : candidates) {
     const unsigned int flag = plan.attributes()[c.attribute].flag;
     if (flag != growing_plan::k_no_flag) wanted |= std::uint64_t{1} << flag;
   }
   if (wanted == 0) return;
-  const std::size_t n = node.totals.size();
-  std::vector<count_t>& set = scratch.known;  // by flag, then by place
-  set.assign(growing_plan::k_no_flag * n, 0);
-  for (const counted_case& c : node.cases) {
-    const std::size_t place = node.places[c.class_code];
-    for (std::uint64_t flags = plan.flags()[c.row] & wanted; flags != 0; flags &= flags - 1) {
-      set[static_cast<std::size_t>(std::countr_zero(flags)) * n + place] += c.count;
+  splitting::fill_flags(node, plan.flags(), wanted, growing_plan::k_no_flag, s.known);
+  splitting::visit_impurity(plan.type(), [&](const auto& impurity) {
+    for (candidate& c : candidates) {
+      const unsigned int flag = plan.attributes()[c.attribute].flag;
+      if (flag == growing_plan::k_no_flag) continue;
+      c.desc = splitting::measure_branches(impurity,
+                                           splitting::cells_of_flag(node, s.known, flag, s.cells),
+                                           node, count_t{0}, node.totals, s);
     }
-  }
-  scratch.cells.resize(2 * n);
-  for (candidate& c : candidates) {
-    const unsigned int flag = plan.attributes()[c.attribute].flag;
-    if (flag == growing_plan::k_no_flag) continue;
-    for (std::size_t i = 0; i < n; ++i) {
-      scratch.cells[n + i] = set[flag * n + i];
-      scratch.cells[i] = node.totals[i] - scratch.cells[n + i];
-    }
-    c.desc = kernel::measure_cells(scratch.cells, node, node.totals, 0);
-  }
+  });
 }
 
 }  // namespace
@@ -131,7 +126,7 @@ void counted_growing::grow(growing_node&& open_node, std::vector<growing_node>& 
   measure(node, piece, candidates);
   const candidate* best = best_of(candidates, plan_.type());
   if (best == nullptr) return;
-  node.set_test(best->attribute, threshold_of(plan_.t().column_of(best->attribute), best->desc));
+  node.set_test(plan_.t(), *best);
   if (plan_.order_matters()) sort_in_place(piece, candidates);
   meets_unknown(piece, best->attribute) ? make_active_children(open_node, open)
                                         : make_children(open_node, open);
@@ -141,12 +136,11 @@ void counted_growing::measure(const decision_node& node, const counted_piece& pi
                               std::vector<candidate>& candidates) const {
   class_places& classes = own_scratch().classes;
   classes.set(node, plan_.t().n_class_codes());
-  const counted_node counted{{cases_.data() + piece.begin, piece.end - piece.begin},
+  const counted_node counted{{static_cast<count_t>(node.weight()), plan_.min_weight(),
+                              classes.totals.size(), plan_.t().n_class_codes() - 1},
+                             {cases_.data() + piece.begin, piece.end - piece.begin},
                              classes.place_of.data(),
-                             classes.totals,
-                             static_cast<count_t>(node.weight()),
-                             plan_.min_weight(),
-                             plan_.t().n_class_codes() - 1};
+                             classes.totals};
   const std::size_t n = counted.cases.size();
   const bool together = !plan_.flags().empty() && n > k_few_cases_apart;
   const auto measure_at = [&](unsigned long i) {
@@ -155,11 +149,11 @@ void counted_growing::measure(const decision_node& node, const counted_piece& pi
     candidate& c = candidates[i];
     const growing_plan::attribute& a = plan_.attributes()[c.attribute];
     if (together && a.flag != growing_plan::k_no_flag) return;
-    c.desc = measure_one(a, counted, piece.ranges[c.attribute], scratch);
+    c.desc = measure_one(plan_, a, counted, piece.ranges[c.attribute], scratch);
   };
   const unsigned long n_measures = candidates.size() + together;
   if (draw_ == nullptr && n * n_measures >= k_parallel_counts) {
-    zel::util::parallel::for_each_index(n_measures, measure_at);
+    plan_.run().for_each_index(n_measures, measure_at);
   } else {
     for (unsigned long i = 0; i < n_measures; ++i) measure_at(i);
   }
@@ -210,22 +204,20 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
   const unsigned long n = node.get_no_of_splits(plan_.t());
   const unsigned long n_attributes = plan_.attributes().size();
   const unsigned long n_classes = plan_.t().n_class_codes();
-  const bool continuous = tested.values->type() == column::CONTINUOUS;
-  const auto threshold = static_cast<std::uint32_t>(node.threshold());
-  kernel::partition_scratch& scratch = own_scratch().partition;
-  scratch.start(continuous, threshold, n, n_classes);
+  const split_test& test = node.test();
+  growing::partition_scratch& scratch = own_scratch().partition;
+  scratch.start(test.is_cut(), static_cast<std::uint32_t>(test.cut), n, n_classes);
   const std::span<counted_case> cases(cases_.data() + piece.begin, piece.end - piece.begin);
   visit_codes(tested.codes, [&](const auto& codes) {
-    const auto above = [threshold](std::uint32_t code) { return code > threshold; };
-    const auto by_code = [](std::uint32_t code) { return code - 1; };
-    if (continuous) return kernel::sort_in_two(codes, above, cases, scratch);
-    n == 2 ? kernel::sort_in_two(codes, by_code, cases, scratch)
-           : kernel::sort_by_branch(codes, by_code, cases, scratch);
+    test.with_rule([&](auto branch_of) {
+      n == 2 ? growing::sort_in_two(codes, branch_of, cases, scratch)
+             : growing::sort_by_branch(codes, branch_of, cases, scratch);
+    });
   });
 
   open_node.tree->set_capacity(static_cast<unsigned int>(n));
   for (std::size_t b = 0; b < n; ++b) {
-    const kernel::branch_part& part = scratch.parts[b];
+    const growing::branch_part& part = scratch.parts[b];
     auto distribution = std::make_unique_for_overwrite<double[]>(n_classes);
     std::copy_n(scratch.class_counts.begin() + static_cast<std::ptrdiff_t>(b * n_classes),
                 n_classes, distribution.get());
@@ -256,7 +248,7 @@ void counted_growing::make_active_children(growing_node& open_node,
   auto cases = std::make_unique<case_list>();
   cases->reserve(piece.end - piece.begin);
   for (std::size_t i = piece.begin; i < piece.end; ++i) cases->emplace_back(cases_[i].row, 1.0);
-  open_node.tree->get_node()->activate(std::move(cases), std::move(ranges));
+  open_node.tree->get_node()->restore(std::move(cases), std::move(ranges));
   impls::make_active_children(plan_.t(), plan_.min_weight(), *open_node.tree, open_node.depth,
                               open);
 }

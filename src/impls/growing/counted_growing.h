@@ -7,28 +7,13 @@
 // Threads: nodes of which none is above another may be worked on side by side.
 #pragma once
 
-#include <memory>
 #include <vector>
 
+#include "impls/growing/growing_node.h"
 #include "impls/growing/growing_plan.h"
 #include "impls/splitting/counted_cases.h"
-#include "impls/splitting/split_choice.h"
-#include "impls/trees/decision_tree.h"
 
 namespace orvik::impls {
-
-/// Where the cases of a node lie, and its ranges by attribute.
-struct counted_piece {
-  std::size_t begin = 0, end = 0;
-  std::unique_ptr<narrow_range[]> ranges;  // null: the node is active instead, or finished
-};
-
-/// A node to be split, with the levels left below it.
-struct growing_node {
-  decision_tree* tree;
-  unsigned long depth;
-  counted_piece piece;
-};
 
 class counted_growing {
  public:
@@ -55,10 +40,5 @@ class counted_growing {
   zel::util::rand_gen* draw_;
   std::vector<counted_case> cases_;
 };
-
-/// Gives an active split node its children, each active with the cases of its branch, and appends
-/// those that are not finished; releases the node's cases.
-void make_active_children(const table& t, double min_weight, decision_tree& tree,
-                          unsigned long depth, std::vector<growing_node>& open);
 
 }  // namespace orvik::impls

@@ -6,14 +6,14 @@
 // each; small subtrees are not worth a task.
 #include <tbb/task_group.h>
 
+#include <cassert>
 #include <deque>
 #include <exception>
 #include <mutex>
 
 #include "impls/growing/counted_growing.h"
 #include "impls/trees/decision_tree.h"
-#include "zel/util/parallel.h"
-#include "zel/util/progress.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -29,6 +29,7 @@ class node_growing {
 
   /// Takes a tree that is an active root.
   growing_node start(decision_tree& root, unsigned long max_depth) {
+    assert(root.get_node()->is_active() && root.get_no_childs() == 0);
     growing_node first{&root, max_depth, {}};
     if (counted_growing::possible(plan_, *root.get_node()->cases())) {
       first.piece = counted_.take_root(*root.get_node());
@@ -36,15 +37,19 @@ class node_growing {
     return first;
   }
 
-  /// Splits an open node or makes it a leaf; appends its open children.
+  zel::util::run_context& run() const { return plan_.run(); }
+
+  /// Splits an open node or makes it a leaf; appends its open children. Throws where the run is
+  /// cancelled.
   void grow(growing_node&& node, std::vector<growing_node>& open) {
+    plan_.run().require_not_cancelled();
     if (node.piece.ranges) return counted_.grow(std::move(node), open);
     decision_tree& tree = *node.tree;
     if (node.depth == 0) {
       tree.get_node()->set_as_leaf();
     } else {
       tree.get_node()->split(plan_.t(), plan_.type(), plan_.min_weight(), plan_.usable(),
-                             plan_.n_usable(), draw_);
+                             plan_.n_usable(), draw_, plan_.run());
     }
     if (tree.get_node()->is_split()) {
       return make_active_children(plan_.t(), plan_.min_weight(), tree, node.depth, open);
@@ -71,7 +76,7 @@ void grow_by_levels(growing_node&& root, node_growing& growing) {
     for (growing_node& child : open) queue.push_back(std::move(child));
     ++n_grown;
   }
-  zel::util::progress::count(zel::util::progress::unit::nodes, n_grown);
+  growing.run().count(zel::util::progress::unit::nodes, n_grown);
 }
 
 /// Without draws: what was touched last goes first.
@@ -85,7 +90,7 @@ void grow_by_branches(growing_node&& root, node_growing& growing) {
     growing.grow(std::move(node), open);
     ++n_grown;
   }
-  zel::util::progress::count(zel::util::progress::unit::nodes, n_grown);
+  growing.run().count(zel::util::progress::unit::nodes, n_grown);
 }
 
 /// Grows subtrees as tasks of one group. No task waits for another, so the stack stays flat
@@ -98,7 +103,7 @@ class task_growing {
     std::vector<growing_node> open;
     while (node.tree->get_node()->n_cases() > k_largest_sequential) {
       growing_.grow(std::move(node), open);
-      zel::util::progress::count(zel::util::progress::unit::nodes);
+      growing_.run().count(zel::util::progress::unit::nodes);
       if (open.empty()) return;
       node = std::move(open.back());
       open.pop_back();
@@ -140,36 +145,12 @@ class task_growing {
 
 }  // namespace
 
-void make_active_children(const table& t, double min_weight, decision_tree& tree,
-                          unsigned long depth, std::vector<growing_node>& open) {
-  decision_node& node = *tree.get_node();
-  const unsigned long n = node.get_no_of_splits(t);
-  std::vector<column::branch_cases> branches =
-      t.column_of(node.attribute())
-          .split(*node.cases(), n, node.weight(), static_cast<code_t>(node.threshold()));
-  tree.set_capacity(static_cast<unsigned int>(n));
-  for (unsigned int i = 0; i < n; ++i) {
-    auto child = std::make_unique<decision_tree>();
-    child->set_node(new decision_node(&node, i + 1));
-    decision_node& child_node = *child->get_node();
-    child_node.activate(t, std::move(branches[i]));
-    if (depth == 1 || child_node.stays_leaf(min_weight)) {
-      child_node.set_as_leaf();
-      child_node.disactivate();
-    } else {
-      open.push_back({child.get(), depth - 1, {}});
-    }
-    tree.push_back_child(child.release());
-  }
-  node.disactivate();
-}
-
 void decision_tree::build(const growing_plan& plan, case_list* cases, unsigned long max_depth,
                           zel::util::rand_gen* draw) {
   delete_childs();
   set_node(new decision_node(cases));
   // Draws have an order: a tree with draws is grown by one thread.
-  const bool alone = zel::util::parallel::n_workers <= 1 || draw != nullptr;
+  const bool alone = plan.run().n_workers <= 1 || draw != nullptr;
   get_node()->activate(&plan.t(), false);
   alone ? grow_seq(plan, max_depth, draw) : grow_par(plan, max_depth);
 }
@@ -183,7 +164,7 @@ void decision_tree::build(const table& t, case_list* cases, model::split_type ty
 void decision_tree::build_from_root(const table& t, model::split_type type, double min_weight,
                                     unsigned long max_depth, const zel::adt::bitmap* usable,
                                     zel::util::rand_gen* draw) {
-  if (zel::util::parallel::n_workers <= 1 || draw != nullptr) {
+  if (zel::util::default_context().n_workers <= 1 || draw != nullptr) {
     build_seq(t, type, min_weight, max_depth, usable, draw);
     return;
   }

@@ -1,5 +1,7 @@
 #include "impls/growing/growing_plan.h"
 
+#include <cassert>
+
 namespace orvik::impls {
 
 namespace {
@@ -13,8 +15,9 @@ bool is_flag(const growing_plan::attribute& a) {
 }  // namespace
 
 growing_plan::growing_plan(const table& t, model::split_type type, double min_weight,
-                           const zel::adt::bitmap* usable)
-    : table_(t), type_(type), min_weight_(min_weight), usable_(usable) {
+                           const zel::adt::bitmap* usable, zel::util::run_context& run)
+    : table_(t), type_(type), min_weight_(min_weight), usable_(usable), run_(run) {
+  assert(usable == nullptr || usable->size() == t.n_attributes());
   for (unsigned int i = 0; i < t.n_attributes(); ++i) {
     const column& c = t.column_of(i);
     const bool may_test = usable == nullptr || (*usable)[i];

@@ -2,25 +2,23 @@
 #pragma once
 
 #include <cstdint>
-#include <utility>
 #include <vector>
 
 #include "impls/tables/table.h"
 #include "orvik/enums.h"
 #include "zel/adt/bitmap.h"
+#include "zel/util/default_context.h"
 
 namespace orvik::impls {
-
-/// Half-open range of known codes of a column whose codes fit in 32 bits.
-using narrow_range = std::pair<std::uint32_t, std::uint32_t>;
 
 /// Threads: many readers.
 class growing_plan {
  public:
   /// `usable` holds the attributes that may be tested (null: all). It and the table must outlive
-  /// this and stay as they are.
+  /// this and stay as they are; `run` must outlive it too.
   growing_plan(const table& t, model::split_type type, double min_weight,
-               const zel::adt::bitmap* usable);
+               const zel::adt::bitmap* usable,
+               zel::util::run_context& run = zel::util::default_context());
 
   struct attribute {
     const column* values;
@@ -32,6 +30,7 @@ class growing_plan {
   static constexpr unsigned int k_no_flag = 64;
 
   const table& t() const { return table_; }
+  zel::util::run_context& run() const { return run_; }
   model::split_type type() const { return type_; }
   double min_weight() const { return min_weight_; }
   const zel::adt::bitmap* usable() const { return usable_; }
@@ -52,6 +51,7 @@ class growing_plan {
   model::split_type type_;
   double min_weight_;
   const zel::adt::bitmap* usable_;
+  zel::util::run_context& run_;
   std::vector<attribute> attributes_;
   std::vector<std::uint64_t> flags_;
   bool may_count_ = true;

@@ -1,10 +1,12 @@
 // The choice of a node's test: measure the candidates, compare them under the split type.
+#include <cassert>
 #include <stdexcept>
 #include <vector>
 
+#include "impls/splitting/column_measure.h"
 #include "impls/splitting/split_choice.h"
 #include "impls/trees/decision_node.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -26,7 +28,7 @@ void decision_node::split(const table& t, model::split_type type, double min_wei
 
 void decision_node::split(const table& t, model::split_type type, double min_weight,
                           const zel::adt::bitmap* usable, unsigned long k,
-                          zel::util::rand_gen* draw) {
+                          zel::util::rand_gen* draw, zel::util::run_context& run) {
   if (!activated_) throw std::runtime_error(k_not_activated);
   require_known(type);
   set_as_leaf();
@@ -41,10 +43,10 @@ void decision_node::split(const table& t, model::split_type type, double min_wei
 
   const bool copy = n_cases_ >= k_copied_cases && draw == nullptr;
   const auto measure = [&](unsigned long i) {
-    measure_candidate(t, min_weight, candidates[i], copy);
+    measure_candidate(t, type, min_weight, candidates[i], copy);
   };
   if (copy && n_cases_ * candidates.size() >= k_parallel_cells) {
-    zel::util::parallel::for_each_index(candidates.size(), measure);
+    run.for_each_index(candidates.size(), measure);
   } else {
     for (unsigned long i = 0; i < candidates.size(); ++i) measure(i);
   }
@@ -53,14 +55,16 @@ void decision_node::split(const table& t, model::split_type type, double min_wei
   if (best != nullptr) set_test(t, *best);
 }
 
-void decision_node::measure_candidate(const table& t, double min_weight, candidate& c, bool copy) {
-  t.column_of(c.attribute)
-      .quality_measure(t.class_column(), weight_, *cases_, ranges_[c.attribute], min_weight, c.desc,
-                       copy);
+void decision_node::measure_candidate(const table& t, model::split_type type, double min_weight,
+                                      candidate& c, bool copy) {
+  assert(activated_);
+  c.desc = splitting::measure_column(
+      t.column_of(c.attribute),
+      {t.class_column(), weight_, *cases_, ranges_[c.attribute], min_weight, copy}, type);
 }
 
 void decision_node::set_test(const table& t, const candidate& chosen) {
-  set_test(chosen.attribute, threshold_of(t.column_of(chosen.attribute), chosen.desc));
+  set_test({chosen.attribute, threshold_of(t.column_of(chosen.attribute), chosen.desc)});
 }
 
 }  // namespace orvik::impls

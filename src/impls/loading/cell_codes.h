@@ -4,6 +4,7 @@
 // are known. A chunk never reaches beyond a block of text.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -29,6 +30,7 @@ class cell_codes {
     if (!open_ || chunks_.back().width == 0) begin(width);
     if (chunks_.back().width < width) widen(width);
     chunk& last = chunks_.back();
+    assert(last.begin % sizeof(code) == 0);
     write(codes, bytes_.extend(codes.size() * last.width), last.width);
     last.cells += codes.size();
   }
@@ -50,6 +52,7 @@ class cell_codes {
   /// The codes of a chunk of this width.
   template <class Code>
   const Code* codes(const chunk& c) const {
+    assert(c.width == sizeof(Code) && c.begin + c.cells * c.width <= bytes_.size());
     return reinterpret_cast<const Code*>(bytes_.data() + c.begin);
   }
   /// Number of cells that the value set keeps.
@@ -81,6 +84,8 @@ class cell_codes {
 
   void widen(unsigned width) {
     chunk& last = chunks_.back();
+    assert(last.width > 0 && last.width < width);
+    assert(last.begin + last.cells * last.width == bytes_.size());
     std::vector<code> all(last.cells);
     for (std::size_t i = 0; i < last.cells; ++i) {
       all[i] = last.width == 1 ? codes<std::uint8_t>(last)[i] : codes<std::uint16_t>(last)[i];

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cassert>
 #include <limits>
 #include <mutex>
 #include <new>
@@ -21,10 +22,9 @@
 #include "impls/loading/final_codes.h"
 #include "impls/loading/row_splitter.h"
 #include "impls/tables/table.h"
-#include "zel/text/field_split.h"
+#include "zel/text/message.h"
 #include "zel/util/cronos.h"
-#include "zel/util/parallel.h"
-#include "zel/util/progress.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -37,9 +37,9 @@ constexpr char k_fixed_values[] = "rows cannot be loaded into a table whose valu
 constexpr char k_no_rows[] = "there must be at least one row of data";
 
 /// The workers of a load: never more than there are threads for them.
-unsigned long n_loading(unsigned long workers) {
+unsigned long n_loading(unsigned long workers, const zel::util::run_context& run) {
   constexpr unsigned long k_most = 256;
-  return std::clamp(std::min(workers, zel::util::parallel::n_slots()), 1UL, k_most);
+  return std::clamp(std::min(workers, run.n_slots()), 1UL, k_most);
 }
 
 using zel::inpout::stream;
@@ -74,10 +74,11 @@ class worker {
   using columns = std::vector<std::unique_ptr<column>>;
 
   /// Reads beside `input` from its connection.
-  worker(const stream& input, unsigned long slot)
+  worker(const stream& input, unsigned long slot, zel::util::run_context& run)
       : in_(std::make_unique<stream>(input.connection(), input.separator(), /*owns=*/false,
                                      input.sizes())),
-        slot_(slot) {}
+        slot_(slot),
+        run_(run) {}
 
   /// Reads until the input ends or an earlier block is known to be bad.
   void run(const columns& all, error_limit& limit) {
@@ -118,6 +119,7 @@ class worker {
   }
 
   void read_block(const columns& all, row_splitter& rows) {
+    assert(blocks_.empty() || blocks_.back().number < in_->block_number());
     block& next = blocks_.emplace_back(block{in_->block_number(), 0, {}});
     next.begins.reserve(codes_.size());
     for (cell_codes& c : codes_) next.begins.push_back(c.end_chunk());
@@ -129,7 +131,7 @@ class worker {
       if (error_) return;
       next.rows += n;
     } while (!rows.stopped());
-    zel::util::progress::count(zel::util::progress::unit::rows, next.rows);
+    run_.count(zel::util::progress::unit::rows, next.rows);
     if (rows.stopped()) fail(load_error::ROW, 0, std::string(rows.bad_line().substr(0, 256)), {});
   }
 
@@ -170,6 +172,7 @@ class worker {
 
   std::unique_ptr<stream> in_;
   unsigned long slot_;
+  zel::util::run_context& run_;
   unsigned long bytes_ = 0;
   std::vector<cell_codes> codes_;  // by column
   std::vector<block> blocks_;      // in the order of the file
@@ -187,9 +190,10 @@ struct source {
 
 class data_loader {
  public:
-  data_loader(table& t, stream& in, unsigned long workers) : table_(t) {
-    for (unsigned long i = 0; i < n_loading(workers); ++i) {
-      workers_.push_back(std::make_unique<worker>(in, i));
+  data_loader(table& t, stream& in, unsigned long workers, zel::util::run_context& run)
+      : table_(t), run_(run) {
+    for (unsigned long i = 0; i < n_loading(workers, run); ++i) {
+      workers_.push_back(std::make_unique<worker>(in, i, run));
     }
   }
 
@@ -209,6 +213,7 @@ class data_loader {
   void report_rates(std::ostream& log, double seconds) const;
 
   table& table_;
+  zel::util::run_context& run_;
   std::vector<std::unique_ptr<worker>> workers_;
   std::vector<source> sources_;  // in the order of the file
   unsigned long rows_ = 0;
@@ -219,7 +224,7 @@ void data_loader::for_each(unsigned long n, F f) const {
   if (workers_.size() < 2 || n < 2) {
     for (unsigned long i = 0; i < n; ++i) f(i);
   } else {
-    zel::util::parallel::with_workers([&] { zel::util::parallel::pfor(0, n, f); });
+    run_.with_workers([&] { zel::util::parallel::pfor(0, n, f); });
   }
 }
 
@@ -289,6 +294,7 @@ std::unique_ptr<column> data_loader::finish_column(unsigned long i) {
     }
   }
   for (const auto& w : workers_) w->codes(i).release();
+  assert(full->size() == rows_);
   return full;
 }
 
@@ -315,6 +321,7 @@ void data_loader::finish_columns() {
   for_each(workers_.size(), [&](unsigned long) {
     for (std::size_t k; (k = next.fetch_add(1)) < order.size();) {
       const unsigned long i = order[k];
+      run_.require_not_cancelled();
       try {
         table_.columns_[i] = finish_column(i);
         table_.columns_[i]->values()->set_nthreads(0);
@@ -351,6 +358,7 @@ void data_loader::load(std::ostream* log) {
   watch.start();
   for (const auto& c : table_.columns_) c->values()->set_nthreads(workers_.size());
   read_rows(log);
+  run_.require_not_cancelled();  // rather than an error that some worker met before it knew
   throw_earliest_error();
   watch.stop();
   if (log != nullptr) {
@@ -371,14 +379,15 @@ void data_loader::load(std::ostream* log) {
   }
 }
 
-void table::load_data(stream* in, unsigned long workers, std::ostream* log) {
+void table::load_data(stream* in, unsigned long workers, std::ostream* log,
+                      zel::util::run_context& run) {
   if (in == nullptr) throw std::runtime_error(k_no_stream);
   if (columns_.empty()) throw std::runtime_error(k_no_columns);
   if (n_rows_ > 0) throw std::runtime_error(k_has_rows);
   if (!takes_rows_) throw std::runtime_error(k_fixed_values);
   // Beside the table, which stays as it is if that fails.
   const std::unique_ptr<table> loaded = without_values();
-  data_loader(*loaded, *in, workers).load(log);
+  data_loader(*loaded, *in, workers, run).load(log);
   columns_.swap(loaded->columns_);
   n_rows_ = loaded->n_rows_;
   elapsed_ = loaded->elapsed_;

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "zel/text/field_split.h"
+#include "zel/text/message.h"
 
 namespace orvik::impls {
 

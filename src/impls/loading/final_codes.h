@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -52,6 +53,7 @@ inline void append_chunk(const cell_codes& all, const cell_codes::chunk& c,
   if (c.width == 1) return append_locals(c.cells, all.codes<std::uint8_t>(c), finals, to);
   if (c.width == 2) return append_locals(c.cells, all.codes<std::uint16_t>(c), finals, to);
   if (c.width == 4) return append_locals(c.cells, all.codes<std::uint32_t>(c), finals, to);
+  assert(c.width == 0 && c.begin + c.cells <= finals.of_kept.size());
   const std::uint32_t* const kept = finals.of_kept.data() + c.begin;
   append_codes(
       c.cells, [kept](std::size_t i) { return code_t{kept[i]}; }, to);

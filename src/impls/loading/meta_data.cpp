@@ -3,6 +3,7 @@
 
 #include "impls/tables/table.h"
 #include "zel/text/field_split.h"
+#include "zel/text/message.h"
 
 namespace orvik::impls {
 

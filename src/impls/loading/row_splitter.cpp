@@ -68,6 +68,7 @@ void row_splitter::start(std::string_view block) {
 }
 
 cell_batch row_splitter::column(std::size_t c) const {
+  assert(c < columns_ && rows_ * columns_ <= end_);
   return {text_.data(), cells_.data() + c, columns_, rows_};
 }
 

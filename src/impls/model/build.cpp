@@ -3,6 +3,7 @@
 // An ensemble's tree is grown on as many draws, with replacement, as there are cases (Breiman
 // 1996); a random forest's nodes measure random attributes besides (Breiman 2001). A tree's draws
 // follow from its seed: the model keeps the seed, not the draws.
+#include <cassert>
 #include <cmath>
 #include <stdexcept>
 
@@ -13,9 +14,8 @@
 #include "impls/tables/folds.h"
 #include "impls/tables/same_codes.h"
 #include "zel/util/cronos.h"
-#include "zel/util/parallel.h"
-#include "zel/util/progress.h"
 #include "zel/util/rand_gen.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -26,7 +26,6 @@ constexpr char k_no_training[] = "no training provided to build the tree";
 constexpr char k_heavy[] = "the weights of a tree's cases have no finite sum";
 
 using zel::util::draw;
-using zel::util::draw_seed;
 
 /// Cases that are drawn again and again may weigh more than any number.
 void require_finite_weight(const case_list& cases) {
@@ -46,8 +45,10 @@ void dtree::build(const table* t, const case_list* cases) {
   training_cm_.reset();
   choose_attributes(*t, *cases);
   table_ = t->clone(/*schema_only=*/true);
-  grow_and_prune(*t, *cases);
-  renew_training_cm(*t);
+  all_or_no_trees([&] {
+    grow_and_prune(*t, *cases);
+    renew_training_cm(*t);
+  });
   watch.stop();
   elapsed_ = watch.get_elapsed();
 }
@@ -62,13 +63,14 @@ void dtree::choose_attributes(const table& t, const case_list& cases) {
   const bool found = search_.made_by != model::NO_SELECTION && !search_.by_build &&
                      attributes_->size() == t.n_attributes();
   if (found) return;
-  attributes_ = std::make_unique<zel::adt::bitmap>(default_features(t));
+  attributes_ = std::make_shared<zel::adt::bitmap>(default_features(t));
   search_.made_by = model::NO_SELECTION;
 }
 
 void dtree::grow_and_prune(const table& t, const case_list& cases) {
   case_parts split;
-  if (pruning::needs_separate_cases(parameters_.pruning)) split = split_by_class(t, cases);
+  if (pruning::needs_separate_cases(parameters_.pruning))
+    split = split_by_class(t, cases, run_->seeds());
   cases_ = training_cases(split.first ? *split.first : cases);
   split.first.reset();  // the model's copy is smaller
   grow_trees(t);
@@ -77,53 +79,53 @@ void dtree::grow_and_prune(const table& t, const case_list& cases) {
 
 /// What goes with the trees goes too.
 void dtree::drop_trees() {
-  trees_.clear();
+  trees_ = ensemble(parameters_.kind);
   cases_ = training_cases();
-  seeds_.clear();
 }
 
 void dtree::grow_trees(const table& t) {
-  seeds_.clear();
+  std::vector<unsigned long> seeds(parameters_.n_trees);
   if (parameters_.is_ensemble()) {
-    const unsigned long build_seed = draw_seed(draw::bootstrap);
+    const unsigned long build_seed = run_->seeds().next(draw::bootstrap);
     for (unsigned long i = 0; i < parameters_.n_trees; ++i) {
-      seeds_.push_back(draw_seed(draw::bootstrap, {build_seed, i}));
+      seeds[i] = run_->seeds().at(draw::bootstrap, {build_seed, i});
     }
   }
-  trees_.clear();
-  const growing_plan plan(t, parameters_.split, parameters_.min_obj, attributes_.get());
+  trees_ = ensemble(parameters_.kind);
+  const growing_plan plan(t, parameters_.split, parameters_.min_obj, attributes_.get(), *run_);
   std::vector<std::unique_ptr<decision_tree>> grown(parameters_.n_trees);
-  zel::util::parallel::with_workers([&] {
-    zel::util::parallel::for_each_index(parameters_.n_trees,
-                                        [&](unsigned long i) { grown[i] = grow_tree(plan, i); });
+  run_->with_workers([&] {
+    run_->for_each_index(parameters_.n_trees,
+                         [&](unsigned long i) { grown[i] = grow_tree(plan, seeds[i]); });
   });
-  trees_ = std::move(grown);
+  for (unsigned long i = 0; i < grown.size(); ++i) trees_.add({std::move(grown[i]), seeds[i]});
 }
 
 /// Growing reorders short case lists: the tree works on a list of its own.
-std::unique_ptr<decision_tree> dtree::grow_tree(const growing_plan& plan, unsigned long i) const {
-  case_list own = cases_of_tree(i);
+std::unique_ptr<decision_tree> dtree::grow_tree(const growing_plan& plan,
+                                                unsigned long seed) const {
+  case_list own = cases_drawn(seed);
   require_finite_weight(own);
   auto tree = std::make_unique<decision_tree>();
   if (parameters_.draws_attributes()) {
-    zel::util::rand_gen attributes = attribute_draws(i);
+    zel::util::rand_gen attributes = attribute_draws(seed);
     tree->build(plan, &own, parameters_.max_depth, &attributes);
   } else {
     tree->build(plan, &own, parameters_.max_depth, nullptr);
   }
-  zel::util::progress::count(zel::util::progress::unit::trees);
+  run_->count(zel::util::progress::unit::trees);
   return tree;
 }
 
-zel::util::rand_gen dtree::attribute_draws(unsigned long i) const {
-  return {attributes_->count(), draw_seed(draw::attributes, {seeds_[i]})};
+zel::util::rand_gen dtree::attribute_draws(unsigned long seed) const {
+  return {attributes_->count(), run_->seeds().at(draw::attributes, {seed})};
 }
 
-case_list dtree::cases_of_tree(unsigned long i) const {
+case_list dtree::cases_drawn(unsigned long seed) const {
   if (!parameters_.is_ensemble()) return cases_.expand();
   case_list drawn;
   drawn.reserve(cases_.size());
-  for_each_draw(cases_.size(), seeds_[i],
+  for_each_draw(cases_.size(), seed,
                 [&](unsigned long position) { drawn.push_back(cases_[position]); });
   return drawn;
 }

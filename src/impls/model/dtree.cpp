@@ -1,6 +1,5 @@
 #include "impls/model/dtree.h"
 
-#include <algorithm>
 #include <stdexcept>
 
 namespace orvik::impls {
@@ -13,17 +12,11 @@ constexpr char k_forest[] = "set_forest uncompatible parameters";
 
 std::unique_ptr<dtree> dtree::clone(bool parameters_only) const {
   auto copy = std::make_unique<dtree>(name_);
-  copy->parameters_ = parameters_;
-  copy->search_ = search_;
-  if (attributes_) copy->attributes_ = std::make_unique<zel::adt::bitmap>(*attributes_);
+  settings_of(*copy) = settings_of(*this);
+  copy->trees_ = ensemble(trees_.kind());
   if (parameters_only) return copy;
-
-  if (table_) copy->table_ = table_->clone(/*schema_only=*/true);
-  if (training_cm_) copy->training_cm_.reset(training_cm_->clone());
-  for (const auto& tree : trees_) copy->trees_.emplace_back(tree->clone(*table_, nullptr));
-  copy->cases_ = cases_;
-  copy->seeds_ = seeds_;
-  copy->elapsed_ = elapsed_;
+  results_of(*copy) = results_of(*this);
+  if (table_) copy->trees_ = trees_.clone(*table_);
   return copy;
 }
 
@@ -67,40 +60,9 @@ zel::adt::bitmap dtree::default_features(const table& t) {
   return features;
 }
 
-unsigned long dtree::size() const {
-  unsigned long sum = 0;
-  for (const auto& tree : trees_) sum += tree->size();
-  return sum;
-}
-
-unsigned long dtree::leaves() const {
-  unsigned long sum = 0;
-  for (const auto& tree : trees_) sum += tree->leaves();
-  return sum;
-}
-
-unsigned long dtree::depth() const {
-  unsigned long deepest = 0;
-  for (const auto& tree : trees_) deepest = std::max(deepest, tree->depth());
-  return deepest;
-}
-
-double dtree::epl() const {
-  double sum = 0;
-  for (const auto& tree : trees_) sum += static_cast<double>(tree->epl(0));
-  return trees_.empty() ? 0.0 : sum / static_cast<double>(trees_.size());
-}
-
-zel::adt::bitmap dtree::tested_attributes() const {
-  zel::adt::bitmap used;
-  used.resize(table_->n_attributes());
-  for (const auto& tree : trees_) tree->set_used_atts(used);
-  return used;
-}
-
 unsigned long dtree::nfeatures() const {
-  if (trees_.empty()) return search_.made_by == model::NO_SELECTION ? 0 : attributes_->count();
-  return tested_attributes().count();
+  if (!trees_.empty()) return trees_.used_attributes(table_->n_attributes()).count();
+  return search_.made_by == model::NO_SELECTION ? 0 : attributes_->count();
 }
 
 std::string dtree::get_attributes(const table& t) const {

@@ -9,12 +9,14 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "impls/evaluation/batch_predictor.h"
 #include "impls/evaluation/conf_matrix.h"
 #include "impls/evaluation/row_coder.h"
 #include "impls/model/attribute_search.h"
+#include "impls/model/ensemble.h"
 #include "impls/model/parameters.h"
 #include "impls/model/training_cases.h"
 #include "impls/tables/table.h"
@@ -22,6 +24,7 @@
 #include "orvik/enums.h"
 #include "orvik/importance.h"
 #include "zel/adt/bitmap.h"
+#include "zel/util/default_context.h"
 #include "zel/util/nocopy.h"
 #include "zel/util/rand_gen.h"
 
@@ -37,7 +40,12 @@ class dtree : private zel::util::nocopy {
 
   explicit dtree(std::string name) : name_(std::move(name)) {}
 
-  /// A copy of name, parameters and attribute selection; with `parameters_only` clear of
+  /// Everything from now on is done under this context, which must outlive the model or its use;
+  /// at first the default one.
+  void use(zel::util::run_context& run) { run_ = &run; }
+  const zel::util::run_context& run() const { return *run_; }
+
+  /// A copy of name, context, parameters and attribute selection; with `parameters_only` clear of
   /// everything else too.
   std::unique_ptr<dtree> clone(bool parameters_only) const;
 
@@ -85,10 +93,14 @@ class dtree : private zel::util::nocopy {
   /// votes.
   /// @return the depth reached (of an ensemble the sum over the trees) x weight.
   double predict(const table& t, const std::vector<code_t>& codes,
-                 decision_tree::prediction& result, double weight) const;
+                 decision_tree::prediction& result, double weight) const {
+    return trees_.predict(t, codes, result, weight);
+  }
   /// The same for a row of a table with the codes of the training table.
   double predict_row(const table& t, row_t row, decision_tree::prediction& result,
-                     double weight) const;
+                     double weight) const {
+    return trees_.predict_row(t, row, result, weight);
+  }
   /// Predicts the cases of a table with the values of the training table and compares with their
   /// classes; `average_depth` may be null. Throws std::runtime_error for another table.
   std::unique_ptr<conf_matrix> test(const table& t, const case_list& cases,
@@ -139,24 +151,17 @@ class dtree : private zel::util::nocopy {
   std::vector<attribute_importance> importance(const table& t, bool permute = true) const;
 
   const std::string& name() const { return name_; }
-  unsigned long n_trees() const { return trees_.size(); }
-  const decision_tree& get_tree(unsigned long i) const { return *trees_[i]; }
-  bool is_ensemble() const { return parameters_.is_ensemble(); }
-  /// Whether trees vote: an ensemble of one tree answers as that tree does.
-  bool votes() const { return parameters_.is_ensemble() && trees_.size() > 1; }
+  const ensemble& trees() const { return trees_; }
+  unsigned long n_trees() const { return trees_.n_trees(); }
+  const decision_tree& get_tree(unsigned long i) const { return trees_.tree(i); }
+  bool is_ensemble() const { return !trees_.is_single(); }
+  bool votes() const { return trees_.is_put_to_vote(); }
   /// The cases that tree i was grown on: for an ensemble its draws, with repetitions.
-  case_list cases_of_tree(unsigned long i) const;
+  case_list cases_of_tree(unsigned long i) const { return cases_drawn(trees_.seed(i)); }
   /// Null before the first build, and before the first set_training_cm.
   const table* get_training_table() const { return table_.get(); }
   const conf_matrix* get_training_cm() const { return training_cm_.get(); }
 
-  // Measures over the trees: sums, for the depth the largest, for the path length the mean.
-  unsigned long size() const;
-  unsigned long leaves() const;
-  unsigned long depth() const;
-  double epl() const;
-  /// The attributes that a tree tests; the model has been built.
-  zel::adt::bitmap tested_attributes() const;
   /// Number of attributes that a tree tests; without trees, of those that a search found.
   unsigned long nfeatures() const;
   /// The usable attributes as their numbers, separated by ",".
@@ -194,11 +199,24 @@ class dtree : private zel::util::nocopy {
   batch_predictor make_predictor(const table& t) const;
   void search_attributes(const table& t, const case_list& growing, const case_list& searching);
   void drop_trees();
+  /// Does work on the trees; what fails half way leaves none, rather than half grown or pruned
+  /// ones.
+  template <class Work>
+  void all_or_no_trees(const Work& work) {
+    try {
+      work();
+    } catch (...) {
+      drop_trees();
+      training_cm_.reset();
+      throw;
+    }
+  }
   void grow_trees(const table& t);
-  std::unique_ptr<decision_tree> grow_tree(const growing_plan& plan, unsigned long i) const;
-  zel::util::rand_gen attribute_draws(unsigned long i) const;
+  std::unique_ptr<decision_tree> grow_tree(const growing_plan& plan, unsigned long seed) const;
+  zel::util::rand_gen attribute_draws(unsigned long seed) const;
+  case_list cases_drawn(unsigned long seed) const;
   case_list cases_as_grown(const table& t, unsigned long i) const;
-  void prune_tree(const table& t, unsigned long i, const case_list* prune_cases) const;
+  void prune_tree(const table& t, unsigned long i, const case_list* prune_cases);
   /// The same, and for a table without the rows of the build.
   void require_training_rows(const table& t) const;
   void choose_attributes(const table& t, const case_list& cases);
@@ -206,15 +224,26 @@ class dtree : private zel::util::nocopy {
   void prune_trees(const table& t, const case_list* prune_cases);
   void renew_training_cm(const table& t);
 
+  // What clone() copies, beside the trees.
+  template <class Self>
+  static auto settings_of(Self& self) {
+    return std::tie(self.run_, self.name_, self.parameters_, self.search_, self.attributes_);
+  }
+  template <class Self>
+  static auto results_of(Self& self) {
+    return std::tie(self.table_, self.training_cm_, self.cases_, self.elapsed_);
+  }
+
+  zel::util::run_context* run_ = &zel::util::default_context();
   std::string name_;
-  std::unique_ptr<table> table_;                  // the schema of the training table
-  std::unique_ptr<zel::adt::bitmap> attributes_;  // usable ones
-  std::unique_ptr<conf_matrix> training_cm_;
   parameters parameters_;
-  std::vector<std::unique_ptr<decision_tree>> trees_;
-  training_cases cases_;              // what the trees were grown on, or drawn from
-  std::vector<unsigned long> seeds_;  // of an ensemble's draws, by tree
   attribute_search search_;
+  // Shared between copies of the model: none changes them.
+  std::shared_ptr<const zel::adt::bitmap> attributes_;  // usable ones
+  std::shared_ptr<const table> table_;                  // the schema of the training table
+  std::shared_ptr<const conf_matrix> training_cm_;
+  ensemble trees_;
+  training_cases cases_;  // what the trees were grown on, or drawn from
   double elapsed_ = 0;
 };
 

@@ -69,22 +69,23 @@ void dtree::bin_out(obinstream& out) const {
       << elapsed_;
   write_bits(out, attributes_.get());
   out << parameters_.is_ensemble() << static_cast<unsigned int>(search_.made_by) << name_
-      << static_cast<unsigned long>(trees_.size()) << parameters_.conf_level << parameters_.min_obj
+      << trees_.n_trees() << parameters_.conf_level << parameters_.min_obj
       << static_cast<unsigned int>(parameters_.pruning)
       << static_cast<unsigned int>(parameters_.split) << table_.get();
-  for (const auto& tree : trees_) tree->bin_out(out, table_.get());
+  for (unsigned long i = 0; i < trees_.n_trees(); ++i) trees_.tree(i).bin_out(out, table_.get());
 }
 
 void dtree::bin_in(ibinstream& in) {
   unsigned long n_trees = 0;
   conf_matrix* matrix = nullptr;
-  bool bagging = false, ensemble = false;
+  bool bagging = false, is_ensemble = false;
   in >> parameters_.max_depth >> bagging >> matrix;
   training_cm_.reset(matrix);
   in >> elapsed_;
   attributes_ = read_bits(in);
-  in >> ensemble;
-  parameters_.kind = kind_of(ensemble, bagging);
+  in >> is_ensemble;
+  parameters_.kind = kind_of(is_ensemble, bagging);
+  trees_ = ensemble(parameters_.kind);
   search_.made_by = read_enum<_FeatureSelection>(in, model::N_FEATURE_SELECTIONS);
   search_.method = search_.made_by;
   in >> name_ >> n_trees >> parameters_.conf_level >> parameters_.min_obj;
@@ -97,8 +98,9 @@ void dtree::bin_in(ibinstream& in) {
   require(!table_ || table_->has_class(), k_no_class);
   require(parameters_.is_ensemble() || n_trees <= 1, k_bad_trees);
   for (unsigned long i = 0; i < n_trees; ++i) {  // grows with what is read
-    trees_.push_back(std::make_unique<decision_tree>());
-    trees_.back()->bin_in(in, table_.get(), nullptr);
+    auto tree = std::make_unique<decision_tree>();
+    tree->bin_in(in, table_.get(), nullptr);
+    trees_.add({std::move(tree)});
   }
   parameters_.n_trees = n_trees == 0 ? 1 : n_trees;
   check_read();

@@ -15,9 +15,9 @@
 
 #include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
-#include "impls/splitting/split_kernel.h"
+#include "impls/splitting/impurity.h"
 #include "zel/adt/tree_walk.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -32,7 +32,7 @@ struct share {
 
 /// Class entropy of a node's cases, in bits, times their weight.
 double info_of(const decision_node& node, unsigned long n_codes) {
-  kernel::info_sum sum;
+  splitting::info_sum<double> sum;
   for (code_t c = 0; c < n_codes; ++c) sum.add(node.class_weight(c));
   return sum.value();
 }
@@ -132,29 +132,29 @@ std::vector<attribute_importance> dtree::importance(const table& t, bool permute
   permute ? require_training_rows(t) : require_values_of(t);
   const bool draws = permute && has_draws();
   const auto shares_of_tree = [&](unsigned long i) {
-    std::vector<share> shares = shares_of(t, *trees_[i]);
+    std::vector<share> shares = shares_of(t, trees_.tree(i));
     if (!draws || shares.empty()) return shares;
-    const zel::adt::bitmap drawn = in_bag(cases_.size(), seeds_[i]);
+    const zel::adt::bitmap drawn = in_bag(cases_.size(), trees_.seed(i));
     case_list others;
     for (unsigned long c = 0; c < cases_.size(); ++c) {
       if (!drawn[c]) others.push_back(cases_[c]);
     }
-    const out_of_bag cases(t, *trees_[i], std::move(others));
+    const out_of_bag cases(t, trees_.tree(i), std::move(others));
     for (share& s : shares) {
       using zel::util::draw;
-      s.permutation = cases.rise(s.attribute,
-                                 zel::util::draw_seed(draw::permutation, {seeds_[i], s.attribute}));
+      s.permutation = cases.rise(
+          s.attribute, run_->seeds().at(draw::permutation, {trees_.seed(i), s.attribute}));
     }
     return shares;
   };
-  std::vector<std::vector<share>> by_tree(trees_.size());
-  zel::util::parallel::with_workers([&] {
-    zel::util::parallel::for_each_index(trees_.size(),
-                                        [&](unsigned long i) { by_tree[i] = shares_of_tree(i); });
+  std::vector<std::vector<share>> by_tree(trees_.n_trees());
+  run_->with_workers([&] {
+    run_->for_each_index(trees_.n_trees(),
+                         [&](unsigned long i) { by_tree[i] = shares_of_tree(i); });
   });
 
   const double none = draws ? 0 : std::numeric_limits<double>::quiet_NaN();
-  const auto n = static_cast<double>(trees_.size());
+  const auto n = static_cast<double>(trees_.n_trees());
   std::vector<attribute_importance> all;
   for (unsigned long a = 0; a < t.n_attributes(); ++a) {
     all.push_back({a, t.column_of(a).name(), 0, none});

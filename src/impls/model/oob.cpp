@@ -16,8 +16,7 @@
 #include "impls/evaluation/flat_tree.h"
 #include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
-#include "zel/util/number_util.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -37,6 +36,7 @@ unsigned long chunk_size(unsigned long n_codes) {
 struct voting_tree {
   zel::adt::bitmap in_bag;  // by position in the list of training cases
   flat_tree tree;
+  vote_t votes;
 };
 
 /// Cases that follow each other in the list of training cases, the first at position `first`.
@@ -51,38 +51,37 @@ using ballot = std::vector<std::optional<voting_tree>>;
 /// after(tree, its cases, votes), the votes case by case.
 template <class After>
 void vote(const table& t, const ballot& trees, const chunk& some, const After& after) {
-  const unsigned long n_codes = t.n_class_codes();
-  std::vector<std::uint32_t> votes(some.cases.size() * n_codes);
+  vote_count votes;
+  votes.start(some.cases.size(), t.n_class_codes());
   std::vector<std::uint32_t> codes;
   gather_codes(t, some.cases, codes);
   const case_block block{codes, t.n_attributes()};
   std::vector<std::uint32_t> out_of_bag;
-  const auto count = [&](std::size_t i, const decision_tree::prediction& found, double) {
-    ++votes[i * n_codes + found.first];
-  };
   for (std::size_t i = 0; i < trees.size(); ++i) {
     out_of_bag.clear();
     for (std::uint32_t c = 0; c < some.cases.size(); ++c) {
       if (!trees[i]->in_bag[some.first + c]) out_of_bag.push_back(c);
     }
+    const auto count = [&](std::size_t c, const decision_tree::prediction& found, double) {
+      votes.add(c, found.first, trees[i]->votes);
+    };
     trees[i]->tree.predict(block, out_of_bag, count);
-    after(i, std::span<const std::uint32_t>(out_of_bag), std::span<const std::uint32_t>(votes));
+    after(i, std::span<const std::uint32_t>(out_of_bag), votes);
   }
 }
 
-/// The class of the most votes for a case, the lowest of equals.
-std::uint32_t winner(std::span<const std::uint32_t> votes, std::size_t c, unsigned long n_codes) {
-  const auto of_case = votes.subspan(c * n_codes, n_codes);
-  const unsigned long best = zel::util::number_util::argmax(of_case);
-  return of_case[best] == 0 ? k_no_vote : static_cast<std::uint32_t>(best);
+std::uint32_t winner(const vote_count& votes, std::size_t c) {
+  const vote_count::verdict found = votes.decide(c);
+  return found.votes == 0 ? k_no_vote : static_cast<std::uint32_t>(found.predicted);
 }
 
 /// Calls visit(number, chunk) for all cases, chunk by chunk, on the workers.
 template <class Cases, class Visit>
-void for_each_chunk(const Cases& cases, unsigned long n_codes, const Visit& visit) {
+void for_each_chunk(const zel::util::run_context& run, const Cases& cases, unsigned long n_codes,
+                    const Visit& visit) {
   const unsigned long n = cases.size();
   const unsigned long size = chunk_size(n_codes);
-  zel::util::parallel::for_each_index((n + size - 1) / size, [&](unsigned long number) {
+  run.for_each_index((n + size - 1) / size, [&](unsigned long number) {
     chunk some{number * size, {}};
     const unsigned long end = std::min(n, some.first + size);
     for (unsigned long i = some.first; i < end; ++i) some.cases.push_back(cases[i]);
@@ -90,11 +89,13 @@ void for_each_chunk(const Cases& cases, unsigned long n_codes, const Visit& visi
   });
 }
 
-ballot make_ballot(const table& t, const std::vector<std::unique_ptr<decision_tree>>& trees,
-                   const std::vector<unsigned long>& seeds, unsigned long n_cases) {
-  ballot voters(trees.size());
-  zel::util::parallel::for_each_index(trees.size(), [&](unsigned long i) {
-    voters[i].emplace(voting_tree{in_bag(n_cases, seeds[i]), flat_tree(t, *trees[i])});
+ballot make_ballot(const zel::util::run_context& run, const table& t, const ensemble& trees,
+                   unsigned long n_cases) {
+  const std::vector<voter> asked = trees.voters();
+  ballot voters(asked.size());
+  run.for_each_index(asked.size(), [&](unsigned long i) {
+    const auto& [tree, votes] = asked[i];
+    voters[i].emplace(voting_tree{in_bag(n_cases, trees.seed(i)), flat_tree(t, *tree), votes});
   });
   return voters;
 }
@@ -111,7 +112,7 @@ void follow(const table& t, const ballot& trees, const chunk& some, voted_weight
   const auto is_wrong = [&](std::uint32_t c) {
     return winners[c] != t.class_column().get_row_index(some.cases[c].first);
   };
-  vote(t, trees, some, [&](std::size_t tree, auto asked, auto votes) {
+  vote(t, trees, some, [&](std::size_t tree, auto asked, const vote_count& votes) {
     for (const std::uint32_t c : asked) {
       const double weight = some.cases[c].second;
       if (winners[c] == k_no_vote) {
@@ -119,7 +120,7 @@ void follow(const table& t, const ballot& trees, const chunk& some, voted_weight
       } else if (is_wrong(c)) {
         wrong -= weight;
       }
-      winners[c] = winner(votes, c, t.n_class_codes());
+      winners[c] = winner(votes, c);
       if (is_wrong(c)) wrong += weight;
     }
     sums.voted[tree] = voted;
@@ -129,9 +130,7 @@ void follow(const table& t, const ballot& trees, const chunk& some, voted_weight
 
 }  // namespace
 
-bool dtree::has_draws() const {
-  return parameters_.is_ensemble() && !cases_.empty() && seeds_.size() == trees_.size();
-}
+bool dtree::has_draws() const { return !trees_.is_single() && !cases_.empty(); }
 
 void dtree::require_training_rows(const table& t) const {
   require_values_of(t);
@@ -146,13 +145,13 @@ double dtree::oob_error(const table& t) const {
   const unsigned long n = cases_.size();
   const unsigned long n_codes = t.n_class_codes();
   std::vector<std::uint32_t> winners(n);
-  zel::util::parallel::with_workers([&] {
-    const ballot trees = make_ballot(t, trees_, seeds_, n);
-    for_each_chunk(cases_, n_codes, [&](unsigned long, const chunk& some) {
-      vote(t, trees, some, [&](std::size_t tree, auto, auto votes) {
+  run_->with_workers([&] {
+    const ballot trees = make_ballot(*run_, t, trees_, n);
+    for_each_chunk(*run_, cases_, n_codes, [&](unsigned long, const chunk& some) {
+      vote(t, trees, some, [&](std::size_t tree, auto, const vote_count& votes) {
         if (tree + 1 < trees.size()) return;
         for (std::size_t c = 0; c < some.cases.size(); ++c) {
-          winners[some.first + c] = winner(votes, c, n_codes);
+          winners[some.first + c] = winner(votes, c);
         }
       });
     });
@@ -171,14 +170,14 @@ double dtree::oob_error(const table& t) const {
 std::vector<double> dtree::oob_errors(const table& t) const {
   require_training_rows(t);
   if (!has_draws()) return {};
-  const std::size_t n_trees = trees_.size();
+  const std::size_t n_trees = trees_.n_trees();
   const unsigned long n_chunks =
       (cases_.size() + chunk_size(t.n_class_codes()) - 1) / chunk_size(t.n_class_codes());
   const voted_weights none{std::vector<double>(n_trees), std::vector<double>(n_trees)};
   std::vector<voted_weights> by_chunk(n_chunks, none);
-  zel::util::parallel::with_workers([&] {
-    const ballot trees = make_ballot(t, trees_, seeds_, cases_.size());
-    for_each_chunk(cases_, t.n_class_codes(), [&](unsigned long number, const chunk& some) {
+  run_->with_workers([&] {
+    const ballot trees = make_ballot(*run_, t, trees_, cases_.size());
+    for_each_chunk(*run_, cases_, t.n_class_codes(), [&](unsigned long number, const chunk& some) {
       follow(t, trees, some, by_chunk[number]);
     });
   });

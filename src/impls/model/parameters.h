@@ -1,18 +1,12 @@
 // What a model is trained with: a value, copied whole, so that no field is forgotten.
 #pragma once
 
+#include "impls/model/ensemble.h"
 #include "impls/trees/decision_tree.h"
 #include "impls/types.h"
 #include "orvik/enums.h"
 
 namespace orvik::impls {
-
-/// How many trees a model has and what their nodes measure.
-enum class ensemble_kind : unsigned char {
-  single,   ///< one tree on the cases themselves
-  bagging,  ///< trees on draws of the cases (Breiman 1996)
-  forest    ///< the same, and a node measures random attributes (Breiman 2001)
-};
 
 struct parameters {
   model::split_type split = model::GAIN_RATIO;

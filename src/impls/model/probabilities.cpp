@@ -53,9 +53,7 @@ double dtree::predict(const std::vector<std::string>& values, double weight,
 void dtree::predict_distribution(const std::vector<code_t>& codes,
                                  std::vector<double>& shares) const {
   require_trees();
-  shares.assign(table_->n_class_codes(), 0.0);
-  for (const auto& tree : trees_) tree->predict_distribution(*table_, codes, shares, 1.0, 0);
-  for (double& share : shares) share /= static_cast<double>(trees_.size());
+  trees_.predict_distribution(*table_, codes, shares);
 }
 
 }  // namespace orvik::impls

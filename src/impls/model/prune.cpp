@@ -1,4 +1,5 @@
 // Pruning the trees of a model, side by side, with its strategy.
+#include <cassert>
 #include <stdexcept>
 
 #include "impls/growing/measured_order.h"
@@ -6,7 +7,7 @@
 #include "impls/pruning/strategies.h"
 #include "impls/tables/same_codes.h"
 #include "zel/util/cronos.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -49,9 +50,11 @@ void dtree::prune_trees(const table& t, const case_list* prune_cases) {
   }
   case_list training;
   if (from_training) prune_cases = &(training = cases_.expand());
-  zel::util::parallel::with_workers([&] {
-    zel::util::parallel::for_each_index(trees_.size(),
-                                        [&](unsigned long i) { prune_tree(t, i, prune_cases); });
+  all_or_no_trees([&] {
+    run_->with_workers([&] {
+      run_->for_each_index(trees_.n_trees(),
+                           [&](unsigned long i) { prune_tree(t, i, prune_cases); });
+    });
   });
 }
 
@@ -68,10 +71,10 @@ void dtree::renew_training_cm(const table& t) {
 case_list dtree::cases_as_grown(const table& t, unsigned long i) const {
   case_list cases = cases_of_tree(i);
   const bool measured =
-      parameters_.max_depth > 0 && !trees_[i]->get_node()->stays_leaf(parameters_.min_obj);
+      parameters_.max_depth > 0 && !trees_.tree(i).get_node()->stays_leaf(parameters_.min_obj);
   if (!measured || !attributes_) return cases;
   if (parameters_.draws_attributes()) {
-    zel::util::rand_gen draws = attribute_draws(i);
+    zel::util::rand_gen draws = attribute_draws(trees_.seed(i));
     sort_as_measured(t, *attributes_, &draws, cases);
   } else {
     sort_as_measured(t, *attributes_, nullptr, cases);
@@ -80,9 +83,10 @@ case_list dtree::cases_as_grown(const table& t, unsigned long i) const {
 }
 
 /// The cases of tree i lie at its root while it is pruned.
-void dtree::prune_tree(const table& t, unsigned long i, const case_list* prune_cases) const {
-  decision_tree& tree = *trees_[i];
-  const pruning::material with{t, parameters_.conf_level, prune_cases};
+void dtree::prune_tree(const table& t, unsigned long i, const case_list* prune_cases) {
+  decision_tree& tree = trees_.tree(i);
+  assert(!tree.get_node()->is_active());
+  const pruning::material with{t, parameters_.conf_level, prune_cases, *run_};
   if (!pruning::needs_training_cases(parameters_.pruning)) {
     pruning::prune(tree, parameters_.pruning, with);
     return;

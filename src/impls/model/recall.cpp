@@ -10,6 +10,7 @@
 #include "impls/pruning/strategies.h"
 #include "impls/tables/folds.h"
 #include "impls/tables/same_codes.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -35,22 +36,22 @@ bool drew(const table& t, const training_cases& cases, unsigned long seed,
 
 bool dtree::recall_draws(const table& t) {
   using zel::util::draw;
-  using zel::util::draw_seed;
   if (!parameters_.is_ensemble() || trees_.empty() || t.n_rows() == 0 ||
       !have_equal_codes(*table_, t))
     return false;
   const std::unique_ptr<case_list> all(t.get_all());
   case_parts split;
-  if (pruning::needs_separate_cases(parameters_.pruning)) split = split_by_class(t, *all);
+  if (pruning::needs_separate_cases(parameters_.pruning))
+    split = split_by_class(t, *all, run_->seeds());
   training_cases cases(split.first ? *split.first : *all);
-  const unsigned long build_seed = draw_seed(draw::bootstrap);
+  const unsigned long build_seed = run_->seeds().next(draw::bootstrap);
   std::vector<unsigned long> seeds;
-  for (unsigned long i = 0; i < trees_.size(); ++i) {
-    seeds.push_back(draw_seed(draw::bootstrap, {build_seed, i}));
-    if (!drew(t, cases, seeds.back(), *trees_[i]->get_node())) return false;
+  for (unsigned long i = 0; i < trees_.n_trees(); ++i) {
+    seeds.push_back(run_->seeds().at(draw::bootstrap, {build_seed, i}));
+    if (!drew(t, cases, seeds.back(), *trees_.tree(i).get_node())) return false;
   }
   cases_ = std::move(cases);
-  seeds_ = std::move(seeds);
+  for (unsigned long i = 0; i < seeds.size(); ++i) trees_.set_seed(i, seeds[i]);
   return true;
 }
 

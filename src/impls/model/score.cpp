@@ -66,7 +66,7 @@ double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& r
       throw std::runtime_error(k_cannot_write);
     }
   };
-  for_each_row_block<std::string>(*in, k_title, rows, work, write);
+  for_each_row_block<std::string>(*run_, *in, k_title, rows, work, write);
 
   if (unseen != nullptr) *unseen = workers.unseen();
   watch.stop();

@@ -6,7 +6,7 @@
 #include "impls/tables/folds.h"
 #include "impls/tables/same_codes.h"
 #include "zel/util/cronos.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -30,13 +30,13 @@ void dtree::feature_selection(const table* t, const case_list* growing,
   watch.start();
   case_parts split;
   if (searching == nullptr) {
-    split = split_by_class(*t, *growing);
+    split = split_by_class(*t, *growing, run_->seeds());
     growing = split.first.get();
     searching = split.rest.get();
   }
   drop_trees();
-  attributes_ = std::make_unique<zel::adt::bitmap>(default_features(*t));
-  search_.made_by = search_.method;
+  attributes_ = std::make_shared<zel::adt::bitmap>(default_features(*t));
+  search_.made_by = model::NO_SELECTION;  // until it has come to its end
   search_.by_build = false;
   search_.done = {};
   search_.log.clear();
@@ -45,6 +45,7 @@ void dtree::feature_selection(const table* t, const case_list* growing,
   } else if (search_.method != model::NO_SELECTION) {
     search_attributes(*t, *growing, *searching);
   }
+  search_.made_by = search_.method;
   watch.stop();
   elapsed_ = watch.get_elapsed();
 }
@@ -59,11 +60,12 @@ void dtree::search_attributes(const table& t, const case_list& growing,
                              parameters_.min_obj,
                              parameters_.max_depth,
                              parameters_.pruning != model::NO_PRUNING,
-                             *attributes_};
-  selection::found_attributes found = zel::util::parallel::with_workers([&] {
+                             *attributes_,
+                             *run_};
+  selection::found_attributes found = run_->with_workers([&] {
     return selection::find_attributes(s, search_.method, search_.delta, search_.seconds);
   });
-  *attributes_ = std::move(found.set);
+  attributes_ = std::make_shared<zel::adt::bitmap>(std::move(found.set));
   search_.done = found.done;
   search_.log = std::move(found.log);
 }

@@ -48,7 +48,7 @@ std::unique_ptr<conf_matrix> dtree::test(zel::inpout::stream* in, const std::str
     for (const tested_row& row : rows) matrix->add(row.actual, row.predicted, row.weight);
   };
   unsigned long rows = 0;
-  for_each_row_block<tested_rows>(*in, k_title, rows, work, add_rows);
+  for_each_row_block<tested_rows>(*run_, *in, k_title, rows, work, add_rows);
   if (rows == 0) throw std::runtime_error(std::string(k_title) + k_no_rows);
 
   if (unseen != nullptr) *unseen = workers.unseen();

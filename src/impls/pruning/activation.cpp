@@ -22,17 +22,9 @@ activation::activation(decision_tree& tree, const table& t) : tree_(nullptr) {
   tree_ = &tree;
 }
 
-activation::activation(decision_tree& tree, const table& t, column::branch_cases branch)
-    : tree_(nullptr) {
-  tree.get_node()->activate(t, std::move(branch));
+activation::activation(decision_tree& tree, const table& t, branch_cases branch) : tree_(nullptr) {
+  tree.get_node()->activate_on(t, std::move(branch));
   tree_ = &tree;
-}
-
-std::vector<column::branch_cases> branches_of(const decision_tree& tree, const table& t) {
-  const decision_node& node = *tree.get_node();
-  return t.column_of(node.attribute())
-      .split(*node.cases(), tree.get_no_childs(), node.weight(),
-             static_cast<code_t>(node.threshold()));
 }
 
 }  // namespace orvik::impls::pruning

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <utility>
-#include <vector>
 
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
@@ -19,7 +18,7 @@ class activation {
   /// Of a root on its own cases, which it must have.
   activation(decision_tree& tree, const table& t);
   /// Of a child on the cases of its branch.
-  activation(decision_tree& tree, const table& t, column::branch_cases branch);
+  activation(decision_tree& tree, const table& t, branch_cases branch);
   activation(activation&& from) noexcept : tree_(std::exchange(from.tree_, nullptr)) {}
   activation& operator=(activation&& from) noexcept {
     std::swap(tree_, from.tree_);
@@ -32,8 +31,5 @@ class activation {
  private:
   decision_tree* tree_;  // null: nothing to release
 };
-
-/// The cases of every branch of an active split node, in one pass.
-std::vector<column::branch_cases> branches_of(const decision_tree& tree, const table& t);
 
 }  // namespace orvik::impls::pruning

@@ -11,6 +11,7 @@
 #include <tbb/task_group.h>
 
 #include <atomic>
+#include <cassert>
 #include <exception>
 #include <list>
 #include <mutex>
@@ -20,7 +21,7 @@
 #include "impls/pruning/activation.h"
 #include "impls/pruning/visitor.h"
 #include "zel/util/nocopy.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls::pruning {
 
@@ -28,12 +29,13 @@ namespace orvik::impls::pruning {
 template <class Visitor>
 class active_walk : private zel::util::nocopy {
  public:
-  /// Both must outlive the walk.
-  active_walk(const table& t, const Visitor& visit) : t_(t), visit_(visit) {}
+  /// All must outlive the walk.
+  active_walk(const table& t, const Visitor& visit, const zel::util::run_context& run)
+      : t_(t), visit_(visit), run_(run) {}
 
   void run(decision_tree& root) {
     step first{&root, activation(root, t_)};
-    if (zel::util::parallel::n_workers < 2 || is_small(root)) {
+    if (run_.n_workers < 2 || is_small(root)) {
       walk_path(std::move(first), nullptr);
     } else {
       tbb::this_task_arena::isolate([&] { run_tasks(std::move(first)); });
@@ -51,8 +53,8 @@ class active_walk : private zel::util::nocopy {
     decision_tree* tree;
     activation held;
     state here = {};
-    std::vector<column::branch_cases> branches = {};  // handed on to the children; none to visit
-    unsigned int next = 0;                            // the child to visit next
+    std::vector<branch_cases> branches = {};  // handed on to the children; none to visit
+    unsigned int next = 0;                    // the child to visit next
   };
   /// The same with its children as tasks.
   struct open_node {
@@ -79,18 +81,21 @@ class active_walk : private zel::util::nocopy {
     return tree.get_node()->n_cases() < k_least_cases;
   }
 
-  /// @return whether there are children to be visited.
+  /// @return whether there are children to be visited. Throws where the run is cancelled.
   bool enter(step& at, const state* father) const {
+    run_.require_not_cancelled();
+    assert(at.tree->get_node()->is_active());
     return visit_.enter(*at.tree, at.here, father) && split(at);
   }
   bool split(step& at) const {
     at.next = 0;
     at.branches.clear();
-    if (at.tree->get_no_childs() > 0) at.branches = branches_of(*at.tree, t_);
+    if (at.tree->get_no_childs() > 0) at.branches = at.tree->get_node()->branches(t_);
     return !at.branches.empty();
   }
 
   step child_of(step& father, unsigned int i) const {
+    assert(father.branches[i].cases != nullptr);  // each is visited once
     decision_tree& child = *father.tree->get_child(i);
     return {&child, activation(child, t_, std::move(father.branches[i]))};
   }
@@ -123,6 +128,7 @@ class active_walk : private zel::util::nocopy {
     }
     tasks_.wait();
     if (failure) std::rethrow_exception(failure);
+    assert(open_.empty());
   }
 
   /// Visits child i of an open node, and then what that leaves to this thread.
@@ -161,7 +167,9 @@ class active_walk : private zel::util::nocopy {
   /// unfinished. @return the node whose first child is left to this thread, null for none.
   open_node* settle(open_node* node) {
     while (node != nullptr) {
-      if (node->unfinished.fetch_sub(1, std::memory_order_acq_rel) > 1) return nullptr;
+      const unsigned int before = node->unfinished.fetch_sub(1, std::memory_order_acq_rel);
+      assert(before > 0);
+      if (before > 1) return nullptr;
       if (!visit_.leave(*node->at.tree, node->at.here)) {
         node = close(node);
       } else if (split(node->at)) {
@@ -190,6 +198,7 @@ class active_walk : private zel::util::nocopy {
 
   const table& t_;
   const Visitor& visit_;
+  const zel::util::run_context& run_;
   std::mutex open_mutex_;  // taken twice a large node
   std::list<open_node> open_;
   zel::util::parallel::loop_marks marks_;
@@ -198,8 +207,9 @@ class active_walk : private zel::util::nocopy {
 
 /// Walks the tree with a visitor, on the workers.
 template <class Visitor>
-void walk_active(decision_tree& root, const table& t, const Visitor& visit) {
-  active_walk<Visitor>(t, visit).run(root);
+void walk_active(decision_tree& root, const table& t, const Visitor& visit,
+                 const zel::util::run_context& run) {
+  active_walk<Visitor>(t, visit, run).run(root);
 }
 
 }  // namespace orvik::impls::pruning

@@ -87,12 +87,15 @@ double decision_tree::add_errs(double cf, double coeff, double n, double e) {
   return n * p - e;
 }
 
-double decision_tree::prune_dt(const table& t, double cf, double coeff) {
-  return prune_ebp(t, cf, coeff, /*graft=*/false, /*all=*/false);
+double decision_tree::prune_dt(const table& t, double cf, double coeff,
+                               zel::util::run_context& run) {
+  return prune_ebp(t, cf, coeff, /*graft=*/false, /*all=*/false, run);
 }
 
-double decision_tree::prune_ebp(const table& t, double cf, double coeff, bool graft, bool all) {
-  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), ebp{{}, t, cf, coeff});
+double decision_tree::prune_ebp(const table& t, double cf, double coeff, bool graft, bool all,
+                                zel::util::run_context& run) {
+  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), ebp{{}, t, cf, coeff},
+                                  run);
 }
 
 double decision_tree::prune_ebp_est(const table& t, double cf, double coeff, double limit) const {
@@ -117,10 +120,10 @@ double decision_tree::set_estimated_error_ebp(double cf, double coeff) {
 void pruning::prune_by_ebp(decision_tree& tree, const material& with, raising how) {
   const double cf = with.confidence, coeff = decision_tree::CFCoefficient(cf);
   if (how == raising::none) {
-    tree.prune_dt(with.t, cf, coeff);
+    tree.prune_dt(with.t, cf, coeff, with.run);
     return;
   }
-  tree.prune_ebp(with.t, cf, coeff, true, how == raising::best_child);
+  tree.prune_ebp(with.t, cf, coeff, true, how == raising::best_child, with.run);
   tree.set_estimated_error_ebp(cf, coeff);
 }
 

@@ -2,15 +2,15 @@
 // candidate for raising. The subtree itself is not touched: statistics are computed beside it.
 #pragma once
 
-#include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <limits>
 #include <span>
 #include <vector>
 
 #include "impls/pruning/raising.h"
-#include "impls/pruning/routing.h"
-#include "zel/util/number_util.h"
+#include "impls/trees/case_stack.h"
+#include "impls/trees/distribution.h"
 
 namespace orvik::impls::pruning {
 
@@ -37,10 +37,6 @@ inline bool surely_above(double errors, double limit) {
   return errors > limit + k_margin * (1 + std::abs(limit));
 }
 
-inline code_t threshold_of(const decision_tree& tree) {
-  return static_cast<code_t>(tree.get_node()->threshold());
-}
-
 /// The training cases that would reach the nodes of a subtree, the current one's on top.
 class training_cases {
  public:
@@ -52,33 +48,25 @@ class training_cases {
 
   /// Of the current node; valid until the next call.
   reached sum_up() {
-    std::fill(distribution_.begin(), distribution_.end(), 0.0);
-    visit_class_codes(t_.class_column().codes(), [&](const auto* classes) {
-      for (const auto& [row, weight] : cases_.top()) distribution_[classes[row]] += weight;
-    });
-    double weight = 0;
-    for (const double w : distribution_) weight += w;
-    return {distribution_, weight,
-            static_cast<class_t>(zel::util::number_util::argmax(distribution_))};
+    sum_by_class(t_.class_column(), cases_.top(), distribution_);
+    const distribution classes(distribution_);
+    return {distribution_, classes.sum(), static_cast<class_t>(classes.decide())};
   }
 
   /// Goes on to the children of the current node. @return their shares of the cases of unknown
   /// value; of no meaning where the column has no such values.
-  std::span<const double> split(const decision_tree& tree) {
-    const column& tested = t_.column_of(tree.get_node()->attribute());
-    shares_.resize(tree.get_no_childs());
-    if (tested.values()->has_null()) {
-      find_shares(tested, cases_.top(), threshold_of(tree), sum_up().weight, shares_);
-    }
-    cases_.split(tested, shares_.size(), threshold_of(tree), shares_);
-    return shares_;
+  case_stack::share_list split(const decision_tree& tree) {
+    assert(tree.get_no_childs() > 0);
+    const split_test& test = tree.get_node()->test();
+    const column& tested = t_.column_of(test.attribute);
+    const double total = tested.values()->has_null() ? sum_up().weight : 0;
+    return cases_.split(tested, test, tree.get_no_childs(), total);
   }
 
  private:
   const table& t_;
   case_stack cases_;
   std::vector<double> distribution_;
-  std::vector<double> shares_;  // of the branches of the last split
 };
 
 /// Errors of a subtree: the sum of those of its children. `Estimate` has

@@ -9,7 +9,7 @@
 
 #include "impls/pruning/estimation.h"
 #include "impls/pruning/strategies.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -80,8 +80,9 @@ double decision_node::EER(unsigned long nclasses, const decision_node& prior, do
 }
 
 double decision_tree::prune_mep(const table& t, const decision_node& prior, double m, bool graft,
-                                bool all) {
-  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), mep{{}, t, prior, m});
+                                bool all, zel::util::run_context& run) {
+  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), mep{{}, t, prior, m},
+                                  run);
 }
 
 double decision_tree::prune_mep_est(const table& t, const decision_node& prior, double m,
@@ -92,19 +93,20 @@ double decision_tree::prune_mep_est(const table& t, const decision_node& prior, 
       });
 }
 
-void decision_tree::prune_mep(const table& t, const case_list& cases, bool graft, bool all) {
+void decision_tree::prune_mep(const table& t, const case_list& cases, bool graft, bool all,
+                              zel::util::run_context& run) {
   const decision_node& prior = *get_node();
   if (graft) pruning::require_cases(prior);
   best_clone best;
-  zel::util::parallel::for_each_index(k_m.size(), [&](unsigned long i) {
+  run.for_each_index(k_m.size(), [&](unsigned long i) {
     std::unique_ptr<decision_tree> pruned(clone(t, nullptr));
     case_list own;
     if (graft) {
       own = *prior.cases();
       pruned->get_node()->set_cases(&own);
     }
-    pruned->prune_mep(t, prior, k_m[i], graft, all);
-    const double error = pruned->err_misc(t, cases);
+    pruned->prune_mep(t, prior, k_m[i], graft, all, run);
+    const double error = pruned->err_misc(t, cases, run);
     best.offer(std::move(pruned), error, i);
   });
   delete_childs();
@@ -114,7 +116,7 @@ void decision_tree::prune_mep(const table& t, const case_list& cases, bool graft
 }
 
 void pruning::prune_by_mep(decision_tree& tree, const material& with, raising how) {
-  tree.prune_mep(with.t, *with.cases, how != raising::none, how == raising::best_child);
+  tree.prune_mep(with.t, *with.cases, how != raising::none, how == raising::best_child, with.run);
   tree.set_estimated_error_from_leaf_error();
 }
 

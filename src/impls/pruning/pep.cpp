@@ -33,6 +33,7 @@ fate decide(double leaf, double subtree, double child) {
 struct pep : pruning::visitor {
   const table& t;
   pruning::raising how;
+  const zel::util::run_context& run;
   leaf_counts& leaves;  // entries are changed, each with its tree, but none is added or removed
 
   /// Deliberate: a tree without an entry, a leaf, is charged nothing.
@@ -61,7 +62,7 @@ struct pep : pruning::visitor {
     const auto child = leaves.find(tree.get_child(i));
     leaves.find(&tree)->second = child == leaves.end() ? 0 : child->second;
     pruning::raise(tree, i, t);
-    pruning::walk_active(tree, t, pruning::visitor());
+    pruning::walk_active(tree, t, pruning::visitor(), run);
     tree.set_estimated_error_from_leaf_error();
   }
   /// Decides on a node until it is kept or a leaf.
@@ -70,7 +71,7 @@ struct pep : pruning::visitor {
       const double leaf = as_leaf(tree), subtree = as_subtree(tree);
       const pruning::candidate best = pruning::choose(
           tree, std::isnan(subtree) ? pruning::raising::none : how, pruning::tie::smaller_subtree,
-          std::min(leaf, subtree),
+          std::min(leaf, subtree), run,
           [&](const decision_tree& child, double limit) { return as_child(tree, child, limit); });
       switch (decide(leaf, subtree, best.estimate)) {
         case fate::keep:
@@ -109,11 +110,12 @@ double decision_tree::prune_pep_est(const table& t, double limit) const {
                                   [](const pruning::reached& r) { return r.leaf_error(); });
 }
 
-void decision_tree::prune_pep(const table& t, leaf_counts& leaves, bool graft, bool all) {
+void decision_tree::prune_pep(const table& t, leaf_counts& leaves, bool graft, bool all,
+                              zel::util::run_context& run) {
   const pruning::raising how = pruning::raising_of(graft, all);
-  const pep rules{{}, t, how, leaves};
+  const pep rules{{}, t, how, run, leaves};
   if (how != pruning::raising::none) {
-    pruning::walk_active(*this, t, rules);
+    pruning::walk_active(*this, t, rules, run);
     return;
   }
   pruning::visitor::state none;
@@ -125,7 +127,7 @@ void decision_tree::prune_pep(const table& t, leaf_counts& leaves, bool graft, b
 void pruning::prune_by_pep(decision_tree& tree, const material& with, raising how) {
   leaf_counts leaves;
   tree.set_nleaves(leaves);
-  tree.prune_pep(with.t, leaves, how != raising::none, how == raising::best_child);
+  tree.prune_pep(with.t, leaves, how != raising::none, how == raising::best_child, with.run);
   tree.set_estimated_error_from_leaf_error();
 }
 

@@ -1,5 +1,7 @@
 #include "impls/pruning/raising.h"
 
+#include <cassert>
+
 namespace orvik::impls::pruning {
 
 candidate best_of(const decision_tree& tree, const std::vector<double>& estimates, tie rule) {
@@ -15,6 +17,7 @@ candidate best_of(const decision_tree& tree, const std::vector<double>& estimate
 }
 
 void raise(decision_tree& tree, unsigned int i, const table& t) {
+  assert(tree.get_node()->is_active());
   tree.get_child(i)->get_node()->activate_from_father(&t, /*take_place=*/true);
   tree.get_node()->disactivate();
   tree.replace_with_son(i);

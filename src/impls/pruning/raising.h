@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cassert>
 #include <limits>
 #include <vector>
 
@@ -16,7 +17,7 @@
 #include "impls/trees/decision_tree.h"
 #include "orvik/strategies.h"
 #include "zel/adt/tree_walk.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls::pruning {
 
@@ -65,8 +66,9 @@ class least_figure {
 /// the node, infinity will do for more than `limit`; it may be called by several threads.
 template <class Estimate>
 candidate choose(const decision_tree& tree, raising how, tie rule, double limit,
-                 const Estimate& estimate) {
+                 const zel::util::run_context& run, const Estimate& estimate) {
   if (how == raising::none) return {};
+  assert(tree.get_node()->is_active() && tree.get_no_childs() > 0);
   if (how == raising::largest_child) {
     const auto child = static_cast<unsigned int>(tree.get_largest_child());
     return {child, estimate(*tree.get_child(child), limit)};
@@ -80,7 +82,7 @@ candidate choose(const decision_tree& tree, raising how, tie rule, double limit,
     least.offer(estimates[i]);
   };
   if (tree.get_node()->n_cases() >= k_parallel_cases) {
-    zel::util::parallel::for_each_index(estimates.size(), fill);
+    run.for_each_index(estimates.size(), fill);
   } else {
     for (unsigned long i = 0; i < estimates.size(); ++i) fill(i);
   }
@@ -107,6 +109,7 @@ struct bottom_up {
   const table& t;
   raising how;
   const Strategy& strategy;
+  const zel::util::run_context& run;
 
   bool enter(decision_tree& tree, state& here, const state* father) const {
     return strategy.enter(tree, here, father);
@@ -119,7 +122,7 @@ struct bottom_up {
     // Nothing is estimated where not even a child without errors would be raised.
     const raising asked = strategy.decide(leaf, subtree, 0) == fate::raise ? how : raising::none;
     const candidate best = choose(tree, asked, Strategy::tie_rule, strategy.limit(leaf, subtree),
-                                  [&](const decision_tree& child, double limit) {
+                                  run, [&](const decision_tree& child, double limit) {
                                     return strategy.as_child(child, here, limit);
                                   });
     switch (strategy.decide(leaf, subtree, best.estimate)) {
@@ -142,8 +145,9 @@ struct bottom_up {
 /// have are used.
 /// @return the figure of what the tree has become.
 template <class Strategy>
-double prune_bottom_up(decision_tree& root, const table& t, raising how, const Strategy& strategy) {
-  const bottom_up<Strategy> visit{t, how, strategy};
+double prune_bottom_up(decision_tree& root, const table& t, raising how, const Strategy& strategy,
+                       const zel::util::run_context& run) {
+  const bottom_up<Strategy> visit{t, how, strategy, run};
   if (how == raising::none) {
     std::vector<typename Strategy::state> path;
     zel::adt::walk(
@@ -155,7 +159,7 @@ double prune_bottom_up(decision_tree& root, const table& t, raising how, const S
         },
         [&](decision_tree& tree, unsigned long level) { visit.leave(tree, path[level]); });
   } else {
-    walk_active(root, t, visit);
+    walk_active(root, t, visit, run);
   }
   return root.get_node()->estimated_error();
 }

@@ -11,17 +11,6 @@ namespace orvik::impls {
 namespace {
 
 using pruning::fate;
-using pruning::weighted_row;
-
-double errors_of(const table& t, std::span<const weighted_row> cases, class_t predicted) {
-  double errors = 0;
-  visit_class_codes(t.class_column().codes(), [&](const auto* classes) {
-    for (const auto& [row, weight] : cases) {
-      if (classes[row] != predicted) errors += weight;
-    }
-  });
-  return errors;
-}
 
 struct rep : pruning::visitor {
   static constexpr pruning::tie tie_rule = pruning::tie::smaller_subtree;
@@ -58,7 +47,7 @@ struct rep : pruning::visitor {
 struct subtree_errors {
   const table& t;
   pruning::training_cases training;
-  pruning::case_stack pruning_cases;
+  case_stack pruning_cases;
   class_t above;                  // majority class of the father of the subtree
   std::vector<class_t> majority;  // by level, of nodes above a leaf
 
@@ -72,12 +61,12 @@ struct subtree_errors {
     }
     const pruning::reached r = training.sum_up();
     const class_t fathers = level == 0 ? above : majority[level - 1];
-    return {errors_of(t, here, r.weight > 0 ? r.majority : fathers), false};
+    return {weight_of_others(t.class_column(), here, r.weight > 0 ? r.majority : fathers), false};
   }
   void split(const decision_tree& tree) {
-    const std::span<const double> shares = training.split(tree);
-    pruning_cases.split(t.column_of(tree.get_node()->attribute()), shares.size(),
-                        pruning::threshold_of(tree), shares);
+    const split_test& test = tree.get_node()->test();
+    pruning_cases.split(t.column_of(test.attribute), test, tree.get_no_childs(),
+                        /*total=*/0, training.split(tree));
   }
   void pop() {
     training.pop();
@@ -93,22 +82,24 @@ struct subtree_errors {
 
 }  // namespace
 
-double decision_tree::prune_rep(const table& t, const case_list& cases, bool graft, bool all) {
-  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), rep{{}, t, cases});
+double decision_tree::prune_rep(const table& t, const case_list& cases, bool graft, bool all,
+                                zel::util::run_context& run) {
+  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), rep{{}, t, cases},
+                                  run);
 }
 
 double decision_tree::prune_rep_est(const table& t, const case_list& cases, double limit) const {
   const decision_node& father = *get_node()->father();
   subtree_errors on{t,
                     pruning::training_cases(t, *father.cases()),
-                    pruning::case_stack(cases),
+                    case_stack(cases),
                     father.majority_class(),
                     {}};
   return pruning::errors_of_subtree(*this, limit, on);
 }
 
 void pruning::prune_by_rep(decision_tree& tree, const material& with, raising how) {
-  tree.prune_rep(with.t, *with.cases, how != raising::none, how == raising::best_child);
+  tree.prune_rep(with.t, *with.cases, how != raising::none, how == raising::best_child, with.run);
   tree.set_estimated_error_from_leaf_error();
 }
 

@@ -6,6 +6,7 @@
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
 #include "orvik/strategies.h"
+#include "zel/util/default_context.h"
 
 namespace orvik::impls::pruning {
 
@@ -14,6 +15,7 @@ struct material {
   const table& t;
   double confidence;       // of error-based pruning
   const case_list* cases;  // pruning cases; null where the strategy has no use for them
+  zel::util::run_context& run = zel::util::default_context();
 };
 
 /// Whether the strategy prunes on separate cases, and whether on the training cases at the nodes.

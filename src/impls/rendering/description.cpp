@@ -13,7 +13,7 @@ branch_test test_of_branch(const table& t, const decision_node& split, unsigned 
   const column& tested = t.column_of(split.attribute());
   if (tested.type() == column::DISCRETE) return {&tested, branch_test::EQUAL, branch + 1};
   if (tested.type() != column::CONTINUOUS) return {&tested, branch_test::UNHANDLED, k_unknown};
-  const auto cut = static_cast<code_t>(split.threshold());
+  const code_t cut = split.test().cut;
   if (branch > 1) return {&tested, branch_test::UNKNOWN, cut};
   return {&tested, branch == 0 ? branch_test::UP_TO : branch_test::ABOVE, cut};
 }

@@ -228,13 +228,13 @@ void dtree::toPMML(std::ostream& out) const {
   if (votes()) {
     out << " functionName=\"classification\">\n";
   } else {
-    writer.write_tree_attributes(*trees_[0]);
+    writer.write_tree_attributes(get_tree(0));
   }
   writer.write_schema(usable);
   if (votes()) {
     write_segments(writer, *table_, *this, out);
   } else {
-    writer.write_nodes(*trees_[0]);
+    writer.write_nodes(get_tree(0));
   }
   out << "</" << element << ">\n</PMML>\n";
 }

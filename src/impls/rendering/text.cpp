@@ -66,16 +66,15 @@ void dtree::toTEXT(std::ostream& out, unsigned long depth) const {
   require_trees();
   if (search_.made_by != model::NO_SELECTION) write_selected(*table_, *attributes_, out);
   out << '\n';
-  if (parameters_.is_ensemble()) {
-    out << "DECISION FOREST (ntrees=" << trees_.size() << ')';
+  if (is_ensemble()) {
+    out << "DECISION FOREST (ntrees=" << n_trees() << ')';
   } else {
-    out << "DECISION TREE (size=" << size() << ')';
+    out << "DECISION TREE (size=" << trees_.size() << ')';
   }
   out << '\n';
-  for (unsigned long i = 0; i < trees_.size(); ++i) {
-    if (parameters_.is_ensemble())
-      out << "\nTREE (n=" << i << ", size=" << trees_[i]->size() << ")\n";
-    trees_[i]->toTEXT(*table_, out, depth);
+  for (unsigned long i = 0; i < n_trees(); ++i) {
+    if (is_ensemble()) out << "\nTREE (n=" << i << ", size=" << get_tree(i).size() << ")\n";
+    get_tree(i).toTEXT(*table_, out, depth);
     out << '\n';
   }
 }

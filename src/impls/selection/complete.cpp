@@ -11,7 +11,7 @@
 #include <cmath>
 #include <unordered_set>
 
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls::selection {
 
@@ -134,7 +134,7 @@ class complete_search {
     done_.case_visits += tree.visits() - before;
     if (!grown) return false;
     judged_.assign(ranges.size(), {});
-    zel::util::parallel::for_each_index(ranges.size(), [&](unsigned long i) {
+    s_.run.for_each_index(ranges.size(), [&](unsigned long i) {
       const subset_tree one(tree.root(), largest[i], s_);
       family of(one, s_, ranges[i]);
       judged& result = judged_[i];

@@ -5,11 +5,9 @@
 #include <utility>
 
 #include "impls/selection/stable_choice.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls::selection {
-
-using zel::util::parallel::for_each_index;
 
 namespace {
 
@@ -27,7 +25,7 @@ void evaluator::rate_first(rated_set& subset) {
 bool plain_evaluator::rate(std::span<rated_set> subsets) {
   std::vector<unsigned long> visits(subsets.size());
   std::atomic<bool> in_time = true;
-  for_each_index(subsets.size(), [&](unsigned long i) {
+  s_.run.for_each_index(subsets.size(), [&](unsigned long i) {
     const std::vector<attribute_set> one{subsets[i].set};
     search_tree tree(s_, cases_, one[0]);
     if (!in_time || !tree.grow(one, limit_)) {
@@ -74,7 +72,7 @@ bool sharing_evaluator::rate_new(std::span<const attribute_set> subsets) {
   if (!grown) return false;
   std::vector<known_tree> made(subsets.size());
   std::vector<unsigned long> visits(subsets.size());
-  for_each_index(subsets.size(), [&](unsigned long i) {
+  s_.run.for_each_index(subsets.size(), [&](unsigned long i) {
     const subset_tree tree(tree_.root(), subsets[i], s_);
     attribute_set least = subsets[i];
     least.reset_all();

@@ -27,7 +27,7 @@ family::family(const subset_tree& tree, const setting& s, const subset_range& ra
 /// How many of the first keys fix the choice at a place.
 std::size_t family::fixing_keys(const subset_tree::place& p, const setting& s,
                                 const attribute_set& most, const attribute_set& kept) const {
-  if (s.type != model::GAIN_RATIO) {
+  if (!splitting::ranking_of(s.type).above_mean) {
     if (p.choice == nullptr) return 0;
     const auto key = std::ranges::find(keys_, p.choice->attribute);
     return key == keys_.end() ? 0 : static_cast<std::size_t>(key - keys_.begin()) + 1;

@@ -3,13 +3,12 @@
 #include "impls/selection/search_tree.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "impls/splitting/split_choice.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls::selection {
-
-using zel::util::parallel::for_each_index;
 
 namespace {
 
@@ -101,14 +100,15 @@ void search_tree::measure(std::vector<open_node>& open) {
       visits_ += o.node->stats.n_cases();
     }
   }
-  for_each_index(missing.size(), [&](unsigned long i) {
+  s_.run.for_each_index(missing.size(), [&](unsigned long i) {
     search_node& node = *missing[i].node;
-    node.stats.measure_candidate(s_.t, s_.min_weight, node.tests[missing[i].test], /*copy=*/true);
+    node.stats.measure_candidate(s_.t, s_.type, s_.min_weight, node.tests[missing[i].test],
+                                 /*copy=*/true);
   });
 }
 
 void search_tree::choose(std::vector<open_node>& open) const {
-  for_each_index(open.size(), [&](unsigned long i) {
+  s_.run.for_each_index(open.size(), [&](unsigned long i) {
     open[i].choice = split_choice::best_of(std::span<const candidate>(open[i].node->tests), s_.type,
                                            members(*open[i].subset));
   });
@@ -121,10 +121,10 @@ void search_tree::split(std::vector<open_node>& open) {
     std::vector<node_split>& splits = o.node->splits;
     const bool first = splits.empty() || !splits.back().children.empty();
     if (first) made.push_back({o.node, splits.size()});
-    splits.push_back({o.choice->attribute, 0, {}});
+    splits.push_back({{o.choice->attribute, 0}, {}});
   }
   // The splits of a node one after another: its children read from it which test it has.
-  for_each_index(made.size(), [&](unsigned long i) {
+  s_.run.for_each_index(made.size(), [&](unsigned long i) {
     for (node_split& each : made[i].own()) make_children(*made[i].node, each);
   });
   for (const new_splits& some : made) {
@@ -133,16 +133,13 @@ void search_tree::split(std::vector<open_node>& open) {
 }
 
 void search_tree::make_children(search_node& node, node_split& split) const {
-  const candidate& test = *std::ranges::find(node.tests, split.attribute, &candidate::attribute);
-  node.stats.set_test(s_.t, test);
-  split.threshold = node.stats.threshold();
-  const unsigned long n = node.stats.get_no_of_splits(s_.t);
-  std::vector<column::branch_cases> branches =
-      s_.t.column_of(split.attribute)
-          .split(*node.stats.cases(), n, node.stats.weight(), static_cast<code_t>(split.threshold));
-  for (unsigned int i = 0; i < n; ++i) {
+  node.stats.set_test(s_.t,
+                      *std::ranges::find(node.tests, split.attribute(), &candidate::attribute));
+  split.test = node.stats.test();
+  std::vector<branch_cases> branches = node.stats.branches(s_.t);
+  for (unsigned int i = 0; i < branches.size(); ++i) {
     auto child = std::make_unique<search_node>(&node.stats, i + 1);
-    child->stats.activate(s_.t, std::move(branches[i]));
+    child->stats.activate_on(s_.t, std::move(branches[i]));
     split.children.push_back(std::move(child));
   }
   route(node, split);
@@ -151,37 +148,32 @@ void search_tree::make_children(search_node& node, node_split& split) const {
 
 /// Sends the search cases down, as a prediction goes.
 void search_tree::route(search_node& node, const node_split& split) const {
-  const column& tested = s_.t.column_of(split.attribute);
-  const bool continuous = tested.type() == column::CONTINUOUS;
-  visit_codes(tested.codes(), [&](const auto& codes) {
-    const auto send = [&](unsigned long at, const auto& known, const auto& unknown) {
-      const code_t code = codes[cases_.row(at)];
-      if (code == k_unknown) {
-        for (const auto& child : split.children) unknown(*child);
-      } else {
-        known(*split.children[continuous ? static_cast<double>(code) > split.threshold : code - 1]);
-      }
-    };
-    for (const unsigned long at : node.whole) {
-      send(
-          at, [&](search_node& child) { child.whole.push_back(at); },
-          [&](search_node& child) {
-            child.parts.push_back({at, child.stats.weight() / node.stats.weight()});
-          });
+  const auto& children = split.children;
+  const auto part_in_all = [&](unsigned long at, double share) {
+    for (const auto& child : children) {
+      child->parts.push_back({at, part_of(share, child->stats.weight(), node.stats.weight())});
     }
-    for (const part& p : node.parts) {
-      send(
-          p.at, [&](search_node& child) { child.parts.push_back(p); },
-          [&](search_node& child) {
-            child.parts.push_back({p.at, p.share * child.stats.weight() / node.stats.weight()});
-          });
-    }
+  };
+  visit_codes(s_.t.column_of(split.test.attribute).codes(), [&](const auto& codes) {
+    split.test.with_rule([&](auto branch_of) {
+      for_each_routed(
+          node.whole, [&](unsigned long at) -> code_t { return codes[cases_.row(at)]; }, branch_of,
+          children.size(),
+          [&](std::size_t b, unsigned long at, code_t) { children[b]->whole.push_back(at); },
+          [&](unsigned long at) { part_in_all(at, 1.0); });
+      for_each_routed(
+          node.parts, [&](const part& p) -> code_t { return codes[cases_.row(p.at)]; }, branch_of,
+          children.size(),
+          [&](std::size_t b, const part& p, code_t) { children[b]->parts.push_back(p); },
+          [&](const part& p) { part_in_all(p.at, p.share); });
+    });
   });
 }
 
 /// Finishes a node that has its cases: counts its errors as a leaf, and readies it to be split or
 /// frees what a leaf has no use for.
 void search_tree::settle(search_node& node, unsigned long levels) const {
+  assert(std::ranges::is_sorted(node.whole));
   node.levels = levels;
   const class_t predicted = node.stats.get_leaf_class();
   for (const unsigned long at : node.whole) {

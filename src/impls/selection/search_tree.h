@@ -24,9 +24,10 @@ struct search_node;
 
 /// The children of a node under one of its tests.
 struct node_split {
-  unsigned int attribute;
-  double threshold;
+  split_test test;  // without its cut until there are children
   std::vector<std::unique_ptr<search_node>> children;
+
+  unsigned int attribute() const { return test.attribute; }
 };
 
 /// A search case that came here past an unknown value, with the share of it that did.

@@ -7,10 +7,11 @@
 #include "impls/selection/attribute_set.h"
 #include "impls/tables/table.h"
 #include "orvik/enums.h"
+#include "zel/util/default_context.h"
 
 namespace orvik::impls::selection {
 
-/// The table and the lists must outlive the search.
+/// The table, the lists and the context must outlive the search.
 struct setting {
   const table& t;
   const case_list& growing;
@@ -20,6 +21,7 @@ struct setting {
   unsigned long max_depth;
   bool preprune;
   attribute_set usable;  // the attributes to choose from
+  const zel::util::run_context& run = zel::util::default_context();
 };
 
 /// The search cases, column by column.

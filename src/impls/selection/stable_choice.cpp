@@ -77,10 +77,11 @@ class mean_range {
 
 /// Whether `x` would be chosen before `chosen` if its gain were not below the mean.
 bool outranks(const candidate& x, const candidate* chosen) {
-  const auto value = split_choice::value_of(x.desc, model::PURE_GAIN_RATIO, 0);
+  const splitting::ranking& by = splitting::ranking_of(model::PURE_GAIN_RATIO);
+  const auto value = by.value_of(x.desc, 0);
   if (!value || !(*value > column::k_no_gain)) return false;
   if (chosen == nullptr) return true;
-  const double best = *split_choice::value_of(chosen->desc, model::PURE_GAIN_RATIO, 0);
+  const double best = *by.value_of(chosen->desc, 0);
   return *value > best || (*value == best && x.attribute < chosen->attribute);
 }
 
@@ -94,11 +95,12 @@ void keep_choice(std::span<const candidate> tests, const candidate* chosen, mode
     added.push_back(c->attribute);
   };
   if (chosen != nullptr && !members(least)(chosen->attribute)) add(chosen);
-  if (type != model::GAIN_RATIO) return;
+  if (!splitting::ranking_of(type).above_mean) return;
 
   mean_range mean(tests, least, most);
   if (chosen != nullptr) {
-    while (!(chosen->desc.gain >= mean.largest() - split_choice::k_gain_tolerance + k_rounding)) {
+    while (!(chosen->desc.gain >=
+             mean.largest() - splitting::ranking::k_gain_tolerance + k_rounding)) {
       const candidate* c = mean.fix_lowest();
       if (c == nullptr) break;
       add(c);
@@ -107,7 +109,8 @@ void keep_choice(std::span<const candidate> tests, const candidate* chosen, mode
   const members in_most(most);
   for (const candidate& x : tests) {
     if (!split_choice::can_split(x.desc) || !in_most(x.attribute) || !outranks(x, chosen)) continue;
-    while (!(x.desc.gain < mean.least_with(x) - split_choice::k_gain_tolerance - k_rounding)) {
+    while (
+        !(x.desc.gain < mean.least_with(x) - splitting::ranking::k_gain_tolerance - k_rounding)) {
       const candidate* c = mean.fix_highest_but(x);
       if (c == nullptr) break;
       add(c);

@@ -1,10 +1,11 @@
 #include "impls/selection/subset_tree.h"
 
+#include <cassert>
 #include <unordered_map>
 
 #include "impls/pruning/prepruning.h"
 #include "impls/splitting/split_choice.h"
-#include "zel/util/number_util.h"
+#include "impls/trees/distribution.h"
 
 namespace orvik::impls::selection {
 
@@ -19,6 +20,7 @@ subset_tree::subset_tree(const search_node& root, const attribute_set& subset, c
     const candidate* choice =
         split_choice::best_of(std::span<const candidate>(node.tests), s.type, in_subset);
     if (choice == nullptr) continue;
+    assert(node.split_on(choice->attribute) != nullptr);  // grown for the subset
     const node_split& split = *node.split_on(choice->attribute);
     places_[i] = {&node, choice, places_.size(), split.children.size()};
     for (const auto& child : split.children) places_.push_back({child.get(), nullptr, 0, 0});
@@ -86,15 +88,7 @@ unsigned long subset_tree::errors_of_parts(const search_cases& cases, unsigned l
         parted.push_back(p.at);
         sums.resize(sums.size() + n_codes);
       }
-      double* const sum = &sums[slot->second * n_codes];
-      const decision_node& stats = leaf.stats;
-      if (stats.weight() > 0) {
-        for (code_t c = 0; c < n_codes; ++c) {
-          sum[c] += p.share * stats.class_weight(c) / stats.weight();
-        }
-      } else {
-        sum[stats.get_leaf_class()] += p.share;
-      }
+      leaf.stats.add_shares(p.share, {&sums[slot->second * n_codes], n_codes});
     }
   };
 
@@ -112,8 +106,8 @@ unsigned long subset_tree::errors_of_parts(const search_cases& cases, unsigned l
 
   unsigned long errors = 0;
   for (std::size_t slot = 0; slot < parted.size(); ++slot) {
-    const std::span<const double> sum(&sums[slot * n_codes], n_codes);
-    if (zel::util::number_util::argmax(sum) != cases.class_of(parted[slot])) {
+    const distribution sum(std::span<const double>(&sums[slot * n_codes], n_codes));
+    if (sum.decide() != cases.class_of(parted[slot])) {
       errors += cases.units(parted[slot]);
     }
   }

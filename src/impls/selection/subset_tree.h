@@ -23,9 +23,6 @@ class subset_tree {
   subset_tree(const search_node& root, const attribute_set& subset, const setting& s);
 
   std::span<const place> places() const { return places_; }
-  std::span<const place> children(const place& of) const {
-    return places().subspan(of.first_child, of.n_children);
-  }
   /// Whether pre-pruning makes a leaf of the place.
   bool is_prepruned(std::size_t i) const { return prepruned_[i] != 0; }
   /// A number that tells trees apart: equal for equal trees, and else hardly ever.

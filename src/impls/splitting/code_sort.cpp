@@ -5,7 +5,7 @@
 
 #include "zel/adt/counting_sort.h"
 
-namespace orvik::impls::kernel {
+namespace orvik::impls::splitting {
 
 namespace {
 
@@ -34,8 +34,8 @@ std::span<const coded_case> code_sorter::sorted(const code_range& range) {
 }
 
 /// By class first: what comes after it is stable.
-std::span<const coded_case> code_sorter::sorted(const code_range& range, std::size_t n_classes) {
-  pass([](const coded_case& c) { return c.class_code; }, 1, n_classes);
+std::span<const coded_case> code_sorter::sorted(const code_range& range, std::size_t n_places) {
+  pass([](const coded_case& c) { return c.place; }, 0, n_places);
   return sorted(range);
 }
 
@@ -73,4 +73,4 @@ void code_sorter::sort_by_radix(const code_range& range) {
   }
 }
 
-}  // namespace orvik::impls::kernel
+}  // namespace orvik::impls::splitting

@@ -13,12 +13,12 @@
 #include "impls/types.h"
 #include "zel/adt/key_sort.h"
 
-namespace orvik::impls::kernel {
+namespace orvik::impls::splitting {
 
 /// A case of known value as the sweep reads it.
 struct coded_case {
   code_t code;
-  std::uint32_t class_code;
+  std::uint32_t place;
   double weight;
 };
 
@@ -29,14 +29,14 @@ class code_sorter {
     cases_.clear();
     cases_.reserve(n);
   }
-  void add(code_t code, std::uint32_t class_code, double weight) {
-    cases_.push_back({code, class_code, weight});
+  void add(code_t code, std::uint32_t place, double weight) {
+    cases_.push_back({code, place, weight});
   }
   /// The cases in ascending order of code, equal codes in the order of their addition.
   /// All codes lie in `range`. Valid until the next start().
   std::span<const coded_case> sorted(const code_range& range);
-  /// The same, those of a code in ascending order of class, from 1 to n_classes.
-  std::span<const coded_case> sorted(const code_range& range, std::size_t n_classes);
+  /// The same, those of a code in ascending order of place, from 0 to before n_places.
+  std::span<const coded_case> sorted(const code_range& range, std::size_t n_places);
 
  private:
   void sort_by_keys(const code_range& range);
@@ -51,4 +51,4 @@ class code_sorter {
   std::vector<unsigned long> starts_;
 };
 
-}  // namespace orvik::impls::kernel
+}  // namespace orvik::impls::splitting

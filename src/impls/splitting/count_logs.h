@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <memory>
 
-namespace orvik::impls::kernel {
+namespace orvik::impls::splitting {
 
 inline double log2_of(double x) { return x > 0 ? std::log(x) / 0.6931471805599453 : 0.0; }
 
@@ -19,7 +19,7 @@ class count_logs {
     static const count_logs table;
     return table;
   }
-  double operator[](std::uint32_t n) const { return n < k_size ? values_[n] : compute(n); }
+  double of(std::uint32_t n) const { return n < k_size ? values_[n] : compute(n); }
   /// Of a weight, which is often a whole number.
   double of(double w) const {
     const auto n = static_cast<std::uint32_t>(w >= 0 && w < k_size ? w : 0);
@@ -35,4 +35,4 @@ class count_logs {
   std::unique_ptr<double[]> values_;
 };
 
-}  // namespace orvik::impls::kernel
+}  // namespace orvik::impls::splitting

@@ -32,11 +32,11 @@ void keep_random(std::vector<candidate>& candidates, unsigned long k, zel::util:
   });
 }
 
-double threshold_of(const column& tested, const column::splitting_desc& desc) {
-  if (tested.type() != column::CONTINUOUS) return 0.0;
+code_t threshold_of(const column& tested, const column::splitting_desc& desc) {
+  if (tested.type() != column::CONTINUOUS) return 0;
   const code_t middle = tested.values()->find_mid(desc.left_code, desc.right_code);
   // The cases above the cut stay above it whatever the values are: growing always ends.
-  return static_cast<double>(std::min(middle, desc.right_code - 1));
+  return std::min(middle, desc.right_code - 1);
 }
 
 }  // namespace orvik::impls

@@ -8,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "impls/splitting/ranking.h"
 #include "impls/trees/candidate.h"
 #include "orvik/enums.h"
 #include "zel/util/rand_gen.h"
@@ -25,9 +26,8 @@ constexpr bool is_measured_by_sorting(unsigned long n_cases, unsigned long n_cod
 
 namespace split_choice {
 
+/// Instead of the mean gain of no test at all.
 constexpr double k_no_average = 1000000.0;
-constexpr double k_least_split_info = 0.001;
-constexpr double k_gain_tolerance = 0.001;
 
 inline bool can_split(const column::splitting_desc& desc) { return desc.gain > column::k_no_gain; }
 
@@ -44,37 +44,18 @@ double average_gain(std::span<const candidate> candidates, const Keep& keep) {
   return n == 0 ? k_no_average : sum / static_cast<double>(n);
 }
 
-/// What the candidate is compared by; nothing where the split type passes it over. `average` is
-/// looked at by the gain ratio only.
-inline std::optional<double> value_of(const column::splitting_desc& desc, model::split_type type,
-                                      double average) {
-  switch (type) {
-    case model::INFORMATION_GAIN:
-      if (desc.split_info <= 0) return std::nullopt;
-      return desc.gain;
-    case model::PURE_GAIN_RATIO:
-      break;
-    case model::GAIN_RATIO:
-      if (desc.gain < average - k_gain_tolerance) return std::nullopt;
-      break;
-    default:
-      return std::nullopt;
-  }
-  if (!(desc.split_info > k_least_split_info)) return std::nullopt;
-  return desc.gain / desc.split_info;
-}
-
 /// Of the candidates that keep(attribute) lets in, that of the greatest value, the first of
 /// equals; null if none passes. They stand in the order of the attributes.
 template <class Keep>
 const candidate* best_of(std::span<const candidate> candidates, model::split_type type,
                          const Keep& keep) {
-  const double average = type == model::GAIN_RATIO ? average_gain(candidates, keep) : 0.0;
+  const splitting::ranking& by = splitting::ranking_of(type);
+  const double mean = by.above_mean ? average_gain(candidates, keep) : 0.0;
   const candidate* best = nullptr;
   double best_value = column::k_no_gain;
   for (const candidate& c : candidates) {
     if (!can_split(c.desc) || !keep(c.attribute)) continue;
-    const std::optional<double> value = value_of(c.desc, type, average);
+    const std::optional<double> value = by.value_of(c.desc, mean);
     if (!value || !(*value > best_value)) continue;
     best = &c;
     best_value = *value;
@@ -90,7 +71,7 @@ void require_known(model::split_type type);
 void keep_random(std::vector<candidate>& candidates, unsigned long k, zel::util::rand_gen& draw);
 /// The candidate of the greatest value, the first of equals; null if none passes.
 const candidate* best_of(const std::vector<candidate>& candidates, model::split_type type);
-/// The threshold of a test on the column; 0 where it is not continuous.
-double threshold_of(const column& tested, const column::splitting_desc& desc);
+/// The cut of a test on the column; 0 where it is not continuous.
+code_t threshold_of(const column& tested, const column::splitting_desc& desc);
 
 }  // namespace orvik::impls

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -25,6 +26,7 @@ void sort_cases(const Codes& codes, std::span<case_list::value_type> cases, std:
   std::uint64_t highest = 0;
   for (std::size_t i = 0; i < cases.size(); ++i) {
     const std::uint64_t code = codes[cases[i].first];
+    assert(code == k_unknown || code >= lowest);
     const std::uint64_t place = code == k_unknown ? 0 : code - below;
     highest = std::max(highest, place);
     keys[i] = place << zel::adt::k_key_payload_bits | i;

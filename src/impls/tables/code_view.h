@@ -1,6 +1,7 @@
 // The codes of a column as its kernels see them: contiguous, of one width, without virtual calls.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <utility>
 
@@ -38,6 +39,7 @@ decltype(auto) visit_codes(const code_view& view, F&& f) {
     case 32:
       return f(static_cast<const std::uint32_t*>(view.data));
     default:
+      assert(view.bits == 64 || view.data == nullptr);
       return f(static_cast<const std::uint64_t*>(view.data));
   }
 }
@@ -45,6 +47,7 @@ decltype(auto) visit_codes(const code_view& view, F&& f) {
 /// The same for a class column, whose codes have 8 or 16 bits.
 template <class F>
 decltype(auto) visit_class_codes(const code_view& view, F&& f) {
+  assert(view.bits == 8 || view.bits == 16);
   if (view.bits == 8) return f(static_cast<const std::uint8_t*>(view.data));
   return f(static_cast<const std::uint16_t*>(view.data));
 }

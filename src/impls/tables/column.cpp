@@ -140,26 +140,10 @@ code_t column::require_code(const char* text) const {
 
 void column::append(std::span<const code_t>) {}
 
-void column::no_method(const char* method) const {
-  throw std::runtime_error("[column::" + std::string(method) +
-                           "] method not defined for column type '" + get_type() + "'");
+void column::sort(case_list::iterator, case_list::iterator) const {
+  throw std::runtime_error("[column::sort] method not defined for column type '" + get_type() +
+                           "'");
 }
-
-case_list* column::partition(const case_list*, unsigned long, double, double&, code_range&,
-                             unsigned long) const {
-  no_method("partition");
-}
-
-case_list* column::select(const case_list*, unsigned long, double, unsigned long, bool) const {
-  no_method("select");
-}
-
-std::vector<column::branch_cases> column::split(const case_list&, unsigned long, double,
-                                                unsigned long) const {
-  no_method("partition");
-}
-
-void column::sort(case_list::iterator, case_list::iterator) const { no_method("sort"); }
 
 void column::quality_measure(const column&, double, case_list&, const code_range&, double,
                              splitting_desc& desc, bool) const {

@@ -35,13 +35,6 @@ class column : private zel::util::nocopy {
   /// The gain of an attribute that cannot split a node.
   static constexpr double k_no_gain = -0.001;
 
-  /// The cases of one branch of a split.
-  struct branch_cases {
-    std::unique_ptr<case_list> cases;
-    double fraction = 0;  ///< its share of the weight of the cases with a known value
-    code_range range;     ///< what the column's codes are limited to below the branch
-  };
-
   /// Takes `values`, which may be null.
   column(role type, std::string name, std::unique_ptr<o_set> values);
   virtual ~column() = default;
@@ -56,8 +49,8 @@ class column : private zel::util::nocopy {
   virtual void push_back(code_t) {}
   virtual code_t get_row_index(row_t) const { return k_unknown; }
 
-  /// The cases of branch 1, 2, ... of a split at `threshold` (continuous columns: up to it and
-  /// above it; others: the cases whose code is the branch), in the order of `cases`.
+  /// The cases of branch 1, 2, ... of a split at `threshold` (continuous columns: up to it, at
+  /// least 1, and above it; others: the cases whose code is the branch), in the order of `cases`.
   /// A case of unknown value goes into every branch, its weight times the branch's fraction:
   /// known weight of the branch / (total_weight - weight of the unknown cases).
   /// `range` receives the lowest code of the branch and one past the highest, continuous ones
@@ -69,9 +62,6 @@ class column : private zel::util::nocopy {
   [[nodiscard]] virtual case_list* select(const case_list* cases, unsigned long branch,
                                           double unknown_factor, unsigned long threshold,
                                           bool with_unknown) const;
-  /// What partition() gives for every branch 1 .. n, in one pass over the cases.
-  virtual std::vector<branch_cases> split(const case_list& cases, unsigned long n,
-                                          double total_weight, unsigned long threshold) const;
   /// Orders cases by ascending code; equal codes keep their order.
   virtual void sort(case_list::iterator first, case_list::iterator last) const;
 
@@ -112,7 +102,6 @@ class column : private zel::util::nocopy {
                                           const std::string& role, std::string& error);
 
  protected:
-  [[noreturn]] void no_method(const char* method) const;
   /// The code of a text of the value set; throws where the set does not hold it.
   code_t require_code(const char* text) const;
 

@@ -20,14 +20,6 @@ class column_bool : public column {
   void bin_out(zel::inpout::obinstream& out) const override;
   void bin_in(zel::inpout::ibinstream& in) override;
 
-  [[nodiscard]] case_list* partition(const case_list* cases, unsigned long branch,
-                                     double total_weight, double& fraction, code_range& range,
-                                     unsigned long threshold) const override;
-  [[nodiscard]] case_list* select(const case_list* cases, unsigned long branch,
-                                  double unknown_factor, unsigned long threshold,
-                                  bool with_unknown) const override;
-  std::vector<branch_cases> split(const case_list& cases, unsigned long n, double total_weight,
-                                  unsigned long threshold) const override;
   void sort(case_list::iterator first, case_list::iterator last) const override;
   void quality_measure(const column& class_column, double total_weight, case_list& cases,
                        const code_range& range, double min_weight, splitting_desc& desc,
@@ -36,8 +28,6 @@ class column_bool : public column {
   code_view codes() const override { return {bits_.words(), 1}; }
 
  private:
-  void require_discrete() const;
-
   zel::adt::bitmap bits_;
 };
 

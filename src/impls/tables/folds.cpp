@@ -1,12 +1,13 @@
 #include "impls/tables/folds.h"
 
+#include <cassert>
+
+#include "orvik/strategies.h"
 #include "zel/util/errors.h"
 
 namespace orvik::impls {
 
 namespace {
-
-constexpr double k_first_share = 0.7;
 
 constexpr char k_stratify_range[] = "stratify input must be in [0,size]";
 
@@ -29,32 +30,36 @@ unsigned long fold_end(unsigned long n, unsigned long k, unsigned long i) {
   return i < r ? (i + 1) * (q + 1) : q * (i + 1 - r) + r * (q + 1);
 }
 
-unsigned long stratify_frac(case_list& cases, double frac, const table& t, bool random) {
-  return cases.stratify_frac(frac, class_of(t, cases), t.n_class_codes(), random);
+unsigned long stratify_frac(case_list& cases, double frac, const table& t, bool random,
+                            zel::util::seed_source& seeds) {
+  return cases.stratify_frac(frac, class_of(t, cases), t.n_class_codes(), random, seeds);
 }
 
-unsigned long stratify(case_list& cases, unsigned long n, const table& t, bool random) {
+unsigned long stratify(case_list& cases, unsigned long n, const table& t, bool random,
+                       zel::util::seed_source& seeds) {
   if (n > cases.size()) zel::util::throw_pointer(k_stratify_range);
-  return cases.stratify_sample(n, class_of(t, cases), t.n_class_codes(), random);
+  return cases.stratify_sample(n, class_of(t, cases), t.n_class_codes(), random, seeds);
 }
 
-case_parts split_by_class(const table& t, const case_list& cases) {
+case_parts split_by_class(const table& t, const case_list& cases, zel::util::seed_source& seeds) {
   case_list drawn(cases);
-  const unsigned long n = stratify_frac(drawn, k_first_share, t, /*random=*/true);
+  const unsigned long n = stratify_frac(drawn, model::k_growing_share, t, /*random=*/true, seeds);
   if (n == 0 || n == drawn.size()) return {};
   return {std::unique_ptr<case_list>(drawn.select(0, n, false)),
           std::unique_ptr<case_list>(drawn.select(0, n, true))};
 }
 
-unsigned long stratify_cross(case_list& cases, unsigned long k, const table& t, bool random) {
+unsigned long stratify_cross(case_list& cases, unsigned long k, const table& t, bool random,
+                             zel::util::seed_source& seeds) {
   std::vector<case_list> buckets(t.n_class_codes());
   const auto class_code = class_of(t, cases);
   for (const auto& c : cases) buckets[class_code(c.first)].push_back(c);
 
+  assert(k > 0);
   const unsigned long n = cases.size();
   unsigned long fold = 0, round = 0;  // shared by all classes: each goes on where the last ended
   for (case_list& bucket : buckets) {
-    if (random) bucket.randomize();
+    if (random) bucket.randomize(seeds);
     for (const auto& c : bucket) {
       cases[fold_begin(n, k, fold) + round] = c;
       if (++fold == k) {
@@ -63,6 +68,7 @@ unsigned long stratify_cross(case_list& cases, unsigned long k, const table& t, 
       }
     }
   }
+  assert(round * k + fold == n);  // every place has its case
   return n / k;
 }
 

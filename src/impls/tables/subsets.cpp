@@ -15,9 +15,9 @@ case_list* table::get_first_n(unsigned long n) const {
 
 case_list* table::get_all() const { return get_first_n(n_rows_); }
 
-case_list* table::get_random(unsigned long n) const {
+case_list* table::get_random(unsigned long n, zel::util::seed_source& seeds) const {
   auto cases = std::make_unique<case_list>();
-  cases->push_back_random(n, 0, n_rows_, 1.0);
+  cases->push_back_random(n, 0, n_rows_, 1.0, seeds);
   set_weights(*cases);
   return cases.release();  // to the caller
 }

@@ -16,6 +16,7 @@
 #include "impls/types.h"
 #include "zel/adt/bitmap.h"
 #include "zel/inpout/stream.h"
+#include "zel/util/default_context.h"
 #include "zel/util/nocopy.h"
 
 namespace orvik::impls {
@@ -32,10 +33,11 @@ class table : private zel::util::nocopy {
   /// the table is then as before.
   void load_meta_data(zel::inpout::stream* in, const std::string& missing_value);
   /// Reads one row a line, a value a column, on `workers` threads over the connection of `in`,
-  /// or fewer if the process has fewer. Rows keep the order of the file. `log` may be null.
+  /// or fewer if `run` has fewer. Rows keep the order of the file. `log` may be null.
   /// Throws std::runtime_error for the earliest bad row, naming row and column, and where there
   /// are no columns, or rows or fixed values already; the table is then as before.
-  void load_data(zel::inpout::stream* in, unsigned long workers, std::ostream* log);
+  void load_data(zel::inpout::stream* in, unsigned long workers, std::ostream* log,
+                 zel::util::run_context& run = zel::util::default_context());
   /// Reads a row to classify: the texts of the attributes in order, and the class as the last
   /// element; fields that the line lacks are empty. The weight is read as the C library reads
   /// decimals, 0 from a text that is none; 1.0 where the table or the line has no weight.
@@ -97,7 +99,8 @@ class table : private zel::util::nocopy {
   // New case lists, weighted by the table; the caller deletes them.
   [[nodiscard]] case_list* get_all() const;
   [[nodiscard]] case_list* get_first_n(unsigned long n) const;
-  [[nodiscard]] case_list* get_random(unsigned long n) const;
+  [[nodiscard]] case_list* get_random(
+      unsigned long n, zel::util::seed_source& seeds = zel::util::default_seeds()) const;
   /// Every row that `cases` does not hold. Sorts `cases` by row. Throws std::runtime_error for a
   /// row that the table does not have.
   [[nodiscard]] case_list* get_difference(case_list& cases) const;

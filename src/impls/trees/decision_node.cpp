@@ -1,10 +1,11 @@
 #include "impls/trees/decision_node.h"
 
 #include <algorithm>
+#include <cassert>
 #include <span>
 #include <stdexcept>
 
-#include "zel/util/number_util.h"
+#include "impls/trees/distribution.h"
 
 namespace orvik::impls {
 
@@ -66,23 +67,25 @@ void decision_node::activate_root(const table& t) {
 }
 
 void decision_node::activate_branch(const table& t) {
-  const column& tested = t.column_of(father_->attribute_);
-  column::branch_cases branch;
-  branch.cases.reset(tested.partition(father_->cases_, position_, father_->weight_, branch.fraction,
-                                      branch.range, static_cast<code_t>(father_->threshold_)));
-  activate(t, std::move(branch));
+  const auto& [attribute, cut] = father_->test_;
+  branch_cases branch;
+  branch.cases.reset(t.column_of(attribute).partition(father_->cases_, position_, father_->weight_,
+                                                      branch.fraction, branch.range, cut));
+  activate_on(t, std::move(branch));
 }
 
-void decision_node::activate(const table& t, column::branch_cases branch) {
+void decision_node::activate_on(const table& t, branch_cases branch) {
+  assert(father_ != nullptr && father_->activated_ && father_->is_split());
   copy_ranges(*father_, t.n_attributes());
-  ranges_[father_->attribute_] = branch.range;
+  ranges_[father_->attribute()] = branch.range;
   fraction_ = branch.fraction;
   own_cases(std::move(branch.cases));
   compute_statistics(t);
 }
 
-void decision_node::activate(std::unique_ptr<case_list> cases,
-                             std::unique_ptr<code_range[]> ranges) {
+void decision_node::restore(std::unique_ptr<case_list> cases,
+                            std::unique_ptr<code_range[]> ranges) {
+  assert(distribution_ != nullptr && cases->size() == n_cases_);
   own_cases(std::move(cases));
   ranges_ = std::move(ranges);
   activated_ = true;
@@ -103,20 +106,16 @@ void decision_node::activate_from_father(const table* t, bool take_place) {
 void decision_node::compute_statistics(const table& t) {
   const unsigned long n_codes = t.n_class_codes();
   if (!distribution_) distribution_ = std::make_unique_for_overwrite<double[]>(n_codes);
-  std::fill_n(distribution_.get(), n_codes, 0.0);
-  visit_class_codes(t.class_column().codes(), [this](const auto* classes) {
-    for (const auto& [row, weight] : *cases_) distribution_[classes[row]] += weight;
-  });
+  sum_by_class(t.class_column(), *cases_, {distribution_.get(), n_codes});
   n_cases_ = cases_->size();
   sum_up(n_codes);
   activated_ = true;
 }
 
 void decision_node::sum_up(unsigned long n_codes) {
-  const std::span<const double> distribution(distribution_.get(), n_codes);
-  weight_ = 0;
-  for (const double w : distribution) weight_ += w;
-  leaf_class_ = static_cast<class_t>(zel::util::number_util::argmax(distribution));
+  const distribution classes(std::span<const double>(distribution_.get(), n_codes));
+  weight_ = classes.sum();
+  leaf_class_ = static_cast<class_t>(classes.decide());
 }
 
 void decision_node::set_statistics(std::unique_ptr<double[]> distribution, unsigned long n_codes,
@@ -139,13 +138,13 @@ void decision_node::set_as_leaf() {
   error_ = get_estimated_error_if_leaf();
 }
 
-void decision_node::set_test(unsigned int attribute, double threshold) {
+void decision_node::set_test(const split_test& test) {
   status_ = SPLIT_NODE;
-  attribute_ = attribute;
-  threshold_ = threshold;
+  test_ = test;
 }
 
 bool decision_node::stays_leaf(double min_weight) const {
+  assert(distribution_ != nullptr);
   return weight_ == 0 || distribution_[leaf_class_] == weight_ || 2 * min_weight > weight_;
 }
 
@@ -163,26 +162,34 @@ double decision_node::get_leaf_classfreq() const {
 }
 
 double decision_node::get_leaf_error(const column& class_column, const case_list& cases) const {
-  const class_t predicted = get_leaf_class();
-  double errors = 0;
-  visit_class_codes(class_column.codes(), [&](const auto* classes) {
-    for (const auto& [row, weight] : cases) {
-      if (classes[row] != predicted) errors += weight;
+  return weight_of_others(class_column, cases, get_leaf_class());
+}
+
+void decision_node::add_shares(double amount, std::span<double> by_code) const {
+  if (weight_ > 0) {
+    for (code_t c = 0; c < by_code.size(); ++c) {
+      by_code[c] += part_of(amount, distribution_[c], weight_);
     }
-  });
-  return errors;
+  } else {
+    by_code[get_leaf_class()] += amount;
+  }
 }
 
 unsigned long decision_node::get_no_of_splits(const table& t) const {
-  const column& tested = t.column_of(attribute_);
-  if (tested.type() == column::CONTINUOUS || tested.codes().bits == 1) return 2;
+  const column& tested = t.column_of(test_.attribute);
+  if (test_.is_cut() || tested.codes().bits == 1) return 2;
   return tested.values()->size_of_known();
+}
+
+std::vector<branch_cases> decision_node::branches(const table& t) const {
+  assert(activated_ && is_split());
+  return split_cases(t.column_of(test_.attribute), test_, *cases_, get_no_of_splits(t), weight_);
 }
 
 case_list* decision_node::select(const table& t, const case_list* cases, bool with_unknown) const {
   if (father_ == nullptr) throw std::runtime_error(k_select_root);
-  return t.column_of(father_->attribute_)
-      .select(cases, position_, fraction_, static_cast<code_t>(father_->threshold_), with_unknown);
+  return t.column_of(father_->attribute())
+      .select(cases, position_, fraction_, father_->test_.cut, with_unknown);
 }
 
 decision_node* decision_node::clone(const table& t, decision_node* father) const {
@@ -193,8 +200,7 @@ decision_node* decision_node::clone(const table& t, decision_node* father) const
   copy->fraction_ = fraction_;
   copy->leaf_class_ = leaf_class_;
   copy->error_ = error_;
-  copy->attribute_ = attribute_;
-  copy->threshold_ = threshold_;
+  copy->test_ = test_;
   if (distribution_) {
     const unsigned long n = t.n_class_codes();
     copy->distribution_ = std::make_unique_for_overwrite<double[]>(n);

@@ -7,14 +7,20 @@
 // only reads their father.
 #pragma once
 
+#include <cassert>
 #include <memory>
 #include <ostream>
+#include <span>
+#include <vector>
 
 #include "impls/tables/table.h"
 #include "impls/trees/candidate.h"
+#include "impls/trees/routing.h"
+#include "impls/trees/split_test.h"
 #include "impls/types.h"
 #include "orvik/enums.h"
 #include "zel/adt/bitmap.h"
+#include "zel/util/default_context.h"
 #include "zel/util/nocopy.h"
 #include "zel/util/rand_gen.h"
 
@@ -33,15 +39,15 @@ class decision_node : private zel::util::nocopy {
   /// Computes cases, ranges and statistics; an active node stays as it is. The father must be a
   /// split node and active, or `activate_father` set: then it is activated first, and so on up.
   void activate(const table* t, bool activate_father);
-  /// The same with the cases of this branch of the father's split, as column::split() gives.
-  void activate(const table& t, column::branch_cases branch);
+  /// The same for a child, with what branches() of the active father gives for it.
+  void activate_on(const table& t, branch_cases branch);
   /// Activates a child over all cases of its (active) father, as raising it would. With
   /// `take_place` it also takes the father's position, father and fraction.
   void activate_from_father(const table* t, bool take_place);
   /// Releases cases and ranges, keeps the statistics. A root forgets the caller's list.
   void disactivate();
-  /// Activates a node that has its statistics, with cases and ranges by attribute.
-  void activate(std::unique_ptr<case_list> cases, std::unique_ptr<code_range[]> ranges);
+  /// Activates a node that has its statistics with the cases behind them, and ranges by attribute.
+  void restore(std::unique_ptr<case_list> cases, std::unique_ptr<code_range[]> ranges);
   /// Gives a root cases to be activated on; they stay the caller's.
   void set_cases(case_list* cases) { cases_ = cases; }
 
@@ -52,15 +58,19 @@ class decision_node : private zel::util::nocopy {
              const zel::adt::bitmap* usable, unsigned long k, bool forest);
   /// The same; `draw` (null: all are measured) picks floor(log2 k) + 1 of the k usable ones.
   void split(const table& t, model::split_type type, double min_weight,
-             const zel::adt::bitmap* usable, unsigned long k, zel::util::rand_gen* draw);
+             const zel::adt::bitmap* usable, unsigned long k, zel::util::rand_gen* draw,
+             zel::util::run_context& run = zel::util::default_context());
   /// Whether no test is looked for: at an empty or pure node, or where two branches of
   /// `min_weight` do not fit.
   bool stays_leaf(double min_weight) const;
   /// Measures `c.attribute` on the node's cases. With `copy` several may be measured at once.
-  void measure_candidate(const table& t, double min_weight, candidate& c, bool copy);
+  void measure_candidate(const table& t, model::split_type type, double min_weight, candidate& c,
+                         bool copy);
   /// Number of children of a split node: 2 on a continuous attribute, else one a known value.
   unsigned long get_no_of_splits(const table& t) const;
 
+  /// The cases of every branch of an active split node, in one pass.
+  std::vector<branch_cases> branches(const table& t) const;
   /// The given cases that belong to this node's branch of its father's test. Those whose value
   /// is unknown belong to every branch, weighted by its fraction; `with_unknown` clear leaves
   /// them out. The caller deletes the list.
@@ -72,6 +82,9 @@ class decision_node : private zel::util::nocopy {
   class_t get_leaf_class() const;
   /// Share of the majority class; 1.0 at an empty node.
   double get_leaf_classfreq() const;
+  /// Adds `amount` of a case that ends here to the classes, in their shares of the weight; all to
+  /// its class where no weight came.
+  void add_shares(double amount, std::span<double> by_code) const;
   /// Least m-estimate of the error rate over the class codes 1 .. nclasses - 1 (none: the largest
   /// double); `prior` has the class distribution that the estimate leans on.
   double EER(unsigned long nclasses, const decision_node& prior, double m) const;
@@ -97,26 +110,34 @@ class decision_node : private zel::util::nocopy {
   bool is_split() const { return status_ == SPLIT_NODE; }
   bool is_active() const { return activated_; }
   decision_node* father() const { return father_; }
-  void set_father(decision_node* father) { father_ = father; }
   /// 1 for the first branch of the father's split; 0 at the root.
   unsigned int position() const { return position_; }
   double weight() const { return weight_; }
   unsigned long n_cases() const { return n_cases_; }
   /// Weight of a class code; the node must have been activated once.
-  double class_weight(code_t c) const { return distribution_[c]; }
+  double class_weight(code_t c) const {
+    assert(distribution_ != nullptr);
+    return distribution_[c];
+  }
+  /// By class code.
   const double* class_weights() const { return distribution_.get(); }
   double fraction() const { return fraction_; }
   class_t majority_class() const { return leaf_class_; }
   double estimated_error() const { return error_; }
   void set_estimated_error(double error) { error_ = error; }
-  unsigned int attribute() const { return attribute_; }
-  double threshold() const { return threshold_; }
+  /// Of a split node.
+  const split_test& test() const { return test_; }
+  unsigned int attribute() const { return test_.attribute; }
   const case_list* cases() const { return cases_; }
-  const code_range& range(unsigned long attribute) const { return ranges_[attribute]; }
+  /// The codes of an attribute that cases here may have; the node must be active.
+  const code_range& range(unsigned long attribute) const {
+    assert(activated_);
+    return ranges_[attribute];
+  }
 
   /// Makes it a split node with the given test, as if split() had chosen it.
-  void set_test(unsigned int attribute, double threshold);
-  /// The same for a measured candidate, with the threshold in the middle of its cut.
+  void set_test(const split_test& test);
+  /// The same for a measured candidate, with the cut in the middle of its gap.
   void set_test(const table& t, const candidate& chosen);
   /// Sets the statistics of a node that is built without cases.
   void set_statistics(std::unique_ptr<double[]> distribution, unsigned long n_codes,
@@ -137,12 +158,11 @@ class decision_node : private zel::util::nocopy {
   bool activated_ = false;
   class_t leaf_class_ = 0;
   unsigned int position_ = 0;
-  unsigned int attribute_ = 0;  // split nodes
-  decision_node* father_;       // null at the root
+  split_test test_;        // split nodes
+  decision_node* father_;  // null at the root
   double weight_ = 0;
   double fraction_ = 1.0;
   double error_ = 0;
-  double threshold_ = 0;  // code of the cut; split nodes on a continuous attribute
   unsigned long n_cases_ = 0;
   std::unique_ptr<double[]> distribution_;  // by class code
   std::unique_ptr<code_range[]> ranges_;    // by attribute, while active

@@ -18,6 +18,7 @@
 #include "orvik/enums.h"
 #include "zel/adt/basic_tree.h"
 #include "zel/adt/bitmap.h"
+#include "zel/util/default_context.h"
 
 namespace orvik::impls {
 
@@ -82,9 +83,10 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
                              prediction& result) const;
   /// Adds every case, its weight times `weight`, at (class, predicted class).
   /// @return the sum of depth x weight over the cases. Uses the workers.
-  double predict_cm(const table& t, const case_list& cases, double weight,
-                    conf_matrix& matrix) const;
-  double err_misc(const table& t, const case_list& cases) const;
+  double predict_cm(const table& t, const case_list& cases, double weight, conf_matrix& matrix,
+                    zel::util::run_context& run = zel::util::default_context()) const;
+  double err_misc(const table& t, const case_list& cases,
+                  zel::util::run_context& run = zel::util::default_context()) const;
 
   // ---- pruning
 
@@ -102,24 +104,29 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   // Raising needs a root that holds its cases; all nodes are inactive afterwards.
 
   /// Error-based pruning (Quinlan 1993). @return the estimated errors, also stored in the nodes.
-  double prune_dt(const table& t, double cf, double coeff);
-  double prune_ebp(const table& t, double cf, double coeff, bool graft, bool all);
+  double prune_dt(const table& t, double cf, double coeff,
+                  zel::util::run_context& run = zel::util::default_context());
+  double prune_ebp(const table& t, double cf, double coeff, bool graft, bool all,
+                   zel::util::run_context& run = zel::util::default_context());
   double prune_ebp_est(const table& t, double cf, double coeff, double limit) const;
   /// Pessimistic pruning (Quinlan 1987). Stored errors must be training errors, and `leaves`
   /// those of set_nleaves().
   void prune_pep(const table& t, std::unordered_map<const decision_tree*, unsigned long>& leaves,
-                 bool graft, bool all);
+                 bool graft, bool all, zel::util::run_context& run = zel::util::default_context());
   double prune_pep_est(const table& t, double limit) const;
   /// Notes the number of leaves of every subtree that is not a leaf. @return the root's.
   unsigned long set_nleaves(std::unordered_map<const decision_tree*, unsigned long>& leaves) const;
   /// Reduced-error pruning (Quinlan 1987) on the pruning cases. @return the errors on them.
-  double prune_rep(const table& t, const case_list& cases, bool graft, bool all);
+  double prune_rep(const table& t, const case_list& cases, bool graft, bool all,
+                   zel::util::run_context& run = zel::util::default_context());
   double prune_rep_est(const table& t, const case_list& cases, double limit) const;
   /// Minimum-error pruning (Cestnik and Bratko 1991) with the m of the fewest errors on the
   /// pruning cases. Uses the workers.
-  void prune_mep(const table& t, const case_list& cases, bool graft, bool all);
+  void prune_mep(const table& t, const case_list& cases, bool graft, bool all,
+                 zel::util::run_context& run = zel::util::default_context());
   /// The same with one m. `prior` has the class distribution that estimates lean on.
-  double prune_mep(const table& t, const decision_node& prior, double m, bool graft, bool all);
+  double prune_mep(const table& t, const decision_node& prior, double m, bool graft, bool all,
+                   zel::util::run_context& run = zel::util::default_context());
   double prune_mep_est(const table& t, const decision_node& prior, double m, double limit) const;
 
   /// Stores the error-based estimates of leaves and their sums above. @return the root's.

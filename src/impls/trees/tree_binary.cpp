@@ -36,10 +36,6 @@ void skip_cases(ibinstream& in) {
   for (; n > 0; --n) in.skip(k_case_bytes);
 }
 
-bool is_cut(const table& t, unsigned long attribute) {
-  return t.column_of(attribute).type() == column::CONTINUOUS;
-}
-
 }  // namespace
 
 void decision_node::bin_out(obinstream& out, const table* t) const {
@@ -49,8 +45,8 @@ void decision_node::bin_out(obinstream& out, const table* t) const {
   if (distribution_) out.write_array(std::span<const double>(distribution_.get(), n_codes));
   out << /*cases=*/false << error_;
   if (status_ != SPLIT_NODE) return;
-  out << attribute_;
-  if (is_cut(*t, attribute_)) out << threshold_;
+  out << test_.attribute;
+  if (test_.is_cut()) out << static_cast<double>(test_.cut);
 }
 
 void decision_node::bin_in(ibinstream& in, const table* t) {
@@ -81,15 +77,17 @@ void decision_node::read_statistics(ibinstream& in, const table& t) {
 }
 
 void decision_node::read_test(ibinstream& in, const table& t) {
-  in >> attribute_;
-  require(attribute_ < t.n_attributes(), k_bad_attribute);
-  const column& tested = t.column_of(attribute_);
+  in >> test_.attribute;
+  require(test_.attribute < t.n_attributes(), k_bad_attribute);
+  const column& tested = t.column_of(test_.attribute);
   const unsigned long known = tested.values()->size_of_known();
   require(tested.type() != column::IGNORE && known > 1, k_bad_attribute);
-  if (!is_cut(t, attribute_)) return;
-  in >> threshold_;
-  require(threshold_ >= 1 && threshold_ <= static_cast<double>(known), k_bad_threshold);
-  require(std::trunc(threshold_) == threshold_, k_bad_threshold);
+  if (tested.type() != column::CONTINUOUS) return;
+  double threshold = 0;
+  in >> threshold;
+  require(threshold >= 1 && threshold <= static_cast<double>(known), k_bad_threshold);
+  require(std::trunc(threshold) == threshold, k_bad_threshold);
+  test_.cut = static_cast<code_t>(threshold);
 }
 
 void decision_tree::bin_out(obinstream& out, const table* t) const {

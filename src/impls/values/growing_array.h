@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <cstdlib>
 #include <memory>
@@ -34,8 +35,14 @@ class growing_array {
   std::size_t size() const { return size_; }
   T* data() { return data_.get(); }
   const T* data() const { return data_.get(); }
-  T& operator[](std::size_t i) { return data_.get()[i]; }
-  const T& operator[](std::size_t i) const { return data_.get()[i]; }
+  T& operator[](std::size_t i) {
+    assert(i < size_);
+    return data_.get()[i];
+  }
+  const T& operator[](std::size_t i) const {
+    assert(i < size_);
+    return data_.get()[i];
+  }
   const T* begin() const { return data(); }
   const T* end() const { return data() + size_; }
 

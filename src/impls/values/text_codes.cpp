@@ -1,5 +1,6 @@
 #include "impls/values/text_codes.h"
 
+#include <cassert>
 #include <stdexcept>
 
 namespace orvik::impls {
@@ -21,24 +22,25 @@ bool text_codes::holds(const slot& s, std::uint64_t key, std::string_view text) 
   return std::memcmp(arena_.data() + e.key_or_offset, text.data(), text.size()) == 0;
 }
 
-/// The slot that holds `text`, or the free one where it belongs. There is always a free slot.
-const text_codes::slot* text_codes::probe(std::uint64_t key, std::string_view text) const {
+/// Index of the slot that holds `text`, or of the free one where it belongs. There is always one.
+std::size_t text_codes::probe(std::uint64_t key, std::string_view text) const {
+  assert(entries_.size() < slots_.size());
   const std::size_t mask = slots_.size() - 1;
   for (std::size_t i = spread(key, text.size()) & mask;; i = (i + 1) & mask) {
     const slot& s = slots_[i];
-    if (s.value == 0 || holds(s, key, text)) return &s;
+    if (s.value == 0 || holds(s, key, text)) return i;
   }
 }
 
 text_codes::code text_codes::find(std::string_view text) const {
-  return slots_.empty() ? 0 : probe(key_of(text), text)->value;
+  return slots_.empty() ? 0 : slots_[probe(key_of(text), text)].value;
 }
 
 text_codes::code text_codes::insert(std::string_view text) {
   if (slots_.empty()) slots_.resize(64);
   const std::uint64_t key = key_of(text);
-  slot* s = const_cast<slot*>(probe(key, text));
-  if (s->value != 0) return s->value;
+  slot& s = slots_[probe(key, text)];
+  if (s.value != 0) return s.value;
 
   if (entries_.size() >= UINT32_MAX - 1 || text.size() >= UINT32_MAX) {
     throw std::runtime_error(k_too_many);
@@ -50,7 +52,7 @@ text_codes::code text_codes::insert(std::string_view text) {
     entries_.push_back({arena_.size(), length});
     arena_.insert(arena_.end(), text.begin(), text.end());
   }
-  *s = {key, length, size()};
+  s = {key, length, size()};
   const code added = size();
   if (entries_.size() * 2 > slots_.size()) grow();
   return added;
@@ -69,6 +71,7 @@ void text_codes::grow() {
 }
 
 std::string_view text_codes::text(code c, char (&room)[8]) const {
+  assert(c >= 1 && c <= size());
   const entry& e = entries_[c - 1];
   if (e.length > k_inline) return {arena_.data() + e.key_or_offset, e.length};
   for (std::uint32_t i = 0; i < e.length; ++i)

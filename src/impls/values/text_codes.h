@@ -65,7 +65,7 @@ class text_codes {
   }
 
   bool holds(const slot& s, std::uint64_t key, std::string_view text) const;
-  const slot* probe(std::uint64_t key, std::string_view text) const;
+  std::size_t probe(std::uint64_t key, std::string_view text) const;
   void grow();
 
   zel::text::hash_secret secret_ = zel::text::process_secret();

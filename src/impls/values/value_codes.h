@@ -6,6 +6,7 @@
 #pragma once
 
 #include <bit>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
@@ -59,6 +60,7 @@ class value_codes {
   }
 
   std::size_t probe(T value) const {
+    assert(std::has_single_bit(slots_.size()) && values_.size() < slots_.size());
     const zel::text::hash_secret& secret = *secret_;
     const std::size_t mask = slots_.size() - 1;
     std::size_t i = zel::text::hash_mix(bits_of(value) ^ secret.a, secret.b) & mask;

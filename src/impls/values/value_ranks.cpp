@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cassert>
 #include <cmath>
 #include <limits>
 #include <stdexcept>
@@ -94,6 +95,7 @@ ranked_values<T> rank_by_marks(std::vector<growing_array<T>> parts, std::size_t 
     }
     part.release();
   }
+  assert(ranked.values.size() == distinct && ranked.ranks.size() == n);
   return ranked;
 }
 
@@ -211,6 +213,7 @@ ranked_values<T> rank_by_keys(std::vector<growing_array<T>> parts, std::size_t n
     if (ranked.values.empty() || ranked.values.back() != value) ranked.values.push_back(value);
     ranked.ranks[k.element] = static_cast<std::uint32_t>(ranked.values.size());
   }
+  assert(std::ranges::is_sorted(ranked.values));
   return ranked;
 }
 

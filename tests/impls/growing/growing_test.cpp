@@ -20,7 +20,7 @@ std::unique_ptr<decision_tree> grow(const table& t, unsigned long workers = 1,
   const loop_threads threads(workers);
   const std::unique_ptr<case_list> cases(t.get_all());
   auto tree = std::make_unique<decision_tree>();
-  zel::util::parallel::with_workers([&] {
+  zel::util::default_context().with_workers([&] {
     tree->build(t, cases.get(), rules.type, rules.min_weight, rules.max_depth, nullptr, nullptr);
   });
   return tree;
@@ -122,7 +122,7 @@ TEST_P(growing_on, any_number_of_threads_gives_one_consistent_tree) {
       const std::unique_ptr<case_list> cases(t->get_all());
       decision_tree from_root;
       from_root.set_node(new decision_node(cases.get()));
-      zel::util::parallel::with_workers([&] {
+      zel::util::default_context().with_workers([&] {
         if (by_tasks) {
           from_root.get_node()->activate(t.get(), false);
           from_root.build_par(*t, rules.type, rules.min_weight, rules.max_depth, nullptr);

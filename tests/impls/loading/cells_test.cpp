@@ -1,24 +1,22 @@
-// The fast roads of the loader beside slow, obvious ones: rows of a block, digits, kept numbers.
+// The fast roads of the loader beside slow, obvious ones: rows of a block, texts, kept numbers.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <limits>
 #include <random>
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "impls/loading/row_splitter.h"
 #include "impls/support/table_text.h"
+#include "impls/values/text_codes.h"
 #include "impls/values/value_ranks.h"
 #include "support/error_of.h"
 #include "zel/inpout/lines.h"
-#include "zel/text/decimal.h"
 #include "zel/text/field_split.h"
-#include "zel/text/text_word.h"
 
 namespace orvik::impls {
 namespace {
@@ -80,38 +78,36 @@ TEST(row_splitter, cuts_lines_as_the_splitting_of_one_line_does) {
   }
 }
 
-TEST(text_word, reads_digits_as_the_platform_does_and_nothing_else) {
-  std::mt19937_64 draw(12);
-  for (int round = 0; round < 200000; ++round) {
-    std::string text(draw() % 9, '0');
-    for (char& c : text) c = static_cast<char>('0' + draw() % 10);
-    if (draw() % 2 == 0 && !text.empty()) text[draw() % text.size()] = static_cast<char>(draw());
-    std::uint32_t expected = 0, number = 0;
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), expected);
-    const bool digits = error == std::errc() && stop == text.data() + text.size();
-    const std::string padded = text + "12345678";
-    const std::size_t n = text.size();
-    const std::uint64_t word = zel::text::word_at(padded.data(), n);
-    ASSERT_EQ(zel::text::number_of_digits(word, n, number), digits) << text;
-    ASSERT_EQ(word, zel::text::word_of(text)) << text;
-    ASSERT_EQ(number, digits ? expected : 0u) << text;
+/// Texts of 0 to 40 bytes of a small alphabet with the NUL: many repeat, many are alike but for
+/// their length or one byte.
+texts similar_texts(std::size_t n) {
+  std::mt19937_64 draw(5);
+  texts all;
+  while (all.size() < n) {
+    std::string text(draw() % 41, "\0a"[draw() % 2]);
+    for (auto changes = draw() % 4; changes > 0 && !text.empty(); --changes) {
+      text[draw() % text.size()] = "\0ab\xff"[draw() % 4];
+    }
+    all.push_back(std::move(text));
   }
+  return all;
 }
 
-template <class T>
-class short_decimal : public testing::Test {};
-using floating_types = testing::Types<float, double, long double>;
-TYPED_TEST_SUITE(short_decimal, floating_types);
-
-TYPED_TEST(short_decimal, is_the_nearest_value) {
-  std::mt19937_64 draw(13);
-  for (int round = 0; round < 100000; ++round) {
-    std::string text = std::to_string(draw() >> draw() % 64).substr(0, 1 + draw() % 18);
-    text.insert(draw() % (text.size() + 1), ".");
-    const std::string_view with_exponent = text += "e0";  // never a short one
-    const auto parsed =
-        zel::text::parse_decimal<TypeParam>(with_exponent.substr(0, text.size() - 2));
-    ASSERT_EQ(parsed, zel::text::parse_decimal<TypeParam>(with_exponent)) << text;
+TEST(text_codes, agree_with_a_hash_map) {
+  text_codes codes;
+  std::unordered_map<std::string, text_codes::code> model;
+  for (const std::string& text : similar_texts(20000)) {
+    const auto known = model.find(text);
+    ASSERT_EQ(codes.find(text), known == model.end() ? 0 : known->second);
+    const auto expected = model.try_emplace(text, model.size() + 1).first->second;
+    ASSERT_EQ(codes.insert(text), expected);
+  }
+  ASSERT_EQ(codes.size(), model.size());
+  EXPECT_GT(codes.size(), 5000u);  // the table has grown more than once
+  char room[8];
+  for (const auto& [text, code] : model) {
+    ASSERT_EQ(codes.find(text), code);
+    ASSERT_EQ(codes.text(code, room), text);
   }
 }
 

@@ -191,11 +191,6 @@ TEST(loading_log, tells_once_of_columns_of_one_name) {
               testing::StartsWith("  2\r\n + atts: "));
 }
 
-TEST_P(loading, reports_a_bad_cell_of_a_column_without_a_name) {
-  EXPECT_THAT([&] { load(",integer,discrete\nc,string,class\n", "1,x\nz,y\n"); },
-              throws("z: not an int (row 2, column )"));
-}
-
 TEST_P(loading, checks_the_table_as_a_whole) {
   const std::string two = "a,string,discrete\nc,string,class\n";
   const std::string weighted = "w,,weights\nc,string,class\n";
@@ -354,21 +349,7 @@ TEST(test_rows, have_their_weight_read_as_c_reads_decimals) {
     EXPECT_EQ(weight, expected.weight) << expected.line;
   }
   EXPECT_FALSE(t->load_test_row(&in, row, weight));
-
-  dripping_text blanks(" x , 7 , p , y ", dripping_text::k_all);
-  zel::inpout::stream trimming(&blanks, ',', /*owns=*/false);
-  trimming.tokens().set_trim(true);
-  ASSERT_TRUE(t->load_test_row(&trimming, row, weight));
-  EXPECT_EQ(row, (texts{"x", "y", "p"}));
-  EXPECT_EQ(weight, 7);
-  const auto unweighted = make_schema("a,string,discrete\nc,string,class\n");
-  dripping_text plain("x,p", dripping_text::k_all);
-  zel::inpout::stream lines(&plain, ',', /*owns=*/false);
-  ASSERT_TRUE(unweighted->load_test_row(&lines, row, weight));
-  EXPECT_EQ(weight, 1);
 }
-
-// ---- One table in all
 
 }  // namespace
 }  // namespace orvik::impls

@@ -1,6 +1,7 @@
 // Models to and from their binary form.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <random>
 
 #include "impls/support/binary_text.h"
@@ -124,23 +125,26 @@ TEST(binary_tree, is_refused_where_it_does_not_fit_the_table) {
   const struct {
     const char* error;
     tree_plan plan;
+    double threshold = 1;  // of a cut
   } rows[] = {
       {"a test of an attribute that cannot be tested", split(4, {leaf(w), leaf(w)})},
-      {"a threshold that is no code of its attribute", split(1, 0, {leaf(w), leaf(w)})},
-      {"a threshold that is no code of its attribute", split(1, 13, {leaf(w), leaf(w)})},
-      {"a threshold that is no code of its attribute", split(1, 1.5, {leaf(w), leaf(w)})},
+      {"a threshold that is no code of its attribute", split(1, 1, {leaf(w), leaf(w)}), 0},
+      {"a threshold that is no code of its attribute", split(1, 1, {leaf(w), leaf(w)}), 13},
+      {"a threshold that is no code of its attribute", split(1, 1, {leaf(w), leaf(w)}), 1.5},
       {"a node with a wrong number of children", split(0, {leaf(w), leaf(w)})},
       {"a node with a wrong number of children", split(1, 1, {leaf(w), leaf(w), leaf(w)})},
       {"a node's weight that is no weight", leaf({1, -1})},
   };
-  for (const auto& [error, plan] : rows) {
+  for (const auto& [error, plan, threshold] : rows) {
     const auto bad = build_tree(plan);
     // Written by a table that takes it.
     const auto wide = make_table(
         "a,string,discrete\nb,integer,continuous\nc,integer,continuous\nd,string,discrete\n"
         "e,string,discrete\nk,string,class\n",
         "x,1,1,x,x,p\ny,2,2,y,y,q\nz,2,2,y,y,q\n");
-    const std::string bytes = binary_of([&](auto& out) { bad->bin_out(out, wide.get()); });
+    std::string bytes = binary_of([&](auto& out) { bad->bin_out(out, wide.get()); });
+    constexpr std::size_t k_threshold = 70;  // behind the root's statistics, error and attribute
+    if (threshold != 1) std::memcpy(&bytes[k_threshold], &threshold, sizeof threshold);
     decision_tree back;
     EXPECT_EQ(
         error_of([&] { read_all(bytes, [&](auto& in) { back.bin_in(in, t.get(), nullptr); }); }),

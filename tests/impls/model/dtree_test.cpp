@@ -137,7 +137,7 @@ TEST(model, built_again_takes_the_attributes_of_its_table) {
   dtree model("m");
   for (const table* t : {one.get(), other.get()}) {
     model.build(t, cases.get());
-    EXPECT_EQ(model.size(), 3u);
+    EXPECT_EQ(model.trees().size(), 3u);
     EXPECT_EQ(model.get_attributes(*t), t == one.get() ? "0" : "1");
   }
 }
@@ -181,7 +181,7 @@ TEST(model, refuses_to_work_on_nothing) {
   refuses("no unpruned tree", [&] { model.prune(t.get(), nullptr); });
   refuses("no unpruned tree", [&] { text_of(model); });
   refuses("no unpruned tree", [&] { model.test(*t, some, nullptr); });
-  EXPECT_EQ(model.size(), 0u);
+  EXPECT_EQ(model.trees().size(), 0u);
 }
 
 }  // namespace

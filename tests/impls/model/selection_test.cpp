@@ -90,7 +90,7 @@ TEST(selecting_model, takes_all_attributes_where_cases_are_few_and_none_where_no
     none.set_forest(true, false, 3);
     none.build(useless.get(), all.get());
     EXPECT_EQ(none.get_attributes(*useless), "") << method;
-    EXPECT_EQ(none.size(), 3);
+    EXPECT_EQ(none.trees().size(), 3);
   }
 }
 

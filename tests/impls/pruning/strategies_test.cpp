@@ -53,7 +53,7 @@ void each_node(const decision_tree& tree, const Visit& visit) {
 
 /// Recomputes all statistics from the cases.
 void activate_all(decision_tree& tree, const table& t) {
-  pruning::walk_active(tree, t, pruning::visitor());
+  pruning::walk_active(tree, t, pruning::visitor(), zel::util::default_context());
 }
 
 class every_strategy : public testing::TestWithParam<unsigned int> {

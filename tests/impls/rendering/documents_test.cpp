@@ -222,6 +222,32 @@ TEST(table_schema, of_an_empty_table_and_of_selected_attributes) {
             "<DataField name=\"b\" optype=\"continuous\" />\n</DataDictionary>\n");
 }
 
+// What the golden reports do not show.
+TEST(tree_text, shows_what_few_trees_have) {
+  const auto t = make_table(
+      "colour,string,discrete\nyes or no,string,class\nsize,double,continuous\nid,string,ignore\n",
+      "red,no,1.25,x\ngreen,yes,2.5,y\n?,yes,1e6,z\n");
+  const struct {
+    tree_plan plan;
+    const char* text;
+  } rows[] = {
+      {leaf({0, 0}), " ? (0.0)"},
+      {leaf({0.04, 1234567.25}), " yes (1234567.3/0.0)"},
+      {split(0, {leaf({0, 0}), leaf({1, 4})}),  // an empty branch is as its father
+       "\ncolour = green: yes (0.0)\ncolour = red: yes (5.0/1.0)"},
+      {split(1, 1, {leaf({1, 0}), leaf({2, 0}), leaf({3, 0})}),
+       "\nsize <= 1.250000 : no (1.0)\nsize > 1.250000 : no (2.0)\nsize unknown 1.250000 "
+       ": no (3.0)"},
+      {split(2, {leaf({1, 0}), leaf({0, 1})}),
+       "\nid # unhandled type ignore no (1.0)\nid # unhandled type ignore yes (1.0)"},
+  };
+  for (const auto& [plan, text] : rows) EXPECT_EQ(text_of(*build_tree(plan), *t), text);
+  std::ostringstream out;  // starts at the level asked for and leaves the stream's format
+  build_tree(split(0, {leaf({1, 0}), leaf({0, 1})}))->toTEXT(*t, out, 2);
+  out << ' ' << 0.25;
+  EXPECT_EQ(out.str(), "\n|   |   colour = green: no (1.0)\n|   |   colour = red: yes (1.0) 0.2");
+}
+
 TEST(graph_numbers, are_rounded_down_and_leave_one_out_after_an_inner_child) {
   const auto t = make_table("colour,string,discrete\nc,string,class\n", "red,no\ngreen,yes\n");
   const auto tree = build_tree(split(

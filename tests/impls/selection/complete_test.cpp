@@ -88,7 +88,7 @@ TEST(complete_selection, goes_the_same_way_on_any_number_of_workers) {
   std::vector<std::string> logs;
   for (const unsigned long workers : {1UL, 2UL, 7UL}) {
     const loop_threads threads(workers);
-    const found_attributes found = zel::util::parallel::with_workers(
+    const found_attributes found = zel::util::default_context().with_workers(
         [&] { return find_attributes(s, model::ACCEPTABLE_SUBSET, 1, 0); });
     logs.push_back(found.set.toCSV() + found.log);
   }

@@ -92,8 +92,8 @@ TEST(sequential_selection, does_the_same_work_on_any_number_of_workers) {
     std::vector<std::string> logs;
     for (const unsigned long workers : {1UL, 2UL, 7UL}) {
       const loop_threads threads(workers);
-      const found_attributes found =
-          zel::util::parallel::with_workers([&] { return find_attributes(s, method, 0, 0); });
+      const found_attributes found = zel::util::default_context().with_workers(
+          [&] { return find_attributes(s, method, 0, 0); });
       logs.push_back(found.set.toCSV() + found.log);
     }
     EXPECT_EQ(logs[1], logs[0]);

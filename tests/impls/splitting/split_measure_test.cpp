@@ -7,7 +7,7 @@
 #include <tuple>
 
 #include "impls/splitting/code_sort.h"
-#include "impls/splitting/count_kernel.h"
+#include "impls/splitting/measure.h"
 #include "impls/splitting/split_twin.h"
 #include "impls/support/stock_tables.h"
 #include "impls/tables/column_bool.h"
@@ -78,13 +78,37 @@ void expect_same(const desc_t& got, const desc_t& twin) {
   EXPECT_EQ(got.right_code, twin.right_code);
 }
 
-/// What the measures of counted cases say: discrete, by cells, by keys. Every second entry stands
-/// for as many cases as follow that are the same.
+/// The branches of cells that were filled in two parts of the cases.
+desc_t ask_merged(const splitting::counted_node& node, const std::vector<std::uint32_t>& codes,
+                  const code_range& range) {
+  using splitting::count_t;
+  splitting::scratch<count_t> parts[2];
+  std::vector<count_t> known(node.totals.begin(), node.totals.end());
+  count_t unknown = 0;
+  splitting::counted_node part = node;
+  for (int i = 0; i < 2; ++i) {
+    const std::size_t half = node.cases.size() / 2;
+    part.cases = i == 0 ? node.cases.first(half) : node.cases.subspan(half);
+    parts[i].known.assign(node.n_places, node.total);  // what is unknown is taken off
+    count_t unknown_here = 0;
+    splitting::fill_dense(part, codes.data(), range, parts[i], unknown_here,
+                          splitting::nothing_else());
+    unknown += unknown_here;
+    for (std::size_t k = 0; k < known.size(); ++k) known[k] -= node.total - parts[i].known[k];
+  }
+  splitting::merge_cells<count_t>(parts[0].cells, parts[1].cells);
+  const splitting::dense_cells<count_t> cells{parts[0].cells, {}, node.n_places, range.first};
+  return splitting::measure_branches<splitting::entropy, splitting::dense_cells<count_t>, count_t>(
+      splitting::entropy(), cells, node, unknown, known, parts[0]);
+}
+
+/// What the measures of counted cases say: discrete, whole and of merged parts, by cells, by keys.
+/// Every second entry stands for as many cases as follow that are the same.
 std::vector<desc_t> ask_counted(const measured& m) {
   std::vector<std::uint32_t> codes;
   std::vector<counted_case> cases;
   std::vector<std::uint16_t> places(m.n_classes + 1);
-  std::vector<kernel::count_t> by_class(m.n_classes + 1), totals;
+  std::vector<splitting::count_t> by_class(m.n_classes + 1), totals;
   for (const seen_case& c : m.cases) {
     ++by_class[c.class_code];
     if (codes.size() % 2 == 0 && !codes.empty() && codes.back() == c.code &&
@@ -101,24 +125,28 @@ std::vector<desc_t> ask_counted(const measured& m) {
     places[c] = static_cast<std::uint16_t>(totals.size());
     totals.push_back(by_class[c]);
   }
-  const kernel::counted_node node{cases,        places.data(),
-                                  totals,       static_cast<kernel::count_t>(m.cases.size()),
-                                  m.min_weight, m.n_classes};
-  kernel::count_scratch scratch;
-  return {kernel::measure_discrete(codes, node, m.range, scratch),
-          kernel::measure_by_cells(codes, node, m.range, scratch),
-          kernel::measure_by_keys(codes, node, m.range, scratch)};
+  const splitting::counted_node node{
+      {static_cast<splitting::count_t>(m.cases.size()), m.min_weight, totals.size(), m.n_classes},
+      cases,
+      places.data(),
+      totals};
+  const splitting::entropy impurity;
+  splitting::scratch<splitting::count_t> scratch;
+  return {splitting::measure_discrete(impurity, codes, node, m.range, scratch),
+          ask_merged(node, codes, m.range),
+          splitting::dense_cut(impurity, codes, node, m.range, scratch),
+          splitting::sparse_cut(impurity, codes, node, m.range, scratch)};
 }
 
 TEST(split_measures, of_counted_cases_agree_with_those_of_weights_of_1) {
   std::mt19937_64 draw(12);
-  int found[3] = {};
+  int found[4] = {};
   for (unsigned round = 0; round < 3000; ++round) {
     SCOPED_TRACE(round);
     const measured m = random_cases(draw, 1 + draw() % 40, 0, round % 4 > 0);
     const std::vector<desc_t> got = ask_counted(m);
-    const desc_t twins[] = {twin_discrete(m), twin_sorted(m), twin_sorted(m)};
-    for (unsigned i = 0; i < 3; ++i) {
+    const desc_t twins[] = {twin_discrete(m), twin_discrete(m), twin_sorted(m), twin_sorted(m)};
+    for (unsigned i = 0; i < 4; ++i) {
       expect_same(got[i], twins[i]);
       found[i] += got[i].gain > column::k_no_gain;
     }
@@ -256,7 +284,7 @@ TEST(code_sorter, sorts_as_a_stable_sort_does) {
                     {300, 1, 1UL << 45}, {5000, 3, 700},       {5000, 1, 19999},
                     {5000, 9, 30000},    {5000, 1, 1UL << 33}, {600, 2, (1UL << 63) + 5}};
   using fields = std::tuple<code_t, std::uint32_t, double>;
-  kernel::code_sorter sorter;
+  splitting::code_sorter sorter;
   std::mt19937_64 draw(3);
   for (const auto& [n, first, n_codes] : rows) {
     std::vector<fields> expected, sorted;
@@ -270,7 +298,7 @@ TEST(code_sorter, sorts_as_a_stable_sort_does) {
       return std::get<0>(a) < std::get<0>(b);
     });
     for (const auto& c : sorter.sorted({first, first + n_codes})) {
-      sorted.emplace_back(c.code, c.class_code, c.weight);
+      sorted.emplace_back(c.code, c.place, c.weight);
     }
     EXPECT_TRUE(sorted == expected) << n << " cases of " << n_codes << " codes";
   }

@@ -12,7 +12,7 @@
 #include "impls/tables/table.h"
 #include "zel/inpout/iomem.h"
 #include "zel/inpout/stream.h"
-#include "zel/util/parallel.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 

@@ -18,19 +18,19 @@ namespace orvik::impls {
 struct tree_plan {
   std::vector<double> weights;  // by class code, from 1
   unsigned int attribute = 0;
-  double threshold = 0;  // code
+  code_t cut = 0;  // 0: a branch for every value
   std::vector<tree_plan> children;
 };
 
 inline tree_plan leaf(std::vector<double> weights) { return {std::move(weights), 0, 0, {}}; }
 
 /// A split node that holds what its children hold.
-inline tree_plan split(unsigned int attribute, double threshold, std::vector<tree_plan> children) {
+inline tree_plan split(unsigned int attribute, code_t cut, std::vector<tree_plan> children) {
   std::vector<double> sums(children[0].weights.size());
   for (const tree_plan& child : children) {
     for (std::size_t c = 0; c < sums.size(); ++c) sums[c] += child.weights[c];
   }
-  return {std::move(sums), attribute, threshold, std::move(children)};
+  return {std::move(sums), attribute, cut, std::move(children)};
 }
 inline tree_plan split(unsigned int attribute, std::vector<tree_plan> children) {
   return split(attribute, 0, std::move(children));
@@ -59,7 +59,7 @@ inline void build_into(decision_tree& tree, const tree_plan& plan, decision_node
     node->set_as_leaf();
     return;
   }
-  node->set_test(plan.attribute, plan.threshold);
+  node->set_test({plan.attribute, plan.cut});
   const auto n = static_cast<unsigned int>(plan.children.size());
   tree.set_capacity(n);
   for (unsigned int i = 0; i < n; ++i) {
@@ -74,7 +74,7 @@ inline std::unique_ptr<decision_tree> build_tree(const tree_plan& plan) {
   return tree;
 }
 
-/// A path of `levels` split nodes on attribute 0, threshold 1, over two classes. A node's first
+/// A path of `levels` split nodes on attribute 0, cut 1, over two classes. A node's first
 /// child is a leaf with the weights that leaf_at gives for its level, the second one goes on; the
 /// last node is a leaf of the weights for `levels`. Each node holds what lies below it.
 inline std::unique_ptr<decision_tree> build_path(
@@ -89,7 +89,7 @@ inline std::unique_ptr<decision_tree> build_path(
   decision_tree* tree = root.get();
   for (unsigned long i = 0; i < levels; ++i) {
     decision_node* node = tree->get_node();
-    node->set_test(0, 1);
+    node->set_test({0, 1});
     tree->set_capacity(2);
     for (unsigned int branch = 1; branch <= 2; ++branch) {
       tree->push_back_child(new decision_tree);
@@ -118,7 +118,7 @@ inline std::string exact_text_of(const decision_tree& tree, const table& t) {
       [&](const decision_tree& at, unsigned long level) {
         const decision_node& n = *at.get_node();
         out << level << (n.is_split() ? " split " : " leaf ") << n.attribute() << ' '
-            << n.threshold() << ' ' << n.fraction() << ' ' << n.estimated_error() << ' '
+            << n.test().cut << ' ' << n.fraction() << ' ' << n.estimated_error() << ' '
             << n.n_cases() << " :";
         for (code_t c = 0; c < t.n_class_codes(); ++c) out << ' ' << n.class_weight(c);
         out << '\n';

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "impls/trees/routing.h"
+
 namespace orvik::impls {
 namespace {
 
@@ -183,7 +185,8 @@ TEST_P(column_branches, divide_the_cases_between_them) {
     const unsigned long branches = continuous ? 2 : row.n;
     const code_t threshold = 1 + draw() % row.n;
 
-    const auto split = c->split(cases, branches, total, threshold);
+    const split_test test{0, continuous ? threshold : 0};
+    const auto split = split_cases(*c, test, cases, branches, total);
     ASSERT_EQ(split.size(), branches);
     case_list selected, known;
     double weight = 0, fractions = 0;

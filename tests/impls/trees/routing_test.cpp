@@ -1,14 +1,12 @@
 // Lists on a stack against the lists of the columns themselves.
-#include "impls/pruning/routing.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
 #include "impls/support/stock_tables.h"
+#include "impls/trees/case_stack.h"
 
 using namespace orvik::impls;
-using pruning::weighted_row;
 
 namespace {
 
@@ -27,13 +25,14 @@ std::unique_ptr<table> known_table(unsigned long rows) {
       data);
 }
 
-std::vector<weighted_row> list_of(std::span<const weighted_row> cases) {
-  return {cases.begin(), cases.end()};
+template <class Range>
+auto list_of(const Range& some) {
+  return std::vector<std::ranges::range_value_t<Range>>(some.begin(), some.end());
 }
 
 /// Splits the top by the columns from `attribute` on and compares it with what the columns make of
 /// `cases`, branch by branch: those below must still be there when the first ones are finished.
-void expect_branches(pruning::case_stack& stack, const table& t, const case_list& cases,
+void expect_branches(case_stack& stack, const table& t, const case_list& cases,
                      unsigned long attribute) {
   if (attribute == t.n_attributes()) {
     EXPECT_EQ(list_of(stack.top()), list_of(cases));
@@ -44,16 +43,21 @@ void expect_branches(pruning::case_stack& stack, const table& t, const case_list
   if (tested.type() == column::IGNORE) return expect_branches(stack, t, cases, attribute + 1);
   const unsigned long known = tested.values()->size_of_known();
   const bool continuous = tested.type() == column::CONTINUOUS;
-  const unsigned long n = continuous ? 2 : known, threshold = continuous ? known / 3 : 0;
+  const unsigned long n = continuous ? 2 : known;
+  const split_test test{0, continuous ? known / 3 : 0};
   double total = 0;
   for (const auto& [row, weight] : cases) total += weight;
 
-  const auto expected = tested.split(cases, n, total, threshold);
-  std::vector<double> shares(n);
-  pruning::find_shares(tested, stack.top(), threshold, total, shares);
-  stack.split(tested, n, threshold, shares);
+  const auto expected = split_cases(tested, test, cases, n, total);
+  case_stack twin = stack;
+  const std::vector<double> shares = list_of(stack.split(tested, test, n, total));
+  const bool shared = tested.values()->has_null();
+  ASSERT_TRUE(!shared || shares.size() == n);
+  twin.split(tested, test, n, 0, shares);  // the same lists
   for (unsigned long b = 0; b < n; ++b) {
-    EXPECT_EQ(shares[b], expected[b].fraction);
+    EXPECT_TRUE(!shared || shares[b] == expected[b].fraction);
+    EXPECT_EQ(list_of(twin.top()), list_of(*expected[b].cases));
+    twin.pop();
     expect_branches(stack, t, *expected[b].cases, attribute + 1);
   }
 }
@@ -65,7 +69,7 @@ TEST(case_stack, has_the_lists_of_the_columns_in_their_order) {
     for (int i = 0; i < 900; ++i) {
       cases.emplace_back(draw() % 700, 0.1 * static_cast<double>(draw() % 20));
     }
-    pruning::case_stack stack(cases);
+    case_stack stack(cases);
     expect_branches(stack, *t, cases, 0);
   }
 }

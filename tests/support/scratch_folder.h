@@ -12,7 +12,7 @@
 class scratch_folder : public testing::Test {
  protected:
   scratch_folder() {
-    std::string name = (std::filesystem::temp_directory_path() / "orvcmd_XXXXXX").string();
+    std::string name = (std::filesystem::temp_directory_path() / "orvik_XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) std::abort();
     folder_ = name;
     std::filesystem::current_path(folder_);
@@ -24,12 +24,12 @@ class scratch_folder : public testing::Test {
   }
 
   static void write(const std::string& name, const std::string& content) {
-    std::ofstream(name) << content;
+    std::ofstream(name, std::ios::binary) << content;
   }
 
   static std::string read(const std::string& name) {
     std::ostringstream content;
-    content << std::ifstream(name).rdbuf();
+    content << std::ifstream(name, std::ios::binary).rdbuf();
     return content.str();
   }
 

@@ -1,0 +1,29 @@
+#include "impls/growing/growing_node.h"
+
+#include <cassert>
+
+namespace orvik::impls {
+
+void make_active_children(const table& t, double min_weight, decision_tree& tree,
+                          unsigned long depth, std::vector<growing_node>& open) {
+  decision_node& node = *tree.get_node();
+  assert(node.is_active() && node.is_split() && depth > 0);
+  std::vector<branch_cases> branches = node.branches(t);
+  tree.set_capacity(static_cast<unsigned int>(branches.size()));
+  for (unsigned int i = 0; i < branches.size(); ++i) {
+    auto child = std::make_unique<decision_tree>();
+    child->set_node(new decision_node(&node, i + 1));
+    decision_node& child_node = *child->get_node();
+    child_node.activate_on(t, std::move(branches[i]));
+    if (depth == 1 || child_node.stays_leaf(min_weight)) {
+      child_node.set_as_leaf();
+      child_node.disactivate();
+    } else {
+      open.push_back({child.get(), depth - 1, {}});
+    }
+    tree.push_back_child(child.release());
+  }
+  node.disactivate();
+}
+
+}  // namespace orvik::impls

@@ -1,0 +1,35 @@
+// A node on its way: what is to be split next.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "impls/tables/table.h"
+#include "impls/trees/decision_tree.h"
+
+namespace orvik::impls {
+
+/// Half-open range of known codes of a column whose codes fit in 32 bits.
+using narrow_range = std::pair<std::uint32_t, std::uint32_t>;
+
+/// Where the counted cases of a node lie, and its ranges by attribute.
+struct counted_piece {
+  std::size_t begin = 0, end = 0;
+  std::unique_ptr<narrow_range[]> ranges;  // null: the node is active instead, or finished
+};
+
+/// A node to be split, with the levels left below it.
+struct growing_node {
+  decision_tree* tree;
+  unsigned long depth;
+  counted_piece piece;
+};
+
+/// Gives an active split node its children, each active with the cases of its branch, and appends
+/// those that are not finished; releases the node's cases.
+void make_active_children(const table& t, double min_weight, decision_tree& tree,
+                          unsigned long depth, std::vector<growing_node>& open);
+
+}  // namespace orvik::impls

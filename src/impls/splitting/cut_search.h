@@ -1,0 +1,157 @@
+// The search for the best cut of a continuous attribute.
+//
+// Known values pass from the right side to the left in ascending order. A cut inside a run of one
+// class is passed over: a neighbour of the run is at least as good (Fayyad and Irani 1992).
+//
+// Terms (Quinlan, C4.5: Programs for Machine Learning, 1993): W is the amount of all cases, U of
+// those whose value is unknown, K = W - U.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <type_traits>
+
+#include "impls/splitting/cells.h"
+#include "impls/splitting/impurity.h"
+#include "impls/tables/column.h"
+
+namespace orvik::impls::splitting {
+
+using splitting_desc = column::splitting_desc;
+
+/// A continuous branch needs a tenth of the known weight a class, between m and this.
+constexpr double k_largest_min_split = 25.0;
+constexpr double k_min_split_share = 0.1;
+
+/// What is on either side of a cut, and the best cut so far.
+template <class Impurity, class Amount>
+class cut_search {
+ public:
+  /// `right` holds the known amount of every class, `left` is zero.
+  cut_search(const Impurity& impurity, const node_facts<Amount>& node, Amount unknown,
+             std::span<Amount> left, std::span<Amount> right)
+      : impurity_(impurity),
+        total_(static_cast<double>(node.total)),
+        unknown_(unknown),
+        known_(node.total - unknown),
+        left_(left),
+        right_(right) {
+    assert(left.size() == node.n_places && right.size() == node.n_places);
+    const auto known = static_cast<double>(known_);
+    possible_ = !(2 * node.min_weight > known);
+    if (!possible_) return;
+    const double share = k_min_split_share * known / static_cast<double>(node.n_all_classes);
+    const double least =
+        node.min_weight >= share ? node.min_weight : std::min(k_largest_min_split, share);
+    least_ = smallest_from(least);
+    most_ = largest_to(known - least);
+    known_share_ = known / (static_cast<double>(unknown) + known);
+  }
+
+  /// Whether two branches of the least weight fit at all.
+  bool possible() const { return possible_; }
+  void begin() {
+    base_ = impurity_.of(std::span<const Amount>(right_), known_) / static_cast<double>(known_);
+  }
+
+  void move(std::size_t place, Amount amount) {
+    right_[place] -= amount;
+    left_[place] += amount;
+    left_sum_ += amount;
+  }
+  void move_all(std::span<const Amount> amounts) {
+    for (std::size_t i = 0; i < amounts.size(); ++i) {
+      right_[i] -= amounts[i];
+      left_[i] += amounts[i];
+      left_sum_ += amounts[i];
+    }
+  }
+  bool too_light() const { return left_sum_ < least_; }
+  bool ended() const { return left_sum_ > most_; }
+  void count_try() { ++tries_; }
+
+  /// Weighs the cut between two codes.
+  void evaluate(code_t left_code, code_t right_code) {
+    const std::span<const Amount> left = left_, right = right_;
+    const double sum = impurity_.of_both(left, left_sum_, right, known_ - left_sum_);
+    if (!(sum < least_sum_)) return;  // no greater gain either: rounding keeps the order
+    const double gain = known_share_ * (base_ - sum / static_cast<double>(known_));
+    if (!(gain > best_.gain)) return;  // of equal gains the lowest cut
+    least_sum_ = sum;
+    best_ = {left_code, right_code, gain, 0};
+    best_left_ = left_sum_;
+  }
+
+  /// The best cut, its gain less the price of choosing among the tries.
+  splitting_desc result() const {
+    const double price = Impurity::price_of_choice(tries_, total_);
+    if (price >= best_.gain) return {};
+    splitting_desc found = best_;
+    found.gain -= price;
+    info_sum<Amount> sizes;
+    sizes.add(unknown_);
+    sizes.add(best_left_);
+    sizes.add(known_ - best_left_);
+    found.split_info = sizes.value() / total_;
+    return found;
+  }
+
+ private:
+  /// Counts are compared as whole numbers.
+  using bound = std::conditional_t<is_exact<Amount>, std::int64_t, double>;
+  static bound smallest_from(double x) {
+    if constexpr (is_exact<Amount>) return static_cast<bound>(std::ceil(x));
+    return static_cast<bound>(x);
+  }
+  static bound largest_to(double x) {
+    if constexpr (is_exact<Amount>) return static_cast<bound>(std::floor(x));
+    return static_cast<bound>(x);
+  }
+
+  const Impurity& impurity_;
+  double total_;
+  Amount unknown_, known_;
+  std::span<Amount> left_, right_;
+  bool possible_;
+  bound least_ = 0, most_ = 0;
+  double known_share_ = 1, base_ = 0;
+  double least_sum_ = std::numeric_limits<double>::infinity();
+  Amount left_sum_ = 0;
+  unsigned long tries_ = 0;
+  splitting_desc best_;
+  Amount best_left_ = 0;
+};
+
+/// The best cut of cells in any layout. `known`, the amount of every class, is used up.
+template <class Impurity, class Layout, class Amount>
+splitting_desc best_cut(const Impurity& impurity, const Layout& cells,
+                        const node_facts<Amount>& node, Amount unknown, std::span<Amount> left,
+                        std::span<Amount> known) {
+  cut_search<Impurity, Amount> search(impurity, node, unknown, left, known);
+  value_group value = cells.at(0);
+  if (value.is_past_last() || !search.possible()) return {};
+  search.begin();
+  // The class of the run of values since the last evaluated cut; k_mixed where it is none.
+  std::uint32_t run = value.only;
+  for (;;) {
+    cells.move(value, search);
+    if (value.only != run) run = k_mixed;
+    const value_group next = cells.at(value.end);
+    if (next.is_past_last()) break;
+    if (!search.too_light()) {
+      if (search.ended()) break;
+      search.count_try();
+      if (run == k_mixed || next.only != run) {
+        search.evaluate(value.code, next.code);
+        run = next.only;
+      }
+    }
+    value = next;
+  }
+  return search.result();
+}
+
+}  // namespace orvik::impls::splitting
