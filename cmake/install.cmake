@@ -6,11 +6,16 @@ include(CMakePackageConfigHelpers)
 # Two components: programs with their documents, and what other programs are built with.
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME programs)
 install(TARGETS orvcmd orvprep orvview)
-install(TARGETS orvik EXPORT orvik-targets COMPONENT development
+install(TARGETS orvik EXPORT orvik-targets
+        ARCHIVE COMPONENT development
+        LIBRARY COMPONENT programs NAMELINK_COMPONENT development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+if(BUILD_SHARED_LIBS)
+  set_target_properties(orvcmd orvprep orvview PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+endif()
 install(DIRECTORY include/orvik DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
-# find_package(orvik)
+# find_package(orvik). Whoever links an archive links what it needs too.
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/orvik)
 configure_package_config_file(cmake/orvik-config.cmake.in orvik-config.cmake
                               INSTALL_DESTINATION ${package_dir} NO_SET_AND_CHECK_MACRO)
@@ -28,6 +33,10 @@ file(RELATIVE_PATH orvik_includedir ${from} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 set(isal_flag "")
 if(isal)
   set(isal_flag "-lisal ")
+endif()
+set(orvik_needs "Libs: -L\${libdir} -lorvik ${isal_flag}-pthread\nRequires: tbb zlib")
+if(BUILD_SHARED_LIBS)
+  set(orvik_needs "Libs: -L\${libdir} -lorvik")
 endif()
 configure_file(cmake/orvik.pc.in orvik.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/orvik.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig

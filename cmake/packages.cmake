@@ -1,6 +1,6 @@
 # Debian packages: `cpack --config build/release/CPackConfig.cmake -B build/packages`.
-# The library is a static one, so there is no package of a shared library: orvik has the programs,
-# liborvik-dev what other programs are built with.
+# orvik has the programs, and with BUILD_SHARED_LIBS the library that they run with; liborvik-dev what
+# other programs are built with.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
@@ -25,7 +25,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libtbb-dev, zlib1g-dev")
 if(isal)
   string(APPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ", libisal-dev")
 endif()
-set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Static library, headers, CMake package and pkg-config file for programs that
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Library, headers, CMake package and pkg-config file for programs that
 learn, apply, save and render classification trees.")
 
 # What the distribution asks of every package.

@@ -29,7 +29,7 @@ std::unique_ptr<table> load_text(const options& opt, std::ostream* log) {
   if (opt.metadata_file.empty()) throw early_end{0, k_no_metadata};
   log_line(log, "Reading text data");
   auto t = std::make_unique<table>(opt.metadata_file);
-  t->load_meta_data(opt.metadata_file, opt.separator, k_unknown_value);
+  t->load_meta_data(opt.metadata_file, opt.separator, orvik::k_unknown_text);
   if (opt.data_file.empty()) throw early_end{0, k_no_data};
   zel::util::default_context().progress().begin(zel::util::progress::unit::rows, 0);
   const bool in_order = opt.holdout_first > 0 || opt.holdout_stratified_deterministic > 0;

@@ -44,7 +44,7 @@ double score_into(output& file, const options& opt, const orvik::dtree& model,
 
 file_test test_on_file(const options& opt, const orvik::dtree& model) {
   file_test test;
-  test.matrix.reset(model.test(opt.test_file, opt.separator, k_unknown_value,
+  test.matrix.reset(model.test(opt.test_file, opt.separator, orvik::k_unknown_text,
                                opt.unseen ? &test.unseen : nullptr));
   return test;
 }

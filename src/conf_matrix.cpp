@@ -22,11 +22,19 @@ const impls::conf_matrix& held_by(const conf_matrix* matrix) {
 
 conf_matrix::conf_matrix(table* t)
     : impl_(t == nullptr ? nullptr : std::make_unique<impls::conf_matrix>(t->get_impl())) {}
+conf_matrix::conf_matrix(const std::vector<std::string>& class_values)
+    : impl_(std::make_unique<impls::conf_matrix>(class_values)) {}
 conf_matrix::conf_matrix(std::unique_ptr<impls::conf_matrix> impl) : impl_(std::move(impl)) {}
 conf_matrix::~conf_matrix() = default;
 
 conf_matrix* conf_matrix::clone() const {
   return new conf_matrix(std::unique_ptr<impls::conf_matrix>(held_by(this).clone()));
+}
+
+void conf_matrix::add_case(unsigned long i, unsigned long j, double weight) {
+  held_by(this);
+  impl_->add(i, j, weight);
+  impl_->set_ncases(impl_->ncases() + 1);
 }
 
 double conf_matrix::get_element(unsigned long i, unsigned long j) const {

@@ -1,9 +1,12 @@
 #include "orvik/dtree.h"
 
+#include <algorithm>
+#include <functional>
 #include <stdexcept>
 
 #include "binary_file.h"
 #include "impls/model/dtree.h"
+#include "impls/rendering/description.h"
 #include "orvik/run_context.h"
 #include "zel/inpout/ioconn.h"
 #include "zel/inpout/stream.h"
@@ -16,6 +19,8 @@ namespace {
 constexpr char k_no_training_table[] = "no table provided with the training cases";
 constexpr char k_no_test_table[] = "no table provided to test the tree";
 constexpr char k_no_attributes[] = "no table provided with the attributes";
+constexpr char k_not_built[] = "the model has no trees";
+constexpr char k_other_codes[] = "the codes are not those of the model's attributes";
 
 impls::table* impl_of(const table* t) { return t == nullptr ? nullptr : t->get_impl(); }
 
@@ -24,6 +29,27 @@ impls::case_list* impl_of(const table::subset* s) { return s == nullptr ? nullpt
 const impls::table& required(const table* t, const char* message) {
   if (t == nullptr) throw std::runtime_error(message);
   return *impl_of(t);
+}
+
+/// The schema of a model with trees.
+const impls::table& schema_of(const impls::dtree& model) {
+  if (model.n_trees() == 0) throw std::runtime_error(k_not_built);
+  return *model.get_training_table();
+}
+
+/// The largest code of every attribute with which a case finds its way: of numbers any does.
+std::vector<code_t> last_codes(const impls::table& schema) {
+  std::vector<code_t> last;
+  for (unsigned long a = 0; a < schema.n_attributes(); ++a) {
+    const impls::column& c = schema.column_of(a);
+    const bool any = c.type() != impls::column::DISCRETE;
+    last.push_back(any ? impls::k_no_code : c.values()->size_of_known());
+  }
+  return last;
+}
+
+void require_codes(bool fit) {
+  if (!fit) throw std::runtime_error(k_other_codes);
 }
 
 /// All rows of a table where no cases are given.
@@ -124,12 +150,62 @@ std::string dtree::predict(const std::vector<std::string>& row, double weight, d
 
 std::vector<std::string> dtree::class_values() const { return impl_->class_names(); }
 
+std::vector<dtree::prediction> dtree::predict_codes(const std::vector<code_t>& codes,
+                                                    unsigned long n) const {
+  const impls::table& schema = schema_of(*impl_);
+  const std::vector<code_t> last = last_codes(schema);
+  require_codes(codes.size() == n * last.size());
+  std::vector<prediction> found;
+  std::vector<code_t> one(last.size());
+  for (auto at = codes.begin(); found.size() < n; at += static_cast<long>(one.size())) {
+    std::copy_n(at, one.size(), one.begin());
+    require_codes(std::equal(one.begin(), one.end(), last.begin(), std::less_equal<>()));
+    impls::decision_tree::prediction result;
+    impl_->predict(schema, one, result, /*weight=*/1.0);
+    found.push_back({result.first, result.second});
+  }
+  return found;
+}
+
 double dtree::get_oob_error(table* t) const {
   return impl_->oob_error(required(t, k_no_training_table));
 }
 
 std::vector<attribute_importance> dtree::get_importance(table* t) const {
   return impl_->importance(required(t, k_no_training_table));
+}
+
+std::vector<attribute_importance> dtree::get_importance() const {
+  return impl_->importance(schema_of(*impl_), /*permute=*/false);
+}
+
+std::vector<double> dtree::get_oob_errors(table* t) const {
+  return impl_->oob_errors(required(t, k_no_training_table));
+}
+
+bool dtree::recall_draws(table* t) { return impl_->recall_draws(required(t, k_no_training_table)); }
+
+bool dtree::has_draws() const { return impl_->has_draws(); }
+std::string dtree::get_name() const { return impl_->name(); }
+bool dtree::is_ensemble() const { return impl_->is_ensemble(); }
+bool dtree::votes() const { return impl_->votes(); }
+unsigned long dtree::get_no_trees() const { return impl_->n_trees(); }
+
+tree_node dtree::get_tree(unsigned long i) const {
+  if (i < impl_->n_trees()) return {impl_->get_tree(i), schema_of(*impl_)};
+  throw std::runtime_error("there is no tree " + std::to_string(i) + " in a model of " +
+                           std::to_string(impl_->n_trees()));
+}
+
+schema_view dtree::get_schema() const { return schema_view(schema_of(*impl_)); }
+
+std::vector<unsigned long> dtree::get_tested() const {
+  const zel::adt::bitmap tested = impl_->trees().used_attributes(get_schema().n_attributes());
+  return {tested.begin(), tested.end()};
+}
+
+std::string dtree::get_encoding() const {
+  return impls::name_of(impls::encoding_of(schema_of(*impl_), impl_->name()));
 }
 
 double dtree::get_elapsed() const { return impl_->get_elapsed(); }

@@ -12,7 +12,9 @@ namespace orvik {
 
 const char* get_version() { return impls::k_version; }
 
-int get_build() { return 20200; }
+int get_build() { return impls::k_build; }
+
+const char* get_product() { return impls::k_product; }
 
 const char* get_copyright() { return impls::k_copyright; }
 

@@ -1,3 +1,4 @@
+// Subsets of tables: lists of cases, picked, ordered and stratified.
 #include <algorithm>
 #include <stdexcept>
 

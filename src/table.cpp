@@ -42,6 +42,7 @@ void table::load_data(const std::string& file, char sep, unsigned long n, std::o
 }
 
 std::string table::get_name() const { return impl_->name(); }
+schema_view table::get_schema() const { return schema_view(*impl_); }
 unsigned long table::get_no_columns() const { return impl_->n_columns(); }
 unsigned long table::get_no_predictive() const { return impl_->n_attributes(); }
 unsigned long table::get_no_rows() const { return impl_->n_rows(); }

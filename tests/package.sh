@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Installs what was built, moves it, and uses it as a stranger does: every header by itself, the
 # example by CMake and by pkg-config, the program and its page.
-# Usage: package.sh SOURCE_FOLDER BUILD_FOLDER COMPILER FLAGS
+# Usage: package.sh SOURCE_FOLDER BUILD_FOLDER SHARED_LIBRARY COMPILER FLAGS
 set -euo pipefail
-root=$1 build=$2 compiler=$3 flags=$4
+root=$1 build=$2 shared=$3 compiler=$4 flags=$5
 work=$build/package
 installed=$work/moved
 read -ra compile <<<"$compiler $flags"
@@ -28,10 +28,17 @@ cmake -G Ninja -S "$example" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$installed" \
 cmake --build "$work/cmake" >/dev/null
 run_example "$work/cmake/golf"
 
+echo "the shared library"
+"${compile[@]}" "$example/main.cpp" -I "$installed/include" "$shared" "-Wl,-rpath,${shared%/*}" \
+  -o "$work/by_shared_library"
+run_example "$work/by_shared_library"
+[[ $(ldd "$work/by_shared_library") == *liborvik.so.* ]]
+
 echo "pkg-config"
 if command -v pkg-config >/dev/null; then
-  export PKG_CONFIG_PATH
+  export PKG_CONFIG_PATH LD_LIBRARY_PATH
   PKG_CONFIG_PATH=$(dirname "$(find "$installed" -name orvik.pc)")
+  LD_LIBRARY_PATH=$(dirname "$PKG_CONFIG_PATH")${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}
   read -ra package <<<"$(pkg-config --cflags --libs orvik)"
   "${compile[@]}" "$example/main.cpp" "${package[@]}" -o "$work/by_pkg_config"
   run_example "$work/by_pkg_config"

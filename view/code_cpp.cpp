@@ -11,23 +11,21 @@
 
 namespace orvview {
 
-namespace impls = orvik::impls;
-
 namespace {
 
 constexpr std::size_t k_longest_name = 60;
 
 /// The type of a column's values in C++.
-std::string type_of(const impls::column& c) {
-  if (!c.values()->is_numeric()) return "std::string";
-  const std::string& type = c.values()->type();
+std::string type_of(const orvik::column_view& c) {
+  if (!c.is_numeric()) return "std::string";
+  const std::string type = c.type();
   return type == "integer" ? "int" : type == "uinteger" ? "unsigned" : type;
 }
 
 /// A value of a column as a literal of its type.
-std::string literal_of(const impls::column& c, impls::code_t code) {
-  std::string text = c.values()->get_exact_value(code);
-  if (!c.values()->is_numeric()) return cpp_literal(text) + "sv";
+std::string literal_of(const orvik::column_view& c, orvik::code_t code) {
+  std::string text = c.exact(code);
+  if (!c.is_numeric()) return cpp_literal(text) + "sv";
   const std::string type = type_of(c);
   if (type == "int") return text;
   if (type == "unsigned") return text + 'u';
@@ -37,12 +35,8 @@ std::string literal_of(const impls::column& c, impls::code_t code) {
 
 class cpp_writer {
  public:
-  cpp_writer(const impls::dtree& model, std::ostream& out)
-      : model_(model),
-        table_(*model.get_training_table()),
-        words_(model),
-        tables_(model),
-        out_(out) {
+  cpp_writer(const orvik::dtree& model, std::ostream& out)
+      : model_(model), schema_(model.get_schema()), words_(model), tables_(model), out_(out) {
     name_fields();
   }
 
@@ -59,8 +53,8 @@ class cpp_writer {
   template <class Item>
   void write_array(const std::string& declaration, std::size_t n, const Item& item);
 
-  const impls::dtree& model_;
-  const impls::table& table_;
+  const orvik::dtree& model_;
+  orvik::schema_view schema_;
   wording words_;
   node_tables tables_;
   std::vector<std::string> fields_;  // of the tested columns
@@ -73,7 +67,7 @@ void cpp_writer::name_fields() {
   std::set<std::string> taken;
   for (const tested_column& c : tables_.columns) {
     std::string name;
-    for (const char letter : c.values_of->name().substr(0, k_longest_name)) {
+    for (const char letter : c.column.name().substr(0, k_longest_name)) {
       const bool keeps = std::isalnum(static_cast<unsigned char>(letter)) != 0 && letter > 0;
       if (keeps) name += letter;
       if (!keeps && !name.empty() && name.back() != '_') name += '_';
@@ -94,7 +88,7 @@ void cpp_writer::name_fields() {
 void cpp_writer::write_row() {
   out_ << "struct row {\n";
   for (std::size_t i = 0; i < fields_.size(); ++i) {
-    const impls::column& c = *tables_.columns[i].values_of;
+    const orvik::column_view c = tables_.columns[i].column;
     out_ << "  std::optional<" << type_of(c) << "> " << fields_[i] << ";  // "
          << cpp_literal(c.name()) << '\n';
   }
@@ -117,10 +111,10 @@ std::string declared(const std::string& type, std::size_t n, const std::string& 
 }
 
 void cpp_writer::write_classes() {
-  const unsigned long n = table_.n_class_codes();
+  const unsigned long n = schema_.n_class_codes();
   out_ << "\n// By class code; the first is the unknown class.\n";
   write_array(declared("std::string_view", n, "class_names"), n, [this](std::size_t code) {
-    out_ << "  " << cpp_literal(table_.class_column().values()->get_value(code)) << "sv";
+    out_ << "  " << cpp_literal(schema_.class_column().printed(code)) << "sv";
   });
 }
 
@@ -143,19 +137,19 @@ void cpp_writer::write_nodes() {
 
 void cpp_writer::write_values(std::size_t i) {
   const tested_column& tested = tables_.columns[i];
-  const impls::column& c = *tested.values_of;
+  const orvik::column_view c = tested.column;
   const std::string number = std::to_string(i);
   const std::string type = tested.is_numeric() ? type_of(c) : "std::string_view";
   if (tested.is_cut()) {
     const bool by_place = !tested.is_numeric();
     write_array(declared(by_place ? "int" : type, tested.cuts.size(), "cuts_" + number),
                 tested.cuts.size(), [&](std::size_t k) {
-                  const impls::code_t code = tested.cuts[k];
+                  const orvik::code_t code = tested.cuts[k];
                   out_ << "  " << (by_place ? std::to_string(code) : literal_of(c, code));
                 });
     if (!by_place) return;
   }
-  const unsigned long n = c.values()->size_of_known();
+  const unsigned long n = c.n_values();
   write_array(declared(type, n, "values_" + number), n,
               [&](std::size_t k) { out_ << "  " << literal_of(c, k + 1); });
 }
@@ -166,7 +160,7 @@ void cpp_writer::write_codes() {
     const tested_column& tested = tables_.columns[i];
     const bool cuts_numbers = tested.is_cut() && tested.is_numeric();
     const bool cuts_places = tested.is_cut() && !tested.is_numeric();
-    const bool listed = tested.values_of->values()->is_ordered();
+    const bool listed = tested.column.is_ordered();
     out_ << "  of[" << i << "] = " << (cuts_places ? "ordered_cut_code(" : "")
          << (cuts_numbers ? "cut_code"
              : listed     ? "listed_code"
@@ -179,23 +173,24 @@ void cpp_writer::write_codes() {
 }
 
 void cpp_writer::write_reading() {
-  out_ << "constexpr std::size_t n_columns = " << table_.n_columns()
-       << ";\nconstexpr int class_column = " << table_.class_index() << ", weights_column = "
-       << (table_.has_weights() ? static_cast<long>(table_.weights_index()) : -1L)
+  out_ << "constexpr std::size_t n_columns = " << schema_.n_columns()
+       << ";\nconstexpr int class_column = " << schema_.class_column().index()
+       << ", weights_column = "
+       << (schema_.has_weights() ? static_cast<long>(schema_.weights_index()) : -1L)
        << ";\nconstexpr bool has_weights = weights_column >= 0;\nconstexpr std::string_view "
           "unknown = "
-       << cpp_literal(table_.class_column().values()->null_value())
+       << cpp_literal(schema_.class_column().unknown_text())
        << "sv;\n\ninline void set_field(row& values, int column, const std::string& text) {\n";
   for (std::size_t i = 0; i < fields_.size(); ++i) {
-    out_ << "  if (column == " << tables_.columns[i].index << ") values." << fields_[i]
-         << " = value_of<" << type_of(*tables_.columns[i].values_of) << ">(text);\n";
+    out_ << "  if (column == " << tables_.columns[i].column.index() << ") values." << fields_[i]
+         << " = value_of<" << type_of(tables_.columns[i].column) << ">(text);\n";
   }
   out_ << (fields_.empty() ? "  (void)values, (void)column, (void)text;\n" : "") << "}\n";
 }
 
 void cpp_writer::write() {
-  out_ << "// The class " << cpp_literal(table_.class_column().name()) << " by the model "
-       << cpp_literal(model_.name()) << ": written by orvview.\n"
+  out_ << "// The class " << cpp_literal(schema_.class_column().name()) << " by the model "
+       << cpp_literal(model_.get_name()) << ": written by orvview.\n"
        << k_head;
   write_row();
   write_classes();
@@ -212,6 +207,6 @@ void cpp_writer::write() {
 
 }  // namespace
 
-void write_cpp(const impls::dtree& model, std::ostream& out) { cpp_writer(model, out).write(); }
+void write_cpp(const orvik::dtree& model, std::ostream& out) { cpp_writer(model, out).write(); }
 
 }  // namespace orvview

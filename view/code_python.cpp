@@ -8,8 +8,6 @@
 
 namespace orvview {
 
-namespace impls = orvik::impls;
-
 namespace {
 
 constexpr std::size_t k_line = 100;
@@ -34,9 +32,9 @@ class word_block {
 };
 
 /// The function of the module that reads values of a column.
-const char* reader_of(const impls::column& c) {
-  const std::string& type = c.values()->type();
-  if (!c.values()->is_numeric()) return "str";
+const char* reader_of(const orvik::column_view& c) {
+  const std::string type = c.type();
+  if (!c.is_numeric()) return "str";
   if (type == "float") return "_single";
   if (type == "long double") return "_extended";
   return type == "double" ? "float" : "_integer";
@@ -44,12 +42,8 @@ const char* reader_of(const impls::column& c) {
 
 class python_writer {
  public:
-  python_writer(const impls::dtree& model, std::ostream& out)
-      : model_(model),
-        table_(*model.get_training_table()),
-        words_(model),
-        tables_(model),
-        out_(out) {}
+  python_writer(const orvik::dtree& model, std::ostream& out)
+      : model_(model), schema_(model.get_schema()), words_(model), tables_(model), out_(out) {}
 
   void write();
 
@@ -63,8 +57,8 @@ class python_writer {
   void write_cuts(const tested_column& tested);
   void write_nodes();
 
-  const impls::dtree& model_;
-  const impls::table& table_;
+  const orvik::dtree& model_;
+  orvik::schema_view schema_;
   wording words_;
   node_tables tables_;
   std::ostream& out_;
@@ -82,28 +76,28 @@ void python_writer::write_words(const char* name, const char* read, const Items&
 
 void python_writer::write_names() {
   const auto column = [this](unsigned long i) { return python_literal(words_.column_name(i)); };
-  out_ << "ENCODING = " << python_literal(name_of(encoding_of(table_, model_.name())))
-       << "  # of the data\nUNKNOWN = " << python_literal(words_.class_name(impls::k_unknown))
+  out_ << "ENCODING = " << python_literal(words_.encoding())
+       << "  # of the data\nUNKNOWN = " << python_literal(words_.class_name(orvik::k_unknown))
        << "\nCLASSES = [  # by code\n";
-  for (impls::code_t c = 0; c < table_.n_class_codes(); ++c) {
+  for (orvik::code_t c = 0; c < schema_.n_class_codes(); ++c) {
     out_ << "    " << python_literal(words_.class_name(c)) << ",\n";
   }
   out_ << "]\nCOLUMNS = [  # of the data\n";
-  for (unsigned long i = 0; i < table_.n_columns(); ++i) out_ << "    " << column(i) << ",\n";
-  out_ << "]\nCLASS = " << column(table_.class_index())
-       << "\nWEIGHTS = " << (table_.has_weights() ? column(table_.weights_index()) : "None")
+  for (unsigned long i = 0; i < schema_.n_columns(); ++i) out_ << "    " << column(i) << ",\n";
+  out_ << "]\nCLASS = " << column(schema_.class_column().index())
+       << "\nWEIGHTS = " << (schema_.has_weights() ? column(schema_.weights_index()) : "None")
        << "\nVOTES = " << (model_.votes() ? "True" : "False") << "\n";
 }
 
 void python_writer::write_values(const tested_column& tested) {
-  const impls::column& c = *tested.values_of;
+  const orvik::column_view c = tested.column;
   if (tested.is_cut() && tested.is_numeric()) {
     out_ << "None";
     return;
   }
   out_ << "_places([\n";
-  for (impls::code_t code = 1; code <= c.values()->size_of_known(); ++code) {
-    const std::string text = python_literal(words_.utf8(c.values()->get_exact_value(code)));
+  for (orvik::code_t code = 1; code <= c.n_values(); ++code) {
+    const std::string text = python_literal(words_.utf8(c.exact(code)));
     out_ << "        " << (tested.is_numeric() ? reader_of(c) + ('(' + text + ')') : text) << ",\n";
   }
   out_ << "    ])";
@@ -116,17 +110,16 @@ void python_writer::write_cuts(const tested_column& tested) {
   }
   out_ << "_words(";
   word_block block(out_);
-  for (const impls::code_t code : tested.cuts) {
-    block.add(tested.is_numeric() ? tested.values_of->values()->get_exact_value(code)
-                                  : std::to_string(code));
+  for (const orvik::code_t code : tested.cuts) {
+    block.add(tested.is_numeric() ? tested.column.exact(code) : std::to_string(code));
   }
   block.end();
-  out_ << ", " << (tested.is_numeric() ? reader_of(*tested.values_of) : "int") << ')';
+  out_ << ", " << (tested.is_numeric() ? reader_of(tested.column) : "int") << ')';
 }
 
 void python_writer::write_column(const tested_column& tested) {
-  out_ << "    (" << python_literal(words_.column_name(tested.index)) << ", "
-       << reader_of(*tested.values_of) << ", ";
+  out_ << "    (" << python_literal(words_.column_name(tested.column.index())) << ", "
+       << reader_of(tested.column) << ", ";
   write_values(tested);
   out_ << ", ";
   write_cuts(tested);
@@ -161,8 +154,8 @@ void python_writer::write_nodes() {
 
 void python_writer::write() {
   out_ << "#!/usr/bin/env python3\n# The class "
-       << python_literal(words_.column_name(table_.class_index())) << " by the model "
-       << python_literal(words_.utf8(model_.name())) << ": written by orvview.\n"
+       << python_literal(words_.column_name(schema_.class_column().index())) << " by the model "
+       << python_literal(words_.utf8(model_.get_name())) << ": written by orvview.\n"
        << k_python_head;
   write_names();
   write_columns();
@@ -172,7 +165,7 @@ void python_writer::write() {
 
 }  // namespace
 
-void write_python(const impls::dtree& model, std::ostream& out) {
+void write_python(const orvik::dtree& model, std::ostream& out) {
   python_writer(model, out).write();
 }
 

@@ -5,19 +5,16 @@
 // engine's sum() does with the last bits differs from engine to engine.
 #include <cfloat>
 #include <cmath>
-#include <unordered_map>
 
 #include "forms.h"
-#include "impls/rendering/description.h"
 #include "node_tables.h"
 #include "wording.h"
-#include "zel/adt/tree_walk.h"
 #include "zel/text/decimal.h"
 
 namespace orvview {
 
-namespace impls = orvik::impls;
-using impls::decision_tree;
+using orvik::placed_node;
+using orvik::tree_node;
 
 namespace {
 
@@ -79,16 +76,15 @@ double float_border(float value) {
 
 /// A number of the column as one of double precision, in which databases compute. A comparison
 /// "<=" with it holds for the same values of the column.
-std::string upper_border(const impls::column& c, impls::code_t code) {
-  const impls::o_set& values = *c.values();
-  const double value = values.get_value_as_double(code);
-  if (values.type() == "float") return decimal(float_border(static_cast<float>(value)));
-  return values.type() == "long double" ? decimal(value) : values.get_exact_value(code);
+std::string upper_border(const orvik::column_view& c, orvik::code_t code) {
+  const double value = c.number(code);
+  if (c.type() == "float") return decimal(float_border(static_cast<float>(value)));
+  return c.type() == "long double" ? decimal(value) : c.exact(code);
 }
 
 /// Of a float column: what its value is above.
-std::string lower_border(const impls::column& c, impls::code_t code) {
-  const auto value = static_cast<float>(c.values()->get_value_as_double(code));
+std::string lower_border(const orvik::column_view& c, orvik::code_t code) {
+  const auto value = static_cast<float>(c.number(code));
   return decimal(float_border(std::nextafter(value, -FLT_MAX)));
 }
 
@@ -96,13 +92,15 @@ class sql_writer {
  public:
   sql_writer(const chosen_tree& chosen, const std::string& relation, std::ostream& out)
       : chosen_(chosen),
-        table_(chosen.schema()),
+        schema_(chosen.schema()),
         words_(chosen.model),
-        tables_(table_, {&chosen.nodes()}),
+        tables_(chosen),
+        nodes_(nodes_of(chosen.root())),
         relation_(relation),
         out_(out) {
+    places_.resize(schema_.n_columns());
     for (std::size_t i = 0; i < tables_.columns.size(); ++i) {
-      places_[tables_.columns[i].values_of] = i;
+      places_[tables_.columns[i].column.index()] = i;
     }
   }
 
@@ -110,16 +108,15 @@ class sql_writer {
 
  private:
   std::string column(const tested_column& tested) const {
-    return sql_literal(words_.column_name(tested.index), '"');
+    return sql_literal(words_.column_name(tested.column.index()), '"');
   }
-  std::string literal(const impls::column& c, impls::code_t code) const;
+  std::string literal(const orvik::column_view& c, orvik::code_t code) const;
   std::string value_of(const tested_column& tested) const;
   std::string place_of(const tested_column& tested) const;
-  std::string asked_by(const decision_tree& tree) const;
+  std::string asked_by(const tree_node& node) const;
   void write_asked();
   void write_classes();
-  void number_nodes();
-  void write_branch(const decision_tree& tree, const std::string& node);
+  void write_branch(const placed_node& below, const std::string& number);
   void write_branches();
   void write_leaves();
   void write_shares();
@@ -127,28 +124,26 @@ class sql_writer {
   void write_rows(const char* head, const char* none, const Row& row);
 
   const chosen_tree& chosen_;
-  const impls::table& table_;
+  orvik::schema_view schema_;
   wording words_;
   node_tables tables_;
-  std::unordered_map<const impls::column*, std::size_t> places_;  // in tables_.columns
-  std::vector<const decision_tree*> nodes_;  // in the order of the walk, so of the leaves too
-  std::unordered_map<const impls::decision_node*, unsigned long> numbers_;
+  std::vector<std::size_t> places_;  // in tables_.columns, by column
+  std::vector<placed_node> nodes_;   // numbered by their places
   const std::string& relation_;
   std::ostream& out_;
 };
 
-std::string sql_writer::literal(const impls::column& c, impls::code_t code) const {
-  const std::string text = c.values()->get_exact_value(code);
-  return c.values()->is_numeric() ? upper_border(c, code) : sql_literal(words_.utf8(text));
+std::string sql_writer::literal(const orvik::column_view& c, orvik::code_t code) const {
+  return c.is_numeric() ? upper_border(c, code) : sql_literal(words_.utf8(c.exact(code)));
 }
 
 /// The place of a value among those of training; none for others.
 std::string sql_writer::place_of(const tested_column& tested) const {
-  const impls::column& c = *tested.values_of;
+  const orvik::column_view c = tested.column;
   const std::string name = column(tested);
   std::string text = "CASE";
-  for (impls::code_t code = 1; code <= c.values()->size_of_known(); ++code) {
-    const bool range = c.values()->type() == "float";
+  for (orvik::code_t code = 1; code <= c.n_values(); ++code) {
+    const bool range = c.type() == "float";
     text += "\n      WHEN " + name +
             (range ? " > " + lower_border(c, code) + " AND " + name + " <= " : " = ") +
             literal(c, code) + " THEN " + std::to_string(code);
@@ -161,9 +156,8 @@ std::string sql_writer::value_of(const tested_column& tested) const {
 }
 
 /// The number of the value that a node asks for; -1 of a leaf.
-std::string sql_writer::asked_by(const decision_tree& tree) const {
-  if (is_leaf(tree)) return "-1";
-  return std::to_string(places_.at(&table_.column_of(tree.get_node()->attribute())));
+std::string sql_writer::asked_by(const tree_node& node) const {
+  return node.is_leaf() ? "-1" : std::to_string(places_[node.tested().index()]);
 }
 
 void sql_writer::write_asked() {
@@ -180,51 +174,40 @@ void sql_writer::write_asked() {
 template <class Row>
 void sql_writer::write_rows(const char* head, const char* none, const Row& row) {
   out_ << "  " << head << " AS (VALUES\n    " << none;
-  for (const decision_tree* tree : nodes_)
-    row(*tree, std::to_string(numbers_.at(tree->get_node())));
+  for (std::size_t i = 0; i < nodes_.size(); ++i) row(nodes_[i], std::to_string(i));
   out_ << "),\n";
 }
 
 void sql_writer::write_classes() {
   out_ << "  classes(code, name) AS (VALUES";
-  for (impls::code_t c = 0; c < table_.n_class_codes(); ++c) {
+  for (orvik::code_t c = 0; c < schema_.n_class_codes(); ++c) {
     out_ << (c == 0 ? "\n    (" : ",\n    (") << c << ", " << sql_literal(words_.class_name(c))
          << ')';
   }
   out_ << "),\n";
 }
 
-void sql_writer::number_nodes() {
-  const auto note = [this](const decision_tree& tree, unsigned long) {
-    numbers_[tree.get_node()] = nodes_.size();
-    nodes_.push_back(&tree);
-    return true;
-  };
-  zel::adt::walk(chosen_.nodes(), note, [](const decision_tree&, unsigned long) {});
-}
-
 /// A value of a discrete column is its place: above the one before, up to itself.
-void sql_writer::write_branch(const decision_tree& tree, const std::string& node) {
-  const impls::decision_node& below = *tree.get_node();
-  if (below.father() == nullptr) return;
-  const impls::branch_test test = test_before(table_, below);
-  const std::string limit =
-      test.how != impls::branch_test::EQUAL && test.tested->values()->is_numeric()
-          ? upper_border(*test.tested, test.code)
-          : std::to_string(test.code);
-  const bool ranges = test.how == impls::branch_test::EQUAL;
-  out_ << ",\n    (" << numbers_.at(below.father()) << ',' << node << ','
-       << (ranges                                  ? std::to_string(test.code - 1)
-           : test.how == impls::branch_test::ABOVE ? limit
-                                                   : "NULL")
-       << ',' << (test.how == impls::branch_test::ABOVE ? "NULL" : limit) << ','
-       << decimal(below.weight()) << ',' << decimal(below.father()->weight()) << ','
-       << asked_by(tree) << ')';
+void sql_writer::write_branch(const placed_node& below, const std::string& number) {
+  using orvik::branch_test;
+  if (below.level == 0) return;
+  const branch_test test = below.node.test_before();
+  const bool one_value = test.how == branch_test::EQUAL, above = test.how == branch_test::ABOVE;
+  const std::string limit = !one_value && test.tested.is_numeric()
+                                ? upper_border(test.tested, test.code)
+                                : std::to_string(test.code);
+  const tree_node father = nodes_[static_cast<std::size_t>(below.father)].node;
+  out_ << ",\n    (" << below.father << ',' << number << ','
+       << (one_value ? std::to_string(test.code - 1)
+           : above   ? limit
+                     : "NULL")
+       << ',' << (above ? "NULL" : limit) << ',' << decimal(below.node.weight()) << ','
+       << decimal(father.weight()) << ',' << asked_by(below.node) << ')';
 }
 
 void sql_writer::write_branches() {
-  const auto row = [this](const decision_tree& tree, const std::string& node) {
-    write_branch(tree, node);
+  const auto row = [this](const placed_node& below, const std::string& number) {
+    write_branch(below, number);
   };
   write_rows("branches(father, node, above, up_to, weight, whole, asks)",
              "(-1,-1,CAST(NULL AS DOUBLE PRECISION),CAST(NULL AS DOUBLE PRECISION),"
@@ -233,26 +216,26 @@ void sql_writer::write_branches() {
 }
 
 void sql_writer::write_leaves() {
-  const auto row = [this](const decision_tree& tree, const std::string& node) {
-    if (!is_leaf(tree)) return;
-    const impls::decision_node& leaf = *tree.get_node();
-    const double confidence = leaf.weight() > 0 ? leaf.get_leaf_classfreq() : 1.0;
-    out_ << ",\n    (" << node << ',' << leaf.get_leaf_class() << ',' << decimal(confidence) << ')';
+  const auto row = [this](const placed_node& each, const std::string& number) {
+    if (!each.node.is_leaf()) return;
+    out_ << ",\n    (" << number << ',' << each.node.predicted() << ','
+         << decimal(each.node.weight() > 0 ? each.node.confidence() : 1.0) << ')';
   };
   write_rows("leaves(node, class, confidence)", "(-1,0,CAST(0 AS DOUBLE PRECISION))", row);
 }
 
 void sql_writer::write_shares() {
-  const auto row = [this](const decision_tree& tree, const std::string& node) {
-    if (!is_leaf(tree)) return;
-    const impls::decision_node& leaf = *tree.get_node();
+  const auto row = [this](const placed_node& each, const std::string& number) {
+    const tree_node& leaf = each.node;
+    if (!leaf.is_leaf()) return;
     if (!(leaf.weight() > 0)) {
-      out_ << ",\n    (" << node << ',' << leaf.get_leaf_class() << ",1,1)";
+      out_ << ",\n    (" << number << ',' << leaf.predicted() << ",1,1)";
       return;
     }
-    for (impls::code_t c = 0; c < table_.n_class_codes(); ++c) {
-      if (leaf.class_weight(c) == 0) continue;
-      out_ << ",\n    (" << node << ',' << c << ',' << decimal(leaf.class_weight(c)) << ','
+    const double* const weights = leaf.class_weights();
+    for (orvik::code_t c = 0; c < schema_.n_class_codes(); ++c) {
+      if (weights[c] == 0) continue;
+      out_ << ",\n    (" << number << ',' << c << ',' << decimal(weights[c]) << ','
            << decimal(leaf.weight()) << ')';
     }
   };
@@ -261,9 +244,8 @@ void sql_writer::write_shares() {
 }
 
 void sql_writer::write() {
-  number_nodes();
-  out_ << "-- The class " << cpp_literal(table_.class_column().name()) << " of every row of "
-       << cpp_literal(relation_) << " by the model " << cpp_literal(chosen_.model.name())
+  out_ << "-- The class " << cpp_literal(schema_.class_column().name()) << " of every row of "
+       << cpp_literal(relation_) << " by the model " << cpp_literal(chosen_.model.get_name())
        << ": written by orvview.\n-- Unknown values are NULL. Columns of numbers must hold numbers."
        << "\nWITH RECURSIVE\n";
   write_asked();
@@ -277,7 +259,7 @@ void sql_writer::write() {
     value.append(" WHEN ").append(place).append(" THEN a.value_").append(place);
   }
   value = tables_.columns.empty() ? "NULL" : value + " END";
-  const std::string root = tables_.columns.empty() ? "NULL" : "value_" + asked_by(chosen_.nodes());
+  const std::string root = tables_.columns.empty() ? "NULL" : "value_" + asked_by(chosen_.root());
   std::string query = k_query + 1;
   query.replace(query.find("%VALUE%"), 7, value);
   query.replace(query.find("%ROOT%"), 6, root);

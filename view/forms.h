@@ -1,32 +1,32 @@
 // The forms that a model is shown and used in, beside the report: rules, programs, pictures.
 //
-// Every form shows names, values and numbers as impls/rendering/description.h decides. What people
-// read has them printed; what a program reads has them exact.
+// Every form shows names, values and numbers as the library's renderings do. What people read has
+// them printed; what a program reads has them exact.
 #pragma once
 
 #include <ostream>
 #include <string>
 
-#include "impls/model/dtree.h"
+#include "orvik/dtree.h"
 
 namespace orvview {
 
 /// A tree of a model and what says what is in it. `tree` counts from 0 and is in range.
 struct chosen_tree {
-  const orvik::impls::dtree& model;
+  const orvik::dtree& model;
   unsigned long tree = 0;
 
-  const orvik::impls::decision_tree& nodes() const { return model.get_tree(tree); }
-  const orvik::impls::table& schema() const { return *model.get_training_table(); }
+  orvik::tree_node root() const { return model.get_tree(tree); }
+  orvik::schema_view schema() const { return model.get_schema(); }
 };
 
 // Programs that predict, of models with one tree or many. What they hold and how exactly they
 // agree with the library stands in docs/orvview.1.md.
 
 /// One C++17 source without dependencies.
-void write_cpp(const orvik::impls::dtree& model, std::ostream& out);
+void write_cpp(const orvik::dtree& model, std::ostream& out);
 /// One Python 3 module without dependencies.
-void write_python(const orvik::impls::dtree& model, std::ostream& out);
+void write_python(const orvik::dtree& model, std::ostream& out);
 /// One SQL query that predicts the rows of the table named `relation`.
 void write_sql(const chosen_tree& chosen, const std::string& relation, std::ostream& out);
 

@@ -16,8 +16,8 @@
 #include <string_view>
 
 #include "forms.h"
-#include "impls/identity.h"
 #include "model_file.h"
+#include "orvik/orvik.h"
 #include "report.h"
 #include "rules.h"
 #include "zel/inpout/replacing_file.h"
@@ -41,7 +41,7 @@ struct settings {
   bool html = false, svg = false, cpp = false, python = false, summary = false;
   std::string rules;  // the form; empty: none
   unsigned long tree = 1;
-  unsigned long depth = orvik::impls::k_no_depth_limit;
+  unsigned long depth = orvik::k_all_levels;
   std::string relation = "cases";
   std::string color = "auto", separator = ",";
   bool writes_report() const { return !svg && !cpp && !python && !summary && rules.empty(); }
@@ -61,7 +61,7 @@ void describe_forms(CLI::App& app, settings& how) {
 }
 
 void describe(CLI::App& app, settings& how) {
-  app.set_version_flag("--version", std::string("orvview ") + orvik::impls::k_version);
+  app.set_version_flag("--version", std::string("orvview ") + orvik::get_version());
   app.add_option("MODEL", how.from.model, "a model that orvcmd -tb wrote")->required();
   app.add_option("-o,--output", how.output, "where to write; - for standard output")
       ->type_name("FILE");
@@ -174,7 +174,7 @@ void write_file(const settings& how, const opened& found) {
 
 void run(const settings& how) {
   const opened found = orvview::open_sources(how.from);
-  const unsigned long n = found.model->n_trees();
+  const unsigned long n = found.model->get_no_trees();
   if (how.tree > n) {
     throw std::runtime_error("--tree " + std::to_string(how.tree) + k_no_such_tree +
                              std::to_string(n));

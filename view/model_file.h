@@ -5,8 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "impls/model/dtree.h"
-#include "impls/tables/table.h"
+#include "orvik/dtree.h"
 
 namespace orvview {
 
@@ -20,8 +19,8 @@ struct sources {
 
 /// A model with at least one tree, which has its schema; the rows are null without files of them.
 struct opened {
-  std::unique_ptr<orvik::impls::dtree> model;
-  std::unique_ptr<orvik::impls::table> rows;
+  std::unique_ptr<orvik::dtree> model;
+  std::unique_ptr<orvik::table> rows;
 };
 
 /// Reads them. The rows need not be those the model was grown on, nor have its value sets; their

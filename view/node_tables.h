@@ -8,26 +8,23 @@
 
 #include <vector>
 
-#include "impls/model/dtree.h"
+#include "forms.h"
 
 namespace orvview {
 
 /// A column that some tree tests.
 struct tested_column {
-  const orvik::impls::column* values_of;
-  unsigned long index;                     // in the table
-  std::vector<orvik::impls::code_t> cuts;  // ascending codes of the value set; none if discrete
+  orvik::column_view column;
+  std::vector<orvik::code_t> cuts;  // ascending codes of the column; none if discrete
 
   bool is_cut() const { return !cuts.empty(); }
   /// Whether it compares numbers, else texts.
-  bool is_numeric() const { return values_of->values()->is_numeric(); }
-  /// Branches of a test.
-  unsigned long branches() const;
+  bool is_numeric() const { return column.is_numeric(); }
 };
 
 /// Part of a leaf's weight.
 struct class_share {
-  orvik::impls::code_t class_code;
+  orvik::code_t class_code;
   double weight;
 };
 
@@ -39,14 +36,13 @@ struct table_node {
   unsigned long first;  // the first child; leaf: its first share
   unsigned long n;      // children or shares
   double weight;
-  const orvik::impls::decision_tree* source;
 };
 
 /// All trees in one table, the nodes of a tree level by level.
 struct node_tables {
-  explicit node_tables(const orvik::impls::dtree& model);
-  node_tables(const orvik::impls::table& schema,
-              const std::vector<const orvik::impls::decision_tree*>& trees);
+  /// Of all trees of a model, and of one.
+  explicit node_tables(const orvik::dtree& model);
+  explicit node_tables(const chosen_tree& chosen);
 
   std::vector<tested_column> columns;  // ascending
   std::vector<unsigned long> roots;    // by tree
@@ -54,11 +50,11 @@ struct node_tables {
   std::vector<class_share> shares;  // other than 0
 
  private:
-  void find_columns(const orvik::impls::table& schema,
-                    const std::vector<const orvik::impls::decision_tree*>& trees);
-  void add_tree(const orvik::impls::decision_tree& tree);
-  table_node node_of(const orvik::impls::decision_tree& tree, unsigned long next);
-  void add_shares(const orvik::impls::decision_node& leaf);
+  node_tables(const orvik::schema_view& schema, const std::vector<orvik::tree_node>& trees);
+  void find_columns(const orvik::schema_view& schema, const std::vector<orvik::tree_node>& trees);
+  void add_tree(const orvik::tree_node& root);
+  table_node entry_of(const orvik::tree_node& node, unsigned long next);
+  void add_shares(const orvik::tree_node& leaf);
 
   unsigned long n_class_codes_;
   std::vector<long> column_of_attribute_;

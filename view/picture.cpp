@@ -2,19 +2,19 @@
 // share of the cases that go along it. Needs no fonts but the viewer's own, so room for texts is
 // estimated by their number of letters.
 #include <algorithm>
-#include <array>
-#include <charconv>
 
 #include "forms.h"
-#include "impls/rendering/description.h"
+#include "numbers.h"
+#include "palette.h"
 #include "tidy_layout.h"
 #include "wording.h"
-#include "zel/adt/tree_walk.h"
+#include "zel/text/decimal.h"
 
 namespace orvview {
 
-namespace impls = orvik::impls;
-using impls::decision_tree;
+using orvik::branch_test;
+using orvik::placed_node;
+using orvik::tree_node;
 
 namespace {
 
@@ -28,11 +28,6 @@ constexpr unsigned long k_longest_text = 28;
 constexpr double k_legend_line = 22;
 constexpr double k_least_width = 480;
 
-// Told apart also by eyes that do not tell red from green (Okabe and Ito 2008); further classes
-// take them again.
-constexpr std::array<const char*, 8> k_colors = {"#0072b2", "#e69f00", "#009e73", "#cc79a7",
-                                                 "#56b4e9", "#d55e00", "#b3a100", "#7f7f7f"};
-
 constexpr char k_style[] = R"source(<style>
 text{font:12px system-ui,-apple-system,"Segoe UI",Roboto,"Noto Sans",sans-serif;fill:#1f2328;text-anchor:middle;unicode-bidi:isolate}
 .t{font-size:16px;font-weight:600;text-anchor:start}.h{text-anchor:start}
@@ -44,15 +39,11 @@ text{font:12px system-ui,-apple-system,"Segoe UI",Roboto,"Noto Sans",sans-serif;
 )source";
 
 /// A tenth of a pixel is enough.
-std::string pixels(double x) {
-  char room[340];
-  const auto [end, error] = std::to_chars(room, room + sizeof room, x, std::chars_format::fixed, 1);
-  return {room, end[-1] == '0' ? end - 2 : end};
-}
+std::string pixels(double x) { return trimmed_decimal(x); }
 
 /// A node as it is drawn.
 struct drawn_node {
-  const decision_tree* tree;
+  tree_node node;
   long father;
   unsigned long level;
   unsigned long hidden;  // nodes below that are left out
@@ -63,24 +54,21 @@ struct drawn_node {
 class svg_writer {
  public:
   svg_writer(const chosen_tree& chosen, unsigned long depth, std::ostream& out)
-      : chosen_(chosen), table_(chosen.schema()), words_(chosen.model), depth_(depth), out_(out) {}
+      : chosen_(chosen), schema_(chosen.schema()), words_(chosen.model), depth_(depth), out_(out) {}
 
   void write();
 
  private:
   void collect();
-  drawn_node drawn(const decision_tree& tree, long father, unsigned long level) const;
-  std::string label_of(const impls::branch_test& test) const;
+  drawn_node drawn(const placed_node& at) const;
+  std::string label_of(const branch_test& test) const;
   std::string tip_of(const drawn_node& d) const;
   double place_legend();
   void write_head(double width, double height);
   void write_legend();
   void write_edge(const drawn_node& d, double x, double father_x);
   void write_node(const drawn_node& d, double x);
-  void write_bar(const impls::decision_node& node, double left, double y, double width);
-  static std::size_t color_of(impls::code_t code) {
-    return (code + k_colors.size() - 1) % k_colors.size();
-  }
+  void write_bar(const tree_node& node, double left, double y, double width);
   double top_of(unsigned long level) const { return head_ + static_cast<double>(level) * k_level; }
   /// A text of a class of its own at a place.
   void write_text(const char* kind, double x, double y, const std::string& utf8);
@@ -88,11 +76,11 @@ class svg_writer {
   struct legend_item {
     double x, y;
     std::string text;
-    impls::code_t code;
+    orvik::code_t code;
   };
 
   const chosen_tree& chosen_;
-  const impls::table& table_;
+  orvik::schema_view schema_;
   wording words_;
   unsigned long depth_;
   std::ostream& out_;
@@ -102,40 +90,33 @@ class svg_writer {
   double head_ = 0;  // height above the tree
 };
 
-std::string svg_writer::label_of(const impls::branch_test& test) const {
+std::string svg_writer::label_of(const branch_test& test) const {
   const std::string value = words_.utf8(test.printed_value());
-  if (test.how == impls::branch_test::UP_TO) return "\u2264 " + value;
-  return test.how == impls::branch_test::ABOVE ? "> " + value : value;
+  if (test.how == branch_test::UP_TO) return "\u2264 " + value;
+  return test.how == branch_test::ABOVE ? "> " + value : value;
 }
 
-drawn_node svg_writer::drawn(const decision_tree& tree, long father, unsigned long level) const {
-  const impls::decision_node& node = *tree.get_node();
-  drawn_node d{&tree, father, level, 0, "", "", "", 0};
-  if (is_leaf(tree)) {
-    d.name = words_.class_name(node.get_leaf_class());
-    d.counts = printed_counts(node);
+drawn_node svg_writer::drawn(const placed_node& at) const {
+  const auto& [node, father, level] = at;
+  drawn_node d{node, father, level, 0, "", "", "", 0};
+  if (node.is_leaf()) {
+    d.name = words_.class_name(node.predicted());
+    d.counts = node.printed_counts();
   } else {
-    d.name = words_.column_name(table_.column_index_of(node.attribute()));
-    if (level == depth_) d.hidden = tree.size() - 1;
+    d.name = words_.column_name(node.tested().index());
+    if (level == depth_) d.hidden = node.size() - 1;
     d.counts = d.hidden > 0 ? std::to_string(d.hidden) + " nodes below"
-                            : impls::printed_weight(node.weight());
+                            : zel::text::one_decimal(node.weight());
   }
   d.name = shortened(d.name, k_longest_text);
-  if (level > 0) d.label = shortened(label_of(test_before(table_, node)), k_longest_text);
+  if (level > 0) d.label = shortened(label_of(node.test_before()), k_longest_text);
   const unsigned long letters = std::max(columns_of(d.name), columns_of(d.counts));
   d.box = static_cast<double>(letters) * k_letter + 2 * k_padding;
   return d;
 }
 
 void svg_writer::collect() {
-  std::vector<long> path;  // the nodes above, by level
-  const auto enter = [&](const decision_tree& tree, unsigned long level) {
-    path.resize(level);
-    nodes_.push_back(drawn(tree, level == 0 ? -1 : path.back(), level));
-    path.push_back(static_cast<long>(nodes_.size()) - 1);
-    return level < depth_;
-  };
-  zel::adt::walk(chosen_.nodes(), enter, [](const decision_tree&, unsigned long) {});
+  for (const placed_node& at : nodes_of(chosen_.root(), depth_)) nodes_.push_back(drawn(at));
   std::vector<layout_node> places;
   for (const drawn_node& d : nodes_) {
     const double label = static_cast<double>(columns_of(d.label)) * k_letter;
@@ -152,7 +133,7 @@ double svg_writer::place_legend() {
   }
   width = std::max(width, k_least_width);
   double x = 0, y = k_margin + 2 * k_legend_line;
-  for (impls::code_t c = 1; c < table_.n_class_codes(); ++c) {
+  for (orvik::code_t c = 1; c < schema_.n_class_codes(); ++c) {
     std::string text = shortened(words_.class_name(c), k_longest_text);
     const double taken = static_cast<double>(columns_of(text)) * k_letter + 2 * k_padding;
     if (x > 0 && x + taken > width) {
@@ -175,17 +156,18 @@ void svg_writer::write_head(double width, double height) {
   const std::string size = pixels(width) + "\" height=\"" + pixels(height);
   out_ << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\""
        << " width=\"" << size << "\" viewBox=\"0 0 " << pixels(width) << ' ' << pixels(height)
-       << "\" role=\"img\">\n<title>" << xml_text(words_.utf8(chosen_.model.name())) << "</title>\n"
+       << "\" role=\"img\">\n<title>" << xml_text(words_.utf8(chosen_.model.get_name()))
+       << "</title>\n"
        << k_style;
   for (std::size_t i = 0; i < k_colors.size(); ++i) {
-    out_ << ".c" << i << "{fill:" << k_colors[i] << "}.k.c" << i << "{stroke:" << k_colors[i]
-         << "}\n";
+    out_ << ".c" << i << "{fill:" << k_colors[i].web << "}.k.c" << i
+         << "{stroke:" << k_colors[i].web << "}\n";
   }
   out_ << "</style>\n<rect class=\"p\" width=\"" << size << "\"/>\n";
 }
 
 void svg_writer::write_legend() {
-  const std::string target = words_.column_name(table_.class_index());
+  const std::string target = words_.column_name(schema_.class_column().index());
   std::string title = shortened(target, 2 * k_longest_text);
   if (chosen_.model.is_ensemble()) title += ", tree " + std::to_string(chosen_.tree + 1);
   write_text(" class=\"t\"", k_margin, k_margin + k_legend_line / 2, title);
@@ -200,8 +182,8 @@ void svg_writer::write_legend() {
 
 /// A share of the root's weight as thickness.
 void svg_writer::write_edge(const drawn_node& d, double x, double father_x) {
-  const double whole = chosen_.nodes().get_node()->weight();
-  const double share = whole > 0 ? std::min(1.0, d.tree->get_node()->weight() / whole) : 0;
+  const double whole = chosen_.root().weight();
+  const double share = whole > 0 ? std::min(1.0, d.node.weight() / whole) : 0;
   const double top = top_of(d.level - 1) + k_box;
   const double end = top_of(d.level) - k_label;
   const std::string middle = pixels((top + end) / 2);
@@ -212,28 +194,27 @@ void svg_writer::write_edge(const drawn_node& d, double x, double father_x) {
 }
 
 std::string svg_writer::tip_of(const drawn_node& d) const {
-  const impls::decision_node& node = *d.tree->get_node();
-  std::string tip = is_leaf(*d.tree) ? words_.class_name(node.get_leaf_class())
-                                     : words_.column_name(table_.column_index_of(node.attribute()));
+  std::string tip = d.node.is_leaf() ? words_.class_name(d.node.predicted())
+                                     : words_.column_name(d.node.tested().index());
   if (d.level > 0) {
-    const impls::branch_test test = test_before(table_, node);
-    const unsigned int asked = node.father()->attribute();
-    tip = words_.column_name(table_.column_index_of(asked)) +
-          (test.how == impls::branch_test::EQUAL ? " = " : " ") + label_of(test) + "\n" + tip;
+    const branch_test test = d.node.test_before();
+    tip = words_.column_name(test.tested.index()) + (test.how == branch_test::EQUAL ? " = " : " ") +
+          label_of(test) + "\n" + tip;
   }
-  for (impls::code_t c = 1; c < table_.n_class_codes(); ++c) {
-    if (node.class_weight(c) == 0) continue;
-    tip += '\n' + words_.class_name(c) + ": " + impls::printed_weight(node.class_weight(c));
+  for (orvik::code_t c = 1; c < schema_.n_class_codes(); ++c) {
+    const double weight = d.node.class_weights()[c];
+    if (weight == 0) continue;
+    tip += '\n' + words_.class_name(c) + ": " + zel::text::one_decimal(weight);
   }
   return tip;
 }
 
 /// The shares of the classes; slivers are left out.
-void svg_writer::write_bar(const impls::decision_node& node, double left, double y, double width) {
+void svg_writer::write_bar(const tree_node& node, double left, double y, double width) {
   if (!(node.weight() > 0)) return;
   double x = left;
-  for (impls::code_t c = 1; c < table_.n_class_codes(); ++c) {
-    const double part = width * std::min(1.0, node.class_weight(c) / node.weight());
+  for (orvik::code_t c = 1; c < schema_.n_class_codes(); ++c) {
+    const double part = width * std::min(1.0, node.class_weights()[c] / node.weight());
     if (part >= k_least_bar) {
       out_ << "<rect class=\"c" << color_of(c) << "\" x=\"" << pixels(x) << "\" y=\"" << pixels(y)
            << "\" width=\"" << pixels(part) << "\" height=\"" << pixels(k_bar) << "\"/>";
@@ -245,12 +226,11 @@ void svg_writer::write_bar(const impls::decision_node& node, double left, double
 void svg_writer::write_node(const drawn_node& d, double x) {
   const double top = top_of(d.level);
   const double left = x - d.box / 2;
-  const impls::decision_node& node = *d.tree->get_node();
   out_ << "<g><title>" << xml_text(tip_of(d)) << "</title>";
   if (!d.label.empty()) write_text(" class=\"e\"", x, top - k_label / 3, d.label);
   out_ << "<rect class=\"";
-  if (is_leaf(*d.tree)) {
-    out_ << "k c" << color_of(node.get_leaf_class()) << "\" rx=\"" << pixels(k_box / 2);
+  if (d.node.is_leaf()) {
+    out_ << "k c" << color_of(d.node.predicted()) << "\" rx=\"" << pixels(k_box / 2);
   } else {
     out_ << (d.hidden > 0 ? "n m" : "n") << "\" rx=\"6";
   }
@@ -258,7 +238,7 @@ void svg_writer::write_node(const drawn_node& d, double x) {
        << "\" height=\"" << pixels(k_box) << "\"/>";
   write_text("", x, top + k_padding, d.name);
   write_text(" class=\"s\"", x, top + 2 * k_padding - 3, d.counts);
-  write_bar(node, left + k_padding, top + k_box - k_bar - 3, d.box - 2 * k_padding);
+  write_bar(d.node, left + k_padding, top + k_box - k_bar - 3, d.box - 2 * k_padding);
   out_ << "</g>\n";
 }
 

@@ -4,14 +4,13 @@
 #include <ostream>
 #include <string>
 
-#include "impls/model/dtree.h"
-#include "impls/tables/table.h"
+#include "orvik/dtree.h"
 
 namespace orvview {
 
 /// Writes the report. `title` is what the model is called. `rows`, which may be null, is a table
 /// with the columns of the model's: what only rows tell is left out without it.
-void write_html_report(const orvik::impls::dtree& model, const std::string& title,
-                       const orvik::impls::table* rows, std::ostream& out);
+void write_html_report(const orvik::dtree& model, const std::string& title, orvik::table* rows,
+                       std::ostream& out);
 
 }  // namespace orvview

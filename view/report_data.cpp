@@ -1,24 +1,25 @@
 #include "report_data.h"
 
 #include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 
-#include "impls/identity.h"
-#include "impls/rendering/description.h"
-#include "report_numbers.h"
+#include "numbers.h"
+#include "orvik/orvik.h"
 #include "report_rows.h"
 #include "wording.h"
-#include "zel/adt/tree_walk.h"
-#include "zel/text/decimal.h"
+#include "zel/text/json.h"
 #include "zel/util/string_util.h"
 
 namespace orvview {
 
-using namespace orvik::impls;
+using orvik::code_t;
+using orvik::placed_node;
+using orvik::row_t;
+using orvik::tree_node;
 
 namespace {
 
@@ -37,102 +38,81 @@ constexpr char k_permutation_on_rows[] = "Rise of the error on the given rows wi
 
 class data_writer {
  public:
-  data_writer(const dtree& model, const table* rows)
+  data_writer(const orvik::dtree& model, orvik::table* rows)
       : model_(model),
-        schema_(*model.get_training_table()),
+        schema_(model.get_schema()),
         rows_(rows),
         words_(model),
-        json_(buffer_) {
-    cuts_.resize(schema_.n_columns());
-    tested_.resize(schema_.n_attributes());
-    for (unsigned long i = 0; i < model_.n_trees(); ++i) model_.get_tree(i).set_used_atts(tested_);
+        json_(buffer_),
+        tested_(model.get_tested()),
+        cuts_(schema_.n_columns()) {
     shown_.assign(schema_.n_columns(), false);
-    shown_[schema_.class_index()] = true;
-    for (const unsigned long a : tested_) shown_[schema_.column_index_of(a)] = true;
+    shown_[schema_.class_column().index()] = true;
+    for (const unsigned long a : tested_) shown_[schema_.attribute(a).index()] = true;
   }
 
   std::string write(const std::string& title);
 
  private:
-  void key(std::string_view name) {
-    json_.Key(name.data(), static_cast<rapidjson::SizeType>(name.size()));
-  }
-  void utf8(const std::string& text);
+  void key(std::string_view name) { json_.key(name); }
   /// A text of the table; rows that are not the model's may be in another encoding than it.
-  void text(const std::string& raw) { utf8(as_utf8(words_.utf8(raw))); }
-  void number(double x);
-  void plain(const std::string& digits) {
-    json_.RawValue(digits.data(), digits.size(), rapidjson::kNumberType);
-  }
-  /// An array of what each(item) writes for every item of `all`.
-  template <class Range, class Each>
-  void array(std::string_view name, const Range& all, const Each& each) {
+  void text(const std::string& raw) { json_.text(as_utf8(words_.utf8(raw))); }
+  /// Opens an array.
+  void begin(std::string_view name) {
     key(name);
     json_.StartArray();
-    for (const auto& item : all) each(item);
-    json_.EndArray();
   }
 
   void write_head(const std::string& title);
   void write_sizes();
   void write_trees();
-  void write_tree(const decision_tree& tree);
-  void write_tests(const std::vector<const decision_tree*>& nodes);
-  void write_statistics(const std::vector<const decision_tree*>& nodes);
-  long cut_of(const decision_node& node);
+  void write_tree(const tree_node& root);
+  void write_tests(const std::vector<placed_node>& nodes);
+  void write_statistics(const std::vector<placed_node>& nodes);
+  long cut_of(const tree_node& node);
   void write_columns();
   void write_column(unsigned long i);
-  void write_matrix(const char* title, const conf_matrix& matrix);
+  void write_matrix(const char* title, const orvik::conf_matrix& matrix);
   void write_matrices();
   void write_importance();
   void write_out_of_bag();
   void write_rows();
 
-  const dtree& model_;
-  const table& schema_;
-  const table* rows_;
+  const orvik::dtree& model_;
+  orvik::schema_view schema_;
+  orvik::table* rows_;  // may be null
   wording words_;
   rapidjson::StringBuffer buffer_;
-  rapidjson::Writer<rapidjson::StringBuffer> json_;
-  zel::adt::bitmap tested_;                   // attributes
-  std::vector<bool> shown_;                   // by column: the class and what is tested
+  zel::text::json_writer<rapidjson::StringBuffer> json_;
+  std::vector<unsigned long> tested_;         // attributes
   std::vector<std::map<code_t, long>> cuts_;  // by column: codes of thresholds and their places
+  std::vector<bool> shown_;                   // by column: the class and what is tested
   std::unique_ptr<recoded_rows> recoded_;     // null without rows
-  std::vector<decision_tree::prediction> predictions_;
+  std::vector<orvik::dtree::prediction> predictions_;
 };
-
-void data_writer::utf8(const std::string& text) {
-  json_.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
-}
-
-/// JSON has no numbers beyond the finite ones.
-void data_writer::number(double x) {
-  std::isfinite(x) ? plain(zel::text::shortest_decimal(x)) : static_cast<void>(json_.Null());
-}
 
 void data_writer::write_head(const std::string& title) {
   key("name");
-  utf8(as_utf8(title));
+  json_.text(as_utf8(title));
   key("kind");
   text(model_.is_ensemble() ? "Ensemble of classification trees" : "Classification tree");
   key("made_by");
-  text(std::string(k_library_name) + ' ' + k_version);
+  text(orvik::get_product());
   key("ensemble");
   json_.Bool(model_.is_ensemble());
   key("tree_count");
-  json_.Uint64(model_.n_trees());
+  json_.Uint64(model_.get_no_trees());
   key("cases");
-  json_.Uint64(model_.get_tree(0).get_node()->n_cases());
+  json_.Uint64(model_.get_tree(0).n_cases());
   key("class");
-  json_.Uint64(schema_.class_index());
+  json_.Uint64(schema_.class_column().index());
 }
 
 /// Nodes, leaves and depth of every tree.
 void data_writer::write_sizes() {
-  key("sizes");
-  json_.StartArray();
-  for (unsigned long i = 0; i < model_.n_trees(); ++i) {
-    const decision_tree& tree = model_.get_tree(i);
+  begin("sizes");
+  for (unsigned long i = 0; i < model_.get_no_trees(); ++i) {
+    const tree_node tree = model_.get_tree(i);
     json_.StartArray();
     json_.Uint64(tree.size());
     json_.Uint64(tree.leaves());
@@ -143,63 +123,56 @@ void data_writer::write_sizes() {
 }
 
 void data_writer::write_trees() {
-  key("trees");
-  json_.StartArray();
+  begin("trees");
   const std::size_t before = buffer_.GetSize();
-  for (unsigned long i = 0; i < model_.n_trees(); ++i) {
+  for (unsigned long i = 0; i < model_.get_no_trees(); ++i) {
     if (i > 0 && buffer_.GetSize() - before > k_room_for_trees) break;
     write_tree(model_.get_tree(i));
   }
   json_.EndArray();
 }
 
-void data_writer::write_tree(const decision_tree& tree) {
-  std::vector<const decision_tree*> nodes;
-  zel::adt::walk(
-      tree,
-      [&](const decision_tree& each, unsigned long) {
-        nodes.push_back(&each);
-        return true;
-      },
-      [](const decision_tree&, unsigned long) {});
-  json_.StartObject();
-  array("children", nodes, [&](const decision_tree* n) { json_.Uint(n->get_no_childs()); });
-  write_tests(nodes);
-  write_statistics(nodes);
-  json_.EndObject();
+void data_writer::write_tree(const tree_node& root) {
+  const std::vector<placed_node> nodes = nodes_of(root);
+  json_.object([&] {
+    json_.array("children", nodes,
+                [&](const placed_node& n) { json_.Uint64(n.node.n_children()); });
+    write_tests(nodes);
+    write_statistics(nodes);
+  });
 }
 
-void data_writer::write_tests(const std::vector<const decision_tree*>& nodes) {
-  std::vector<const decision_node*> inner;
-  for (const decision_tree* n : nodes) {
-    if (!is_leaf(*n)) inner.push_back(n->get_node());
+void data_writer::write_tests(const std::vector<placed_node>& nodes) {
+  std::vector<tree_node> inner;
+  for (const placed_node& n : nodes) {
+    if (!n.node.is_leaf()) inner.push_back(n.node);
   }
-  array("columns", inner,
-        [&](const decision_node* n) { json_.Uint64(schema_.column_index_of(n->attribute())); });
-  array("cuts", inner, [&](const decision_node* n) { json_.Int64(cut_of(*n)); });
+  json_.array("columns", inner, [&](const tree_node& n) { json_.Uint64(n.tested().index()); });
+  json_.array("cuts", inner, [&](const tree_node& n) { json_.Int64(cut_of(n)); });
 }
 
 /// Place of a node's threshold among those of its column, which it enters; -1 without.
-long data_writer::cut_of(const decision_node& node) {
-  const branch_test test = test_of_branch(schema_, node, 0);
-  if (test.how != branch_test::UP_TO) return -1;
-  std::map<code_t, long>& known = cuts_[schema_.column_index_of(node.attribute())];
+long data_writer::cut_of(const tree_node& node) {
+  const orvik::branch_test test = node.test(0);
+  if (test.how != orvik::branch_test::UP_TO) return -1;
+  std::map<code_t, long>& known = cuts_[test.tested.index()];
   return known.try_emplace(test.code, static_cast<long>(known.size())).first->second;
 }
 
-void data_writer::write_statistics(const std::vector<const decision_tree*>& nodes) {
+void data_writer::write_statistics(const std::vector<placed_node>& nodes) {
   const unsigned long n_codes = schema_.n_class_codes();
   std::vector<unsigned long> kinds;
   std::vector<std::pair<code_t, double>> shares;
   std::vector<std::pair<std::size_t, double>> odd_weights, odd_classes;
   bool cases_are_weights = true;
   for (std::size_t i = 0; i < nodes.size(); ++i) {
-    const decision_node& node = *nodes[i]->get_node();
+    const tree_node& node = nodes[i].node;
+    const double* const weights = node.class_weights();
     const std::size_t before = shares.size();
     double sum = 0, most = 0;
-    code_t best = k_unknown;
+    code_t best = orvik::k_unknown;
     for (code_t c = 0; c < n_codes; ++c) {
-      const double weight = node.class_weight(c);
+      const double weight = weights[c];
       if (weight == 0 || !std::isfinite(weight)) continue;
       shares.emplace_back(c, weight);
       sum += weight;
@@ -207,69 +180,62 @@ void data_writer::write_statistics(const std::vector<const decision_tree*>& node
     }
     kinds.push_back(shares.size() - before);
     if (sum != node.weight()) odd_weights.emplace_back(i, node.weight());
-    if (best != node.get_leaf_class()) odd_classes.emplace_back(i, node.get_leaf_class());
+    if (best != node.predicted()) odd_classes.emplace_back(i, node.predicted());
     cases_are_weights = cases_are_weights && static_cast<double>(node.n_cases()) == node.weight();
   }
   const auto pair = [&](const std::pair<std::size_t, double>& odd) {
     json_.StartArray();
     json_.Uint64(odd.first);
-    number(odd.second);
+    json_.number(odd.second);
     json_.EndArray();
   };
-  array("kinds", kinds, [&](unsigned long n) { json_.Uint64(n); });
-  array("classes", shares, [&](const auto& share) { json_.Uint64(share.first); });
-  array("weights", shares, [&](const auto& share) { number(share.second); });
-  array("odd_weights", odd_weights, pair);
-  array("odd_classes", odd_classes, pair);
-  array("errors", nodes, [&](const decision_tree* n) {
-    const double error = n->get_node()->estimated_error();
-    plain(std::isfinite(error) ? one_decimal(error) : "0");
+  json_.array("kinds", kinds, [&](unsigned long n) { json_.Uint64(n); });
+  json_.array("classes", shares, [&](const auto& share) { json_.Uint64(share.first); });
+  json_.array("weights", shares, [&](const auto& share) { json_.number(share.second); });
+  json_.array("odd_weights", odd_weights, pair);
+  json_.array("odd_classes", odd_classes, pair);
+  json_.array("errors", nodes, [&](const placed_node& n) {
+    const double error = n.node.stored_error();
+    json_.digits(std::isfinite(error) ? trimmed_decimal(error) : "0");
   });
   if (cases_are_weights) return;
-  array("cases", nodes, [&](const decision_tree* n) { json_.Uint64(n->get_node()->n_cases()); });
+  json_.array("cases", nodes, [&](const placed_node& n) { json_.Uint64(n.node.n_cases()); });
 }
 
 void data_writer::write_columns() {
-  key("columns");
-  json_.StartArray();
+  begin("columns");
   for (unsigned long i = 0; i < schema_.n_columns(); ++i) write_column(i);
   json_.EndArray();
 }
 
 /// Values are needed of the class and of what can be asked for.
 void data_writer::write_column(unsigned long i) {
-  const column& c = schema_.get_column(i);
-  const o_set& values = *c.values();
+  const orvik::column_view c = schema_.column(i);
+  const auto exact = [&](code_t code) { text(c.exact(code)); };
   json_.StartObject();
   key("name");
-  utf8(words_.column_name(i));
+  json_.text(words_.column_name(i));
   key("type");
-  text(values.is_ordered() ? "ostring" : values.type());
+  text(c.type());
   key("role");
-  text(c.get_type());
+  text(c.role_name());
   key("unknown");
-  text(values.null_value());
-  if (shown_[i] && lists_values(c)) {
-    key("values");
-    json_.StartArray();
-    for (code_t code = 1; code <= values.size_of_known(); ++code)
-      text(values.get_exact_value(code));
+  text(c.unknown_text());
+  if (shown_[i] && c.lists_values()) {
+    begin("values");
+    for (code_t code = 1; code <= c.n_values(); ++code) exact(code);
     json_.EndArray();
-  } else if (shown_[i] && is_input(c) && values.size_of_known() > 0) {
-    key("range");
-    json_.StartArray();
-    text(values.get_exact_value(1));
-    text(values.get_exact_value(values.size_of_known()));
-    json_.EndArray();
+  } else if (shown_[i] && c.is_input() && c.n_values() > 0) {
+    json_.array("range", std::array{code_t{1}, c.n_values()}, exact);
   }
   std::vector<code_t> by_place(cuts_[i].size());
   for (const auto& [code, place] : cuts_[i]) by_place[static_cast<std::size_t>(place)] = code;
-  array("cuts", by_place, [&](code_t code) { text(values.get_exact_value(code)); });
-  if (values.is_ordered()) array("cut_places", by_place, [&](code_t code) { json_.Uint64(code); });
+  json_.array("cuts", by_place, exact);
+  if (c.is_ordered()) json_.array("cut_places", by_place, [&](code_t code) { json_.Uint64(code); });
   json_.EndObject();
 }
 
-void data_writer::write_matrix(const char* title, const conf_matrix& m) {
+void data_writer::write_matrix(const char* title, const orvik::conf_matrix& m) {
   const auto percentage = [](double share) { return six_digits(100 * share) + " %"; };
   const double mse = m.err_mse();
   const std::pair<const char*, std::string> figures[] = {
@@ -286,17 +252,16 @@ void data_writer::write_matrix(const char* title, const conf_matrix& m) {
   json_.StartObject();
   key("title");
   text(title);
-  array("figures", figures, [&](const auto& figure) {
+  json_.array("figures", figures, [&](const auto& figure) {
     json_.StartArray();
     text(figure.first);
     text(figure.second);
     json_.EndArray();
   });
-  key("cells");
-  json_.StartArray();
+  begin("cells");
   for (code_t i = 0; m.size() <= k_most_matrix_classes && i < m.size(); ++i) {
     json_.StartArray();
-    for (code_t j = 0; j < m.size(); ++j) number(m.get_element(i, j));
+    for (code_t j = 0; j < m.size(); ++j) json_.number(m.get_element(i, j));
     json_.EndArray();
   }
   json_.EndArray();
@@ -304,38 +269,38 @@ void data_writer::write_matrix(const char* title, const conf_matrix& m) {
 }
 
 void data_writer::write_matrices() {
-  key("matrices");
-  json_.StartArray();
-  if (const conf_matrix* training = model_.get_training_cm()) write_matrix("Training", *training);
+  begin("matrices");
+  const std::unique_ptr<orvik::conf_matrix> training(model_.get_training_cm());
+  if (training) write_matrix("Training", *training);
   if (recoded_) write_matrix("Given rows", *test_on_rows(model_, *recoded_, predictions_));
   json_.EndArray();
 }
 
 void data_writer::write_importance() {
   const bool draws = rows_ != nullptr && model_.has_draws();
-  const auto all = model_.importance(draws ? *rows_ : schema_);
+  const auto all = draws ? model_.get_importance(rows_) : model_.get_importance();
   std::vector<double> on_rows;
   if (recoded_ && !draws) on_rows = permutation_on_rows(model_, *recoded_, tested_);
   key("permutation_title");
   text(draws ? k_permutation_out_of_bag : k_permutation_on_rows);
-  array("importance", all, [&](const orvik::attribute_importance& each) {
+  json_.array("importance", all, [&](const orvik::attribute_importance& each) {
     json_.StartObject();
     key("column");
-    json_.Uint64(schema_.column_index_of(each.attribute));
+    json_.Uint64(schema_.attribute(each.attribute).index());
     key("tested");
-    json_.Bool(tested_[each.attribute]);
+    json_.Bool(std::ranges::binary_search(tested_, each.attribute));
     key("gain");
-    number(each.gain);
+    json_.number(each.gain);
     key("permutation");
-    number(draws ? each.permutation : on_rows.empty() ? 0 : on_rows[each.attribute]);
+    json_.number(draws ? each.permutation : on_rows.empty() ? 0 : on_rows[each.attribute]);
     json_.EndObject();
   });
 }
 
 void data_writer::write_out_of_bag() {
   const bool draws = rows_ != nullptr && model_.has_draws();
-  array("oob", draws ? model_.oob_errors(*rows_) : std::vector<double>(),
-        [&](double error) { number(error); });
+  json_.array("oob", draws ? model_.get_oob_errors(rows_) : std::vector<double>(),
+              [&](double error) { json_.number(error); });
   key("oob_note");
   text(!model_.is_ensemble() || draws ? ""
        : rows_ == nullptr             ? k_no_draws_without_rows
@@ -345,29 +310,30 @@ void data_writer::write_out_of_bag() {
 /// The rows that a case can be picked from: texts by column, empty where nothing asks for one.
 void data_writer::write_rows() {
   if (!recoded_) return;
-  const unsigned long n = std::min(k_rows_to_pick, rows_->n_rows());
+  const unsigned long n = std::min(k_rows_to_pick, recoded_->size());
+  const orvik::schema_view given = rows_->get_schema();
   std::vector<row_t> some(n);
   for (row_t row = 0; row < n; ++row) some[row] = row;
   key("rows");
   json_.StartObject();
-  array("rows", some, [&](row_t row) {
+  json_.array("rows", some, [&](row_t row) {
     json_.StartArray();
-    for (unsigned long i = 0; i < rows_->n_columns(); ++i) {
-      const column& c = rows_->get_column(i);
-      text(shown_[i] && is_input(c) ? c.values()->get_exact_value(c.get_row_index(row)) : "");
+    for (unsigned long i = 0; i < given.n_columns(); ++i) {
+      const orvik::column_view c = given.column(i);
+      text(shown_[i] && c.is_input() ? c.exact(c.code_in(row)) : "");
     }
     json_.EndArray();
   });
-  array("actual", some, [&](row_t row) { json_.Uint64(recoded_->class_of(row)); });
-  array("predicted", some, [&](row_t row) { json_.Uint64(predictions_[row].first); });
-  array("confidence", some, [&](row_t row) { number(predictions_[row].second); });
+  json_.array("actual", some, [&](row_t row) { json_.Uint64(recoded_->class_of(row)); });
+  json_.array("predicted", some, [&](row_t row) { json_.Uint64(predictions_[row].class_code); });
+  json_.array("confidence", some, [&](row_t row) { json_.number(predictions_[row].confidence); });
   json_.EndObject();
 }
 
 std::string data_writer::write(const std::string& title) {
   if (rows_ != nullptr) {
     recoded_ = std::make_unique<recoded_rows>(model_, *rows_);
-    predictions_ = predict_rows(model_, *recoded_, rows_->n_rows());
+    predictions_ = predict_rows(model_, *recoded_);
   }
   json_.StartObject();
   write_head(title);
@@ -389,7 +355,7 @@ std::string as_utf8(const std::string& text) {
   return is_utf8(text) ? text : utf8_of_latin1(text);
 }
 
-std::string report_data(const dtree& model, const std::string& title, const table* rows) {
+std::string report_data(const orvik::dtree& model, const std::string& title, orvik::table* rows) {
   const std::string json = data_writer(model, rows).write(title);
   std::string safe;
   safe.reserve(json.size());

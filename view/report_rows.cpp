@@ -1,14 +1,16 @@
 #include "report_rows.h"
 
 #include <algorithm>
+#include <cassert>
+#include <span>
 
-#include "impls/evaluation/row_coder.h"
 #include "zel/util/rand_gen.h"
 #include "zel/util/run_context.h"
 
 namespace orvview {
 
-using namespace orvik::impls;
+using orvik::code_t;
+using orvik::row_t;
 
 namespace {
 
@@ -18,31 +20,36 @@ constexpr unsigned long k_fewest_rows = 500;
 constexpr unsigned long k_most_rows = 10'000;
 constexpr unsigned long k_permutation_seed = 1;
 
-/// Calls work(i) for 0 .. n - 1 on the workers.
-template <class Work>
-void for_each(unsigned long n, const Work& work) {
+/// Predicts n cases on the workers: fill(i, codes) gives the codes of case i by attribute, and
+/// use(i, prediction) gets what is found.
+template <class Fill, class Use>
+void predict_each(const orvik::dtree& model, unsigned long n, const Fill& fill, const Use& use) {
+  constexpr unsigned long k_chunk = 256;
+  const unsigned long width = model.get_schema().n_attributes();
+  const auto predict_chunk = [&](unsigned long chunk) {
+    const unsigned long first = chunk * k_chunk, end = std::min(n, first + k_chunk);
+    std::vector<code_t> codes((end - first) * width);
+    for (unsigned long i = first; i < end; ++i) fill(i, codes.data() + (i - first) * width);
+    const auto found = model.predict_codes(codes, end - first);
+    assert(found.size() == end - first);
+    for (unsigned long i = first; i < end; ++i) use(i, found[i - first]);
+  };
   const zel::util::run_context& run = zel::util::default_context();
-  run.with_workers([&] {
-    constexpr unsigned long k_chunk = 256;
-    run.for_each_index((n + k_chunk - 1) / k_chunk, [&](unsigned long chunk) {
-      for (unsigned long i = chunk * k_chunk; i < std::min(n, (chunk + 1) * k_chunk); ++i) work(i);
-    });
-  });
+  run.with_workers([&] { run.for_each_index((n + k_chunk - 1) / k_chunk, predict_chunk); });
 }
 
 /// Weight of the sampled rows that the model puts in another class, over their weight; `donors`
 /// say for each of them which row it has the value of `attribute` from.
-double error_with(const dtree& model, const recoded_rows& rows, std::span<const row_t> sample,
-                  unsigned long attribute, std::span<const row_t> donors) {
+double error_with(const orvik::dtree& model, const recoded_rows& rows,
+                  std::span<const row_t> sample, unsigned long attribute,
+                  std::span<const row_t> donors) {
   std::vector<char> wrong(sample.size());
-  for_each(sample.size(), [&](unsigned long i) {
-    thread_local std::vector<code_t> codes, others;
+  const auto fill = [&](unsigned long i, code_t* codes) {
     rows.codes_of(sample[i], codes);
-    rows.codes_of(donors[i], others);
-    codes[attribute] = others[attribute];
-    decision_tree::prediction result;
-    model.predict(*model.get_training_table(), codes, result, 1.0);
-    wrong[i] = result.first != rows.class_of(sample[i]);
+    codes[attribute] = rows.code_of(donors[i], attribute);
+  };
+  predict_each(model, sample.size(), fill, [&](unsigned long i, const auto& found) {
+    wrong[i] = found.class_code != rows.class_of(sample[i]);
   });
   double all = 0, errors = 0;
   for (std::size_t i = 0; i < sample.size(); ++i) {
@@ -71,65 +78,66 @@ std::vector<row_t> shuffled(std::vector<row_t> rows, unsigned long seed) {
 
 }  // namespace
 
-recoded_rows::recoded_rows(const dtree& model, const table& rows)
-    : schema_(*model.get_training_table()), rows_(rows) {
+recoded_rows::recoded_rows(const orvik::dtree& model, const orvik::table& rows)
+    : schema_(model.get_schema()), rows_(rows.get_schema()), weights_(rows.get_no_rows()) {
+  for (row_t row = 0; row < weights_.size(); ++row) weights_[row] = rows.get_weight(row);
   for (unsigned long i = 0; i < schema_.n_columns(); ++i) codes_.push_back(recode(i));
+  for (unsigned long a = 0; a < schema_.n_attributes(); ++a) {
+    const std::vector<code_t>& own = codes_[schema_.attribute(a).index()];
+    own_codes_.push_back(own.size() > 1 ? own.data() : nullptr);
+  }
 }
 
 std::vector<code_t> recoded_rows::recode(unsigned long column) const {
-  const orvik::impls::column& own = schema_.get_column(column);
-  const o_set& values = *rows_.get_column(column).values();
-  std::vector<code_t> codes{k_unknown};
-  if (own.type() == column::IGNORE || own.type() == column::WEIGHTS) return codes;
-  for (code_t c = 1; c <= values.size_of_known(); ++c) {
-    const code_t code = code_of_text(own, values.get_exact_value(c), own.values()->null_value());
-    codes.push_back(code == k_no_code ? k_unknown : code);
-  }
+  const orvik::column_view own = schema_.column(column), given = rows_.column(column);
+  using namespace orvik::model;
+  std::vector<code_t> codes(1, orvik::k_unknown);
+  if (own.role() == IGNORE || own.role() == WEIGHTS) return codes;
+  for (code_t c = 1; c <= given.n_values(); ++c) codes.push_back(own.code_of(given.exact(c)));
   return codes;
 }
 
-void recoded_rows::codes_of(row_t row, std::vector<code_t>& codes) const {
-  codes.assign(schema_.n_attributes(), k_unknown);
-  for (unsigned long a = 0; a < codes.size(); ++a) {
-    const std::vector<code_t>& own = codes_[schema_.column_index_of(a)];
-    if (own.size() > 1) codes[a] = own[rows_.column_of(a).get_row_index(row)];
-  }
+void recoded_rows::codes_of(row_t row, code_t* codes) const {
+  rows_.codes_in(row, codes);
+  for (unsigned long a = 0; a < own_codes_.size(); ++a) codes[a] = own_code(a, codes[a]);
+}
+
+code_t recoded_rows::code_of(row_t row, unsigned long attribute) const {
+  return own_code(attribute, rows_.attribute(attribute).code_in(row));
 }
 
 code_t recoded_rows::class_of(row_t row) const {
-  return codes_[schema_.class_index()][rows_.class_column().get_row_index(row)];
+  const orvik::column_view column = rows_.class_column();
+  return codes_[column.index()][column.code_in(row)];
 }
 
-std::vector<decision_tree::prediction> predict_rows(const dtree& model, const recoded_rows& rows,
-                                                    unsigned long n) {
-  std::vector<decision_tree::prediction> results(std::min(n, rows.size()));
-  for_each(results.size(), [&](unsigned long i) {
-    thread_local std::vector<code_t> codes;
-    rows.codes_of(i, codes);
-    model.predict(*model.get_training_table(), codes, results[i], 1.0);
-  });
+std::vector<orvik::dtree::prediction> predict_rows(const orvik::dtree& model,
+                                                   const recoded_rows& rows) {
+  std::vector<orvik::dtree::prediction> results(rows.size());
+  predict_each(
+      model, rows.size(), [&](row_t row, code_t* codes) { rows.codes_of(row, codes); },
+      [&](row_t row, const auto& found) { results[row] = found; });
   return results;
 }
 
-std::unique_ptr<conf_matrix> test_on_rows(
-    const dtree& model, const recoded_rows& rows,
-    const std::vector<decision_tree::prediction>& predictions) {
-  auto matrix = std::make_unique<conf_matrix>(model.get_training_table());
+std::unique_ptr<orvik::conf_matrix> test_on_rows(
+    const orvik::dtree& model, const recoded_rows& rows,
+    const std::vector<orvik::dtree::prediction>& predictions) {
+  auto matrix = std::make_unique<orvik::conf_matrix>(model.class_values());
   for (row_t row = 0; row < predictions.size(); ++row) {
-    matrix->add(rows.class_of(row), predictions[row].first, rows.weight_of(row));
+    matrix->add_case(rows.class_of(row), predictions[row].class_code, rows.weight_of(row));
   }
-  matrix->set_ncases(predictions.size());
   return matrix;
 }
 
-std::vector<double> permutation_on_rows(const dtree& model, const recoded_rows& rows,
-                                        const zel::adt::bitmap& tested) {
-  const unsigned long descents = model.n_trees() * (tested.count() + 1);
+std::vector<double> permutation_on_rows(const orvik::dtree& model, const recoded_rows& rows,
+                                        const std::vector<unsigned long>& tested) {
+  const unsigned long descents = model.get_no_trees() * (tested.size() + 1);
   const std::vector<row_t> sample =
       spread_rows(rows.size(), std::clamp(k_most_descents / descents, k_fewest_rows, k_most_rows));
-  std::vector<double> rises(tested.size());
-  if (sample.empty() || tested.count() == 0) return rises;
-  const double plain = error_with(model, rows, sample, *tested.begin(), sample);
+  std::vector<double> rises(model.get_schema().n_attributes());
+  if (sample.empty() || tested.empty()) return rises;
+  const double plain = error_with(model, rows, sample, tested.front(), sample);
   for (const unsigned long a : tested) {
     const std::vector<row_t> donors = shuffled(sample, k_permutation_seed + a);
     rises[a] = error_with(model, rows, sample, a, donors) - plain;

@@ -2,52 +2,57 @@
 // its attributes are worth there.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <vector>
 
-#include "impls/evaluation/conf_matrix.h"
-#include "impls/model/dtree.h"
-#include "impls/tables/table.h"
+#include "orvik/dtree.h"
 
 namespace orvview {
 
-/// The rows of a table in the codes of a model, whose value sets may be others. A number that
-/// training did not have takes its place among those it had, any other value counts as unknown.
+/// The rows of a table in the codes of a model, whose values may be others. A number that training
+/// did not have takes its place among those it had, any other value counts as unknown.
 /// Threads: many readers.
 class recoded_rows {
  public:
+  recoded_rows(const recoded_rows&) = delete;
+  recoded_rows& operator=(const recoded_rows&) = delete;
   /// Both must outlive this; the columns of `rows` are those of the model.
-  recoded_rows(const orvik::impls::dtree& model, const orvik::impls::table& rows);
+  recoded_rows(const orvik::dtree& model, const orvik::table& rows);
 
-  unsigned long size() const { return rows_.n_rows(); }
-  /// By attribute.
-  void codes_of(orvik::impls::row_t row, std::vector<orvik::impls::code_t>& codes) const;
-  orvik::impls::code_t class_of(orvik::impls::row_t row) const;
-  double weight_of(orvik::impls::row_t row) const { return rows_.get_weight(row); }
+  unsigned long size() const { return weights_.size(); }
+  /// Writes a code for every attribute.
+  void codes_of(orvik::row_t row, orvik::code_t* codes) const;
+  orvik::code_t code_of(orvik::row_t row, unsigned long attribute) const;
+  orvik::code_t class_of(orvik::row_t row) const;
+  double weight_of(orvik::row_t row) const { return weights_[row]; }
 
  private:
-  std::vector<orvik::impls::code_t> recode(unsigned long column) const;
+  std::vector<orvik::code_t> recode(unsigned long column) const;
+  orvik::code_t own_code(unsigned long attribute, orvik::code_t given) const {
+    const orvik::code_t* const own = own_codes_[attribute];
+    return own == nullptr ? orvik::k_unknown : own[given];
+  }
 
-  const orvik::impls::table& schema_;
-  const orvik::impls::table& rows_;
-  std::vector<std::vector<orvik::impls::code_t>> codes_;  // by column and code of the rows
+  orvik::schema_view schema_;
+  orvik::schema_view rows_;
+  std::vector<double> weights_;                    // by row
+  std::vector<std::vector<orvik::code_t>> codes_;  // by column and code of the rows
+  std::vector<const orvik::code_t*> own_codes_;    // by attribute; null where none is asked for
 };
 
-/// Predictions for the first n rows.
-std::vector<orvik::impls::decision_tree::prediction> predict_rows(const orvik::impls::dtree& model,
-                                                                  const recoded_rows& rows,
-                                                                  unsigned long n);
+/// Predictions for the rows, in order.
+std::vector<orvik::dtree::prediction> predict_rows(const orvik::dtree& model,
+                                                   const recoded_rows& rows);
 
 /// The matrix of predictions for all rows.
-std::unique_ptr<orvik::impls::conf_matrix> test_on_rows(
-    const orvik::impls::dtree& model, const recoded_rows& rows,
-    const std::vector<orvik::impls::decision_tree::prediction>& predictions);
+std::unique_ptr<orvik::conf_matrix> test_on_rows(
+    const orvik::dtree& model, const recoded_rows& rows,
+    const std::vector<orvik::dtree::prediction>& predictions);
 
 /// What the model's error on the rows rises by when the values of an attribute are permuted among
 /// them, by attribute; 0 for those not in `tested`. Of many rows it takes some, evenly spread. The
 /// order is the same in every run.
-std::vector<double> permutation_on_rows(const orvik::impls::dtree& model, const recoded_rows& rows,
-                                        const zel::adt::bitmap& tested);
+std::vector<double> permutation_on_rows(const orvik::dtree& model, const recoded_rows& rows,
+                                        const std::vector<unsigned long>& tested);
 
 }  // namespace orvview

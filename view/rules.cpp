@@ -1,26 +1,27 @@
 #include "rules.h"
 
 #include <algorithm>
+#include <cassert>
 
-#include "impls/rendering/description.h"
 #include "wording.h"
-#include "zel/adt/tree_walk.h"
 #include "zel/text/decimal.h"
 
 namespace orvview {
 
-namespace impls = orvik::impls;
+using orvik::branch_test;
 
 namespace {
 
-/// The conditions of the way from the root to the node a walk is at.
+/// The conditions of the way from the root to a node.
 class path_conditions {
  public:
-  void enter(unsigned long column, const impls::branch_test& test);
-  void leave();
+  /// Adds a test below as many others; those below them are left.
+  void enter(unsigned long tests_before, const branch_test& test);
   const std::vector<condition>& all() const { return conditions_; }
 
  private:
+  void leave();
+
   struct step {
     std::size_t place;  // in conditions_
     std::optional<condition> before;
@@ -30,7 +31,10 @@ class path_conditions {
 };
 
 /// A later test on the way is the tighter one: no case that breaks an earlier one comes there.
-void path_conditions::enter(unsigned long column, const impls::branch_test& test) {
+void path_conditions::enter(unsigned long tests_before, const branch_test& test) {
+  while (steps_.size() > tests_before) leave();
+  assert(steps_.size() == tests_before);
+  const unsigned long column = test.tested.index();
   const auto at = std::ranges::find(conditions_, column, &condition::column);
   const auto place = static_cast<std::size_t>(at - conditions_.begin());
   if (at == conditions_.end()) {
@@ -40,14 +44,13 @@ void path_conditions::enter(unsigned long column, const impls::branch_test& test
     steps_.push_back({place, *at});
   }
   condition& c = conditions_[place];
-  if (test.how == impls::branch_test::EQUAL) c.equals = test.code;
-  if (test.how == impls::branch_test::ABOVE) c.above = std::max(test.code, c.above.value_or(0));
-  if (test.how == impls::branch_test::UP_TO) {
-    c.up_to = std::min(test.code, c.up_to.value_or(impls::k_no_code));
-  }
+  if (test.how == branch_test::EQUAL) c.equals = test.code;
+  if (test.how == branch_test::ABOVE) c.above = std::max(test.code, c.above.value_or(0));
+  if (test.how == branch_test::UP_TO) c.up_to = std::min(test.code, c.up_to.value_or(test.code));
 }
 
 void path_conditions::leave() {
+  assert(!steps_.empty());
   const step last = steps_.back();
   steps_.pop_back();
   if (last.before) {
@@ -61,20 +64,20 @@ void path_conditions::leave() {
 class rule_texts {
  public:
   rule_texts(const chosen_tree& chosen, bool exact)
-      : table_(chosen.schema()), words_(chosen.model), exact_(exact) {}
+      : schema_(chosen.schema()), words_(chosen.model), exact_(exact) {}
 
   const wording& words() const { return words_; }
-  std::string class_name(const rule& r) const { return words_.class_name(r.leaf.get_leaf_class()); }
+  std::string class_name(const rule& r) const { return words_.class_name(r.leaf.predicted()); }
   /// "humidity <= 75", "65 < humidity <= 75"
   std::string of(const condition& c) const;
 
  private:
-  std::string value(const condition& c, impls::code_t code) const {
-    const impls::o_set& values = *table_.get_column(c.column).values();
-    return words_.utf8(exact_ ? values.get_exact_value(code) : values.get_value(code));
+  std::string value(const condition& c, orvik::code_t code) const {
+    const orvik::column_view column = schema_.column(c.column);
+    return words_.utf8(exact_ ? column.exact(code) : column.printed(code));
   }
 
-  const impls::table& table_;
+  orvik::schema_view schema_;
   wording words_;
   bool exact_;
 };
@@ -89,35 +92,25 @@ std::string rule_texts::of(const condition& c) const {
 }  // namespace
 
 std::vector<rule> rules_of(const chosen_tree& chosen) {
-  const impls::table& schema = chosen.schema();
   std::vector<rule> rules;
   path_conditions path;
-  const auto enter = [&](const impls::decision_tree& tree, unsigned long level) {
-    const impls::decision_node& node = *tree.get_node();
-    if (level > 0) {
-      const unsigned int attribute = node.father()->attribute();
-      path.enter(schema.column_index_of(attribute), test_before(schema, node));
-    }
-    if (is_leaf(tree)) rules.push_back({node, path.all()});
-    return true;
-  };
-  const auto leave = [&](const impls::decision_tree&, unsigned long level) {
-    if (level > 0) path.leave();
-  };
-  zel::adt::walk(chosen.nodes(), enter, leave);
+  for (const orvik::placed_node& at : nodes_of(chosen.root())) {
+    if (at.level > 0) path.enter(at.level - 1, at.node.test_before());
+    if (at.node.is_leaf()) rules.push_back({at.node, path.all()});
+  }
   return rules;
 }
 
 void write_rules_text(const chosen_tree& chosen, std::ostream& out) {
   constexpr double k_percent = 100;
   const rule_texts texts(chosen, /*exact=*/false);
-  const std::string& target = texts.words().column_name(chosen.schema().class_index());
+  const std::string& target = texts.words().column_name(chosen.schema().class_column().index());
   unsigned long number = 0;
   for (const rule& r : rules_of(chosen)) {
     if (number > 0) out << '\n';
     out << ++number << ". " << shown_text(target + " = " + texts.class_name(r)) << " ("
-        << printed_counts(r.leaf) << "), confidence "
-        << impls::printed_weight(r.confidence() * k_percent) << " %\n";
+        << r.leaf.printed_counts() << "), confidence "
+        << zel::text::one_decimal(r.confidence() * k_percent) << " %\n";
     for (const condition& c : r.conditions) out << "   " << shown_text(texts.of(c)) << '\n';
   }
 }

@@ -11,18 +11,18 @@ namespace orvview {
 /// What a rule asks of one column: a range of values or one value. A code is of the column's value
 /// set.
 struct condition {
-  unsigned long column;                             // of the table
-  std::optional<orvik::impls::code_t> above = {};   // exclusive
-  std::optional<orvik::impls::code_t> up_to = {};   // inclusive
-  std::optional<orvik::impls::code_t> equals = {};  // then neither of the others
+  unsigned long column;                      // of the table
+  std::optional<orvik::code_t> above = {};   // exclusive
+  std::optional<orvik::code_t> up_to = {};   // inclusive
+  std::optional<orvik::code_t> equals = {};  // then neither of the others
 };
 
 struct rule {
-  const orvik::impls::decision_node& leaf;  // of the model
-  std::vector<condition> conditions;        // by first test on the way from the root
+  orvik::tree_node leaf;              // of the model
+  std::vector<condition> conditions;  // by first test on the way from the root
 
   double support() const { return leaf.weight(); }
-  double confidence() const { return support() > 0 ? leaf.get_leaf_classfreq() : 1.0; }
+  double confidence() const { return support() > 0 ? leaf.confidence() : 1.0; }
 };
 
 /// The rules in the order of the leaves. The model must outlive them.

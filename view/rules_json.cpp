@@ -1,15 +1,10 @@
 // Rules as JSON, for programs: docs/formats.md has the layout. Numbers are exact.
-#include <rapidjson/ostreamwrapper.h>
-#include <rapidjson/writer.h>
-
-#include "impls/identity.h"
+#include "orvik/orvik.h"
 #include "rules.h"
 #include "wording.h"
-#include "zel/text/decimal.h"
+#include "zel/text/json.h"
 
 namespace orvview {
-
-namespace impls = orvik::impls;
 
 namespace {
 
@@ -19,39 +14,35 @@ constexpr unsigned k_format_version = 1;
 class rules_writer {
  public:
   rules_writer(const chosen_tree& chosen, std::ostream& out)
-      : chosen_(chosen), words_(chosen.model), out_(out), sink_(out), json_(sink_) {}
+      : chosen_(chosen), schema_(chosen.schema()), words_(chosen.model), sink_(out), json_(sink_) {}
 
   void write();
 
  private:
-  void key(const char* name) { json_.Key(name); }
-  void text(const std::string& utf8) {
-    json_.String(utf8.data(), static_cast<rapidjson::SizeType>(utf8.size()));
-  }
-  void number(const std::string& digits) {
-    json_.RawValue(digits.data(), digits.size(), rapidjson::kNumberType);
-  }
-  void write_value(const char* name, const impls::column& c, std::optional<impls::code_t> code);
+  void key(const char* name) { json_.key(name); }
+  void text(const std::string& utf8) { json_.text(utf8); }
+  void write_value(const char* name, const orvik::column_view& c,
+                   std::optional<orvik::code_t> code);
   void write_condition(const condition& c);
   void write_rule(const rule& r);
 
   const chosen_tree& chosen_;
+  orvik::schema_view schema_;
   wording words_;
-  std::ostream& out_;
-  rapidjson::OStreamWrapper sink_;
-  rapidjson::Writer<rapidjson::OStreamWrapper> json_;
+  zel::text::json_sink sink_;
+  zel::text::json_writer<zel::text::json_sink> json_;
 };
 
-void rules_writer::write_value(const char* name, const impls::column& c,
-                               std::optional<impls::code_t> code) {
+void rules_writer::write_value(const char* name, const orvik::column_view& c,
+                               std::optional<orvik::code_t> code) {
   if (!code) return;
   key(name);
-  const std::string value = c.values()->get_exact_value(*code);
-  c.values()->is_numeric() ? number(value) : text(words_.utf8(value));
+  const std::string value = c.exact(*code);
+  c.is_numeric() ? json_.digits(value) : text(words_.utf8(value));
 }
 
 void rules_writer::write_condition(const condition& c) {
-  const impls::column& tested = chosen_.schema().get_column(c.column);
+  const orvik::column_view tested = schema_.column(c.column);
   json_.StartObject();
   key("column");
   text(words_.column_name(c.column));
@@ -62,14 +53,14 @@ void rules_writer::write_condition(const condition& c) {
 }
 
 void rules_writer::write_rule(const rule& r) {
-  out_ << '\n';
+  sink_.Put('\n');
   json_.StartObject();
   key("class");
-  text(words_.class_name(r.leaf.get_leaf_class()));
+  text(words_.class_name(r.leaf.predicted()));
   key("support");
-  number(zel::text::shortest_decimal(r.support()));
+  json_.number(r.support());
   key("confidence");
-  number(zel::text::shortest_decimal(r.confidence()));
+  json_.number(r.confidence());
   key("conditions");
   json_.StartArray();
   for (const condition& c : r.conditions) write_condition(c);
@@ -84,19 +75,19 @@ void rules_writer::write() {
   key("version");
   json_.Uint(k_format_version);
   key("library");
-  text(std::string(impls::k_library_name) + ' ' + impls::k_version);
+  text(orvik::get_product());
   key("name");
-  text(words_.utf8(chosen_.model.name()));
+  text(words_.utf8(chosen_.model.get_name()));
   key("tree");
   json_.Uint64(chosen_.tree + 1);
   key("class");
-  text(words_.column_name(chosen_.schema().class_index()));
+  text(words_.column_name(schema_.class_column().index()));
   key("rules");
   json_.StartArray();
   for (const rule& r : rules_of(chosen_)) write_rule(r);
   json_.EndArray();
   json_.EndObject();
-  out_ << '\n';
+  sink_.Put('\n');
 }
 
 }  // namespace

@@ -1,25 +1,24 @@
 // A tree on a terminal: a line a node as the text form says it, at its right the weight and a bar
 // of the classes. Without colours the bar is the share of the largest class.
 #include <algorithm>
-#include <array>
+#include <cassert>
 #include <cmath>
 
 #include "forms.h"
-#include "impls/rendering/description.h"
+#include "palette.h"
 #include "wording.h"
-#include "zel/adt/tree_walk.h"
+#include "zel/text/decimal.h"
 
 namespace orvview {
 
-namespace impls = orvik::impls;
-using impls::decision_tree;
+using orvik::placed_node;
+using orvik::tree_node;
 
 namespace {
 
 constexpr unsigned long k_least_width = 40;  // narrower windows fold the lines
 constexpr unsigned long k_bar = 12, k_least_for_bar = 72;
 constexpr unsigned long k_most_counts = 13;
-constexpr std::array<int, 8> k_colors = {33, 214, 36, 175, 117, 202, 142, 244};  // of 256
 constexpr char k_plain[] = "\033[0m";
 
 /// What lines and bars are made of.
@@ -35,8 +34,9 @@ class summary_writer {
   summary_writer(const chosen_tree& chosen, unsigned long depth, const terminal& on,
                  std::ostream& out)
       : chosen_(chosen),
-        table_(chosen.schema()),
+        schema_(chosen.schema()),
         words_(chosen.model),
+        nodes_(nodes_of(chosen.root(), depth)),
         depth_(depth),
         color_(on.color),
         unicode_(on.unicode),
@@ -48,21 +48,22 @@ class summary_writer {
 
  private:
   void write_head();
-  void write_line(const decision_tree& tree, unsigned long level, const std::string& branches);
-  void note_width(const decision_tree& tree);
+  void write_line(const placed_node& at, const std::string& branches);
+  void note_width(const tree_node& node);
   std::string indent(unsigned long level, const std::string& own) const;
   struct line_text {
     std::string test, found;
   };
-  line_text text_of(const decision_tree& tree, unsigned long level, unsigned long columns) const;
-  std::string bar_of(const impls::decision_node& node) const;
-  std::string painted(impls::code_t code, const std::string& text) const;
+  line_text text_of(const placed_node& at, unsigned long columns) const;
+  std::string bar_of(const tree_node& node) const;
+  std::string painted(orvik::code_t code, const std::string& text) const;
   std::string cut(const std::string& text, unsigned long columns) const;
   bool has_bar() const { return width_ >= k_least_for_bar; }
 
   const chosen_tree& chosen_;
-  const impls::table& table_;
+  orvik::schema_view schema_;
   wording words_;
+  std::vector<placed_node> nodes_;  // that are shown
   unsigned long depth_;
   bool color_, unicode_;
   const glyphs& glyphs_;
@@ -83,10 +84,9 @@ unsigned long part_of_bar(double share) {
   return static_cast<unsigned long>(std::lround(std::min(whole, share * whole)));
 }
 
-std::string summary_writer::painted(impls::code_t code, const std::string& text) const {
+std::string summary_writer::painted(orvik::code_t code, const std::string& text) const {
   if (!color_ || text.empty()) return text;
-  const int color = k_colors[(code + k_colors.size() - 1) % k_colors.size()];
-  return "\033[38;5;" + std::to_string(color) + 'm' + text + k_plain;
+  return "\033[38;5;" + std::to_string(k_colors[color_of(code)].terminal) + 'm' + text + k_plain;
 }
 
 std::string summary_writer::cut(const std::string& text, unsigned long columns) const {
@@ -99,18 +99,19 @@ std::string summary_writer::cut(const std::string& text, unsigned long columns) 
 }
 
 /// The classes side by side; every boundary is where its sum of shares rounds to.
-std::string summary_writer::bar_of(const impls::decision_node& node) const {
+std::string summary_writer::bar_of(const tree_node& node) const {
   if (!(node.weight() > 0)) return std::string(k_bar, ' ');
   if (!color_) {
-    const unsigned long n = part_of_bar(node.get_leaf_classfreq());
+    const unsigned long n = part_of_bar(node.confidence());
     return repeated(glyphs_.full, n) + repeated(glyphs_.empty, k_bar - n);
   }
   std::string bar;
   double sum = 0;
   unsigned long drawn = 0;
-  for (impls::code_t c = 1; c < table_.n_class_codes(); ++c) {
-    sum += node.class_weight(c) / node.weight();
+  for (orvik::code_t c = 1; c < schema_.n_class_codes(); ++c) {
+    sum += node.class_weights()[c] / node.weight();
     const unsigned long end = part_of_bar(sum);
+    assert(drawn <= end && end <= k_bar);
     bar += painted(c, repeated(glyphs_.full, end - drawn));
     drawn = end;
   }
@@ -132,58 +133,56 @@ std::string summary_writer::indent(unsigned long level, const std::string& own) 
 }
 
 /// What leads to a node and what is there, in at most so many columns: of the second rather more.
-summary_writer::line_text summary_writer::text_of(const decision_tree& tree, unsigned long level,
+summary_writer::line_text summary_writer::text_of(const placed_node& at,
                                                   unsigned long columns) const {
-  const impls::decision_node& node = *tree.get_node();
+  const auto& [node, father, level] = at;
   std::string test, found;
-  if (level > 0) test = shown_text(words_.utf8(printed_test(test_before(table_, node))));
-  if (is_leaf(tree)) {
-    found = (level > 0 ? ": " : "") + words_.class_name(node.get_leaf_class());
+  if (level > 0) test = shown_text(words_.utf8(node.printed_test_before()));
+  if (node.is_leaf()) {
+    found = (level > 0 ? ": " : "") + words_.class_name(node.predicted());
   } else if (level == depth_) {
-    found = " (" + std::to_string(tree.size() - 1) + " nodes below)";
+    found = " (" + std::to_string(node.size() - 1) + " nodes below)";
   } else if (level == 0) {
-    found = words_.column_name(table_.column_index_of(node.attribute())) + " ?";
+    found = words_.column_name(node.tested().index()) + " ?";
   }
   found = cut(shown_text(found), level > 0 ? (columns + 1) / 2 : columns);
   return {cut(test, columns - columns_of(found)), found};
 }
 
-void summary_writer::write_line(const decision_tree& tree, unsigned long level,
-                                const std::string& branches) {
-  const impls::decision_node& node = *tree.get_node();
-  const std::string before = indent(level, branches);
+void summary_writer::write_line(const placed_node& at, const std::string& branches) {
+  const tree_node& node = at.node;
+  const std::string before = indent(at.level, branches);
   const unsigned long right = counts_ + 1 + (has_bar() ? k_bar + 1 : 0);
   const unsigned long used = columns_of(before);
   const unsigned long room = width_ > right + used ? width_ - right - used : 1;
-  const auto [test, found] = text_of(tree, level, room);
+  const auto [test, found] = text_of(at, room);
   const std::string counts =
-      cut(is_leaf(tree) ? printed_counts(node) : impls::printed_weight(node.weight()), counts_);
+      cut(node.is_leaf() ? node.printed_counts() : zel::text::one_decimal(node.weight()), counts_);
   const unsigned long blanks =
       room - columns_of(test) - columns_of(found) + 1 + counts_ - columns_of(counts);
-  out_ << before << test << (is_leaf(tree) ? painted(node.get_leaf_class(), found) : found)
+  out_ << before << test << (node.is_leaf() ? painted(node.predicted(), found) : found)
        << std::string(blanks, ' ') << counts;
   if (has_bar()) out_ << ' ' << bar_of(node);
   out_ << '\n';
 }
 
-void summary_writer::note_width(const decision_tree& tree) {
-  const impls::decision_node& node = *tree.get_node();
-  const unsigned long columns = columns_of(printed_counts(node));
+void summary_writer::note_width(const tree_node& node) {
+  const unsigned long columns = columns_of(node.printed_counts());
   counts_ = std::min(k_most_counts, std::max(counts_, columns));
 }
 
 void summary_writer::write_head() {
-  const unsigned long n = chosen_.model.n_trees();
-  std::string head = words_.column_name(table_.class_index());
+  const unsigned long n = chosen_.model.get_no_trees();
+  const tree_node root = chosen_.root();
+  std::string head = words_.column_name(schema_.class_column().index());
   if (chosen_.model.is_ensemble()) {
     head += ", tree " + std::to_string(chosen_.tree + 1) + " of " + std::to_string(n);
   }
-  head += ": " + std::to_string(chosen_.nodes().size()) + " nodes, " +
-          std::to_string(chosen_.nodes().leaves()) + " leaves, depth " +
-          std::to_string(chosen_.nodes().depth());
+  head += ": " + std::to_string(root.size()) + " nodes, " + std::to_string(root.leaves()) +
+          " leaves, depth " + std::to_string(root.depth());
   out_ << cut(shown_text(head), width_) << '\n';
   unsigned long used = 0;
-  for (impls::code_t c = 1; color_ && c < table_.n_class_codes(); ++c) {
+  for (orvik::code_t c = 1; color_ && c < schema_.n_class_codes(); ++c) {
     const std::string name = cut(shown_text(words_.class_name(c)), width_ - 3);
     const unsigned long columns = columns_of(name) + 2;
     if (used > 0) out_ << (used + columns + 2 > width_ ? "\n" : "  ");
@@ -195,22 +194,17 @@ void summary_writer::write_head() {
 
 void summary_writer::write() {
   write_head();
-  const auto open = [this](unsigned long level) { return level < depth_; };
-  const auto measure = [&](const decision_tree& tree, unsigned long level) {
-    note_width(tree);
-    return open(level);
-  };
-  const auto line = [&](const decision_tree& tree, unsigned long level) {
-    const impls::decision_node& node = *tree.get_node();
-    const bool last = level > 0 && node.position() == node.father()->get_no_of_splits(table_);
-    last_child_.resize(level);
+  for (const placed_node& at : nodes_) note_width(at.node);
+  for (const placed_node& at : nodes_) {
+    bool last = false;
+    if (at.level > 0) {
+      const tree_node father = nodes_[static_cast<std::size_t>(at.father)].node;
+      last = at.node.branch() + 1 == father.n_children();
+    }
+    last_child_.resize(at.level);
     last_child_.push_back(last);
-    write_line(tree, level, last ? glyphs_.last_child : glyphs_.child);
-    return open(level);
-  };
-  const auto leave = [](const decision_tree&, unsigned long) {};
-  zel::adt::walk(chosen_.nodes(), measure, leave);
-  zel::adt::walk(chosen_.nodes(), line, leave);
+    write_line(at, last ? glyphs_.last_child : glyphs_.child);
+  }
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "tidy_layout.h"
 
 #include <algorithm>
+#include <cassert>
 #include <limits>
 
 namespace orvview {
@@ -50,6 +51,7 @@ void layout::link_children() {
   for (long i = 0; i < static_cast<long>(nodes_.size()); ++i) {
     at(i).ancestor = i;
     const long father = node(i).father;
+    assert(father < i && (father != k_none || i == 0));
     if (father == k_none) continue;
     at(i).left = at(father).last;
     at(i).number = at(i).left == k_none ? 0 : at(at(i).left).number + 1;
@@ -91,6 +93,7 @@ void layout::make_room(long left_inner, long i, double shift) {
   const long father = node(i).father;
   const long greatest = at(left_inner).ancestor;
   const long from = node(greatest).father == father ? greatest : at(father).default_ancestor;
+  assert(at(i).number > at(from).number);
   const double each = shift / static_cast<double>(at(i).number - at(from).number);
   at(i).change -= each;
   at(i).shift += shift;

@@ -7,10 +7,9 @@
 
 namespace orvview {
 
-namespace impls = orvik::impls;
-
 namespace {
 
+constexpr char k_utf8[] = "UTF-8";
 constexpr char k_replacement[] = "\xEF\xBF\xBD";  // U+FFFD
 constexpr char k_ellipsis[] = "\xE2\x80\xA6";     // U+2026
 
@@ -52,18 +51,16 @@ unsigned long width_of(char32_t c) {
 
 }  // namespace
 
-wording::wording(const impls::dtree& model)
-    : table_(*model.get_training_table()), encoding_(encoding_of(table_, model.name())) {
-  for (const std::string& name : unique_names(table_)) names_.push_back(utf8(name));
+wording::wording(const orvik::dtree& model)
+    : classes_(model.get_schema().class_column()), encoding_(model.get_encoding()) {
+  for (const std::string& name : model.get_schema().unique_names()) names_.push_back(utf8(name));
 }
 
 std::string wording::utf8(const std::string& raw) const {
-  return is_utf8() ? raw : zel::util::string_util::utf8_of_latin1(raw);
+  return encoding_ == k_utf8 ? raw : zel::util::string_util::utf8_of_latin1(raw);
 }
 
-std::string wording::class_name(impls::code_t code) const {
-  return utf8(table_.class_column().values()->get_value(code));
-}
+std::string wording::class_name(orvik::code_t code) const { return utf8(classes_.printed(code)); }
 
 std::string cpp_literal(std::string_view text) {
   std::string literal = "\"";

@@ -5,8 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "impls/model/dtree.h"
-#include "impls/rendering/description.h"
+#include "orvik/dtree.h"
 
 namespace orvview {
 
@@ -14,18 +13,19 @@ namespace orvview {
 class wording {
  public:
   /// The model must outlive this.
-  explicit wording(const orvik::impls::dtree& model);
+  explicit wording(const orvik::dtree& model);
 
-  bool is_utf8() const { return encoding_ == orvik::impls::text_encoding::UTF_8; }
+  /// Of the model: "UTF-8" or "ISO-8859-1".
+  const std::string& encoding() const { return encoding_; }
   std::string utf8(const std::string& raw) const;
   /// The name of a column of the table; a second one of a name has " #" and its number behind it.
   const std::string& column_name(unsigned long i) const { return names_[i]; }
   /// The printed class of a code, as scores have it.
-  std::string class_name(orvik::impls::code_t code) const;
+  std::string class_name(orvik::code_t code) const;
 
  private:
-  const orvik::impls::table& table_;
-  orvik::impls::text_encoding encoding_;
+  orvik::column_view classes_;
+  std::string encoding_;
   std::vector<std::string> names_;  // by column
 };
 

@@ -4,6 +4,9 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <vector>
+
+#include "orvik/export.h"
 
 namespace orvik {
 
@@ -15,11 +18,13 @@ class conf_matrix;
 
 /// Case weights by actual class (rows) and predicted class (columns). Code 0 is the unknown
 /// class; the known values follow in the order of their codes.
-class conf_matrix {
+class ORVIK_EXPORT conf_matrix {
  public:
   /// An empty matrix over the classes of `t`; a null table gives a handle that holds none: all it
   /// is asked, and being another's argument, throws std::runtime_error.
   explicit conf_matrix(table* t);
+  /// An empty matrix over class values by code, the unknown one first: see dtree::class_values().
+  explicit conf_matrix(const std::vector<std::string>& class_values);
   /// Takes an implementation, for the library's own use.
   explicit conf_matrix(std::unique_ptr<impls::conf_matrix> impl);
   ~conf_matrix();
@@ -27,6 +32,9 @@ class conf_matrix {
   conf_matrix& operator=(const conf_matrix&) = delete;
   /// A copy, which the caller deletes.
   [[nodiscard]] conf_matrix* clone() const;
+
+  /// Counts a case of class i that was predicted as j; i, j < size().
+  void add_case(unsigned long i, unsigned long j, double weight);
 
   /// Weight of the cases of actual class i predicted as j; i, j < size().
   double get_element(unsigned long i, unsigned long j) const;

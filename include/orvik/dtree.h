@@ -1,4 +1,4 @@
-// A classification tree: training, pruning, testing, text.
+// A classification tree, or an ensemble of them: training, pruning, testing, reading, text.
 #pragma once
 
 #include <memory>
@@ -7,11 +7,15 @@
 #include <utility>
 #include <vector>
 
+#include "orvik/codes.h"
 #include "orvik/conf_matrix.h"
 #include "orvik/enums.h"
+#include "orvik/export.h"
 #include "orvik/feature_search.h"
 #include "orvik/importance.h"
+#include "orvik/schema.h"
 #include "orvik/table.h"
+#include "orvik/tree_node.h"
 
 namespace orvik {
 
@@ -20,7 +24,8 @@ class dtree;
 }
 class run_context;
 
-class dtree {
+/// Threads: members that are const may be called from several threads at a time while no other is.
+class ORVIK_EXPORT dtree {
  public:
   using _SplitType = model::split_type;
   using _PruningStrategy = model::pruning_strategy;
@@ -123,13 +128,53 @@ class dtree {
   /// The class values by code; the first one is the unknown value. None before a build.
   std::vector<std::string> class_values() const;
 
+  /// A class and how sure the model is of it: its share at the leaf, or in the distribution of a
+  /// case with unknown values; of an ensemble its share of the votes.
+  struct prediction {
+    code_t class_code;
+    double confidence;
+  };
+  /// Classifies n cases by their codes of every attribute, as column_view::code_of() gives them:
+  /// case after case, n x schema_view::n_attributes() codes. What is at ignored attributes is not
+  /// looked at. On the caller's thread alone. Throws std::runtime_error before a build, for another
+  /// number of codes and for a category that the model does not know.
+  std::vector<prediction> predict_codes(const std::vector<code_t>& codes, unsigned long n) const;
+
   /// Error of the trees of an ensemble on the cases they were not grown on: each training case is
   /// put to the vote of the trees that did not draw it (Breiman 1996). `t` is the table the model
   /// was built on. @return a fraction; not-a-number for a single tree and for a loaded model.
   /// Throws std::runtime_error without a table or before a build, as get_importance() does.
   double get_oob_error(table* t) const;
-  /// What the trees owe to each usable attribute, by descending gain, then by attribute.
+  /// The same of the first tree, of the first two and so on; none where the draws are not known.
+  std::vector<double> get_oob_errors(table* t) const;
+  /// Finds the draws of an ensemble that was loaded: after set_seed() with the seed of the run that
+  /// built it, they follow from its rows, if that run grew it first, on all rows of `t`.
+  /// @return false, changing nothing, where they were others.
+  bool recall_draws(table* t);
+  /// Whether it is known which cases each tree of an ensemble was grown on.
+  bool has_draws() const;
+  /// What the trees owe to each usable attribute, by descending gain, then by attribute. Without
+  /// the table of the build the permutation is not-a-number.
   std::vector<attribute_importance> get_importance(table* t) const;
+  std::vector<attribute_importance> get_importance() const;
+
+  // Reading the model. The views are valid until it is built, pruned or set to other trees. What
+  // is not there without trees throws std::runtime_error.
+
+  std::string get_name() const;
+  /// Whether it was grown as bagged trees or as a forest, and whether its trees vote: an ensemble
+  /// of one tree answers as that tree does.
+  bool is_ensemble() const;
+  bool votes() const;
+  unsigned long get_no_trees() const;
+  /// The root of tree i. Throws std::runtime_error for i >= get_no_trees().
+  tree_node get_tree(unsigned long i) const;
+  /// The columns and values of the training table; no rows.
+  schema_view get_schema() const;
+  /// The attributes that some tree tests, ascending.
+  std::vector<unsigned long> get_tested() const;
+  /// Of the names and the values in documents: "UTF-8" if all of them are, else "ISO-8859-1".
+  std::string get_encoding() const;
 
   /// Seconds of the last build(), prune() or feature_selection().
   double get_elapsed() const;

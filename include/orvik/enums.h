@@ -1,8 +1,12 @@
-// The choices a model is trained with. One header for the library's layers and its users, so
-// that the numbers of the command line, of the model file and of the code are the same ones.
+// The roles of columns, and the choices a model is trained with. One header for the library's
+// layers and its users, so that the numbers of the command line, of the model file and of the code
+// are the same ones.
 #pragma once
 
 namespace orvik::model {
+
+/// What a column of a table is for.
+enum column_role : int { DISCRETE = 0, CONTINUOUS = 1, CLASS = 2, WEIGHTS = 3, IGNORE = 4 };
 
 /// How a node weighs its candidate tests against each other.
 enum split_type : unsigned int {

@@ -4,6 +4,8 @@
 
 #include <memory>
 
+#include "orvik/export.h"
+
 namespace zel::util {
 class run_context;
 }
@@ -16,7 +18,7 @@ namespace orvik {
 /// A context must outlive the operations of all that use it.
 /// Threads: get_done(), cancel(), resume() and is_cancelled() at any time from any thread; the
 /// others between operations.
-class run_context {
+class ORVIK_EXPORT run_context {
  public:
   enum class unit : unsigned char { rows, nodes, trees };
 

@@ -6,6 +6,9 @@
 #include <string>
 #include <utility>
 
+#include "orvik/export.h"
+#include "orvik/schema.h"
+
 namespace zel::adt {
 template <class T, class W>
 class w_vector;
@@ -22,7 +25,7 @@ class table;
 }
 class run_context;
 
-class table {
+class ORVIK_EXPORT table {
  public:
   class subset;
 
@@ -57,6 +60,8 @@ class table {
   void load_data(const std::string& file, char sep, unsigned long n, std::ostream* log);
 
   std::string get_name() const;
+  /// What its columns are, and the values of its rows.
+  schema_view get_schema() const;
   unsigned long get_no_columns() const;
   /// Columns other than the class and the weights.
   unsigned long get_no_predictive() const;
@@ -110,7 +115,7 @@ class table {
 /// A list of cases: rows of one table, each with a weight. A row may occur more than once.
 /// A subset does not know its table: where both meet, a row that the table does not have is a
 /// std::runtime_error.
-class table::subset {
+class ORVIK_EXPORT table::subset {
  public:
   using case_list = zel::adt::w_vector<unsigned long, double>;
 

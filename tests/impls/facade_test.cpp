@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -13,8 +14,10 @@
 #include <string>
 #include <thread>
 
+#include "impls/support/stock_tables.h"
 #include "orvik/orvik.h"
 #include "zel/inpout_scratch.h"
+#include "zel/text/json.h"
 
 namespace {
 
@@ -171,6 +174,193 @@ TEST_F(golf_handles, of_nothing_throw_what_they_are_asked) {
   EXPECT_THROW(none.size(), std::runtime_error);
   EXPECT_THROW(some.err_misc_majority(&none), std::runtime_error);
   EXPECT_THROW(some.err_mae_majority(nullptr), std::runtime_error);
+}
+
+/// The document of toJSON() as one line, put together from what the views tell.
+class retold_model {
+ public:
+  explicit retold_model(const dtree& model) : schema_(model.get_schema()), json_(sink_) {
+    json_.object([&] {
+      text("format", "orvik-model");
+      number("version", 1);
+      text("library", orvik::get_product());
+      text("encoding", model.get_encoding());
+      text("name", model.get_name());
+      json_.key("ensemble");
+      json_.Bool(model.votes());
+      number("class", schema_.class_column().index());
+      json_.key("weights");
+      schema_.has_weights() ? json_.Uint64(schema_.weights_index()) : json_.Null();
+      std::vector<unsigned long> columns(schema_.n_columns()), trees(model.get_no_trees());
+      for (unsigned long i = 0; i < columns.size(); ++i) columns[i] = i;
+      for (unsigned long i = 0; i < trees.size(); ++i) trees[i] = i;
+      json_.array("columns", columns, [&](unsigned long i) { tell(schema_.column(i)); });
+      json_.array("trees", trees, [&](unsigned long i) { tell(model.get_tree(i)); });
+    });
+  }
+  std::string told() const { return out_.str() + '\n'; }
+
+ private:
+  void text(const char* name, const std::string& value) {
+    json_.key(name);
+    json_.text(value);
+  }
+  void number(const char* name, unsigned long value) {
+    json_.key(name);
+    json_.Uint64(value);
+  }
+  void value(const orvik::column_view& c, orvik::code_t code) {
+    c.is_numeric() ? json_.digits(c.exact(code)) : json_.text(c.exact(code));
+  }
+  void tell(const orvik::column_view& c) {
+    json_.object([&] {
+      text("name", c.name());
+      text("type", c.type());
+      text("role", c.role_name());
+      text("unknown", c.unknown_text());
+      std::vector<orvik::code_t> codes(c.lists_values() ? c.n_values() : 0);
+      for (orvik::code_t i = 0; i < codes.size(); ++i) codes[i] = i + 1;
+      if (c.lists_values()) json_.array("values", codes, [&](orvik::code_t i) { value(c, i); });
+    });
+  }
+  void tell(const orvik::tree_node& root) {
+    std::vector<orvik::tree_node> level_by_level{root};
+    json_.object([&] {
+      json_.key("nodes");
+      json_.StartArray();
+      for (std::size_t at = 0; at < level_by_level.size(); ++at) {
+        json_.object([&] { tell(level_by_level, at); });
+      }
+      json_.EndArray();
+    });
+    EXPECT_EQ(level_by_level.size(), root.size());
+    EXPECT_EQ(nodes_of(root).size(), root.size());
+  }
+  void tell(std::vector<orvik::tree_node>& nodes, std::size_t at) {
+    const orvik::tree_node node = nodes[at];
+    json_.key("weight");
+    json_.number(node.weight());
+    number("cases", node.n_cases());
+    json_.key("fraction");
+    json_.number(node.fraction());
+    if (node.is_leaf()) {
+      number("class", node.predicted());
+      std::vector<double> shares(node.class_weights() + 1,
+                                 node.class_weights() + schema_.n_class_codes());
+      return json_.array("classes", shares, [&](double share) { json_.number(share); });
+    }
+    const orvik::branch_test test = node.test(0);
+    number("column", node.tested().index());
+    if (test.how == orvik::branch_test::UP_TO) {
+      json_.key("threshold");
+      value(test.tested, test.code);
+    }
+    std::vector<unsigned long> places;
+    for (unsigned long i = 0; i < node.n_children(); ++i) {
+      places.push_back(nodes.size());
+      nodes.push_back(node.child(i));
+      EXPECT_EQ(nodes.back().branch(), i);
+      EXPECT_EQ(nodes.back().test_before().how, node.test(i).how);
+    }
+    json_.array("children", places, [&](unsigned long place) { json_.Uint64(place); });
+  }
+
+  orvik::schema_view schema_;
+  std::ostringstream out_;
+  zel::text::json_sink sink_{out_};
+  zel::text::json_writer<zel::text::json_sink> json_;
+};
+
+/// A forest on columns of all kinds, as a file gives it back.
+class loaded_forests : public testing::Test {
+ protected:
+  void SetUp() override {
+    const scratch::folder files;
+    orvik::set_seed(7);
+    built.set_forest(true, false, 4);
+    built.build(&rows, nullptr);
+    built.toBinary(files.at("m"));
+    loaded.reset(dtree::fromBinary(files.at("m")));
+  }
+  void TearDown() override { zel::util::clear_seed(); }
+  table rows{orvik::impls::mixed_table(300, 5, true)};
+  dtree built{"m"};
+  std::unique_ptr<dtree> loaded;
+};
+
+TEST_F(loaded_forests, are_read_as_they_are_rendered) {
+  std::ostringstream json;
+  loaded->toJSON(json);
+  std::string one_line = json.str();
+  std::erase(one_line, '\n');
+  EXPECT_EQ(retold_model(*loaded).told(), one_line + '\n');
+  EXPECT_EQ(loaded->get_tested().size(), loaded->nfeatures());
+  EXPECT_TRUE(loaded->is_ensemble());
+
+  const orvik::schema_view own = loaded->get_schema(), given = rows.get_schema();
+  for (orvik::row_t row = 0; row < rows.get_no_rows(); row += 7) {
+    std::vector<orvik::code_t> codes;
+    std::vector<std::string> texts;
+    for (unsigned long a = 0; a < own.n_attributes(); ++a) {
+      texts.push_back(given.attribute(a).exact(given.attribute(a).code_in(row)));
+      codes.push_back(own.attribute(a).code_of(texts.back()));
+    }
+    double confidence = 0;
+    std::vector<double> shares;
+    const std::string predicted = loaded->predict(texts, 1.0, confidence, shares);
+    const dtree::prediction found = loaded->predict_codes(codes, 1)[0];
+    EXPECT_EQ(own.class_column().printed(found.class_code), predicted);
+    EXPECT_EQ(found.confidence, confidence);
+  }
+}
+
+TEST_F(loaded_forests, find_their_draws_again) {
+  EXPECT_FALSE(loaded->has_draws());
+  EXPECT_TRUE(loaded->get_oob_errors(&rows).empty());
+  orvik::set_seed(8);
+  EXPECT_FALSE(loaded->recall_draws(&rows));
+  orvik::set_seed(7);
+  ASSERT_TRUE(loaded->recall_draws(&rows));
+  const std::vector<double> errors = loaded->get_oob_errors(&rows);
+  ASSERT_EQ(errors.size(), 4u);
+  EXPECT_EQ(errors.back(), built.get_oob_error(&rows));
+  const auto with = loaded->get_importance(&rows), without = loaded->get_importance();
+  ASSERT_EQ(with.size(), without.size());
+  for (std::size_t i = 0; i < with.size(); ++i) {
+    EXPECT_EQ(with[i].gain, without[i].gain);
+    EXPECT_FALSE(std::isnan(with[i].permutation));
+    EXPECT_TRUE(std::isnan(without[i].permutation));
+  }
+}
+
+TEST_F(loaded_forests, refuse_what_there_is_not) {
+  const orvik::tree_node root = loaded->get_tree(0);
+  orvik::tree_node leaf = root;
+  while (!leaf.is_leaf()) leaf = leaf.child(0);
+  const unsigned long n = root.n_children(), n_attributes = loaded->get_schema().n_attributes();
+  const std::string codes = "the codes are not those of the model's attributes";
+  const dtree fresh("f");
+  const std::pair<std::function<void()>, std::string> uses[] = {
+      {[&] { fresh.get_schema(); }, "the model has no trees"},
+      {[&] { fresh.predict_codes({}, 0); }, "the model has no trees"},
+      {[&] { fresh.get_importance(); }, "the model has no trees"},
+      {[&] { fresh.get_tree(0); }, "there is no tree 0 in a model of 0"},
+      {[&] { loaded->get_tree(4); }, "there is no tree 4 in a model of 4"},
+      {[&] { root.child(n); },
+       "there is no branch " + std::to_string(n) + " of a node with " + std::to_string(n)},
+      {[&] { root.test_before(); }, "a root has no father"},
+      {[&] { root.branch(); }, "a root has no father"},
+      {[&] { leaf.tested(); }, "a leaf has no test"},
+      {[&] { loaded->get_schema().column(99); }, "there is no column 99 among 7"},
+      {[&] { loaded->get_schema().attribute(5); }, "there is no attribute 5 among 5"},
+      {[&] { loaded->predict_codes({}, 1); }, codes},
+      {[&] { loaded->predict_codes(std::vector<orvik::code_t>(n_attributes, 99), 1); }, codes},
+      {[&] { rows.get_schema().codes_in(300, nullptr); },
+       "there is no row 300 in a table of 300 rows"},
+      {[&] { loaded->recall_draws(nullptr); }, "no table provided with the training cases"},
+  };
+  for (const auto& [use, error] : uses) EXPECT_EQ(error_of(use), error);
+  EXPECT_EQ(rows.get_schema().column(0).code_in(300), orvik::k_unknown);
 }
 
 /// The threads of this process while it has read all but the last bytes of `rows`, plain or packed,

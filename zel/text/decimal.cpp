@@ -115,6 +115,13 @@ std::string shortest_decimal(T value) {
   return {room, std::to_chars(room, room + sizeof room, value).ptr};
 }
 
+std::string one_decimal(double value) {
+  char room[340];  // the largest double has 309 digits before its point
+  const auto [end, error] =
+      std::to_chars(room, room + sizeof room, value, std::chars_format::fixed, 1);
+  return {room, end};
+}
+
 template std::optional<float> parse_decimal<float>(std::string_view);
 template std::optional<double> parse_decimal<double>(std::string_view);
 template std::optional<long double> parse_decimal<long double>(std::string_view);

@@ -27,6 +27,9 @@ double leading_number(const char* text);
 template <class T>
 std::string shortest_decimal(T value);
 
+/// `value` with one digit behind the point: "12.0".
+std::string one_decimal(double value);
+
 extern template std::optional<float> parse_decimal<float>(std::string_view);
 extern template std::optional<double> parse_decimal<double>(std::string_view);
 extern template std::optional<long double> parse_decimal<long double>(std::string_view);

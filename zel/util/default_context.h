@@ -5,7 +5,8 @@ namespace zel::util {
 
 class run_context;
 
-/// The same one for the whole process; it lives as long as that does.
-run_context& default_context();
+/// The same one for the whole process, a shared library of ours included; it lives as long as that
+/// does.
+[[gnu::visibility("default")]] run_context& default_context();
 
 }  // namespace zel::util

@@ -146,8 +146,9 @@ class dtree : private zel::util::nocopy {
   /// Whether it is known which cases each tree drew.
   bool has_draws() const;
   /// What the trees owe to each usable attribute, by descending gain, then by attribute.
-  /// `t` holds the rows of the build.
-  std::vector<attribute_importance> importance(const table& t) const;
+  /// `t` holds the rows of the build, or with `permute` clear only the schema: the permutation is
+  /// not-a-number then.
+  std::vector<attribute_importance> importance(const table& t, bool permute = true) const;
 
   const std::string& name() const { return name_; }
   const ensemble& trees() const { return trees_; }

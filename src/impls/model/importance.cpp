@@ -128,11 +128,12 @@ class out_of_bag {
 
 }  // namespace
 
-std::vector<attribute_importance> dtree::importance(const table& t) const {
-  require_training_rows(t);
+std::vector<attribute_importance> dtree::importance(const table& t, bool permute) const {
+  permute ? require_training_rows(t) : require_values_of(t);
+  const bool draws = permute && has_draws();
   const auto shares_of_tree = [&](unsigned long i) {
     std::vector<share> shares = shares_of(t, trees_.tree(i));
-    if (!has_draws() || shares.empty()) return shares;
+    if (!draws || shares.empty()) return shares;
     const zel::adt::bitmap drawn = in_bag(cases_.size(), trees_.seed(i));
     case_list others;
     for (unsigned long c = 0; c < cases_.size(); ++c) {
@@ -152,7 +153,7 @@ std::vector<attribute_importance> dtree::importance(const table& t) const {
                          [&](unsigned long i) { by_tree[i] = shares_of_tree(i); });
   });
 
-  const double none = has_draws() ? 0 : std::numeric_limits<double>::quiet_NaN();
+  const double none = draws ? 0 : std::numeric_limits<double>::quiet_NaN();
   const auto n = static_cast<double>(trees_.n_trees());
   std::vector<attribute_importance> all;
   for (unsigned long a = 0; a < t.n_attributes(); ++a) {

@@ -1,8 +1,8 @@
 #include "impls/rendering/description.h"
 
-#include <charconv>
 #include <set>
 
+#include "zel/text/decimal.h"
 #include "zel/util/string_util.h"
 
 namespace orvik::impls {
@@ -35,16 +35,10 @@ std::string printed_test(const branch_test& test) {
   return name + " # unhandled type " + test.tested->get_type();
 }
 
-std::string printed_weight(double weight) {
-  char room[340];  // the largest double has 309 digits before its point
-  const auto [end, error] =
-      std::to_chars(room, room + sizeof room, weight, std::chars_format::fixed, 1);
-  return {room, end};
-}
-
 std::string printed_counts(const decision_node& leaf) {
+  using zel::text::one_decimal;
   const double errors = leaf.estimated_error();
-  return printed_weight(leaf.weight()) + (errors > 0 ? '/' + printed_weight(errors) : "");
+  return one_decimal(leaf.weight()) + (errors > 0 ? '/' + one_decimal(errors) : "");
 }
 
 namespace {

@@ -49,9 +49,6 @@ inline std::string printed_class(const table& t, const decision_node& node) {
   return t.class_column().values()->get_value(node.get_leaf_class());
 }
 
-/// A weight or an error as the text form has it, with one decimal.
-std::string printed_weight(double weight);
-
 /// "N" or "N/errors" of a leaf, as the text form has it between brackets.
 std::string printed_counts(const decision_node& leaf);
 
@@ -65,6 +62,12 @@ inline bool is_input(const column& c) {
 inline bool lists_values(const column& c) {
   return c.type() == column::CLASS || c.type() == column::DISCRETE ||
          (c.type() == column::CONTINUOUS && !c.values()->is_numeric());
+}
+
+/// The type of a column's values as metadata files have it; ordered texts are "ostring", whatever
+/// their values.
+inline std::string type_name(const column& c) {
+  return c.values()->is_ordered() ? "ostring" : c.values()->type();
 }
 
 /// The names of the columns, made different: a second column of one name has " #" and its number,

@@ -4,15 +4,11 @@
 // in it: readers need no recursion, and a tree may be as deep as memory allows. Classes are codes:
 // 0 is the unknown class, k the k-th value of the class column. docs/formats.md has the layout.
 // Numbers are the shortest texts that read back to the same value of their column's type.
-#include <rapidjson/writer.h>
-
-#include <cmath>
+#include "zel/text/json.h"
 
 #include "impls/identity.h"
 #include "impls/model/dtree.h"
 #include "impls/rendering/description.h"
-#include "zel/adt/tree_walk.h"
-#include "zel/text/decimal.h"
 #include "zel/util/string_util.h"
 
 namespace orvik::impls {
@@ -22,36 +18,17 @@ namespace {
 constexpr char k_format[] = "orvik-model";
 constexpr unsigned k_format_version = 1;
 
-/// Where the writer's bytes go.
-class json_sink {
- public:
-  using Ch = char;
-  explicit json_sink(std::ostream& out) : out_(out) {}
-  /// Does nothing on a stream that has failed, as the stream itself does.
-  void Put(char c) {
-    if (!out_) return;
-    if (out_.rdbuf()->sputc(c) == std::ostream::traits_type::eof()) out_.setstate(std::ios::badbit);
-  }
-  void Flush() {}
-  void line() { Put('\n'); }
-
- private:
-  std::ostream& out_;
-};
-
 /// Writes the members of the document in order.
-class json_writer {
+class model_writer {
  public:
-  json_writer(const table& t, const std::string& model_name, std::ostream& out)
+  model_writer(const table& t, const std::string& model_name, std::ostream& out)
       : table_(t), encoding_(encoding_of(t, model_name)), sink_(out), json_(sink_) {}
 
   void write(const dtree& model);
 
  private:
-  void key(std::string_view name) { json_.Key(name.data(), size_of(name)); }
+  void key(std::string_view name) { json_.key(name); }
   void text(const std::string& raw);
-  void number(const std::string& digits);
-  void number(double x);
   void value(const column& c, code_t code);
   void write_column(unsigned long i);
   void write_columns();
@@ -60,43 +37,28 @@ class json_writer {
   void write_test(const decision_tree& tree, const std::vector<unsigned long>& places);
   void write_class(const decision_node& leaf);
 
-  static rapidjson::SizeType size_of(std::string_view text) {
-    return static_cast<rapidjson::SizeType>(text.size());
-  }
-
   const table& table_;
   text_encoding encoding_;
-  json_sink sink_;
-  rapidjson::Writer<json_sink> json_;
+  zel::text::json_sink sink_;
+  zel::text::json_writer<zel::text::json_sink> json_;
 };
 
-void json_writer::text(const std::string& raw) {
-  const std::string utf8 =
-      encoding_ == text_encoding::UTF_8 ? raw : zel::util::string_util::utf8_of_latin1(raw);
-  json_.String(utf8.data(), size_of(utf8));
+void model_writer::text(const std::string& raw) {
+  json_.text(encoding_ == text_encoding::UTF_8 ? raw : zel::util::string_util::utf8_of_latin1(raw));
 }
 
-void json_writer::number(const std::string& digits) {
-  json_.RawValue(digits.data(), digits.size(), rapidjson::kNumberType);
-}
-
-/// JSON has no numbers beyond the finite ones.
-void json_writer::number(double x) {
-  std::isfinite(x) ? number(zel::text::shortest_decimal(x)) : static_cast<void>(json_.Null());
-}
-
-void json_writer::value(const column& c, code_t code) {
+void model_writer::value(const column& c, code_t code) {
   const std::string exact = c.values()->get_exact_value(code);
-  c.values()->is_numeric() ? number(exact) : text(exact);
+  c.values()->is_numeric() ? json_.digits(exact) : text(exact);
 }
 
-void json_writer::write_column(unsigned long i) {
+void model_writer::write_column(unsigned long i) {
   const column& c = table_.get_column(i);
   json_.StartObject();
   key("name");
   text(c.name());
   key("type");
-  text(c.values()->is_ordered() ? "ostring" : c.values()->type());
+  text(type_name(c));
   key("role");
   text(c.get_type());
   key("unknown");
@@ -110,18 +72,18 @@ void json_writer::write_column(unsigned long i) {
   json_.EndObject();
 }
 
-void json_writer::write_columns() {
+void model_writer::write_columns() {
   key("columns");
   json_.StartArray();
   for (unsigned long i = 0; i < table_.n_columns(); ++i) {
-    sink_.line();
+    sink_.Put('\n');
     write_column(i);
   }
   json_.EndArray();
-  sink_.line();
+  sink_.Put('\n');
 }
 
-void json_writer::write_test(const decision_tree& tree, const std::vector<unsigned long>& places) {
+void model_writer::write_test(const decision_tree& tree, const std::vector<unsigned long>& places) {
   const decision_node& node = *tree.get_node();
   const branch_test test = test_of_branch(table_, node, 0);
   key("column");
@@ -136,30 +98,30 @@ void json_writer::write_test(const decision_tree& tree, const std::vector<unsign
   json_.EndArray();
 }
 
-void json_writer::write_class(const decision_node& leaf) {
+void model_writer::write_class(const decision_node& leaf) {
   key("class");
   json_.Uint64(leaf.get_leaf_class());
   key("classes");
   json_.StartArray();
-  for (code_t c = 1; c < table_.n_class_codes(); ++c) number(leaf.class_weight(c));
+  for (code_t c = 1; c < table_.n_class_codes(); ++c) json_.number(leaf.class_weight(c));
   json_.EndArray();
 }
 
-void json_writer::write_node(const decision_tree& tree, const std::vector<unsigned long>& places) {
+void model_writer::write_node(const decision_tree& tree, const std::vector<unsigned long>& places) {
   const decision_node& node = *tree.get_node();
   json_.StartObject();
   key("weight");
-  number(node.weight());
+  json_.number(node.weight());
   key("cases");
   json_.Uint64(node.n_cases());
   key("fraction");
-  number(node.fraction());
+  json_.number(node.fraction());
   is_leaf(tree) ? write_class(node) : write_test(tree, places);
   json_.EndObject();
 }
 
 /// Level by level, so that the places of a node's children follow each other.
-void json_writer::write_tree(const decision_tree& tree) {
+void model_writer::write_tree(const decision_tree& tree) {
   std::vector<const decision_tree*> nodes{&tree};
   std::vector<unsigned long> places;
   json_.StartObject();
@@ -172,22 +134,22 @@ void json_writer::write_tree(const decision_tree& tree) {
       places.push_back(nodes.size());
       nodes.push_back(subtree.get_child(i));
     }
-    sink_.line();
+    sink_.Put('\n');
     write_node(subtree, places);
   }
   json_.EndArray();
   json_.EndObject();
-  sink_.line();
+  sink_.Put('\n');
 }
 
-void json_writer::write(const dtree& model) {
+void model_writer::write(const dtree& model) {
   json_.StartObject();
   key("format");
   text(k_format);
   key("version");
   json_.Uint(k_format_version);
   key("library");
-  text(std::string(k_library_name) + ' ' + k_version);
+  text(k_product);
   key("encoding");
   text(name_of(encoding_));
   key("name");
@@ -204,14 +166,14 @@ void json_writer::write(const dtree& model) {
   for (unsigned long i = 0; i < model.n_trees(); ++i) write_tree(model.get_tree(i));
   json_.EndArray();
   json_.EndObject();
-  sink_.line();
+  sink_.Put('\n');
 }
 
 }  // namespace
 
 void dtree::toJSON(std::ostream& out) const {
   require_trees();
-  json_writer(*table_, name_, out).write(*this);
+  model_writer(*table_, name_, out).write(*this);
 }
 
 }  // namespace orvik::impls

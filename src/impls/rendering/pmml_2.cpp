@@ -112,8 +112,7 @@ void dtree::toXML(std::ostream& out, const conf_matrix* test) const {
       << "</Header>\n";
   table_->toXML_data_dictionary(out);
   out << "<TreeModel modelName=\"" << escaped(name_)
-      << "\" functionName=\"classification\" algorithmName=\"" << k_library_name << ' ' << k_version
-      << "\">\n";
+      << "\" functionName=\"classification\" algorithmName=\"" << k_product << "\">\n";
   table_->toXML_mining_schema(out, attributes_.get());
   for (unsigned long i = 0; i < n_trees(); ++i) get_tree(i).toXML(*table_, out);
   out << "<Extension>\n";

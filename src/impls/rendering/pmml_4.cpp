@@ -224,7 +224,7 @@ void dtree::toPMML(std::ostream& out) const {
   writer.write_dictionary();
   const char* const element = votes() ? "MiningModel" : "TreeModel";
   out << '<' << element << " modelName=\"" << writer.text(name_) << "\" algorithmName=\""
-      << k_library_name << ' ' << k_version << '"';
+      << k_product << '"';
   if (votes()) {
     out << " functionName=\"classification\">\n";
   } else {

@@ -14,13 +14,16 @@
 #include "impls/tables/code_view.h"
 #include "impls/types.h"
 #include "impls/values/o_set.h"
+#include "orvik/enums.h"
 #include "zel/util/nocopy.h"
 
 namespace orvik::impls {
 
 class column : private zel::util::nocopy {
  public:
-  enum role : int { DISCRETE = 0, CONTINUOUS = 1, CLASS = 2, WEIGHTS = 3, IGNORE = 4 };
+  using role = model::column_role;
+  static constexpr role DISCRETE = model::DISCRETE, CONTINUOUS = model::CONTINUOUS,
+                        CLASS = model::CLASS, WEIGHTS = model::WEIGHTS, IGNORE = model::IGNORE;
 
   /// What a split measure says of one attribute at one node.
   struct splitting_desc {

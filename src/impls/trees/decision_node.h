@@ -119,6 +119,8 @@ class decision_node : private zel::util::nocopy {
     assert(distribution_ != nullptr);
     return distribution_[c];
   }
+  /// By class code.
+  const double* class_weights() const { return distribution_.get(); }
   double fraction() const { return fraction_; }
   class_t majority_class() const { return leaf_class_; }
   double estimated_error() const { return error_; }

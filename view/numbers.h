@@ -1,4 +1,4 @@
-// Numbers of the report as the text reports of orvcmd print them, in any locale.
+// Numbers as the forms print them, in any locale.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 namespace orvview {
 
 /// As "%.1f" prints a finite number, without a decimal that is 0.
-std::string one_decimal(double x);
+std::string trimmed_decimal(double x);
 /// As "%g" prints it.
 std::string six_digits(double x);
 

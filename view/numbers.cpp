@@ -1,15 +1,14 @@
-#include "report_numbers.h"
+#include "numbers.h"
 
 #include <array>
 #include <charconv>
 
+#include "zel/text/decimal.h"
+
 namespace orvview {
 
-std::string one_decimal(double x) {
-  std::array<char, 330> room;  // the largest double has 309 digits before the point
-  const auto [end, error] =
-      std::to_chars(room.data(), room.data() + room.size(), x, std::chars_format::fixed, 1);
-  std::string text(room.data(), end);
+std::string trimmed_decimal(double x) {
+  std::string text = zel::text::one_decimal(x);
   if (text.ends_with(".0")) text.resize(text.size() - 2);
   return text;
 }
