@@ -5,6 +5,7 @@
 // over them is that over all cells to the last bit, as weights are not negative.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <span>
 #include <unordered_map>
@@ -26,6 +27,7 @@ class class_cells {
 
   /// Row and column are below n, here and below.
   void add(unsigned long row, unsigned long column, double weight) {
+    assert(row < n_ && column < n_);
     const std::uint64_t at = row * n_ + column;
     is_dense() ? dense_[at] += weight : sparse_[at] += weight;
   }

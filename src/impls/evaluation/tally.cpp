@@ -1,6 +1,7 @@
 #include "impls/evaluation/tally.h"
 
 #include <algorithm>
+#include <cassert>
 #include <span>
 #include <vector>
 
@@ -17,6 +18,7 @@ double tally(const table& t, const case_list& cases, double weight, conf_matrix&
   for (unsigned long first = 0; first < cases.size(); first += k_batch) {
     const case_span batch =
         case_span(cases).subspan(first, std::min(k_batch, cases.size() - first));
+    assert(!batch.empty());
     require_cases_of(t, batch);
     const unsigned long size = cases_at_once(batch.size(), t.n_class_codes(), predictor.run());
     predictor.run().for_each_index((batch.size() + size - 1) / size, [&](unsigned long i) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -48,6 +49,7 @@ void sort_by_branch(const Codes& codes, BranchOf branch_of, std::span<counted_ca
   for (std::size_t i = 0; i < cases.size(); ++i) {
     const auto code = static_cast<std::uint32_t>(codes[cases[i].row]);
     const std::size_t b = branch_of(code);
+    assert(code != k_unknown && b < scratch.parts.size());
     branch_part& part = scratch.parts[b];
     ++part.size;
     part.lowest = std::min(part.lowest, code);
@@ -72,6 +74,7 @@ void sort_in_two(const Codes& codes, BranchOf branch_of, std::span<counted_case>
                  partition_scratch& scratch) {
   const std::size_t n_classes = scratch.n_classes;
   if (scratch.cases.size() < cases.size()) scratch.cases.resize(cases.size());
+  assert(scratch.parts.size() == 2);
   branch_part& low = scratch.parts[0];
   branch_part& high = scratch.parts[1];
   std::size_t n_low = 0, n_high = 0;

@@ -1,6 +1,7 @@
 #include "impls/growing/counted_growing.h"
 
 #include <algorithm>
+#include <cassert>
 #include <span>
 
 #include "impls/growing/count_partition.h"
@@ -94,6 +95,7 @@ void measure_flags(const growing_plan& plan, const counted_node& node,
 }  // namespace
 
 counted_piece counted_growing::take_root(decision_node& root) {
+  assert(root.is_active() && possible(plan_, *root.cases()));
   const unsigned long n = plan_.attributes().size();
   const code_view classes = plan_.t().class_column().codes();
   cases_ = plan_.order_matters()
@@ -116,6 +118,7 @@ void counted_growing::grow(growing_node&& open_node, std::vector<growing_node>& 
   if (node.stays_leaf(plan_.min_weight())) return;
 
   const counted_piece& piece = open_node.piece;
+  assert(piece.begin < piece.end && piece.end <= cases_.size());
   std::vector<candidate>& candidates = own_scratch().candidates;
   candidates.clear();
   for (unsigned int a = 0; a < plan_.attributes().size(); ++a) {
@@ -215,6 +218,7 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
     });
   });
 
+  assert(scratch.parts.size() == n && scratch.parts.back().end == cases.size());
   open_node.tree->set_capacity(static_cast<unsigned int>(n));
   for (std::size_t b = 0; b < n; ++b) {
     const growing::branch_part& part = scratch.parts[b];

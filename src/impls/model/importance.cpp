@@ -8,6 +8,7 @@
 // out-of-bag cases; what the tree's error on them rises by is what it owes to the attribute. Only
 // cases whose prediction looks at the attribute are predicted again.
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <limits>
 #include <utility>
@@ -93,6 +94,7 @@ class out_of_bag {
     std::vector<code_t> codes;
     codes.reserve(cases_.size());
     for (const auto& [row, weight] : cases_) codes.push_back(permuted.get_row_index(row));
+    assert(attribute < asking_.size());
     shuffle(codes, seed);
     double rise = 0;
     for (const std::uint32_t i : asking_[attribute]) {

@@ -5,6 +5,7 @@
 // A task takes a chunk of cases through one tree after the other: a tree stays in the cache while
 // it is used.
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -62,6 +63,7 @@ void vote(const table& t, const ballot& trees, const chunk& some, const After& a
     for (std::uint32_t c = 0; c < some.cases.size(); ++c) {
       if (!trees[i]->in_bag[some.first + c]) out_of_bag.push_back(c);
     }
+    assert(block.size() == some.cases.size() || t.n_attributes() == 0);
     const auto count = [&](std::size_t c, const decision_tree::prediction& found, double) {
       votes.add(c, found.first, trees[i]->votes);
     };

@@ -1,6 +1,7 @@
 // The cases a tree was grown on, kept by its model so that it can be pruned again.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <vector>
 
@@ -19,6 +20,7 @@ class training_cases {
   unsigned long size() const { return narrow_rows_.size() + wide_rows_.size(); }
   /// The i-th of the list.
   case_list::value_type operator[](unsigned long i) const {
+    assert(i < size());
     return {narrow_rows_.empty() ? wide_rows_[i] : narrow_rows_[i],
             weights_.empty() ? 1.0 : weights_[i]};
   }

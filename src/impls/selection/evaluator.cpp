@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cassert>
 #include <utility>
 
 #include "impls/selection/stable_choice.h"
@@ -60,7 +61,11 @@ bool sharing_evaluator::rate(std::span<rated_set> subsets) {
     const std::size_t n = std::min(k_batch, missing.size() - first);
     if (!rate_new(std::span(missing).subspan(first, n))) return false;
   }
-  for (rated_set& each : subsets) each.errors = find_known(each.set)->errors;
+  for (rated_set& each : subsets) {
+    const known_tree* const known = find_known(each.set);
+    assert(known != nullptr);
+    each.errors = known->errors;
+  }
   work_.subsets_covered += static_cast<double>(subsets.size());
   return true;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cassert>
 #include <span>
 #include <utility>
 
@@ -31,6 +32,7 @@ class branch_sums {
   /// `known`: the amounts of all branches, by place.
   column::splitting_desc result(std::span<const Amount> known) const {
     const Amount known_sum = node_.total - unknown_;
+    assert(known.size() == node_.n_places);
     if (known_sum == 0 || large_ < 2) return {};
     const auto k = static_cast<double>(known_sum);
     const double share = k / (static_cast<double>(unknown_) + k);

@@ -85,7 +85,10 @@ struct dense_cells {
   std::size_t n_places;
   code_t lowest;
 
-  std::span<const Amount> row(std::size_t begin) const { return cells.subspan(begin, n_places); }
+  std::span<const Amount> row(std::size_t begin) const {
+    assert(begin % n_places == 0 && begin < cells.size());
+    return cells.subspan(begin, n_places);
+  }
 
   value_group at(std::size_t begin) const {
     for (; begin < cells.size(); begin += n_places) {
@@ -258,6 +261,7 @@ sorted_keys fill_sparse(const counted_node& node, const Codes& codes, const code
   };
   unknown = take_known(node, codes, s.known.data(), take);
   const auto n = static_cast<std::size_t>(next - first_key);
+  assert(n <= node.size());
   return {s.sorter.sort(n, range.second - range.first), range.first};
 }
 

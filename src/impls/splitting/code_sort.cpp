@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 
 #include "zel/adt/counting_sort.h"
 
@@ -22,6 +23,8 @@ bool is_sorted(std::span<const coded_case> cases) {
 
 std::span<const coded_case> code_sorter::sorted(const code_range& range) {
   const std::size_t n_codes = range.second - range.first;
+  assert(std::ranges::all_of(
+      cases_, [&](const coded_case& c) { return c.code >= range.first && c.code < range.second; }));
   if (is_sorted(cases_)) return cases_;
   if (cases_.size() < k_few_cases && n_codes <= UINT32_MAX) {
     sort_by_keys(range);

@@ -1,6 +1,7 @@
 #include "impls/splitting/counted_cases.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace orvik::impls {
 
@@ -28,6 +29,7 @@ std::vector<counted_case> counted_in_order(const case_list& cases, const code_vi
 
 std::vector<counted_case> counted_by_row(const case_list& cases, const code_view& classes,
                                          unsigned long n_rows) {
+  assert(countable(cases));
   if (ascending(cases)) return counted_in_order(cases, classes);
   std::vector<std::uint32_t> counts(n_rows);
   std::size_t n = 0;

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -89,6 +90,7 @@ class cut_search {
   splitting_desc result() const {
     const double price = Impurity::price_of_choice(tries_, total_);
     if (price >= best_.gain) return {};
+    assert(best_.left_code < best_.right_code);
     splitting_desc found = best_;
     found.gain -= price;
     info_sum<Amount> sizes;
@@ -141,6 +143,7 @@ splitting_desc best_cut(const Impurity& impurity, const Layout& cells,
     if (value.only != run) run = k_mixed;
     const value_group next = cells.at(value.end);
     if (next.is_past_last()) break;
+    assert(next.code > value.code);
     if (!search.too_light()) {
       if (search.ended()) break;
       search.count_try();

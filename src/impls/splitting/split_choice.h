@@ -4,6 +4,7 @@
 // attributes.
 #pragma once
 
+#include <cassert>
 #include <optional>
 #include <span>
 #include <vector>
@@ -50,6 +51,7 @@ template <class Keep>
 const candidate* best_of(std::span<const candidate> candidates, model::split_type type,
                          const Keep& keep) {
   const splitting::ranking& by = splitting::ranking_of(type);
+  assert(std::ranges::is_sorted(candidates, {}, &candidate::attribute));
   const double mean = by.above_mean ? average_gain(candidates, keep) : 0.0;
   const candidate* best = nullptr;
   double best_value = column::k_no_gain;

@@ -6,6 +6,7 @@
 // Threads: many readers or one writer; loading uses threads of its own.
 #pragma once
 
+#include <cassert>
 #include <memory>
 #include <ostream>
 #include <span>
@@ -53,8 +54,11 @@ class table : private zel::util::nocopy {
   unsigned long n_attributes() const { return attribute_columns_.size(); }
   const column& get_column(unsigned long i) const { return *columns_[i]; }
   /// The column of attribute `a`: columns in order, without the class and the weights.
-  const column& column_of(unsigned long a) const { return *columns_[attribute_columns_[a]]; }
-  unsigned long column_index_of(unsigned long a) const { return attribute_columns_[a]; }
+  const column& column_of(unsigned long a) const { return *columns_[column_index_of(a)]; }
+  unsigned long column_index_of(unsigned long a) const {
+    assert(a < attribute_columns_.size());
+    return attribute_columns_[a];
+  }
   /// n_columns() in a table without a class.
   unsigned long class_index() const { return class_index_; }
   /// n_columns() in a table without case weights.
