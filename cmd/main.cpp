@@ -25,8 +25,7 @@ void finish(const options& opt, orvik::table* t, const training& result, const _
   const orvik::dtree* const model = result.model.get();
   independent_steps steps;
   steps.run([&] { save_tree(opt, *model, out.log()); });
-  steps.run([&] { out.pmml().write([&](std::ostream& pmml) { model->toPMML(pmml); }); });
-  steps.run([&] { out.json().write([&](std::ostream& json) { model->toJSON(json); }); });
+  out.write_documents(*model, steps);
   steps.run([&] {
     test_save_tree(opt, t, result, errors, {out.log(), out.text(), out.xml(), out.dot()});
   });

@@ -10,6 +10,7 @@
 #include <locale>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include "inputs.h"
@@ -127,8 +128,7 @@ std::vector<run_file> output_files(const options& opt) {
   add_file(files, "trace file ", opt.trace_file);
   add_file(files, "tree XML output file ", opt.xml_file);
   add_file(files, "tree DOT output file ", opt.dot_file);
-  add_file(files, "PMML output file ", opt.pmml_file);
-  add_file(files, "JSON output file ", opt.json_file);
+  for (const document& each : k_documents) add_file(files, each.role, opt.*each.file);
   add_file(files, "binary data output file ", opt.binary_data_output, /*replaced=*/true);
   add_file(files, "binary tree output file ", opt.tree_binary_output, /*replaced=*/true);
   add_file(files, "score output file ", opt.score_output_file);
@@ -162,6 +162,11 @@ const options& checked(const options& opt) {
   check_files(opt);
   check_inputs(opt);
   return opt;
+}
+
+template <std::size_t... I>
+std::array<output, sizeof...(I)> documents_of(const options& opt, std::index_sequence<I...>) {
+  return {output(/*on_stdout=*/false, opt.*k_documents[I].file, std::ios::trunc)...};
 }
 
 /// Numbers as every stream prints them, but for the sign of a not-a-number, which says nothing.
@@ -212,10 +217,17 @@ outputs::outputs(const options& opt)
       trace_(false, opt.trace_file, std::ios::trunc),
       xml_(opt.xml_stdout, opt.xml_file, std::ios::trunc),
       dot_(opt.dot_stdout, opt.dot_file, std::ios::trunc),
-      pmml_(false, opt.pmml_file, std::ios::trunc),
-      json_(false, opt.json_file, std::ios::trunc) {}
+      documents_(documents_of(opt, std::make_index_sequence<k_documents.size()>())) {}
 
 outputs::~outputs() { end_log(); }
+
+void outputs::write_documents(const orvik::dtree& model, independent_steps& steps) {
+  for (std::size_t i = 0; i < documents_.size(); ++i) {
+    steps.run([&] {
+      documents_[i].write([&](std::ostream& out) { (model.*k_documents[i].write)(out); });
+    });
+  }
+}
 
 void outputs::begin_log(std::string_view banner) {
   if (log() == nullptr) return;
@@ -229,7 +241,8 @@ void outputs::end_log() {
 }
 
 void outputs::close() {
-  for (output* each : {&log_, &text_, &trace_, &xml_, &dot_, &pmml_, &json_}) each->close();
+  for (output* each : {&log_, &text_, &trace_, &xml_, &dot_}) each->close();
+  for (output& each : documents_) each.close();
 }
 
 }  // namespace orvcmd

@@ -3,6 +3,7 @@
 /// refused command line leaves every file as it was.
 #pragma once
 
+#include <array>
 #include <fstream>
 #include <iosfwd>
 #include <stdexcept>
@@ -10,6 +11,8 @@
 #include <string_view>
 
 #include "options.h"
+#include "orvik/dtree.h"
+#include "steps.h"
 
 namespace orvcmd {
 
@@ -65,6 +68,16 @@ class output {
   std::ostream* stream_ = nullptr;  // null, &file_ or standard output
 };
 
+/// A form of the model that goes to a file of its own.
+struct document {
+  std::string options::*file;
+  std::string_view role;  ///< in messages
+  void (orvik::dtree::*write)(std::ostream&) const;
+};
+inline constexpr std::array<document, 2> k_documents = {
+    {{&options::pmml_file, "PMML output file ", &orvik::dtree::toPMML},
+     {&options::json_file, "JSON output file ", &orvik::dtree::toJSON}}};
+
 /// All outputs of a run. Log lines begin with their newline; so the log is ended by a newline of
 /// its own, also when an error ends the run.
 class outputs {
@@ -81,8 +94,8 @@ class outputs {
   std::ostream* trace() { return trace_.stream(); }
   std::ostream* xml() { return xml_.stream(); }
   std::ostream* dot() { return dot_.stream(); }
-  output& pmml() { return pmml_; }
-  output& json() { return json_; }
+  /// Writes each document of the model that is asked for, as a step of its own.
+  void write_documents(const orvik::dtree& model, independent_steps& steps);
 
   /// Starts the log, if any, with `banner`.
   void begin_log(std::string_view banner);
@@ -94,7 +107,8 @@ class outputs {
   void close();
 
  private:
-  output log_, text_, trace_, xml_, dot_, pmml_, json_;
+  output log_, text_, trace_, xml_, dot_;
+  std::array<output, k_documents.size()> documents_;
   bool in_log_ = false;  // the log is in the middle of a line
 };
 
