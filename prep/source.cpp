@@ -29,7 +29,7 @@ std::string temporary_folder() {
 }  // namespace
 
 source::source(const std::string& name) : name_(name), path_(name), buffer_(k_block) {
-  struct stat status;
+  struct stat status = {};
   if (name != "-" && ::stat(name.c_str(), &status) != 0) fail(std::strerror(errno));
   if (name == "-" || S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)) spool();
   open();

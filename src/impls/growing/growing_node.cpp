@@ -10,6 +10,8 @@ void make_active_children(const table& t, double min_weight, decision_tree& tree
   assert(node.is_active() && node.is_split() && depth > 0);
   std::vector<branch_cases> branches = node.branches(t);
   tree.set_capacity(static_cast<unsigned int>(branches.size()));
+  // The tree owns its children.
+  // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks)
   for (unsigned int i = 0; i < branches.size(); ++i) {
     auto child = std::make_unique<decision_tree>();
     child->set_node(new decision_node(&node, i + 1));

@@ -22,7 +22,7 @@ constexpr unsigned long k_copied_cases = 50;
 /// Whether a continuous attribute is measured by sorting the cases: where there are not many of
 /// them a code of the range.
 constexpr bool is_measured_by_sorting(unsigned long n_cases, unsigned long n_codes) {
-  return n_cases / n_codes <= 1;
+  return n_cases < 2 * n_codes;
 }
 
 namespace split_choice {
