@@ -187,12 +187,7 @@ void run(const settings& how) {
   if (!std::cout.flush()) throw std::runtime_error(k_cannot_write + std::string("standard output"));
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  // A size limit is an error like others. A reader that has seen enough, such as head, is none: the
-  // signal of its pipe ends the program.
-  std::signal(SIGXFSZ, SIG_IGN);
+int run(int argc, char** argv) {
   CLI::App app("Shows a model of orvcmd: as a report, pictures, rules and programs.");
   settings how;
   describe(app, how);
@@ -202,9 +197,18 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : k_bad_usage;
   }
+  run(how);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // A size limit is an error like others. A reader that has seen enough, such as head, is none: the
+  // signal of its pipe ends the program.
+  std::signal(SIGXFSZ, SIG_IGN);
   try {
-    run(how);
-    return 0;
+    return run(argc, argv);
   } catch (const std::bad_alloc&) {
     std::cerr << "orvview: out of memory\n";
   } catch (const std::exception& error) {
