@@ -16,9 +16,6 @@ namespace orvcmd {
 inline constexpr std::int64_t k_largest_count = 1'000'000;
 inline constexpr std::int64_t k_largest_depth = 1'000'000'000;
 
-/// What stands for an unknown value in every text file.
-inline constexpr char k_unknown_value[] = "?";
-
 /// All settings of one run. File names are empty when not given; the choices kept as integers are
 /// the enumerations of orvik/enums.h.
 class options {

@@ -14,7 +14,6 @@
 #include <cstdint>
 #include <span>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include "impls/splitting/code_sort.h"
