@@ -48,8 +48,7 @@ class node_growing {
     if (node.depth == 0) {
       tree.get_node()->set_as_leaf();
     } else {
-      tree.get_node()->split(plan_.t(), plan_.type(), plan_.min_weight(), plan_.usable(),
-                             plan_.n_usable(), draw_, plan_.run());
+      tree.get_node()->split(plan_.t(), plan_.rules(), draw_, plan_.run());
     }
     if (tree.get_node()->is_split()) {
       return make_active_children(plan_.t(), plan_.min_weight(), tree, node.depth, open);

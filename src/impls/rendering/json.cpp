@@ -91,6 +91,9 @@ void model_writer::write_test(const decision_tree& tree, const std::vector<unsig
   if (test.how == branch_test::UP_TO) {
     key("threshold");
     value(*test.tested, test.code);
+  } else if (node.test().is_one_value()) {
+    key("value");
+    value(*test.tested, test.code);
   }
   key("children");
   json_.StartArray();

@@ -61,6 +61,19 @@ const char* operational_type_of(const column& c) {
   return lists_values(c) ? "ordinal" : "continuous";
 }
 
+const char* operator_of(const branch_test& test) {
+  switch (test.how) {
+    case branch_test::EQUAL:
+      return "equal";
+    case branch_test::OTHER:
+      return "notEqual";
+    case branch_test::UP_TO:
+      return "lessOrEqual";
+    default:
+      return "greaterThan";
+  }
+}
+
 /// Writes the elements that describe a table and its trees.
 class pmml_writer {
  public:
@@ -158,10 +171,7 @@ void pmml_writer::write_predicate(const decision_node& node) const {
   }
   const branch_test test = test_before(table_, node);
   const unsigned long column = table_.column_index_of(node.father()->attribute());
-  const char* relation = test.how == branch_test::EQUAL   ? "equal"
-                         : test.how == branch_test::UP_TO ? "lessOrEqual"
-                                                          : "greaterThan";
-  out_ << "<SimplePredicate field=\"" << fields_[column] << "\" operator=\"" << relation
+  out_ << "<SimplePredicate field=\"" << fields_[column] << "\" operator=\"" << operator_of(test)
        << "\" value=\"" << text(test.exact_value()) << "\"/>\n";
 }
 

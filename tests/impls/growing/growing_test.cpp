@@ -177,7 +177,7 @@ std::unique_ptr<decision_tree> grow_by_nodes(const table& t, case_list& cases,
   for (std::size_t i = 0; i < level.size(); ++i) {
     decision_tree& tree = *level[i];
     decision_node& node = *tree.get_node();
-    node.split(t, orvik::model::GAIN_RATIO, 2, nullptr, t.n_attributes(), draw);
+    node.split(t, {orvik::model::GAIN_RATIO, 2, nullptr, t.n_attributes()}, draw);
     const unsigned long n = node.is_split() ? node.get_no_of_splits(t) : 0;
     tree.set_capacity(static_cast<unsigned>(n));
     for (unsigned long c = 0; c < n; ++c) {

@@ -78,7 +78,8 @@ inline std::unique_ptr<decision_tree> grow_plainly(const selection::setting& s,
       const code_range& range = node.range(a);
       if (range.second - range.first <= 1) continue;
       tests.push_back({static_cast<unsigned int>(a), {}});
-      node.measure_candidate(s.t, s.type, s.min_weight, tests.back(), /*copy=*/true);
+      node.measure_candidate(s.t, {s.type, s.min_weight, nullptr, s.t.n_attributes()}, tests.back(),
+                             /*copy=*/true);
     }
     const candidate* best = split_choice::best_of(std::span<const candidate>(tests), s.type,
                                                   [](unsigned int) { return true; });
