@@ -22,6 +22,7 @@ struct attribute_draw {
   rule how = BY_KIND;
   double amount = 0;
 
+  bool operator==(const attribute_draw&) const = default;
   /// Of k > 0 usable attributes; at least 1, at most k.
   unsigned long of(unsigned long k) const {
     const auto all = static_cast<double>(k);
@@ -48,6 +49,7 @@ struct growth {
   /// A discrete attribute of more than two values is tested for one of them.
   bool one_value = false;
 
+  bool operator==(const growth&) const = default;
   bool draws() const { return attributes.draws() || random_cuts; }
 };
 
@@ -56,6 +58,8 @@ struct resampling {
   double share = 1;        ///< cases drawn for each of those given; in (0, 1] without replacement
   bool replace = true;     ///< a case may be drawn again (Breiman 1996)
   bool balanced = false;   ///< the classes are drawn equally often
+
+  bool operator==(const resampling&) const = default;
 };
 
 /// How the trees of an ensemble answer together.

@@ -59,7 +59,7 @@ node_scratch& own_scratch() {
 
 column::splitting_desc measure_one(const growing_plan& plan, const growing_plan::attribute& a,
                                    const counted_node& node, const narrow_range& range,
-                                   zel::util::rand_gen* draw) {
+                                   zel::util::quick_gen* draw) {
   const column::role type = a.values->type();
   if (type != column::CONTINUOUS && type != column::DISCRETE) return {};
   const code_range of(range.first, range.second);
@@ -125,7 +125,7 @@ void counted_growing::grow(growing_node&& open_node, std::vector<growing_node>& 
     if (!plan_.attributes()[a].usable) continue;
     if (piece.ranges[a].second > piece.ranges[a].first + 1) candidates.push_back({a, {}});
   }
-  measure(node, piece, candidates);
+  measure(open_node, candidates);
   const candidate* best = best_of(candidates, plan_.type());
   if (best == nullptr) return;
   node.set_test(plan_.t(), *best);
@@ -134,8 +134,9 @@ void counted_growing::grow(growing_node&& open_node, std::vector<growing_node>& 
                                         : make_children(open_node, open);
 }
 
-void counted_growing::measure(const decision_node& node, const counted_piece& piece,
-                              std::vector<candidate>& candidates) const {
+void counted_growing::measure(const growing_node& of, std::vector<candidate>& candidates) const {
+  const decision_node& node = *of.tree->get_node();
+  const counted_piece& piece = of.piece;
   class_places& classes = own_scratch().classes;
   classes.set(node, plan_.t().n_class_codes());
   const counted_node counted{{static_cast<count_t>(node.weight()), plan_.min_weight(),
@@ -144,18 +145,17 @@ void counted_growing::measure(const decision_node& node, const counted_piece& pi
                              {cases_.data() + piece.begin, piece.end - piece.begin},
                              classes.place_of.data(),
                              classes.totals};
+  zel::util::quick_gen draw(of.seed);
   const auto measure_alone = [&](candidate& c) {
     c.desc = measure_one(plan_, plan_.attributes()[c.attribute], counted,
-                         piece.ranges[c.attribute], draw_);
+                         piece.ranges[c.attribute], &draw);
   };
   const growth& how = plan_.how();
   if (how.attributes.draws()) {
     const unsigned long wanted = how.attributes.of(plan_.rules().n_usable);
-    return measure_drawn(candidates, wanted, plan_.type(), *draw_, measure_alone);
+    return measure_drawn(candidates, wanted, plan_.type(), draw, measure_alone);
   }
-  if (draw_ != nullptr && how.attributes.how == attribute_draw::BY_KIND) {
-    keep_random(candidates, plan_.rules().n_usable, *draw_);
-  }
+  if (draw_ != nullptr) keep_random(candidates, plan_.rules().n_usable, *draw_);
   const std::size_t n = counted.cases.size();
   const bool together = !plan_.flags().empty() && n > k_few_cases_apart;
   const auto measure_at = [&](unsigned long i) {
@@ -166,7 +166,7 @@ void counted_growing::measure(const decision_node& node, const counted_piece& pi
     if (!together || flag == growing_plan::k_no_flag) measure_alone(candidates[i]);
   };
   const unsigned long n_measures = candidates.size() + together;
-  if (draw_ == nullptr && n * n_measures >= k_parallel_counts) {
+  if (draw_ == nullptr && !how.draws() && n * n_measures >= k_parallel_counts) {
     plan_.run().for_each_index(n_measures, measure_at);
   } else {
     for (unsigned long i = 0; i < n_measures; ++i) measure_at(i);
@@ -248,7 +248,10 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
       std::copy_n(piece.ranges.get(), n_attributes, ranges.get());
       ranges[node.attribute()] = {part.lowest, part.highest + 1};
       const std::size_t end = piece.begin + part.end;
-      open.push_back({child.get(), open_node.depth - 1, {end - part.size, end, std::move(ranges)}});
+      open.push_back({child.get(),
+                      open_node.depth - 1,
+                      {end - part.size, end, std::move(ranges)},
+                      open_node.seed_of_branch(b)});
     }
     open_node.tree->push_back_child(child.release());
   }
@@ -264,8 +267,7 @@ void counted_growing::make_active_children(growing_node& open_node,
   cases->reserve(piece.end - piece.begin);
   for (std::size_t i = piece.begin; i < piece.end; ++i) cases->emplace_back(cases_[i].row, 1.0);
   open_node.tree->get_node()->restore(std::move(cases), std::move(ranges));
-  impls::make_active_children(plan_.t(), plan_.min_weight(), *open_node.tree, open_node.depth,
-                              open);
+  impls::make_active_children(plan_.t(), plan_.min_weight(), open_node, open);
 }
 
 }  // namespace orvik::impls

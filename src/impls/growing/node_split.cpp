@@ -27,8 +27,8 @@ void decision_node::split(const table& t, model::split_type type, double min_wei
   split(t, rules, &draw);
 }
 
-void decision_node::split(const table& t, const split_rules& rules, zel::util::rand_gen* draw,
-                          zel::util::run_context& run) {
+void decision_node::split(const table& t, const split_rules& rules, zel::util::rand_gen* in_order,
+                          unsigned long seed, zel::util::run_context& run) {
   if (!activated_) throw std::runtime_error(k_not_activated);
   require_known(rules.type);
   set_as_leaf();
@@ -39,23 +39,25 @@ void decision_node::split(const table& t, const split_rules& rules, zel::util::r
     if (rules.usable != nullptr && !(*rules.usable)[a]) continue;
     if (ranges_[a].second - ranges_[a].first > 1) candidates.push_back({a, {}});
   }
-  measure(t, rules, draw, candidates, run);
+  measure(t, rules, in_order, seed, candidates, run);
   const candidate* best = best_of(candidates, rules.type);
   if (best != nullptr) set_test(t, *best);
 }
 
-void decision_node::measure(const table& t, const split_rules& rules, zel::util::rand_gen* draw,
+/// One after the other on their own list, or side by side on copies.
+void decision_node::measure(const table& t, const split_rules& rules,
+                            zel::util::rand_gen* in_order, unsigned long seed,
                             std::vector<candidate>& candidates, zel::util::run_context& run) {
-  const bool copy = rules.how.draws() || (n_cases_ >= k_copied_cases && draw == nullptr);
-  const auto measure = [&](candidate& c) { measure_candidate(t, rules, c, copy, draw); };
+  const bool draws = rules.how.draws();
+  const bool copy = draws || (n_cases_ >= k_copied_cases && in_order == nullptr);
+  zel::util::quick_gen draw(seed);
+  const auto measure = [&](candidate& c) { measure_candidate(t, rules, c, copy, &draw); };
   if (rules.how.attributes.draws()) {
     const unsigned long wanted = rules.how.attributes.of(rules.n_usable);
-    return measure_drawn(candidates, wanted, rules.type, *draw, measure);
+    return measure_drawn(candidates, wanted, rules.type, draw, measure);
   }
-  if (draw != nullptr && rules.how.attributes.how == attribute_draw::BY_KIND) {
-    keep_random(candidates, rules.n_usable, *draw);
-  }
-  if (copy && draw == nullptr && n_cases_ * candidates.size() >= k_parallel_cells) {
+  if (in_order != nullptr) keep_random(candidates, rules.n_usable, *in_order);
+  if (copy && !draws && n_cases_ * candidates.size() >= k_parallel_cells) {
     run.for_each_index(candidates.size(), [&](unsigned long i) { measure(candidates[i]); });
   } else {
     for (candidate& c : candidates) measure(c);
@@ -63,7 +65,7 @@ void decision_node::measure(const table& t, const split_rules& rules, zel::util:
 }
 
 void decision_node::measure_candidate(const table& t, const split_rules& rules, candidate& c,
-                                      bool copy, zel::util::rand_gen* draw) {
+                                      bool copy, zel::util::quick_gen* draw) {
   assert(activated_);
   c.desc = splitting::measure_column(t.column_of(c.attribute),
                                      {t.class_column(), weight_, *cases_, ranges_[c.attribute],

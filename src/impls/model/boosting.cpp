@@ -79,7 +79,7 @@ void dtree::boost(const growing_plan& plan, const case_list* prune_cases) {
   normalise(cases);
   const auto n = static_cast<double>(cases.size());
   const auto n_classes = static_cast<double>(std::max(2UL, n_classes_of(t, cases)));
-  const unsigned long build_seed = parameters_.nodes_draw() ? run_->seeds().next(draw::bootstrap) : 0;
+  const unsigned long build_seed = parameters_.how.draws() ? run_->seeds().next(draw::bootstrap) : 0;
   run_->with_workers([&] {
     for (unsigned long i = 0; i < parameters_.n_trees; ++i) {
       const unsigned long seed = run_->seeds().at(draw::bootstrap, {build_seed, i});

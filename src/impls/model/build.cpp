@@ -85,7 +85,7 @@ void dtree::drop_trees() {
 void dtree::grow_trees(const table& t, const case_list* prune_cases) {
   trees_ = ensemble(parameters_.kind, parameters_.answer);
   const growing_plan plan(t, parameters_.split, parameters_.min_obj, attributes_.get(), *run_,
-                          parameters_.growth_of_trees());
+                          parameters_.how);
   if (parameters_.kind == ensemble_kind::boosting) {
     boost(plan, prune_cases);
   } else {
@@ -117,11 +117,11 @@ std::unique_ptr<decision_tree> dtree::grow_tree(const growing_plan& plan, case_l
                                                 unsigned long seed) const {
   require_finite_weight(cases);
   auto tree = std::make_unique<decision_tree>();
-  if (parameters_.nodes_draw()) {
+  if (parameters_.draws_in_order()) {
     zel::util::rand_gen attributes = attribute_draws(seed);
-    tree->build(plan, &cases, parameters_.max_depth, &attributes);
+    tree->build(plan, &cases, parameters_.max_depth, &attributes, seed);
   } else {
-    tree->build(plan, &cases, parameters_.max_depth, nullptr);
+    tree->build(plan, &cases, parameters_.max_depth, nullptr, seed);
   }
   run_->count(zel::util::progress::unit::trees);
   return tree;

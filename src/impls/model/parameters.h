@@ -6,6 +6,7 @@
 #include "impls/types.h"
 #include "orvik/enums.h"
 #include "orvik/growth.h"
+#include "zel/inpout/binstream.h"
 
 namespace orvik::impls {
 
@@ -22,19 +23,15 @@ struct parameters {
   unsigned long n_trees = 1;
   bool keep_training_cm = true;
 
+  // The part of the binary form that only models in the second layout have.
+  bool fit_first_layout() const;
+  void write_growth(zel::inpout::obinstream& out) const;
+  bool read_growth(zel::inpout::ibinstream& in);
+
   bool is_ensemble() const { return kind != ensemble_kind::single; }
-  /// Whether nodes draw: such a tree is grown by one thread.
-  bool nodes_draw() const {
-    const bool as_forest =
-        kind == ensemble_kind::forest && how.attributes.how == attribute_draw::BY_KIND;
-    return as_forest || how.draws();
-  }
-  /// What the nodes go by: only a forest draws without being told how.
-  growth growth_of_trees() const {
-    growth resolved = how;
-    const bool told = how.attributes.how != attribute_draw::BY_KIND;
-    if (!told && kind != ensemble_kind::forest) resolved.attributes.how = attribute_draw::ALL;
-    return resolved;
+  /// Whether the nodes of a tree draw from one generator, one after another.
+  bool draws_in_order() const {
+    return kind == ensemble_kind::forest && how.attributes.how == attribute_draw::BY_KIND;
   }
 };
 

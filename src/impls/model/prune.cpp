@@ -77,7 +77,7 @@ void dtree::sort_as_grown(const table& t, const decision_tree& tree, unsigned lo
   const bool measured =
       parameters_.max_depth > 0 && !tree.get_node()->stays_leaf(parameters_.min_obj);
   if (!measured || !attributes_ || parameters_.how.draws()) return;
-  if (parameters_.nodes_draw()) {
+  if (parameters_.draws_in_order()) {
     zel::util::rand_gen draws = attribute_draws(seed);
     sort_as_measured(t, *attributes_, &draws, cases);
   } else {

@@ -4,7 +4,7 @@
 #include "impls/tables/column.h"
 #include "orvik/enums.h"
 #include "orvik/growth.h"
-#include "zel/util/rand_gen.h"
+#include "zel/util/quick_gen.h"
 
 namespace orvik::impls::splitting {
 
@@ -19,7 +19,7 @@ struct measured_node {
   double min_weight;
   bool copy;
   const growth* how = nullptr;          // null: the defaults
-  zel::util::rand_gen* draw = nullptr;  // where cuts are random
+  zel::util::quick_gen* draw = nullptr;  // where cuts are random
 };
 
 /// By the impurity of the split type. A column that is neither discrete nor continuous, or has one

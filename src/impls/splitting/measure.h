@@ -119,7 +119,7 @@ inline bool tests_one_value(const growth& how, const column& measured) {
 template <class Impurity, class Node, class Codes>
 splitting_desc measure_test(const Impurity& impurity, const column& measured, const Codes& codes,
                             const Node& node, const code_range& range, const growth& how,
-                            zel::util::rand_gen* draw, scratch<typename Node::amount>& s) {
+                            zel::util::quick_gen* draw, scratch<typename Node::amount>& s) {
   if (measured.type() == column::CONTINUOUS) {
     return how.random_cuts
                ? measure_random_cut(impurity, *measured.values(), codes, node, s, *draw)

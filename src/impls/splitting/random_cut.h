@@ -8,14 +8,14 @@
 
 #include "impls/splitting/cut_search.h"
 #include "impls/values/o_set.h"
-#include "zel/util/rand_gen.h"
+#include "zel/util/quick_gen.h"
 
 namespace orvik::impls::splitting {
 
 /// The last code below the drawn point; `lowest` < `highest` are codes. Where the values are no
 /// numbers, or lie further apart than a number says, codes are drawn.
 inline code_t draw_cut(const o_set& values, code_t lowest, code_t highest,
-                       zel::util::rand_gen& draw) {
+                       zel::util::quick_gen& draw) {
   constexpr unsigned long k_steps = 1UL << std::numeric_limits<double>::digits;
   const bool numbers = values.is_numeric() && !values.is_ordered();
   const double least = numbers ? values.get_value_as_double(lowest) : 0;
@@ -35,7 +35,7 @@ inline code_t draw_cut(const o_set& values, code_t lowest, code_t highest,
 template <class Impurity, class Node, class Codes>
 splitting_desc measure_random_cut(const Impurity& impurity, const o_set& values, const Codes& codes,
                                   const Node& node, scratch<typename Node::amount>& s,
-                                  zel::util::rand_gen& draw) {
+                                  zel::util::quick_gen& draw) {
   using amount = typename Node::amount;
   node.start_known(s.known);
   code_t lowest = std::numeric_limits<code_t>::max(), highest = 0;

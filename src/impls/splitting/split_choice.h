@@ -15,6 +15,7 @@
 #include "impls/trees/candidate.h"
 #include "impls/trees/split_test.h"
 #include "orvik/enums.h"
+#include "zel/util/quick_gen.h"
 #include "zel/util/rand_gen.h"
 
 namespace orvik::impls {
@@ -80,7 +81,7 @@ bool is_valid(const column::splitting_desc& desc, model::split_type type);
 /// or none is left; keeps the measured ones, in the order of the attributes.
 template <class Measure>
 void measure_drawn(std::vector<candidate>& candidates, unsigned long wanted, model::split_type type,
-                   zel::util::rand_gen& draw, const Measure& measure) {
+                   zel::util::quick_gen& draw, const Measure& measure) {
   std::size_t measured = 0;
   for (unsigned long valid = 0; valid < wanted && measured < candidates.size(); ++measured) {
     candidate& next = candidates[measured];
