@@ -32,7 +32,9 @@ struct class_share {
 struct table_node {
   static constexpr long k_leaf = -1;
   long column;          // in node_tables::columns, or k_leaf
-  unsigned long limit;  // cut: codes up to it go to the first child; leaf: the class
+  // Cut: codes up to it go to the first child; test of one value: its place, negative; leaf: the
+  // class.
+  long limit;
   unsigned long first;  // the first child; leaf: its first share
   unsigned long n;      // children or shares
   double weight;

@@ -7,10 +7,11 @@
 // the model's strategy says, gets wrong, K the number of classes among the cases. A tree has
 // log((1 - e) / e) + log(K - 1) votes, and the weight of the cases that it gets wrong is multiplied
 // by the exponential of that before all are brought back to their sum.
-// - A tree that is no better than chance, e >= 1 - 1/K, ends the boosting and is left out.
-// - A tree without errors would have votes without bound, and leave all weights as they are: it
-//   counts as if it got half a case wrong, and is the last.
-// - The first tree stays in any case; alone it answers as a single tree does.
+// - A tree that is no better than chance, e >= 1 - 1/K, is left out.
+// - A tree without errors would have votes without bound: it counts as if it got half a case wrong.
+// - Both leave the weights as they are. Where nodes draw, the next tree is another one all the same;
+//   else there is no next one.
+// - Where all are left out, the first answers, as a single tree does.
 #include <algorithm>
 #include <cmath>
 #include <numeric>
@@ -80,6 +81,7 @@ void dtree::boost(const growing_plan& plan, const case_list* prune_cases) {
   const auto n = static_cast<double>(cases.size());
   const auto n_classes = static_cast<double>(std::max(2UL, n_classes_of(t, cases)));
   const unsigned long build_seed = parameters_.how.draws() ? run_->seeds().next(draw::bootstrap) : 0;
+  std::unique_ptr<decision_tree> first_left_out;
   run_->with_workers([&] {
     for (unsigned long i = 0; i < parameters_.n_trees; ++i) {
       const unsigned long seed = run_->seeds().at(draw::bootstrap, {build_seed, i});
@@ -88,12 +90,17 @@ void dtree::boost(const growing_plan& plan, const case_list* prune_cases) {
       const std::vector<unsigned char> wrong = errors_of(t, *tree, cases, *run_);
       const double error = weight_of(cases, wrong) / n;
       const bool hopeless = error >= 1 - 1 / n_classes;
-      if (hopeless && i > 0) return;
       const double shown = std::max(error, 0.5 / n);
-      const double votes =
-          hopeless ? 1 : std::log((1 - shown) / shown) + std::log(n_classes - 1);
-      trees_.add({std::move(tree), seed, votes});
-      if (hopeless || error == 0) return;
+      const double votes = std::log((1 - shown) / shown) + std::log(n_classes - 1);
+      if (!hopeless) {
+        trees_.add({std::move(tree), seed, votes});
+      } else if (!first_left_out) {
+        first_left_out = std::move(tree);
+      }
+      if (hopeless || error == 0) {
+        if (parameters_.how.draws()) continue;
+        break;
+      }
       const double factor = std::exp(votes);
       for (std::size_t c = 0; c < wrong.size(); ++c) {
         if (wrong[c] != 0) cases[c].second *= factor;
@@ -101,6 +108,7 @@ void dtree::boost(const growing_plan& plan, const case_list* prune_cases) {
       normalise(cases);
     }
   });
+  if (trees_.empty()) trees_.add({std::move(first_left_out)});
 }
 
 }  // namespace orvik::impls

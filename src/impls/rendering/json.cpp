@@ -24,6 +24,7 @@ class model_writer {
   model_writer(const table& t, const std::string& model_name, std::ostream& out)
       : table_(t), encoding_(encoding_of(t, model_name)), sink_(out), json_(sink_) {}
 
+  void write_combination(const ensemble& trees);
   void write(const dtree& model);
 
  private:
@@ -145,6 +146,20 @@ void model_writer::write_tree(const decision_tree& tree) {
   sink_.Put('\n');
 }
 
+/// Said where trees do more than have one vote each.
+void model_writer::write_combination(const ensemble& trees) {
+  if (!trees.is_put_to_vote()) return;
+  if (trees.answer() == combination::shares) {
+    key("combination");
+    text("shares");
+  }
+  if (trees.kind() != ensemble_kind::boosting) return;
+  key("votes");
+  json_.StartArray();
+  for (unsigned long i = 0; i < trees.n_trees(); ++i) json_.number(trees.votes(i));
+  json_.EndArray();
+}
+
 void model_writer::write(const dtree& model) {
   json_.StartObject();
   key("format");
@@ -164,6 +179,7 @@ void model_writer::write(const dtree& model) {
   key("weights");
   table_.has_weights() ? json_.Uint64(table_.weights_index()) : json_.Null();
   write_columns();
+  write_combination(model.trees());
   key("trees");
   json_.StartArray();
   for (unsigned long i = 0; i < model.n_trees(); ++i) write_tree(model.get_tree(i));
