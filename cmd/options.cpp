@@ -132,14 +132,18 @@ void set_ensemble(options& opt, arguments& args) {
 void set_drawn_attributes(options& opt, arguments& args) {
   using draw = orvik::attribute_draw;
   const std::string word = args.next();
-  if (word == "sqrt") opt.growth.attributes = {draw::SQUARE_ROOT, 0};
-  else if (word == "log2") opt.growth.attributes = {draw::LOGARITHM, 0};
-  else if (word == "all") opt.growth.attributes = {draw::ALL, 0};
+  if (word == "sqrt")
+    opt.growth.attributes = {draw::SQUARE_ROOT, 0};
+  else if (word == "log2")
+    opt.growth.attributes = {draw::LOGARITHM, 0};
+  else if (word == "all")
+    opt.growth.attributes = {draw::ALL, 0};
   else {
     const bool percent = word.ends_with('%');
-    const auto number = zel::text::parse_decimal<double>(
-        std::string_view(word).substr(0, word.size() - percent));
-    const bool fits = number && *number > 0 && (percent ? *number <= 100 : *number == std::floor(*number));
+    const auto number =
+        zel::text::parse_decimal<double>(std::string_view(word).substr(0, word.size() - percent));
+    const bool fits =
+        number && *number > 0 && (percent ? *number <= 100 : *number == std::floor(*number));
     require(fits, k_mtry_range);
     opt.growth.attributes = {percent ? draw::PERCENT : draw::COUNT, *number};
   }

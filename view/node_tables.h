@@ -31,7 +31,7 @@ struct class_share {
 /// Its children stand side by side.
 struct table_node {
   static constexpr long k_leaf = -1;
-  long column;          // in node_tables::columns, or k_leaf
+  long column;  // in node_tables::columns, or k_leaf
   // Cut: codes up to it go to the first child; test of one value: its place, negative; leaf: the
   // class.
   long limit;

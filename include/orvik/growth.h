@@ -55,9 +55,9 @@ struct growth {
 
 /// What an ensemble's trees are grown on.
 struct resampling {
-  double share = 1;        ///< cases drawn for each of those given; in (0, 1] without replacement
-  bool replace = true;     ///< a case may be drawn again (Breiman 1996)
-  bool balanced = false;   ///< the classes are drawn equally often
+  double share = 1;       ///< cases drawn for each of those given; in (0, 1] without replacement
+  bool replace = true;    ///< a case may be drawn again (Breiman 1996)
+  bool balanced = false;  ///< the classes are drawn equally often
 
   bool operator==(const resampling&) const = default;
 };

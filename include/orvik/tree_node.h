@@ -59,7 +59,8 @@ class ORVIK_EXPORT tree_node {
   unsigned long attribute() const;
   column_view tested() const;
   /// Of a column that is cut branch 0 is UP_TO the cut and branch 1 ABOVE it. Where one value is
-  /// asked for branch 0 is EQUAL to it and branch 1 OTHER; else branch i has the value of code i + 1. Throws std::runtime_error for a branch that there is not.
+  /// asked for branch 0 is EQUAL to it and branch 1 OTHER; else branch i has the value of code i
+  /// + 1. Throws std::runtime_error for a branch that there is not.
   branch_test test(unsigned long branch) const;
 
   // Of the way here; throw std::runtime_error at the root.

@@ -101,7 +101,8 @@ class flat_tree::builder {
     return static_cast<place>(test);
   }
 
-  /// Codes above the value, then those below it, go to the other branch. No code is below the first.
+  /// Codes above the value, then those below it, go to the other branch. No code is below the
+  /// first.
   void add_one_value(const subtree& at, std::size_t first_open) {
     const split_test& asked = at.tree->get_node()->test();
     const auto value = static_cast<std::uint32_t>(asked.code);

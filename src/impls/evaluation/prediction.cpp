@@ -111,7 +111,8 @@ double decision_tree::predict_distribution(const table&, const std::vector<code_
 
 void decision_tree::add_shares(const std::vector<code_t>& codes, double amount,
                                std::span<double> by_code) const {
-  distribute(*this, [&codes](unsigned int a) { return codes[a]; }, by_code, amount, 0);
+  distribute(
+      *this, [&codes](unsigned int a) { return codes[a]; }, by_code, amount, 0);
 }
 
 void decision_tree::add_row_shares(const table& t, row_t row, double amount,

@@ -139,16 +139,16 @@ void counted_growing::measure(const growing_node& of, std::vector<candidate>& ca
   const counted_piece& piece = of.piece;
   class_places& classes = own_scratch().classes;
   classes.set(node, plan_.t().n_class_codes());
-  const counted_node counted{{static_cast<count_t>(node.weight()), plan_.min_weight(),
-                              classes.totals.size(), plan_.t().n_class_codes() - 1,
-                              plan_.how().free},
-                             {cases_.data() + piece.begin, piece.end - piece.begin},
-                             classes.place_of.data(),
-                             classes.totals};
+  const counted_node counted{
+      {static_cast<count_t>(node.weight()), plan_.min_weight(), classes.totals.size(),
+       plan_.t().n_class_codes() - 1, plan_.how().free},
+      {cases_.data() + piece.begin, piece.end - piece.begin},
+      classes.place_of.data(),
+      classes.totals};
   zel::util::quick_gen draw(of.seed);
   const auto measure_alone = [&](candidate& c) {
-    c.desc = measure_one(plan_, plan_.attributes()[c.attribute], counted,
-                         piece.ranges[c.attribute], &draw);
+    c.desc = measure_one(plan_, plan_.attributes()[c.attribute], counted, piece.ranges[c.attribute],
+                         &draw);
   };
   const growth& how = plan_.how();
   if (how.attributes.draws()) {

@@ -45,9 +45,9 @@ void decision_node::split(const table& t, const split_rules& rules, zel::util::r
 }
 
 /// One after the other on their own list, or side by side on copies.
-void decision_node::measure(const table& t, const split_rules& rules,
-                            zel::util::rand_gen* in_order, unsigned long seed,
-                            std::vector<candidate>& candidates, zel::util::run_context& run) {
+void decision_node::measure(const table& t, const split_rules& rules, zel::util::rand_gen* in_order,
+                            unsigned long seed, std::vector<candidate>& candidates,
+                            zel::util::run_context& run) {
   const bool draws = rules.how.draws();
   const bool copy = draws || (n_cases_ >= k_copied_cases && in_order == nullptr);
   zel::util::quick_gen draw(seed);

@@ -9,7 +9,8 @@
 // by the exponential of that before all are brought back to their sum.
 // - A tree that is no better than chance, e >= 1 - 1/K, is left out.
 // - A tree without errors would have votes without bound: it counts as if it got half a case wrong.
-// - Both leave the weights as they are. Where nodes draw, the next tree is another one all the same;
+// - Both leave the weights as they are. Where nodes draw, the next tree is another one all the
+// same;
 //   else there is no next one.
 // - Where all are left out, the first answers, as a single tree does.
 #include <algorithm>
@@ -80,13 +81,15 @@ void dtree::boost(const growing_plan& plan, const case_list* prune_cases) {
   normalise(cases);
   const auto n = static_cast<double>(cases.size());
   const auto n_classes = static_cast<double>(std::max(2UL, n_classes_of(t, cases)));
-  const unsigned long build_seed = parameters_.how.draws() ? run_->seeds().next(draw::bootstrap) : 0;
+  const unsigned long build_seed =
+      parameters_.how.draws() ? run_->seeds().next(draw::bootstrap) : 0;
   std::unique_ptr<decision_tree> first_left_out;
   run_->with_workers([&] {
     for (unsigned long i = 0; i < parameters_.n_trees; ++i) {
       const unsigned long seed = run_->seeds().at(draw::bootstrap, {build_seed, i});
       std::unique_ptr<decision_tree> tree = grow_tree(plan, cases, seed);
-      prune_tree(t, *tree, seed, [&] { return cases; }, prune_cases);
+      prune_tree(
+          t, *tree, seed, [&] { return cases; }, prune_cases);
       const std::vector<unsigned char> wrong = errors_of(t, *tree, cases, *run_);
       const double error = weight_of(cases, wrong) / n;
       const bool hopeless = error >= 1 - 1 / n_classes;

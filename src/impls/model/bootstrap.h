@@ -29,8 +29,8 @@ class case_draws {
     for (part& each : parts_by_class(t, given)) {
       if (each.size > 0) parts_.push_back(std::move(each));
     }
-    const double each =
-        static_cast<double>(n_) * how.share / static_cast<double>(std::max<std::size_t>(1, parts_.size()));
+    const double each = static_cast<double>(n_) * how.share /
+                        static_cast<double>(std::max<std::size_t>(1, parts_.size()));
     for (part& p : parts_) p.wanted = quota_of(each, p.size);
   }
 
@@ -61,9 +61,7 @@ class case_draws {
     unsigned long size;
     unsigned long wanted;
 
-    unsigned long operator[](unsigned long i) const {
-      return positions.empty() ? i : positions[i];
-    }
+    unsigned long operator[](unsigned long i) const { return positions.empty() ? i : positions[i]; }
   };
 
   unsigned long quota_of(double wanted, unsigned long size) const {

@@ -135,8 +135,7 @@ case_list dtree::cases_drawn(const table& t, unsigned long seed) const {
   if (!trees_.draws_cases()) return cases_.expand();
   case_list drawn;
   drawn.reserve(cases_.size());
-  draws_on(t).for_each(seed,
-                       [&](unsigned long position) { drawn.push_back(cases_[position]); });
+  draws_on(t).for_each(seed, [&](unsigned long position) { drawn.push_back(cases_[position]); });
   return drawn;
 }
 

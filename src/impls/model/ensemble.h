@@ -56,7 +56,8 @@ class ensemble {
   /// Whether trees answer together: an ensemble of one tree answers as that tree does.
   bool is_put_to_vote() const { return !is_single() && members_.size() > 1; }
   std::vector<voter> voters() const;
-  /// Of a case given by its codes, by the tree, by votes or by mean shares. @return depths x weight, summed.
+  /// Of a case given by its codes, by the tree, by votes or by mean shares. @return depths x
+  /// weight, summed.
   double predict(const table& t, const std::vector<code_t>& codes,
                  decision_tree::prediction& result, double weight) const;
   double predict_row(const table& t, row_t row, decision_tree::prediction& result,

@@ -18,7 +18,7 @@ constexpr char k_no_eval_subset[] = "set_training_cm with no eval_subset";
 
 batch_predictor dtree::make_predictor(const table& t) const {
   using answer = batch_predictor::answer;
-  const answer how = !votes()                                        ? answer::of_one
+  const answer how = !votes()                                ? answer::of_one
                      : trees_.answer() == combination::votes ? answer::votes
                                                              : answer::shares;
   return run_->with_workers([&] { return batch_predictor(t, trees_.voters(), how, *run_); });

@@ -36,8 +36,7 @@ bool drew(const table& t, const training_cases& cases, const case_draws& draws, 
 
 bool dtree::recall_draws(const table& t) {
   using zel::util::draw;
-  if (!trees_.draws_cases() || trees_.empty() || t.n_rows() == 0 ||
-      !have_equal_codes(*table_, t))
+  if (!trees_.draws_cases() || trees_.empty() || t.n_rows() == 0 || !have_equal_codes(*table_, t))
     return false;
   const std::unique_ptr<case_list> all(t.get_all());
   case_parts split;

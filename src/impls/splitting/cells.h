@@ -47,10 +47,10 @@ bool is_sparse(const Node& node, const code_range& range) {
 /// Memory of one measurement, kept by each thread.
 template <class Amount>
 struct scratch {
-  std::vector<Amount> cells;               // by code of the range, then by place
-  std::vector<std::uint32_t> value_class;  // weights: by code, the only class, k_mixed, k_absent
+  std::vector<Amount> cells;                // by code of the range, then by place
+  std::vector<std::uint32_t> value_class;   // weights: by code, the only class, k_mixed, k_absent
   std::vector<Amount> known, left, others;  // by place
-  std::vector<std::uint16_t> places;       // of the classes of a value
+  std::vector<std::uint16_t> places;        // of the classes of a value
   std::conditional_t<is_exact<Amount>, zel::adt::key_sorter, code_sorter> sorter;
 };
 

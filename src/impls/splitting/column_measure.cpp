@@ -52,8 +52,7 @@ splitting_desc measure(const Impurity& impurity, const column& measured, const C
   scratch<double>& s = thread_scratch();
   const growth& how = of.how == nullptr ? k_defaults : *of.how;
   const bool searches_cut = measured.type() == column::CONTINUOUS && !how.random_cuts;
-  if (searches_cut &&
-      is_measured_by_sorting(of.cases.size(), of.range.second - of.range.first)) {
+  if (searches_cut && is_measured_by_sorting(of.cases.size(), of.range.second - of.range.first)) {
     return cut_in_list_order(impurity, measured, codes, node, of, s);
   }
   return measure_test(impurity, measured, codes, node, of.range, how, of.draw, s);

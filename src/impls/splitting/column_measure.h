@@ -18,7 +18,7 @@ struct measured_node {
   const code_range& range;
   double min_weight;
   bool copy;
-  const growth* how = nullptr;          // null: the defaults
+  const growth* how = nullptr;           // null: the defaults
   zel::util::quick_gen* draw = nullptr;  // where cuts are random
 };
 

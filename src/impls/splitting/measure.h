@@ -121,9 +121,8 @@ splitting_desc measure_test(const Impurity& impurity, const column& measured, co
                             const Node& node, const code_range& range, const growth& how,
                             zel::util::quick_gen* draw, scratch<typename Node::amount>& s) {
   if (measured.type() == column::CONTINUOUS) {
-    return how.random_cuts
-               ? measure_random_cut(impurity, *measured.values(), codes, node, s, *draw)
-               : measure_in_two<find_cut>(impurity, codes, node, range, s);
+    return how.random_cuts ? measure_random_cut(impurity, *measured.values(), codes, node, s, *draw)
+                           : measure_in_two<find_cut>(impurity, codes, node, range, s);
   }
   return tests_one_value(how, measured)
              ? measure_in_two<find_value>(impurity, codes, node, range, s)

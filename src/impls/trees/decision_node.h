@@ -61,8 +61,7 @@ class decision_node : private zel::util::nocopy {
   /// The same by rules, of which those that draw go on from `seed`. `in_order`, which may be null,
   /// picks the floor(log2 k) + 1 attributes of a forest's node.
   void split(const table& t, const split_rules& rules, zel::util::rand_gen* in_order,
-             unsigned long seed = 0,
-             zel::util::run_context& run = zel::util::default_context());
+             unsigned long seed = 0, zel::util::run_context& run = zel::util::default_context());
   /// Whether no test is looked for: at an empty or pure node, or where two branches of
   /// `min_weight` do not fit.
   bool stays_leaf(double min_weight) const;

@@ -51,7 +51,7 @@ TEST(draws, of_a_tree_are_as_many_as_the_cases_and_leave_a_third_out) {
   double left_out = 0;
   std::set<std::set<row_t>> samples;
   for (unsigned long i = 0; i < model->n_trees(); ++i) {
-    const case_list drawn = model->cases_of_tree(i);
+    const case_list drawn = model->cases_of_tree(*t, i);
     EXPECT_EQ(drawn.size(), 800);
     EXPECT_EQ(model->get_tree(i).get_node()->weight(), 800);
     std::set<row_t> rows;

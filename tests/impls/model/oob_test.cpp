@@ -19,7 +19,7 @@ double plain_oob_error(const dtree& model, const table& t, const case_list& base
                        unsigned long n_trees) {
   std::vector<std::set<case_list::value_type>> drawn;
   for (unsigned long i = 0; i < n_trees; ++i) {
-    const case_list own = model.cases_of_tree(i);
+    const case_list own = model.cases_of_tree(t, i);
     drawn.emplace_back(own.begin(), own.end());
   }
   double voted = 0, wrong = 0;
@@ -106,7 +106,7 @@ TEST(oob_error, is_not_a_number_without_cases_out_of_bag) {
   int with_both = 0;
   for (unsigned long seed = 0; seed < 40; ++seed) {
     const auto model = grow_ensemble(*t, {1, false, seed});
-    const case_list drawn = model->cases_of_tree(0);
+    const case_list drawn = model->cases_of_tree(*t, 0);
     const bool both = drawn[0] != drawn[1];
     with_both += both;
     EXPECT_EQ(std::isnan(model->oob_error(*t)), both);

@@ -239,7 +239,7 @@ TEST(models, grow_on_seventy_percent_where_they_prune_on_the_rest) {
     m.set_pruning_strategy(static_cast<model::pruning_strategy>(s));
     m.build(t.get(), all.get());
     // 0.7 as a double is a little less than 0.7, and so is its share of 200 cases.
-    EXPECT_EQ(m.cases_of_tree(0).size(), s >= model::REP ? 139 : 200) << s;
+    EXPECT_EQ(m.cases_of_tree(*t, 0).size(), s >= model::REP ? 139 : 200) << s;
   }
 }
 

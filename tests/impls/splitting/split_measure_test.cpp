@@ -134,8 +134,8 @@ std::vector<desc_t> ask_counted(const measured& m) {
   splitting::scratch<splitting::count_t> scratch;
   return {splitting::measure_discrete(impurity, codes, node, m.range, scratch),
           ask_merged(node, codes, m.range),
-          splitting::dense_cut(impurity, codes, node, m.range, scratch),
-          splitting::sparse_cut(impurity, codes, node, m.range, scratch)};
+          splitting::find_dense<splitting::find_cut>(impurity, codes, node, m.range, scratch),
+          splitting::find_sparse<splitting::find_cut>(impurity, codes, node, m.range, scratch)};
 }
 
 TEST(split_measures, of_counted_cases_agree_with_those_of_weights_of_1) {

@@ -185,7 +185,7 @@ TEST_P(column_branches, divide_the_cases_between_them) {
     const unsigned long branches = continuous ? 2 : row.n;
     const code_t threshold = 1 + draw() % row.n;
 
-    const split_test test{0, continuous ? threshold : 0};
+    const split_test test = continuous ? split_test::cut_at(0, threshold) : split_test{};
     const auto split = split_cases(*c, test, cases, branches, total);
     ASSERT_EQ(split.size(), branches);
     case_list selected, known;

@@ -44,7 +44,7 @@ void expect_branches(case_stack& stack, const table& t, const case_list& cases,
   const unsigned long known = tested.values()->size_of_known();
   const bool continuous = tested.type() == column::CONTINUOUS;
   const unsigned long n = continuous ? 2 : known;
-  const split_test test{0, continuous ? known / 3 : 0};
+  const split_test test = continuous ? split_test::cut_at(0, known / 3) : split_test{};
   double total = 0;
   for (const auto& [row, weight] : cases) total += weight;
 
