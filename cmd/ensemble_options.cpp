@@ -52,21 +52,24 @@ void require_sense(const options& opt) {
   }
 }
 
+/// Free trees on the square root of k attributes, one value a discrete test, mean shares: what did
+/// best over many tables (docs/accuracy.md).
+void set_found_best(options& opt) {
+  opt.growth.free = opt.growth.one_value = true;
+  opt.answer = orvik::combination::shares;
+  if (!opt.is_given("-mtry")) opt.growth.attributes = {orvik::attribute_draw::SQUARE_ROOT, 0};
+  if (!chooses_pruning(opt)) opt.pruning = orvik::model::NO_PRUNING;
+}
+
 }  // namespace
 
-/// The setting of "-rf" was chosen over many tables (docs/accuracy.md): free trees on square root
-/// of k attributes, one value a discrete test, mean shares.
 void settle_ensemble(options& opt) {
   require_sense(opt);
-  if (opt.is_given("-rf")) {
-    opt.growth.free = opt.growth.one_value = true;
-    opt.answer = orvik::combination::shares;
-    if (!opt.is_given("-mtry")) {
-      opt.growth.attributes = {orvik::attribute_draw::SQUARE_ROOT, 0};
-    }
-    if (!chooses_pruning(opt)) opt.pruning = orvik::model::NO_PRUNING;
-  }
-  if (opt.growth.free && !opt.is_given("-m")) opt.min_weighted_objects = 1;
+  const bool grown_as_told = !first_given(opt, k_growth).empty() || opt.is_given("-soft");
+  const bool boosts_best = opt.is_given("-bo") && !grown_as_told;
+  if (opt.is_given("-rf") || boosts_best) set_found_best(opt);
+  // Of boosted trees those with leaves of single cases learn nothing from each other.
+  if (opt.growth.free && !boosts_best && !opt.is_given("-m")) opt.min_weighted_objects = 1;
 }
 
 }  // namespace orvcmd
