@@ -1,13 +1,15 @@
 // Boosting by case weights: AdaBoost.M1 (Freund and Schapire, Experiments with a new boosting
-// algorithm, 1996) for two classes, SAMME (Zhu, Zou, Rosset and Hastie, Multi-class AdaBoost, 2009)
-// beyond, which is the same for two.
+// algorithm, 1996), or SAMME (Zhu, Zou, Rosset and Hastie, Multi-class AdaBoost, 2009) where there
+// are more than two classes and the first tree is wrong about half of the weight or more: M1 has no
+// use for such trees. SAMME for all would give stronger ones far too much weight: with 24 classes
+// each step multiplies the weight of an error by 23 more, and a few rare cases decide everything.
 //
 // The weights begin as those of the cases and always add up to the number of cases, so that the
 // least weight of a branch keeps its meaning. e is the share of the weight that a tree, pruned as
-// the model's strategy says, gets wrong, K the number of classes among the cases. A tree has
-// log((1 - e) / e) + log(K - 1) votes, and the weight of the cases that it gets wrong is multiplied
-// by the exponential of that before all are brought back to their sum.
-// - A tree that is no better than chance, e >= 1 - 1/K, is left out.
+// the model's strategy says, gets wrong. A tree has log((1 - e) / e) + log(K - 1) votes, where K is
+// the number of classes among the cases, in M1 2; and the weight of the cases that it gets wrong is
+// multiplied by the exponential of that before all are brought back to their sum.
+// - A tree of no use, e >= 1 - 1/K, is left out.
 // - A tree without errors would have votes without bound: it counts as if it got half a case wrong.
 // - Both leave the weights as they are. Where nodes draw, the next tree is another one all the
 // same;
@@ -80,7 +82,7 @@ void dtree::boost(const growing_plan& plan, const case_list* prune_cases) {
   case_list cases = cases_.expand();
   normalise(cases);
   const auto n = static_cast<double>(cases.size());
-  const auto n_classes = static_cast<double>(std::max(2UL, n_classes_of(t, cases)));
+  double k = 2;
   const unsigned long build_seed =
       parameters_.how.draws() ? run_->seeds().next(draw::bootstrap) : 0;
   std::unique_ptr<decision_tree> first_left_out;
@@ -92,9 +94,10 @@ void dtree::boost(const growing_plan& plan, const case_list* prune_cases) {
           t, *tree, seed, [&] { return cases; }, prune_cases);
       const std::vector<unsigned char> wrong = errors_of(t, *tree, cases, *run_);
       const double error = weight_of(cases, wrong) / n;
-      const bool hopeless = error >= 1 - 1 / n_classes;
+      if (i == 0 && error >= 0.5) k = static_cast<double>(std::max(2UL, n_classes_of(t, cases)));
+      const bool hopeless = error >= 1 - 1 / k;
       const double shown = std::max(error, 0.5 / n);
-      const double votes = std::log((1 - shown) / shown) + std::log(n_classes - 1);
+      const double votes = std::log((1 - shown) / shown) + std::log(k - 1);
       if (!hopeless) {
         trees_.add({std::move(tree), seed, votes});
       } else if (!first_left_out) {
