@@ -9,6 +9,7 @@
 #include "impls/identity.h"
 #include "impls/model/dtree.h"
 #include "impls/rendering/description.h"
+#include "zel/adt/tree_walk.h"
 #include "zel/util/string_util.h"
 
 namespace orvik::impls {
@@ -16,7 +17,6 @@ namespace orvik::impls {
 namespace {
 
 constexpr char k_format[] = "orvik-model";
-constexpr unsigned k_format_version = 1;
 
 /// Writes the members of the document in order.
 class model_writer {
@@ -71,6 +71,22 @@ void model_writer::write_column(unsigned long i) {
     json_.EndArray();
   }
   json_.EndObject();
+}
+
+/// 2 where a reader of 1 would go wrong.
+unsigned version_of(const dtree& model) {
+  const ensemble& trees = model.trees();
+  bool first = trees.answer() == combination::votes && trees.kind() != ensemble_kind::boosting;
+  for (unsigned long i = 0; first && i < trees.n_trees(); ++i) {
+    zel::adt::walk(
+        trees.tree(i),
+        [&first](const decision_tree& at, unsigned long) {
+          first = first && (is_leaf(at) || !at.get_node()->test().is_one_value());
+          return first;
+        },
+        [](const decision_tree&, unsigned long) {});
+  }
+  return first ? 1 : 2;
 }
 
 void model_writer::write_columns() {
@@ -165,7 +181,7 @@ void model_writer::write(const dtree& model) {
   key("format");
   text(k_format);
   key("version");
-  json_.Uint(k_format_version);
+  json_.Uint(version_of(model));
   key("library");
   text(k_product);
   key("encoding");
