@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <regex>
 #include <sstream>
 #include <vector>
 
@@ -55,6 +56,17 @@ TEST(manual, names_every_option_of_the_program) {
   for (const std::string_view option : option_names()) {
     EXPECT_THAT(page.str(),
                 testing::ContainsRegex("\n- (.*, )?\\*\\*" + std::string(option) + "\\*\\*[:, ]"));
+  }
+}
+
+TEST(manual, explains_what_the_log_says_of_options_without_effect) {
+  std::ostringstream page, session;
+  page << std::ifstream(k_page).rdbuf();
+  session << std::ifstream(ORVIK_ROOT "/tests/cmd/sessions/ignored.md").rdbuf();
+  const std::string said = session.str();
+  const std::regex reason("Ignored: .*[(](.*)[)]");
+  for (std::sregex_iterator at(said.begin(), said.end(), reason), end; at != end; ++at) {
+    EXPECT_THAT(page.str(), testing::HasSubstr('`' + at->str(1) + '`'));
   }
 }
 

@@ -104,6 +104,31 @@ inline std::unique_ptr<decision_tree> build_path(
   return root;
 }
 
+/// A tree grown from a root over `cases`: split(node, level) splits a node or leaves it a leaf.
+template <class Split>
+std::unique_ptr<decision_tree> grow_level_by_level(const table& t, case_list& cases,
+                                                   const Split& split) {
+  auto root = std::make_unique<decision_tree>();
+  root->set_node(new decision_node(&cases));
+  root->get_node()->activate(&t, false);
+  std::vector<std::pair<decision_tree*, unsigned long>> open{{root.get(), 0}};
+  for (std::size_t at = 0; at < open.size(); ++at) {
+    const auto [tree, level] = open[at];
+    decision_node& node = *tree->get_node();
+    split(node, level);
+    const auto n = static_cast<unsigned int>(node.is_split() ? node.get_no_of_splits(t) : 0);
+    tree->set_capacity(n);
+    for (unsigned int i = 0; i < n; ++i) {
+      tree->push_back_child(new decision_tree);  // the tree's from here on
+      tree->get_child(i)->set_node(new decision_node(&node, i + 1));
+      tree->get_child(i)->get_node()->activate(&t, false);
+      open.emplace_back(tree->get_child(i), level + 1);
+    }
+    node.disactivate();
+  }
+  return root;
+}
+
 inline std::string text_of(const decision_tree& tree, const table& t) {
   std::ostringstream out;
   tree.toTEXT(t, out, 0);
