@@ -227,14 +227,6 @@ dense_cells<typename Node::amount> fill_dense(const Node& node, const Codes& cod
   return {s.cells, s.value_class, n, range.first};
 }
 
-/// Adds the cells of other cases of the node, of the same range and places, to these: parts of a
-/// node may be filled apart. Exact for counts; of weights the parts are added as sums.
-template <class Amount>
-void merge_cells(std::span<Amount> cells, std::span<const Amount> others) {
-  assert(cells.size() == others.size());
-  for (std::size_t i = 0; i < cells.size(); ++i) cells[i] += others[i];
-}
-
 /// The cells that occur, of weights, by code and class; s.known has been started. O(cases + codes).
 template <class Node, class Codes, class Also>
 sorted_cases<true> fill_sparse(const Node& node, const Codes& codes, const code_range& range,
