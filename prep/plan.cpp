@@ -68,6 +68,7 @@ class planner {
       leave_out(i, k_constant);
     } else if (differ && p.n_cells() > few) {
       leave_out(i, k_key);
+      plans_[i].key = true;
     } else if (p.is_numeric() && !(whole && p.n_distinct() == 2)) {
       make_continuous(i);
     } else {

@@ -23,6 +23,7 @@ struct column_plan {
   std::string role;
   std::string note;  ///< why the column is left out, or what else is to be said; may be empty
   bool numeric = false;
+  bool key = false;  ///< left out, as it tells every row apart
 
   bool is(const char* wanted) const { return role == wanted; }
 };
