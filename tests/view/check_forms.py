@@ -99,6 +99,8 @@ class Check:
 
     def form(self, name, *options):
         file = os.path.join(self.folder, name)
+        if options[0] in ("--svg", "--rules"):
+            options += ("--tree", "1")
         run([self.orvik, "view", self.model, "-o", file, *options], self.table)
         return file
 
