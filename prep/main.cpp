@@ -37,8 +37,10 @@ void add_order(const std::string& word, orvprep::column_wishes& columns) {
 
 /// What the option words are before they are looked at.
 struct words {
-  std::string header = "auto", separator = "auto", out_separator = ",", decimal = ".";
-  std::vector<std::string> unknown, ordered;
+  std::string header = "auto", separator = "auto", out_separator = "auto", decimal = "auto";
+  std::string thousands = "auto", encoding = "auto", comment, bins;
+  std::vector<std::string> also_unknown, ordered;
+  std::optional<std::vector<std::string>> unknown;
 };
 
 void describe(CLI::App& app, settings& how, words& raw) {
@@ -65,7 +67,13 @@ void describe(CLI::App& app, settings& how, words& raw) {
   app.add_option("--ordered", raw.ordered, "a column of ordered values: COLUMN=A<B<C")
       ->type_name("ORDER")
       ->allow_extra_args(false);
-  app.add_option("-u,--unknown", raw.unknown, "further texts for an unknown value")
+  app.add_option_function<std::vector<std::string>>(
+         "-u,--unknown", [&](const std::vector<std::string>& texts) { raw.unknown = texts; },
+         "texts for an unknown value, in place of the known ones")
+      ->type_name("TEXT,...")
+      ->delimiter(',')
+      ->allow_extra_args(false);
+  app.add_option("--also-unknown", raw.also_unknown, "further texts for an unknown value")
       ->type_name("TEXT,...")
       ->delimiter(',')
       ->allow_extra_args(false);
@@ -74,8 +82,17 @@ void describe(CLI::App& app, settings& how, words& raw) {
       ->type_name("CHAR");
   app.add_option("--header", raw.header, "whether the first row has the names of the columns")
       ->check(CLI::IsMember({"auto", "yes", "no"}));
-  app.add_option("--decimal", raw.decimal, "decimal point of FILE: . or ,")
-      ->check(CLI::IsMember({".", ","}));
+  app.add_option("--decimal", raw.decimal, "decimal point of FILE: . or , or auto")
+      ->check(CLI::IsMember({".", ",", "auto"}));
+  app.add_option("--thousands", raw.thousands,
+                 "mark between thousands: one of . , ' blank none auto")
+      ->check(CLI::IsMember({".", ",", "'", "blank", "none", "auto"}));
+  app.add_option("--encoding", raw.encoding, "of FILE: utf-8, cp1252 (Latin-1) or auto")
+      ->check(CLI::IsMember({"utf-8", "cp1252", "auto"}));
+  app.add_option("--comment", raw.comment, "pass over lines that begin with it")->type_name("CHAR");
+  app.add_option("--bins", raw.bins, "ordered classes of numbers: how many, or cuts")
+      ->type_name("N|CUT,...");
+  app.add_flag("--frequencies", how.columns.frequencies, "the weights are numbers of cases");
   app.add_option("--out-separator", raw.out_separator, "of what is written")->type_name("CHAR");
   app.add_option("--replace", how.cells.replacement,
                  "what stands for separators and line ends inside a value")
@@ -87,15 +104,25 @@ void describe(CLI::App& app, settings& how, words& raw) {
 }
 
 void interpret(const words& raw, settings& how) {
-  how.separator = separator_of(raw.separator);
-  how.header = raw.header == "yes"  ? orvprep::header_mode::present
-               : raw.header == "no" ? orvprep::header_mode::absent
-                                    : orvprep::header_mode::find_out;
-  how.cells.decimal_point = raw.decimal[0];
-  how.cells.unknown.insert(how.cells.unknown.end(), raw.unknown.begin(), raw.unknown.end());
+  how.layout.separator = separator_of(raw.separator);
+  how.layout.header = raw.header == "yes"  ? orvprep::header_mode::present
+                      : raw.header == "no" ? orvprep::header_mode::absent
+                                           : orvprep::header_mode::find_out;
+  how.layout.comment = separator_of(raw.comment);
+  if (raw.decimal != "auto") how.layout.decimal_point = how.cells.decimal_point = raw.decimal[0];
+  if (raw.thousands == "none") {
+    how.cells.thousands = '\0';
+  } else if (raw.thousands != "auto") {
+    how.cells.thousands = raw.thousands == "blank" ? ' ' : raw.thousands[0];
+  }
+  if (raw.encoding != "auto") {
+    how.encoded = raw.encoding == "utf-8" ? orvprep::encoding::utf8 : orvprep::encoding::cp1252;
+  }
+  if (raw.unknown) how.cells.set_unknown(*raw.unknown);
+  how.cells.add_unknown(raw.also_unknown);
+  if (!raw.bins.empty()) how.columns.classes = orvprep::bins_of(raw.bins);
   for (const std::string& order : raw.ordered) add_order(order, how.columns);
-  const char out = separator_of(raw.out_separator);
-  how.cells.out_separator = out == 0 ? ',' : out;
+  how.cells.out_separator = separator_of(raw.out_separator);
   if (how.cells.breaks_form(how.cells.replacement)) {
     throw CLI::ValidationError("--replace", "holds what it is to replace");
   }
@@ -112,7 +139,7 @@ int run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : k_bad_usage;
   }
-  orvprep::convert(how, std::cout);
+  static_cast<void>(orvprep::convert(how, std::cout));
   std::cout << std::flush;
   if (std::cout.good()) return 0;
   std::cerr << "orvprep: cannot write to standard output\n";
