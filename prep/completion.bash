@@ -6,9 +6,11 @@ declare -gA _orvprep_takes=(
   [-h]='' [--help]='' [--version]=''
   [-o]=file [--output]=file [--test]=file
   [-c]=name [--class]=name [-w]=name [--weights]=name [-i]=name [--ignore]=name
-  [--discrete]=name [--continuous]=name [--ordered]=name [-u]=name [--unknown]=name
-  [--drop-unclassed]='' [-s]=separator [--separator]=separator [--header]=header
-  [--decimal]=decimal [--out-separator]=separator [--replace]=name [-q]='' [--quiet]=''
+  [--frequencies]='' [--bins]=name [--discrete]=name [--continuous]=name [--ordered]=name
+  [-u]=name [--unknown]=name [--also-unknown]=name [--drop-unclassed]=''
+  [-s]=separator [--separator]=separator [--header]=header [--comment]=name
+  [--decimal]=decimal [--thousands]=thousands [--encoding]=encoding
+  [--out-separator]=separator [--replace]=name [-q]='' [--quiet]=''
 )
 
 _orvprep() {
@@ -17,7 +19,9 @@ _orvprep() {
   case ${_orvprep_takes[$before]:-} in
     file) ;;
     header) words=(auto yes no) ;;
-    decimal) words=(. ,) ;;
+    decimal) words=(auto . ,) ;;
+    thousands) words=(auto none . , "'" blank) ;;
+    encoding) words=(auto utf-8 cp1252) ;;
     separator) words=(auto tab , "';'" "'|'") ;;
     '') [[ $current == -* ]] && words=("${!_orvprep_takes[@]}") ;;
     *) return ;;
