@@ -1,72 +1,27 @@
-// A delimited file into a table in memory.
+// A delimited file that was looked through and planned, and its rows as a table in memory.
 #pragma once
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "conversion.h"
-#include "csv_rows.h"
-#include "layout.h"
 #include "orvik/table.h"
 #include "plan.h"
-#include "source.h"
+#include "table_input.h"
 
 namespace orvprep {
 
-/// Receives the rows below the header, and refuses those of another length than the layout's.
-class body_visitor : public row_visitor {
- public:
-  body_visitor(const std::string& file, const layout& form) : file_(file), form_(form) {}
+/// A file and what becomes of its columns, by its own cells.
+struct planned_input {
+  /// Of `how`, which must outlive this, only what is said of the input counts. Throws
+  /// std::runtime_error with file, line and column.
+  explicit planned_input(const settings& how);
 
-  void cell(unsigned long column, std::string_view text, unsigned long line) final {
-    if (!in_header() && column < form_.names.size()) take(column, text, line);
-  }
-  bool end_of_row(unsigned long n, unsigned long line) final;
-  /// Rows below the header so far.
-  unsigned long n_rows() const { return rows_ - (form_.has_header && rows_ > 0 ? 1 : 0); }
-
- protected:
-  virtual void take(unsigned long column, std::string_view text, unsigned long line) = 0;
-  virtual void end(unsigned long line) = 0;
-
- private:
-  bool in_header() const { return form_.has_header && rows_ == 0; }
-
-  const std::string& file_;
-  const layout& form_;
-  unsigned long rows_ = 0;
+  table_input in;
+  table_plan plan;
 };
 
-/// A file that was looked through, and what becomes of its columns.
-class intake {
- public:
-  /// Of `how` only what is said of the input counts. Throws std::runtime_error with file, line and
-  /// column.
-  explicit intake(const settings& how);
-  ~intake();
-
-  const layout& form() const { return form_; }
-  const std::vector<column_profile>& profiles() const { return profiles_; }
-  const std::vector<column_plan>& plans() const { return plans_; }
-  unsigned long n_rows() const { return n_rows_; }
-
-  /// The rows as a table with a column for every plan. Rows of unknown class are left out.
-  std::unique_ptr<orvik::table> load(const std::string& name);
-  /// How many load() left out.
-  unsigned long n_dropped() const { return n_dropped_; }
-
- private:
-  settings how_;
-  source bytes_;
-  layout form_;
-  csv_rows rows_;
-  std::vector<column_profile> profiles_;
-  std::vector<column_plan> plans_;
-  unsigned long n_rows_ = 0, n_dropped_ = 0;
-};
-
-/// What separates the cells of tables in memory: it is in no text that people write.
+/// What parts the cells of tables in memory: no text that is written has it.
 inline constexpr char k_inner_separator = '\x1f';
 
 /// A table of metadata and rows with k_inner_separator between their cells, "?" for unknown ones.
@@ -75,8 +30,8 @@ class table_text {
   table_text();
   ~table_text();
   void add_column(const std::string& name, const std::string& type, const std::string& role);
-  /// The cell behind those of the row in progress.
-  void add_cell(std::string_view text);
+  /// Opens the cell behind those of the row in progress: what is appended to the text is in it.
+  std::string& add_cell();
   void end_row();
   /// Leaves the row in progress out.
   void drop_row();
@@ -90,5 +45,10 @@ class table_text {
   std::size_t row_ = 0;  // where the row in progress begins
   bool in_row_ = false;
 };
+
+/// The rows as a table with a column for every one of the plan, whose out_separator is
+/// k_inner_separator; `n_dropped` receives the number of rows of unknown class, which are left out.
+std::unique_ptr<orvik::table> load_rows(planned_input& from, const std::string& name,
+                                        unsigned long& n_dropped);
 
 }  // namespace orvprep

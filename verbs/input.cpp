@@ -27,9 +27,9 @@ void add_order(const std::string& word, orvprep::column_wishes& columns) {
 }
 
 /// A line for every column of which there is something to say.
-void tell_notes(const orvprep::intake& in, std::ostream& told) {
+void tell_notes(const orvprep::table_plan& plan, std::ostream& told) {
   std::size_t n = 0;
-  for (const orvprep::column_plan& p : in.plans()) {
+  for (const orvprep::column_plan& p : plan.columns) {
     if (p.note.empty()) continue;
     if (++n > k_told_columns) continue;
     told << "  column '" << zel::text::one_line(p.name) << "': " << zel::text::one_line(p.note)
@@ -39,17 +39,15 @@ void tell_notes(const orvprep::intake& in, std::ostream& told) {
 }
 
 training_input load_delimited(const input_options& from, std::ostream& told) {
-  orvprep::intake in(from.settings());
+  orvprep::settings how = from.settings();
+  how.cells.out_separator = orvprep::k_inner_separator;
+  orvprep::planned_input planned(how);
+  unsigned long n_dropped = 0;
   training_input result;
-  result.table = in.load(base_name(from.file));
-  result.how.has_header = in.form().has_header;
-  result.how.separator = in.form().separator;
-  result.how.cells = from.settings().cells;
-  for (std::size_t i = 0; i < in.plans().size(); ++i) {
-    result.how.columns.push_back({in.form().names[i], in.plans()[i].key});
-  }
-  tell_notes(in, told);
-  if (in.n_dropped() > 0) told << "  " << in.n_dropped() << " rows of unknown class left out\n";
+  result.table = orvprep::load_rows(planned, base_name(from.file), n_dropped);
+  tell_notes(planned.plan, told);
+  if (n_dropped > 0) told << "  " << n_dropped << " rows of unknown class left out\n";
+  result.how = {planned.in.form().separator, how.layout.comment, std::move(planned.plan)};
   return result;
 }
 
@@ -58,18 +56,17 @@ void refuse_wishes(const input_options& from) {
   const orvprep::column_wishes& c = from.columns;
   const bool wishes = !c.class_column.empty() || !c.weights_column.empty() || !c.ignored.empty() ||
                       !c.discrete.empty() || !c.continuous.empty() || !from.ordered.empty() ||
-                      !from.unknown.empty();
+                      !from.unknown.empty() || !from.also_unknown.empty() || !from.bins.empty() ||
+                      c.frequencies;
   if (wishes) {
     throw usage_error(from.file + " has metadata, which says what its columns are: no --class, " +
-                      "--weights, --ignore, --discrete, --continuous, --ordered, --unknown");
+                      "--weights, --ignore and the like");
   }
 }
 
 training_input described(std::unique_ptr<orvik::table> table) {
   training_input result;
-  for (const std::string& name : table->get_schema().unique_names()) {
-    result.how.columns.push_back({name});
-  }
+  result.how = plain_reading(table->get_schema());
   result.table = std::move(table);
   return result;
 }
@@ -82,7 +79,7 @@ training_input load_pair(const input_options& from) {
   refuse_wishes(from);
   const auto [names, data] = pair_of(from.file);
   const char given = separator_of("--separator", from.separator);
-  const char separator = given == 0 ? ',' : given;
+  const char separator = given == 0 ? separator_in(names) : given;
   auto table = std::make_unique<orvik::table>(base_name(from.file));
   try {
     table->load_meta_data(names, separator, orvik::k_unknown_text);
@@ -149,14 +146,23 @@ void input_options::declare_layout(options& all) {
   all.text("-s,--separator", separator, "CHAR", "of the file: a character, tab or auto");
   all.choice("--header", header, {"auto", "yes", "no"},
              "whether the first row has the names of the columns");
-  all.choice("--decimal", decimal, {".", ","}, "decimal point of the file");
-  all.list("-u,--unknown", unknown, "TEXT", "further texts for an unknown value");
+  all.choice("--decimal", decimal, {"auto", ".", ","}, "decimal point of the file");
+  all.choice("--thousands", thousands, {"auto", "none", ".", ",", "'", "blank"},
+             "mark between thousands");
+  all.choice("--encoding", encoding, {"auto", "utf-8", "cp1252"}, "of the file");
+  all.text("--comment", comment, "CHAR", "pass over lines that begin with it");
+  all.list("-u,--unknown", unknown, "TEXT",
+           "texts for an unknown value, in place of the known ones");
+  all.list("--also-unknown", also_unknown, "TEXT", "further texts for an unknown value");
+  unknown_given_ = [&all] { return all.given("--unknown"); };
 }
 
 void input_options::declare_columns(options& all) {
   all.group("What the columns are");
   all.text("-c,--class", columns.class_column, "COLUMN", "the class; else the last column");
+  all.text("--bins", bins, "N|CUT,...", "ordered classes of numbers: how many, or cuts");
   all.text("-w,--weights", columns.weights_column, "COLUMN", "case weights");
+  all.flag("--frequencies", columns.frequencies, "the weights are numbers of cases");
   all.list("-i,--ignore", columns.ignored, "COLUMN", "columns to leave out");
   all.list("--discrete", columns.discrete, "COLUMN", "columns to be taken as names");
   all.list("--continuous", columns.continuous, "COLUMN", "columns to be taken as numbers");
@@ -164,15 +170,27 @@ void input_options::declare_columns(options& all) {
 }
 
 orvprep::settings input_options::settings() const {
+  using namespace orvprep;
   orvprep::settings how;
   how.input = file;
-  how.separator = separator_of("--separator", separator);
-  how.header = header == "yes"  ? orvprep::header_mode::present
-               : header == "no" ? orvprep::header_mode::absent
-                                : orvprep::header_mode::find_out;
-  how.cells.decimal_point = decimal[0];
-  how.cells.unknown.insert(how.cells.unknown.end(), unknown.begin(), unknown.end());
+  how.layout.separator = separator_of("--separator", separator);
+  how.layout.header = header == "yes"  ? header_mode::present
+                      : header == "no" ? header_mode::absent
+                                       : header_mode::find_out;
+  how.layout.comment = separator_of("--comment", comment);
+  if (decimal != "auto") how.layout.decimal_point = how.cells.decimal_point = decimal[0];
+  if (thousands == "none") {
+    how.cells.thousands = '\0';
+  } else if (thousands != "auto") {
+    how.cells.thousands = thousands == "blank" ? ' ' : thousands[0];
+  }
+  if (encoding != "auto") {
+    how.encoded = encoding == "utf-8" ? orvprep::encoding::utf8 : orvprep::encoding::cp1252;
+  }
+  if (unknown_given_ && unknown_given_()) how.cells.set_unknown(unknown);
+  how.cells.add_unknown(also_unknown);
   how.columns = columns;
+  if (!bins.empty()) how.columns.classes = bins_of(bins);
   for (const std::string& order : ordered) add_order(order, how.columns);
   return how;
 }
@@ -180,7 +198,7 @@ orvprep::settings input_options::settings() const {
 training_input load_training(const input_options& from, std::ostream& told) {
   zel::util::default_context().progress().begin(zel::util::progress::unit::rows, 0);
   training_input result = loaded(from, told);
-  result.table->rescale_weights();
+  if (!result.how.plan.frequencies) result.table->rescale_weights();
   tell_table(from.file, *result.table, told);
   return result;
 }

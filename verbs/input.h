@@ -1,6 +1,7 @@
 // The rows that a model is grown on: what is said of them on the command line, and how they come.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -24,9 +25,13 @@ struct input_options {
   orvprep::settings settings() const;
 
   std::string file;
-  std::string separator = "auto", header = "auto", decimal = ".";
-  std::vector<std::string> unknown, ordered;
+  std::string separator = "auto", header = "auto", decimal = "auto", thousands = "auto";
+  std::string encoding = "auto", comment, bins;
+  std::vector<std::string> unknown, also_unknown, ordered;
   orvprep::column_wishes columns;
+
+ private:
+  std::function<bool()> unknown_given_;
 };
 
 /// A table, and how files like the one it came from are read.

@@ -10,6 +10,7 @@
 #include "files.h"
 #include "orvik/orvik.h"
 #include "verbs.h"
+#include "zel/inpout/replacing_file.h"
 #include "zel/text/message.h"
 
 namespace {
@@ -79,6 +80,7 @@ int run(const std::vector<std::string>& words, std::string& program) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  zel::inpout::end_on_interrupts();
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   std::string program = "orvik";

@@ -43,9 +43,13 @@ struct text_hash {
 /// The values of one column of the file in the codes of the model's.
 class new_rows::coded_column {
  public:
-  coded_column(const orvik::column_view& of, const orvprep::cell_rules& rules,
+  coded_column(const orvik::column_view& of, const orvprep::table_plan& plan,
                unsigned long its_attribute)
-      : attribute(its_attribute), column(of.index()), column_(of), rules_(rules) {}
+      : attribute(its_attribute),
+        column(of.index()),
+        column_(of),
+        table_(plan),
+        plan_(plan.columns[of.index()]) {}
 
   orvik::code_t code_of(std::string_view text, unsigned long line) {
     if (const auto known = codes_.find(text); known != codes_.end())
@@ -56,7 +60,9 @@ class new_rows::coded_column {
   }
   /// Of a case weight.
   double number_of(std::string_view text, const std::string& file, unsigned long line) const {
-    const auto value = zel::text::parse_decimal<double>(rules_.number_text(text));
+    std::string number;
+    if (orvprep::fits(table_, plan_, text)) orvprep::append_cell(table_, plan_, text, number);
+    const auto value = zel::text::parse_decimal<double>(number);
     if (value && *value >= 0) return *value;
     throw orvprep::file_error(
         file, line,
@@ -65,12 +71,12 @@ class new_rows::coded_column {
 
   /// The cell as a table of the model's columns has it; "?" where it is none of its type.
   std::string text_of(std::string_view text) const {
-    if (rules_.is_unknown(text)) return orvik::k_unknown_text;
-    if (!column_.is_numeric()) return rules_.written(text);
-    const std::string number = rules_.number_text(text);
-    const auto value = zel::text::parse_decimal<double>(number);
-    if (!value) return orvik::k_unknown_text;
-    return whole_above(number, *value);
+    std::string written;
+    if (!orvprep::fits(table_, plan_, text)) return orvik::k_unknown_text;
+    orvprep::append_cell(table_, plan_, text, written);
+    if (!column_.is_numeric() || written == orvik::k_unknown_text) return written;
+    const auto value = zel::text::parse_decimal<double>(written);
+    return value ? whole_above(written, *value) : orvik::k_unknown_text;
   }
 
   const std::string& name() const { return column_.name(); }
@@ -95,10 +101,16 @@ class new_rows::coded_column {
     return f.code;
   }
 
+  /// A text that is unknown in other files may be a value of this model.
   found look_up(std::string_view text) const {
-    if (rules_.is_unknown(text)) return {orvik::k_unknown, false};
-    if (column_.is_numeric()) return number_code(rules_.number_text(text));
-    const orvik::code_t code = column_.code_of(rules_.written(text));
+    const bool is_unknown = table_.cells.is_unknown(text, plan_.reading);
+    if (is_unknown && column_.is_numeric()) return {orvik::k_unknown, false};
+    if (is_unknown) return {column_.code_of(std::string(text)), false};
+    if (!orvprep::fits(table_, plan_, text)) return {orvik::k_unknown, true};
+    std::string written;
+    orvprep::append_cell(table_, plan_, text, written);
+    if (column_.is_numeric()) return number_code(written);
+    const orvik::code_t code = column_.code_of(written);
     return {code, code == orvik::k_unknown};
   }
 
@@ -126,7 +138,8 @@ class new_rows::coded_column {
   }
 
   orvik::column_view column_;
-  const orvprep::cell_rules& rules_;
+  const orvprep::table_plan& table_;
+  const orvprep::column_plan& plan_;
   std::unordered_map<std::string, found, text_hash, std::equal_to<>> codes_;
 };
 
@@ -142,8 +155,8 @@ new_rows::new_rows(const orvik::dtree& model, const reading& how, const std::str
     attribute_of_[schema_.attribute(a).index()] = a;
   }
   std::vector<std::string> known;
-  for (const read_column& c : how.columns) known.push_back(c.name);
-  rows_ = open_row_file(file, separator, known);
+  for (const orvprep::column_plan& c : how.plan.columns) known.push_back(c.name);
+  rows_ = open_row_file(file, separator, how.comment, known);
   columns_.resize(names().size());
   match();
 }
@@ -156,24 +169,24 @@ void new_rows::bind(unsigned long of_file, unsigned long of_model) {
   using namespace orvik::model;
   const bool is_class = column.role() == CLASS, is_weights = column.role() == WEIGHTS;
   if (!column.is_input() && !is_class && !is_weights) return;
-  columns_[of_file] = std::make_unique<coded_column>(column, how_.cells, attribute_of_[of_model]);
+  columns_[of_file] = std::make_unique<coded_column>(column, how_.plan, attribute_of_[of_model]);
   if (is_class) class_ = columns_[of_file].get();
   if (is_weights) weights_ = columns_[of_file].get();
 }
 
 void new_rows::match() {
-  rows_->has_names() && how_.has_header ? match_by_name() : match_by_place();
+  rows_->has_names() && how_.plan.named ? match_by_name() : match_by_place();
   tell_missing();
 }
 
 void new_rows::match_by_name() {
   std::vector<std::string> extra;
   for (unsigned long i = 0; i < names().size(); ++i) {
-    const auto at = std::ranges::find(how_.columns, names()[i], &read_column::name);
-    if (at == how_.columns.end()) {
+    const auto at = std::ranges::find(how_.plan.columns, names()[i], &orvprep::column_plan::name);
+    if (at == how_.plan.columns.end()) {
       extra.push_back(names()[i]);
     } else {
-      bind(i, static_cast<unsigned long>(at - how_.columns.begin()));
+      bind(i, static_cast<unsigned long>(at - how_.plan.columns.begin()));
     }
   }
   if (extra.size() == names().size()) {
@@ -199,13 +212,13 @@ void new_rows::match_by_place() {
     if (!absent) bind(of_file++, i);
   }
   told_ << rows_->file() << ": columns taken by their places, as "
-        << (how_.has_header ? "it has no header\n" : "the training file had no header\n");
+        << (how_.plan.named ? "it has no header\n" : "the training file had no header\n");
 }
 
 void new_rows::tell_missing() const {
   std::vector<std::string> missing;
   for (unsigned long i = 0; i < schema_.n_columns(); ++i) {
-    if (!found_[i] && schema_.column(i).is_input()) missing.push_back(how_.columns[i].name);
+    if (!found_[i] && schema_.column(i).is_input()) missing.push_back(how_.plan.columns[i].name);
   }
   if (missing.empty()) return;
   told_ << rows_->file() << ": missing columns, taken as unknown: " << listed(missing) << '\n';
@@ -224,8 +237,8 @@ void new_rows::tell_values() const {
 std::vector<unsigned long> new_rows::keys() const {
   std::vector<unsigned long> found;
   for (unsigned long i = 0; i < names().size(); ++i) {
-    const auto at = std::ranges::find(how_.columns, names()[i], &read_column::name);
-    if (at != how_.columns.end() && at->key) found.push_back(i);
+    const auto at = std::ranges::find(how_.plan.columns, names()[i], &orvprep::column_plan::name);
+    if (at != how_.plan.columns.end() && at->key) found.push_back(i);
   }
   return found;
 }
@@ -312,7 +325,7 @@ class new_rows::table_visitor : public orvprep::row_visitor {
   bool end_of_row(unsigned long, unsigned long) override {
     const bool known = cells_[class_] != orvik::k_unknown_text;
     for (std::string& cell : cells_) {
-      to_.add_cell(cell);
+      to_.add_cell() += cell;
       cell = orvik::k_unknown_text;
     }
     known ? to_.end_row() : to_.drop_row();
@@ -341,7 +354,7 @@ std::unique_ptr<orvik::table> new_rows::load() {
   table_visitor visit(*this, text);
   rows_->read(visit);
   auto table = text.load(base_name(rows_->file()), rows_->file());
-  table->rescale_weights();
+  if (!how_.plan.frequencies) table->rescale_weights();
   return table;
 }
 

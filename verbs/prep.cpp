@@ -45,18 +45,17 @@ class prep_verb : public verb {
     how.drop_unclassed = drop_unclassed_;
     how.quiet = quiet_;
     how.cells.replacement = replacement_;
-    const char out = separator_of("--out-separator", out_separator_);
-    how.cells.out_separator = out == 0 ? ',' : out;
+    how.cells.out_separator = separator_of("--out-separator", out_separator_);
     if (how.cells.breaks_form(how.cells.replacement)) {
       throw usage_error("--replace: holds what it is to replace");
     }
-    orvprep::convert(how, std::cout);
+    static_cast<void>(orvprep::convert(how, std::cout));
     flush_standard_output();
   }
 
  private:
   input_options input_;
-  std::string output_, test_, out_separator_ = ",", replacement_ = "_";
+  std::string output_, test_, out_separator_ = "auto", replacement_ = "_";
   bool drop_unclassed_ = false, quiet_ = false;
 };
 

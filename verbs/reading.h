@@ -1,26 +1,22 @@
 // How the files of a model are read: what its training file looked like, kept in the model's file.
 #pragma once
 
+#include <memory>
 #include <string>
-#include <vector>
 
-#include "cell_rules.h"
 #include "orvik/dtree.h"
+#include "plan.h"
 
 namespace orvverbs {
 
-struct read_column {
-  std::string name;  ///< in the training file; models have it without characters that break lines
-  bool key = false;  ///< left out, as it told every row apart
+struct reading {
+  char separator = ',';
+  char comment = 0;          ///< that lines to be passed over begin with; 0: none
+  orvprep::table_plan plan;  ///< columns in the order of the model's schema
 };
 
-/// Columns are those of the model's schema, in its order.
-struct reading {
-  bool has_header = true;
-  char separator = ',';
-  orvprep::cell_rules cells;
-  std::vector<read_column> columns;
-};
+/// Of a model or a table whose columns are all that is known.
+reading plain_reading(const orvik::schema_view& schema);
 
 /// Puts it into the model, to be saved with it.
 void keep_reading(const reading& how, orvik::dtree& model);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -49,15 +50,19 @@ std::optional<std::string> stem_of(const std::string& file) {
 
 class delimited_file : public row_file {
  public:
-  delimited_file(const std::string& file, char separator, const std::vector<std::string>& known)
+  delimited_file(const std::string& file, char separator, char comment,
+                 const std::vector<std::string>& known)
       : row_file(file), bytes_(file) {
     using orvprep::header_mode;
-    form_ = orvprep::layout_of(bytes_, separator, header_mode::present, '.');
+    find_encoding();
+    orvprep::layout_wishes wishes{separator, header_mode::present, 0, comment};
+    form_ = orvprep::layout_of(bytes_, wishes);
     const auto is_known = [&known](const std::string& name) {
       return std::ranges::find(known, name) != known.end();
     };
     if (!std::ranges::any_of(form_.names, is_known)) {
-      form_ = orvprep::layout_of(bytes_, form_.separator, header_mode::find_out, '.');
+      wishes.header = header_mode::find_out;
+      form_ = orvprep::layout_of(bytes_, wishes);
       // A header of strange names is one; where it could be a row, places decide.
       has_names_ = form_.has_header && form_.names.size() != known.size();
     }
@@ -93,6 +98,17 @@ class delimited_file : public row_file {
     bool in_header_;
   };
 
+  /// Which one it is shows at the end at the latest, when rows would have been used already.
+  void find_encoding() {
+    try {
+      while (!bytes_.read().empty()) {
+      }
+    } catch (const orvprep::other_encoding&) {
+      bytes_.rewind();
+      find_encoding();
+    }
+  }
+
   orvprep::source bytes_;
   orvprep::layout form_;
 };
@@ -101,9 +117,11 @@ class delimited_file : public row_file {
 class pair_file : public row_file {
  public:
   pair_file(const std::string& file, char separator)
-      : row_file(pair_of(file).data), separator_(separator == 0 ? ',' : separator), bytes_(file_) {
+      : row_file(pair_of(file).data), bytes_(file_, orvprep::encoding::utf8) {
+    const std::string names = pair_of(file).names;
+    separator_ = separator == 0 ? separator_in(names) : separator;
     orvik::table schema(file);
-    schema.load_meta_data(pair_of(file).names, separator_, orvik::k_unknown_text);
+    schema.load_meta_data(names, separator_, orvik::k_unknown_text);
     names_ = schema.get_schema().unique_names();
   }
 
@@ -175,7 +193,7 @@ file_kind kind_of(const std::string& file) {
   if (file == "-") return file_kind::delimited;
   if (stem_of(file)) return file_kind::pair;
   if (!is_file(file)) return file_kind::delimited;
-  orvprep::source bytes(file);
+  orvprep::source bytes(file, orvprep::encoding::utf8);  // as they are
   const std::string_view start = bytes.read();
   // A record that is there begins with a 1; a model goes on with the greatest depth of its trees,
   // most often none, a table with a 1 and the length of its name.
@@ -191,6 +209,22 @@ pair_names pair_of(const std::string& file) {
   return {plain_or_gz(stem + ".names"), plain_or_gz(stem + ".data")};
 }
 
+char separator_in(const std::string& names) {
+  orvprep::source bytes(names, orvprep::encoding::utf8);
+  std::string_view line = bytes.read();
+  line = line.substr(0, line.find_first_of("\r\n"));
+  for (const std::string_view role : {"discrete", "continuous", "class", "weights", "ignore"}) {
+    const std::size_t at = line.rfind(role);
+    if (at == line.npos || at == 0) continue;
+    const std::string_view before = line.substr(0, at);
+    const std::size_t mark = before.find_last_not_of(' ');
+    const bool blank =
+        mark == before.npos || std::isalnum(static_cast<unsigned char>(before[mark]));
+    return blank ? ' ' : before[mark];
+  }
+  return ',';
+}
+
 std::string base_name(const std::string& file) {
   std::string name = fs::path(file).filename().string();
   for (const char* ending : {".gz", ".names", ".data", ".csv", ".tsv", ".txt", ".orvik", ".tree"}) {
@@ -199,7 +233,7 @@ std::string base_name(const std::string& file) {
   return name.empty() || name == "-" ? "model" : name;
 }
 
-std::unique_ptr<row_file> open_row_file(const std::string& file, char separator,
+std::unique_ptr<row_file> open_row_file(const std::string& file, char separator, char comment,
                                         const std::vector<std::string>& known) {
   switch (kind_of(file)) {
     case file_kind::pair:
@@ -209,7 +243,7 @@ std::unique_ptr<row_file> open_row_file(const std::string& file, char separator,
     case file_kind::delimited:
       break;
   }
-  return std::make_unique<delimited_file>(file, separator, known);
+  return std::make_unique<delimited_file>(file, separator, comment, known);
 }
 
 }  // namespace orvverbs

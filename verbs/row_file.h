@@ -24,6 +24,8 @@ struct pair_names {
   std::string names, data;
 };
 pair_names pair_of(const std::string& file);
+/// What parts the fields of a metadata file: what stands before the role in its first line.
+char separator_in(const std::string& names);
 
 /// "people" of "data/people.csv.gz".
 std::string base_name(const std::string& file);
@@ -49,9 +51,10 @@ class row_file {
   bool has_names_ = true;
 };
 
-/// Opens a file. `separator` 0 is found out; `known` are names of columns, some of which a header
-/// has. Throws std::runtime_error, naming the file.
-std::unique_ptr<row_file> open_row_file(const std::string& file, char separator,
+/// Opens a file. `separator` 0 is found out, lines that begin with `comment` are passed over;
+/// `known` are names of columns, some of which a header has. Throws std::runtime_error, naming the
+/// file.
+std::unique_ptr<row_file> open_row_file(const std::string& file, char separator, char comment,
                                         const std::vector<std::string>& known);
 
 }  // namespace orvverbs

@@ -108,7 +108,7 @@ class select_verb : public verb {
       if (!schema.attribute(a).is_input()) continue;
       const bool chosen = std::ranges::find(numbers, a) != numbers.end();
       (chosen ? found.chosen : found.others)
-          .push_back(in.how.columns[schema.attribute(a).index()].name);
+          .push_back(in.how.plan.columns[schema.attribute(a).index()].name);
     }
     return found;
   }

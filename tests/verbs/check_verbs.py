@@ -135,7 +135,7 @@ class Check:
                 if file == "flats.csv" and threads == "1":
                     tree = text
                 require(text == tree, f"{file} with {threads} threads: {text}")
-        subprocess.run([self.orvcmd, "-nl", "-f", "pair", "-db", "table", "-t", "pair.txt"], check=True,
+        subprocess.run([self.orvcmd, "-nl", "-sep", "\t", "-f", "pair", "-db", "table", "-t", "pair.txt"], check=True,
                        cwd=self.folder)
         trees = []
         for file in ("pair", "pair.names", "pair.data", "table"):
