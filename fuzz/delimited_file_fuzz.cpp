@@ -56,16 +56,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   orvprep::settings how;
   how.input = "/proc/self/fd/" + std::to_string(file);
   how.output = folder() + "/out";
-  if (data[0] & 1) how.separator = ',';
-  if (data[0] & 2) how.header = orvprep::header_mode::absent;
+  if (data[0] & 1) how.layout.separator = ',';
+  if (data[0] & 2) how.layout.header = orvprep::header_mode::absent;
   if (data[0] & 4) how.cells.decimal_point = ',';
   if (data[0] & 8) how.cells.out_separator = ';';
   if (data[0] & 16) how.test = how.input;
+  if (data[0] & 32) how.columns.classes.n = 3;
+  if (data[0] & 64) how.layout.comment = '#';
+  if (data[0] & 128) how.encoded = orvprep::encoding::cp1252;
   how.drop_unclassed = true;
   std::ostringstream summary;
-  const std::string error = error_of([&] { orvprep::convert(how, summary); });
+  char separator = 0;
+  const std::string error =
+      error_of([&] { separator = orvprep::convert(how, summary).cells.out_separator; });
   if (error.empty()) {
-    const std::string refused = error_of([&] { load(how.output, how.cells.out_separator); });
+    const std::string refused = error_of([&] { load(how.output, separator); });
     // Rows of unknown class were left out, perhaps all of a class.
     require(refused.empty() || refused.starts_with("there must be at least"), refused.c_str());
   }

@@ -1,5 +1,6 @@
 #include "column_profile.h"
 
+#include <array>
 #include <stdexcept>
 #include <unordered_set>
 
@@ -65,7 +66,7 @@ void column_profile::look_up(const pending& p) {
   slot& s = slots_[probe(p.hash)];
   if (s.entry == 0) {
     if (entries_.size() == k_most_entries) throw std::runtime_error(k_too_many);
-    entries_.push_back({p.hash, 0, p.line, k_no_text, false});
+    entries_.push_back({p.hash, 0, p.line, k_no_text, sort::known, 0});
     s = {static_cast<std::uint32_t>(p.hash >> 32), static_cast<std::uint32_t>(entries_.size())};
     classify(entries_.back(), text_of(p), p.line);
   }
@@ -74,35 +75,112 @@ void column_profile::look_up(const pending& p) {
 
 /// A text that was not met before.
 void column_profile::classify(entry& e, std::string_view text, unsigned long line) {
-  if (rules_->is_unknown(text)) {
-    e.unknown = true;
-    if (!first_unknown_) first_unknown_ = {std::string(text), 1, line};
-    return;
+  const auto at = static_cast<std::uint32_t>(&e - entries_.data());
+  if (rules_->unknown.has(text)) {
+    e.is = sort::unknown;
+    unknown_.push_back(at);
+    keep(e, text);
+  } else if (rules_->in_numbers.has(text)) {
+    e.is = sort::doubtful;
+    doubtful_.push_back(at);
+    keep(e, text);
+  } else {
+    if (++n_known_ <= most_texts_) keep(e, text);
+    classify_known(e, text, line);
   }
-  ++n_distinct_;
-  if (texts_.size() < k_most_texts) {
-    e.text = static_cast<std::uint32_t>(texts_.size());
-    texts_.emplace_back(text);
+}
+
+void column_profile::keep(entry& e, std::string_view text) {
+  e.text = static_cast<std::uint32_t>(texts_.size());
+  texts_.emplace_back(text);
+}
+
+void column_profile::classify_known(entry& e, std::string_view text, unsigned long line) {
+  const number_reading r = reading_of(text);
+  e.formats = r.formats;
+  if (const format_set lost = formats_ & static_cast<format_set>(~r.formats); lost != 0) {
+    misfits_.emplace_back(lost, counted_text{std::string(text), 1, line});
+    formats_ &= r.formats;
   }
-  const number n = number_of(rules_->number_text(text));
-  if (n.kind == number_kind::none) {
-    if (!first_text_) first_text_ = {std::string(text), 1, line};
-    if (rules_->breaks_form(text)) {
-      if (n_replaced_++ == 0) first_replaced_ = {std::string(text), 1, line};
-      replaced_.emplace_back(zel::text::hash_of(rules_->written(text)), text);
+  // Plain numbers hold no separator, and nothing that breaks the form.
+  if ((r.formats & bit_of(0)) == 0) note_text(text, line);
+  if (r.formats == 0) return;
+  if (r.formats != k_all_formats && !first_marked_) first_marked_ = {std::string(text), 1, line};
+  common_formats_ &= r.formats;
+  differs_ = differs_ || r.differs();
+  by_point_.add(r.by_point);
+  by_comma_.add(r.by_comma);
+}
+
+/// What of a text cannot be written as it stands.
+void column_profile::note_text(std::string_view text, unsigned long line) {
+  for (std::size_t i = 0; i < k_separators.size(); ++i) {
+    if (text.find(k_separators[i]) != text.npos) separators_ |= 1U << i;
+  }
+  if (!rules_->breaks_form(text)) return;
+  if (n_replaced_++ == 0) first_replaced_ = {std::string(text), 1, line};
+  replaced_.emplace_back(zel::text::hash_of(rules_->written(text)), text);
+}
+
+void column_profile::values::add(const number& n) {
+  if (n.kind == number_kind::none) return;
+  has_reals = has_reals || n.kind == number_kind::real;
+  lowest = any ? std::min(lowest, n.value) : n.value;
+  highest = any ? std::max(highest, n.value) : n.value;
+  any = true;
+}
+
+std::pair<number_format, unsigned long> column_profile::best_format(format_set allowed) const {
+  std::array<unsigned long, k_number_formats.size()> counts{};
+  for (const entry& e : entries_) {
+    for (std::size_t f = 0; f < counts.size(); ++f) {
+      if (e.is == sort::known && (e.formats & allowed & bit_of(f))) counts[f] += e.count;
     }
-    return;
   }
-  has_reals_ = has_reals_ || n.kind == number_kind::real;
-  const bool first = n_distinct_ == 1;
-  lowest_ = first ? n.value : std::min(lowest_, n.value);
-  highest_ = first ? n.value : std::max(highest_, n.value);
+  const auto best = std::ranges::max_element(counts);  // the first of equals
+  return {k_number_formats[static_cast<std::size_t>(best - counts.begin())], *best};
+}
+
+std::optional<counted_text> column_profile::first_misfit(number_format format) const {
+  const auto at = std::ranges::find(k_number_formats, format) - k_number_formats.begin();
+  for (const auto& [lost, text] : misfits_) {
+    if (lost & bit_of(static_cast<std::size_t>(at))) return text;
+  }
+  return {};
+}
+
+bool column_profile::holds(char separator) const {
+  return (separators_ >> k_separators.find(separator) & 1) != 0;
 }
 
 unsigned long column_profile::n_unknown() const {
   unsigned long n = 0;
-  for (const entry& e : entries_) n += e.unknown ? e.count : 0;
+  for (const std::uint32_t e : unknown_) n += entries_[e].count;
+  for (const std::uint32_t e : doubtful_) n += reading_.numbers ? entries_[e].count : 0;
   return n;
+}
+
+std::vector<counted_text> column_profile::unknown_texts() const {
+  std::vector<counted_text> all;
+  for (const std::uint32_t e : unknown_) all.push_back(text_of(entries_[e]));
+  for (const std::uint32_t e : doubtful_) {
+    if (reading_.numbers) all.push_back(text_of(entries_[e]));
+  }
+  std::ranges::sort(all, {}, &counted_text::line);
+  return all;
+}
+
+std::optional<counted_text> column_profile::first_unknown() const {
+  const std::vector<counted_text> all = unknown_texts();
+  return all.empty() ? std::nullopt : std::optional(all[0]);
+}
+
+std::vector<counted_text> column_profile::doubtful_values() const {
+  std::vector<counted_text> all;
+  for (const std::uint32_t e : doubtful_) {
+    if (!reading_.numbers) all.push_back(text_of(entries_[e]));
+  }
+  return all;
 }
 
 std::string column_profile::collision() const {
@@ -115,9 +193,9 @@ std::string column_profile::collision() const {
 
 std::vector<counted_text> column_profile::texts() const {
   std::vector<counted_text> all;
-  if (n_distinct_ > texts_.size()) return all;
+  if (n_distinct() > most_texts_) return all;
   for (const entry& e : entries_) {
-    if (e.text != k_no_text) all.push_back({texts_[e.text], e.count, e.line});
+    if (is_known(e)) all.push_back(text_of(e));
   }
   return all;
 }
@@ -126,9 +204,9 @@ unsigned long column_profile::n_unseen(const column_profile& training,
                                        std::optional<counted_text>& first) const {
   unsigned long n = 0;
   for (const entry& e : entries_) {
-    if (e.unknown || training.has(e.hash)) continue;
+    if (!is_known(e) || training.has(e.hash)) continue;
     n += e.count;
-    if (!first) first = {e.text == k_no_text ? "" : texts_[e.text], e.count, e.line};
+    if (!first) first = text_of(e);
   }
   return n;
 }

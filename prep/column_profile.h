@@ -1,5 +1,8 @@
 // What the cells of one column are, from all rows.
 //
+// Two steps: add() takes the cells in one pass and keeps for every way to read them whether all
+// fit; settle() is told which way it is to be, and then the figures hold.
+//
 // Memory: a slot a distinct text, whatever the number of rows; texts themselves are kept while
 // there are few of them.
 #pragma once
@@ -12,9 +15,12 @@
 #include <vector>
 
 #include "cell_rules.h"
-#include "number.h"
 
 namespace orvprep {
+
+/// What a table may be separated by, in order of preference. The last is in no cell: what is
+/// written has no control characters but the tab.
+inline constexpr std::string_view k_separators = ",\t;|\x1f";
 
 /// A text, how many cells have it and the line of the first of them.
 struct counted_text {
@@ -27,28 +33,52 @@ class column_profile {
  public:
   explicit column_profile(const cell_rules& rules) : rules_(&rules), slots_(k_first_slots) {}
 
+  /// To keep all texts, however many: of a column whose values are asked for.
+  void keep_texts() { most_texts_ = k_no_text; }
   void add(std::string_view text, unsigned long line);
   /// To be called after the last cell and before any figure is asked for.
   void finish() { look_up_batch(); }
 
+  /// Formats in which all known cells are numbers, those apart that are unknown among numbers only.
+  format_set formats() const { return n_known_ > 0 ? formats_ : 0; }
+  /// Whether some of these numbers have another value with the other decimal mark.
+  bool differs() const { return differs_; }
+  /// Whether a mark stands in some number.
+  bool has_marks() const { return common_formats_ != k_all_formats; }
+  /// The format of the most cells, and their number.
+  std::pair<number_format, unsigned long> best_format(format_set allowed) const;
+  /// The first known cell that is no number in the format.
+  std::optional<counted_text> first_misfit(number_format format) const;
+  /// The first cell that the marks of numbers stand in.
+  const std::optional<counted_text>& first_marked() const { return first_marked_; }
+
+  /// How the column is read; until then as texts. May be called again.
+  void settle(const column_reading& reading) { reading_ = reading; }
+  const column_reading& reading() const { return reading_; }
+
   unsigned long n_cells() const { return n_cells_; }
   unsigned long n_unknown() const;
   /// Distinct known texts.
-  unsigned long n_distinct() const { return n_distinct_; }
+  unsigned long n_distinct() const { return n_known_ + (reading_.numbers ? 0 : doubtful_.size()); }
   /// Of the known cells: whether all are numbers, and whole ones.
-  bool is_numeric() const { return n_distinct_ > 0 && !first_text_; }
-  bool is_whole() const { return is_numeric() && !has_reals_; }
-  double lowest() const { return lowest_; }
-  double highest() const { return highest_; }
-  /// The first cell that is no number, and the first that is unknown.
-  const std::optional<counted_text>& first_text() const { return first_text_; }
-  const std::optional<counted_text>& first_unknown() const { return first_unknown_; }
+  bool is_numeric() const { return reading_.numbers; }
+  bool is_whole() const { return is_numeric() && !range().has_reals; }
+  double lowest() const { return range().lowest; }
+  double highest() const { return range().highest; }
+  /// The first cell that is unknown.
+  std::optional<counted_text> first_unknown() const;
+  /// The texts of unknown cells but for the empty one.
+  std::vector<counted_text> unknown_texts() const;
+  /// Texts that are unknown among numbers, where they are values.
+  std::vector<counted_text> doubtful_values() const;
   /// The first value that cannot be written as it stands, and how many there are.
   const std::optional<counted_text>& first_replaced() const { return first_replaced_; }
   unsigned long n_replaced() const { return n_replaced_; }
   /// The first value that looks as an earlier or an unchanged one when it is written; empty if none
   /// does.
   std::string collision() const;
+  /// Whether a known text has the character, one of k_separators.
+  bool holds(char separator) const;
 
   /// All known texts with their counts; none where there are more than k_most_texts.
   std::vector<counted_text> texts() const;
@@ -60,6 +90,8 @@ class column_profile {
   static constexpr std::size_t k_first_slots = 64;
   static constexpr std::uint32_t k_no_text = 0xffffffff;
 
+  enum class sort : unsigned char { known, doubtful, unknown };
+
   /// A distinct text. Texts are told apart by 64 bits of a hash with a secret of the process: no
   /// file can make two of them look the same.
   struct entry {
@@ -67,7 +99,8 @@ class column_profile {
     std::uint64_t count;
     std::uint64_t line;
     std::uint32_t text;
-    bool unknown;
+    sort is;
+    format_set formats;  // in which it is a number
   };
   /// Where an entry is, with bits of its hash: a text that is new, as most are in a column of many
   /// texts, costs one access to a table of 8 bytes a slot.
@@ -95,17 +128,43 @@ class column_profile {
   bool has(std::uint64_t hash) const { return slots_[probe(hash)].entry != 0; }
   void grow();
   void classify(entry& e, std::string_view text, unsigned long line);
+  void classify_known(entry& e, std::string_view text, unsigned long line);
+  void keep(entry& e, std::string_view text);
+  void note_text(std::string_view text, unsigned long line);
+  bool is_known(const entry& e) const {
+    return e.is == sort::known || (e.is == sort::doubtful && !reading_.numbers);
+  }
+  counted_text text_of(const entry& e) const {
+    return {e.text == k_no_text ? "" : texts_[e.text], e.count, e.line};
+  }
+
+  /// Of numbers with one decimal mark.
+  struct values {
+    bool any = false, has_reals = false;
+    double lowest = 0, highest = 0;
+    void add(const number& n);
+  };
+  const values& range() const { return reading_.format.decimal == ',' ? by_comma_ : by_point_; }
 
   const cell_rules* rules_;
+  column_reading reading_;
   std::vector<slot> slots_;
   std::vector<entry> entries_;  // in the order of their first lines
   std::deque<std::string> texts_;
   std::vector<pending> batch_;
   std::string batch_text_;
-  unsigned long n_cells_ = 0, n_distinct_ = 0, n_replaced_ = 0;
-  bool has_reals_ = false;
-  double lowest_ = 0, highest_ = 0;
-  std::optional<counted_text> first_text_, first_unknown_, first_replaced_;
+  unsigned long n_cells_ = 0, n_known_ = 0, n_replaced_ = 0;
+  std::uint32_t most_texts_ = k_most_texts;
+  format_set formats_ = k_all_formats;         // of all known texts
+  format_set common_formats_ = k_all_formats;  // of all numbers
+  bool differs_ = false;
+  unsigned separators_ = 0;  // that known texts hold, a bit for each of k_separators
+  values by_point_, by_comma_;
+  std::vector<std::uint32_t> doubtful_;  // entries, as those of unknown texts
+  std::vector<std::uint32_t> unknown_;
+  // Where formats ceased to fit.
+  std::vector<std::pair<format_set, counted_text>> misfits_;
+  std::optional<counted_text> first_marked_, first_replaced_;
   // Hash as written and text, in the order of their first lines.
   std::vector<std::pair<std::uint64_t, std::string>> replaced_;
 };

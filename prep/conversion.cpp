@@ -6,7 +6,8 @@
 #include <optional>
 #include <stdexcept>
 
-#include "csv_rows.h"
+#include "column_reading.h"
+#include "intake.h"
 #include "summary.h"
 #include "zel/inpout/iobuf.h"
 #include "zel/inpout/iofile.h"
@@ -16,67 +17,12 @@ namespace orvprep {
 
 namespace {
 
-constexpr char k_no_rows[] = ": no rows below the header";
 constexpr char k_unclassed[] = "unknown class; --drop-unclassed leaves such rows out";
 
-constexpr unsigned long k_no_column = ~0UL;
+constexpr unsigned long k_no_column = column_match::k_none;
 constexpr unsigned long k_buffer = 1UL << 20;
 
 std::string in_column(const std::string& name) { return "column '" + name + "': "; }
-
-/// Checks the number of cells and passes over the header; the rest is for those derived.
-class body_rows : public row_visitor {
- public:
-  body_rows(const std::string& file, const layout& form) : file_(file), form_(form) {}
-
-  void cell(unsigned long column, std::string_view text, unsigned long line) final {
-    if (in_header()) return;
-    if (column >= form_.names.size()) return;  // counted by the end of the row
-    take(column, text, line);
-  }
-  bool end_of_row(unsigned long n, unsigned long line) final {
-    const bool header = in_header();
-    ++rows_;
-    if (header) return true;
-    if (n != form_.names.size()) {
-      throw file_error(
-          file_, line,
-          std::to_string(n) + " cells instead of " + std::to_string(form_.names.size()));
-    }
-    end(line);
-    return true;
-  }
-
-  /// Rows below the header so far.
-  unsigned long n_rows() const { return rows_ - (form_.has_header && rows_ > 0 ? 1 : 0); }
-
- protected:
-  virtual void take(unsigned long column, std::string_view text, unsigned long line) = 0;
-  virtual void end(unsigned long line) = 0;
-  const std::string& file() const { return file_; }
-
- private:
-  bool in_header() const { return form_.has_header && rows_ == 0; }
-
-  const std::string& file_;
-  const layout& form_;
-  unsigned long rows_ = 0;
-};
-
-class profiler : public body_rows {
- public:
-  profiler(const std::string& file, const layout& form, const cell_rules& rules)
-      : body_rows(file, form) {
-    for (std::size_t i = 0; i < form.names.size(); ++i) profiles.emplace_back(rules);
-  }
-  std::vector<column_profile> profiles;
-
- private:
-  void take(unsigned long column, std::string_view text, unsigned long line) override {
-    profiles[column].add(text, line);
-  }
-  void end(unsigned long) override {}
-};
 
 /// A file that is complete, or not there.
 class new_file {
@@ -113,50 +59,43 @@ class new_file {
   zel::inpout::iobuf buffer_;
 };
 
-/// Writes the rows of a file in the order of the plans.
+/// Writes the rows of a file in the order of the plan.
 class row_writer : public body_rows {
  public:
   /// `plan_of` has for every cell of a row its plan, or k_no_column.
-  row_writer(const std::string& file, const layout& form, const std::vector<unsigned long>& plan_of,
-             const std::vector<column_plan>& plans, const settings& how, new_file& out)
-      : body_rows(file, form), plan_of_(plan_of), plans_(plans), how_(how), out_(out) {
-    in_order_ = plan_of.size() == plans.size() && std::ranges::is_sorted(plan_of);
-    cells_.resize(in_order_ ? 0 : plans.size(), k_unknown);
+  row_writer(const table_input& in, const std::vector<unsigned long>& plan_of,
+             const table_plan& plan, bool drop_unclassed, new_file& out)
+      : body_rows(in.name(), in.form()),
+        plan_of_(plan_of),
+        plan_(plan),
+        drop_unclassed_(drop_unclassed),
+        out_(out) {
+    in_order_ = plan_of.size() == plan.columns.size() && std::ranges::is_sorted(plan_of);
+    cells_.resize(in_order_ ? 0 : plan.columns.size(), k_unknown);
+    const auto is_class = [](const column_plan& p) { return p.is("class"); };
+    class_ = static_cast<unsigned long>(std::ranges::find_if(plan.columns, is_class) -
+                                        plan.columns.begin());
   }
 
   unsigned long n_dropped() const { return n_dropped_; }
 
  private:
   void take(unsigned long column, std::string_view text, unsigned long line) override {
-    const unsigned long plan = plan_of_[column];
-    if (plan == k_no_column) return;
+    const unsigned long at = plan_of_[column];
+    if (at == k_no_column) return;
+    const column_plan& plan = plan_.columns[at];
+    if (at == class_ && plan_.cells.is_unknown(text, plan.reading)) note_unclassed(plan, line);
     if (in_order_) {
-      if (!row_.empty() || column > 0) row_ += how_.cells.out_separator;
-      append(plans_[plan], text, line, row_);
+      if (!row_.empty() || column > 0) row_ += plan_.cells.out_separator;
+      append_cell(plan_, plan, text, row_);
     } else {
-      cells_[plan].clear();
-      append(plans_[plan], text, line, cells_[plan]);
-    }
-  }
-
-  void append(const column_plan& plan, std::string_view text, unsigned long line, std::string& to) {
-    const cell_rules& rules = how_.cells;
-    if (rules.is_unknown(text)) {
-      if (plan.is("class")) note_unclassed(plan, line);
-      to += k_unknown;
-    } else if (plan.is("ignore")) {
-      to += k_unknown;
-    } else if (plan.numeric) {
-      to += rules.number_text(text);
-    } else if (rules.breaks_form(text)) {
-      to += rules.written(text);
-    } else {
-      to += text;
+      cells_[at].clear();
+      append_cell(plan_, plan, text, cells_[at]);
     }
   }
 
   void note_unclassed(const column_plan& plan, unsigned long line) {
-    if (!how_.drop_unclassed) throw file_error(file(), line, in_column(plan.name) + k_unclassed);
+    if (!drop_unclassed_) throw file_error(file(), line, in_column(plan.name) + k_unclassed);
     drop_ = true;
   }
 
@@ -165,7 +104,7 @@ class row_writer : public body_rows {
       ++n_dropped_;
     } else {
       for (std::size_t i = 0; i < cells_.size(); ++i) {
-        if (i > 0) row_ += how_.cells.out_separator;
+        if (i > 0) row_ += plan_.cells.out_separator;
         row_ += cells_[i];
       }
       row_ += '\n';
@@ -177,93 +116,84 @@ class row_writer : public body_rows {
   }
 
   const std::vector<unsigned long>& plan_of_;
-  const std::vector<column_plan>& plans_;
-  const settings& how_;
+  const table_plan& plan_;
+  bool drop_unclassed_;
   new_file& out_;
   bool in_order_;
   bool drop_ = false;
+  unsigned long class_;
   unsigned long n_dropped_ = 0;
   std::string row_;
   std::vector<std::string> cells_;  // by plan, where the order differs
 };
 
-/// A file that was looked through.
-struct input {
-  input(const std::string& name, const settings& how)
-      : bytes(name),
-        form(layout_of(bytes, how.separator, how.header, how.cells.decimal_point)),
-        rows(name, form.separator),
-        profiled(bytes.name(), form, how.cells) {
-    rows.read(bytes, profiled);
-    for (column_profile& p : profiled.profiles) p.finish();
-    if (profiled.n_rows() == 0) throw std::runtime_error(name + k_no_rows);
-  }
+std::vector<unsigned long> no_columns(const std::vector<std::string>&) { return {}; }
 
-  source bytes;
-  layout form;
-  csv_rows rows;
-  profiler profiled;
+/// A second file beside the first, and what it has of the plan.
+struct second_file {
+  explicit second_file(const settings& how)
+      : in(how.test, {how.layout, how.encoded}, how.cells, no_columns) {}
+
+  table_input in;
+  column_match match;
 };
 
-/// For every cell of a test file the training column of that name; by position without names.
-std::vector<unsigned long> match_columns(const input& test, const input& training,
-                                         const std::vector<column_plan>& plans, std::ostream& out) {
-  const std::vector<std::string>& names = training.form.names;
-  std::vector<unsigned long> plan_of(test.form.names.size(), k_no_column);
-  if (!test.form.has_header || !training.form.has_header) {
-    if (plan_of.size() != names.size()) {
-      throw std::runtime_error(test.bytes.name() + ": " + std::to_string(plan_of.size()) +
-                               " columns instead of " + std::to_string(names.size()));
-    }
-    std::iota(plan_of.begin(), plan_of.end(), 0UL);
-    return plan_of;
+/// Tells of columns that are not of both files. Throws where one that is needed is missing.
+void check_match(const second_file& test, const table_plan& plan, std::ostream& out) {
+  for (std::size_t i = 0; i < test.match.plan_of.size(); ++i) {
+    if (test.match.plan_of[i] != k_no_column) continue;
+    out << test.in.name() << ": column '" << test.in.form().names[i]
+        << "' is not in the training file, left out\n";
   }
-  std::vector<bool> found(names.size());
-  for (std::size_t i = 0; i < plan_of.size(); ++i) {
-    const auto at = std::ranges::find(names, test.form.names[i]);
-    if (at == names.end()) {
-      out << test.bytes.name() << ": column '" << test.form.names[i]
-          << "' is not in the training file, left out\n";
-      continue;
-    }
-    plan_of[i] = static_cast<unsigned long>(at - names.begin());
-    found[plan_of[i]] = true;
-  }
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    if (found[i] || plans[i].is("ignore")) continue;
-    if (plans[i].is("class") || plans[i].is("weights")) {
-      out << test.bytes.name() << ": no " << in_column(names[i]) << "rows to score, not to test\n";
+  for (const unsigned long i : test.match.missing) {
+    const column_plan& column = plan.columns[i];
+    if (column.is("class") || column.is("weights")) {
+      out << test.in.name() << ": no " << in_column(column.name) << "rows to score, not to test\n";
     } else {
-      throw std::runtime_error(test.bytes.name() + ": no " + in_column(names[i]) +
+      throw std::runtime_error(test.in.name() + ": no " + in_column(column.name) +
                                "it is needed, as in the training file");
     }
   }
-  return plan_of;
 }
 
-std::string metadata_of(const std::vector<column_plan>& plans, char separator) {
-  std::string text;
-  for (const column_plan& p : plans) {
-    text += p.name + separator + p.type + separator + p.role + '\n';
+/// Reads the second file as the plan does, and widens its types.
+void fit_to(second_file& test, table_plan& plan) {
+  std::vector<const column_profile*> others(plan.columns.size());
+  for (std::size_t i = 0; i < test.match.plan_of.size(); ++i) {
+    const unsigned long at = test.match.plan_of[i];
+    if (at == k_no_column) continue;
+    others[at] = &test.in.profiles()[i];
+    test.in.profiles()[i].settle(plan.columns[at].reading);
   }
-  return text;
+  widen(plan.columns, test.in.name(), others);
+}
+
+/// For every column of the plan its profiles in both files.
+std::vector<std::vector<const column_profile*>> profiles_of(const table_input& training,
+                                                            const second_file* test) {
+  std::vector<std::vector<const column_profile*>> all;
+  for (const column_profile& p : training.profiles()) all.push_back({&p});
+  for (std::size_t i = 0; test != nullptr && i < test->match.plan_of.size(); ++i) {
+    const unsigned long at = test->match.plan_of[i];
+    if (at != k_no_column) all[at].push_back(&test->in.profiles()[i]);
+  }
+  return all;
 }
 
 /// Tells of the cells of a test file whose values training did not have.
-void report_unseen(const input& test, const input& training,
-                   const std::vector<unsigned long>& plan_of, const std::vector<column_plan>& plans,
+void report_unseen(const second_file& test, const table_input& training, const table_plan& plan,
                    std::ostream& out) {
-  for (std::size_t i = 0; i < plan_of.size(); ++i) {
-    if (plan_of[i] == k_no_column) continue;
-    const column_plan& plan = plans[plan_of[i]];
-    if (plan.numeric || plan.is("ignore")) continue;
+  for (std::size_t i = 0; i < test.match.plan_of.size(); ++i) {
+    const unsigned long at = test.match.plan_of[i];
+    if (at == k_no_column) continue;
+    const column_plan& column = plan.columns[at];
+    if (column.numeric || column.classes.any() || column.is("ignore")) continue;
     std::optional<counted_text> first;
-    const unsigned long n =
-        test.profiled.profiles[i].n_unseen(training.profiled.profiles[plan_of[i]], first);
+    const unsigned long n = test.in.profiles()[i].n_unseen(training.profiles()[at], first);
     if (n == 0) continue;
-    out << test.bytes.name() << ": " << in_column(plan.name) << n
-        << " cells of values that training did not have, first '" << first->text << "' (line "
-        << first->line << "); use orvcmd -unseen\n";
+    out << test.in.name() << ": " << in_column(column.name) << n
+        << " cells of values that training did not have, first " << where(*first)
+        << "; use orvcmd -unseen\n";
   }
 }
 
@@ -286,58 +216,52 @@ void report_dropped(const std::string& file, unsigned long n, std::ostream& out)
   if (n > 0) out << file << ": " << n << " rows of unknown class left out\n";
 }
 
-/// Types that hold the values of a test file too.
-void widen_for(const input& test, const std::vector<unsigned long>& plan_of,
-               std::vector<column_plan>& plans) {
-  std::vector<const column_profile*> others(plans.size());
-  for (std::size_t i = 0; i < plan_of.size(); ++i) {
-    if (plan_of[i] != k_no_column) others[plan_of[i]] = &test.profiled.profiles[i];
-  }
-  widen(plans, test.bytes.name(), others);
-}
-
 /// @return how many rows were left out.
-unsigned long write_rows(input& in, const std::vector<unsigned long>& plan_of,
-                         const std::vector<column_plan>& plans, const settings& how,
-                         new_file& out) {
-  row_writer writer(in.bytes.name(), in.form, plan_of, plans, how, out);
-  in.rows.read(in.bytes, writer);
+unsigned long write_rows(table_input& in, const std::vector<unsigned long>& plan_of,
+                         const table_plan& plan, const settings& how, new_file& out) {
+  row_writer writer(in, plan_of, plan, how.drop_unclassed, out);
+  in.read(writer);
   out.close();
   return writer.n_dropped();
 }
 
 }  // namespace
 
-void convert(const settings& how, std::ostream& out) {
+table_plan convert(const settings& how, std::ostream& out) {
   require_apart(how);
-  input training(how.input, how);
-  std::vector<column_plan> plans = plan_columns(how.input, training.form.names,
-                                                training.profiled.profiles, how.columns, how.cells);
-  std::vector<unsigned long> plan_of(plans.size()), plan_of_test;
-  std::iota(plan_of.begin(), plan_of.end(), 0UL);
-  std::optional<input> test;
+  planned_input planned(how);
+  table_input& training = planned.in;
+  table_plan plan = std::move(planned.plan);
+  std::vector<unsigned long> in_order(plan.columns.size());
+  std::iota(in_order.begin(), in_order.end(), 0UL);
+  std::optional<second_file> test;
   if (!how.test.empty()) {
-    test.emplace(how.test, how);
-    plan_of_test = match_columns(*test, training, plans, out);
-    widen_for(*test, plan_of_test, plans);
+    test.emplace(how);
+    test->match = match_columns(plan, how.test, test->in.form());
+    check_match(*test, plan, out);
+    fit_to(*test, plan);
   }
-  if (!how.quiet) write_summary(training.form, training.profiled.profiles, plans, out);
+  if (how.cells.out_separator == 0) {
+    plan.cells.out_separator = separator_for(plan, profiles_of(training, test ? &*test : nullptr));
+  }
+  if (!how.quiet) write_summary(training, plan, out);
 
   new_file names(how.output + ".names"), data(how.output + ".data");
-  names.write(metadata_of(plans, how.cells.out_separator));
+  names.write(metadata_of(plan));
   names.close();
-  const unsigned long dropped = write_rows(training, plan_of, plans, how, data);
+  const unsigned long dropped = write_rows(training, in_order, plan, how, data);
   std::optional<new_file> test_data;
   if (test) {
     test_data.emplace(how.output + ".test");
-    const unsigned long of_test = write_rows(*test, plan_of_test, plans, how, *test_data);
-    report_unseen(*test, training, plan_of_test, plans, out);
+    const unsigned long of_test = write_rows(test->in, test->match.plan_of, plan, how, *test_data);
+    report_unseen(*test, training, plan, out);
     report_dropped(how.test, of_test, out);
   }
   report_dropped(how.input, dropped, out);
   names.commit();
   data.commit();
   if (test_data) test_data->commit();
+  return plan;
 }
 
 }  // namespace orvprep

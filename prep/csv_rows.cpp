@@ -26,8 +26,10 @@ bool is_blank(char c) { return c == ' ' || c == '\t'; }
 
 }  // namespace
 
-csv_rows::csv_rows(const std::string& name, char separator) : name_(name) {
-  constexpr unsigned char k_options = CSV_STRICT | CSV_STRICT_FINI | CSV_REPALL_NL;
+csv_rows::csv_rows(const std::string& name, char separator)
+    : name_(name), runs_of_blanks_(separator == ' ') {
+  constexpr unsigned char k_options =
+      CSV_STRICT | CSV_STRICT_FINI | CSV_REPALL_NL | CSV_EMPTY_IS_NULL;
   if (csv_init(&parser_, k_options) != 0) throw std::runtime_error(k_no_parser);
   csv_set_delim(&parser_, static_cast<unsigned char>(separator));
   csv_set_realloc_func(&parser_, bounded_realloc);
@@ -84,6 +86,8 @@ void csv_rows::fail(const std::string& reason) const { throw file_error(name_, l
 void csv_rows::on_cell(void* text, std::size_t length, void* self) {
   auto& rows = *static_cast<csv_rows*>(self);
   if (rows.failure_ || rows.enough_) return;
+  // A cell without text nor quotes.
+  if (text == nullptr && rows.runs_of_blanks_) return;
   try {
     rows.take_cell({static_cast<const char*>(text), length});
   } catch (...) {

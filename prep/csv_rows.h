@@ -31,6 +31,7 @@ class row_visitor {
   virtual bool end_of_row(unsigned long n, unsigned long line) = 0;
 };
 
+/// With a blank for separator, runs of blanks are one.
 /// Gives all rows, or those up to the one that is enough, to the visitor; empty lines are no rows.
 /// Throws file_error for quotes that do not fit and for what the visitor throws nothing else.
 class csv_rows {
@@ -56,6 +57,7 @@ class csv_rows {
   void take_row(int end);
 
   std::string name_;
+  bool runs_of_blanks_;
   csv_parser parser_;
   row_visitor* visit_ = nullptr;
   unsigned long line_ = 1;    // of the row in progress

@@ -1,6 +1,7 @@
 #include "layout.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <stdexcept>
 
@@ -18,6 +19,7 @@ constexpr char k_no_separator[] =
 
 constexpr std::size_t k_looked_at = 1UL << 18;
 constexpr std::size_t k_first_rows = 100;
+constexpr char k_comment = '#';
 
 using row = std::vector<std::string>;
 
@@ -26,25 +28,40 @@ class row_collector : public row_visitor {
   void cell(unsigned long, std::string_view text, unsigned long) override {
     current_.emplace_back(text);
   }
-  bool end_of_row(unsigned long, unsigned long) override {
+  bool end_of_row(unsigned long, unsigned long line) override {
+    if (rows.empty()) first_line = line;
     rows.push_back(std::move(current_));
     current_.clear();
     return rows.size() < k_first_rows;
   }
   std::vector<row> rows;
+  unsigned long first_line = 0;
 
  private:
   row current_;
 };
 
-std::vector<row> first_rows(const std::string& name, std::string_view start, bool whole,
-                            char separator) {
+/// The first bytes of a file.
+struct beginning {
+  const std::string& name;
+  std::string text;
+  bool whole;  // they are all of it
+};
+
+/// A separator and the first rows that it gives; none where it gives no columns.
+struct separated {
+  char separator = 0;
+  std::vector<row> rows;
+  unsigned long first_line = 0;
+};
+
+separated separated_by(char separator, const beginning& start) {
   row_collector collector;
-  csv_rows reader(name, separator);
-  std::string text(start);
-  if (whole && !text.ends_with('\n')) text += '\n';
+  csv_rows reader(start.name, separator);
+  std::string text(start.text);
+  if (start.whole && !text.ends_with('\n')) text += '\n';
   reader.read_complete_rows(text, collector);
-  return std::move(collector.rows);
+  return {separator, std::move(collector.rows), collector.first_line};
 }
 
 /// The cells of all rows; 0 where they differ. The first row may lack the name of the row names.
@@ -58,17 +75,48 @@ std::size_t width_of(const std::vector<row>& rows) {
   return width;
 }
 
-bool is_number(const std::string& text) { return number_of(text).kind != number_kind::none; }
+/// The cells of the most rows, and how many these are; the first of equals.
+std::pair<std::size_t, std::size_t> usual_width(const std::vector<row>& rows) {
+  std::map<std::size_t, std::size_t> counts;
+  for (const row& r : rows) ++counts[r.size()];
+  std::pair<std::size_t, std::size_t> best;
+  for (const auto& [width, n] : counts) {
+    if (n > best.second) best = {width, n};
+  }
+  return best;
+}
+
+bool is_number(const std::string& text) { return reading_of(text).formats != 0; }
+
+bool is_unknown(const std::string& text) {
+  static const cell_rules rules;
+  return rules.is_unknown(text, {/*numbers=*/true, {}});
+}
+
+/// Whether some name stands above known cells that are all numbers.
+bool has_name_of_numbers(const std::vector<row>& rows) {
+  for (std::size_t c = 0; c < rows[0].size(); ++c) {
+    if (is_unknown(rows[0][c])) continue;
+    std::size_t numbers = 0, others = 0;
+    for (std::size_t r = 1; r < rows.size(); ++r) {
+      if (c >= rows[r].size() || is_unknown(rows[r][c])) continue;
+      ++(is_number(rows[r][c]) ? numbers : others);
+    }
+    if (numbers > 0 && others == 0) return true;
+  }
+  return false;
+}
 
 bool looks_like_header(const std::vector<row>& rows) {
   const row& first = rows[0];
   if (rows.size() > 1 && first.size() < rows[1].size()) return true;
   if (std::ranges::any_of(first, is_number)) return false;
   const std::set<std::string> different(first.begin(), first.end());
-  if (different.size() < first.size()) return false;
   // The first name may be missing, where rows have names of their own.
-  if (std::ranges::count(first, std::string()) > (first[0].empty() ? 1 : 0)) return false;
-  if (std::ranges::find(first, k_unknown) != first.end()) return false;
+  const bool lacks_names = std::ranges::count(first, std::string()) > (first[0].empty() ? 1 : 0);
+  if (different.size() < first.size() || lacks_names || different.contains(k_unknown)) {
+    return has_name_of_numbers(rows);
+  }
   bool again = false;
   for (std::size_t r = 1; r < rows.size(); ++r) {
     for (std::size_t c = 0; c < std::min(first.size(), rows[r].size()); ++c) {
@@ -79,82 +127,216 @@ bool looks_like_header(const std::vector<row>& rows) {
   return !again;
 }
 
+/// The given names keep themselves; a double one gets the first of ".2", ".3" that is not taken.
 row different_names(const row& given, std::size_t width, bool row_names) {
-  row names;
-  std::set<std::string> taken;
+  row names = given;
+  if (row_names) names.insert(names.begin(), "row");
+  names.resize(width);
   for (std::size_t i = 0; i < width; ++i) {
-    std::string name = row_names          ? (i == 0 ? "row" : given[i - 1])
-                       : i < given.size() ? given[i]
-                                          : "";
-    if (name.empty()) name = "column" + std::to_string(i + 1);
-    const std::string start = name;
-    for (int n = 2; !taken.insert(name).second; ++n) name = start + "." + std::to_string(n);
-    names.push_back(name);
+    if (names[i].empty()) names[i] = "column" + std::to_string(i + 1);
+  }
+  std::set<std::string> taken(names.begin(), names.end()), seen;
+  std::map<std::string, unsigned long> last;  // number given, by name
+  for (std::string& name : names) {
+    if (seen.insert(name).second) continue;
+    unsigned long& n = last.try_emplace(name, 1).first->second;
+    std::string next;
+    do next = name + "." + std::to_string(++n);
+    while (!taken.insert(next).second);
+    name = next;
   }
   return names;
 }
 
-/// A separator and the first rows that it gives; none where it gives no columns.
-struct separated {
-  char separator;
-  std::vector<row> rows;
-};
-
-/// The separator of the most columns. Throws what reading with the first one threw where none gives
-/// columns and one threw.
-separated best_separator(const std::string& name, std::string_view start, bool whole,
-                         char decimal_point) {
-  separated best{0, {}};
-  std::size_t best_score = 2;  // of one column
-  std::exception_ptr failure;
-  for (const char separator : {',', ';', '\t', '|'}) {
-    if (separator == decimal_point) continue;
-    std::vector<row> rows;
-    try {
-      rows = first_rows(name, start, whole, separator);
-    } catch (const file_error&) {  // its quotes do not fit
-      if (!failure) failure = std::current_exception();
-      continue;
+/// Whether cells have commas, and all of them are numbers by that.
+bool has_decimal_commas(const std::vector<row>& rows) {
+  bool any = false;
+  for (std::size_t r = 0; r < rows.size(); ++r) {
+    for (const std::string& cell : rows[r]) {
+      if (cell.find(',') == cell.npos) continue;
+      if ((reading_of(cell).formats & formats_with(',')) == 0) return false;
+      any = true;
     }
-    // A header that fits before one that lacks a name.
-    const std::size_t width = width_of(rows);
-    const std::size_t score = 2 * width + (width > 0 && rows[0].size() == width ? 0 : -1);
-    if (width < 2 || score <= best_score) continue;
-    best_score = score;
-    best = {separator, std::move(rows)};
   }
-  if (best.rows.empty() && failure) std::rethrow_exception(failure);
-  return best;
+  return any;
 }
 
-layout layout_of_rows(const separated& found, header_mode header) {
-  const auto& [separator, rows] = found;
-  layout form{separator, false, false, {}};
+/// What each separator makes of the first rows, as far as their quotes fit.
+class separations {
+ public:
+  separations(const beginning& start, char decimal_point) {
+    for (const char separator : {',', ';', '\t', '|', ' '}) {
+      if (separator == decimal_point) continue;
+      try {
+        all_.push_back(separated_by(separator, start));
+      } catch (const file_error&) {
+        if (!failure_) failure_ = std::current_exception();
+      }
+    }
+  }
+
+  /// Throws what reading with the first separator threw where none gives columns and one threw.
+  separated best() {
+    for (separated* found : {of_most_columns(), by_blanks(), of_most_rows()}) {
+      if (found != nullptr) return std::move(*found);
+    }
+    if (failure_) std::rethrow_exception(failure_);
+    return {};
+  }
+
+ private:
+  separated* of_most_columns() {
+    separated* best = nullptr;
+    std::size_t best_score = 2;  // of one column
+    bool best_has_decimals = false;
+    for (separated& s : all_) {
+      if (s.separator == ' ') continue;
+      // A header that fits before one that lacks a name.
+      const std::size_t width = width_of(s.rows);
+      const std::size_t score = 2 * width + (width > 0 && s.rows[0].size() == width ? 0 : -1);
+      if (width < 2) continue;
+      const bool decimals = s.separator != ',' && has_decimal_commas(s.rows);
+      const bool before_comma = decimals && best != nullptr && best->separator == ',';
+      if (!before_comma && (score <= best_score || (best_has_decimals && !decimals))) continue;
+      best = &s;
+      best_score = score;
+      best_has_decimals = decimals;
+    }
+    return best;
+  }
+
+  separated* by_blanks() {
+    const auto blanks = std::ranges::find(all_, ' ', &separated::separator);
+    return blanks != all_.end() && width_of(blanks->rows) > 1 ? &*blanks : nullptr;
+  }
+
+  /// Of rows that differ, of which the first that does is told when all are read.
+  separated* of_most_rows() {
+    separated* best = nullptr;
+    std::size_t most = 0;
+    for (separated& s : all_) {
+      const auto [width, n] = usual_width(s.rows);
+      if (width < 2 || 2 * n <= s.rows.size() || n <= most) continue;
+      most = n;
+      best = &s;
+    }
+    return best;
+  }
+
+  std::vector<separated> all_;
+  std::exception_ptr failure_;
+};
+
+/// The separator that is given or found out, and the first rows.
+separated separate(const beginning& start, const layout_wishes& wishes) {
+  if (wishes.separator != 0) return separated_by(wishes.separator, start);
+  if (start.text.empty()) return {};
+  return separations(start, wishes.decimal_point).best();
+}
+
+/// Whether the rows have a cell more than the header at their ends, which is empty in all.
+bool ends_with_separators(const std::vector<row>& rows) {
+  return std::ranges::all_of(rows.begin() + 1, rows.end(),
+                             [](const row& r) { return r.back().empty(); });
+}
+
+/// A header may have as many names as rows have cells, or lack the first.
+void check_header(const std::string& file, const separated& found, std::size_t n,
+                  std::size_t width) {
+  if (n == width || n + 1 == width) return;
+  throw file_error(file, found.first_line,
+                   "a header of " + std::to_string(n) + " names over rows of " +
+                       std::to_string(width) + " cells");
+}
+
+layout layout_of_rows(const std::string& file, const separated& found, header_mode header) {
+  const row& first = found.rows[0];
+  std::vector<row> rows(found.rows.begin() + 1, found.rows.end());
+  const std::size_t width = rows.empty() ? first.size() : usual_width(rows).first;
+  // Rows of other lengths are refused when all are read.
+  std::erase_if(rows, [&](const row& r) { return r.size() != width; });
+  rows.insert(rows.begin(), first);
+  layout form;
+  form.separator = found.separator;
   form.has_header = header == header_mode::present ||
                     (header == header_mode::find_out && looks_like_header(rows));
-  const std::size_t width = rows.size() > 1 ? rows[1].size() : rows[0].size();
-  form.has_row_names = form.has_header && rows[0].size() + 1 == width;
-  form.names = different_names(form.has_header ? rows[0] : row(), width, form.has_row_names);
+  if (form.has_header) check_header(file, found, first.size(), width);
+  form.has_row_names = form.has_header && first.size() + 1 == width && !ends_with_separators(rows);
+  form.names = different_names(form.has_header ? first : row(), width, form.has_row_names);
   return form;
+}
+
+/// Where the text goes on behind `n` lines.
+std::string_view behind_lines(std::string_view text, unsigned long n) {
+  for (; n > 0 && !text.empty(); --n) {
+    text.remove_prefix(std::min(text.find('\n'), text.size() - 1) + 1);
+  }
+  return text;
+}
+
+/// With empty lines for the first `n`.
+std::string without_lines(std::string_view text, unsigned long n) {
+  return std::string(n, '\n').append(behind_lines(text, n));
+}
+
+/// Lines up to the last of those in front that begin as comments do.
+unsigned long leading_comments(std::string_view text) {
+  unsigned long n = 0;
+  for (unsigned long line = 1; !text.empty(); ++line, text = behind_lines(text, 1)) {
+    if (text[0] == k_comment) {
+      n = line;
+    } else if (text[0] != '\n' && text[0] != '\r') {
+      break;
+    }
+  }
+  return n;
+}
+
+/// How many of the lines in front are none of the table: the last one may be its header.
+unsigned long comments_of(const beginning& start, unsigned long n, const separated& body) {
+  std::vector<row> rows;
+  try {
+    rows = separated_by(body.separator, {start.name, without_lines(start.text, n - 1), start.whole})
+               .rows;
+  } catch (const file_error&) {
+    return n;  // no row
+  }
+  const bool fits = rows.size() > 1 && rows[0].size() == rows[1].size() && width_of(body.rows) > 0;
+  return fits && !looks_like_header(body.rows) ? n - 1 : n;
+}
+
+std::string start_of(source& in, bool& whole) {
+  in.rewind();
+  std::string start;
+  std::string_view text;
+  while (start.size() < k_looked_at && !(text = in.read()).empty()) start += text;
+  whole = text.empty();
+  return start;
 }
 
 }  // namespace
 
-layout layout_of(source& in, char separator, header_mode header, char decimal_point) {
-  in.rewind();
-  std::string start;
-  std::string_view bytes;
-  while (start.size() < k_looked_at && !(bytes = in.read()).empty()) start += bytes;
-  const bool whole = bytes.empty();
-
-  const separated found =
-      separator == 0 ? best_separator(in.name(), start, whole, decimal_point)
-                     : separated{separator, first_rows(in.name(), start, whole, separator)};
+layout layout_of(source& in, const layout_wishes& wishes) {
+  bool whole = false;
+  in.pass_over(0, wishes.comment);
+  const std::string text = start_of(in, whole);
+  beginning start{in.name(), text, whole};
+  unsigned long n_comments = leading_comments(text);
+  separated found;
+  if (n_comments > 0) {
+    found = separate({in.name(), without_lines(text, n_comments), whole}, wishes);
+    n_comments = found.rows.empty() ? 0 : comments_of(start, n_comments, found);
+    start.text = without_lines(text, n_comments);
+  }
+  found = separate(start, wishes);
   if (found.rows.empty()) {
-    const bool blank = start.find_first_not_of(" \t\r\n") == start.npos;
+    const bool blank = text.find_first_not_of(" \t\r\n") == text.npos;
     throw std::runtime_error(in.name() + (blank ? k_empty : k_no_separator));
   }
-  return layout_of_rows(found, header);
+  layout form = layout_of_rows(in.name(), found, wishes.header);
+  form.n_comments = n_comments;
+  in.pass_over(n_comments, wishes.comment);
+  return form;
 }
 
 }  // namespace orvprep

@@ -10,19 +10,36 @@ namespace orvprep {
 
 enum class header_mode : unsigned char { find_out, present, absent };
 
+/// What the user says of a file.
+struct layout_wishes {
+  char separator = 0;  ///< 0: found out
+  header_mode header = header_mode::find_out;
+  char decimal_point = 0;  ///< no separator
+  char comment = 0;        ///< that lines to be passed over begin with; 0: none but in front
+};
+
 struct layout {
   char separator = ',';
   bool has_header = false;
-  bool has_row_names = false;  ///< rows have one cell more in front than the header
+  bool has_row_names = false;    ///< rows have one cell more in front than the header
+  unsigned long n_comments = 0;  ///< lines in front that begin with "#", passed over
   std::vector<std::string> names;
 };
 
-/// Looks at the start of the file. `separator` 0 and `find_out` are found out: of the comma, the
-/// semicolon, the tab and the bar the one that gives the most columns of all first rows, and is not
-/// the decimal point; a header where no cell of the first row is a number or empty and one of a
-/// column below is, or where no cell of the first row comes again. Names are made different and not
-/// empty.
+/// Looks at the start of the file, and makes it pass over comments from now on:
+/// - lines in front that begin with "#" are comments, but the last one is the header where it has
+/// the
+///   columns of the rows and no other header follows;
+/// - the separator is, of the comma, the semicolon, the tab and the bar, the one that gives the
+/// most
+///   columns, the same in all first rows; the comma is none where it stands in decimal numbers
+///   only; blanks are one where none of these is; else the one that gives most rows the same
+///   columns;
+/// - a header is where no cell of the first row is a number or empty and one of a column below is,
+///   or where no cell of the first row comes again; where names are double or missing, one of them
+///   must stand above nothing but numbers.
+/// Names are made different and not empty.
 /// Throws std::runtime_error, naming the file, where there are no rows or nothing separates them.
-layout layout_of(source& in, char separator, header_mode header, char decimal_point);
+layout layout_of(source& in, const layout_wishes& wishes);
 
 }  // namespace orvprep

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -16,7 +17,11 @@ namespace orvprep {
 
 namespace {
 
-constexpr char k_utf16[] = "text in UTF-16 or UTF-32; convert it to UTF-8, as by iconv";
+constexpr char k_utf32[] = "text in UTF-32; convert it to UTF-8, as by iconv";
+constexpr char k_bad_utf16[] = "text in UTF-16 with half a character";
+constexpr char k_mixed[] =
+    "most of it is UTF-8, and some bytes are not; --encoding says how to take it";
+constexpr char k_other[] = "not in UTF-8";
 constexpr char k_no_temporary[] = "cannot make a temporary copy of the pipe: ";
 
 constexpr std::size_t k_block = 1UL << 17;
@@ -28,7 +33,12 @@ std::string temporary_folder() {
 
 }  // namespace
 
-source::source(const std::string& name) : name_(name), path_(name), buffer_(k_block) {
+source::source(const std::string& name, encoding wanted)
+    : name_(name),
+      path_(name),
+      buffer_(k_block),
+      encoding_(wanted),
+      checked_(wanted != encoding::find_out) {
   struct stat status = {};
   if (name != "-" && ::stat(name.c_str(), &status) != 0) fail(std::strerror(errno));
   if (name == "-" || S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)) spool();
@@ -71,7 +81,18 @@ void source::open() {
   errno = 0;
   if (!conn->open(path_)) fail(std::strerror(errno));
   conn_ = std::move(conn);
-  at_start_ = true;
+  at_start_ = at_line_ = true;
+  in_comment_ = in_quotes_ = false;
+  lines_left_ = first_lines_;
+  utf8_ = {};
+  utf16_ = utf16_decoder(encoding_ == encoding::utf16_little);
+  lines_ = 1;
+}
+
+void source::pass_over(unsigned long first_lines, char comment) {
+  first_lines_ = first_lines;
+  comment_ = comment;
+  at_start_ = false;
 }
 
 void source::rewind() {
@@ -79,19 +100,92 @@ void source::rewind() {
 }
 
 std::string_view source::read() {
-  const long got = conn_->read(buffer_.data(), static_cast<long>(buffer_.size()));
-  if (got < 0) fail(conn_->error());
-  std::string_view bytes(buffer_.data(), static_cast<std::size_t>(got));
-  if (at_start_) {
-    if (bytes.starts_with("\xff\xfe") || bytes.starts_with("\xfe\xff")) fail(k_utf16);
-    if (bytes.starts_with("\xef\xbb\xbf")) {
-      bytes.remove_prefix(3);
-      at_start_ = false;
-      if (bytes.empty()) return read();
-    }
+  for (;;) {
+    const long got = conn_->read(buffer_.data(), static_cast<long>(buffer_.size()));
+    if (got < 0) fail(conn_->error());
+    std::string_view text(buffer_.data(), static_cast<std::size_t>(got));
+    if (at_start_) find_mark(text);
+    at_start_ = false;
+    text = decoded(text);
+    if (lines_left_ > 0) text = without_first_lines(text);
+    if (comment_ != 0) text = without_comments(text);
+    if (got == 0 || !text.empty()) return text;
   }
-  at_start_ = false;
-  return bytes;
+}
+
+/// Takes the byte order mark off the first bytes.
+void source::find_mark(std::string_view& bytes) {
+  if (bytes.starts_with(std::string_view("\xff\xfe\0\0", 4)) ||
+      bytes.starts_with(std::string_view("\0\0\xfe\xff", 4))) {
+    fail(k_utf32);
+  }
+  if (bytes.starts_with("\xff\xfe") || bytes.starts_with("\xfe\xff")) {
+    encoding_ = bytes[0] == '\xff' ? encoding::utf16_little : encoding::utf16_big;
+    utf16_ = utf16_decoder(encoding_ == encoding::utf16_little);
+    bytes.remove_prefix(2);
+  }
+  if (bytes.starts_with("\xef\xbb\xbf")) bytes.remove_prefix(3);
+}
+
+/// The bytes of a block, none at the end of the file, as UTF-8.
+std::string_view source::decoded(std::string_view bytes) {
+  if (encoding_ == encoding::utf16_little || encoding_ == encoding::utf16_big) {
+    text_.clear();
+    if (!utf16_.feed(bytes, text_) || (bytes.empty() && !utf16_.is_complete())) fail(k_bad_utf16);
+    return text_;
+  }
+  if (!checked_) check(bytes);
+  if (encoding_ != encoding::cp1252) return bytes;
+  if (first_odd_line_ == 0) count_to_odd(bytes);
+  if (is_ascii(bytes)) return bytes;
+  text_ = from_cp1252(bytes);
+  return text_;
+}
+
+/// Of the encoding that is found out, on the first reading to the end.
+void source::check(std::string_view bytes) {
+  const bool good = utf8_.feed(bytes) && (!bytes.empty() || utf8_.is_complete());
+  checked_ = bytes.empty();
+  if (encoding_ == encoding::find_out && good) return;
+  if (utf8_.has_long()) fail(k_mixed);
+  if (encoding_ == encoding::cp1252) return;
+  encoding_ = encoding::cp1252;
+  throw other_encoding(name_ + ": " + k_other);
+}
+
+void source::count_to_odd(std::string_view bytes) {
+  const auto odd = std::ranges::find_if(bytes, [](char c) { return (c & 0x80) != 0; });
+  lines_ += static_cast<unsigned long>(std::count(bytes.begin(), odd, '\n'));
+  if (odd != bytes.end()) first_odd_line_ = lines_;
+}
+
+/// Leaves the line ends, so that lines keep their numbers.
+std::string_view source::without_first_lines(std::string_view text) {
+  filtered_.clear();
+  std::size_t at = 0;
+  while (lines_left_ > 0 && at < text.size()) {
+    const std::size_t end = text.find('\n', at);
+    if (end == text.npos) return filtered_;
+    filtered_ += '\n';
+    at = end + 1;
+    --lines_left_;
+  }
+  filtered_ += text.substr(at);
+  return filtered_;
+}
+
+std::string_view source::without_comments(std::string_view text) {
+  std::string left;
+  for (const char c : text) {
+    if (at_line_ && !in_quotes_) in_comment_ = c == comment_;
+    at_line_ = c == '\n' || c == '\r';
+    if (in_comment_ && !at_line_) continue;
+    in_comment_ = false;
+    if (c == '"') in_quotes_ = !in_quotes_;
+    left += c;
+  }
+  filtered_ = std::move(left);
+  return filtered_;
 }
 
 }  // namespace orvprep

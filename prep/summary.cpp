@@ -51,15 +51,54 @@ std::size_t width_of(const std::string& text) {
       std::ranges::count_if(text, [](char c) { return (c & 0xc0) != 0x80; }));
 }
 
+std::string shown(char separator) {
+  if (separator == '\t') return "tab";
+  if (separator == ' ') return "blanks";
+  if (zel::text::is_control(separator)) return "byte 31";
+  return std::string("'") + separator + "'";
+}
+
+/// As a word of the shell.
+std::string quoted_word(char separator) {
+  if (separator == '\t') return "$'\\t'";
+  if (zel::text::is_control(separator)) return "$'\\x1f'";
+  return std::string("'") + separator + "'";
+}
+
+void write_encoding(const table_input& in, std::ostream& out) {
+  const encoding encoded = in.bytes().encoded();
+  if (encoded == encoding::cp1252 && in.bytes().first_odd_line() > 0) {
+    out << "no UTF-8 (first in line " << in.bytes().first_odd_line()
+        << "): read as CP1252 (Latin-1), written in UTF-8; see --encoding\n";
+  } else if (encoded == encoding::utf16_little || encoded == encoding::utf16_big) {
+    out << "UTF-16, written in UTF-8\n";
+  }
+}
+
+/// What is said of the file as a whole.
+void write_remarks(const table_input& in, const table_plan& plan, std::ostream& out) {
+  write_encoding(in, out);
+  if (in.form().n_comments > 0) {
+    out << "lines 1 to " << in.form().n_comments << " are comments, passed over\n";
+  }
+  const char separator = plan.cells.out_separator;
+  if (separator != ',') {
+    out << "written with " << shown(separator) << " between the cells: orvcmd -sep "
+        << quoted_word(separator) << '\n';
+  }
+}
+
 }  // namespace
 
-void write_summary(const layout& form, const std::vector<column_profile>& profiles,
-                   const std::vector<column_plan>& plans, std::ostream& out) {
+void write_summary(const table_input& in, const table_plan& plan, std::ostream& out) {
+  const layout& form = in.form();
+  const std::vector<column_profile>& profiles = in.profiles();
+  const std::vector<column_plan>& plans = plan.columns;
   using line = std::array<std::string, 7>;
   std::vector<line> lines = {{"column", "type", "role", "distinct", "unknown", "values", "note"}};
   for (std::size_t i = 0; i < plans.size(); ++i) {
     const column_profile& p = profiles[i];
-    const bool range = p.is_numeric() && plans[i].type != "string";
+    const bool range = p.is_numeric() && plans[i].type != "string" && !plans[i].classes.any();
     lines.push_back({shortened(plans[i].name), shortened(plans[i].type), plans[i].role,
                      std::to_string(p.n_distinct()), percent(p.n_unknown(), p.n_cells()),
                      values_of(p, range), plans[i].note});
@@ -69,8 +108,7 @@ void write_summary(const layout& form, const std::vector<column_profile>& profil
     for (std::size_t c = 0; c < l.size(); ++c) widths[c] = std::max(widths[c], width_of(l[c]));
   }
   out << profiles[0].n_cells() << " rows, " << plans.size() << " columns, separator "
-      << (form.separator == '\t' ? std::string("tab") : std::string("'") + form.separator + "'")
-      << (form.has_header ? ", with a header" : ", without a header")
+      << shown(form.separator) << (form.has_header ? ", with a header" : ", without a header")
       << (form.has_row_names ? " and row names" : "") << '\n';
   for (const line& l : lines) {
     std::string text;
@@ -80,6 +118,7 @@ void write_summary(const layout& form, const std::vector<column_profile>& profil
     text.erase(text.find_last_not_of(' ') + 1);
     out << text << '\n';
   }
+  write_remarks(in, plan, out);
 }
 
 }  // namespace orvprep

@@ -2,16 +2,15 @@
 #pragma once
 
 #include <ostream>
-#include <vector>
 
-#include "layout.h"
 #include "plan.h"
+#include "table_input.h"
 
 namespace orvprep {
 
 /// A line a column: name, type, role, distinct values, share of unknown ones, the range of a number
-/// or the most frequent values, and what is to be said of it.
-void write_summary(const layout& form, const std::vector<column_profile>& profiles,
-                   const std::vector<column_plan>& plans, std::ostream& out);
+/// or the most frequent values, and what is to be said of it. Then what is to be said of the file:
+/// another encoding, comments, and how orvcmd is to be called.
+void write_summary(const table_input& in, const table_plan& plan, std::ostream& out);
 
 }  // namespace orvprep

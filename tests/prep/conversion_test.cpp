@@ -5,7 +5,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <sstream>
 #include <thread>
 
@@ -37,13 +36,22 @@ class conversions : public scratch_folder {
   std::ostringstream said_;
 };
 
+void nothing(settings&) {}
+
 struct awkward {
   const char* what;
   std::string file;
   std::string names;  // or the error, where data is empty
   std::string data;
-  std::function<void(settings&)> with = [](settings&) {};
+  void (*with)(settings&) = nothing;
+  std::string said{};  // somewhere in what is told
 };
+
+std::string repeated(const std::string& text, int n) {
+  std::string all;
+  for (int i = 0; i < n; ++i) all += text;
+  return all;
+}
 
 const std::vector<awkward>& awkward_files() {
   const std::string two = "a,string,discrete\nk,string,class\n";
@@ -62,7 +70,6 @@ const std::vector<awkward>& awkward_files() {
       {"semicolons", "a;k\nx;p\ny;q\n", two, "x,p\ny,q\n"},
       {"tabs, one cell empty", "a\tk\nx\tp\n\tq\ny\tp\n", two, "x,p\n?,q\ny,p\n"},
       {"bars", "a|k\nx|p\ny|q\n", two, "x,p\ny,q\n"},
-      {"commas inside of semicolons", "a;k\nx,1;p\ny,2;q\n", two, "x_1,p\ny_2,q\n"},
       {"quotes everywhere", "\"a\",\"k\"\n\"x\",\"p\"\n\"y\",\"q\"\n", two, "x,p\ny,q\n"},
       {"doubled quotes", "a,k\n\"x \"\"1\"\"\",p\ny,q\n", two, "x \"1\",p\ny,q\n"},
       {"line end in quotes", "a,k\n\"x\nz\",p\ny,q\n", two, "x_z,p\ny,q\n"},
@@ -70,10 +77,7 @@ const std::vector<awkward>& awkward_files() {
       {"unknown texts", "a,k\nx,p\n,p\nNA,q\n?,q\n\"\",q\ny,p\n", two,
        "x,p\n?,p\n?,q\n?,q\n?,q\ny,p\n"},
       {"unknown texts of one's own", "a,k\n1,p\n-999,p\nnone,q\n2,q\n3,q\n", number,
-       "1,p\n?,p\n?,q\n2,q\n3,q\n",
-       [](settings& s) {
-         s.cells.unknown.insert(s.cells.unknown.end(), {"-999", "none"});
-       }},
+       "1,p\n?,p\n?,q\n2,q\n3,q\n", [](settings& s) { s.cells.add_unknown({"-999"}); }},
       {"whole numbers", "a,k\n1,p\n+2,q\n-3,q\n-3,q\n", number, "1,p\n2,q\n-3,q\n-3,q\n"},
       {"two whole numbers are names", "a,k\n1,p\n0,q\n1,q\n", two, "1,p\n0,q\n1,q\n"},
       {"decimal numbers", "a,k\n1,p\n.5,q\n2.,q\n1e3,p\n", "a,double,continuous\nk,string,class\n",
@@ -91,24 +95,22 @@ const std::vector<awkward>& awkward_files() {
       {"no header, texts only", "x,p\ny,q\nx,q\n",
        "column1,string,discrete\ncolumn2,string,class\n", "x,p\ny,q\nx,q\n"},
       {"a header of numbers by order", "1,2\nx,p\ny,q\n", "1,string,discrete\n2,string,class\n",
-       "x,p\ny,q\n", [](settings& s) { s.header = header_mode::present; }},
+       "x,p\ny,q\n", [](settings& s) { s.layout.header = header_mode::present; }},
       {"row names with an empty name", "\"\",\"a\",\"k\"\n\"r\",1,p\n\"s\",2,q\n\"r\",4,q\n",
        "column1,string,discrete\na,integer,continuous\nk,string,class\n", "r,1,p\ns,2,q\nr,4,q\n"},
       {"row names without a name", "a k\n1 1 p\n2 2 q\n3 4 q\n",
        "row,null,ignore\na,integer,continuous\nk,string,class\n", "?,1,p\n?,2,q\n?,4,q\n",
        [](settings& s) {
-         s.separator = ' ';
+         s.layout.separator = ' ';
          s.columns.continuous = {"a"};
        }},
       {"equal and missing names", "a,a,,k\n1,x,y,p\n5,y,x,q\n1,y,y,q\n",
        "a,integer,continuous\na.2,string,discrete\ncolumn3,string,discrete\nk,string,class\n",
        "1,x,y,p\n5,y,x,q\n1,y,y,q\n",
        [](settings& s) {
-         s.header = header_mode::present;
+         s.layout.header = header_mode::present;
          s.columns.continuous = {"1"};
        }},
-      {"a separator in a name", "\"a, b\",k\nx,p\ny,q\n", "a_ b,string,discrete\nk,string,class\n",
-       "x,p\ny,q\n"},
       {"constants and unknown columns", "a,b,c,k\nx,1,NA,p\ny,1,,q\n",
        "a,string,discrete\nb,null,ignore\nc,null,ignore\nk,string,class\n", "x,?,?,p\ny,?,?,q\n"},
       {"roles by name and number", "k,w,a,o\np,.5,x,lo\nq,2,y,hi\np,1,x,hi\n",
@@ -129,32 +131,36 @@ const std::vector<awkward>& awkward_files() {
       {"rows of unknown class left out", "a,k\nx,p\ny,NA\ny,q\n", two, "x,p\ny,q\n",
        [](settings& s) { s.drop_unclassed = true; }},
       {"a NUL in a text", "a,k\nx,p\ny\0,q\n"s, "in:3: a NUL byte: is this a text file?", ""},
-      {"UTF-16",
-       "\xff\xfe"
-       "a\0,\0k\0\n\0"s,
-       "in: text in UTF-16 or UTF-32; convert it to UTF-8, as by iconv", ""},
+      {"UTF-32", "\xff\xfe\0\0a\0\0\0"s, "in: text in UTF-32; convert it to UTF-8, as by iconv",
+       ""},
+      {"UTF-16 cut short", "\xff\xfe\x61\0,\0k\0\n"s, "in: text in UTF-16 with half a character",
+       ""},
+      {"bytes that are no UTF-8 among such", "a,k\n\xc3\xa9,p\n\xe9,q\n",
+       "in: most of it is UTF-8, and some bytes are not; --encoding says how to take it", ""},
       {"nothing", "", "in: no rows", ""},
       {"a header alone", "a,k\n", "in: no rows below the header", "",
-       [](settings& s) { s.header = header_mode::present; }},
+       [](settings& s) { s.layout.header = header_mode::present; }},
       {"one column", "a\nx\ny\n",
        "in: rows of one column, or of different lengths with every separator; name it by "
        "--separator",
        ""},
       {"a short row", "a,k\nx,p\ny\nz,q\n", "in:3: 1 cells instead of 2", "",
-       [](settings& s) { s.separator = ','; }},
+       [](settings& s) { s.layout.separator = ','; }},
       {"a long row", "a,k\nx,p\n\"y\nz\",q\ny,q,\n", "in:5: 3 cells instead of 2", "",
-       [](settings& s) { s.separator = ','; }},
+       [](settings& s) { s.layout.separator = ','; }},
       {"an open quote", "a,k\nx,p\n\"y,q\nz,p\n",
        "in:3: a quote that is opened here or before is never closed", "",
-       [](settings& s) { s.separator = ','; }},
+       [](settings& s) { s.layout.separator = ','; }},
       {"text behind a quote", "a,k\nx,p\n\"y\"z,q\n",
        "in:3: a quote inside a cell without quotes, or text behind a closing quote", "",
-       [](settings& s) { s.separator = ','; }},
+       [](settings& s) { s.layout.separator = ','; }},
       {"unknown class", "a,k\nx,p\ny,\ny,q\n",
        "in:3: column 'k': unknown class; --drop-unclassed leaves such rows out", ""},
       {"one class", "a,k\nx,p\ny,p\n", "in: column 'k': a class needs two different values", ""},
       {"a number for a class", "a,k\nx,1.5\ny,2.5\n",
-       "in: column 'k': the last column is a number of many values; name the class by --class", ""},
+       "in: column 'k': the last column is a number of many values; name the class by --class, or "
+       "make ordered classes of it, as by --bins 4",
+       ""},
       {"no such column", "a,k\nx,p\ny,q\n", "in: no column 'z'", "",
        [](settings& s) { s.columns.class_column = "z"; }},
       {"unknown weight", "w,k\n1,p\nNA,q\n", "in: column 'w': a weight is unknown: 'NA' (line 3)",
@@ -169,11 +175,124 @@ const std::vector<awkward>& awkward_files() {
       {"not a number", "a,k\n1,p\n2,q\n3x,q\n", "in: column 'a': not a number: '3x' (line 4)", "",
        [](settings& s) { s.columns.continuous = {"a"}; }},
       {"values that would look alike",
-       "a,k\nx_y,q\n\"u,v\",p\n\"x,y\",p\nu_v,q\n\"a,b\",p\na_b,q\n\"c,d\",p\nc_d,q\n",
-       "in: column 'a': 'u,v' would look as another value when written; see --replace", ""},
-      {"two values written alike", "a,k\n\"x,y\",p\nx\ty,q\n",
-       "in: column 'a': 'x\ty' would look as another value when written; see --replace", "",
-       [](settings& s) { s.separator = ','; }},
+       "a,k\nx_y,q\n\"u\nv\",p\n\"x\ny\",p\nu_v,q\n\"a\nb\",p\na_b,q\n",
+       "in: column 'a': 'u\nv' would look as another value when written; see --replace", ""},
+      {"two values written alike", "a,k\n\"x\ny\",p\nx\x01y,q\n",
+       "in: column 'a': 'x\x01y' would look as another value when written; see --replace", ""},
+      {"decimal commas found out", "a;b;k\n5,1;1;p\n4,9;2;q\n3;7;q\n",
+       "a,double,continuous\nb,integer,continuous\nk,string,class\n", "5.1,1,p\n4.9,2,q\n3,7,q\n",
+       [](settings& s) { s.columns.continuous = {"b"}; },
+       "decimals behind ',', as in '5,1' (line 2)"},
+      {"decimal commas without a header", "5,1;3,5;p\n4,9;3,0;q\n7;2,2;q\n",
+       "column1,double,continuous\ncolumn2,double,continuous\ncolumn3,string,class\n",
+       "5.1,3.5,p\n4.9,3.0,q\n7,2.2,q\n"},
+      {"thousands", "a,k\n\"1,234,567\",p\n\"12,000.5\",q\n5,q\n",
+       "a,double,continuous\nk,string,class\n", "1234567,p\n12000.5,q\n5,q\n", nothing,
+       "thousands parted by ',', as in '1,234,567' (line 2)"},
+      {"points between thousands, shown by another column",
+       "a;b;k\n1.234,5;1.234;p\n2;999;q\n3;5.000;q\n",
+       "a,double,continuous\nb,integer,continuous\nk,string,class\n",
+       "1234.5,1234,p\n2,999,q\n3,5000,q\n"},
+      {"blanks between thousands",
+       "a,k\n-1 234,p\n12\xc2\xa0"
+       "000,q\n5,q\n",
+       number, "-1234,p\n12000,q\n5,q\n"},
+      {"thousands or decimals", "a,k\n\"1,234\",p\n\"2,000\",q\n5,q\n",
+       "a\tstring\tdiscrete\nk\tstring\tclass\n", "1,234\tp\n2,000\tq\n5\tq\n", nothing,
+       "'1,234' (line 2) may be one of thousands or have decimals, kept as a text"},
+      {"thousands as asked", "a,k\n\"1,234\",p\n\"2,000\",q\n5,q\n", number,
+       "1234,p\n2000,q\n5,q\n", [](settings& s) { s.cells.thousands = ','; }},
+      {"no marks between thousands as asked", "a,k\n1 234,p\n2 000,q\n5,q\n", two,
+       "1 234,p\n2 000,q\n5,q\n", [](settings& s) { s.cells.thousands = '\0'; }},
+      {"known spellings of unknown", "a,b,k\n1,x,p\nNaN,null,q\nNone,None,q\n7,y,p\n.,-,p\n5,y,p\n",
+       "a,integer,continuous\nb,string,discrete\nk,string,class\n",
+       "1,x,p\n?,?,q\n?,None,q\n7,y,p\n?,-,p\n5,y,p\n", nothing,
+       "a value: 'None' (1), '-' (1); --also-unknown makes it unknown; unknown: 'null' (1)"},
+      {"no unknown spellings but one", "a,k\nNA,p\nnone,q\n,q\n?,p\ny,q\n", two,
+       "NA,p\n?,q\n?,q\n?,p\ny,q\n", [](settings& s) { s.cells.set_unknown({"none"}); }},
+      {"nearly all numbers", "a,k\n" + repeated("1,p\n2,q\n3,q\n", 12) + "abc,p\n", two,
+       repeated("1,p\n2,q\n3,q\n", 12) + "abc,p\n", nothing,
+       "97.30 % are numbers, but not 'abc' (line 38): --also-unknown 'abc'"},
+      {"equal names", "x,y,x,x.2\n1,2,3,u\n4,5,6,v\n2,2,3,v\n",
+       "x,integer,continuous\ny,string,discrete\nx.3,string,discrete\nx.2,string,class\n",
+       "1,2,3,u\n4,5,6,v\n2,2,3,v\n", [](settings& s) { s.columns.continuous = {"x"}; },
+       "with a header"},
+      {"comments in front", "# made\n# by \"hand\na,k\nx,p\ny,q\n", two, "x,p\ny,q\n", nothing,
+       "lines 1 to 2 are comments, passed over"},
+      {"a header like a comment", "# made\n#a,k\n1,p\n5,q\n7,q\n",
+       "#a,integer,continuous\nk,string,class\n", "1,p\n5,q\n7,q\n",
+       [](settings& s) { s.columns.continuous = {"#a"}; }},
+      {"a comment among rows", "a,k\nx,p\n# y\ny,q\nz,q\n",
+       "in:3: 1 cells instead of 2; --comment '#' passes over such lines", ""},
+      {"comments passed over", "a,k\n\"x\n#\",p\n#\"y,,\ny,q\n", two, "x_#,p\ny,q\n",
+       [](settings& s) { s.layout.comment = '#'; },
+       "1 values with line ends or separators, written with '_'"},
+      {"runs of blanks", "a   k\n 1  p\n22  q \n\n3   q\n", number, "1,p\n22,q\n3,q\n",
+       [](settings& s) { s.columns.continuous = {"a"}; }, "separator blanks"},
+      {"rows that end with a separator", "a,k\nx,p,\ny,q,\n",
+       "a,string,discrete\nk,string,class\ncolumn3,null,ignore\n", "x,p,?\ny,q,?\n",
+       [](settings& s) { s.columns.class_column = "k"; }},
+      {"a short row, no separator given", "a,b,k\nx,y,p\ny,q\nz,y,q\n",
+       "in:3: 2 cells instead of 3", ""},
+      {"a long header", "a,b,k\nx,p\ny,q\n", "in:1: a header of 3 names over rows of 2 cells", "",
+       [](settings& s) { s.layout.separator = ','; }},
+      {"Latin-1", "a,k\nx,p\nna\xefve \x80,q\n", two, "x,p\nna\xc3\xafve \xe2\x82\xac,q\n", nothing,
+       "no UTF-8 (first in line 3): read as CP1252 (Latin-1)"},
+      {"values and names with commas", "\"a,b\";k\nx,1;p\n\"y\t2\";q\n",
+       "a,b;string;discrete\nk;string;class\n", "x,1;p\ny\t2;q\n", nothing,
+       "written with ';' between the cells: orvcmd -sep ';'"},
+      {"values with every separator", "a,k\n\",\t;|\",p\ny,q\n",
+       "a\x1fstring\x1f"
+       "discrete\nk\x1fstring\x1f"
+       "class\n",
+       ",\t;|\x1fp\ny\x1fq\n", nothing, "orvcmd -sep $'\\x1f'"},
+      {"a quantity as the class", "a,k\nx,3\ny,4\nx,9\n", two, "x,3\ny,4\nx,9\n", nothing,
+       "3 classes: this looks like a quantity; Orvik predicts classes: --bins 4"},
+      // Cells up to 1, 2, 5, 9: 2, 5, 6, 8; of these 2, 5 and 6 are nearest to 2, 4 and 6.
+      // and 5.
+      {"bins of equal frequency", "a,k\nx,1\nx,2\nx,2\nx,2\ny,1\ny,5\ny,9\ny,9\n",
+       "a,string,discrete\nk,ostring:<=1;1-2;2-5;>5,class\n",
+       "x,<=1\nx,1-2\nx,1-2\nx,1-2\ny,<=1\ny,2-5\ny,>5\ny,>5\n",
+       [](settings& s) { s.columns.classes = bins_of("4"); },
+       "<=1 (2), 1-2 (3), 2-5 (1), >5 (2); a value equal to a cut is in the class below it"},
+      {"bins at cuts", "a;k\nx;-1,5\nx;100000\ny;0,5\n",
+       "a,string,discrete\nk,ostring:<=-1.5;-1.5..100000;>100000,class\n",
+       "x,<=-1.5\nx,-1.5..100000\ny,-1.5..100000\n",
+       [](settings& s) { s.columns.classes = bins_of("-1.5,1e5"); }, ">100000 (0)"},
+      {"a class in an order", "a,k\nx,lo\ny,hi\n", "a,string,discrete\nk,ostring:lo;hi,class\n",
+       "x,lo\ny,hi\n",
+       [](settings& s) {
+         s.columns.ordered["k"] = {"lo", "hi"};
+       }},
+      {"weights", "w,a,k\n2,x,p\n5,y,q\n2,y,q\n",
+       "w,double,weights\na,string,discrete\nk,string,class\n", "2,x,p\n5,y,q\n2,y,q\n",
+       [](settings& s) { s.columns.weights_column = "w"; },
+       "orvcmd scales them to sum to the rows; --frequencies says"},
+      {"frequencies", "w,a,k\n2,x,p\n5,y,q\n2,y,q\n",
+       "w,double,weights\na,string,discrete\nk,string,class\n", "2,x,p\n5,y,q\n2,y,q\n",
+       [](settings& s) {
+         s.columns.weights_column = "w";
+         s.columns.frequencies = true;
+       },
+       "9 cases in 3 rows; orvcmd -norescale keeps them so"},
+      {"a frequency that is no count", "w,k\n1.5,p\n2,q\n",
+       "in: column 'w': a frequency is no whole number: 1.5", "",
+       [](settings& s) {
+         s.columns.weights_column = "w";
+         s.columns.frequencies = true;
+       }},
+      {"frequencies of nothing", "a,k\nx,p\ny,q\n",
+       "in: --frequencies has no effect without --weights", "",
+       [](settings& s) { s.columns.frequencies = true; }},
+      {"a continuous class", "a,k\nx,1\ny,2\n",
+       "in: column 'k': --continuous has no effect on the class; --bins makes ordered classes of "
+       "its numbers",
+       "", [](settings& s) { s.columns.continuous = {"k"}; }},
+      {"two wishes for a column", "a,k\nx,p\ny,q\n",
+       "in: column 'a': --discrete has no effect beside --ignore", "",
+       [](settings& s) { s.columns.discrete = s.columns.ignored = {"a"}; }},
+      {"bins of texts", "a,k\nx,1\ny,q\n", "in: column 'k': --bins: not a number: 'q' (line 3)", "",
+       [](settings& s) { s.columns.classes = bins_of("4"); }},
   };
   return rows;
 }
@@ -184,6 +303,7 @@ TEST_F(conversions, of_awkward_files) {
     write("in", row.file);
     settings how = plain();
     row.with(how);
+    said_.str("");
     const std::string error = error_of_converting(how);
     if (row.data.empty()) {
       EXPECT_EQ(error, row.names);
@@ -193,6 +313,7 @@ TEST_F(conversions, of_awkward_files) {
       EXPECT_EQ(read("out.names"), row.names);
       EXPECT_EQ(read("out.data"), row.data);
       EXPECT_EQ(n_files(), "3");
+      EXPECT_NE(said_.str().find(row.said), std::string::npos) << said_.str();
     }
     for (const char* name : {"out.names", "out.data"}) fs::remove(name);
   }
@@ -213,7 +334,7 @@ TEST_F(conversions, leave_keys_out_and_say_what_else_they_did) {
   const std::string text = said_.str();
   for (const char* said : {"60 rows, 4 columns, separator ';', with a header", "0 .. 6",
                            "different in every row, left out", "q;r (40), p (20)",
-                           "1 values with separators or line ends, written with '_'"}) {
+                           "1 values with line ends or separators, written with '_'"}) {
     EXPECT_NE(text.find(said), std::string::npos) << said << " in\n" << text;
   }
 }
@@ -279,7 +400,7 @@ TEST_F(conversions, keep_older_files_when_they_fail) {
   write("in", "a,k\nx,p\ny,q\nz\n");
   write("out.data", "older");
   settings how = plain();
-  how.separator = ',';
+  how.layout.separator = ',';
   EXPECT_EQ(error_of_converting(how), "in:4: 1 cells instead of 2");
   EXPECT_EQ(read("out.data"), "older");
 }

@@ -1,0 +1,74 @@
+#include "table_input.h"
+
+#include <stdexcept>
+
+namespace orvprep {
+
+namespace {
+
+constexpr char k_no_rows[] = ": no rows below the header";
+constexpr char k_comment = '#';
+
+class profiler : public body_rows {
+ public:
+  profiler(const std::string& file, const layout& form, std::vector<column_profile>& profiles)
+      : body_rows(file, form), profiles_(profiles) {}
+
+ private:
+  void take(unsigned long column, std::string_view text, unsigned long line) override {
+    profiles_[column].add(text, line);
+  }
+  void end(unsigned long) override {}
+
+  std::vector<column_profile>& profiles_;
+};
+
+}  // namespace
+
+void body_rows::cell(unsigned long column, std::string_view text, unsigned long line) {
+  if (column == 0) begins_as_comment_ = text.starts_with(k_comment);
+  if (in_header()) return;
+  if (column >= form_.names.size()) return;  // counted by the end of the row
+  take(column, text, line);
+}
+
+bool body_rows::end_of_row(unsigned long n, unsigned long line) {
+  const bool header = in_header();
+  ++rows_;
+  if (header) return true;
+  if (n != form_.names.size()) {
+    throw file_error(file_, line,
+                     std::to_string(n) + " cells instead of " + std::to_string(form_.names.size()) +
+                         (begins_as_comment_ ? "; --comment '#' passes over such lines" : ""));
+  }
+  end(line);
+  return true;
+}
+
+table_input::table_input(const std::string& name, const input_wishes& wishes,
+                         const cell_rules& rules, const chosen_columns& kept)
+    : bytes_(name, wishes.encoded) {
+  try {
+    look_through(wishes, rules, kept);
+  } catch (const other_encoding&) {
+    look_through(wishes, rules, kept);
+  }
+}
+
+void table_input::look_through(const input_wishes& wishes, const cell_rules& rules,
+                               const chosen_columns& kept) {
+  form_ = layout_of(bytes_, wishes.layout);
+  profiles_.clear();
+  for (std::size_t i = 0; i < form_.names.size(); ++i) profiles_.emplace_back(rules);
+  for (const unsigned long column : kept(form_.names)) profiles_[column].keep_texts();
+  profiler rows(bytes_.name(), form_, profiles_);
+  read(rows);
+  for (column_profile& p : profiles_) p.finish();
+  if (rows.n_rows() == 0) throw std::runtime_error(bytes_.name() + k_no_rows);
+}
+
+void table_input::read(row_visitor& visit) {
+  csv_rows(bytes_.name(), form_.separator).read(bytes_, visit);
+}
+
+}  // namespace orvprep
