@@ -156,7 +156,8 @@ class train_verb : public verb {
   /// By default a tree is cross-validated where nothing else tests it.
   unsigned long folds_of(const table& t) const {
     if (folds_ > 0) return folds_;
-    const bool other_test = holdout_ > 0 || learning_.kind() != nullptr;
+    const bool out_of_bag = learning_.kind() != nullptr && !learning_.kind()->boosts;
+    const bool other_test = holdout_ > 0 || out_of_bag;
     return no_cv_ || other_test || t.get_no_rows() < 2 ? 0 : std::min(k_folds, t.get_no_rows());
   }
 
