@@ -5,13 +5,13 @@ include(CMakePackageConfigHelpers)
 
 # Two components: programs with their documents, and what other programs are built with.
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME programs)
-install(TARGETS orvcmd orvprep orvview)
+install(TARGETS orvcmd orvik_program)
 install(TARGETS orvik EXPORT orvik-targets
         ARCHIVE COMPONENT development
         LIBRARY COMPONENT programs NAMELINK_COMPONENT development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 if(BUILD_SHARED_LIBS)
-  set_target_properties(orvcmd orvprep orvview PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+  set_target_properties(orvcmd orvik_program PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 endif()
 install(DIRECTORY include/orvik DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
@@ -45,13 +45,21 @@ install(FILES ${PROJECT_BINARY_DIR}/orvik.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}
 # Documents, examples, completion
 install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR})
-foreach(completion cmd:orvcmd prep:orvprep view:orvview)
-  string(REPLACE ":" ";" completion ${completion})
-  list(GET completion 0 folder)
-  list(GET completion 1 program)
-  install(FILES ${folder}/completion.bash RENAME ${program}
-          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(FILES cmd/completion.bash RENAME orvcmd
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+# orvik writes those of its own.
+foreach(shell bash zsh fish)
+  add_custom_command(OUTPUT orvik.${shell} COMMAND orvik_program completion ${shell} > orvik.${shell}
+                     DEPENDS orvik_program VERBATIM)
+  list(APPEND completions ${PROJECT_BINARY_DIR}/orvik.${shell})
 endforeach()
+add_custom_target(orvik_completions ALL DEPENDS ${completions})
+install(FILES ${PROJECT_BINARY_DIR}/orvik.bash RENAME orvik
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(FILES ${PROJECT_BINARY_DIR}/orvik.zsh RENAME _orvik
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+install(FILES ${PROJECT_BINARY_DIR}/orvik.fish
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 
 # The manual pages. Straight quotes, as the pages cite texts of the programs; and these in bold: the
 # fixed-width font of the pages in docs/ does not show on a terminal.
@@ -61,7 +69,8 @@ if(NOT LOWDOWN)
   message(STATUS "lowdown is missing: the manual pages are left out")
   return()
 endif()
-foreach(program orvcmd orvprep orvview)
+foreach(program orvcmd orvik orvik-train orvik-predict orvik-test orvik-view orvik-prep orvik-select
+                orvik-compare)
   string(TOUPPER ${program} title)
   add_custom_command(
     OUTPUT ${program}.1.gz

@@ -16,8 +16,8 @@ set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_COMPONENT_PROGRAMS_DESCRIPTION "Grows, prunes, tests and applies classification trees, bagged trees and
 random forests on tables of discrete and numeric columns with case weights
-and unknown values. The program orvprep makes such tables of CSV files,
-orvview shows models as reports, pictures, rules and programs.")
+and unknown values. The program orvik goes from CSV files to models and
+predictions, and shows models as reports, pictures, rules and programs.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME liborvik-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

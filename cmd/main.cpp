@@ -13,6 +13,7 @@
 #include "progress.h"
 #include "saved_tree.h"
 #include "steps.h"
+#include "zel/inpout/replacing_file.h"
 
 namespace {
 
@@ -65,6 +66,9 @@ void run(int argc, char** argv) {
     out.end_log();
     out.close();
     throw;
+  } catch (...) {
+    out.close_after_error();
+    throw;
   }
   out.close();
 }
@@ -72,6 +76,7 @@ void run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  zel::inpout::end_on_interrupts();
   orvcmd::guard_process();
   return orvcmd::exit_status_of([&] { run(argc, argv); });
 }

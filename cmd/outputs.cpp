@@ -124,14 +124,15 @@ std::vector<run_file> fixed_files(const options& opt) {
 std::vector<run_file> output_files(const options& opt) {
   std::vector<run_file> files;
   add_file(files, "log file ", opt.log_file);
-  add_file(files, "text output file ", opt.text_file);
-  add_file(files, "trace file ", opt.trace_file);
-  add_file(files, "tree XML output file ", opt.xml_file);
-  add_file(files, "tree DOT output file ", opt.dot_file);
-  for (const document& each : k_documents) add_file(files, each.role, opt.*each.file);
+  add_file(files, "text output file ", opt.text_file, /*replaced=*/true);
+  add_file(files, "trace file ", opt.trace_file, /*replaced=*/true);
+  add_file(files, "tree XML output file ", opt.xml_file, /*replaced=*/true);
+  add_file(files, "tree DOT output file ", opt.dot_file, /*replaced=*/true);
+  for (const document& each : k_documents)
+    add_file(files, each.role, opt.*each.file, /*replaced=*/true);
   add_file(files, "binary data output file ", opt.binary_data_output, /*replaced=*/true);
   add_file(files, "binary tree output file ", opt.tree_binary_output, /*replaced=*/true);
-  add_file(files, "score output file ", opt.score_output_file);
+  add_file(files, "score output file ", opt.score_output_file, /*replaced=*/true);
   return files;
 }
 
@@ -185,7 +186,12 @@ class plain_numbers : public std::num_put<char> {
 output::output(bool on_stdout, const std::string& file, std::ios_base::openmode mode) {
   if (!file.empty()) {
     name_ = file;
-    file_.open(file, mode);
+    try {
+      if (mode != std::ios::app) target_ = std::make_unique<zel::inpout::replacing_file>(file);
+    } catch (const std::runtime_error&) {
+      throw std::runtime_error(k_cannot_open + name_);
+    }
+    file_.open(target_ ? target_->path() : file, mode);
     if (!file_) throw std::runtime_error(k_cannot_open + name_);
     stream_ = &file_;
   } else if (on_stdout) {
@@ -197,11 +203,10 @@ output::output(bool on_stdout, const std::string& file, std::ios_base::openmode 
   }
 }
 
-void output::empty_file() {
-  std::error_code error;
-  if (!file_.is_open() || !fs::is_regular_file(name_, error)) return;
+/// Of a file that is replaced; one that is written through, such as a pipe, has what it has.
+void output::give_up() {
   file_.close();
-  file_.open(name_, std::ios::trunc);
+  target_.reset();
 }
 
 void output::close() {
@@ -209,6 +214,21 @@ void output::close() {
   stream_->flush();
   if (file_.is_open()) file_.close();
   if (!stream_->good()) throw std::runtime_error(k_cannot_write + name_);
+  if (!target_) return;
+  try {
+    target_->commit(/*durable=*/false);
+  } catch (const std::runtime_error&) {
+    throw std::runtime_error(k_cannot_write + name_);
+  }
+  target_.reset();
+}
+
+void output::close_after_error() noexcept {
+  try {
+    if (target_ && file_.is_open() && file_.tellp() == std::streampos(0)) return give_up();
+    close();
+  } catch (...) {  // the error that there is matters more
+  }
 }
 
 outputs::outputs(const options& opt)
@@ -220,6 +240,11 @@ outputs::outputs(const options& opt)
       documents_(documents_of(opt, std::make_index_sequence<k_documents.size()>())) {}
 
 outputs::~outputs() { end_log(); }
+
+void outputs::close_after_error() noexcept {
+  for (output* each : {&text_, &trace_, &xml_, &dot_}) each->close_after_error();
+  for (output& each : documents_) each.close_after_error();
+}
 
 void outputs::write_documents(const orvik::dtree& model, independent_steps& steps) {
   for (std::size_t i = 0; i < documents_.size(); ++i) {

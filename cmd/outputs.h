@@ -6,6 +6,7 @@
 #include <array>
 #include <fstream>
 #include <iosfwd>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -13,6 +14,7 @@
 #include "options.h"
 #include "orvik/dtree.h"
 #include "steps.h"
+#include "zel/inpout/replacing_file.h"
 
 namespace orvcmd {
 
@@ -43,27 +45,31 @@ class output {
   /// @return the stream to write to, null when absent; lives as long as this object.
   std::ostream* stream() { return stream_; }
 
-  /// Runs write(stream) unless the output is absent. Where it throws, an own regular file is
-  /// emptied: half a document is none.
+  /// Runs write(stream) unless the output is absent. Where it throws, an own file stays as it was:
+  /// half a document is none.
   template <class Write>
   void write(const Write& write) {
     if (stream_ == nullptr) return;
     try {
       write(*stream_);
     } catch (...) {
-      empty_file();
+      give_up();
       throw;
     }
   }
 
-  /// Closes an own file, flushes standard output; throws std::runtime_error, naming the output,
-  /// if anything written so far was lost.
+  /// Closes an own file and puts it in the place of an older one, flushes standard output; throws
+  /// std::runtime_error, naming the output, if anything written so far was lost.
   void close();
+  /// The same after an error, without a word; an own file to which nothing was written stays as it
+  /// was.
+  void close_after_error() noexcept;
 
  private:
-  void empty_file();
+  void give_up();
 
   std::string name_;
+  std::unique_ptr<zel::inpout::replacing_file> target_;  // of an own file that is not appended to
   std::ofstream file_;
   std::ostream* stream_ = nullptr;  // null, &file_ or standard output
 };
@@ -105,6 +111,8 @@ class outputs {
 
   /// Closes every stream; throws std::runtime_error for the first whose content was not written.
   void close();
+  /// Closes them after an error: what was written until then is kept.
+  void close_after_error() noexcept;
 
  private:
   output log_, text_, trace_, xml_, dot_;

@@ -31,9 +31,9 @@ struct column_plan {
   std::string role;
   std::string note;      ///< why the column is left out, or what else is to be said; may be empty
   bool numeric = false;  ///< written as a number, with a point for decimals
-  bool key = false;      ///< left out, as it tells every row apart
   column_reading reading;
-  bins classes;  ///< that the numbers of the column are written as, where there are any
+  bins classes;      ///< that the numbers of the column are written as, where there are any
+  bool key = false;  ///< left out, as it tells every row apart
 
   bool is(const char* wanted) const { return role == wanted; }
 };

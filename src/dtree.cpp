@@ -66,6 +66,29 @@ zel::inpout::stream open_rows(const std::string& file, char sep, unsigned long w
       zel::inpout::ioconn::get_default_input(file, workers), sep, /*owns=*/true, {k_half_block}};
 }
 
+/// Predictions of cases by their codes; `shares`, which may be null, are appended to.
+std::vector<dtree::prediction> predictions_of(const impls::dtree& model,
+                                              const std::vector<code_t>& codes, unsigned long n,
+                                              std::vector<double>* shares) {
+  const impls::table& schema = schema_of(model);
+  const std::vector<code_t> last = last_codes(schema);
+  require_codes(codes.size() == n * last.size());
+  std::vector<dtree::prediction> found;
+  std::vector<code_t> one(last.size());
+  std::vector<double> of_case;
+  for (auto at = codes.begin(); found.size() < n; at += static_cast<long>(one.size())) {
+    std::copy_n(at, one.size(), one.begin());
+    require_codes(std::equal(one.begin(), one.end(), last.begin(), std::less_equal<>()));
+    impls::decision_tree::prediction result;
+    model.predict(schema, one, result, /*weight=*/1.0);
+    found.push_back({result.first, result.second});
+    if (shares == nullptr) continue;
+    model.predict_distribution(one, of_case);
+    shares->insert(shares->end(), of_case.begin(), of_case.end());
+  }
+  return found;
+}
+
 }  // namespace
 
 dtree::dtree(const std::string& name) : impl_(std::make_unique<impls::dtree>(name)) {}
@@ -152,19 +175,14 @@ std::vector<std::string> dtree::class_values() const { return impl_->class_names
 
 std::vector<dtree::prediction> dtree::predict_codes(const std::vector<code_t>& codes,
                                                     unsigned long n) const {
-  const impls::table& schema = schema_of(*impl_);
-  const std::vector<code_t> last = last_codes(schema);
-  require_codes(codes.size() == n * last.size());
-  std::vector<prediction> found;
-  std::vector<code_t> one(last.size());
-  for (auto at = codes.begin(); found.size() < n; at += static_cast<long>(one.size())) {
-    std::copy_n(at, one.size(), one.begin());
-    require_codes(std::equal(one.begin(), one.end(), last.begin(), std::less_equal<>()));
-    impls::decision_tree::prediction result;
-    impl_->predict(schema, one, result, /*weight=*/1.0);
-    found.push_back({result.first, result.second});
-  }
-  return found;
+  return predictions_of(*impl_, codes, n, nullptr);
+}
+
+std::vector<dtree::prediction> dtree::predict_codes(const std::vector<code_t>& codes,
+                                                    unsigned long n,
+                                                    std::vector<double>& shares) const {
+  shares.clear();
+  return predictions_of(*impl_, codes, n, &shares);
 }
 
 double dtree::get_oob_error(table* t) const {
@@ -226,6 +244,9 @@ void dtree::toXML(std::ostream& out, const conf_matrix* test) const {
 }
 void dtree::toPMML(std::ostream& out) const { impl_->toPMML(out); }
 void dtree::toJSON(std::ostream& out) const { impl_->toJSON(out); }
+
+void dtree::set_appendix(const std::string& bytes) { impl_->set_appendix(bytes); }
+std::string dtree::get_appendix() const { return impl_->appendix(); }
 
 void dtree::toBinary(const std::string& file) const {
   write_binary(file, [this](zel::inpout::obinstream& out) {

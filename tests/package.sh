@@ -50,9 +50,13 @@ fi
 
 echo "programs, pages and completions"
 "$installed/bin/orvcmd" --help | grep -q '^Command line: orvcmd'
-for program in orvcmd orvprep orvview; do
+[ -s "$installed/share/zsh/vendor-completions/_orvik" ]
+[ -s "$installed/share/fish/vendor_completions.d/orvik.fish" ]
+for program in orvcmd orvik; do
   [ -x "$installed/bin/$program" ]
   [ -s "$installed/share/bash-completion/completions/$program" ]
+done
+for program in orvcmd orvik orvik-train orvik-predict orvik-view orvik-prep; do
   [ ! -e "$build/$program.1.gz" ] ||
     zcat "$installed/share/man/man1/$program.1.gz" | grep -q "^\.TH \"${program^^}\" \"1\""
 done

@@ -158,6 +158,10 @@ class ORVIK_EXPORT dtree {
   std::vector<attribute_importance> get_importance(table* t) const;
   std::vector<attribute_importance> get_importance() const;
 
+  /// The same with the shares of the classes by code, case after case, n x n_class_codes() of them.
+  std::vector<prediction> predict_codes(const std::vector<code_t>& codes, unsigned long n,
+                                        std::vector<double>& shares) const;
+
   // Reading the model. The views are valid until it is built, pruned or set to other trees. What
   // is not there without trees throws std::runtime_error.
 
@@ -207,9 +211,14 @@ class ORVIK_EXPORT dtree {
   /// A JSON document with all that scoring rows needs.
   void toJSON(std::ostream& out) const;
 
+  /// Bytes of the model's user that are saved behind it, and read again; at most 256 MiB. A build
+  /// keeps them. Programs keep there how the files that the model is for are read.
+  void set_appendix(const std::string& bytes);
+  std::string get_appendix() const;
+
   /// Saves the model in the binary form of models, compressed: parameters, trees, the confusion
-  /// matrix of training and the schema of the training table, none of its rows. Files and errors
-  /// as table::toBinary() has them.
+  /// matrix of training and the schema of the training table, none of its rows; and its appendix.
+  /// Files and errors as table::toBinary() has them.
   void toBinary(const std::string& file) const;
   /// Loads what toBinary() saved, compressed or not; null for a file that holds no model. The
   /// caller deletes it. It tests, scores and renders as the saved one; to prune it anew by a

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Scores rows by the forms that orvview gives a model and compares with what orvcmd scores.
+"""Scores rows by the forms that orvik view gives a model and compares with what orvcmd scores.
 
-Usage: check_forms.py ORVCMD ORVVIEW ROOT CXX, where ROOT is the checkout and CXX a compiler; with
+Usage: check_forms.py ORVCMD ORVIK ROOT CXX, where ROOT is the checkout and CXX a compiler; with
 tables named by their files (NAMES DATA ...) behind it these are checked instead of the project's
 own. Exit status 0 if all agree.
 
@@ -75,7 +75,7 @@ def with_gaps(table, rows):
 
 class Check:
     def __init__(self, programs, table, settings, folder):
-        self.orvcmd, self.orvview, self.cxx = programs
+        self.orvcmd, self.orvik, self.cxx = programs
         self.table, self.single = table, "-fo" not in settings and "-ba" not in settings
         self.folder = folder
         self.what = f"{table.names} {' '.join(settings)}"
@@ -99,7 +99,9 @@ class Check:
 
     def form(self, name, *options):
         file = os.path.join(self.folder, name)
-        run([self.orvview, self.model, "-o", file, *options], self.table)
+        if options[0] in ("--svg", "--rules"):
+            options += ("--tree", "1")
+        run([self.orvik, "view", self.model, "-o", file, *options], self.table)
         return file
 
     def scored_by(self, command):
@@ -206,7 +208,7 @@ class Check:
 
     def summary(self):
         for width, color in ((41, "never"), (80, "always")):
-            done = subprocess.run([self.orvview, self.model, "--summary", "--color", color], check=True,
+            done = subprocess.run([self.orvik, "view", self.model, "--summary", "--color", color], check=True,
                                   capture_output=True, env={"COLUMNS": str(width), "LANG": "C.UTF-8"})
             lines = re.sub("\033\\[[0-9;]*m", "", done.stdout.decode()).split("\n")
             if max(map(len, lines)) != width or any(re.search("[\0-\x1f\x7f-\x9f]", l) for l in lines):
@@ -276,12 +278,12 @@ def write_borders(folder):
     return table
 
 
-def main(orvcmd, orvview, root, cxx, *files):
+def main(orvcmd, orvik, root, cxx, *files):
     with tempfile.TemporaryDirectory() as folder:
         further = (write_borders, write_ties, write_hostile)
         for table in documents.tables_of(root, files, folder, further):
             for settings in SETTINGS:
-                check = Check((orvcmd, orvview, cxx), table, settings, folder)
+                check = Check((orvcmd, orvik, cxx), table, settings, folder)
                 check.python()
                 check.read_json()
                 if files or settings != SETTINGS[1]:  # compilers are slow

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Reads reports without a browser: what a page needs to run safely, and whether its data are whole.
 
-Usage: check_report.py ORVCMD ORVVIEW ROOT, where ROOT is the checkout. Exit status 0 if all is well.
+Usage: check_report.py ORVCMD ORVIK ROOT, where ROOT is the checkout. Exit status 0 if all is well.
 """
 import base64
 import hashlib
@@ -43,10 +43,10 @@ class Page(html.parser.HTMLParser):
             self.scripts[-1] += data
 
 
-def check(orvcmd, orvview, folder, names, data, options, n_trees, known_draws):
+def check(orvcmd, orvik, folder, names, data, options, n_trees, known_draws):
     model, report = (os.path.join(folder, name) for name in ("model.tree", "report.html"))
     subprocess.run([orvcmd, "-nl", "-fm", names, "-fd", data, "-tb", model] + options, check=True)
-    subprocess.run([orvview, model, "-o", report, "--names", names, "--data", data, "--seed", "1"],
+    subprocess.run([orvik, "view", model, "-o", report, "--names", names, "--data", data, "--seed", "1"],
                    check=True)
     with open(report, encoding="utf-8", newline="") as text:
         page = Page(text.read())
@@ -63,7 +63,7 @@ def check(orvcmd, orvview, folder, names, data, options, n_trees, known_draws):
     return held
 
 
-def main(orvcmd, orvview, root):
+def main(orvcmd, orvik, root):
     with tempfile.TemporaryDirectory() as folder:
         golf, rentals = (os.path.join(root, *p) for p in (("examples", "golf"),
                                                           ("tests", "data", "rentals")))
@@ -72,14 +72,14 @@ def main(orvcmd, orvview, root):
                                               (rentals, ["-npp", "-m", "0.5"], 1, False),
                                               (rentals, forest + ["1"], 5, True),
                                               (rentals, forest + ["2"], 5, False)):
-            check(orvcmd, orvview, folder, stem + ".names", stem + ".data", options, n_trees, known)
+            check(orvcmd, orvik, folder, stem + ".names", stem + ".data", options, n_trees, known)
         for encoding, values in (("utf-8", HOSTILE), ("iso-8859-1", ["<b>\xe9", "\xff</script>", "x"])):
             names, data = (os.path.join(folder, "odd" + end) for end in (".names", ".data"))
             with open(names, "w", encoding=encoding) as out:
                 out.write(f"{values[0]},string,discrete\nn,integer,continuous\nk,string,class\n")
             with open(data, "w", encoding=encoding, newline="\n") as out:
                 out.writelines(f"{v},{i % 3},{values[i % 2]}\n" for i, v in enumerate(values * 4))
-            held = check(orvcmd, orvview, folder, names, data, ["-npp", "-m", "0.5"], 1, False)
+            held = check(orvcmd, orvik, folder, names, data, ["-npp", "-m", "0.5"], 1, False)
             assert held["columns"][0]["name"] == values[0]
             assert sorted(held["columns"][2]["values"]) == sorted(values[:2])
     return 0

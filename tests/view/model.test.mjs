@@ -1,16 +1,16 @@
 // What the page of a report computes, without a browser: `node --test`, with the programs and the
-// checkout in ORVCMD, ORVVIEW and ORVIK_ROOT. Needs no packages.
+// checkout in ORVCMD, ORVIK and ORVIK_ROOT. Needs no packages.
 import assert from 'node:assert/strict';
 import { readFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { after, test } from 'node:test';
 import { Workshop } from './page.mjs';
 
-const { ORVCMD, ORVVIEW, ORVIK_ROOT } = process.env;
+const { ORVCMD, ORVIK, ORVIK_ROOT } = process.env;
 const rentals = join(ORVIK_ROOT, 'tests', 'data', 'rentals');
 const golf = join(ORVIK_ROOT, 'examples', 'golf');
 const FULL = ['-npp', '-m', '0.5'];
-const shop = new Workshop(ORVCMD, ORVVIEW);
+const shop = new Workshop(ORVCMD, ORVIK);
 after(() => shop.close());
 
 // As much of a page as the modules ask for before anything is shown.

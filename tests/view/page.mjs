@@ -19,10 +19,10 @@ export async function missing() {
 }
 
 export class Workshop {
-  constructor(orvcmd, orvview) {
+  constructor(orvcmd, orvik) {
     this.orvcmd = orvcmd;
-    this.orvview = orvview;
-    this.folder = mkdtempSync(join(tmpdir(), 'orvview-'));
+    this.orvik = orvik;
+    this.folder = mkdtempSync(join(tmpdir(), 'orvik-'));
   }
 
   file(name, text) {
@@ -40,7 +40,7 @@ export class Workshop {
 
   report(model, ...options) {
     const page = this.file('report.html');
-    execFileSync(this.orvview, [model, '-o', page, ...options]);
+    execFileSync(this.orvik, ['view', model, '-o', page, ...options]);
     return page;
   }
 

@@ -1,6 +1,6 @@
 // Opens reports in a browser and uses them as people do.
 //
-// Usage: node report_test.mjs ORVCMD ORVVIEW ROOT, where ROOT is the checkout. Exit status 0 if all
+// Usage: node report_test.mjs ORVCMD ORVIK ROOT, where ROOT is the checkout. Exit status 0 if all
 // is well, 77 with a word where there is no browser or no playwright-core; there, an error where CI
 // is set.
 import assert from 'node:assert/strict';
@@ -8,7 +8,7 @@ import { readFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { Browser, Workshop, missing } from './page.mjs';
 
-const [orvcmd, orvview, root] = process.argv.slice(2);
+const [orvcmd, orvik, root] = process.argv.slice(2);
 const lack = await missing();
 if (lack) {
   console.log(process.env.CI ? `CI tests the page: ${lack}` : `SKIPPED: ${lack}`);
@@ -19,7 +19,7 @@ const golf = join(root, 'examples', 'golf');
 const rentals = join(root, 'tests', 'data', 'rentals');
 const FULL = ['-npp', '-m', '0.5'];
 const FOREST = ['-fo', '9', '-seed', '3', ...FULL];
-const shop = new Workshop(orvcmd, orvview);
+const shop = new Workshop(orvcmd, orvik);
 const browser = await Browser.start();
 
 const linesOf = (file) => readFileSync(file, 'utf8').trimEnd().split('\n');

@@ -19,6 +19,7 @@ constexpr char k_no_reason[] = "Error description not available";
 constexpr char k_truncated[] = "truncated after byte ";
 constexpr char k_not_a_flag[] = "no flag at byte ";
 constexpr char k_more[] = "more data than expected after byte ";
+constexpr char k_long_text[] = "a text too long before byte ";
 constexpr char k_long_double[] = "long double values need the format of x86-64";
 
 constexpr unsigned long k_buffer = 64000;
@@ -139,11 +140,12 @@ ibinstream& ibinstream::operator>>(std::string& text) {
   return *this;
 }
 
-std::string ibinstream::read_text() {
+std::string ibinstream::read_text(unsigned long most) {
   std::string text;
   if (!read_presence()) return text;
   unsigned long length = 0;
   *this >> length;
+  if (length > most) throw std::runtime_error(k_long_text + std::to_string(position_));
   while (text.size() < length) {  // grows with what is read
     const std::size_t at = text.size();
     text.resize(at + std::min<std::size_t>(length - at, std::max(at, k_first_items)));
@@ -175,13 +177,23 @@ void ibinstream::skip(unsigned long count) {
   }
 }
 
+bool ibinstream::at_end() {
+  char byte;
+  if (!ahead_ && read_some(&byte, 1) != 0) ahead_ = byte;
+  return !ahead_;
+}
+
 void ibinstream::require_end() {
-  char more;
-  if (read_some(&more, 1) != 0) throw std::runtime_error(k_more + std::to_string(position_ - 1));
+  if (!at_end()) throw std::runtime_error(k_more + std::to_string(position_ - 1));
 }
 
 void ibinstream::read(void* bytes, unsigned long count) {
   auto* to = static_cast<char*>(bytes);
+  if (ahead_ && count > 0) {
+    *to++ = *ahead_;
+    --count;
+    ahead_.reset();
+  }
   while (count > 0) {
     const long got = read_some(to, count);
     if (got == 0) throw std::runtime_error(k_truncated + std::to_string(position_));

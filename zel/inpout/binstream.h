@@ -17,6 +17,7 @@
 #include <concepts>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -128,8 +129,8 @@ class ibinstream : private zel::util::nocopy {
   ibinstream& operator>>(long double& value);
   /// Up to its first NUL; a null text is empty.
   ibinstream& operator>>(std::string& text);
-  /// All bytes of a text; of a null text none.
-  std::string read_text();
+  /// All bytes of a text; of a null text none. Throws also for one of more than `most` bytes.
+  std::string read_text(unsigned long most = ~0UL);
   /// Bits past the last one are dropped.
   ibinstream& operator>>(adt::bitmap& bits);
 
@@ -154,6 +155,8 @@ class ibinstream : private zel::util::nocopy {
   }
   /// Reads past `count` bytes.
   void skip(unsigned long count);
+  /// Whether all was read.
+  bool at_end();
   /// Throws unless all was read, and where the end of a compressed file shows that it is damaged.
   void require_end();
 
@@ -166,6 +169,7 @@ class ibinstream : private zel::util::nocopy {
   ioconn* conn_;
   bool owns_;
   unsigned long position_ = 0;  // bytes read
+  std::optional<char> ahead_;   // read by at_end()
 };
 
 }  // namespace zel::inpout

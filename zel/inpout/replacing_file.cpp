@@ -1,14 +1,19 @@
 #include "zel/inpout/replacing_file.h"
 
 #include <fcntl.h>
+#include <limits.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
+#include <set>
 #include <stdexcept>
 
 namespace zel::inpout {
@@ -18,7 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char k_prefix[] = ".unfinished-";
-constexpr int k_permissions = 0644;
+constexpr int k_permissions = 0666;
 constexpr int k_max_names = 1000;
 
 [[noreturn]] void fail(int code) { throw std::runtime_error(std::strerror(code)); }
@@ -28,16 +33,31 @@ std::string folder_of(const std::string& path) {
   return folder.empty() ? "." : folder.string();
 }
 
+/// What an interrupt removes. Files are created, renamed and removed under its mutex, so that none
+/// is there without being listed; the thread that ends the process never gives it back. Deliberate:
+/// never destroyed, as that thread may be at work when the process ends by itself.
+struct unfinished_files {
+  std::mutex mutex;
+  std::set<std::string> paths;
+  unsigned long counter = 0;
+};
+unfinished_files& unfinished() {
+  static auto* const all = new unfinished_files;
+  return *all;
+}
+
 /// Creates a file of a new name in the folder; its name does not hang on that of the target, which
 /// may be as long as names can be.
 std::string create_in(const std::string& folder) {
-  static std::atomic<unsigned long> counter = 0;
+  auto& [mutex, paths, counter] = unfinished();
+  const std::lock_guard lock(mutex);
   const std::string start = folder + "/" + k_prefix + std::to_string(::getpid()) + "-";
   for (int i = 0; i < k_max_names; ++i) {
     const std::string name = start + std::to_string(counter++);
     const int fd = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, k_permissions);
     if (fd != -1) {
       ::close(fd);
+      paths.insert(name);
       return name;
     }
     if (errno != EEXIST) break;  // one that a killed process left
@@ -67,22 +87,72 @@ replacing_file::replacing_file(const std::string& name) : path_(name) {
 }
 
 replacing_file::~replacing_file() {
-  if (!committed_ && !target_.empty()) ::unlink(path_.c_str());
+  if (committed_ || target_.empty()) return;
+  const std::lock_guard lock(unfinished().mutex);
+  ::unlink(path_.c_str());
+  unfinished().paths.erase(path_);
 }
 
-void replacing_file::commit() {
+void replacing_file::commit(bool durable) {
   committed_ = target_.empty();
   if (committed_) return;
-  if (const int error = sync(path_, 0)) fail(error);
+  if (const int error = durable ? sync(path_, 0) : 0) fail(error);
   struct stat status;
   // A file system without permissions of its own may refuse; the content matters more.
   if (::stat(target_.c_str(), &status) == 0) {
     static_cast<void>(!::chmod(path_.c_str(), status.st_mode & 07777));
   }
-  if (std::rename(path_.c_str(), target_.c_str()) != 0) fail(errno);
+  {
+    const std::lock_guard lock(unfinished().mutex);
+    if (std::rename(path_.c_str(), target_.c_str()) != 0) fail(errno);
+    unfinished().paths.erase(path_);
+  }
   committed_ = true;
   // The new name itself; folders that cannot be synchronised keep the older promise.
-  sync(folder_of(target_), O_DIRECTORY);
+  if (durable) sync(folder_of(target_), O_DIRECTORY);
+}
+
+namespace {
+
+sigset_t interrupts() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGINT);
+  sigaddset(&set, SIGTERM);
+  struct sigaction hangup;
+  const bool ignored =
+      sigaction(SIGHUP, nullptr, &hangup) == 0 && hangup.sa_handler == SIG_IGN;  // by nohup
+  if (!ignored) sigaddset(&set, SIGHUP);
+  return set;
+}
+
+void* wait_for_interrupt(void*) {
+  const sigset_t set = interrupts();
+  int signal = 0;
+  while (sigwait(&set, &signal) != 0) {
+  }
+  unfinished().mutex.lock();  // for ever
+  for (const std::string& path : unfinished().paths) ::unlink(path.c_str());
+  _exit(128 + signal);
+}
+
+}  // namespace
+
+// A thread that waits, rather than a handler: it may take the mutex. Whoever starts a process in
+// the background has its SIGINT ignored; Deliberate: it ends all the same.
+void end_on_interrupts() {
+  const sigset_t set = interrupts();
+  for (const int signal : {SIGINT, SIGTERM}) std::signal(signal, SIG_DFL);
+  sigset_t before;
+  if (pthread_sigmask(SIG_BLOCK, &set, &before) != 0) return;
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+  pthread_attr_setstacksize(&attributes, std::max<std::size_t>(PTHREAD_STACK_MIN, 1UL << 16));
+  pthread_t waiting;
+  const bool waits = pthread_create(&waiting, &attributes, wait_for_interrupt, nullptr) == 0;
+  pthread_attr_destroy(&attributes);
+  if (!waits) pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 }  // namespace zel::inpout

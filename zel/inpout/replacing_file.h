@@ -19,14 +19,19 @@ class replacing_file : private zel::util::nocopy {
   ~replacing_file();
 
   const std::string& path() const { return path_; }
-  /// Brings the closed file to the disk and then under its name. Throws std::runtime_error with
-  /// the system's reason when it cannot.
-  void commit();
+  /// Puts the closed file under its name, `durable` ones when they are on the disk. Throws
+  /// std::runtime_error with the system's reason when it cannot.
+  void commit(bool durable = true);
 
  private:
   std::string target_;  // the name without links; empty: written directly
   std::string path_;
   bool committed_ = false;
 };
+
+/// From now on SIGINT, SIGTERM and, unless it is ignored, SIGHUP remove the files that are not
+/// committed and end the process with the status 128 + signal. To be called before there are other
+/// threads; where the system has no thread for it, signals end the process as they do without it.
+void end_on_interrupts();
 
 }  // namespace zel::inpout

@@ -183,6 +183,10 @@ class dtree : private zel::util::nocopy {
   /// All that predicting needs, as one JSON document.
   void toJSON(std::ostream& out) const;
 
+  /// Bytes of its user that are saved with the model.
+  void set_appendix(std::string bytes) { appendix_ = std::move(bytes); }
+  const std::string& appendix() const { return appendix_; }
+
   /// Writes the model without the cases it was grown on: what is read again cannot be pruned with
   /// a strategy that needs them, and knows no out-of-bag error.
   void bin_out(zel::inpout::obinstream& out) const;
@@ -231,7 +235,7 @@ class dtree : private zel::util::nocopy {
   }
   template <class Self>
   static auto results_of(Self& self) {
-    return std::tie(self.table_, self.training_cm_, self.cases_, self.elapsed_);
+    return std::tie(self.table_, self.training_cm_, self.cases_, self.elapsed_, self.appendix_);
   }
 
   zel::util::run_context* run_ = &zel::util::default_context();
@@ -245,6 +249,7 @@ class dtree : private zel::util::nocopy {
   ensemble trees_;
   training_cases cases_;  // what the trees were grown on, or drawn from
   double elapsed_ = 0;
+  std::string appendix_;
 };
 
 zel::inpout::obinstream& operator<<(zel::inpout::obinstream& out, const dtree& model);

@@ -3,6 +3,12 @@
 // The table is the schema, whose value sets give codes and thresholds their meaning; the
 // training rows stay behind.
 
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <span>
+
 #include "impls/model/dtree.h"
 #include "zel/inpout/binstream.h"
 
@@ -17,6 +23,15 @@ constexpr char k_bad_trees[] = "a wrong number of trees";
 constexpr char k_no_attributes[] = "a feature selection without attributes";
 constexpr char k_bad_attributes[] = "usable attributes of another table";
 constexpr char k_bad_matrix[] = "a confusion matrix of other classes";
+
+constexpr char k_bad_appendix[] = "what stands behind the model is no appendix";
+constexpr char k_new_appendix[] = "its appendix is of a later version";
+constexpr char k_damaged_appendix[] = "its appendix is damaged";
+
+// An appendix: these bytes, its version, its text, the CRC-32 of the text.
+constexpr std::array<char, 8> k_appendix = {'o', 'r', 'v', 'i', 'k', '+', '\r', '\n'};
+constexpr std::uint32_t k_appendix_version = 1;
+constexpr std::size_t k_largest_appendix = 1UL << 28;
 
 using zel::inpout::ibinstream;
 using zel::inpout::obinstream;
@@ -53,6 +68,32 @@ std::unique_ptr<zel::adt::bitmap> read_bits(ibinstream& in) {
   return bits;
 }
 
+std::uint32_t checksum_of(const std::string& bytes) {
+  uLong sum = crc32(0, nullptr, 0);
+  for (std::size_t at = 0; at < bytes.size(); at += 1U << 30) {
+    const auto length = static_cast<uInt>(std::min<std::size_t>(bytes.size() - at, 1U << 30));
+    sum = crc32(sum, reinterpret_cast<const Bytef*>(bytes.data()) + at, length);
+  }
+  return static_cast<std::uint32_t>(sum);
+}
+
+void write_appendix(obinstream& out, const std::string& bytes) {
+  out.write_array(std::span<const char>(k_appendix));
+  out << k_appendix_version << bytes << checksum_of(bytes);
+}
+
+std::string read_appendix(ibinstream& in) {
+  const std::vector<char> begin = in.read_array<char>(k_appendix.size());
+  require(std::ranges::equal(begin, k_appendix), k_bad_appendix);
+  std::uint32_t version = 0, sum = 0;
+  in >> version;
+  require(version == k_appendix_version, k_new_appendix);
+  std::string bytes = in.read_text(k_largest_appendix);
+  in >> sum;
+  require(sum == checksum_of(bytes), k_damaged_appendix);
+  return bytes;
+}
+
 /// Whether the matrix has the classes of the table, under their names.
 bool fits(const conf_matrix& matrix, const table& t) {
   if (matrix.size() != t.n_class_codes()) return false;
@@ -73,6 +114,7 @@ void dtree::bin_out(obinstream& out) const {
       << static_cast<unsigned int>(parameters_.pruning)
       << static_cast<unsigned int>(parameters_.split) << table_.get();
   for (unsigned long i = 0; i < trees_.n_trees(); ++i) trees_.tree(i).bin_out(out, table_.get());
+  if (!appendix_.empty()) write_appendix(out, appendix_);
 }
 
 void dtree::bin_in(ibinstream& in) {
@@ -103,6 +145,7 @@ void dtree::bin_in(ibinstream& in) {
     trees_.add({std::move(tree)});
   }
   parameters_.n_trees = n_trees == 0 ? 1 : n_trees;
+  if (!in.at_end()) appendix_ = read_appendix(in);
   check_read();
 }
 

@@ -1,0 +1,113 @@
+#include "figures.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+#include "zel/text/message.h"
+#include "zel/util/string_util.h"
+
+namespace orvverbs {
+
+namespace {
+
+constexpr std::size_t k_longest_name = 24;  // bytes
+constexpr std::size_t k_most_classes = 12;  // of a matrix that is shown
+
+std::string short_name(const std::string& name) {
+  std::string text = zel::text::one_line(name);
+  if (text.size() <= k_longest_name) return text;
+  std::size_t end = k_longest_name - 3;
+  while (end > 0 && (text[end] & 0xc0) == 0x80) --end;  // no half characters of UTF-8
+  return text.substr(0, end) + "...";
+}
+
+/// Characters of UTF-8, for the width of columns.
+std::size_t width_of(const std::string& text) {
+  return static_cast<std::size_t>(
+      std::ranges::count_if(text, [](char c) { return (c & 0xc0) != 0x80; }));
+}
+
+std::string weight_text(double weight) {
+  std::array<char, 32> room;
+  std::snprintf(room.data(), room.size(), weight == std::floor(weight) ? "%.0f" : "%.1f", weight);
+  return room.data();
+}
+
+}  // namespace
+
+std::string percent(double share) {
+  if (std::isnan(share)) return "-";
+  std::array<char, 32> room;
+  std::snprintf(room.data(), room.size(), "%.2f %%", 100 * share);
+  return room.data();
+}
+
+void write_columns(const std::vector<std::vector<std::string>>& rows, std::ostream& out) {
+  std::vector<std::size_t> widths;
+  for (const auto& row : rows) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width_of(row[i]));
+  }
+  for (const auto& row : rows) {
+    std::string line;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      const std::string blanks(widths[i] - width_of(row[i]), ' ');
+      line += (i > 0 ? "  " : "  ") + (i > 0 ? blanks + row[i] : row[i] + blanks);
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    out << line << '\n';
+  }
+}
+
+void write_matrix(const orvik::conf_matrix& matrix, const std::vector<std::string>& classes,
+                  std::ostream& out) {
+  unsigned long first = 1;  // the unknown class where it is met
+  for (unsigned long i = 0; i < matrix.size(); ++i) {
+    if (matrix.get_element(0, i) > 0 || matrix.get_element(i, 0) > 0) first = 0;
+  }
+  if (matrix.size() - first > k_most_classes) return;
+  std::vector<std::vector<std::string>> rows(1, {"actual \\ predicted"});
+  for (unsigned long p = first; p < matrix.size(); ++p) rows[0].push_back(short_name(classes[p]));
+  for (unsigned long a = first; a < matrix.size(); ++a) {
+    rows.push_back({short_name(classes[a])});
+    for (unsigned long p = first; p < matrix.size(); ++p) {
+      rows.back().push_back(weight_text(matrix.get_element(a, p)));
+    }
+  }
+  write_columns(rows, out);
+}
+
+void write_figures(const orvik::conf_matrix& matrix, const std::vector<std::string>& classes,
+                   const std::string& from, std::ostream& out) {
+  out << "error: " << percent(matrix.err_misc()) << " of " << weight_text(matrix.cases()) << " "
+      << from << " (majority class: " << percent(matrix.err_misc_majority()) << ")\n";
+  write_matrix(matrix, classes, out);
+}
+
+void write_figures(const orvik::conf_matrix& matrix, const std::vector<std::string>& classes,
+                   const std::string& from, json_out& json) {
+  json.key("rows");
+  json.text(from);
+  json.key("weight");
+  json.number(matrix.cases());
+  json.key("error");
+  json.number(matrix.err_misc());
+  json.key("majority_error");
+  json.number(matrix.err_misc_majority());
+  json.array("classes", classes, [&](const std::string& name) {
+    json.text(zel::util::string_util::is_utf8(name) ? name
+                                                    : zel::util::string_util::utf8_of_latin1(name));
+  });
+  json.key("matrix");
+  json.StartArray();
+  for (unsigned long a = 0; a < matrix.size(); ++a) {
+    json.StartArray();
+    for (unsigned long p = 0; p < matrix.size(); ++p) json.number(matrix.get_element(a, p));
+    json.EndArray();
+  }
+  json.EndArray();
+}
+
+}  // namespace orvverbs

@@ -1,0 +1,156 @@
+#include "learning.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+
+#include "zel/util/run_context.h"
+
+namespace orvverbs {
+
+namespace {
+
+using orvik::dtree;
+using orvik::table;
+using subset_ptr = std::unique_ptr<table::subset>;
+
+constexpr unsigned long k_most = 1'000'000;
+
+std::vector<std::string> names_of(const std::vector<pruning_name>& all) {
+  std::vector<std::string> names;
+  for (const pruning_name& each : all) names.emplace_back(each.name);
+  return names;
+}
+
+}  // namespace
+
+const std::vector<pruning_name>& pruning_names() {
+  using namespace orvik::model;
+  static const std::vector<pruning_name> all = {{"none", NO_PRUNING}, {"pre", PRE_PRUNING_ONLY},
+                                                {"ebp", EBP},         {"ebpg", EBPG},
+                                                {"ebpa", EBPA},       {"pep", PEP},
+                                                {"pepg", PEPG},       {"pepa", PEPA},
+                                                {"rep", REP},         {"repg", REPG},
+                                                {"repa", REPA},       {"mep", MEP},
+                                                {"mepg", MEPG},       {"mepa", MEPA}};
+  return all;
+}
+
+void learning::declare(options& all) {
+  all.group("How the model is grown");
+  for (std::size_t i = 0; i < k_ensembles.size(); ++i) {
+    all.number(k_ensembles[i].option, trees[i], 1, k_most, k_ensembles[i].help);
+  }
+  all.choice("--prune", prune, names_of(pruning_names()),
+             "pruning strategy; else ebp for a tree, none for an ensemble");
+  all.real("--min", min_weight, 1e-300, 1e300, "least weight of two branches of a split (2)");
+  all.real("--confidence", confidence, 1e-12, 1, "level of ebp: lower ones prune more (0.25)");
+  all.number("--depth", depth, 1, 1'000'000'000, "levels of splits; else no limit");
+}
+
+void learning::declare_run(options& all) {
+  all.group("The run");
+  all.number("--seed", seed, 0, std::numeric_limits<unsigned long>::max(),
+             "of the random draws: the same one draws the same (1)");
+  declare_threads(all);
+}
+
+void learning::declare_threads(options& all) {
+  all.group("The run");
+  all.number("--threads", threads, 0, k_most, "else as many as the machine has");
+}
+
+void learning::begin() const {
+  if (std::ranges::count_if(trees, [](unsigned long n) { return n > 0; }) > 1) {
+    throw usage_error(std::string(k_ensembles[0].option) + " and " + k_ensembles[1].option +
+                      ": a model is one of them");
+  }
+  orvik::set_n_workers(threads);
+  orvik::set_seed(seed);
+}
+
+const ensemble_kind* learning::kind() const {
+  const auto asked = std::ranges::find_if(trees, [](unsigned long n) { return n > 0; });
+  return asked == trees.end() ? nullptr
+                              : &k_ensembles[static_cast<std::size_t>(asked - trees.begin())];
+}
+
+unsigned long learning::n_trees() const { return std::max(1UL, std::ranges::max(trees)); }
+
+orvik::model::pruning_strategy learning::strategy() const {
+  if (prune.empty()) return kind() == nullptr ? orvik::model::EBP : orvik::model::NO_PRUNING;
+  return std::ranges::find(pruning_names(), prune,
+                           [](const pruning_name& p) { return std::string(p.name); })
+      ->strategy;
+}
+
+std::string learning::describe() const {
+  const auto name = std::ranges::find(pruning_names(), strategy(), &pruning_name::strategy)->name;
+  const std::string pruning =
+      strategy() == orvik::model::NO_PRUNING ? "not pruned" : "pruned by " + std::string(name);
+  if (kind() == nullptr) return "a tree, " + pruning;
+  return std::string(kind()->name) + ", " + std::to_string(n_trees()) + " trees, " + pruning;
+}
+
+std::unique_ptr<dtree> learning::make(const std::string& name) const {
+  auto model = std::make_unique<dtree>(name);
+  model->set_min_obj(min_weight);
+  model->set_conf_level(confidence);
+  if (depth > 0) model->set_max_depth(depth);
+  model->set_pruning_strategy(strategy());
+  if (const ensemble_kind* k = kind()) model->set_forest(k->forest, k->bagging, n_trees());
+  return model;
+}
+
+split_cases split(table& t, table::subset& cases, double share) {
+  const unsigned long n = cases.stratify_frac(share, &t, /*random=*/true);
+  return {subset_ptr(cases.select(0, n, false)), subset_ptr(cases.select(0, n, true))};
+}
+
+double mean_of::mean() const { return sum / static_cast<double>(n); }
+
+double mean_of::deviation() const {
+  if (n < 2) return std::numeric_limits<double>::quiet_NaN();
+  const auto of = static_cast<double>(n);
+  return std::sqrt(std::max(0.0, (squares - sum * sum / of) / (of - 1)));
+}
+
+subset_ptr draw_folds(table& t, unsigned long folds) {
+  if (folds > t.get_no_rows()) {
+    throw std::runtime_error("cross-validation of " + std::to_string(folds) + " folds on " +
+                             std::to_string(t.get_no_rows()) + " rows");
+  }
+  subset_ptr all(t.get_wsubset_all());
+  all->stratify_cross(folds, &t, /*random=*/true);
+  return all;
+}
+
+validation cross_validate(table& t, const dtree& model, const table::subset& cases,
+                          unsigned long folds) {
+  zel::util::run_context& run = zel::util::default_context();
+  validation found;
+  const std::unique_ptr<dtree> copy(model.clone(/*parameters_only=*/true));
+  copy->set_keep_training_cm(false);
+  for (unsigned long i = 0; i < folds; ++i) {
+    const unsigned long begin = cases.fold_begin(folds, i);
+    const unsigned long length = cases.fold_end(folds, i) - begin;
+    const subset_ptr test(cases.select(begin, length, false)),
+        grow(cases.select(begin, length, true));
+    copy->build(&t, grow.get());
+    const std::unique_ptr<orvik::conf_matrix> cm(copy->test(&t, test.get(), nullptr));
+    found.error.add(cm->err_misc());
+    found.size.add(static_cast<double>(copy->size()));
+    found.seconds.add(copy->get_elapsed());
+    if (!found.matrix) found.matrix = std::make_unique<orvik::conf_matrix>(copy->class_values());
+    for (unsigned long a = 0; a < cm->size(); ++a) {
+      for (unsigned long p = 0; p < cm->size(); ++p) {
+        if (cm->get_element(a, p) > 0) found.matrix->add_case(a, p, cm->get_element(a, p));
+      }
+    }
+    run.count(zel::util::progress::unit::folds);
+  }
+  return found;
+}
+
+}  // namespace orvverbs

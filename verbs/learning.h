@@ -1,0 +1,86 @@
+// How models are grown: options that several verbs have.
+#pragma once
+
+#include <array>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "command_line.h"
+#include "orvik/orvik.h"
+
+namespace orvverbs {
+
+/// A kind of ensemble: a row more is an option more.
+struct ensemble_kind {
+  const char* option;
+  const char* help;
+  const char* name;  ///< of a model of one tree, of several: "random forest"
+  bool forest, bagging;
+};
+inline constexpr std::array<ensemble_kind, 2> k_ensembles = {
+    {{"--forest", "a random forest of so many trees", "random forest", true, false},
+     {"--bag", "so many bagged trees", "bagged trees", false, true}}};
+
+/// A pruning strategy by its name on the command line.
+struct pruning_name {
+  const char* name;
+  orvik::model::pruning_strategy strategy;
+};
+const std::vector<pruning_name>& pruning_names();
+
+struct learning {
+  void declare(options& all);
+  /// Workers and seed of the run; of verbs that draw nothing the workers alone.
+  void declare_run(options& all);
+  void declare_threads(options& all);
+  /// Sets workers and seed. Throws usage_error for options that do not fit together.
+  void begin() const;
+
+  /// Null for a single tree.
+  const ensemble_kind* kind() const;
+  unsigned long n_trees() const;
+  orvik::model::pruning_strategy strategy() const;
+  /// "a tree pruned by ebp", "a random forest of 100 trees"
+  std::string describe() const;
+  /// A model of these parameters.
+  std::unique_ptr<orvik::dtree> make(const std::string& name) const;
+
+  std::array<unsigned long, k_ensembles.size()> trees{};  // by kind; 0: not asked for
+  std::string prune;                                      // empty: ebp, for an ensemble none
+  double min_weight = 2, confidence = 0.25;
+  unsigned long depth = 0;  // 0: no limit
+  unsigned long seed = 1, threads = 0;
+};
+
+/// The cases of a stratified split: the share is drawn from each class as `first`.
+struct split_cases {
+  std::unique_ptr<orvik::table::subset> first, rest;
+};
+split_cases split(orvik::table& t, orvik::table::subset& cases, double share);
+
+/// Of repeated measurements.
+struct mean_of {
+  void add(double x) { sum += x, squares += x * x, ++n; }
+  double mean() const;
+  /// Of the measurements; not-a-number for fewer than two.
+  double deviation() const;
+
+  double sum = 0, squares = 0;
+  unsigned long n = 0;
+};
+
+/// What a cross-validation found.
+struct validation {
+  std::unique_ptr<orvik::conf_matrix> matrix;  // of all folds
+  mean_of error, size, seconds;                // by fold
+};
+
+/// Folds with the classes in even shares, drawn. Throws std::runtime_error for more folds than
+/// rows.
+std::unique_ptr<orvik::table::subset> draw_folds(orvik::table& t, unsigned long folds);
+/// Grows a copy of the model, its parameters, on all folds but one, and tests it on that one.
+validation cross_validate(orvik::table& t, const orvik::dtree& model,
+                          const orvik::table::subset& cases, unsigned long folds);
+
+}  // namespace orvverbs

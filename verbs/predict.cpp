@@ -1,0 +1,216 @@
+// orvik predict: the rows of a new file with their classes.
+#include <algorithm>
+#include <iostream>
+#include <numeric>
+#include <stdexcept>
+
+#include "figures.h"
+#include "files.h"
+#include "input.h"
+#include "learning.h"
+#include "predictions.h"
+#include "verbs.h"
+#include "zel/text/decimal.h"
+#include "zel/util/run_context.h"
+#include "zel/util/string_util.h"
+
+namespace orvverbs {
+
+namespace {
+
+constexpr char k_examples[] =
+    "Examples:\n"
+    "  orvik predict people.orvik new.csv -o scores.csv\n"
+    "  orvik predict people.orvik new.csv --probabilities --keep -o scores.csv\n"
+    "  cat new.csv | orvik predict people.orvik - --jsonl > scores.jsonl\n\n"
+    "Scores have the rows of FILE, in its order. See orvik-predict(1).";
+
+/// What stands in front of the scores of a row, and the names of all that a row has.
+struct score_form {
+  std::vector<unsigned long> kept;  // columns of the file
+  bool numbered = false;            // nothing is kept: rows are counted
+  bool probabilities = false;
+  std::vector<std::string> names;        // of the columns that are written
+  std::vector<std::string> class_names;  // by code
+};
+
+/// As RFC 4180 has it: cells that hold a separator, a quote or a line end are quoted.
+void append_csv(std::string& to, const std::string& cell) {
+  const bool plain =
+      cell.find_first_of(",\"\r\n") == cell.npos && !cell.starts_with(' ') && !cell.ends_with(' ');
+  if (plain) {
+    to += cell;
+    return;
+  }
+  to += '"';
+  for (const char c : cell) {
+    if (c == '"') to += '"';
+    to += c;
+  }
+  to += '"';
+}
+
+std::string utf8(const std::string& text) {
+  using namespace zel::util::string_util;
+  return is_utf8(text) ? text : utf8_of_latin1(text);
+}
+
+class score_writer {
+ public:
+  score_writer(const score_form& form, bool jsonl, std::ostream& out)
+      : form_(form), jsonl_(jsonl), out_(out) {}
+
+  void write_header() {
+    if (jsonl_) return;
+    for (std::size_t i = 0; i < form_.names.size(); ++i) {
+      if (i > 0) lines_ += ',';
+      append_csv(lines_, form_.names[i]);
+    }
+    lines_ += '\n';
+    give();
+  }
+
+  void write(const row_block& rows, const predicted_rows& found) {
+    for (unsigned long i = 0; i < rows.n; ++i) {
+      jsonl_ ? write_json(rows, found, i) : append_row(rows, found, i);
+    }
+    give();
+  }
+
+ private:
+  std::string kept(const row_block& rows, unsigned long row, std::size_t i) const {
+    return form_.numbered ? std::to_string(rows.first + row + 1)
+                          : rows.kept[row * form_.kept.size() + i];
+  }
+  std::size_t n_kept() const { return form_.numbered ? 1 : form_.kept.size(); }
+
+  void append_row(const row_block& rows, const predicted_rows& found, unsigned long row) {
+    for (std::size_t i = 0; i < n_kept(); ++i) {
+      append_csv(lines_, kept(rows, row, i));
+      lines_ += ',';
+    }
+    const auto& [code, confidence] = found.outcomes[row];
+    append_csv(lines_, form_.class_names[code]);
+    lines_ += ',';
+    lines_ += zel::text::shortest_decimal(confidence);
+    const std::size_t n = form_.class_names.size();
+    for (std::size_t c = 1; c < n && form_.probabilities; ++c) {
+      lines_ += ',';
+      lines_ += zel::text::shortest_decimal(found.shares[row * n + c]);
+    }
+    lines_ += '\n';
+  }
+
+  void write_json(const row_block& rows, const predicted_rows& found, unsigned long row) {
+    give();
+    zel::text::json_sink sink(out_);
+    json_out json(sink);
+    std::size_t name = 0;
+    const auto key = [&] { json.key(utf8(form_.names[name++])); };
+    json.object([&] {
+      for (std::size_t i = 0; i < n_kept(); ++i) {
+        key();
+        form_.numbered ? json.digits(kept(rows, row, i)) : json.text(utf8(kept(rows, row, i)));
+      }
+      key();
+      json.text(utf8(form_.class_names[found.outcomes[row].class_code]));
+      key();
+      json.number(found.outcomes[row].confidence);
+      const std::size_t n = form_.class_names.size();
+      for (std::size_t c = 1; c < n && form_.probabilities; ++c) {
+        key();
+        json.number(found.shares[row * n + c]);
+      }
+    });
+    out_ << '\n';
+  }
+
+  void give() {
+    out_ << lines_;
+    lines_.clear();
+    if (!out_) throw std::runtime_error(std::strerror(errno));
+  }
+
+  const score_form& form_;
+  bool jsonl_;
+  std::ostream& out_;
+  std::string lines_;
+};
+
+class predict_verb : public verb {
+ public:
+  const char* name() const override { return "predict"; }
+  const char* summary() const override { return "the classes of new rows, by a model"; }
+
+  void declare(options& all) override {
+    all.positional("MODEL", model_, "a model that orvik train or orvcmd -tb wrote");
+    all.positional("FILE", file_,
+                   "the rows: a delimited file, plain or gzip; - for standard input");
+    all.group("What is written");
+    all.file("-o,--output", output_, "the scores; else standard output");
+    all.flag("-p,--probabilities", probabilities_, "a column for the probability of every class");
+    all.flag("-k,--keep", keep_, "all columns of FILE in front, not only its keys");
+    all.flag("--jsonl", jsonl_, "a JSON object a line instead of CSV");
+    all.group("What FILE looks like");
+    all.text("-s,--separator", separator_, "CHAR", "a character, tab or auto");
+    run_.declare_threads(all);
+    all.examples(k_examples);
+  }
+
+  void run() override {
+    run_.begin();
+    check_files({model_, file_}, {output_});
+    const auto model = read_model(model_);
+    const reading how = reading_of(*model);
+    new_rows rows(*model, how, file_, separator_of("--separator", separator_), std::cerr);
+    const score_form form = form_of(*model, rows);
+    zel::util::default_context().progress().begin(zel::util::progress::unit::rows, 0);
+    write_file(output_, [&](std::ostream& out) {
+      score_writer writer(form, jsonl_, out);
+      writer.write_header();
+      predicted_rows found;
+      rows.read(form.kept, [&](row_block& block) {
+        predict_block(*model, block, probabilities_, found);
+        writer.write(block, found);
+      });
+    });
+    if (!is_standard(output_)) std::cerr << "written: " << with_size(output_) << '\n';
+  }
+
+ private:
+  score_form form_of(const orvik::dtree& model, const new_rows& rows) const {
+    score_form form;
+    form.probabilities = probabilities_;
+    form.class_names = model.class_values();
+    if (keep_) {
+      form.kept.resize(rows.names().size());
+      std::iota(form.kept.begin(), form.kept.end(), 0UL);
+    } else {
+      form.kept = rows.keys();
+      form.numbered = form.kept.empty();
+    }
+    std::vector<std::string> names;
+    for (const unsigned long i : form.kept) names.push_back(rows.names()[i]);
+    if (form.numbered) names.emplace_back("row");
+    names.emplace_back("predicted");
+    names.emplace_back("confidence");
+    for (std::size_t c = 1; c < form.class_names.size() && probabilities_; ++c) {
+      names.push_back("p_" + form.class_names[c]);
+    }
+    for (std::string& name : names) {
+      while (std::ranges::find(form.names, name) != form.names.end()) name += '_';
+      form.names.push_back(name);
+    }
+    return form;
+  }
+
+  std::string model_, file_, output_ = "-", separator_ = "auto";
+  bool probabilities_ = false, keep_ = false, jsonl_ = false;
+  learning run_;
+};
+
+}  // namespace
+
+std::unique_ptr<verb> new_predict() { return std::make_unique<predict_verb>(); }
+
+}  // namespace orvverbs

@@ -1,0 +1,19 @@
+// Predictions for blocks of rows, on all workers.
+#pragma once
+
+#include <vector>
+
+#include "new_rows.h"
+#include "orvik/dtree.h"
+
+namespace orvverbs {
+
+struct predicted_rows {
+  std::vector<orvik::dtree::prediction> outcomes;
+  std::vector<double> shares;  ///< row by row, a class code after the other; none unless asked for
+};
+
+void predict_block(const orvik::dtree& model, const row_block& rows, bool with_shares,
+                   predicted_rows& to);
+
+}  // namespace orvverbs

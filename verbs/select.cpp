@@ -1,0 +1,182 @@
+// orvik select: which attributes a tree needs.
+#include <algorithm>
+#include <iostream>
+
+#include "figures.h"
+#include "files.h"
+#include "input.h"
+#include "learning.h"
+#include "row_file.h"
+#include "verbs.h"
+
+namespace orvverbs {
+
+namespace {
+
+using orvik::dtree;
+using orvik::table;
+
+constexpr char k_examples[] =
+    "Examples:\n"
+    "  orvik select people.csv --class buys --within 1\n"
+    "  orvik select people.csv --class buys --method backward --limit 60\n\n"
+    "See orvik-select(1).";
+
+struct search_method {
+  const char* name;
+  orvik::model::feature_selection method;
+};
+const std::vector<search_method> k_methods = {{"acceptable", orvik::model::ACCEPTABLE_SUBSET},
+                                              {"exhaustive", orvik::model::EXHAUSTIVE},
+                                              {"forward", orvik::model::FORWARD},
+                                              {"backward", orvik::model::BACKWARD},
+                                              {"fast-backward", orvik::model::OPTIMISED_BACKWARD}};
+
+struct selection {
+  std::vector<std::string> chosen, others;  // names of columns
+  orvik::feature_search search;
+  std::string told;  // by the library
+  double seconds = 0;
+  double error_all = 0, error_chosen = 0;  // on rows that neither grew nor searched
+};
+
+class select_verb : public verb {
+ public:
+  const char* name() const override { return "select"; }
+  const char* summary() const override { return "the attributes that a tree needs"; }
+
+  void declare(options& all) override {
+    all.positional("FILE", input_.file, "the rows, as of orvik train");
+    std::vector<std::string> names;
+    for (const search_method& m : k_methods) names.emplace_back(m.name);
+    all.group("The search");
+    all.choice("--method", method_, names, "acceptable: the smallest set that is good enough");
+    all.real("--within", within_, 0, 100,
+             "percentage points above the best error that are good enough (1)");
+    all.real("--limit", limit_, 0.001, 1e9, "seconds; else the search takes its time");
+    all.choice("--prune", learning_.prune,
+               {"none", "pre", "ebp", "ebpg", "ebpa", "pep", "pepg", "pepa"},
+               "pruning of the trees (ebp)");
+    all.real("--min", learning_.min_weight, 1e-300, 1e300,
+             "least weight of two branches of a split (2)");
+    all.real("--holdout", holdout_, 1, 90,
+             "percent of the rows that the sets are compared on (30)");
+    all.group("What is written");
+    all.flag("--json", json_, "the result as JSON");
+    all.file("-o,--output", output_, "where to; else standard output");
+    input_.declare_columns(all);
+    input_.declare_layout(all);
+    learning_.declare_run(all);
+    all.examples(k_examples);
+  }
+
+  void run() override {
+    learning_.begin();
+    const auto [names, data] = pair_of(input_.file);
+    check_files({input_.file, names, data}, {output_});
+    const training_input in = load_training(input_, std::cerr);
+    const selection found = search(in);
+    write_file(output_,
+               [&](std::ostream& out) { json_ ? write_json(found, out) : write(found, out); });
+  }
+
+ private:
+  selection search(const training_input& in) const {
+    table& t = *in.table;
+    const std::unique_ptr<table::subset> all(t.get_wsubset_all());
+    const split_cases parts = split(t, *all, 1 - holdout_ / 100);
+    const auto model = learning_.make("selected");
+    model->set_keep_training_cm(false);
+    model->build(&t, parts.first.get());
+    selection found;
+    found.error_all = error_of(*model, t, *parts.rest);
+    model->set_fs(std::ranges::find(k_methods, method_,
+                                    [](const search_method& m) { return std::string(m.name); })
+                      ->method,
+                  within_);
+    if (limit_ > 0) model->set_fs_limit(limit_);
+    model->feature_selection(&t, parts.first.get(), nullptr);
+    found.seconds = model->get_elapsed();
+    found.search = model->get_search();
+    found.told = model->get_as_logs();
+    const std::vector<unsigned long> numbers = numbers_of(model->attributes(&t));
+    model->set_fs(orvik::model::NO_SELECTION, 0);
+    model->build(&t, parts.first.get());
+    found.error_chosen = error_of(*model, t, *parts.rest);
+    const orvik::schema_view schema = t.get_schema();
+    for (unsigned long a = 0; a < schema.n_attributes(); ++a) {
+      if (!schema.attribute(a).is_input()) continue;
+      const bool chosen = std::ranges::find(numbers, a) != numbers.end();
+      (chosen ? found.chosen : found.others)
+          .push_back(in.how.plan.columns[schema.attribute(a).index()].name);
+    }
+    return found;
+  }
+
+  static double error_of(const dtree& model, table& t, table::subset& cases) {
+    const std::unique_ptr<orvik::conf_matrix> cm(model.test(&t, &cases, nullptr));
+    return cm->err_misc();
+  }
+
+  static std::vector<unsigned long> numbers_of(const std::string& list) {
+    std::vector<unsigned long> numbers;
+    for (std::size_t at = 0; at < list.size();) {
+      const std::size_t end = std::min(list.find(',', at), list.size());
+      numbers.push_back(std::stoul(list.substr(at, end - at)));
+      at = end + 1;
+    }
+    return numbers;
+  }
+
+  void write(const selection& found, std::ostream& out) const {
+    out << found.chosen.size() << " of " << found.chosen.size() + found.others.size()
+        << " attributes, by the method " << method_ << ", seed " << learning_.seed << ":\n";
+    for (const std::string& name : found.chosen) out << "  " << name << '\n';
+    out << "error: " << percent(found.error_chosen) << " with them, " << percent(found.error_all)
+        << " with all, of the hold-out rows\n"
+        << "search: " << found.search.trees_grown << " trees grown in " << found.seconds
+        << " s; error " << percent(found.search.error) << " of the search rows\n";
+    if (!found.search.ended) out << "stopped at its limit: nothing is proven of the set\n";
+    if (found.others.empty()) return;
+    std::string list;
+    for (const std::string& name : found.others) list += (list.empty() ? "" : ",") + name;
+    std::cerr << "\nnext:\n  orvik train " << input_.file << " --ignore '" << list << "'\n";
+  }
+
+  void write_json(const selection& found, std::ostream& out) const {
+    zel::text::json_sink sink(out);
+    json_out json(sink);
+    const auto text = [&json](const std::string& name) { json.text(name); };
+    const auto number = [&json](const char* key, double value) {
+      json.key(key);
+      json.number(value);
+    };
+    json.object([&] {
+      json.key("method");
+      json.text(method_);
+      number("seed", static_cast<double>(learning_.seed));
+      json.array("attributes", found.chosen, text);
+      json.array("others", found.others, text);
+      number("error", found.error_chosen);
+      number("error_of_all", found.error_all);
+      number("search_error", found.search.error);
+      number("trees_grown", static_cast<double>(found.search.trees_grown));
+      number("seconds", found.seconds);
+      json.key("ended");
+      json.Bool(found.search.ended);
+    });
+    out << '\n';
+  }
+
+  input_options input_;
+  learning learning_;
+  std::string method_ = "acceptable", output_ = "-";
+  double within_ = 1, limit_ = 0, holdout_ = 30;
+  bool json_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<verb> new_select() { return std::make_unique<select_verb>(); }
+
+}  // namespace orvverbs

@@ -1,0 +1,309 @@
+// orvik train: a model of a file, and how good it is.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+
+#include "figures.h"
+#include "files.h"
+#include "forms.h"
+#include "input.h"
+#include "learning.h"
+#include "report.h"
+#include "row_file.h"
+#include "verbs.h"
+#include "zel/util/run_context.h"
+
+namespace orvverbs {
+
+namespace {
+
+using orvik::conf_matrix;
+using orvik::dtree;
+using orvik::table;
+using zel::util::progress::unit;
+
+constexpr unsigned long k_folds = 10;
+constexpr unsigned long k_shown_nodes = 40;
+constexpr char k_examples[] =
+    "Examples:\n"
+    "  orvik train people.csv --class buys -o people.orvik\n"
+    "  orvik train people.csv --class buys --forest 100 --holdout 30 -o people.orvik \\\n"
+    "              --report people.html\n"
+    "  orvik train golf.names --prune none --text golf.txt\n\n"
+    "FILE is a delimited file, a pair of .names and .data, or a table that orvcmd -db saved.\n"
+    "COLUMN is a name or a number from 1. See orvik-train(1).";
+
+/// A form of the model that goes to a file of its own.
+struct document {
+  const char* option;
+  const char* help;
+  bool of_one_tree;  ///< has no room for an ensemble
+  void (*write)(const dtree& model, std::ostream& out);
+};
+
+constexpr std::array<document, 8> k_documents = {
+    {{"--pmml", "the model as PMML 4.4", false,
+      [](const dtree& m, std::ostream& out) { m.toPMML(out); }},
+     {"--model-json", "the model as JSON", false,
+      [](const dtree& m, std::ostream& out) { m.toJSON(out); }},
+     {"--cpp", "a C++17 source that predicts", false, orvview::write_cpp},
+     {"--python", "a Python 3 module that predicts", false, orvview::write_python},
+     {"--sql", "an SQL query that predicts", true,
+      [](const dtree& m, std::ostream& out) { orvview::write_sql({m}, "cases", out); }},
+     {"--dot", "a graph for Graphviz", false,
+      [](const dtree& m, std::ostream& out) { m.toDOT(out); }},
+     {"--text", "the tree as indented text", false,
+      [](const dtree& m, std::ostream& out) { m.toTEXT(out); }},
+     {"--svg", "a picture of the tree", true, [](const dtree& m, std::ostream& out) {
+        orvview::write_svg({m}, orvik::k_all_levels, out);
+      }}}};
+
+/// What a run found out.
+struct results {
+  std::unique_ptr<dtree> model;
+  std::unique_ptr<conf_matrix> training, holdout;
+  validation folds;  // without a matrix: none made
+  unsigned long n_folds = 0;
+  double out_of_bag = std::nan("");
+};
+
+class train_verb : public verb {
+ public:
+  const char* name() const override { return "train"; }
+  const char* summary() const override {
+    return "a tree or a forest of a file, and how good it is";
+  }
+
+  void declare(options& all) override {
+    all.positional("FILE", input_.file,
+                   "the rows: a CSV file or its like, also gzip; - for standard input");
+    all.group("What is written");
+    all.file("-o,--output", output_, "the model, for orvik predict, test and view");
+    all.file("--report", report_, "a report for a browser");
+    for (std::size_t i = 0; i < k_documents.size(); ++i) {
+      all.file(k_documents[i].option, documents_[i], k_documents[i].help);
+    }
+    all.flag("--json", json_, "the figures as JSON instead of text");
+    all.flag("-q,--quiet", quiet_, "no summary of the tree and no notes");
+    input_.declare_columns(all);
+    input_.declare_layout(all);
+    learning_.declare(all);
+    all.group("How it is tested");
+    all.real("--holdout", holdout_, 0.001, 99.999, "percent of the rows that are kept for a test");
+    all.number("--cv", folds_, 2, 1'000'000, "folds of the cross-validation (10; of a tree only)");
+    all.flag("--no-cv", no_cv_, "no cross-validation");
+    learning_.declare_run(all);
+    all.examples(k_examples);
+  }
+
+  void run() override {
+    learning_.begin();
+    if (no_cv_ && folds_ > 0) throw usage_error("--cv and --no-cv: one of them");
+    check_outputs();
+    std::ostringstream nowhere;
+    const training_input in = load_training(input_, quiet_ ? nowhere : std::cerr);
+    const results found = grow(in);
+    save(in, found);
+    json_ ? write_json(found) : write_text(found);
+    flush_standard_output();
+    if (!quiet_) tell_written();
+    if (!quiet_ && !json_) tell_next(found);
+  }
+
+ private:
+  void check_outputs() const {
+    std::vector<std::string> outputs(documents_.begin(), documents_.end());
+    outputs.push_back(output_);
+    outputs.push_back(report_);
+    const auto [names, data] = pair_of(input_.file);
+    check_files({input_.file, names, data}, outputs);
+    for (std::size_t i = 0; i < k_documents.size(); ++i) {
+      if (documents_[i].empty() || !k_documents[i].of_one_tree || learning_.n_trees() == 1)
+        continue;
+      throw usage_error(std::string(k_documents[i].option) +
+                        " is of one tree: save the model and choose one by orvik view --tree N");
+    }
+  }
+
+  results grow(const training_input& in) const {
+    table& t = *in.table;
+    results found;
+    std::unique_ptr<table::subset> all(t.get_wsubset_all());
+    split_cases parts;
+    if (holdout_ > 0) parts = split(t, *all, 1 - holdout_ / 100);
+    table::subset* const cases = parts.first ? parts.first.get() : all.get();
+    found.model = learning_.make(base_name(output_.empty() ? input_.file : output_));
+    const unsigned long n_trees = learning_.n_trees();
+    begin(n_trees > 1 ? unit::trees : unit::nodes, n_trees > 1 ? n_trees : 0);
+    found.model->build(&t, cases);
+    keep_reading(in.how, *found.model);
+    found.training.reset(found.model->get_training_cm());
+    if (parts.rest && parts.rest->size() > 0) {
+      found.holdout.reset(found.model->test(&t, parts.rest.get(), nullptr));
+    }
+    if (learning_.kind() != nullptr) found.out_of_bag = found.model->get_oob_error(&t);
+    found.n_folds = folds_of(t);
+    if (found.n_folds > 0) {
+      begin(unit::folds, found.n_folds);
+      found.folds = cross_validate(t, *found.model, *draw_folds(t, found.n_folds), found.n_folds);
+    }
+    return found;
+  }
+
+  /// By default a tree is cross-validated where nothing else tests it.
+  unsigned long folds_of(const table& t) const {
+    if (folds_ > 0) return folds_;
+    const bool other_test = holdout_ > 0 || learning_.kind() != nullptr;
+    return no_cv_ || other_test || t.get_no_rows() < 2 ? 0 : std::min(k_folds, t.get_no_rows());
+  }
+
+  static void begin(unit of, unsigned long total) {
+    zel::util::default_context().progress().begin(of, total);
+  }
+
+  void save(const training_input& in, const results& found) const {
+    if (!output_.empty()) found.model->toBinary(output_);
+    for (std::size_t i = 0; i < k_documents.size(); ++i) {
+      if (documents_[i].empty()) continue;
+      write_file(documents_[i],
+                 [&](std::ostream& out) { k_documents[i].write(*found.model, out); });
+    }
+    if (report_.empty()) return;
+    write_file(report_, [&](std::ostream& out) {
+      orvview::write_html_report(*found.model, found.model->get_name(), in.table.get(), out);
+    });
+  }
+
+  void write_text(const results& found) const {
+    const dtree& m = *found.model;
+    std::cout << learning_.describe() << ": " << m.size() << " nodes, " << m.leaves()
+              << " leaves, depth " << m.depth() << ", " << m.nfeatures()
+              << " attributes tested, seed " << learning_.seed << '\n';
+    const std::vector<std::string> classes = m.class_values();
+    std::cout << "error: " << percent(found.training->err_misc())
+              << " of the training rows (majority class: "
+              << percent(found.training->err_misc_majority()) << ")\n";
+    if (!std::isnan(found.out_of_bag)) {
+      std::cout << "error: " << percent(found.out_of_bag)
+                << " out of bag (each row by the trees that did not draw it)\n";
+    }
+    if (found.folds.matrix) {
+      std::cout << "error: " << percent(found.folds.error.mean()) << " +- "
+                << percent(found.folds.error.deviation()) << " in " << found.n_folds
+                << "-fold cross-validation\n";
+      write_matrix(*found.folds.matrix, classes, std::cout);
+    }
+    if (found.holdout) write_figures(*found.holdout, classes, "hold-out rows", std::cout);
+    if (!quiet_) write_summary(m);
+  }
+
+  void write_summary(const dtree& m) const {
+    if (m.get_no_trees() > 1) return;
+    std::cout << '\n';
+    if (m.size() == 1) {
+      std::cout << "The tree is one leaf: nothing separates the classes better than chance. Try\n"
+                   "--prune none or --min 1, or look whether the class is the one you mean.\n";
+      return;
+    }
+    const orvview::chosen_tree chosen{m};
+    const std::vector<orvik::placed_node> nodes = nodes_of(chosen.root());
+    unsigned long depth = 1;
+    const auto shown = [&nodes](unsigned long levels) {
+      return static_cast<unsigned long>(std::ranges::count_if(
+          nodes, [levels](const orvik::placed_node& n) { return n.level <= levels; }));
+    };
+    while (depth < m.depth() && shown(depth + 1) <= k_shown_nodes) ++depth;
+    const bool whole = shown(depth) == nodes.size();
+    orvview::write_summary(chosen, whole ? orvik::k_all_levels : depth,
+                           terminal_of(/*to_stdout=*/true, "auto"), std::cout);
+  }
+
+  void write_json(const results& found) const {
+    const dtree& m = *found.model;
+    const std::vector<std::string> classes = m.class_values();
+    zel::text::json_sink sink(std::cout);
+    json_out json(sink);
+    const auto member = [&json](const char* key, const auto& write) {
+      json.key(key);
+      json.object(write);
+    };
+    const auto whole = [&json](const char* key, unsigned long value) {
+      json.key(key);
+      json.Uint64(value);
+    };
+    json.object([&] {
+      member("model", [&] {
+        json.key("kind");
+        json.text(learning_.describe());
+        whole("trees", m.get_no_trees());
+        whole("nodes", m.size());
+        whole("leaves", m.leaves());
+        whole("depth", m.depth());
+        whole("attributes_tested", m.nfeatures());
+        whole("seed", learning_.seed);
+      });
+      member("training", [&] { write_figures(*found.training, classes, "training rows", json); });
+      if (!std::isnan(found.out_of_bag)) {
+        member("out_of_bag", [&] {
+          json.key("error");
+          json.number(found.out_of_bag);
+        });
+      }
+      if (found.folds.matrix) {
+        member("cross_validation", [&] {
+          whole("folds", found.n_folds);
+          json.key("mean_error");
+          json.number(found.folds.error.mean());
+          json.key("deviation");
+          json.number(found.folds.error.deviation());
+          write_figures(*found.folds.matrix, classes, "cross-validation", json);
+        });
+      }
+      if (found.holdout) {
+        member("holdout", [&] { write_figures(*found.holdout, classes, "hold-out rows", json); });
+      }
+    });
+    std::cout << '\n';
+  }
+
+  void tell_written() const {
+    std::vector<std::string> written(documents_.begin(), documents_.end());
+    written.insert(written.begin(), {output_, report_});
+    for (const std::string& file : written) {
+      if (!file.empty() && !is_standard(file)) std::cerr << "written: " << with_size(file) << '\n';
+    }
+  }
+
+  void tell_next(const results& found) const {
+    std::string file = input_.file;
+    if (!input_.columns.class_column.empty()) file += " --class " + input_.columns.class_column;
+    std::cerr << "\nnext:\n";
+    if (output_.empty()) {
+      std::cerr << "  orvik train " << file << " -o " << base_name(input_.file)
+                << ".orvik    # keeps the model\n";
+    } else {
+      std::cerr << "  orvik predict " << output_ << " NEW.csv -o scores.csv\n  orvik view "
+                << output_ << "    # " << base_name(output_) << ".html, for a browser\n";
+    }
+    if (found.model->get_no_trees() == 1) {
+      std::cerr << "  orvik compare " << file << "    # other prunings, and forests\n";
+    }
+  }
+
+  input_options input_;
+  learning learning_;
+  std::string output_, report_;
+  std::array<std::string, k_documents.size()> documents_;
+  bool json_ = false, quiet_ = false, no_cv_ = false;
+  double holdout_ = 0;
+  unsigned long folds_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<verb> new_train() { return std::make_unique<train_verb>(); }
+
+}  // namespace orvverbs
