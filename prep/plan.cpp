@@ -26,7 +26,7 @@ constexpr char k_no_weights[] = ": --frequencies has no effect without --weights
 constexpr char k_no_effect[] =
     " has no effect on the class; --bins makes ordered classes of its numbers";
 constexpr char k_scaled[] =
-    "orvcmd scales them to sum to the rows; --frequencies says that they are numbers of cases";
+    "scaled to sum to the rows; --frequencies says that they are numbers of cases";
 constexpr char k_many_numbers[] =
     "the last column is a number of many values; name the class by --class, or make ordered "
     "classes "
@@ -208,7 +208,7 @@ class planner {
       sum += n.value * static_cast<double>(n.count);
     }
     return zel::text::shortest_decimal(sum) + " cases in " +
-           counted(profiles_[i].n_cells(), " rows; orvcmd -norescale keeps them so");
+           counted(profiles_[i].n_cells(), " rows, which orvcmd -norescale keeps");
   }
 
   void make_class(std::size_t i) {
