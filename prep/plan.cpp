@@ -261,7 +261,8 @@ class planner {
   }
 
   void add_notes(std::size_t i) {
-    if (plans_[i].is("ignore")) return;
+    // What looks as a key may be a column of numbers but for a few cells.
+    if (plans_[i].is("ignore") && !plans_[i].key) return;
     plans_[i].note = joined(plans_[i].note, reading_note(profiles_[i], rules_));
     if (writes_texts(plans_[i]) && profiles_[i].n_replaced() > 0) add_replaced(i);
   }

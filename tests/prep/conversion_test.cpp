@@ -53,6 +53,12 @@ std::string repeated(const std::string& text, int n) {
   return all;
 }
 
+std::string counted_up(int n) {
+  std::string all;
+  for (int i = 0; i < n; ++i) all += std::to_string(i) + ",q\n";
+  return all;
+}
+
 const std::vector<awkward>& awkward_files() {
   const std::string two = "a,string,discrete\nk,string,class\n";
   const std::string number = "a,integer,continuous\nk,string,class\n";
@@ -213,6 +219,10 @@ const std::vector<awkward>& awkward_files() {
       {"nearly all numbers", "a,k\n" + repeated("1,p\n2,q\n3,q\n", 12) + "abc,p\n", two,
        repeated("1,p\n2,q\n3,q\n", 12) + "abc,p\n", nothing,
        "97.30 % are numbers, but not 'abc' (line 38): --also-unknown 'abc'"},
+      {"nearly all numbers, all different",
+       "a,k\n1.5,p\n2.5,p\n3.5,p\n" + counted_up(30) + "abc,p\n", "a,null,ignore\nk,string,class\n",
+       repeated("?,p\n", 3) + repeated("?,q\n", 30) + "?,p\n", nothing,
+       "different in every row, left out; 97.06 % are numbers, but not 'abc' (line 35)"},
       {"equal names", "x,y,x,x.2\n1,2,3,u\n4,5,6,v\n2,2,3,v\n",
        "x,integer,continuous\ny,string,discrete\nx.3,string,discrete\nx.2,string,class\n",
        "1,2,3,u\n4,5,6,v\n2,2,3,v\n", [](settings& s) { s.columns.continuous = {"x"}; },
