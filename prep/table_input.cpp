@@ -28,15 +28,18 @@ class profiler : public body_rows {
 void body_rows::cell(unsigned long column, std::string_view text, unsigned long line) {
   if (column == 0) begins_as_comment_ = text.starts_with(k_comment);
   if (in_header()) return;
-  if (column >= form_.names.size()) return;  // counted by the end of the row
-  take(column, text, line);
+  if (column < form_.names.size()) {
+    take(column, text, line);
+  } else {  // counted by the end of the row
+    has_more_ = has_more_ || !text.empty();
+  }
 }
 
 bool body_rows::end_of_row(unsigned long n, unsigned long line) {
   const bool header = in_header();
   ++rows_;
   if (header) return true;
-  if (n != form_.names.size()) {
+  if (n != form_.n_cells() || has_more_) {
     throw file_error(file_, line,
                      std::to_string(n) + " cells instead of " + std::to_string(form_.names.size()) +
                          (begins_as_comment_ ? "; --comment '#' passes over such lines" : ""));

@@ -35,7 +35,7 @@ class body_rows : public row_visitor {
   const std::string& file_;
   const layout& form_;
   unsigned long rows_ = 0;
-  bool begins_as_comment_ = false;
+  bool begins_as_comment_ = false, has_more_ = false;
 };
 
 /// How a file is to be read.
