@@ -107,13 +107,23 @@ bool has_name_of_numbers(const std::vector<row>& rows) {
   return false;
 }
 
+/// Whether the last cell is empty in all rows.
+bool ends_with_separators(const std::vector<row>& rows, std::size_t width) {
+  return rows.size() > 1 && width > 2 && std::ranges::all_of(rows, [width](const row& r) {
+           return r.size() < width || r.back().empty();
+         });
+}
+
 bool looks_like_header(const std::vector<row>& rows) {
   const row& first = rows[0];
   if (rows.size() > 1 && first.size() < rows[1].size()) return true;
   if (std::ranges::any_of(first, is_number)) return false;
   const std::set<std::string> different(first.begin(), first.end());
-  // The first name may be missing, where rows have names of their own.
-  const bool lacks_names = std::ranges::count(first, std::string()) > (first[0].empty() ? 1 : 0);
+  // The first name may be missing, where rows have names of their own, and one behind the rows'
+  // ends.
+  const auto n_empty = std::ranges::count(first, std::string());
+  const bool lacks_names =
+      n_empty > (first[0].empty() ? 1 : 0) + (ends_with_separators(rows, first.size()) ? 1 : 0);
   if (different.size() < first.size() || lacks_names || different.contains(k_unknown)) {
     return has_name_of_numbers(rows);
   }
@@ -121,7 +131,7 @@ bool looks_like_header(const std::vector<row>& rows) {
   for (std::size_t r = 1; r < rows.size(); ++r) {
     for (std::size_t c = 0; c < std::min(first.size(), rows[r].size()); ++c) {
       if (is_number(rows[r][c])) return true;
-      again = again || rows[r][c] == first[c];
+      again = again || (!first[c].empty() && rows[r][c] == first[c]);
     }
   }
   return !again;
@@ -234,12 +244,6 @@ separated separate(const beginning& start, const layout_wishes& wishes) {
   return separations(start, wishes.decimal_point).best();
 }
 
-/// Whether the rows have a cell more than the header at their ends, which is empty in all.
-bool ends_with_separators(const std::vector<row>& rows) {
-  return std::ranges::all_of(rows.begin() + 1, rows.end(),
-                             [](const row& r) { return r.back().empty(); });
-}
-
 /// A header may have as many names as rows have cells, or lack the first.
 void check_header(const std::string& file, const separated& found, std::size_t n,
                   std::size_t width) {
@@ -261,8 +265,10 @@ layout layout_of_rows(const std::string& file, const separated& found, header_mo
   form.has_header = header == header_mode::present ||
                     (header == header_mode::find_out && looks_like_header(rows));
   if (form.has_header) check_header(file, found, first.size(), width);
-  form.has_row_names = form.has_header && first.size() + 1 == width && !ends_with_separators(rows);
-  form.names = different_names(form.has_header ? first : row(), width, form.has_row_names);
+  form.has_last_separators = form.has_header && ends_with_separators(rows, width);
+  form.has_row_names = form.has_header && first.size() + 1 == width && !form.has_last_separators;
+  form.names = different_names(form.has_header ? first : row(),
+                               width - (form.has_last_separators ? 1 : 0), form.has_row_names);
   return form;
 }
 

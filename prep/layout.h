@@ -21,9 +21,13 @@ struct layout_wishes {
 struct layout {
   char separator = ',';
   bool has_header = false;
-  bool has_row_names = false;    ///< rows have one cell more in front than the header
+  bool has_row_names = false;  ///< rows have one cell more in front than the header
+  bool has_last_separators =
+      false;                     ///< rows end with one: a last cell that is empty, and no column
   unsigned long n_comments = 0;  ///< lines in front that begin with "#", passed over
   std::vector<std::string> names;
+
+  std::size_t n_cells() const { return names.size() + (has_last_separators ? 1 : 0); }
 };
 
 /// Looks at the start of the file, and makes it pass over comments from now on:
@@ -38,8 +42,9 @@ struct layout {
 /// - a header is where no cell of the first row is a number or empty and one of a column below is,
 ///   or where no cell of the first row comes again; where names are double or missing, one of them
 ///   must stand above nothing but numbers.
-/// Names are made different and not empty.
-/// Throws std::runtime_error, naming the file, where there are no rows or nothing separates them.
+/// Names are made different and not empty. A last cell of all rows that is empty in each of the
+/// first ones, and has no name, is none. Throws std::runtime_error, naming the file, where there
+/// are no rows or nothing separates them.
 layout layout_of(source& in, const layout_wishes& wishes);
 
 }  // namespace orvprep

@@ -118,6 +118,7 @@ class planner {
   }
 
   void leave_out(std::size_t i, const char* why) {
+    plans_[i].reading = profiles_[i].reading();
     plans_[i].type = "null";
     plans_[i].role = "ignore";
     plans_[i].note = why;
@@ -250,8 +251,13 @@ class planner {
   }
 
   void set(std::size_t i, const std::string& type, const char* role) {
-    plans_[i] = {plans_[i].name,         type, role,         "", profiles_[i].is_numeric(),
-                 profiles_[i].reading(), {},   /*key=*/false};
+    column_plan plan;
+    plan.name = plans_[i].name;
+    plan.type = type;
+    plan.role = role;
+    plan.numeric = profiles_[i].is_numeric();
+    plan.reading = profiles_[i].reading();
+    plans_[i] = plan;
   }
 
   void add_notes(std::size_t i) {

@@ -81,6 +81,7 @@ void write_remarks(const table_input& in, const table_plan& plan, std::ostream& 
   if (in.form().n_comments > 0) {
     out << "lines 1 to " << in.form().n_comments << " are comments, passed over\n";
   }
+  if (in.form().has_last_separators) out << "rows end with a separator: no column behind it\n";
   const char separator = plan.cells.out_separator;
   if (separator != ',') {
     out << "written with " << shown(separator) << " between the cells: orvcmd -sep "

@@ -28,15 +28,18 @@ class profiler : public body_rows {
 void body_rows::cell(unsigned long column, std::string_view text, unsigned long line) {
   if (column == 0) begins_as_comment_ = text.starts_with(k_comment);
   if (in_header()) return;
-  if (column >= form_.names.size()) return;  // counted by the end of the row
-  take(column, text, line);
+  if (column < form_.names.size()) {
+    take(column, text, line);
+  } else {  // counted by the end of the row
+    has_more_ = has_more_ || !text.empty();
+  }
 }
 
 bool body_rows::end_of_row(unsigned long n, unsigned long line) {
   const bool header = in_header();
   ++rows_;
   if (header) return true;
-  if (n != form_.names.size()) {
+  if (n != form_.n_cells() || has_more_) {
     throw file_error(file_, line,
                      std::to_string(n) + " cells instead of " + std::to_string(form_.names.size()) +
                          (begins_as_comment_ ? "; --comment '#' passes over such lines" : ""));
@@ -61,10 +64,18 @@ void table_input::look_through(const input_wishes& wishes, const cell_rules& rul
   profiles_.clear();
   for (std::size_t i = 0; i < form_.names.size(); ++i) profiles_.emplace_back(rules);
   for (const unsigned long column : kept(form_.names)) profiles_[column].keep_texts();
-  profiler rows(bytes_.name(), form_, profiles_);
-  read(rows);
+  texts_ = wishes.layout.comment == 0 ? text_table::of(bytes_, form_) : nullptr;
+  unsigned long n_rows = 0;
+  if (texts_) {
+    texts_->profile(profiles_);
+    n_rows = texts_->n_rows();
+  } else {
+    profiler rows(bytes_.name(), form_, profiles_);
+    read(rows);
+    n_rows = rows.n_rows();
+  }
   for (column_profile& p : profiles_) p.finish();
-  if (rows.n_rows() == 0) throw std::runtime_error(bytes_.name() + k_no_rows);
+  if (n_rows == 0) throw std::runtime_error(bytes_.name() + k_no_rows);
 }
 
 void table_input::read(row_visitor& visit) {

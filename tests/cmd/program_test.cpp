@@ -16,10 +16,14 @@ namespace {
 
 TEST(program, shows_the_usage_text_and_succeeds) {
   const std::string usage = orvcmd::usage_text(orvik::get_copyright(), orvik::get_n_workers());
+  const std::string all = usage + std::string(orvcmd::all_options_text());
   for (const char* line : {"", "--help", "-gain --help -q"}) {
     const program_result result = run_program(line);
-    EXPECT_EQ(result.out, usage) << line;
+    EXPECT_EQ(result.out, line == std::string("--help") ? all : usage) << line;
     EXPECT_EQ(result.status, 0) << line;
+  }
+  for (const std::string_view option : orvcmd::option_names()) {
+    EXPECT_NE(all.find("  " + std::string(option) + " "), all.npos) << option;
   }
 }
 
