@@ -12,6 +12,7 @@
 #include "verbs.h"
 #include "zel/inpout/replacing_file.h"
 #include "zel/text/message.h"
+#include "zel/util/progress_display.h"
 
 namespace {
 
@@ -71,7 +72,10 @@ int run(const std::vector<std::string>& words, std::string& program) {
     program += std::string(" ") + chosen.name();
     options declared(program, chosen.summary());
     chosen.declare(declared);
-    if (declared.parse({words.begin() + 1, words.end()})) chosen.run();
+    if (declared.parse({words.begin() + 1, words.end()})) {
+      const zel::util::progress::display progress(/*shown=*/true);
+      chosen.run();
+    }
   }
   flush_standard_output();
   return 0;

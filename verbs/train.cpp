@@ -14,6 +14,7 @@
 #include "report.h"
 #include "row_file.h"
 #include "verbs.h"
+#include "zel/util/progress_display.h"
 #include "zel/util/run_context.h"
 
 namespace orvverbs {
@@ -165,6 +166,7 @@ class train_verb : public verb {
   }
 
   void save(const training_input& in, const results& found) const {
+    zel::util::progress::stage("saving");
     if (!output_.empty()) found.model->toBinary(output_);
     for (std::size_t i = 0; i < k_documents.size(); ++i) {
       if (documents_[i].empty()) continue;
@@ -172,6 +174,7 @@ class train_verb : public verb {
                  [&](std::ostream& out) { k_documents[i].write(*found.model, out); });
     }
     if (report_.empty()) return;
+    zel::util::progress::stage("writing the report");
     write_file(report_, [&](std::ostream& out) {
       orvview::write_html_report(*found.model, found.model->get_name(), in.table.get(), out);
     });
