@@ -67,8 +67,8 @@ void sweep_cells(benchmark::State& state) {
   const node_cases some(static_cast<std::size_t>(state.range(0)), 16, 26);
   splitting::scratch<splitting::count_t> scratch;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(splitting::dense_cut(splitting::entropy(), some.codes.data(),
-                                                  some.node(), {1, 17}, scratch));
+    benchmark::DoNotOptimize(splitting::find_dense<splitting::find_cut>(
+        splitting::entropy(), some.codes.data(), some.node(), {1, 17}, scratch));
   }
   count_items(state);
 }
@@ -91,8 +91,8 @@ void sweep_keys(benchmark::State& state) {
   const node_cases some(static_cast<std::size_t>(state.range(0)), 100000, 2);
   splitting::scratch<splitting::count_t> scratch;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(splitting::sparse_cut(splitting::entropy(), some.codes.data(),
-                                                   some.node(), {1, 100001}, scratch));
+    benchmark::DoNotOptimize(splitting::find_sparse<splitting::find_cut>(
+        splitting::entropy(), some.codes.data(), some.node(), {1, 100001}, scratch));
   }
   count_items(state);
 }
@@ -102,7 +102,7 @@ void partition(benchmark::State& state) {
   growing::partition_scratch scratch;
   const auto above = [](std::uint32_t code) { return code > 30000; };
   for (auto _ : state) {
-    scratch.start(true, 30000, 2, 3);
+    scratch.start(split_test::cut_at(0, 30000), 2, 3);
     growing::sort_in_two(some.codes.data(), above, some.cases, scratch);
   }
   count_items(state);
@@ -134,7 +134,9 @@ void predict(benchmark::State& state) {
     owned.back()->build(plan, &drawn, k_no_depth_limit, &attributes);
     trees.push_back({owned.back().get()});
   }
-  const batch_predictor predictor(t, trees, trees.size() > 1, zel::util::default_context());
+  using answer = batch_predictor::answer;
+  const answer how = trees.size() > 1 ? answer::votes : answer::of_one;
+  const batch_predictor predictor(t, trees, how, zel::util::default_context());
   std::vector<std::uint32_t> codes;
   gather_codes(t, *all, codes);
   std::vector<outcome> outcomes(all->size());

@@ -19,7 +19,15 @@ The model
     -bt FILE             a model that -tb saved, instead of a table
     -m NUM  -depth NUM   least weight of two branches of a split; levels of splits
     -gain  -grpure       information gain, pure gain ratio, instead of the gain ratio
+Ensembles
     -ba N  -fo N         bagged trees; a random forest
+    -rf N  -bo N         a forest as did best over many tables; boosted trees
+    -mtry A              attributes that a node measures: N, P%, sqrt, log2 or all
+    -free  -binary       branches as light as may be; a discrete value against the rest
+    -extra               random cuts
+    -bag P  -noreplace   percent of the cases drawn for a tree; none twice
+    -balance             every class is drawn equally often
+    -soft                the mean of the trees' shares instead of a vote
 Pruning
     -np  -npp            pre-pruning only; none at all
     -ebp  -ebpg  -ebpa   error-based pruning, the default; and raising the largest, the best child

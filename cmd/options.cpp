@@ -11,6 +11,7 @@
 #include <limits>
 #include <span>
 
+#include "ensemble_options.h"
 #include "errors.h"
 #include "orvik/orvik.h"
 #include "zel/text/decimal.h"
@@ -34,6 +35,10 @@ constexpr char k_delta_range[] = "<delta> must >= 0";
 constexpr char k_workers_range[] = "in -tt, <n> must be in >= 0";
 constexpr char k_limit_range[] = "in -fslimit, <seconds> must be a number > 0 and <= 1000000000";
 constexpr double k_longest_search = 1e9;  // seconds
+constexpr char k_mtry_range[] =
+    "in -mtry, <attributes> must be a whole number > 0, a share such as 30%, sqrt, log2 or all";
+constexpr char k_bag_range[] = "in -bag, <share> must be in (0,1000] percent";
+constexpr double k_largest_bag = 1000;
 constexpr char k_seed_range[] = "in -seed, <n> must be a whole number from 0 to ";
 
 early_end argument_expected(std::string_view option) {
@@ -110,14 +115,55 @@ void set_holdout(options& opt, arguments& args) {
   opt.*Member = fraction;
 }
 
-template <bool Forest>
+enum class kind : unsigned char { bagging, forest, boosting };
+
+template <kind Kind>
 void set_ensemble(options& opt, arguments& args) {
   const long n = args.next_integer();
   require(n >= 1, k_trees_range);
   args.require_at_most(n, k_largest_count, "n");
-  opt.forest = Forest;
-  opt.bagging = !Forest;
+  opt.forest = Kind == kind::forest;
+  opt.bagging = Kind == kind::bagging;
+  opt.boosting = Kind == kind::boosting;
   opt.n_trees = n;
+}
+
+/// "<n>", "<p>%", "sqrt", "log2" or "all"; nothing may follow.
+void set_drawn_attributes(options& opt, arguments& args) {
+  using draw = orvik::attribute_draw;
+  const std::string word = args.next();
+  if (word == "sqrt")
+    opt.growth.attributes = {draw::SQUARE_ROOT, 0};
+  else if (word == "log2")
+    opt.growth.attributes = {draw::LOGARITHM, 0};
+  else if (word == "all")
+    opt.growth.attributes = {draw::ALL, 0};
+  else {
+    const bool percent = word.ends_with('%');
+    const auto number =
+        zel::text::parse_decimal<double>(std::string_view(word).substr(0, word.size() - percent));
+    const bool fits =
+        number && *number > 0 && (percent ? *number <= 100 : *number == std::floor(*number));
+    require(fits, k_mtry_range);
+    opt.growth.attributes = {percent ? draw::PERCENT : draw::COUNT, *number};
+  }
+}
+
+void set_drawn_share(options& opt, arguments& args) {
+  std::string word = args.next();
+  if (word.ends_with('%')) word.pop_back();
+  const auto number = zel::text::parse_decimal<double>(word);
+  require(number && *number > 0 && *number <= k_largest_bag, k_bag_range);
+  opt.draws.share = *number / 100;
+}
+
+template <auto Member>
+void set_growth(options& opt, arguments&) {
+  opt.growth.*Member = true;
+}
+template <auto Member, bool Value>
+void set_draws(options& opt, arguments&) {
+  opt.draws.*Member = Value;
 }
 
 void show_usage(options&, arguments&) { throw early_end{0, usage_now()}; }
@@ -254,8 +300,18 @@ constexpr option_row k_options[] = {
     {"-np", set_to<&options::pruning, model::PRE_PRUNING_ONLY>},
     {"-npp", set_to<&options::pruning, model::NO_PRUNING>},
     {"-cv", set_cross_validation},
-    {"-ba", set_ensemble<false>},
-    {"-fo", set_ensemble<true>},
+    {"-ba", set_ensemble<kind::bagging>},
+    {"-fo", set_ensemble<kind::forest>},
+    {"-rf", set_ensemble<kind::bagging>},
+    {"-bo", set_ensemble<kind::boosting>},
+    {"-mtry", set_drawn_attributes},
+    {"-free", set_growth<&orvik::growth::free>},
+    {"-binary", set_growth<&orvik::growth::one_value>},
+    {"-extra", set_growth<&orvik::growth::random_cuts>},
+    {"-soft", set_to<&options::answer, orvik::combination::shares>},
+    {"-bag", set_drawn_share},
+    {"-noreplace", set_draws<&orvik::resampling::replace, false>},
+    {"-balance", set_draws<&orvik::resampling::balanced, true>},
     {"-h", set_holdout<&options::holdout_random>},
     {"-hf", set_holdout<&options::holdout_first>},
     {"-hd", set_holdout<&options::holdout_stratified_deterministic>},
@@ -331,7 +387,12 @@ options options::parse(int argc, const char* const* argv) {
   options opt;
   arguments args({argv + 1, static_cast<std::size_t>(argc) - 1});
   while (!args.done()) take_option(opt, args);
+  settle_ensemble(opt);
   return opt;
+}
+
+bool options::is_given(std::string_view option) const {
+  return std::ranges::find(given, option) != given.end();
 }
 
 void options::usage() { std::cout << usage_now(); }

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "orvik/growth.h"
 #include "orvik/strategies.h"
 
 namespace orvcmd {
@@ -74,6 +75,10 @@ class options {
   bool forest = false;  ///< never together with bagging
   bool bagging = false;
   std::int64_t n_trees = 1;
+  bool boosting = false;  ///< neither of them
+  orvik::growth growth;   ///< of the nodes, for single trees too
+  orvik::resampling draws;
+  orvik::combination answer = orvik::combination::votes;
   std::int32_t pruning = orvik::model::EBP;
   const orvik::model::strategy_row& strategy() const {
     return orvik::model::row_of(static_cast<unsigned int>(pruning));
@@ -96,6 +101,9 @@ class options {
   bool probabilities = false;  ///< scores show the share of every class
   std::optional<unsigned long> seed;    ///< not set: every run draws its own random numbers
   std::vector<std::string_view> given;  ///< the options of the command line, as they came
+
+  bool is_given(std::string_view option) const;
+  bool is_ensemble() const { return forest || bagging || boosting; }
 };
 
 /// @return the usage text, last newline included, under the library's `banner`; `n_workers` is

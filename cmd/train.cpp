@@ -75,7 +75,10 @@ void grow(const options& opt, table* t, table::subset* cases, std::unique_ptr<dt
   zel::util::default_context().progress().begin(many ? unit::trees : unit::nodes,
                                                 many ? static_cast<unsigned long>(opt.n_trees) : 0);
   const bool preprune = opt.pruning != static_cast<int>(orvik::model::NO_PRUNING);
-  model->set_pruning_strategy(preprune ? orvik::model::PRE_PRUNING_ONLY : orvik::model::NO_PRUNING);
+  const auto first = opt.boosting ? static_cast<dtree::_PruningStrategy>(opt.pruning)
+                     : preprune   ? orvik::model::PRE_PRUNING_ONLY
+                                  : orvik::model::NO_PRUNING;
+  model->set_pruning_strategy(first);  // boosting prunes each tree before it weighs the next
   model->set_fs(orvik::model::NO_SELECTION, 0);  // it was made, if at all
   if (trace != nullptr && opt.trace_min_workers == 1) {
     model = trace_operation(opt, "build", *model, *trace, [&](dtree& copy) {
@@ -95,7 +98,7 @@ void grow(const options& opt, table* t, table::subset* cases, std::unique_ptr<dt
 /// is not drawn, so that its times compare.
 side_sets set_aside(const options& opt, table* t, table::subset& train, std::ostream* log,
                     bool random) {
-  if (!opt.strategy().separate_cases) return {};
+  if (!opt.strategy().separate_cases || opt.boosting) return {};  // which does so itself
   side_sets sets = split_classes(t, train, k_growing_share, random);
   if (sets.both()) return sets;
   log_line(log, "Too few cases to set some aside for pruning");
@@ -104,7 +107,7 @@ side_sets set_aside(const options& opt, table* t, table::subset& train, std::ost
 
 void prune(const options& opt, table* t, dtree& model, table::subset* held, std::ostream* log) {
   model.set_pruning_strategy(static_cast<dtree::_PruningStrategy>(opt.pruning));
-  if (opt.strategy().name == nullptr) return;
+  if (opt.strategy().name == nullptr || opt.boosting) return;
   if (held != nullptr) {
     log_line(log, "Pruning tree using ", held->size(), " pruning cases");
   } else {
@@ -130,8 +133,15 @@ std::unique_ptr<dtree> make_model(const options& opt, const table& t) {
 }
 
 void make_ensemble(const options& opt, dtree& model) {
-  if (!opt.forest && !opt.bagging) return;
-  model.set_forest(opt.forest, opt.bagging, static_cast<unsigned long>(opt.n_trees));
+  const auto n = static_cast<unsigned long>(opt.n_trees);
+  if (opt.boosting) {
+    model.set_boosting(n);
+  } else if (opt.forest || opt.bagging) {
+    model.set_forest(opt.forest, opt.bagging, n);
+  }
+  model.set_growth(opt.growth);
+  model.set_resampling(opt.draws);
+  model.set_combination(opt.answer);
 }
 
 training buildtree(const options& opt, table* t, _cv_errors& errors, std::ostream* log,

@@ -37,6 +37,12 @@ const impls::table& schema_of(const impls::dtree& model) {
   return *model.get_training_table();
 }
 
+unsigned long checked_tree(const impls::dtree& model, unsigned long i) {
+  if (i < model.n_trees()) return i;
+  throw std::runtime_error("there is no tree " + std::to_string(i) + " in a model of " +
+                           std::to_string(model.n_trees()));
+}
+
 /// The largest code of every attribute with which a case finds its way: of numbers any does.
 std::vector<code_t> last_codes(const impls::table& schema) {
   std::vector<code_t> last;
@@ -108,6 +114,10 @@ void dtree::set_fs_limit(double seconds) { impl_->set_fs_limit(seconds); }
 void dtree::set_forest(bool forest, bool bagging, unsigned long n) {
   impl_->set_forest(forest, bagging, n);
 }
+void dtree::set_boosting(unsigned long n) { impl_->set_boosting(n); }
+void dtree::set_growth(const growth& how) { impl_->set_growth(how); }
+void dtree::set_resampling(const resampling& draws) { impl_->set_resampling(draws); }
+void dtree::set_combination(combination how) { impl_->set_combination(how); }
 void dtree::set_min_obj(double m) { impl_->set_min_obj(m); }
 void dtree::set_max_depth(unsigned long depth) { impl_->set_max_depth(depth); }
 void dtree::set_conf_level(double level) { impl_->set_conf_level(level); }
@@ -206,13 +216,15 @@ bool dtree::recall_draws(table* t) { return impl_->recall_draws(required(t, k_no
 bool dtree::has_draws() const { return impl_->has_draws(); }
 std::string dtree::get_name() const { return impl_->name(); }
 bool dtree::is_ensemble() const { return impl_->is_ensemble(); }
+combination dtree::get_combination() const { return impl_->trees().answer(); }
+double dtree::get_votes(unsigned long i) const {
+  return impl_->trees().votes(checked_tree(*impl_, i));
+}
 bool dtree::votes() const { return impl_->votes(); }
 unsigned long dtree::get_no_trees() const { return impl_->n_trees(); }
 
 tree_node dtree::get_tree(unsigned long i) const {
-  if (i < impl_->n_trees()) return {impl_->get_tree(i), schema_of(*impl_)};
-  throw std::runtime_error("there is no tree " + std::to_string(i) + " in a model of " +
-                           std::to_string(impl_->n_trees()));
+  return {impl_->get_tree(checked_tree(*impl_, i)), schema_of(*impl_)};
 }
 
 schema_view dtree::get_schema() const { return schema_view(schema_of(*impl_)); }

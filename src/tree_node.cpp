@@ -39,6 +39,7 @@ unsigned int checked(unsigned long branch, unsigned long n) {
 
 branch_test::relation relation_of(const impls::branch_test& test) {
   if (test.how == impls::branch_test::EQUAL) return branch_test::EQUAL;
+  if (test.how == impls::branch_test::OTHER) return branch_test::OTHER;
   return test.how == impls::branch_test::UP_TO ? branch_test::UP_TO : branch_test::ABOVE;
 }
 

@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""Runs the commands of docs/tutorial.md, as they stand there, in one shell, and compares what they
-print with what stands there.
+"""Runs the commands of pages, docs/tutorial.md unless others are named, as they stand there, in one
+shell a page, and compares what they print with what stands there.
 
-Usage: tutorial.py ROOT BIN, where BIN has the programs. A command is an indented line behind "$ ";
-the indented lines below it are its output, on both streams. The shell starts in a folder that looks
-as the project does once it is built: with examples and build/release. Exit status 0 if all agree.
+Usage: tutorial.py ROOT BIN [PAGE ...], where BIN has the programs and pages are in ROOT. A command
+is an indented line behind "$ "; the indented lines below it are its output, on both streams. The
+shell starts in a folder that looks as the project does once it is built: with examples and
+build/release. Exit status 0 if all agree.
 """
 import os
 import re
@@ -55,9 +56,9 @@ def outputs_of(lines, folder):
     return found
 
 
-def main(root, programs):
-    with open(os.path.join(root, "docs", "tutorial.md")) as page:
-        shown = commands(page)
+def failures_in(page, root, programs):
+    with open(os.path.join(root, page), encoding="utf-8") as text:
+        shown = commands(text)
     with tempfile.TemporaryDirectory() as folder:
         shutil.copytree(os.path.join(root, "examples"), os.path.join(folder, "examples"))
         os.mkdir(os.path.join(folder, "build"))
@@ -67,8 +68,12 @@ def main(root, programs):
     for (command, expected), (printed, status) in zip(shown, ran):
         if status != "0" or without_sizes(printed) != without_sizes(expected):
             failures += 1
-            print(f"$ {command}\nstatus {status}\nprinted  {printed}\nexpected {expected}")
-    return 1 if failures else 0
+            print(f"{page}: $ {command}\nstatus {status}\nprinted  {printed}\nexpected {expected}")
+    return failures
+
+
+def main(root, programs, *pages):
+    return 1 if sum(failures_in(p, root, programs) for p in pages or ["docs/tutorial.md"]) else 0
 
 
 if __name__ == "__main__":

@@ -94,6 +94,8 @@ int main(int argc, char** argv) {
     std::cerr << program << ": " << zel::text::one_line(error.what()) << "\n"
               << program << " --help shows what there is.\n";
     return k_misused;
+  } catch (const closed_pipe&) {
+    return 128 + SIGPIPE;
   } catch (const std::bad_alloc&) {
     std::cerr << program << ": out of memory\n";
   } catch (const std::exception& error) {

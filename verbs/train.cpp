@@ -94,7 +94,7 @@ class train_verb : public verb {
     learning_.declare(all);
     all.group("How it is tested");
     all.real("--holdout", holdout_, 0.001, 99.999, "percent of the rows that are kept for a test");
-    all.number("--cv", folds_, 2, 1'000'000, "folds of the cross-validation (10; of a tree only)");
+    all.number("--cv", folds_, 2, 1'000'000, "folds of the cross-validation (10, where nothing else tests)");
     all.flag("--no-cv", no_cv_, "no cross-validation");
     learning_.declare_run(all);
     all.examples(k_examples);
@@ -145,7 +145,7 @@ class train_verb : public verb {
     if (parts.rest && parts.rest->size() > 0) {
       found.holdout.reset(found.model->test(&t, parts.rest.get(), nullptr));
     }
-    if (learning_.kind() != nullptr) found.out_of_bag = found.model->get_oob_error(&t);
+    if (has_out_of_bag()) found.out_of_bag = found.model->get_oob_error(&t);
     found.n_folds = folds_of(t);
     if (found.n_folds > 0) {
       begin(unit::folds, found.n_folds);
@@ -157,8 +157,12 @@ class train_verb : public verb {
   /// By default a tree is cross-validated where nothing else tests it.
   unsigned long folds_of(const table& t) const {
     if (folds_ > 0) return folds_;
-    const bool other_test = holdout_ > 0 || learning_.kind() != nullptr;
+    const bool other_test = holdout_ > 0 || has_out_of_bag();
     return no_cv_ || other_test || t.get_no_rows() < 2 ? 0 : std::min(k_folds, t.get_no_rows());
+  }
+
+  bool has_out_of_bag() const {
+    return learning_.kind() != nullptr && learning_.kind()->has_out_of_bag;
   }
 
   static void begin(unit of, unsigned long total) {

@@ -120,9 +120,14 @@ void cpp_writer::write_classes() {
 
 void cpp_writer::write_nodes() {
   const std::vector<unsigned long>& roots = tables_.roots;
-  out_ << "inline constexpr bool votes = " << (model_.votes() ? "true" : "false") << ";\n";
+  const bool averages = model_.get_combination() == orvik::combination::shares;
+  out_ << "inline constexpr bool votes = " << (model_.votes() ? "true" : "false")
+       << ", averages = " << (averages ? "true" : "false") << ";\n";
   write_array(declared("int", roots.size(), "roots"), roots.size(),
               [&](std::size_t i) { out_ << "  " << roots[i]; });
+  write_array(declared("double", roots.size(), "tree_votes"), roots.size(), [&](std::size_t i) {
+    out_ << "  " << zel::text::shortest_decimal(model_.get_votes(i));
+  });
   out_ << "inline const node nodes[] = {\n";
   for (const table_node& n : tables_.nodes) {
     out_ << '{' << n.column << ',' << n.limit << ',' << n.first << ',' << n.n << ','

@@ -97,7 +97,8 @@ inline int descend(int at, const codes& of) {
   while (nodes[at].column >= 0) {
     const int code = of[nodes[at].column];
     if (code == 0) break;
-    at = nodes[at].first + (nodes[at].limit > 0 ? (code > nodes[at].limit) : code - 1);
+    const int limit = nodes[at].limit;  // of a cut; of one value its place, negative
+    at = nodes[at].first + (limit > 0 ? code > limit : limit < 0 ? code != -limit : code - 1);
   }
   return at;
 }
@@ -111,8 +112,8 @@ inline void add_leaf(const node& leaf, double part, std::vector<double>& sums) {
 
 // Shares a row out among the leaves: without a value it goes down every branch, in proportion to
 // the training weight there.
-inline void spread(int from, const codes& of, std::vector<double>& sums) {
-  std::vector<std::pair<int, double>> open{{from, 1.0}};
+inline void spread(int from, const codes& of, std::vector<double>& sums, double amount = 1.0) {
+  std::vector<std::pair<int, double>> open{{from, amount}};
   while (!open.empty()) {
     const double part = open.back().second;
     const node& end = nodes[descend(open.back().first, of)];
@@ -153,17 +154,34 @@ inline std::pair<int, double> ask(int root, const codes& of) {
 
 }  // namespace detail
 
+namespace detail {
+
+inline double all_votes() {
+  double all = 0;
+  for (const double votes : tree_votes) all += votes;
+  return all;
+}
+
+}  // namespace detail
+
 inline prediction classify(const row& values) {
   const detail::codes of = detail::codes_of(values);
   if (!detail::votes) {
     const auto [code, confidence] = detail::ask(detail::roots[0], of);
     return {std::string(class_names[code]), confidence};
   }
-  std::vector<unsigned> votes(class_names.size());
-  for (const int root : detail::roots) ++votes[detail::ask(root, of).first];
+  std::vector<double> votes(class_names.size());
+  for (std::size_t i = 0; i < detail::roots.size(); ++i) {
+    const int root = detail::roots[i];
+    const double amount = detail::tree_votes[i];
+    if (detail::averages) {
+      detail::spread(root, of, votes, amount);
+    } else {
+      votes[detail::ask(root, of).first] += amount;
+    }
+  }
   const int best = detail::first_largest(votes);
-  return {std::string(class_names[best]),
-          static_cast<double>(votes[best]) / static_cast<double>(detail::roots.size())};
+  return {std::string(class_names[best]), votes[best] / detail::all_votes()};
 }
 
 inline std::string predict(const row& values) { return classify(values).class_name; }
@@ -172,8 +190,10 @@ inline std::string predict(const row& values) { return classify(values).class_na
 inline std::vector<double> shares(const row& values) {
   const detail::codes of = detail::codes_of(values);
   std::vector<double> sums(class_names.size());
-  for (const int root : detail::roots) detail::spread(root, of, sums);
-  for (double& sum : sums) sum /= static_cast<double>(detail::roots.size());
+  for (std::size_t i = 0; i < detail::roots.size(); ++i) {
+    detail::spread(detail::roots[i], of, sums, detail::tree_votes[i]);
+  }
+  for (double& sum : sums) sum /= detail::all_votes();
   return sums;
 }
 

@@ -86,7 +86,8 @@ void python_writer::write_names() {
   for (unsigned long i = 0; i < schema_.n_columns(); ++i) out_ << "    " << column(i) << ",\n";
   out_ << "]\nCLASS = " << column(schema_.class_column().index())
        << "\nWEIGHTS = " << (schema_.has_weights() ? column(schema_.weights_index()) : "None")
-       << "\nVOTES = " << (model_.votes() ? "True" : "False") << "\n";
+       << "\nVOTES = " << (model_.votes() ? "True" : "False") << "\nAVERAGES = "
+       << (model_.get_combination() == orvik::combination::shares ? "True" : "False") << "\n";
 }
 
 void python_writer::write_values(const tested_column& tested) {
@@ -138,9 +139,12 @@ void python_writer::write_nodes() {
   const auto number = [](auto n) { return std::to_string(n); };
   const auto decimal = [](double x) { return zel::text::shortest_decimal(x); };
   out_ << "\n# Nodes, tree after tree. The children of a node stand side by side from _FIRST on;"
-          " codes up to\n# _LIMIT go to the first child of a cut. Of a leaf (column -1) these are"
-          " its first share and class.\n";
+          " codes up to\n# _LIMIT go to the first child of a cut; a negative one is the one value"
+          " that does. Of a leaf (column -1)\n# these are its first share and class.\n";
   write_words("_ROOTS", "int", tables_.roots, number);
+  std::vector<double> votes;
+  for (unsigned long i = 0; i < model_.get_no_trees(); ++i) votes.push_back(model_.get_votes(i));
+  write_words("_VOTES", "float", votes, decimal);
   write_words("_COLUMN", "int", nodes, [&](const table_node& n) { return number(n.column); });
   write_words("_LIMIT", "int", nodes, [&](const table_node& n) { return number(n.limit); });
   write_words("_FIRST", "int", nodes, [&](const table_node& n) { return number(n.first); });

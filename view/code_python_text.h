@@ -62,6 +62,10 @@ def _places(values):
 )source";
 
 inline constexpr char k_python_descent[] = R"source(
+_ALL_VOTES = 0.0
+for _votes in _VOTES:  # one by one: sum() rounds otherwise in some versions
+    _ALL_VOTES += _votes
+
 
 def _code(column, row):
     """0 for an unknown value, else its place or 1 + the number of cuts below it."""
@@ -95,7 +99,8 @@ def _descend(at, codes):
         code = codes[_COLUMN[at]]
         if code == 0:
             break
-        at = _FIRST[at] + ((code > _LIMIT[at]) if _LIMIT[at] else code - 1)
+        limit = _LIMIT[at]
+        at = _FIRST[at] + (code > limit if limit > 0 else code != -limit if limit else code - 1)
     return at
 
 
@@ -105,10 +110,10 @@ def _ratio(part, whole):
     return math.inf if part > 0 else math.nan
 
 
-def _spread(start, codes, sums):
+def _spread(start, codes, sums, amount=1.0):
     """Shares a row out among the leaves: without a value it goes down every branch, in proportion
     to the training weight there."""
-    to_do = [(start, 1.0)]
+    to_do = [(start, amount)]
     while to_do:
         at, part = to_do.pop()
         at = _descend(at, codes)
@@ -151,11 +156,14 @@ def classify(row):
     if not VOTES:
         code, confidence = _ask(_ROOTS[0], codes)
         return CLASSES[code], confidence
-    votes = [0] * len(CLASSES)
-    for root in _ROOTS:
-        votes[_ask(root, codes)[0]] += 1
+    votes = [0.0] * len(CLASSES)
+    for root, amount in zip(_ROOTS, _VOTES):
+        if AVERAGES:
+            _spread(root, codes, votes, amount)
+        else:
+            votes[_ask(root, codes)[0]] += amount
     best = _first_largest(votes)
-    return CLASSES[best], votes[best] / len(_ROOTS)
+    return CLASSES[best], votes[best] / _ALL_VOTES
 
 
 def predict(row):
@@ -165,9 +173,9 @@ def predict(row):
 def shares(row):
     codes = _Codes(row)
     sums = [0.0] * len(CLASSES)
-    for root in _ROOTS:
-        _spread(root, codes, sums)
-    return {c: s / len(_ROOTS) for c, s in zip(CLASSES, sums)}
+    for root, amount in zip(_ROOTS, _VOTES):
+        _spread(root, codes, sums, amount)
+    return {c: s / _ALL_VOTES for c, s in zip(CLASSES, sums)}
 
 
 def _main(separator=","):

@@ -11,6 +11,17 @@ using orvik::tree_node;
 
 namespace {
 
+long limit_of(const tree_node& split, const std::vector<orvik::code_t>& cuts) {
+  const orvik::branch_test first = split.test(0);
+  if (first.how == orvik::branch_test::UP_TO) {
+    const auto cut = std::ranges::lower_bound(cuts, first.code);
+    assert(cut != cuts.end() && *cut == first.code);
+    return cut - cuts.begin() + 1;
+  }
+  const bool one_value = split.test(1).how == orvik::branch_test::OTHER;
+  return one_value ? -static_cast<long>(first.code) : 0;
+}
+
 std::vector<tree_node> trees_of(const orvik::dtree& model) {
   std::vector<tree_node> trees;
   for (unsigned long i = 0; i < model.get_no_trees(); ++i) trees.push_back(model.get_tree(i));
@@ -63,14 +74,12 @@ table_node node_tables::entry_of(const tree_node& node, unsigned long next) {
   if (node.is_leaf()) {
     const unsigned long first = shares.size();
     add_shares(node);
-    return {table_node::k_leaf, node.predicted(), first, shares.size() - first, node.weight()};
+    return {table_node::k_leaf, static_cast<long>(node.predicted()), first, shares.size() - first,
+            node.weight()};
   }
   const long place = column_of_attribute_[node.attribute()];
   const std::vector<orvik::code_t>& cuts = columns[static_cast<std::size_t>(place)].cuts;
-  const auto cut = std::ranges::lower_bound(cuts, node.test(0).code);
-  assert(cuts.empty() || (cut != cuts.end() && *cut == node.test(0).code));
-  const auto limit = cuts.empty() ? 0 : static_cast<unsigned long>(cut - cuts.begin()) + 1;
-  return {place, limit, next, node.n_children(), node.weight()};
+  return {place, limit_of(node, cuts), next, node.n_children(), node.weight()};
 }
 
 /// Without weight, the whole of what comes goes to the leaf's class.

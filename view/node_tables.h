@@ -31,8 +31,10 @@ struct class_share {
 /// Its children stand side by side.
 struct table_node {
   static constexpr long k_leaf = -1;
-  long column;          // in node_tables::columns, or k_leaf
-  unsigned long limit;  // cut: codes up to it go to the first child; leaf: the class
+  long column;  // in node_tables::columns, or k_leaf
+  // Cut: codes up to it go to the first child; test of one value: its place, negative; leaf: the
+  // class.
+  long limit;
   unsigned long first;  // the first child; leaf: its first share
   unsigned long n;      // children or shares
   double weight;

@@ -12,6 +12,7 @@
 #include "orvik/enums.h"
 #include "orvik/export.h"
 #include "orvik/feature_search.h"
+#include "orvik/growth.h"
 #include "orvik/importance.h"
 #include "orvik/schema.h"
 #include "orvik/table.h"
@@ -56,6 +57,16 @@ class ORVIK_EXPORT dtree {
   /// and the cases they were grown on; the schema and the attributes stay. Throws
   /// std::runtime_error when neither flag is set and n is not 1, or one is and n is 0.
   void set_forest(bool forest, bool bagging, unsigned long n);
+  /// n boosted trees: each is grown on the cases, weighed by the errors of those before it, pruned,
+  /// and has the more votes the fewer errors it makes (AdaBoost.M1, SAMME). They may end up fewer:
+  /// a tree without errors is the last, one no better than chance is left out. Drops the trees;
+  /// throws std::runtime_error where n is 0.
+  void set_boosting(unsigned long n);
+  /// What nodes measure, which tests they may have, what the trees of an ensemble but a boosted one
+  /// are grown on, and how they answer together; orvik/growth.h says more.
+  void set_growth(const growth& how);
+  void set_resampling(const resampling& draws);
+  void set_combination(combination how);
   /// Least weight of two branches of a split, above 0; by default 2.
   void set_min_obj(double m);
   /// Levels of splits; by default without limit.
@@ -170,6 +181,9 @@ class ORVIK_EXPORT dtree {
   /// of one tree answers as that tree does.
   bool is_ensemble() const;
   bool votes() const;
+  /// How they do that, and the votes of tree i; of one that is not boosted one.
+  combination get_combination() const;
+  double get_votes(unsigned long i) const;
   unsigned long get_no_trees() const;
   /// The root of tree i. Throws std::runtime_error for i >= get_no_trees().
   tree_node get_tree(unsigned long i) const;

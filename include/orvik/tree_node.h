@@ -23,6 +23,7 @@ class table;
 struct branch_test {
   enum relation : unsigned char {
     EQUAL,  ///< the value of `code`
+    OTHER,  ///< any other known value
     UP_TO,  ///< the value of `code` or a smaller one
     ABOVE,  ///< a larger value than that of `code`
   };
@@ -57,8 +58,9 @@ class ORVIK_EXPORT tree_node {
   /// Number of the attribute asked for, and its column.
   unsigned long attribute() const;
   column_view tested() const;
-  /// Of a column that is cut branch 0 is UP_TO the cut and branch 1 ABOVE it; of another, branch i
-  /// has the value of code i + 1. Throws std::runtime_error for a branch that there is not.
+  /// Of a column that is cut branch 0 is UP_TO the cut and branch 1 ABOVE it. Where one value is
+  /// asked for branch 0 is EQUAL to it and branch 1 OTHER; else branch i has the value of code i
+  /// + 1. Throws std::runtime_error for a branch that there is not.
   branch_test test(unsigned long branch) const;
 
   // Of the way here; throw std::runtime_error at the root.

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <regex>
 #include <sstream>
 #include <vector>
 
@@ -49,12 +50,30 @@ TEST(usage, is_the_published_text_to_the_character) {
   EXPECT_EQ(usage_text("Orvik version x", 12), published.str());
 }
 
+TEST(usage, has_every_option_in_groups_behind_it) {
+  const std::string groups(all_options_text());
+  for (const std::string_view option : option_names()) {
+    EXPECT_NE(groups.find("  " + std::string(option) + " "), groups.npos) << option;
+  }
+}
+
 TEST(manual, names_every_option_of_the_program) {
   std::ostringstream page;
   page << std::ifstream(k_page).rdbuf();
   for (const std::string_view option : option_names()) {
     EXPECT_THAT(page.str(),
                 testing::ContainsRegex("\n- (.*, )?\\*\\*" + std::string(option) + "\\*\\*[:, ]"));
+  }
+}
+
+TEST(manual, explains_what_the_log_says_of_options_without_effect) {
+  std::ostringstream page, session;
+  page << std::ifstream(k_page).rdbuf();
+  session << std::ifstream(ORVIK_ROOT "/tests/cmd/sessions/ignored.md").rdbuf();
+  const std::string said = session.str();
+  const std::regex reason("Ignored: .*[(](.*)[)]");
+  for (std::sregex_iterator at(said.begin(), said.end(), reason), end; at != end; ++at) {
+    EXPECT_THAT(page.str(), testing::HasSubstr('`' + at->str(1) + '`'));
   }
 }
 

@@ -102,39 +102,6 @@ TEST_F(output_files, are_all_compared) {
   }
 }
 
-TEST_F(output_files, are_refused_where_no_file_can_be) {
-  const auto file_outputs = {&options::log_file, &options::text_file, &options::score_output_file};
-  const std::string long_name(300, 'x');
-  for (const std::string& name : {std::string("sub"), std::string("missing/t"), std::string("a/t"),
-                                  std::string("t/"), std::string("loop"), long_name}) {
-    for (const auto output : file_outputs) {
-      options opt;
-      opt.text_file = "new";
-      opt.*output = name;
-      EXPECT_EQ(refusal(opt), "Cannot open/create " + name);
-    }
-  }
-}
-
-TEST_F(output_files, truncate_reports_and_append_to_the_log) {
-  write("log", "before\n");
-  options opt;
-  opt.log_stdout = false;  // the file wins
-  opt.log_file = "log";
-  opt.text_file = "a";
-  opt.tree_binary_output = "new";
-  outputs out(opt);
-  out.begin_log("banner");
-  *out.log() << "\nline";
-  *out.text() << "t";
-  out.end_log();
-  out.end_log();
-  out.close();
-  EXPECT_EQ(read("log"), "before\nbanner\nline\n");
-  EXPECT_EQ(read("a"), "t");
-  EXPECT_FALSE(fs::exists("new"));
-}
-
 TEST_F(output_files, print_no_sign_before_a_not_a_number) {
   options opt;
   opt.log_file = "log";

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <memory>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -164,23 +163,6 @@ TEST(conf_matrix, refuses_codes_past_the_end_and_other_sizes) {
   EXPECT_THROW(m.cases_predicted(3), std::runtime_error);
   EXPECT_THROW(m.class_name(3), std::runtime_error);
   EXPECT_EQ(m.cases(), 0);
-}
-
-TEST(conf_matrix, xml_shows_known_classes_with_escaped_names) {
-  conf_matrix m({"?", "a<b", "\"c\""});
-  m.add(1, 1, 3);
-  m.add(2, 1, 1);
-  std::ostringstream out;
-  m.toXML(out, "Training");
-  EXPECT_EQ(out.str(),
-            "<X-ConfusionMatrixTraining x-incorrectlyInst = \"1\" x-incorrectlyInstPerc = \"25%\""
-            " x-totalInst = \"4\">\n"
-            "<Array n=\"2\" type=\"string\">\n\"a&lt;b\" \"&quot;c&quot;\"\n</Array>\n"
-            "<Matrix>\n"
-            "<Array n=\"2\" type=\"real\">\n3 0\n</Array>\n"
-            "<Array n=\"2\" type=\"real\">\n1 0\n</Array>\n"
-            "</Matrix>\n"
-            "</X-ConfusionMatrixTraining>\n");
 }
 
 }  // namespace

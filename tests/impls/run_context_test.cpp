@@ -5,12 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <random>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "impls/support/stock_tables.h"
 #include "orvik/orvik.h"
 #include "zel/inpout_scratch.h"
 
@@ -24,21 +24,10 @@ constexpr char k_cancelled[] = "the run was cancelled";
 
 class run_contexts : public testing::Test {
  protected:
-  /// Rows over columns of several kinds, with unknown values and a class that hangs on them.
   void SetUp() override {
-    std::mt19937_64 random(1);
-    const auto below = [&random](unsigned long n) { return random() % n; };
-    std::string rows;
-    for (unsigned i = 0; i < 900; ++i) {
-      const unsigned long colour = below(5), few = below(12), many = below(1500);
-      const bool rule = below(8) == 0 || (colour == 2 ? few > 5 : many > 700);
-      rows += (colour == 0 ? "?" : std::to_string(colour)) + "," + std::to_string(few) + "," +
-              std::to_string(many) + (rule ? ",yes\n" : ",no\n");
-    }
-    names = files.put("t.names",
-                      "colour,string,discrete\nfew,integer,continuous\n"
-                      "many,double,continuous\nkind,string,class\n");
-    data = files.put("t.data", rows);
+    const orvik::impls::table_texts texts = orvik::impls::mixed_texts(900, 1, /*weighted=*/true);
+    names = files.put("t.names", texts.names);
+    data = files.put("t.data", texts.data);
   }
 
   std::unique_ptr<table> load(run_context& run) const {
@@ -67,14 +56,22 @@ class run_contexts : public testing::Test {
     const std::unique_ptr<table::subset> held(all->select(0, n, false)),
         rest(all->select(0, n, true));
     std::ostringstream out;
+    out.precision(17);
     const auto report = [&](const dtree& model) {
-      model.toTEXT(out);
-      const std::unique_ptr<orvik::conf_matrix> cm(model.test(t.get(), held.get(), nullptr));
+      model.toJSON(out);
+      const std::unique_ptr<orvik::conf_matrix> cm(model.test(t.get(), nullptr, nullptr));
       cm->toTEXT(out, 0);
     };
     const std::unique_ptr<dtree> trees = forest(run, 7);
     trees->build(t.get(), rest.get());
     report(*trees);
+    for (unsigned strategy = orvik::model::NO_PRUNING; strategy <= orvik::model::MEPA; ++strategy) {
+      const std::unique_ptr<dtree> bagged(trees->clone(/*parameters_only=*/true));
+      bagged->set_forest(false, true, 3);
+      bagged->set_pruning_strategy(static_cast<orvik::model::pruning_strategy>(strategy));
+      bagged->build(t.get(), rest.get());
+      bagged->toJSON(out);
+    }
     out << trees->get_oob_error(t.get());
     for (const auto& each : trees->get_importance(t.get())) out << ' ' << each.permutation;
     unsigned long rows = 0;
@@ -101,15 +98,15 @@ struct seeded {
   }
 };
 
-TEST_F(run_contexts, side_by_side_give_what_each_gives_alone) {
+TEST_F(run_contexts, side_by_side_on_any_number_of_workers_give_what_each_gives_alone_on_one) {
   const std::vector<seeded> trainings{{3, 7}, {4, 1}, {5, 2}};
   std::vector<std::string> alone, together(trainings.size());
   for (const seeded& each : trainings) {
     run_context run;
-    each.start(run);
+    seeded{each.seed, 1}.start(run);
     alone.push_back(train(run));
     EXPECT_EQ(run.get_done(run_context::unit::rows), 900);
-    EXPECT_EQ(run.get_done(run_context::unit::trees), 8);
+    EXPECT_EQ(run.get_done(run_context::unit::trees), 7 + 14 * 3 + 1);
   }
   EXPECT_NE(alone[0], alone[1]);
   EXPECT_NE(alone[1], alone[2]);

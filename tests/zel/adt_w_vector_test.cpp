@@ -137,20 +137,5 @@ TEST(stratify_frac, fills_the_quotas_for_every_fraction_and_class_count) {
   }
 }
 
-TEST(stratify_frac, throws_a_pointer_for_a_fraction_out_of_range) {
-  for (const double frac : {1.5, -0.1, std::numeric_limits<double>::quiet_NaN()}) {
-    list cases = rows(10);
-    std::string text;
-    try {
-      cases.stratify_frac(frac, uneven_class, 5, true);
-    } catch (std::runtime_error* thrown) {
-      const std::unique_ptr<std::runtime_error> error(thrown);
-      text = error->what();
-    }
-    EXPECT_EQ(text, "stratify_frac input must be in [0,1]");
-    EXPECT_EQ(rows_of(cases), rows_of(rows(10)));
-  }
-}
-
 }  // namespace
 }  // namespace zel::adt

@@ -28,18 +28,6 @@ std::string noisy_lines(unsigned count, unsigned seed) {
   return text;
 }
 
-TEST(gzip_input, is_read_to_the_end_of_its_last_member) {
-  const scratch::folder files;
-  const std::string first = noisy_lines(30000, 1);
-  const std::string second = noisy_lines(5, 2);
-  files.put("two.gz", gzipped(files, first) + gzipped(files, second));
-  const std::unique_ptr<ioconn> in(ioconn::get_default_input(files.at("two.gz")));
-  EXPECT_EQ(scratch::drain(*in, 100001), first + second);
-  EXPECT_TRUE(in->eof());
-  EXPECT_TRUE(in->rewind());
-  EXPECT_EQ(scratch::drain(*in), first + second);
-}
-
 // Wherever the pieces that come from the file end: in a header, in a block, between members.
 TEST(gzip_input, is_the_same_in_pieces_of_any_size) {
   const scratch::folder files;

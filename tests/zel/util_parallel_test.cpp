@@ -119,23 +119,5 @@ TEST(contexts, have_their_own_threads_however_few_another_one_has) {
   EXPECT_EQ(most, 5);
 }
 
-TEST(contexts, draw_and_count_for_themselves) {
-  run_context first, second;
-  first.seeds().set(5);
-  second.seeds().set(5);
-  second.seeds().next(draw::shuffle);
-  seed_source fresh;
-  fresh.set(5);
-  EXPECT_EQ(first.seeds().next(draw::shuffle), fresh.next(draw::shuffle));
-  first.count(progress::unit::trees, 3);
-  first.progress().begin(progress::unit::trees, 9);
-  first.count(progress::unit::trees, 2);
-  second.count(progress::unit::trees, 4);
-  const progress::reading at = first.progress().read();
-  EXPECT_EQ(at.done, 2);
-  EXPECT_EQ(at.total, 9);
-  EXPECT_EQ(second.progress().done(progress::unit::trees), 4);
-}
-
 }  // namespace
 }  // namespace zel::util

@@ -66,18 +66,6 @@ TEST(is_utf8, knows_the_ends_of_every_range) {
   EXPECT_TRUE(utf8.ends_with("\xc3\xbe\xc3\xbf"));
 }
 
-TEST(seed_source, repeats_from_the_start_when_set_again) {
-  seed_source seeds;
-  seeds.set(42);
-  const unsigned long first = seeds.next(draw::shuffle);
-  const unsigned long second = seeds.next(draw::shuffle);
-  seeds.set(42);
-  EXPECT_EQ(seeds.next(draw::shuffle), first);
-  EXPECT_EQ(seeds.next(draw::shuffle), second);
-  seeds.set(43);
-  EXPECT_NE(seeds.next(draw::shuffle), first);
-}
-
 TEST(seed_source, differs_for_every_purpose_and_index) {
   seed_source source;
   source.set(1);

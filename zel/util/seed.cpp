@@ -4,20 +4,14 @@
 #include <cstddef>
 #include <random>
 
+#include "zel/util/quick_gen.h"
+
 namespace zel::util {
 
 namespace {
 
 constexpr unsigned long k_numbered = 0;
 constexpr unsigned long k_indexed = 1;
-
-// The output function of splitmix64, whose increment it adds: a bijection that spreads every bit.
-unsigned long spread(unsigned long x) {
-  x += 0x9e3779b97f4a7c15UL;
-  x = (x ^ (x >> 30)) * 0xbf58476d1ce4e5b9UL;
-  x = (x ^ (x >> 27)) * 0x94d049bb133111ebUL;
-  return x ^ (x >> 31);
-}
 
 unsigned long seed_of(unsigned long run, unsigned long kind, draw purpose,
                       std::initializer_list<unsigned long> path) {

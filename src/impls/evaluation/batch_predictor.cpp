@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <numeric>
 #include <optional>
 
 #include "zel/util/run_context.h"
@@ -15,10 +16,10 @@ std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes,
   return std::clamp<std::size_t>(k_counters / n_class_codes, 1, shared);
 }
 
-batch_predictor::batch_predictor(const table& t, const std::vector<voter>& trees, bool vote,
+batch_predictor::batch_predictor(const table& t, const std::vector<voter>& trees, answer how,
                                  zel::util::run_context& run)
-    : run_(run), n_class_codes_(t.n_class_codes()), n_attributes_(t.n_attributes()), vote_(vote) {
-  assert(vote ? !trees.empty() : trees.size() == 1);
+    : run_(run), n_class_codes_(t.n_class_codes()), n_attributes_(t.n_attributes()), how_(how) {
+  assert(how == answer::of_one ? trees.size() == 1 : !trees.empty());
   flat_tree::require_narrow(t);
   std::vector<std::optional<flat_tree>> flat(trees.size());
   run.for_each_index(trees.size(), [&](unsigned long i) { flat[i].emplace(t, *trees[i].tree); });
@@ -48,8 +49,8 @@ void batch_predictor::predict_rows(const table& t, case_span cases,
 }
 
 void batch_predictor::predict(const case_block& cases, std::span<outcome> outcomes) const {
-  assert(vote_ || trees_.size() == 1);
-  vote_ ? predict_votes(cases, outcomes) : predict_one(trees_[0], cases, outcomes);
+  how_ == answer::of_one ? predict_one(trees_[0], cases, outcomes)
+                         : predict_together(cases, outcomes);
 }
 
 void batch_predictor::predict_one(const flat_tree& tree, const case_block& cases,
@@ -61,22 +62,39 @@ void batch_predictor::predict_one(const flat_tree& tree, const case_block& cases
 }
 
 /// Tree by tree over all cases: a tree stays in the cache while it is used.
-void batch_predictor::predict_votes(const case_block& cases, std::span<outcome> outcomes) const {
+void batch_predictor::predict_together(const case_block& cases, std::span<outcome> outcomes) const {
   thread_local vote_count votes;
   votes.start(outcomes.size(), n_class_codes_);
   for (outcome& o : outcomes) o.depth = 0;
   for (std::size_t tree = 0; tree < trees_.size(); ++tree) {
-    const auto count = [&](std::size_t i, const decision_tree::prediction& found, double depth) {
-      outcomes[i].depth += depth;
-      votes.add(i, found.first, votes_[tree]);
-    };
-    trees_[tree].predict(cases, outcomes.size(), count);
+    how_ == answer::votes ? add_votes(tree, cases, outcomes, votes)
+                          : add_shares(tree, cases, outcomes, votes);
   }
   for (std::size_t i = 0; i < outcomes.size(); ++i) {
     const vote_count::verdict found = votes.decide(i);
     outcomes[i].predicted = found.predicted;
     outcomes[i].confidence = found.share_of(all_votes_);
   }
+}
+
+void batch_predictor::add_votes(std::size_t tree, const case_block& cases,
+                                std::span<outcome> outcomes, vote_count& votes) const {
+  const auto count = [&](std::size_t i, const decision_tree::prediction& found, double depth) {
+    outcomes[i].depth += depth;
+    votes.add(i, found.first, votes_[tree]);
+  };
+  trees_[tree].predict(cases, outcomes.size(), count);
+}
+
+void batch_predictor::add_shares(std::size_t tree, const case_block& cases,
+                                 std::span<outcome> outcomes, vote_count& votes) const {
+  thread_local std::vector<std::uint32_t> all;
+  if (all.size() != outcomes.size()) {
+    all.resize(outcomes.size());
+    std::iota(all.begin(), all.end(), 0U);
+  }
+  trees_[tree].add_shares(cases, all, votes_[tree], votes.all(),
+                          [&](std::size_t i, double depth) { outcomes[i].depth += depth; });
 }
 
 }  // namespace orvik::impls

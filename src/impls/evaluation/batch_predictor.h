@@ -29,9 +29,11 @@ std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes,
 /// Threads: many readers.
 class batch_predictor {
  public:
-  /// With `vote` the trees vote and the confidence is the share of the votes; without, there is
-  /// one tree. Uses the workers of `run`, which must outlive this.
-  batch_predictor(const table& t, const std::vector<voter>& trees, bool vote,
+  /// How the trees answer: one by itself, many by votes or by mean shares.
+  enum class answer : unsigned char { of_one, votes, shares };
+  /// The confidence is the tree's, the share of the votes or the mean share. Uses the workers of
+  /// `run`, which must outlive this.
+  batch_predictor(const table& t, const std::vector<voter>& trees, answer how,
                   zel::util::run_context& run);
 
   zel::util::run_context& run() const { return run_; }
@@ -50,15 +52,19 @@ class batch_predictor {
  private:
   void predict_one(const flat_tree& tree, const case_block& cases,
                    std::span<outcome> outcomes) const;
-  void predict_votes(const case_block& cases, std::span<outcome> outcomes) const;
+  void predict_together(const case_block& cases, std::span<outcome> outcomes) const;
+  void add_votes(std::size_t tree, const case_block& cases, std::span<outcome> outcomes,
+                 vote_count& votes) const;
+  void add_shares(std::size_t tree, const case_block& cases, std::span<outcome> outcomes,
+                  vote_count& votes) const;
 
   zel::util::run_context& run_;
   unsigned long n_class_codes_;
   unsigned long n_attributes_;
-  bool vote_;
+  answer how_;
   std::vector<flat_tree> trees_;
   std::vector<vote_t> votes_;  // by tree
-  std::uint64_t all_votes_ = 0;
+  vote_t all_votes_ = 0;
 };
 
 }  // namespace orvik::impls

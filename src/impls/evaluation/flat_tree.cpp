@@ -1,6 +1,7 @@
 #include "impls/evaluation/flat_tree.h"
 
 #include <algorithm>
+#include <array>
 #include <cassert>
 #include <cstdint>
 #include <stdexcept>
@@ -34,20 +35,23 @@ class flat_tree::builder {
   explicit builder(flat_tree& into) : into_(into) {}
 
   void build(const decision_tree& root) {
-    open_.push_back({&root, k_root, 0});
+    open_.push_back({&root, {k_none, k_none}, 0});
     for (std::size_t i = 0; i < open_.size(); ++i) {
       const subtree next = open_[i];
       const place at = next.tree->get_no_childs() == 0 ? add_leaf(next) : add_split(next);
-      (i == 0 ? into_.root_ : into_.tests_[next.slot / 2].below[next.slot % 2]) = at;
+      if (i == 0) into_.root_ = at;
+      for (const std::uint32_t slot : next.slots) {
+        if (slot != k_none) into_.tests_[slot / 2].below[slot % 2] = at;
+      }
       if (i > 0) into_.branches_.push_back({at, next.tree->get_node()->weight()});
     }
   }
 
  private:
-  static constexpr std::uint32_t k_root = UINT32_MAX;
+  static constexpr std::uint32_t k_none = UINT32_MAX;
   struct subtree {
     const decision_tree* tree;
-    std::uint32_t slot;  // which of the tests' two ways leads here: 2 * test + way
+    std::array<std::uint32_t, 2> slots;  // which ways of tests lead here: 2 * test + way
     std::uint32_t depth;
   };
 
@@ -81,8 +85,10 @@ class flat_tree::builder {
     const std::size_t first = open_.size();
     open_.resize(first + n);
     if (asked.is_cut()) {
-      add_test(asked.attribute, static_cast<std::uint32_t>(asked.cut));
-      for (unsigned int i = 0; i < n; ++i) open_child(at, first, i, slot(test, i));
+      add_test(asked.attribute, static_cast<std::uint32_t>(asked.code));
+      for (unsigned int i = 0; i < n; ++i) open_child(at, first, i, {slot(test, i), k_none});
+    } else if (asked.is_one_value()) {
+      add_one_value(at, first);
     } else {
       weight_before_.assign(1, 0.0);
       for (unsigned int i = 0; i < n; ++i) {
@@ -93,6 +99,23 @@ class flat_tree::builder {
     into_.splits_.resize(into_.tests_.size());
     into_.splits_[test] = {node.weight(), static_cast<std::uint32_t>(first - 1), n};
     return static_cast<place>(test);
+  }
+
+  /// Codes above the value, then those below it, go to the other branch. No code is below the
+  /// first.
+  void add_one_value(const subtree& at, std::size_t first_open) {
+    const split_test& asked = at.tree->get_node()->test();
+    const auto value = static_cast<std::uint32_t>(asked.code);
+    const std::size_t above = add_test(asked.attribute, value);
+    std::uint32_t of_value = slot(above, 0), below = k_none;
+    if (value > 1) {
+      const std::size_t next = add_test(asked.attribute, value - 1);
+      into_.tests_[above].below[0] = static_cast<place>(next);
+      of_value = slot(next, 1);
+      below = slot(next, 0);
+    }
+    open_child(at, first_open, 0, {of_value, k_none});
+    open_child(at, first_open, 1, {slot(above, 1), below});
   }
 
   /// Tests that find the children from `begin` to before `end`; the code of a child is one more.
@@ -117,13 +140,13 @@ class flat_tree::builder {
 
   void add_half(const subtree& at, std::size_t first_open, std::uint32_t from, unsigned int begin,
                 unsigned int end) {
-    if (end - begin == 1) return open_child(at, first_open, begin, from);
+    if (end - begin == 1) return open_child(at, first_open, begin, {from, k_none});
     into_.tests_[from / 2].below[from % 2] = static_cast<place>(into_.tests_.size());
     add_search(at, first_open, begin, end);
   }
 
   void open_child(const subtree& at, std::size_t first_open, unsigned int child,
-                  std::uint32_t from) {
+                  const std::array<std::uint32_t, 2>& from) {
     open_[first_open + child] = {at.tree->get_child(child), from, at.depth + 1};
   }
 
@@ -193,29 +216,43 @@ std::span<const flat_tree::place> flat_tree::descend(const case_block& cases,
 }
 
 /// Adds the shares of a leaf. Classes without a share would add nothing.
-void flat_tree::distribute(const leaf& reached, double weight,
-                           std::vector<double>& distribution) const {
+void flat_tree::distribute(const leaf& reached, double weight, std::span<double> sums) const {
   if (reached.n_shares == 0) {
     // As the class's share of all: weight x w / w is not always the weight to the last bit.
-    distribution[reached.predicted] += part_of(weight, reached.weight, reached.weight);
+    sums[reached.predicted] += part_of(weight, reached.weight, reached.weight);
     return;
   }
   for (const share& s : std::span(shares_).subspan(reached.first_share, reached.n_shares)) {
-    distribution[s.class_code] += part_of(weight, s.weight, reached.weight);
+    sums[s.class_code] += part_of(weight, s.weight, reached.weight);
   }
 }
 
-/// From a test that the case has no value for. The steps and their order are those of
-/// decision_tree::predict_class.
+/// From a leaf, or a test that the case has no value for. @return depth x amount.
+double flat_tree::spread(place end, const std::uint32_t* codes, double amount,
+                         std::span<double> sums) const {
+  if ((end & k_leaf) == 0) return spread_unknown(end & ~k_marks, codes, amount, sums);
+  const leaf& reached = leaves_[end & ~k_marks];
+  distribute(reached, amount, sums);
+  return reached.depth * amount;
+}
+
+/// The steps and their order are those of decision_tree::predict_class.
 flat_tree::arrival flat_tree::predict_unknown(place at, const std::uint32_t* codes) const {
+  thread_local std::vector<double> shares;
+  shares.assign(n_class_codes_, 0.0);
+  const double depths = spread_unknown(at, codes, 1.0, shares);
+  const code_t best = distribution(shares).decide();
+  return {{best, shares[best]}, depths};
+}
+
+double flat_tree::spread_unknown(place at, const std::uint32_t* codes, double amount,
+                                 std::span<double> sums) const {
   struct portion {
     place at;
     double weight;
   };
   thread_local std::vector<portion> open;
-  thread_local std::vector<double> shares;
-  shares.assign(n_class_codes_, 0.0);
-  open.assign(1, {at, 1.0});
+  open.assign(1, {at, amount});
   double depths = 0;
   while (!open.empty()) {
     portion p = open.back();
@@ -223,7 +260,7 @@ flat_tree::arrival flat_tree::predict_unknown(place at, const std::uint32_t* cod
     while ((p.at & k_marks) == 0) p.at = below(p.at, codes[tests_[p.at].attribute]);
     const std::uint32_t number = p.at & ~k_marks;
     if ((p.at & k_leaf) != 0) {
-      distribute(leaves_[number], p.weight, shares);
+      distribute(leaves_[number], p.weight, sums);
       depths += leaves_[number].depth * p.weight;
       continue;
     }
@@ -234,8 +271,7 @@ flat_tree::arrival flat_tree::predict_unknown(place at, const std::uint32_t* cod
       if (part != 0) open.push_back({first[i].child, part});  // nothing adds nothing
     }
   }
-  const code_t best = distribution(shares).decide();
-  return {{best, shares[best]}, depths};
+  return depths;
 }
 
 void gather_codes(const table& t, std::span<const case_list::value_type> cases,

@@ -60,6 +60,22 @@ class flat_tree {
     for (const std::uint32_t i : which) arrive(cases, i, ends[i], take);
   }
 
+  /// Spreads `amount` of every case of the block over the classes: sums by case, then by class
+  /// code. Calls reached(i, depth) for a weight of 1. The steps and their order are those of
+  /// decision_tree::add_shares.
+  template <class Reached>
+  void add_shares(const case_block& cases, std::span<const std::uint32_t> which, double amount,
+                  std::span<double> sums, const Reached& reached) const {
+    std::vector<traveller>& on_way = at_root(which.size());
+    for (std::size_t i = 0; i < which.size(); ++i) on_way[i].number = which[i];
+    const std::size_t n = which.empty() ? 0 : which.back() + 1;
+    const std::span<const place> ends = descend(cases, on_way, n);
+    for (const std::uint32_t i : which) {
+      const std::span<double> own = sums.subspan(i * n_class_codes_, n_class_codes_);
+      reached(i, spread(ends[i], cases.of_case(i).data(), amount, own) / amount);
+    }
+  }
+
  private:
   /// What a step leads to: the number of a test, or with a mark that of a leaf, or of a test that
   /// the case has no value for.
@@ -131,7 +147,10 @@ class flat_tree {
   }
 
   arrival predict_unknown(place at, const std::uint32_t* codes) const;
-  void distribute(const leaf& reached, double weight, std::vector<double>& distribution) const;
+  double spread(place end, const std::uint32_t* codes, double amount, std::span<double> sums) const;
+  double spread_unknown(place at, const std::uint32_t* codes, double amount,
+                        std::span<double> sums) const;
+  void distribute(const leaf& reached, double weight, std::span<double> sums) const;
 
   std::size_t n_class_codes_;
   place root_ = 0;

@@ -3,6 +3,7 @@
 // A case whose value of the tested attribute is unknown goes down every branch, in proportion to
 // the training weight that did (Quinlan 1993); its class is the one of the largest weight.
 #include <cassert>
+#include <span>
 
 #include "impls/evaluation/batch_predictor.h"
 #include "impls/evaluation/tally.h"
@@ -39,15 +40,15 @@ struct portion {
 };
 
 /// Adds the shares of a leaf. @return depth x weight.
-double distribute_leaf(const decision_node& leaf, std::vector<double>& distribution, double weight,
+double distribute_leaf(const decision_node& leaf, std::span<double> distribution, double weight,
                        unsigned long depth) {
   leaf.add_shares(weight, distribution);
   return static_cast<double>(depth) * weight;
 }
 
 template <class CodeOf>
-double distribute(const decision_tree& root, const CodeOf& code_of,
-                  std::vector<double>& distribution, double weight, unsigned long depth) {
+double distribute(const decision_tree& root, const CodeOf& code_of, std::span<double> distribution,
+                  double weight, unsigned long depth) {
   const decision_tree& first = descend(root, code_of, depth);
   if (first.get_no_childs() == 0) {
     return distribute_leaf(*first.get_node(), distribution, weight, depth);
@@ -108,6 +109,17 @@ double decision_tree::predict_distribution(const table&, const std::vector<code_
       *this, [&codes](unsigned int a) { return codes[a]; }, distribution, weight, depth);
 }
 
+void decision_tree::add_shares(const std::vector<code_t>& codes, double amount,
+                               std::span<double> by_code) const {
+  distribute(
+      *this, [&codes](unsigned int a) { return codes[a]; }, by_code, amount, 0);
+}
+
+void decision_tree::add_row_shares(const table& t, row_t row, double amount,
+                                   std::span<double> by_code) const {
+  distribute(*this, codes_of_row(t, row), by_code, amount, 0);
+}
+
 double decision_tree::predict_row(const table& t, row_t row, prediction& result,
                                   double weight) const {
   return classify(t.n_class_codes(), *this, codes_of_row(t, row), result, weight, 0);
@@ -132,7 +144,7 @@ double decision_tree::predict_changed_row(const table& t, row_t row, unsigned in
 
 double decision_tree::predict_cm(const table& t, const case_list& cases, double weight,
                                  conf_matrix& matrix, zel::util::run_context& run) const {
-  const batch_predictor predictor(t, {{this}}, /*vote=*/false, run);
+  const batch_predictor predictor(t, {{this}}, batch_predictor::answer::of_one, run);
   return tally(t, cases, weight, matrix, predictor);
 }
 

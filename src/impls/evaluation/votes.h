@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cassert>
-#include <cstdint>
 #include <span>
 #include <vector>
 
@@ -10,8 +9,8 @@
 
 namespace orvik::impls {
 
-/// Whole votes: every kind of ensemble gives each of its trees one.
-using vote_t = std::uint32_t;
+/// One for each tree, or what boosting gives it. Whole ones add up exactly.
+using vote_t = double;
 
 class decision_tree;
 
@@ -21,7 +20,7 @@ struct voter {
   vote_t votes = 1;
 };
 
-/// What the trees said of some cases: counters by case, then by class code.
+/// What the trees said of some cases: votes, or shares of them, by case, then by class code.
 /// Threads: one.
 class vote_count {
  public:
@@ -39,15 +38,18 @@ class vote_count {
     code_t predicted;
     vote_t votes;  // for it; 0 where no tree was asked
 
-    double share_of(std::uint64_t all) const {
-      return static_cast<double>(votes) / static_cast<double>(all);
-    }
+    double share_of(vote_t all) const { return votes / all; }
   };
+  /// Of all cases, and of one by class code.
+  std::span<vote_t> all() { return counts_; }
+  std::span<vote_t> of_case(std::size_t i) {
+    return {counts_.data() + i * n_class_codes_, n_class_codes_};
+  }
   verdict decide(std::size_t i) const {
-    const distribution of_case(
+    const distribution said(
         std::span<const vote_t>(counts_.data() + i * n_class_codes_, n_class_codes_));
-    const code_t predicted = of_case.decide();
-    return {predicted, of_case[predicted]};
+    const code_t predicted = said.decide();
+    return {predicted, said[predicted]};
   }
 
  private:

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "impls/splitting/counted_cases.h"
+#include "impls/trees/split_test.h"
 
 namespace orvik::impls::growing {
 
@@ -27,13 +28,13 @@ struct partition_scratch {
   std::vector<std::uint32_t> branches;      // by case
   std::vector<counted_case> cases;
 
-  /// Ranges of codes start from the threshold of a continuous column, else from the branch's code.
-  void start(bool continuous, std::uint32_t threshold, std::size_t n, std::size_t n_class_codes) {
+  /// Ranges of codes start from that of a test in two, else from the branch's own.
+  void start(const split_test& test, std::size_t n, std::size_t n_class_codes) {
     n_classes = n_class_codes;
     class_counts.assign(n * n_classes, 0);
     parts.clear();
     for (std::uint32_t b = 0; b < n; ++b) {
-      const std::uint32_t code = continuous ? threshold : b + 1;
+      const auto code = test.parts_in_two() ? static_cast<std::uint32_t>(test.code) : b + 1;
       parts.push_back({0, 0, code, code});
     }
   }

@@ -59,14 +59,14 @@ node_scratch& own_scratch() {
 
 column::splitting_desc measure_one(const growing_plan& plan, const growing_plan::attribute& a,
                                    const counted_node& node, const narrow_range& range,
-                                   count_scratch& s) {
-  const bool continuous = a.values->type() == column::CONTINUOUS;
-  if (!continuous && a.values->type() != column::DISCRETE) return {};
+                                   zel::util::quick_gen* draw) {
+  const column::role type = a.values->type();
+  if (type != column::CONTINUOUS && type != column::DISCRETE) return {};
   const code_range of(range.first, range.second);
   return splitting::visit_impurity(plan.type(), [&](const auto& impurity) {
     return visit_codes(a.codes, [&](const auto& codes) {
-      return continuous ? splitting::measure_continuous(impurity, codes, node, of, s)
-                        : splitting::measure_discrete(impurity, codes, node, of, s);
+      return splitting::measure_test(impurity, *a.values, codes, node, of, plan.how(), draw,
+                                     measuring_scratch());
     });
   });
 }
@@ -125,8 +125,7 @@ void counted_growing::grow(growing_node&& open_node, std::vector<growing_node>& 
     if (!plan_.attributes()[a].usable) continue;
     if (piece.ranges[a].second > piece.ranges[a].first + 1) candidates.push_back({a, {}});
   }
-  if (draw_ != nullptr) keep_random(candidates, plan_.n_usable(), *draw_);
-  measure(node, piece, candidates);
+  measure(open_node, candidates);
   const candidate* best = best_of(candidates, plan_.type());
   if (best == nullptr) return;
   node.set_test(plan_.t(), *best);
@@ -135,27 +134,39 @@ void counted_growing::grow(growing_node&& open_node, std::vector<growing_node>& 
                                         : make_children(open_node, open);
 }
 
-void counted_growing::measure(const decision_node& node, const counted_piece& piece,
-                              std::vector<candidate>& candidates) const {
+void counted_growing::measure(const growing_node& of, std::vector<candidate>& candidates) const {
+  const decision_node& node = *of.tree->get_node();
+  const counted_piece& piece = of.piece;
   class_places& classes = own_scratch().classes;
   classes.set(node, plan_.t().n_class_codes());
-  const counted_node counted{{static_cast<count_t>(node.weight()), plan_.min_weight(),
-                              classes.totals.size(), plan_.t().n_class_codes() - 1},
-                             {cases_.data() + piece.begin, piece.end - piece.begin},
-                             classes.place_of.data(),
-                             classes.totals};
+  const counted_node counted{
+      {static_cast<count_t>(node.weight()), plan_.min_weight(), classes.totals.size(),
+       plan_.t().n_class_codes() - 1, plan_.how().free},
+      {cases_.data() + piece.begin, piece.end - piece.begin},
+      classes.place_of.data(),
+      classes.totals};
+  zel::util::quick_gen draw(of.seed);
+  const auto measure_alone = [&](candidate& c) {
+    c.desc = measure_one(plan_, plan_.attributes()[c.attribute], counted, piece.ranges[c.attribute],
+                         &draw);
+  };
+  const growth& how = plan_.how();
+  if (how.attributes.draws()) {
+    const unsigned long wanted = how.attributes.of(plan_.rules().n_usable);
+    return measure_drawn(candidates, wanted, plan_.type(), draw, measure_alone);
+  }
+  if (draw_ != nullptr) keep_random(candidates, plan_.rules().n_usable, *draw_);
   const std::size_t n = counted.cases.size();
   const bool together = !plan_.flags().empty() && n > k_few_cases_apart;
   const auto measure_at = [&](unsigned long i) {
-    count_scratch& scratch = measuring_scratch();
-    if (i == candidates.size()) return measure_flags(plan_, counted, candidates, scratch);
-    candidate& c = candidates[i];
-    const growing_plan::attribute& a = plan_.attributes()[c.attribute];
-    if (together && a.flag != growing_plan::k_no_flag) return;
-    c.desc = measure_one(plan_, a, counted, piece.ranges[c.attribute], scratch);
+    if (i == candidates.size()) {
+      return measure_flags(plan_, counted, candidates, measuring_scratch());
+    }
+    const unsigned int flag = plan_.attributes()[candidates[i].attribute].flag;
+    if (!together || flag == growing_plan::k_no_flag) measure_alone(candidates[i]);
   };
   const unsigned long n_measures = candidates.size() + together;
-  if (draw_ == nullptr && n * n_measures >= k_parallel_counts) {
+  if (draw_ == nullptr && !how.draws() && n * n_measures >= k_parallel_counts) {
     plan_.run().for_each_index(n_measures, measure_at);
   } else {
     for (unsigned long i = 0; i < n_measures; ++i) measure_at(i);
@@ -167,7 +178,7 @@ void counted_growing::measure(const decision_node& node, const counted_piece& pi
 void counted_growing::sort_in_place(const counted_piece& piece,
                                     const std::vector<candidate>& candidates) {
   const std::size_t n = piece.end - piece.begin;
-  if (draw_ == nullptr && n >= k_copied_cases) return;
+  if (plan_.how().draws() || (draw_ == nullptr && n >= k_copied_cases)) return;
   const std::span<counted_case> cases(cases_.data() + piece.begin, n);
   zel::adt::key_sorter& sorter = measuring_scratch().sorter;
   std::vector<counted_case>& sorted = own_scratch().partition.cases;
@@ -209,12 +220,12 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
   const unsigned long n_classes = plan_.t().n_class_codes();
   const split_test& test = node.test();
   growing::partition_scratch& scratch = own_scratch().partition;
-  scratch.start(test.is_cut(), static_cast<std::uint32_t>(test.cut), n, n_classes);
+  scratch.start(test, n, n_classes);
   const std::span<counted_case> cases(cases_.data() + piece.begin, piece.end - piece.begin);
   visit_codes(tested.codes, [&](const auto& codes) {
     test.with_rule([&](auto branch_of) {
-      n == 2 ? growing::sort_in_two(codes, branch_of, cases, scratch)
-             : growing::sort_by_branch(codes, branch_of, cases, scratch);
+      n == 2 && !test.is_one_value() ? growing::sort_in_two(codes, branch_of, cases, scratch)
+                                     : growing::sort_by_branch(codes, branch_of, cases, scratch);
     });
   });
 
@@ -237,7 +248,10 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
       std::copy_n(piece.ranges.get(), n_attributes, ranges.get());
       ranges[node.attribute()] = {part.lowest, part.highest + 1};
       const std::size_t end = piece.begin + part.end;
-      open.push_back({child.get(), open_node.depth - 1, {end - part.size, end, std::move(ranges)}});
+      open.push_back({child.get(),
+                      open_node.depth - 1,
+                      {end - part.size, end, std::move(ranges)},
+                      open_node.seed_of_branch(b)});
     }
     open_node.tree->push_back_child(child.release());
   }
@@ -253,8 +267,7 @@ void counted_growing::make_active_children(growing_node& open_node,
   cases->reserve(piece.end - piece.begin);
   for (std::size_t i = piece.begin; i < piece.end; ++i) cases->emplace_back(cases_[i].row, 1.0);
   open_node.tree->get_node()->restore(std::move(cases), std::move(ranges));
-  impls::make_active_children(plan_.t(), plan_.min_weight(), *open_node.tree, open_node.depth,
-                              open);
+  impls::make_active_children(plan_.t(), plan_.min_weight(), open_node, open);
 }
 
 }  // namespace orvik::impls

@@ -1,9 +1,10 @@
 // Growing a tree top down.
 //
 // One node is one step: split it, make its children with their cases, release its own cases.
-// The order of the steps matters to the result only where attributes are drawn: such a tree is
-// grown level by level on one thread. Others grow branch by branch, on several threads a subtree
-// each; small subtrees are not worth a task.
+// The order of the steps matters to the result only where a forest's nodes draw from one generator:
+// such a tree is grown level by level on one thread. Others grow branch by branch, on several
+// threads a subtree each, those whose nodes draw by seeds of their own among them; small subtrees
+// are not worth a task.
 #include <tbb/task_group.h>
 
 #include <cassert>
@@ -28,9 +29,9 @@ class node_growing {
       : plan_(plan), draw_(draw), counted_(plan, draw) {}
 
   /// Takes a tree that is an active root.
-  growing_node start(decision_tree& root, unsigned long max_depth) {
+  growing_node start(decision_tree& root, unsigned long max_depth, unsigned long seed) {
     assert(root.get_node()->is_active() && root.get_no_childs() == 0);
-    growing_node first{&root, max_depth, {}};
+    growing_node first{&root, max_depth, {}, seed};
     if (counted_growing::possible(plan_, *root.get_node()->cases())) {
       first.piece = counted_.take_root(*root.get_node());
     }
@@ -48,11 +49,10 @@ class node_growing {
     if (node.depth == 0) {
       tree.get_node()->set_as_leaf();
     } else {
-      tree.get_node()->split(plan_.t(), plan_.type(), plan_.min_weight(), plan_.usable(),
-                             plan_.n_usable(), draw_, plan_.run());
+      tree.get_node()->split(plan_.t(), plan_.rules(), draw_, node.seed, plan_.run());
     }
     if (tree.get_node()->is_split()) {
-      return make_active_children(plan_.t(), plan_.min_weight(), tree, node.depth, open);
+      return make_active_children(plan_.t(), plan_.min_weight(), node, open);
     }
     tree.get_node()->disactivate();
   }
@@ -146,13 +146,13 @@ class task_growing {
 }  // namespace
 
 void decision_tree::build(const growing_plan& plan, case_list* cases, unsigned long max_depth,
-                          zel::util::rand_gen* draw) {
+                          zel::util::rand_gen* draw, unsigned long seed) {
   delete_childs();
   set_node(new decision_node(cases));
   // Draws have an order: a tree with draws is grown by one thread.
   const bool alone = plan.run().n_workers <= 1 || draw != nullptr;
   get_node()->activate(&plan.t(), false);
-  alone ? grow_seq(plan, max_depth, draw) : grow_par(plan, max_depth);
+  alone ? grow_seq(plan, max_depth, draw, seed) : grow_par(plan, max_depth, seed);
 }
 
 void decision_tree::build(const table& t, case_list* cases, model::split_type type,
@@ -176,28 +176,29 @@ void decision_tree::build_seq(const table& t, model::split_type type, double min
                               unsigned long max_depth, const zel::adt::bitmap* usable,
                               zel::util::rand_gen* draw) {
   get_node()->activate(&t, false);
-  grow_seq(growing_plan(t, type, min_weight, usable), max_depth, draw);
+  grow_seq(growing_plan(t, type, min_weight, usable), max_depth, draw, /*seed=*/0);
 }
 
 void decision_tree::build_par(const table& t, model::split_type type, double min_weight,
                               unsigned long max_depth, const zel::adt::bitmap* usable) {
-  grow_par(growing_plan(t, type, min_weight, usable), max_depth);
+  grow_par(growing_plan(t, type, min_weight, usable), max_depth, /*seed=*/0);
 }
 
 void decision_tree::grow_seq(const growing_plan& plan, unsigned long max_depth,
-                             zel::util::rand_gen* draw) {
+                             zel::util::rand_gen* draw, unsigned long seed) {
   node_growing growing(plan, draw);
-  growing_node root = growing.start(*this, max_depth);
+  growing_node root = growing.start(*this, max_depth, seed);
   draw != nullptr ? grow_by_levels(std::move(root), growing)
                   : grow_by_branches(std::move(root), growing);
 }
 
-void decision_tree::grow_par(const growing_plan& plan, unsigned long max_depth) {
+void decision_tree::grow_par(const growing_plan& plan, unsigned long max_depth,
+                             unsigned long seed) {
   node_growing nodes(plan, nullptr);
   task_growing growing(nodes);
   std::exception_ptr failure;
   try {
-    growing.grow(nodes.start(*this, max_depth));
+    growing.grow(nodes.start(*this, max_depth, seed));
   } catch (...) {  // the tasks must end before the group does
     failure = std::current_exception();
   }

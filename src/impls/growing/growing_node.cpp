@@ -4,8 +4,10 @@
 
 namespace orvik::impls {
 
-void make_active_children(const table& t, double min_weight, decision_tree& tree,
-                          unsigned long depth, std::vector<growing_node>& open) {
+void make_active_children(const table& t, double min_weight, const growing_node& of,
+                          std::vector<growing_node>& open) {
+  decision_tree& tree = *of.tree;
+  const unsigned long depth = of.depth;
   decision_node& node = *tree.get_node();
   assert(node.is_active() && node.is_split() && depth > 0);
   std::vector<branch_cases> branches = node.branches(t);
@@ -21,7 +23,7 @@ void make_active_children(const table& t, double min_weight, decision_tree& tree
       child_node.set_as_leaf();
       child_node.disactivate();
     } else {
-      open.push_back({child.get(), depth - 1, {}});
+      open.push_back({child.get(), depth - 1, {}, of.seed_of_branch(i)});
     }
     tree.push_back_child(child.release());
   }

@@ -8,6 +8,7 @@
 
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
+#include "zel/util/quick_gen.h"
 
 namespace orvik::impls {
 
@@ -25,11 +26,17 @@ struct growing_node {
   decision_tree* tree;
   unsigned long depth;
   counted_piece piece;
+  unsigned long seed = 0;  // of its draws
+
+  /// That of branch i follows from the path alone, whoever grows it and when.
+  unsigned long seed_of_branch(unsigned long i) const {
+    return zel::util::spread(seed ^ zel::util::spread(i + 1));
+  }
 };
 
 /// Gives an active split node its children, each active with the cases of its branch, and appends
 /// those that are not finished; releases the node's cases.
-void make_active_children(const table& t, double min_weight, decision_tree& tree,
-                          unsigned long depth, std::vector<growing_node>& open);
+void make_active_children(const table& t, double min_weight, const growing_node& of,
+                          std::vector<growing_node>& open);
 
 }  // namespace orvik::impls

@@ -15,8 +15,11 @@ bool is_flag(const growing_plan::attribute& a) {
 }  // namespace
 
 growing_plan::growing_plan(const table& t, model::split_type type, double min_weight,
-                           const zel::adt::bitmap* usable, zel::util::run_context& run)
-    : table_(t), type_(type), min_weight_(min_weight), usable_(usable), run_(run) {
+                           const zel::adt::bitmap* usable, zel::util::run_context& run,
+                           const growth& how)
+    : table_(t),
+      rules_{type, min_weight, usable, usable == nullptr ? t.n_attributes() : usable->count(), how},
+      run_(run) {
   assert(usable == nullptr || usable->size() == t.n_attributes());
   for (unsigned int i = 0; i < t.n_attributes(); ++i) {
     const column& c = t.column_of(i);
@@ -27,10 +30,6 @@ growing_plan::growing_plan(const table& t, model::split_type type, double min_we
     order_matters_ = order_matters_ || (may_test && may_be_unknown);
   }
   gather_flags();
-}
-
-unsigned long growing_plan::n_usable() const {
-  return usable_ == nullptr ? table_.n_attributes() : usable_->count();
 }
 
 void growing_plan::gather_flags() {

@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "impls/tables/table.h"
+#include "impls/trees/split_rules.h"
 #include "orvik/enums.h"
+#include "orvik/growth.h"
 #include "zel/adt/bitmap.h"
 #include "zel/util/default_context.h"
 
@@ -18,7 +20,7 @@ class growing_plan {
   /// this and stay as they are; `run` must outlive it too.
   growing_plan(const table& t, model::split_type type, double min_weight,
                const zel::adt::bitmap* usable,
-               zel::util::run_context& run = zel::util::default_context());
+               zel::util::run_context& run = zel::util::default_context(), const growth& how = {});
 
   struct attribute {
     const column* values;
@@ -31,10 +33,10 @@ class growing_plan {
 
   const table& t() const { return table_; }
   zel::util::run_context& run() const { return run_; }
-  model::split_type type() const { return type_; }
-  double min_weight() const { return min_weight_; }
-  const zel::adt::bitmap* usable() const { return usable_; }
-  unsigned long n_usable() const;
+  const split_rules& rules() const { return rules_; }
+  model::split_type type() const { return rules_.type; }
+  double min_weight() const { return rules_.min_weight; }
+  const growth& how() const { return rules_.how; }
   const std::vector<attribute>& attributes() const { return attributes_; }
 
   /// Whether cases of weight 1 may be counted: codes fit in 32 bits.
@@ -48,9 +50,7 @@ class growing_plan {
   void gather_flags();
 
   const table& table_;
-  model::split_type type_;
-  double min_weight_;
-  const zel::adt::bitmap* usable_;
+  split_rules rules_;
   zel::util::run_context& run_;
   std::vector<attribute> attributes_;
   std::vector<std::uint64_t> flags_;

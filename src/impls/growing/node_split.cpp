@@ -21,50 +21,60 @@ constexpr unsigned long k_parallel_cells = 20000;
 
 void decision_node::split(const table& t, model::split_type type, double min_weight,
                           const zel::adt::bitmap* usable, unsigned long k, bool forest) {
-  if (!forest || k == 0) return split(t, type, min_weight, usable, k, nullptr);
+  const split_rules rules{type, min_weight, usable, k};
+  if (!forest || k == 0) return split(t, rules, nullptr);
   zel::util::rand_gen draw(k, zel::util::draw::attributes);
-  split(t, type, min_weight, usable, k, &draw);
+  split(t, rules, &draw);
 }
 
-void decision_node::split(const table& t, model::split_type type, double min_weight,
-                          const zel::adt::bitmap* usable, unsigned long k,
-                          zel::util::rand_gen* draw, zel::util::run_context& run) {
+void decision_node::split(const table& t, const split_rules& rules, zel::util::rand_gen* in_order,
+                          unsigned long seed, zel::util::run_context& run) {
   if (!activated_) throw std::runtime_error(k_not_activated);
-  require_known(type);
+  require_known(rules.type);
   set_as_leaf();
-  if (stays_leaf(min_weight)) return;
+  if (stays_leaf(rules.min_weight)) return;
 
   std::vector<candidate> candidates;
   for (unsigned int a = 0; a < t.n_attributes(); ++a) {
-    if (usable != nullptr && !(*usable)[a]) continue;
+    if (rules.usable != nullptr && !(*rules.usable)[a]) continue;
     if (ranges_[a].second - ranges_[a].first > 1) candidates.push_back({a, {}});
   }
-  if (draw != nullptr) keep_random(candidates, k, *draw);
-
-  const bool copy = n_cases_ >= k_copied_cases && draw == nullptr;
-  const auto measure = [&](unsigned long i) {
-    measure_candidate(t, type, min_weight, candidates[i], copy);
-  };
-  if (copy && n_cases_ * candidates.size() >= k_parallel_cells) {
-    run.for_each_index(candidates.size(), measure);
-  } else {
-    for (unsigned long i = 0; i < candidates.size(); ++i) measure(i);
-  }
-
-  const candidate* best = best_of(candidates, type);
+  measure(t, rules, in_order, seed, candidates, run);
+  const candidate* best = best_of(candidates, rules.type);
   if (best != nullptr) set_test(t, *best);
 }
 
-void decision_node::measure_candidate(const table& t, model::split_type type, double min_weight,
-                                      candidate& c, bool copy) {
+/// One after the other on their own list, or side by side on copies.
+void decision_node::measure(const table& t, const split_rules& rules, zel::util::rand_gen* in_order,
+                            unsigned long seed, std::vector<candidate>& candidates,
+                            zel::util::run_context& run) {
+  const bool draws = rules.how.draws();
+  const bool copy = draws || (n_cases_ >= k_copied_cases && in_order == nullptr);
+  zel::util::quick_gen draw(seed);
+  const auto measure = [&](candidate& c) { measure_candidate(t, rules, c, copy, &draw); };
+  if (rules.how.attributes.draws()) {
+    const unsigned long wanted = rules.how.attributes.of(rules.n_usable);
+    return measure_drawn(candidates, wanted, rules.type, draw, measure);
+  }
+  if (in_order != nullptr) keep_random(candidates, rules.n_usable, *in_order);
+  if (copy && !draws && n_cases_ * candidates.size() >= k_parallel_cells) {
+    run.for_each_index(candidates.size(), [&](unsigned long i) { measure(candidates[i]); });
+  } else {
+    for (candidate& c : candidates) measure(c);
+  }
+}
+
+void decision_node::measure_candidate(const table& t, const split_rules& rules, candidate& c,
+                                      bool copy, zel::util::quick_gen* draw) {
   assert(activated_);
-  c.desc = splitting::measure_column(
-      t.column_of(c.attribute),
-      {t.class_column(), weight_, *cases_, ranges_[c.attribute], min_weight, copy}, type);
+  c.desc = splitting::measure_column(t.column_of(c.attribute),
+                                     {t.class_column(), weight_, *cases_, ranges_[c.attribute],
+                                      rules.min_weight, copy, &rules.how, draw},
+                                     rules.type);
 }
 
 void decision_node::set_test(const table& t, const candidate& chosen) {
-  set_test({chosen.attribute, threshold_of(t.column_of(chosen.attribute), chosen.desc)});
+  set_test(test_of(t.column_of(chosen.attribute), chosen));
 }
 
 }  // namespace orvik::impls

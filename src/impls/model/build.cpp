@@ -73,45 +73,55 @@ void dtree::grow_and_prune(const table& t, const case_list& cases) {
     split = split_by_class(t, cases, run_->seeds());
   cases_ = training_cases(split.first ? *split.first : cases);
   split.first.reset();  // the model's copy is smaller
-  grow_trees(t);
-  prune_trees(t, split.rest.get());
+  grow_trees(t, split.rest.get());
 }
 
 /// What goes with the trees goes too.
 void dtree::drop_trees() {
-  trees_ = ensemble(parameters_.kind);
+  trees_ = ensemble(parameters_.kind, parameters_.answer);
   cases_ = training_cases();
 }
 
-void dtree::grow_trees(const table& t) {
-  std::vector<unsigned long> seeds(parameters_.n_trees);
+void dtree::grow_trees(const table& t, const case_list* prune_cases) {
+  trees_ = ensemble(parameters_.kind, parameters_.answer);
+  const growing_plan plan(t, parameters_.split, parameters_.min_obj, attributes_.get(), *run_,
+                          parameters_.how);
+  if (parameters_.kind == ensemble_kind::boosting) {
+    boost(plan, prune_cases);
+  } else {
+    grow_side_by_side(plan);
+    prune_trees(t, prune_cases);
+  }
+}
+
+void dtree::grow_side_by_side(const growing_plan& plan) {
+  const unsigned long n = parameters_.n_trees;
+  std::vector<unsigned long> seeds(n);
   if (parameters_.is_ensemble()) {
     const unsigned long build_seed = run_->seeds().next(draw::bootstrap);
-    for (unsigned long i = 0; i < parameters_.n_trees; ++i) {
+    for (unsigned long i = 0; i < n; ++i) {
       seeds[i] = run_->seeds().at(draw::bootstrap, {build_seed, i});
     }
   }
-  trees_ = ensemble(parameters_.kind);
-  const growing_plan plan(t, parameters_.split, parameters_.min_obj, attributes_.get(), *run_);
-  std::vector<std::unique_ptr<decision_tree>> grown(parameters_.n_trees);
+  std::vector<std::unique_ptr<decision_tree>> grown(n);
   run_->with_workers([&] {
-    run_->for_each_index(parameters_.n_trees,
-                         [&](unsigned long i) { grown[i] = grow_tree(plan, seeds[i]); });
+    run_->for_each_index(n, [&](unsigned long i) {
+      grown[i] = grow_tree(plan, cases_drawn(plan.t(), seeds[i]), seeds[i]);
+    });
   });
-  for (unsigned long i = 0; i < grown.size(); ++i) trees_.add({std::move(grown[i]), seeds[i]});
+  for (unsigned long i = 0; i < n; ++i) trees_.add({std::move(grown[i]), seeds[i]});
 }
 
 /// Growing reorders short case lists: the tree works on a list of its own.
-std::unique_ptr<decision_tree> dtree::grow_tree(const growing_plan& plan,
+std::unique_ptr<decision_tree> dtree::grow_tree(const growing_plan& plan, case_list cases,
                                                 unsigned long seed) const {
-  case_list own = cases_drawn(seed);
-  require_finite_weight(own);
+  require_finite_weight(cases);
   auto tree = std::make_unique<decision_tree>();
-  if (parameters_.draws_attributes()) {
+  if (parameters_.draws_in_order()) {
     zel::util::rand_gen attributes = attribute_draws(seed);
-    tree->build(plan, &own, parameters_.max_depth, &attributes);
+    tree->build(plan, &cases, parameters_.max_depth, &attributes, seed);
   } else {
-    tree->build(plan, &own, parameters_.max_depth, nullptr);
+    tree->build(plan, &cases, parameters_.max_depth, nullptr, seed);
   }
   run_->count(zel::util::progress::unit::trees);
   return tree;
@@ -121,12 +131,11 @@ zel::util::rand_gen dtree::attribute_draws(unsigned long seed) const {
   return {attributes_->count(), run_->seeds().at(draw::attributes, {seed})};
 }
 
-case_list dtree::cases_drawn(unsigned long seed) const {
-  if (!parameters_.is_ensemble()) return cases_.expand();
+case_list dtree::cases_drawn(const table& t, unsigned long seed) const {
+  if (!trees_.draws_cases()) return cases_.expand();
   case_list drawn;
   drawn.reserve(cases_.size());
-  for_each_draw(cases_.size(), seed,
-                [&](unsigned long position) { drawn.push_back(cases_[position]); });
+  draws_on(t).for_each(seed, [&](unsigned long position) { drawn.push_back(cases_[position]); });
   return drawn;
 }
 

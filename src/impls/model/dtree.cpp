@@ -6,6 +6,7 @@ namespace orvik::impls {
 
 namespace {
 
+constexpr char k_boosting[] = "boosting needs a number of trees";
 constexpr char k_forest[] = "set_forest uncompatible parameters";
 
 }  // namespace
@@ -13,7 +14,7 @@ constexpr char k_forest[] = "set_forest uncompatible parameters";
 std::unique_ptr<dtree> dtree::clone(bool parameters_only) const {
   auto copy = std::make_unique<dtree>(name_);
   settings_of(*copy) = settings_of(*this);
-  copy->trees_ = ensemble(trees_.kind());
+  copy->trees_ = ensemble(trees_.kind(), trees_.answer());
   if (parameters_only) return copy;
   results_of(*copy) = results_of(*this);
   if (table_) copy->trees_ = trees_.clone(*table_);
@@ -47,6 +48,13 @@ void dtree::set_forest(bool forest, bool bagging, unsigned long n) {
   parameters_.kind = forest    ? ensemble_kind::forest
                      : bagging ? ensemble_kind::bagging
                                : ensemble_kind::single;
+  drop_trees();
+  parameters_.n_trees = n;
+}
+
+void dtree::set_boosting(unsigned long n) {
+  if (n == 0) throw std::runtime_error(k_boosting);
+  parameters_.kind = ensemble_kind::boosting;
   drop_trees();
   parameters_.n_trees = n;
 }

@@ -6,6 +6,7 @@
 // Threads: many readers or one writer; building and pruning use workers of their own.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -16,6 +17,7 @@
 #include "impls/evaluation/conf_matrix.h"
 #include "impls/evaluation/row_coder.h"
 #include "impls/model/attribute_search.h"
+#include "impls/model/bootstrap.h"
 #include "impls/model/ensemble.h"
 #include "impls/model/parameters.h"
 #include "impls/model/training_cases.h"
@@ -62,6 +64,13 @@ class dtree : private zel::util::nocopy {
   /// Throws std::runtime_error for a number of trees that does not fit the flags. Drops the
   /// trees there are.
   void set_forest(bool forest, bool bagging, unsigned long n);
+  /// n trees, each on cases reweighted by the errors of those before it (Freund and Schapire 1996,
+  /// with many classes Zhu et al. 2009). Throws std::runtime_error for none. Drops the trees.
+  void set_boosting(unsigned long n);
+  void set_growth(const growth& how) { parameters_.how = how; }
+  void set_resampling(const resampling& draws) { parameters_.draws = draws; }
+  /// How the trees of the next builds answer.
+  void set_combination(combination how) { parameters_.answer = how; }
 
   /// Every attribute of `t` but the ignored ones.
   static zel::adt::bitmap default_features(const table& t);
@@ -156,8 +165,11 @@ class dtree : private zel::util::nocopy {
   const decision_tree& get_tree(unsigned long i) const { return trees_.tree(i); }
   bool is_ensemble() const { return !trees_.is_single(); }
   bool votes() const { return trees_.is_put_to_vote(); }
-  /// The cases that tree i was grown on: for an ensemble its draws, with repetitions.
-  case_list cases_of_tree(unsigned long i) const { return cases_drawn(trees_.seed(i)); }
+  /// The cases that tree i was grown on: for an ensemble its draws, with repetitions. `t` is the
+  /// table of the build.
+  case_list cases_of_tree(const table& t, unsigned long i) const {
+    return cases_drawn(t, trees_.seed(i));
+  }
   /// Null before the first build, and before the first set_training_cm.
   const table* get_training_table() const { return table_.get(); }
   const conf_matrix* get_training_cm() const { return training_cm_.get(); }
@@ -215,12 +227,18 @@ class dtree : private zel::util::nocopy {
       throw;
     }
   }
-  void grow_trees(const table& t);
-  std::unique_ptr<decision_tree> grow_tree(const growing_plan& plan, unsigned long seed) const;
+  void grow_trees(const table& t, const case_list* prune_cases);
+  std::unique_ptr<decision_tree> grow_tree(const growing_plan& plan, case_list cases,
+                                           unsigned long seed) const;
+  void grow_side_by_side(const growing_plan& plan);
+  void boost(const growing_plan& plan, const case_list* prune_cases);
   zel::util::rand_gen attribute_draws(unsigned long seed) const;
-  case_list cases_drawn(unsigned long seed) const;
-  case_list cases_as_grown(const table& t, unsigned long i) const;
-  void prune_tree(const table& t, unsigned long i, const case_list* prune_cases);
+  case_draws draws_on(const table& t) const { return {parameters_.draws, t, cases_}; }
+  case_list cases_drawn(const table& t, unsigned long seed) const;
+  void sort_as_grown(const table& t, const decision_tree& tree, unsigned long seed,
+                     case_list& cases) const;
+  void prune_tree(const table& t, decision_tree& tree, unsigned long seed,
+                  const std::function<case_list()>& grown_on, const case_list* prune_cases);
   /// The same, and for a table without the rows of the build.
   void require_training_rows(const table& t) const;
   void choose_attributes(const table& t, const case_list& cases);

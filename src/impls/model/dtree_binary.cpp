@@ -2,11 +2,16 @@
 //
 // The table is the schema, whose value sets give codes and thresholds their meaning; the
 // training rows stay behind.
+//
+// There are two layouts. The first holds single trees, bagged trees and forests; what it has no
+// place for is written in the second: a depth that no model has, the number of the layout, the
+// depth, how trees are grown and answer, then the first layout, with its votes before every tree.
 
 #include <zlib.h>
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <span>
 
 #include "impls/model/dtree.h"
@@ -22,6 +27,8 @@ constexpr char k_no_class[] = "a table without a class";
 constexpr char k_bad_trees[] = "a wrong number of trees";
 constexpr char k_no_attributes[] = "a feature selection without attributes";
 constexpr char k_bad_attributes[] = "usable attributes of another table";
+constexpr char k_bad_layout[] = "a layout of models of another version";
+constexpr char k_bad_votes[] = "a tree with votes that are none";
 constexpr char k_bad_matrix[] = "a confusion matrix of other classes";
 
 constexpr char k_bad_appendix[] = "what stands behind the model is no appendix";
@@ -36,6 +43,9 @@ constexpr std::size_t k_largest_appendix = 1UL << 28;
 using zel::inpout::ibinstream;
 using zel::inpout::obinstream;
 using zel::inpout::require;
+
+constexpr unsigned long k_marked_depth = ~1UL;
+constexpr unsigned long k_second_layout = 2;
 
 /// Strategies that are none pre-prune, and keep their number.
 constexpr unsigned long k_any_strategy = 1UL << 32;
@@ -105,7 +115,38 @@ bool fits(const conf_matrix& matrix, const table& t) {
 
 }  // namespace
 
+bool parameters::fit_first_layout() const {
+  const bool grown = how == growth{} && draws == resampling{} && answer == combination::votes;
+  return grown && kind != ensemble_kind::boosting && max_depth != k_marked_depth;
+}
+
+void parameters::write_growth(obinstream& out) const {
+  out << k_marked_depth << k_second_layout << static_cast<unsigned char>(how.attributes.how)
+      << how.attributes.amount << how.free << how.random_cuts << how.one_value << draws.share
+      << draws.replace << draws.balanced << static_cast<unsigned char>(answer)
+      << (kind == ensemble_kind::boosting);
+}
+
+/// @return whether the model is boosted.
+bool parameters::read_growth(ibinstream& in) {
+  unsigned long layout = 0;
+  unsigned char rule = 0, answers = 0;
+  bool boosted = false;
+  in >> layout;
+  require(layout == k_second_layout, k_bad_layout);
+  in >> rule >> how.attributes.amount >> how.free >> how.random_cuts >> how.one_value >>
+      draws.share >> draws.replace >> draws.balanced >> answers >> boosted;
+  require(rule <= attribute_draw::LOGARITHM && how.attributes.amount >= 0, k_bad_parameter);
+  require(draws.share > 0 && std::isfinite(draws.share), k_bad_parameter);
+  require(answers <= static_cast<unsigned char>(combination::shares), k_bad_parameter);
+  how.attributes.how = static_cast<attribute_draw::rule>(rule);
+  answer = static_cast<combination>(answers);
+  return boosted;
+}
+
 void dtree::bin_out(obinstream& out) const {
+  const bool first = parameters_.fit_first_layout();
+  if (!first) parameters_.write_growth(out);
   out << parameters_.max_depth << (parameters_.kind == ensemble_kind::bagging) << training_cm_.get()
       << elapsed_;
   write_bits(out, attributes_.get());
@@ -113,7 +154,10 @@ void dtree::bin_out(obinstream& out) const {
       << trees_.n_trees() << parameters_.conf_level << parameters_.min_obj
       << static_cast<unsigned int>(parameters_.pruning)
       << static_cast<unsigned int>(parameters_.split) << table_.get();
-  for (unsigned long i = 0; i < trees_.n_trees(); ++i) trees_.tree(i).bin_out(out, table_.get());
+  for (unsigned long i = 0; i < trees_.n_trees(); ++i) {
+    if (!first) out << trees_.votes(i);
+    trees_.tree(i).bin_out(out, table_.get());
+  }
   if (!appendix_.empty()) write_appendix(out, appendix_);
 }
 
@@ -121,13 +165,17 @@ void dtree::bin_in(ibinstream& in) {
   unsigned long n_trees = 0;
   conf_matrix* matrix = nullptr;
   bool bagging = false, is_ensemble = false;
-  in >> parameters_.max_depth >> bagging >> matrix;
+  in >> parameters_.max_depth;
+  const bool first = parameters_.max_depth != k_marked_depth;
+  const bool boosted = !first && parameters_.read_growth(in);
+  if (!first) in >> parameters_.max_depth;
+  in >> bagging >> matrix;
   training_cm_.reset(matrix);
   in >> elapsed_;
   attributes_ = read_bits(in);
   in >> is_ensemble;
-  parameters_.kind = kind_of(is_ensemble, bagging);
-  trees_ = ensemble(parameters_.kind);
+  parameters_.kind = boosted ? ensemble_kind::boosting : kind_of(is_ensemble, bagging);
+  trees_ = ensemble(parameters_.kind, parameters_.answer);
   search_.made_by = read_enum<_FeatureSelection>(in, model::N_FEATURE_SELECTIONS);
   search_.method = search_.made_by;
   in >> name_ >> n_trees >> parameters_.conf_level >> parameters_.min_obj;
@@ -140,9 +188,12 @@ void dtree::bin_in(ibinstream& in) {
   require(!table_ || table_->has_class(), k_no_class);
   require(parameters_.is_ensemble() || n_trees <= 1, k_bad_trees);
   for (unsigned long i = 0; i < n_trees; ++i) {  // grows with what is read
+    vote_t votes = 1;
+    if (!first) in >> votes;
+    require(votes > 0 && std::isfinite(votes), k_bad_votes);
     auto tree = std::make_unique<decision_tree>();
     tree->bin_in(in, table_.get(), nullptr);
-    trees_.add({std::move(tree)});
+    trees_.add({std::move(tree), /*seed=*/0, votes});
   }
   parameters_.n_trees = n_trees == 0 ? 1 : n_trees;
   if (!in.at_end()) appendix_ = read_appendix(in);

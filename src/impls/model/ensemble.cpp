@@ -6,7 +6,7 @@
 namespace orvik::impls {
 
 ensemble ensemble::clone(const table& t) const {
-  ensemble copy(kind_);
+  ensemble copy(kind_, answer_);
   for (const auto& [tree, seed, votes] : members_) {
     copy.add({std::unique_ptr<decision_tree>(tree->clone(t, nullptr)), seed, votes});
   }
@@ -19,10 +19,11 @@ std::vector<voter> ensemble::voters() const {
   return all;
 }
 
-/// `predict(tree, result)` gives a tree's prediction and its weighted depth.
-template <class Predict>
-double ensemble::ask(const table& t, decision_tree::prediction& result,
-                     const Predict& predict) const {
+/// `predict(tree, result)` gives a tree's prediction and its weighted depth, `add_shares(tree,
+/// votes, sums)` adds its shares of the classes.
+template <class Predict, class AddShares>
+double ensemble::ask(const table& t, decision_tree::prediction& result, const Predict& predict,
+                     const AddShares& add_shares) const {
   assert(!empty());
   if (!is_put_to_vote()) return predict(*members_[0].tree, result);
   vote_count votes;
@@ -30,7 +31,11 @@ double ensemble::ask(const table& t, decision_tree::prediction& result,
   double depths = 0;
   for (const member& m : members_) {
     depths += predict(*m.tree, result);
-    votes.add(0, result.first, m.votes);
+    if (answer_ == combination::votes) {
+      votes.add(0, result.first, m.votes);
+    } else {
+      add_shares(*m.tree, m.votes, votes.of_case(0));
+    }
   }
   const vote_count::verdict found = votes.decide(0);
   result = {found.predicted, found.share_of(n_votes())};
@@ -39,16 +44,26 @@ double ensemble::ask(const table& t, decision_tree::prediction& result,
 
 double ensemble::predict(const table& t, const std::vector<code_t>& codes,
                          decision_tree::prediction& result, double weight) const {
-  return ask(t, result, [&](const decision_tree& tree, decision_tree::prediction& r) {
-    return tree.predict_class(t, codes, r, weight, 0);
-  });
+  return ask(
+      t, result,
+      [&](const decision_tree& tree, decision_tree::prediction& r) {
+        return tree.predict_class(t, codes, r, weight, 0);
+      },
+      [&](const decision_tree& tree, vote_t votes, std::span<double> sums) {
+        tree.add_shares(codes, votes, sums);
+      });
 }
 
 double ensemble::predict_row(const table& t, row_t row, decision_tree::prediction& result,
                              double weight) const {
-  return ask(t, result, [&](const decision_tree& tree, decision_tree::prediction& r) {
-    return tree.predict_row(t, row, r, weight);
-  });
+  return ask(
+      t, result,
+      [&](const decision_tree& tree, decision_tree::prediction& r) {
+        return tree.predict_row(t, row, r, weight);
+      },
+      [&](const decision_tree& tree, vote_t votes, std::span<double> sums) {
+        tree.add_row_shares(t, row, votes, sums);
+      });
 }
 
 void ensemble::predict_distribution(const table& t, const std::vector<code_t>& codes,
@@ -56,9 +71,9 @@ void ensemble::predict_distribution(const table& t, const std::vector<code_t>& c
   assert(!empty());
   shares.assign(t.n_class_codes(), 0.0);
   for (const member& m : members_) {
-    m.tree->predict_distribution(t, codes, shares, static_cast<double>(m.votes), 0);
+    m.tree->predict_distribution(t, codes, shares, m.votes, 0);
   }
-  const auto all = static_cast<double>(n_votes());
+  const vote_t all = n_votes();
   for (double& share : shares) share /= all;
 }
 

@@ -7,6 +7,7 @@
 #include "impls/evaluation/votes.h"
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
+#include "orvik/growth.h"
 #include "zel/adt/bitmap.h"
 
 namespace orvik::impls {
@@ -15,7 +16,8 @@ namespace orvik::impls {
 enum class ensemble_kind : unsigned char {
   single,   ///< one tree on the cases themselves
   bagging,  ///< trees on draws of the cases (Breiman 1996)
-  forest    ///< the same, and a node measures random attributes (Breiman 2001)
+  forest,   ///< the same, and a node measures random attributes (Breiman 2001)
+  boosting  ///< trees on reweighted cases, one after another (Freund and Schapire 1996)
 };
 
 /// Threads: many readers or one writer.
@@ -29,26 +31,33 @@ class ensemble {
 
   ensemble() = default;
   /// Without trees yet.
-  explicit ensemble(ensemble_kind kind) : kind_(kind) {}
+  explicit ensemble(ensemble_kind kind, combination answer = combination::votes)
+      : kind_(kind), answer_(answer) {}
   /// A deep copy; `t` has the classes of the trees.
   ensemble clone(const table& t) const;
 
   ensemble_kind kind() const { return kind_; }
+  combination answer() const { return answer_; }
   bool is_single() const { return kind_ == ensemble_kind::single; }
+  bool draws_cases() const {
+    return kind_ == ensemble_kind::bagging || kind_ == ensemble_kind::forest;
+  }
   bool empty() const { return members_.empty(); }
   unsigned long n_trees() const { return members_.size(); }
   const decision_tree& tree(unsigned long i) const { return *members_[i].tree; }
   decision_tree& tree(unsigned long i) { return *members_[i].tree; }
   unsigned long seed(unsigned long i) const { return members_[i].seed; }
+  vote_t votes(unsigned long i) const { return members_[i].votes; }
   void set_seed(unsigned long i, unsigned long seed) { members_[i].seed = seed; }
   void add(member next) { members_.push_back(std::move(next)); }
 
   // Answers; there must be trees. The rows are of a table with the codes of the training table.
 
-  /// Whether trees vote: an ensemble of one tree answers as that tree does.
+  /// Whether trees answer together: an ensemble of one tree answers as that tree does.
   bool is_put_to_vote() const { return !is_single() && members_.size() > 1; }
   std::vector<voter> voters() const;
-  /// Of a case given by its codes, by the tree or by votes. @return depths x weight, summed.
+  /// Of a case given by its codes, by the tree, by votes or by mean shares. @return depths x
+  /// weight, summed.
   double predict(const table& t, const std::vector<code_t>& codes,
                  decision_tree::prediction& result, double weight) const;
   double predict_row(const table& t, row_t row, decision_tree::prediction& result,
@@ -70,19 +79,23 @@ class ensemble {
   zel::adt::bitmap used_attributes(unsigned long n) const;
 
  private:
-  template <class Predict>
-  double ask(const table& t, decision_tree::prediction& result, const Predict& predict) const;
+  template <class Predict, class AddShares>
+  double ask(const table& t, decision_tree::prediction& result, const Predict& predict,
+             const AddShares& add_shares) const;
   template <class Measure>
   unsigned long sum(const Measure& of) const {
     unsigned long all = 0;
     for (const member& m : members_) all += of(m);
     return all;
   }
-  unsigned long n_votes() const {
-    return sum([](const member& m) { return m.votes; });
+  vote_t n_votes() const {
+    vote_t all = 0;
+    for (const member& m : members_) all += m.votes;
+    return all;
   }
 
   ensemble_kind kind_ = ensemble_kind::single;
+  combination answer_ = combination::votes;
   std::vector<member> members_;
 };
 

@@ -11,6 +11,7 @@
 #include <cassert>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -133,10 +134,12 @@ class out_of_bag {
 std::vector<attribute_importance> dtree::importance(const table& t, bool permute) const {
   permute ? require_training_rows(t) : require_values_of(t);
   const bool draws = permute && has_draws();
+  std::optional<case_draws> in_bag_of;
+  if (draws) in_bag_of.emplace(draws_on(t));
   const auto shares_of_tree = [&](unsigned long i) {
     std::vector<share> shares = shares_of(t, trees_.tree(i));
     if (!draws || shares.empty()) return shares;
-    const zel::adt::bitmap drawn = in_bag(cases_.size(), trees_.seed(i));
+    const zel::adt::bitmap drawn = in_bag_of->in_bag(trees_.seed(i));
     case_list others;
     for (unsigned long c = 0; c < cases_.size(); ++c) {
       if (!drawn[c]) others.push_back(cases_[c]);

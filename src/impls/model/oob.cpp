@@ -46,12 +46,16 @@ struct chunk {
   case_list cases;
 };
 
-using ballot = std::vector<std::optional<voting_tree>>;
+struct ballot {
+  std::vector<std::optional<voting_tree>> trees;
+  combination answer;
+};
 
 /// Counts the votes of one tree after the other for the cases of the chunk; after each calls
 /// after(tree, its cases, votes), the votes case by case.
 template <class After>
-void vote(const table& t, const ballot& trees, const chunk& some, const After& after) {
+void vote(const table& t, const ballot& asked, const chunk& some, const After& after) {
+  const auto& trees = asked.trees;
   vote_count votes;
   votes.start(some.cases.size(), t.n_class_codes());
   std::vector<std::uint32_t> codes;
@@ -67,7 +71,12 @@ void vote(const table& t, const ballot& trees, const chunk& some, const After& a
     const auto count = [&](std::size_t c, const decision_tree::prediction& found, double) {
       votes.add(c, found.first, trees[i]->votes);
     };
-    trees[i]->tree.predict(block, out_of_bag, count);
+    if (asked.answer == combination::votes) {
+      trees[i]->tree.predict(block, out_of_bag, count);
+    } else {
+      trees[i]->tree.add_shares(block, out_of_bag, trees[i]->votes, votes.all(),
+                                [](std::size_t, double) {});
+    }
     after(i, std::span<const std::uint32_t>(out_of_bag), votes);
   }
 }
@@ -92,12 +101,13 @@ void for_each_chunk(const zel::util::run_context& run, const Cases& cases, unsig
 }
 
 ballot make_ballot(const zel::util::run_context& run, const table& t, const ensemble& trees,
-                   unsigned long n_cases) {
+                   const case_draws& draws) {
   const std::vector<voter> asked = trees.voters();
-  ballot voters(asked.size());
+  ballot voters{{}, trees.answer()};
+  voters.trees.resize(asked.size());
   run.for_each_index(asked.size(), [&](unsigned long i) {
     const auto& [tree, votes] = asked[i];
-    voters[i].emplace(voting_tree{in_bag(n_cases, trees.seed(i)), flat_tree(t, *tree), votes});
+    voters.trees[i].emplace(voting_tree{draws.in_bag(trees.seed(i)), flat_tree(t, *tree), votes});
   });
   return voters;
 }
@@ -132,7 +142,7 @@ void follow(const table& t, const ballot& trees, const chunk& some, voted_weight
 
 }  // namespace
 
-bool dtree::has_draws() const { return !trees_.is_single() && !cases_.empty(); }
+bool dtree::has_draws() const { return trees_.draws_cases() && !cases_.empty(); }
 
 void dtree::require_training_rows(const table& t) const {
   require_values_of(t);
@@ -148,10 +158,10 @@ double dtree::oob_error(const table& t) const {
   const unsigned long n_codes = t.n_class_codes();
   std::vector<std::uint32_t> winners(n);
   run_->with_workers([&] {
-    const ballot trees = make_ballot(*run_, t, trees_, n);
+    const ballot trees = make_ballot(*run_, t, trees_, draws_on(t));
     for_each_chunk(*run_, cases_, n_codes, [&](unsigned long, const chunk& some) {
       vote(t, trees, some, [&](std::size_t tree, auto, const vote_count& votes) {
-        if (tree + 1 < trees.size()) return;
+        if (tree + 1 < trees.trees.size()) return;
         for (std::size_t c = 0; c < some.cases.size(); ++c) {
           winners[some.first + c] = winner(votes, c);
         }
@@ -178,7 +188,7 @@ std::vector<double> dtree::oob_errors(const table& t) const {
   const voted_weights none{std::vector<double>(n_trees), std::vector<double>(n_trees)};
   std::vector<voted_weights> by_chunk(n_chunks, none);
   run_->with_workers([&] {
-    const ballot trees = make_ballot(*run_, t, trees_, cases_.size());
+    const ballot trees = make_ballot(*run_, t, trees_, draws_on(t));
     for_each_chunk(*run_, cases_, t.n_class_codes(), [&](unsigned long number, const chunk& some) {
       follow(t, trees, some, by_chunk[number]);
     });

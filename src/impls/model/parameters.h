@@ -5,6 +5,8 @@
 #include "impls/trees/decision_tree.h"
 #include "impls/types.h"
 #include "orvik/enums.h"
+#include "orvik/growth.h"
+#include "zel/inpout/binstream.h"
 
 namespace orvik::impls {
 
@@ -14,12 +16,23 @@ struct parameters {
   double min_obj = 2.0;  // above 0
   unsigned long max_depth = k_no_depth_limit;
   double conf_level = 0.25;  // in (0, 1]
+  growth how;
   ensemble_kind kind = ensemble_kind::single;
+  resampling draws;  // of bagged trees and forests
+  combination answer = combination::votes;
   unsigned long n_trees = 1;
   bool keep_training_cm = true;
 
+  // The part of the binary form that only models in the second layout have.
+  bool fit_first_layout() const;
+  void write_growth(zel::inpout::obinstream& out) const;
+  bool read_growth(zel::inpout::ibinstream& in);
+
   bool is_ensemble() const { return kind != ensemble_kind::single; }
-  bool draws_attributes() const { return kind == ensemble_kind::forest; }
+  /// Whether the nodes of a tree draw from one generator, one after another.
+  bool draws_in_order() const {
+    return kind == ensemble_kind::forest && how.attributes.how == attribute_draw::BY_KIND;
+  }
 };
 
 }  // namespace orvik::impls

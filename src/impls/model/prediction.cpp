@@ -17,7 +17,11 @@ constexpr char k_no_eval_subset[] = "set_training_cm with no eval_subset";
 }  // namespace
 
 batch_predictor dtree::make_predictor(const table& t) const {
-  return run_->with_workers([&] { return batch_predictor(t, trees_.voters(), votes(), *run_); });
+  using answer = batch_predictor::answer;
+  const answer how = !votes()                                ? answer::of_one
+                     : trees_.answer() == combination::votes ? answer::votes
+                                                             : answer::shares;
+  return run_->with_workers([&] { return batch_predictor(t, trees_.voters(), how, *run_); });
 }
 
 std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,

@@ -16,6 +16,7 @@ namespace {
 constexpr char k_no_table[] = "no table provided to prune_dt";
 constexpr char k_no_tree[] = "no unpruned tree";
 constexpr char k_other_table[] = "the table has other values than that of the training cases";
+constexpr char k_boosted[] = "boosted trees are pruned as they are grown, and not again";
 constexpr char k_no_training[] = "no training cases provided to prune the tree";
 
 }  // namespace
@@ -42,6 +43,7 @@ void dtree::prune(const table* t, const case_list* prune_cases) {
 }
 
 void dtree::prune_trees(const table& t, const case_list* prune_cases) {
+  if (trees_.kind() == ensemble_kind::boosting) throw std::runtime_error(k_boosted);
   const bool from_training =
       pruning::needs_separate_cases(parameters_.pruning) && prune_cases == nullptr;
   if (from_training || pruning::needs_training_cases(parameters_.pruning)) {
@@ -52,8 +54,10 @@ void dtree::prune_trees(const table& t, const case_list* prune_cases) {
   if (from_training) prune_cases = &(training = cases_.expand());
   all_or_no_trees([&] {
     run_->with_workers([&] {
-      run_->for_each_index(trees_.n_trees(),
-                           [&](unsigned long i) { prune_tree(t, i, prune_cases); });
+      run_->for_each_index(trees_.n_trees(), [&](unsigned long i) {
+        const auto grown_on = [&] { return cases_of_tree(t, i); };
+        prune_tree(t, trees_.tree(i), trees_.seed(i), grown_on, prune_cases);
+      });
     });
   });
 }
@@ -67,31 +71,31 @@ void dtree::renew_training_cm(const table& t) {
   training_cm_ = test(t, cases, nullptr);
 }
 
-/// The cases of tree i as growing left them.
-case_list dtree::cases_as_grown(const table& t, unsigned long i) const {
-  case_list cases = cases_of_tree(i);
+/// Puts the cases of a tree in the order that growing left them in.
+void dtree::sort_as_grown(const table& t, const decision_tree& tree, unsigned long seed,
+                          case_list& cases) const {
   const bool measured =
-      parameters_.max_depth > 0 && !trees_.tree(i).get_node()->stays_leaf(parameters_.min_obj);
-  if (!measured || !attributes_) return cases;
-  if (parameters_.draws_attributes()) {
-    zel::util::rand_gen draws = attribute_draws(trees_.seed(i));
+      parameters_.max_depth > 0 && !tree.get_node()->stays_leaf(parameters_.min_obj);
+  if (!measured || !attributes_ || parameters_.how.draws()) return;
+  if (parameters_.draws_in_order()) {
+    zel::util::rand_gen draws = attribute_draws(seed);
     sort_as_measured(t, *attributes_, &draws, cases);
   } else {
     sort_as_measured(t, *attributes_, nullptr, cases);
   }
-  return cases;
 }
 
-/// The cases of tree i lie at its root while it is pruned.
-void dtree::prune_tree(const table& t, unsigned long i, const case_list* prune_cases) {
-  decision_tree& tree = trees_.tree(i);
+/// The cases that the tree was grown on lie at its root while it is pruned.
+void dtree::prune_tree(const table& t, decision_tree& tree, unsigned long seed,
+                       const std::function<case_list()>& grown_on, const case_list* prune_cases) {
   assert(!tree.get_node()->is_active());
   const pruning::material with{t, parameters_.conf_level, prune_cases, *run_};
   if (!pruning::needs_training_cases(parameters_.pruning)) {
     pruning::prune(tree, parameters_.pruning, with);
     return;
   }
-  case_list own = cases_as_grown(t, i);
+  case_list own = grown_on();
+  sort_as_grown(t, tree, seed, own);
   tree.get_node()->set_cases(&own);
   pruning::prune(tree, parameters_.pruning, with);
   tree.get_node()->disactivate();  // the root, whichever it is now, forgets the list

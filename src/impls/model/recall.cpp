@@ -19,10 +19,10 @@ namespace {
 constexpr double k_rounding = 1e-9;  // relative; sums of the same weights in another order
 
 /// Whether a root that saw these draws has the class weights that `root` has.
-bool drew(const table& t, const training_cases& cases, unsigned long seed,
+bool drew(const table& t, const training_cases& cases, const case_draws& draws, unsigned long seed,
           const decision_node& root) {
   std::vector<double> weights(t.n_class_codes());
-  for_each_draw(cases.size(), seed, [&](unsigned long position) {
+  draws.for_each(seed, [&](unsigned long position) {
     const auto [row, weight] = cases[position];
     weights[t.class_column().get_row_index(row)] += weight;
   });
@@ -36,8 +36,7 @@ bool drew(const table& t, const training_cases& cases, unsigned long seed,
 
 bool dtree::recall_draws(const table& t) {
   using zel::util::draw;
-  if (!parameters_.is_ensemble() || trees_.empty() || t.n_rows() == 0 ||
-      !have_equal_codes(*table_, t))
+  if (!trees_.draws_cases() || trees_.empty() || t.n_rows() == 0 || !have_equal_codes(*table_, t))
     return false;
   const std::unique_ptr<case_list> all(t.get_all());
   case_parts split;
@@ -46,9 +45,10 @@ bool dtree::recall_draws(const table& t) {
   training_cases cases(split.first ? *split.first : *all);
   const unsigned long build_seed = run_->seeds().next(draw::bootstrap);
   std::vector<unsigned long> seeds;
+  const case_draws draws(parameters_.draws, t, cases);
   for (unsigned long i = 0; i < trees_.n_trees(); ++i) {
     seeds.push_back(run_->seeds().at(draw::bootstrap, {build_seed, i}));
-    if (!drew(t, cases, seeds.back(), *trees_.tree(i).get_node())) return false;
+    if (!drew(t, cases, draws, seeds.back(), *trees_.tree(i).get_node())) return false;
   }
   cases_ = std::move(cases);
   for (unsigned long i = 0; i < seeds.size(); ++i) trees_.set_seed(i, seeds[i]);

@@ -11,11 +11,14 @@ using zel::util::string_util::is_utf8;
 
 branch_test test_of_branch(const table& t, const decision_node& split, unsigned long branch) {
   const column& tested = t.column_of(split.attribute());
+  const split_test& test = split.test();
+  if (test.is_one_value()) {
+    return {&tested, branch == 0 ? branch_test::EQUAL : branch_test::OTHER, test.code};
+  }
   if (tested.type() == column::DISCRETE) return {&tested, branch_test::EQUAL, branch + 1};
   if (tested.type() != column::CONTINUOUS) return {&tested, branch_test::UNHANDLED, k_unknown};
-  const code_t cut = split.test().cut;
-  if (branch > 1) return {&tested, branch_test::UNKNOWN, cut};
-  return {&tested, branch == 0 ? branch_test::UP_TO : branch_test::ABOVE, cut};
+  if (branch > 1) return {&tested, branch_test::UNKNOWN, test.code};
+  return {&tested, branch == 0 ? branch_test::UP_TO : branch_test::ABOVE, test.code};
 }
 
 std::string printed_test(const branch_test& test) {
@@ -23,6 +26,8 @@ std::string printed_test(const branch_test& test) {
   switch (test.how) {
     case branch_test::EQUAL:
       return name + " = " + test.printed_value();
+    case branch_test::OTHER:
+      return name + " != " + test.printed_value();
     case branch_test::UP_TO:
       return name + " <= " + test.printed_value();
     case branch_test::ABOVE:

@@ -18,6 +18,7 @@ namespace orvik::impls {
 struct branch_test {
   enum relation {
     EQUAL,      ///< the value of `code`
+    OTHER,      ///< any other known value
     UP_TO,      ///< the value of `code` or a smaller one
     ABOVE,      ///< a larger value than that of `code`
     UNKNOWN,    ///< no value: a further branch of a cut, which no tree grows

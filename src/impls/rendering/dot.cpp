@@ -47,6 +47,9 @@ void write_edge(const branch_test& test, unsigned long from, unsigned long to, s
     case branch_test::EQUAL:
       out << in_label(test.printed_value());
       break;
+    case branch_test::OTHER:
+      out << "!=" << in_label(test.printed_value());
+      break;
     case branch_test::UP_TO:
       out << "<=" << in_label(test.printed_value());
       break;

@@ -9,6 +9,7 @@
 #include "impls/identity.h"
 #include "impls/model/dtree.h"
 #include "impls/rendering/description.h"
+#include "zel/adt/tree_walk.h"
 #include "zel/util/string_util.h"
 
 namespace orvik::impls {
@@ -16,7 +17,6 @@ namespace orvik::impls {
 namespace {
 
 constexpr char k_format[] = "orvik-model";
-constexpr unsigned k_format_version = 1;
 
 /// Writes the members of the document in order.
 class model_writer {
@@ -24,6 +24,7 @@ class model_writer {
   model_writer(const table& t, const std::string& model_name, std::ostream& out)
       : table_(t), encoding_(encoding_of(t, model_name)), sink_(out), json_(sink_) {}
 
+  void write_combination(const ensemble& trees);
   void write(const dtree& model);
 
  private:
@@ -72,6 +73,22 @@ void model_writer::write_column(unsigned long i) {
   json_.EndObject();
 }
 
+/// 2 where a reader of 1 would go wrong.
+unsigned version_of(const dtree& model) {
+  const ensemble& trees = model.trees();
+  bool first = trees.answer() == combination::votes && trees.kind() != ensemble_kind::boosting;
+  for (unsigned long i = 0; first && i < trees.n_trees(); ++i) {
+    zel::adt::walk(
+        trees.tree(i),
+        [&first](const decision_tree& at, unsigned long) {
+          first = first && (is_leaf(at) || !at.get_node()->test().is_one_value());
+          return first;
+        },
+        [](const decision_tree&, unsigned long) {});
+  }
+  return first ? 1 : 2;
+}
+
 void model_writer::write_columns() {
   key("columns");
   json_.StartArray();
@@ -90,6 +107,9 @@ void model_writer::write_test(const decision_tree& tree, const std::vector<unsig
   json_.Uint64(table_.column_index_of(node.attribute()));
   if (test.how == branch_test::UP_TO) {
     key("threshold");
+    value(*test.tested, test.code);
+  } else if (node.test().is_one_value()) {
+    key("value");
     value(*test.tested, test.code);
   }
   key("children");
@@ -142,12 +162,26 @@ void model_writer::write_tree(const decision_tree& tree) {
   sink_.Put('\n');
 }
 
+/// Said where trees do more than have one vote each.
+void model_writer::write_combination(const ensemble& trees) {
+  if (!trees.is_put_to_vote()) return;
+  if (trees.answer() == combination::shares) {
+    key("combination");
+    text("shares");
+  }
+  if (trees.kind() != ensemble_kind::boosting) return;
+  key("votes");
+  json_.StartArray();
+  for (unsigned long i = 0; i < trees.n_trees(); ++i) json_.number(trees.votes(i));
+  json_.EndArray();
+}
+
 void model_writer::write(const dtree& model) {
   json_.StartObject();
   key("format");
   text(k_format);
   key("version");
-  json_.Uint(k_format_version);
+  json_.Uint(version_of(model));
   key("library");
   text(k_product);
   key("encoding");
@@ -161,6 +195,7 @@ void model_writer::write(const dtree& model) {
   key("weights");
   table_.has_weights() ? json_.Uint64(table_.weights_index()) : json_.Null();
   write_columns();
+  write_combination(model.trees());
   key("trees");
   json_.StartArray();
   for (unsigned long i = 0; i < model.n_trees(); ++i) write_tree(model.get_tree(i));

@@ -44,6 +44,8 @@ void write_predicate(const branch_test& test, std::ostream& out) {
   out << "<SimplePredicate field=\"" << escaped(test.tested->name()) << "\" operator=\"";
   if (test.how == branch_test::EQUAL) {
     out << "equal\" value=\"" << escaped(test.printed_value());
+  } else if (test.how == branch_test::OTHER) {
+    out << "notEqual\" value=\"" << escaped(test.printed_value());
   } else {
     // Deliberate: a cut's value is written as it is. Only ordered texts could need more.
     out << (test.how == branch_test::UP_TO ? "lessOrEqual" : "greaterThan") << "\" value=\""

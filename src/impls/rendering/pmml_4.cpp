@@ -6,8 +6,8 @@
 //   records are case weights, so that the shares are the same.
 // - A value that training did not have is "asMissing"; numbers have no such values.
 // - A leaf that no weight reached names its father's class, with full confidence.
-// - Trees of an ensemble have one vote each. The standard does not decide equal votes; here the
-//   class that stands first in the data dictionary wins.
+// - Trees of an ensemble have one vote each, boosted ones their own; or their shares are averaged.
+//   The standard does not decide between equal classes; here the first in the data dictionary wins.
 // Numbers are exact, whatever format the stream has.
 #include <stdexcept>
 
@@ -59,6 +59,19 @@ const char* data_type_of(const column& c) {
 const char* operational_type_of(const column& c) {
   if (c.type() == column::CLASS || c.type() == column::DISCRETE) return "categorical";
   return lists_values(c) ? "ordinal" : "continuous";
+}
+
+const char* operator_of(const branch_test& test) {
+  switch (test.how) {
+    case branch_test::EQUAL:
+      return "equal";
+    case branch_test::OTHER:
+      return "notEqual";
+    case branch_test::UP_TO:
+      return "lessOrEqual";
+    default:
+      return "greaterThan";
+  }
 }
 
 /// Writes the elements that describe a table and its trees.
@@ -158,10 +171,7 @@ void pmml_writer::write_predicate(const decision_node& node) const {
   }
   const branch_test test = test_before(table_, node);
   const unsigned long column = table_.column_index_of(node.father()->attribute());
-  const char* relation = test.how == branch_test::EQUAL   ? "equal"
-                         : test.how == branch_test::UP_TO ? "lessOrEqual"
-                                                          : "greaterThan";
-  out_ << "<SimplePredicate field=\"" << fields_[column] << "\" operator=\"" << relation
+  out_ << "<SimplePredicate field=\"" << fields_[column] << "\" operator=\"" << operator_of(test)
        << "\" value=\"" << text(test.exact_value()) << "\"/>\n";
 }
 
@@ -199,10 +209,18 @@ zel::adt::bitmap attributes_of(const table& t, const decision_tree& tree) {
 
 void write_segments(const pmml_writer& writer, const table& t, const dtree& model,
                     std::ostream& out) {
-  out << "<Segmentation multipleModelMethod=\"majorityVote\">\n";
+  const ensemble& trees = model.trees();
+  const bool weighted = trees.kind() == ensemble_kind::boosting;
+  const bool averages = trees.answer() == combination::shares;
+  out << "<Segmentation multipleModelMethod=\""
+      << (averages ? (weighted ? "weightedAverage" : "average")
+                   : (weighted ? "weightedMajorityVote" : "majorityVote"))
+      << "\">\n";
   for (unsigned long i = 0; i < model.n_trees(); ++i) {
     const decision_tree& tree = model.get_tree(i);
-    out << "<Segment id=\"" << std::to_string(i + 1) << "\">\n<True/>\n<TreeModel";
+    out << "<Segment id=\"" << std::to_string(i + 1);
+    if (weighted) out << "\" weight=\"" << zel::text::shortest_decimal(trees.votes(i));
+    out << "\">\n<True/>\n<TreeModel";
     writer.write_tree_attributes(tree);
     writer.write_schema(attributes_of(t, tree));
     writer.write_nodes(tree);

@@ -23,7 +23,8 @@ void write_leaf(const table& t, const decision_node& node, std::ostream& out) {
 void write_condition(const branch_test& test, std::ostream& out) {
   out << printed_test(test);
   if (test.how == branch_test::UNHANDLED) return;
-  out << (test.how == branch_test::EQUAL ? ":" : " :");
+  const bool of_value = test.how == branch_test::EQUAL || test.how == branch_test::OTHER;
+  out << (of_value ? ":" : " :");
 }
 
 void set_number_format(std::ostream& out) { out << std::fixed << std::setprecision(1); }

@@ -102,8 +102,8 @@ void search_tree::measure(std::vector<open_node>& open) {
   }
   s_.run.for_each_index(missing.size(), [&](unsigned long i) {
     search_node& node = *missing[i].node;
-    node.stats.measure_candidate(s_.t, s_.type, s_.min_weight, node.tests[missing[i].test],
-                                 /*copy=*/true);
+    node.stats.measure_candidate(s_.t, {s_.type, s_.min_weight, nullptr, s_.t.n_attributes()},
+                                 node.tests[missing[i].test], /*copy=*/true);
   });
 }
 
@@ -121,7 +121,7 @@ void search_tree::split(std::vector<open_node>& open) {
     std::vector<node_split>& splits = o.node->splits;
     const bool first = splits.empty() || !splits.back().children.empty();
     if (first) made.push_back({o.node, splits.size()});
-    splits.push_back({{o.choice->attribute, 0}, {}});
+    splits.push_back({{o.choice->attribute}, {}});
   }
   // The splits of a node one after another: its children read from it which test it has.
   s_.run.for_each_index(made.size(), [&](unsigned long i) {

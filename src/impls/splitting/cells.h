@@ -47,10 +47,10 @@ bool is_sparse(const Node& node, const code_range& range) {
 /// Memory of one measurement, kept by each thread.
 template <class Amount>
 struct scratch {
-  std::vector<Amount> cells;               // by code of the range, then by place
-  std::vector<std::uint32_t> value_class;  // weights: by code, the only class, k_mixed, k_absent
-  std::vector<Amount> known, left;         // by place
-  std::vector<std::uint16_t> places;       // of the classes of a value
+  std::vector<Amount> cells;                // by code of the range, then by place
+  std::vector<std::uint32_t> value_class;   // weights: by code, the only class, k_mixed, k_absent
+  std::vector<Amount> known, left, others;  // by place
+  std::vector<std::uint16_t> places;        // of the classes of a value
   std::conditional_t<is_exact<Amount>, zel::adt::key_sorter, code_sorter> sorter;
 };
 
@@ -225,14 +225,6 @@ dense_cells<typename Node::amount> fill_dense(const Node& node, const Codes& cod
   };
   unknown = take_known(node, codes, s.known.data(), take);
   return {s.cells, s.value_class, n, range.first};
-}
-
-/// Adds the cells of other cases of the node, of the same range and places, to these: parts of a
-/// node may be filled apart. Exact for counts; of weights the parts are added as sums.
-template <class Amount>
-void merge_cells(std::span<Amount> cells, std::span<const Amount> others) {
-  assert(cells.size() == others.size());
-  for (std::size_t i = 0; i < cells.size(); ++i) cells[i] += others[i];
 }
 
 /// The cells that occur, of weights, by code and class; s.known has been started. O(cases + codes).

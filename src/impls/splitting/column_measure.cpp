@@ -13,6 +13,8 @@ namespace splitting {
 
 namespace {
 
+constexpr growth k_defaults;
+
 scratch<double>& thread_scratch() {
   thread_local scratch<double> own;
   return own;
@@ -41,20 +43,19 @@ splitting_desc cut_in_list_order(const Impurity& impurity, const column& measure
   }
   node.start_known(s.known);
   const sorted_cases<false> cells{s.sorter.sorted(of.range)};
-  return cut_of_cells<Impurity, sorted_cases<false>, double>(impurity, cells, node, unknown, s);
+  return find_cut::in<Impurity, sorted_cases<false>, double>(impurity, cells, node, unknown, s);
 }
 
 template <class Impurity, class Codes, class Classes>
 splitting_desc measure(const Impurity& impurity, const column& measured, const Codes& codes,
                        const weighed_cases<Classes>& node, const measured_node& of) {
   scratch<double>& s = thread_scratch();
-  if (measured.type() == column::DISCRETE) {
-    return measure_discrete(impurity, codes, node, of.range, s);
-  }
-  if (is_measured_by_sorting(of.cases.size(), of.range.second - of.range.first)) {
+  const growth& how = of.how == nullptr ? k_defaults : *of.how;
+  const bool searches_cut = measured.type() == column::CONTINUOUS && !how.random_cuts;
+  if (searches_cut && is_measured_by_sorting(of.cases.size(), of.range.second - of.range.first)) {
     return cut_in_list_order(impurity, measured, codes, node, of, s);
   }
-  return measure_continuous(impurity, codes, node, of.range, s);
+  return measure_test(impurity, measured, codes, node, of.range, how, of.draw, s);
 }
 
 }  // namespace
@@ -68,7 +69,8 @@ splitting_desc measure_column(const column& measured, const measured_node& of,
     return visit_codes(measured.codes(), [&](const auto& codes) {
       return visit_class_codes(of.class_column.codes(), [&](const auto& classes) {
         const weighed_cases<std::remove_cvref_t<decltype(classes)>> node{
-            {of.total_weight, of.min_weight, n_classes, n_classes},
+            {of.total_weight, of.min_weight, n_classes, n_classes,
+             of.how != nullptr && of.how->free},
             {of.cases.begin(), of.cases.end()},
             classes};
         return measure(impurity, measured, codes, node, of);

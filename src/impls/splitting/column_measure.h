@@ -3,6 +3,8 @@
 
 #include "impls/tables/column.h"
 #include "orvik/enums.h"
+#include "orvik/growth.h"
+#include "zel/util/quick_gen.h"
 
 namespace orvik::impls::splitting {
 
@@ -16,6 +18,8 @@ struct measured_node {
   const code_range& range;
   double min_weight;
   bool copy;
+  const growth* how = nullptr;           // null: the defaults
+  zel::util::quick_gen* draw = nullptr;  // where cuts are random
 };
 
 /// By the impurity of the split type. A column that is neither discrete nor continuous, or has one

@@ -39,14 +39,15 @@ class cut_search {
         unknown_(unknown),
         known_(node.total - unknown),
         left_(left),
-        right_(right) {
+        right_(right),
+        free_(node.free) {
     assert(left.size() == node.n_places && right.size() == node.n_places);
     const auto known = static_cast<double>(known_);
     possible_ = !(2 * node.min_weight > known);
     if (!possible_) return;
     const double share = k_min_split_share * known / static_cast<double>(node.n_all_classes);
-    const double least =
-        node.min_weight >= share ? node.min_weight : std::min(k_largest_min_split, share);
+    const bool by_share = !free_ && node.min_weight < share;
+    const double least = by_share ? std::min(k_largest_min_split, share) : node.min_weight;
     least_ = smallest_from(least);
     most_ = largest_to(known - least);
     known_share_ = known / (static_cast<double>(unknown) + known);
@@ -88,7 +89,7 @@ class cut_search {
 
   /// The best cut, its gain less the price of choosing among the tries.
   splitting_desc result() const {
-    const double price = Impurity::price_of_choice(tries_, total_);
+    const double price = free_ ? 0 : Impurity::price_of_choice(tries_, total_);
     if (price >= best_.gain) return {};
     assert(best_.left_code < best_.right_code);
     splitting_desc found = best_;
@@ -117,6 +118,7 @@ class cut_search {
   double total_;
   Amount unknown_, known_;
   std::span<Amount> left_, right_;
+  bool free_;
   bool possible_;
   bound least_ = 0, most_ = 0;
   double known_share_ = 1, base_ = 0;

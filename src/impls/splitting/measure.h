@@ -9,6 +9,9 @@
 #include "impls/splitting/branch_search.h"
 #include "impls/splitting/cells.h"
 #include "impls/splitting/cut_search.h"
+#include "impls/splitting/random_cut.h"
+#include "impls/splitting/value_search.h"
+#include "orvik/growth.h"
 
 namespace orvik::impls::splitting {
 
@@ -37,42 +40,56 @@ struct add_in_list_order {
 };
 
 /// The cut of cells in any layout.
-template <class Impurity, class Layout, class Amount>
-splitting_desc cut_of_cells(const Impurity& impurity, const Layout& cells,
-                            const node_facts<Amount>& node, Amount unknown, scratch<Amount>& s) {
-  if constexpr (!is_exact<Amount>) cells.add_to(s.known);
-  s.left.assign(node.n_places, 0);
-  return best_cut<Impurity, Layout, Amount>(impurity, cells, node, unknown, s.left, s.known);
-}
+struct find_cut {
+  template <class Impurity, class Layout, class Amount>
+  static splitting_desc in(const Impurity& impurity, const Layout& cells,
+                           const node_facts<Amount>& node, Amount unknown, scratch<Amount>& s) {
+    if constexpr (!is_exact<Amount>) cells.add_to(s.known);
+    s.left.assign(node.n_places, 0);
+    return best_cut<Impurity, Layout, Amount>(impurity, cells, node, unknown, s.left, s.known);
+  }
+};
 
-template <class Impurity, class Node, class Codes>
-splitting_desc sparse_cut(const Impurity& impurity, const Codes& codes, const Node& node,
-                          const code_range& range, scratch<typename Node::amount>& s) {
+/// The value to be tested against all others.
+struct find_value {
+  template <class Impurity, class Layout, class Amount>
+  static splitting_desc in(const Impurity& impurity, const Layout& cells,
+                           const node_facts<Amount>& node, Amount unknown, scratch<Amount>& s) {
+    if constexpr (!is_exact<Amount>) cells.add_to(s.known);
+    return best_value<Impurity, Layout, Amount>(impurity, cells, node, unknown, s);
+  }
+};
+
+template <class Find, class Impurity, class Node, class Codes>
+splitting_desc find_sparse(const Impurity& impurity, const Codes& codes, const Node& node,
+                           const code_range& range, scratch<typename Node::amount>& s) {
   using amount = typename Node::amount;
   node.start_known(s.known);
   amount unknown;
   const auto cells = fill_sparse(node, codes, range, s, unknown, nothing_else());
-  return cut_of_cells<Impurity, decltype(cells), amount>(impurity, cells, node, unknown, s);
+  return Find::template in<Impurity, decltype(cells), amount>(impurity, cells, node, unknown, s);
 }
 
-template <class Impurity, class Node, class Codes>
-splitting_desc dense_cut(const Impurity& impurity, const Codes& codes, const Node& node,
-                         const code_range& range, scratch<typename Node::amount>& s) {
+template <class Find, class Impurity, class Node, class Codes>
+splitting_desc find_dense(const Impurity& impurity, const Codes& codes, const Node& node,
+                          const code_range& range, scratch<typename Node::amount>& s) {
   using amount = typename Node::amount;
   node.start_known(s.known);
   if (!is_exact<amount>) s.value_class.assign(range.second - range.first, k_absent);
   amount unknown;
   const dense_cells<amount> cells =
       fill_dense(node, codes, range, s, unknown, note_classes<amount>{s.value_class.data()});
-  return cut_of_cells<Impurity, dense_cells<amount>, amount>(impurity, cells, node, unknown, s);
+  return Find::template in<Impurity, dense_cells<amount>, amount>(impurity, cells, node, unknown,
+                                                                  s);
 }
 
-/// The best cut. O(cases + codes * classes), of sparse cells O(cases + codes + cuts * classes).
-template <class Impurity, class Node, class Codes>
-splitting_desc measure_continuous(const Impurity& impurity, const Codes& codes, const Node& node,
-                                  const code_range& range, scratch<typename Node::amount>& s) {
-  return is_sparse(node, range) ? sparse_cut(impurity, codes, node, range, s)
-                                : dense_cut(impurity, codes, node, range, s);
+/// The best test in two: a cut, or one value against the others. O(cases + codes * classes), of
+/// sparse cells O(cases + codes + values that occur * classes).
+template <class Find, class Impurity, class Node, class Codes>
+splitting_desc measure_in_two(const Impurity& impurity, const Codes& codes, const Node& node,
+                              const code_range& range, scratch<typename Node::amount>& s) {
+  return is_sparse(node, range) ? find_sparse<Find>(impurity, codes, node, range, s)
+                                : find_dense<Find>(impurity, codes, node, range, s);
 }
 
 /// A branch for every value. O(cases + codes * classes), of sparse cells O(cases + classes).
@@ -91,6 +108,25 @@ splitting_desc measure_discrete(const Impurity& impurity, const Codes& codes, co
   return is_sparse(node, range) && node.min_weight > 0
              ? measure(fill_sparse(node, codes, range, s, unknown, add))
              : measure(fill_dense(node, codes, range, s, unknown, add));
+}
+
+/// Whether a discrete column is tested for one of its values; of two, each is the other's rest.
+inline bool tests_one_value(const growth& how, const column& measured) {
+  return how.one_value && measured.values()->size_of_known() > 2;
+}
+
+/// The best test on a column whose cells are not at hand otherwise; `draw` for a random cut.
+template <class Impurity, class Node, class Codes>
+splitting_desc measure_test(const Impurity& impurity, const column& measured, const Codes& codes,
+                            const Node& node, const code_range& range, const growth& how,
+                            zel::util::quick_gen* draw, scratch<typename Node::amount>& s) {
+  if (measured.type() == column::CONTINUOUS) {
+    return how.random_cuts ? measure_random_cut(impurity, *measured.values(), codes, node, s, *draw)
+                           : measure_in_two<find_cut>(impurity, codes, node, range, s);
+  }
+  return tests_one_value(how, measured)
+             ? measure_in_two<find_value>(impurity, codes, node, range, s)
+             : measure_discrete(impurity, codes, node, range, s);
 }
 
 }  // namespace orvik::impls::splitting

@@ -17,6 +17,7 @@ struct node_facts {
   double min_weight;          // m, the least of a branch
   std::size_t n_places;       // of classes, from 0
   std::size_t n_all_classes;  // of the class column
+  bool free = false;          // a cut is bound by m alone, and costs nothing
 };
 
 /// One case: its row, the place of its class and what it adds.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <limits>
 #include <stdexcept>
 
 namespace orvik::impls {
@@ -21,6 +22,11 @@ const candidate* best_of(const std::vector<candidate>& candidates, model::split_
                                [](unsigned int) { return true; });
 }
 
+bool is_valid(const column::splitting_desc& desc, model::split_type type) {
+  constexpr double k_no_mean = -std::numeric_limits<double>::infinity();
+  return split_choice::can_split(desc) && splitting::ranking_of(type).value_of(desc, k_no_mean);
+}
+
 void keep_random(std::vector<candidate>& candidates, unsigned long k, zel::util::rand_gen& draw) {
   unsigned long to_pick = std::bit_width(k);
   unsigned long remaining = k;
@@ -32,11 +38,15 @@ void keep_random(std::vector<candidate>& candidates, unsigned long k, zel::util:
   });
 }
 
-code_t threshold_of(const column& tested, const column::splitting_desc& desc) {
-  if (tested.type() != column::CONTINUOUS) return 0;
+split_test test_of(const column& tested, const candidate& chosen) {
+  const auto& [attribute, desc] = chosen;
+  if (tested.type() != column::CONTINUOUS) {
+    return desc.left_code == k_unknown ? split_test{attribute}
+                                       : split_test::one_value(attribute, desc.left_code);
+  }
   const code_t middle = tested.values()->find_mid(desc.left_code, desc.right_code);
   // The cases above the cut stay above it whatever the values are: growing always ends.
-  return std::min(middle, desc.right_code - 1);
+  return split_test::cut_at(attribute, std::min(middle, desc.right_code - 1));
 }
 
 }  // namespace orvik::impls

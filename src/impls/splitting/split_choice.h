@@ -4,14 +4,18 @@
 // attributes.
 #pragma once
 
+#include <algorithm>
 #include <cassert>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "impls/splitting/ranking.h"
 #include "impls/trees/candidate.h"
+#include "impls/trees/split_test.h"
 #include "orvik/enums.h"
+#include "zel/util/quick_gen.h"
 #include "zel/util/rand_gen.h"
 
 namespace orvik::impls {
@@ -71,9 +75,26 @@ const candidate* best_of(std::span<const candidate> candidates, model::split_typ
 void require_known(model::split_type type);
 /// Keeps floor(log2 k) + 1 of the candidates, drawn in order from k.
 void keep_random(std::vector<candidate>& candidates, unsigned long k, zel::util::rand_gen& draw);
+/// Whether the test of a measured candidate may be chosen.
+bool is_valid(const column::splitting_desc& desc, model::split_type type);
+/// Measures candidates by measure(candidate), drawn one by one, until `wanted` have a valid test
+/// or none is left; keeps the measured ones, in the order of the attributes.
+template <class Measure>
+void measure_drawn(std::vector<candidate>& candidates, unsigned long wanted, model::split_type type,
+                   zel::util::quick_gen& draw, const Measure& measure) {
+  std::size_t measured = 0;
+  for (unsigned long valid = 0; valid < wanted && measured < candidates.size(); ++measured) {
+    candidate& next = candidates[measured];
+    std::swap(next, candidates[measured + draw.below(candidates.size() - measured)]);
+    measure(next);
+    valid += is_valid(next.desc, type);
+  }
+  candidates.resize(measured);
+  std::ranges::sort(candidates, {}, &candidate::attribute);
+}
 /// The candidate of the greatest value, the first of equals; null if none passes.
 const candidate* best_of(const std::vector<candidate>& candidates, model::split_type type);
-/// The cut of a test on the column; 0 where it is not continuous.
-code_t threshold_of(const column& tested, const column::splitting_desc& desc);
+/// The test that a candidate on the column is.
+split_test test_of(const column& tested, const candidate& chosen);
 
 }  // namespace orvik::impls

@@ -27,7 +27,8 @@ class column : private zel::util::nocopy {
 
   /// What a split measure says of one attribute at one node.
   struct splitting_desc {
-    code_t left_code = 0;   ///< continuous: code of the last case below the cut
+    code_t left_code = 0;   ///< continuous: code of the last case below the cut;
+                            ///< discrete: the one value that is tested, if it is one
     code_t right_code = 0;  ///< continuous: code of the first case above it
     double gain = k_no_gain;
     double split_info = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <optional>
 #include <span>
 #include <stdexcept>
 
@@ -67,11 +68,9 @@ void decision_node::activate_root(const table& t) {
 }
 
 void decision_node::activate_branch(const table& t) {
-  const auto& [attribute, cut] = father_->test_;
-  branch_cases branch;
-  branch.cases.reset(t.column_of(attribute).partition(father_->cases_, position_, father_->weight_,
-                                                      branch.fraction, branch.range, cut));
-  activate_on(t, std::move(branch));
+  const split_test& test = father_->test_;
+  activate_on(t, cases_of_branch(t.column_of(test.attribute), test, *father_->cases_, position_ - 1,
+                                 father_->weight_));
 }
 
 void decision_node::activate_on(const table& t, branch_cases branch) {
@@ -177,7 +176,7 @@ void decision_node::add_shares(double amount, std::span<double> by_code) const {
 
 unsigned long decision_node::get_no_of_splits(const table& t) const {
   const column& tested = t.column_of(test_.attribute);
-  if (test_.is_cut() || tested.codes().bits == 1) return 2;
+  if (test_.parts_in_two() || tested.codes().bits == 1) return 2;
   return tested.values()->size_of_known();
 }
 
@@ -188,8 +187,9 @@ std::vector<branch_cases> decision_node::branches(const table& t) const {
 
 case_list* decision_node::select(const table& t, const case_list* cases, bool with_unknown) const {
   if (father_ == nullptr) throw std::runtime_error(k_select_root);
-  return t.column_of(father_->attribute())
-      .select(cases, position_, fraction_, father_->test_.cut, with_unknown);
+  return select_branch(t.column_of(father_->attribute()), father_->test_, *cases, position_ - 1,
+                       with_unknown ? std::optional(fraction_) : std::nullopt)
+      .release();  // to the caller
 }
 
 decision_node* decision_node::clone(const table& t, decision_node* father) const {

@@ -16,12 +16,14 @@
 #include "impls/tables/table.h"
 #include "impls/trees/candidate.h"
 #include "impls/trees/routing.h"
+#include "impls/trees/split_rules.h"
 #include "impls/trees/split_test.h"
 #include "impls/types.h"
 #include "orvik/enums.h"
 #include "zel/adt/bitmap.h"
 #include "zel/util/default_context.h"
 #include "zel/util/nocopy.h"
+#include "zel/util/quick_gen.h"
 #include "zel/util/rand_gen.h"
 
 namespace orvik::impls {
@@ -56,16 +58,17 @@ class decision_node : private zel::util::nocopy {
   /// Throws std::runtime_error on a node that is not active and for an unknown split type.
   void split(const table& t, model::split_type type, double min_weight,
              const zel::adt::bitmap* usable, unsigned long k, bool forest);
-  /// The same; `draw` (null: all are measured) picks floor(log2 k) + 1 of the k usable ones.
-  void split(const table& t, model::split_type type, double min_weight,
-             const zel::adt::bitmap* usable, unsigned long k, zel::util::rand_gen* draw,
-             zel::util::run_context& run = zel::util::default_context());
+  /// The same by rules, of which those that draw go on from `seed`. `in_order`, which may be null,
+  /// picks the floor(log2 k) + 1 attributes of a forest's node.
+  void split(const table& t, const split_rules& rules, zel::util::rand_gen* in_order,
+             unsigned long seed = 0, zel::util::run_context& run = zel::util::default_context());
   /// Whether no test is looked for: at an empty or pure node, or where two branches of
   /// `min_weight` do not fit.
   bool stays_leaf(double min_weight) const;
-  /// Measures `c.attribute` on the node's cases. With `copy` several may be measured at once.
-  void measure_candidate(const table& t, model::split_type type, double min_weight, candidate& c,
-                         bool copy);
+  /// Measures `c.attribute` on the node's cases. With `copy` several may be measured at once, but
+  /// not by a draw.
+  void measure_candidate(const table& t, const split_rules& rules, candidate& c, bool copy,
+                         zel::util::quick_gen* draw = nullptr);
   /// Number of children of a split node: 2 on a continuous attribute, else one a known value.
   unsigned long get_no_of_splits(const table& t) const;
 
@@ -144,6 +147,8 @@ class decision_node : private zel::util::nocopy {
                       unsigned long n_cases, double fraction);
 
  private:
+  void measure(const table& t, const split_rules& rules, zel::util::rand_gen* in_order,
+               unsigned long seed, std::vector<candidate>& candidates, zel::util::run_context& run);
   void read_statistics(zel::inpout::ibinstream& in, const table& t);
   void read_test(zel::inpout::ibinstream& in, const table& t);
   void own_cases(std::unique_ptr<case_list> cases);

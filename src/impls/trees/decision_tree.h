@@ -43,8 +43,9 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   void build(const table& t, case_list* cases, model::split_type type, double min_weight,
              unsigned long max_depth, const zel::adt::bitmap* usable, zel::util::rand_gen* draw);
   /// The same under a plan, which several trees on one table may share.
+  /// `seed` is that of the root's draws where the plan's rules draw; those below follow from it.
   void build(const growing_plan& plan, case_list* cases, unsigned long max_depth,
-             zel::util::rand_gen* draw);
+             zel::util::rand_gen* draw, unsigned long seed = 0);
   /// Grows below the root node there is, on the workers or on this thread.
   void build_from_root(const table& t, model::split_type type, double min_weight,
                        unsigned long max_depth, const zel::adt::bitmap* usable,
@@ -73,6 +74,9 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   double predict_distribution(const table& t, const std::vector<code_t>& codes,
                               std::vector<double>& distribution, double weight,
                               unsigned long depth) const;
+  /// Spreads `amount` of a case, given by its codes or as a row, over the classes.
+  void add_shares(const std::vector<code_t>& codes, double amount, std::span<double> by_code) const;
+  void add_row_shares(const table& t, row_t row, double amount, std::span<double> by_code) const;
   /// Classifies a row of the table that the tree was grown on, or of one with its codes.
   double predict_row(const table& t, row_t row, prediction& result, double weight) const;
   /// The same for a weight of 1; sets in `asked` the attributes whose values were looked at.
@@ -155,8 +159,9 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   void collapse();
 
  private:
-  void grow_seq(const growing_plan& plan, unsigned long max_depth, zel::util::rand_gen* draw);
-  void grow_par(const growing_plan& plan, unsigned long max_depth);
+  void grow_seq(const growing_plan& plan, unsigned long max_depth, zel::util::rand_gen* draw,
+                unsigned long seed);
+  void grow_par(const growing_plan& plan, unsigned long max_depth, unsigned long seed);
 };
 
 }  // namespace orvik::impls

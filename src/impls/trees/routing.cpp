@@ -49,14 +49,15 @@ void fill(const case_list& cases, double total_weight, const CodeOf& code_of, Br
   }
 }
 
-/// A cut limits the codes of a branch to a range that holds the cut's, a value to its own code.
+/// A test in two limits the codes of a branch to a range that holds the test's, a value to its own
+/// code.
 code_range first_range(const split_test& test, std::size_t branch) {
-  const code_t code = test.is_cut() ? test.cut : branch + 1;
+  const code_t code = test.parts_in_two() ? test.code : branch + 1;
   return {code, code + 1};
 }
 
 split_test test_of(const column& tested, code_t threshold) {
-  return {0, tested.type() == column::CONTINUOUS ? threshold : 0};
+  return tested.type() == column::CONTINUOUS ? split_test::cut_at(0, threshold) : split_test();
 }
 
 /// Throws for a column that no test has. Deliberate: one that has codes names the method
@@ -85,16 +86,42 @@ std::vector<branch_cases> split_cases(const column& tested, const split_test& te
   return branches;
 }
 
-case_list* column::partition(const case_list* cases, unsigned long branch, double total_weight,
-                             double& fraction, code_range& range, unsigned long threshold) const {
-  require_branches(*this, "partition");
-  const split_test test = test_of(*this, threshold);
+branch_cases cases_of_branch(const column& tested, const split_test& test, const case_list& cases,
+                             std::size_t branch, double total_weight) {
+  require_branches(tested, "partition");
   branch_cases found;
-  found.range = first_range(test, branch - 1);
-  visit_routing(*this, test, [&](const auto& code_of, auto branch_of) {
-    fill(*cases, total_weight, code_of, only_branch<decltype(branch_of)>{branch_of, branch - 1},
+  found.range = first_range(test, branch);
+  visit_routing(tested, test, [&](const auto& code_of, auto branch_of) {
+    fill(cases, total_weight, code_of, only_branch<decltype(branch_of)>{branch_of, branch},
          {&found, 1});
   });
+  return found;
+}
+
+std::unique_ptr<case_list> select_branch(const column& tested, const split_test& test,
+                                         const case_list& cases, std::size_t branch,
+                                         std::optional<double> unknown_factor) {
+  require_branches(tested, "select");
+  auto chosen = std::make_unique<case_list>();
+  visit_routing(tested, test, [&](const auto& code_of, auto branch_of) {
+    const only_branch<decltype(branch_of)> rule{branch_of, branch};
+    case_count known;
+    const case_count unknown = count_cases(cases, code_of, rule, {&known, 1});
+    chosen->reserve(known.n + (unknown_factor ? unknown.n : 0));
+    for_each_routed(
+        cases, code_of, rule, 1,
+        [&](std::size_t, const auto& c, code_t) { chosen->emplace_back(c.first, c.second); },
+        [&](const auto& c) {
+          if (unknown_factor) chosen->emplace_back(c.first, c.second * *unknown_factor);
+        });
+  });
+  return chosen;
+}
+
+case_list* column::partition(const case_list* cases, unsigned long branch, double total_weight,
+                             double& fraction, code_range& range, unsigned long threshold) const {
+  branch_cases found =
+      cases_of_branch(*this, test_of(*this, threshold), *cases, branch - 1, total_weight);
   fraction = found.fraction;
   range = found.range;
   return found.cases.release();  // to the caller
@@ -102,21 +129,9 @@ case_list* column::partition(const case_list* cases, unsigned long branch, doubl
 
 case_list* column::select(const case_list* cases, unsigned long branch, double unknown_factor,
                           unsigned long threshold, bool with_unknown) const {
-  require_branches(*this, "select");
-  auto chosen = std::make_unique<case_list>();
-  visit_routing(*this, test_of(*this, threshold), [&](const auto& code_of, auto branch_of) {
-    const only_branch<decltype(branch_of)> rule{branch_of, branch - 1};
-    case_count known;
-    const case_count unknown = count_cases(*cases, code_of, rule, {&known, 1});
-    chosen->reserve(known.n + (with_unknown ? unknown.n : 0));
-    for_each_routed(
-        *cases, code_of, rule, 1,
-        [&](std::size_t, const auto& c, code_t) { chosen->emplace_back(c.first, c.second); },
-        [&](const auto& c) {
-          if (with_unknown) chosen->emplace_back(c.first, c.second * unknown_factor);
-        });
-  });
-  return chosen.release();  // to the caller
+  return select_branch(*this, test_of(*this, threshold), *cases, branch - 1,
+                       with_unknown ? std::optional(unknown_factor) : std::nullopt)
+      .release();  // to the caller
 }
 
 }  // namespace orvik::impls

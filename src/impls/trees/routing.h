@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -86,5 +87,15 @@ struct branch_cases {
 /// left out. Cost: two passes over the cases, and an entry a branch for every unknown one.
 std::vector<branch_cases> split_cases(const column& tested, const split_test& test,
                                       const case_list& cases, std::size_t n, double total_weight);
+
+/// The same for one branch, from 0.
+branch_cases cases_of_branch(const column& tested, const split_test& test, const case_list& cases,
+                             std::size_t branch, double total_weight);
+
+/// The cases that take a branch, from 0; those of unknown value with `unknown_factor` times their
+/// weight, or not.
+std::unique_ptr<case_list> select_branch(const column& tested, const split_test& test,
+                                         const case_list& cases, std::size_t branch,
+                                         std::optional<double> unknown_factor);
 
 }  // namespace orvik::impls

@@ -25,20 +25,39 @@ struct value_branches {
   std::size_t operator()(code_t code) const { return code - 1; }
 };
 
-struct split_test {
-  unsigned int attribute = 0;
-  code_t cut = 0;  ///< 0: a branch for every value. A cut lies at the code of a value.
+/// Two branches: one value, and all others.
+struct one_value_branches {
+  static constexpr bool k_joins_codes = true;
+  code_t value;
+  std::size_t operator()(code_t code) const { return code != value; }
+};
 
-  bool is_cut() const { return cut != k_unknown; }
+struct split_test {
+  enum kind : unsigned char { EVERY_VALUE, CUT, ONE_VALUE };
+
+  unsigned int attribute = 0;
+  kind how = EVERY_VALUE;
+  code_t code = k_unknown;  ///< at which a cut lies, or of the one value
+
+  static split_test cut_at(unsigned int attribute, code_t code) { return {attribute, CUT, code}; }
+  static split_test one_value(unsigned int attribute, code_t code) {
+    return {attribute, ONE_VALUE, code};
+  }
+
+  bool is_cut() const { return how == CUT; }
+  bool is_one_value() const { return how == ONE_VALUE; }
+  /// Whether there are two branches whatever the values.
+  bool parts_in_two() const { return how != EVERY_VALUE; }
   /// Calls f with the rule itself: a loop over many cases chooses it once.
   template <class F>
   decltype(auto) with_rule(const F& f) const {
-    return is_cut() ? f(cut_branches{cut}) : f(value_branches{});
+    if (how == EVERY_VALUE) return f(value_branches{});
+    return how == CUT ? f(cut_branches{code}) : f(one_value_branches{code});
   }
   /// Branch of a known code, counted from 0.
-  std::size_t branch_of(code_t code) const {
-    assert(code != k_unknown);
-    return with_rule([code](auto branch_of) { return branch_of(code); });
+  std::size_t branch_of(code_t of_case) const {
+    assert(of_case != k_unknown);
+    return with_rule([of_case](auto branch_of) { return branch_of(of_case); });
   }
 };
 

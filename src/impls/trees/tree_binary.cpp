@@ -16,6 +16,7 @@ constexpr char k_bad_class[] = "a node's majority class that does not exist";
 constexpr char k_bad_weight[] = "a node's weight that is no weight";
 constexpr char k_no_distribution[] = "a node without class weights";
 constexpr char k_bad_attribute[] = "a test of an attribute that cannot be tested";
+constexpr char k_bad_value[] = "a tested value that is no value of its attribute";
 constexpr char k_bad_threshold[] = "a threshold that is no code of its attribute";
 constexpr char k_bad_children[] = "a node with a wrong number of children";
 constexpr char k_no_child[] = "a child is missing";
@@ -23,6 +24,9 @@ constexpr char k_no_child[] = "a child is missing";
 using zel::inpout::ibinstream;
 using zel::inpout::obinstream;
 using zel::inpout::require;
+
+/// In the number of the attribute: the test is of one value, whose code follows.
+constexpr unsigned int k_one_value = 1U << 31;
 
 constexpr unsigned long k_working_bytes = 16;  // of an active node, for each attribute
 constexpr unsigned long k_case_bytes = 16;
@@ -45,8 +49,9 @@ void decision_node::bin_out(obinstream& out, const table* t) const {
   if (distribution_) out.write_array(std::span<const double>(distribution_.get(), n_codes));
   out << /*cases=*/false << error_;
   if (status_ != SPLIT_NODE) return;
-  out << test_.attribute;
-  if (test_.is_cut()) out << static_cast<double>(test_.cut);
+  out << (test_.is_one_value() ? test_.attribute | k_one_value : test_.attribute);
+  if (test_.is_one_value()) out << static_cast<unsigned long>(test_.code);
+  if (test_.is_cut()) out << static_cast<double>(test_.code);
 }
 
 void decision_node::bin_in(ibinstream& in, const table* t) {
@@ -78,16 +83,25 @@ void decision_node::read_statistics(ibinstream& in, const table& t) {
 
 void decision_node::read_test(ibinstream& in, const table& t) {
   in >> test_.attribute;
+  const bool one_value = (test_.attribute & k_one_value) != 0;
+  test_.attribute &= ~k_one_value;
   require(test_.attribute < t.n_attributes(), k_bad_attribute);
   const column& tested = t.column_of(test_.attribute);
   const unsigned long known = tested.values()->size_of_known();
   require(tested.type() != column::IGNORE && known > 1, k_bad_attribute);
+  if (one_value) {
+    unsigned long code = 0;
+    in >> code;
+    require(tested.type() == column::DISCRETE && code >= 1 && code <= known, k_bad_value);
+    test_ = split_test::one_value(test_.attribute, code);
+    return;
+  }
   if (tested.type() != column::CONTINUOUS) return;
   double threshold = 0;
   in >> threshold;
   require(threshold >= 1 && threshold <= static_cast<double>(known), k_bad_threshold);
   require(std::trunc(threshold) == threshold, k_bad_threshold);
-  test_.cut = static_cast<code_t>(threshold);
+  test_ = split_test::cut_at(test_.attribute, static_cast<code_t>(threshold));
 }
 
 void decision_tree::bin_out(obinstream& out, const table* t) const {

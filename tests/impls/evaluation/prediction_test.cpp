@@ -108,18 +108,4 @@ TEST_F(grown_prediction, is_the_class_of_the_largest_share) {
   }
 }
 
-TEST_F(grown_prediction, tallies_to_the_same_bits_on_any_number_of_threads) {
-  const auto test = [&](unsigned long workers) {
-    const loop_threads threads(workers);
-    conf_matrix matrix(t.get());
-    std::vector<double> numbers{zel::util::default_context().with_workers(
-        [&] { return tree.predict_cm(*t, *cases, 0.7, matrix); })};
-    for (code_t i = 0; i < matrix.size(); ++i) {
-      for (code_t j = 0; j < matrix.size(); ++j) numbers.push_back(matrix.get_element(i, j));
-    }
-    return numbers;
-  };
-  EXPECT_EQ(test(1), test(7));
-}
-
 }  // namespace

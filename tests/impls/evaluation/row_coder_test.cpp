@@ -59,61 +59,6 @@ TEST(row_coder, gives_numbers_between_known_ones_the_code_of_the_larger) {
   }
 }
 
-TEST(row_coder, accepts_score_rows_in_three_forms) {
-  const auto t = small_table();
-  row_coder coder(*t, {"?"});
-  const std::string codes = "1 0 2 3 2 ";
-  for (const char* row : {"blue,1,20,a,1,high,2.5", "blue,1,20,?,?,high,2.5", "blue,,7,,,high,2.5",
-                          "blue, x ,7,new,-1,high, 2 ", "blue,1,20,a,1,high,2.5,",
-                          "blue,1,20,1,high,2.5", "blue,1,20,high,2.5"}) {
-    EXPECT_EQ(scored(coder, row), codes) << row;
-  }
-  for (const char* row :
-       {"", "blue", "blue,1,20,high", "blue,1,20,a,1,high,2.5,,", "1,2,3,4,5,6,7,8"}) {
-    EXPECT_EQ(scored(coder, row), std::string("bad row format: ") + row);
-  }
-}
-
-// Read as a row without its class it would be all wrong, but valid.
-TEST(row_coder, takes_a_separator_at_the_end_of_a_score_row_for_an_empty_value) {
-  const auto t =
-      make_table("k,string,class\nx,integer,continuous\ny,integer,continuous\n", "a,1,2\nb,3,4\n");
-  row_coder coder(*t, {"?"});
-  EXPECT_EQ(scored(coder, "3,4"), "2 2 ");
-  EXPECT_EQ(scored(coder, "1,3,"), ": not an int (column y)");
-  const auto last = make_table("x,integer,continuous\nk,string,class\n", "1,a\n3,b\n");
-  row_coder class_last(*last, {"?"});
-  EXPECT_EQ(scored(class_last, "3,"), "2 ");
-}
-
-TEST(row_coder, names_the_column_of_a_bad_value) {
-  const auto t = small_table();
-  row_coder coder(*t, {"?"});
-  const struct {
-    const char *row, *error;
-  } rows[] = {{"green,1,20,a,1,low,1", "value green for column colour not admitted"},
-              {",1,20,a,1,low,1", "value  for column colour not admitted"},
-              {"red,1,20,a,1,tiny,1", "value tiny for column grade not admitted"},
-              {"red,1,20,c,1,low,1", "value c for column kind not admitted"},
-              {"red,1,20,?,1,low,1", "value ? for column kind not admitted"},
-              {"red,1,2.5,a,1,low,1", "2.5: not an int (column size)"},
-              {"red,1,20,a,1,low,nan", "nan: not a double (column ratio)"},
-              {"red,1,20,a,heavy,low,1", "heavy: not a double (column w)"},
-              {"red,1,20,a,?,low,1", "?: not a double (column w)"},
-              {"red,1,20,a,-0.1,low,1", "-0.1: negative value in a column of weights (column w)"},
-              {"red,1,20,a,1,low", "bad row format: red,1,20,a,1,low"},
-              {"r\x01\x7f", "bad row format: r??"}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(outcome_of(coder, [&] { coder.read_test_row(row.row, ','); }), row.error);
-  }
-  const std::string_view nul("red,1,2\0,a,1,low,1", 18);
-  EXPECT_EQ(outcome_of(coder, [&] { coder.read_test_row(nul, ','); }),
-            "bad row format: red,1,2?,a,1,low,1");
-  const std::string longest = std::string(300, 'x') + ",1,20,a,1,low,1";
-  EXPECT_EQ(outcome_of(coder, [&] { coder.read_test_row(longest, ','); }),
-            "value " + std::string(200, 'x') + " for column colour not admitted");
-}
-
 TEST(row_coder, counts_what_it_takes_as_unknown) {
   const auto t = small_table();
   row_coder coder(*t, {"?", /*admit_unseen=*/true});

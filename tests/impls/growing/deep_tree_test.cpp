@@ -33,36 +33,11 @@ TEST(deep_tree, is_measured_cloned_and_destroyed) {
   const std::unique_ptr<decision_tree> copy(tree->clone(*t, nullptr));
   tree.reset();
   EXPECT_EQ(copy->depth(), k_levels + 1);
-  EXPECT_EQ(copy->size(), 2 * k_levels + 1);
-  EXPECT_EQ(copy->leaves(), k_levels + 1);
   EXPECT_EQ(copy->get_child(1)->get_node()->father(), copy->get_node());
   zel::adt::bitmap used;
   used.resize(1);
   copy->set_used_atts(used);
   EXPECT_EQ(used.toCSV(), "0");
-}
-
-TEST(deep_tree, is_pruned) {
-  const auto t = two_way_table();
-  const double cf = 0.25, coeff = decision_tree::CFCoefficient(cf);
-  const auto kept = deep_tree();
-  EXPECT_EQ(kept->preprune(std::numeric_limits<double>::max()), 0);
-  kept->prune_dt(*t, cf, coeff);
-  EXPECT_EQ(kept->depth(), k_levels + 1);
-
-  // All leaves but the last have one case of one class: not worth its while on estimates.
-  const auto one_error = [](unsigned long level) {
-    return level < k_levels ? std::vector<double>{1, 0} : std::vector<double>{0, 1};
-  };
-  const auto pruned = build_path(k_levels, one_error);
-  pruned->preprune(std::numeric_limits<double>::max());
-  EXPECT_EQ(pruned->depth(), k_levels + 1);
-  pruned->prune_dt(*t, cf, coeff);
-  EXPECT_EQ(pruned->size(), 1u);
-
-  const auto useless = build_path(k_levels, [](unsigned long) { return std::vector{1.0, 0.0}; });
-  useless->preprune(std::numeric_limits<double>::max());
-  EXPECT_EQ(useless->size(), 1u);
 }
 
 TEST(deep_tree, classifies) {

@@ -143,60 +143,11 @@ INSTANTIATE_TEST_SUITE_P(
                     plot{"pure", 4, false, {orvik::model::PURE_GAIN_RATIO, 5, k_no_depth_limit}}),
     [](const auto& row) { return row.param.name; });
 
-/// Discrete, boolean and continuous attributes; a twelfth of the values unknown if so wanted.
-std::unique_ptr<table> flags_table(unsigned long rows, bool unknown) {
-  std::mt19937_64 draw(rows);
-  const auto below = [&draw](unsigned long n) { return draw() % n; };
-  std::string names =
-      "kind,string,class\nfew,integer,continuous\nmany,integer,continuous\n"
-      "third,integer,discrete\n";
-  for (const char flag : {'a', 'b', 'c', 'd', 'e'})
-    names += flag + std::string(",string,discrete\n");
-  std::string data;
-  for (unsigned long i = 0; i < rows; ++i) {
-    const unsigned long few = below(20), many = below(3 * rows), third = below(3),
-                        flags = below(32);
-    const unsigned long rule = third == 1 ? few / 7 : flags % 4 == 1 ? 3 : many / rows;
-    data += "k" + std::to_string(below(5) == 0 ? below(6) : rule);
-    for (const unsigned long value : {few, many, third}) {
-      data += unknown && below(12) == 0 ? ",?" : "," + std::to_string(value);
-    }
-    for (unsigned b = 0; b < 5; ++b) data += (flags >> b) % 2 == 0 ? ",no" : ",yes";
-    data += '\n';
-  }
-  return make_table(names, data);
-}
-
-/// Growing as the nodes do it themselves, level by level.
-std::unique_ptr<decision_tree> grow_by_nodes(const table& t, case_list& cases,
-                                             zel::util::rand_gen* draw) {
-  auto root = std::make_unique<decision_tree>();
-  root->set_node(new decision_node(&cases));
-  root->get_node()->activate(&t, false);
-  std::vector<decision_tree*> level{root.get()};
-  for (std::size_t i = 0; i < level.size(); ++i) {
-    decision_tree& tree = *level[i];
-    decision_node& node = *tree.get_node();
-    node.split(t, orvik::model::GAIN_RATIO, 2, nullptr, t.n_attributes(), draw);
-    const unsigned long n = node.is_split() ? node.get_no_of_splits(t) : 0;
-    tree.set_capacity(static_cast<unsigned>(n));
-    for (unsigned long c = 0; c < n; ++c) {
-      auto child = std::make_unique<decision_tree>();
-      child->set_node(new decision_node(&node, static_cast<unsigned>(c + 1)));
-      child->get_node()->activate(&t, false);
-      level.push_back(child.get());
-      tree.push_back_child(child.release());
-    }
-    node.disactivate();
-  }
-  return root;
-}
-
 TEST(growing, on_counted_cases_agrees_with_growing_node_by_node) {
   for (unsigned round = 0; round < 24; ++round) {
     SCOPED_TRACE(round);
     const bool unknown = round % 2 == 1, drawn = round % 4 > 1, forest = round % 3 == 2;
-    const auto t = flags_table(400 + 150 * round, unknown);
+    const auto t = mixed_table(400 + 150 * round, round, /*weighted=*/false, unknown);
     const std::unique_ptr<case_list> all(t->get_all());
     case_list cases(*all);
     if (drawn) {  // with repetitions, in no order
@@ -205,7 +156,10 @@ TEST(growing, on_counted_cases_agrees_with_growing_node_by_node) {
     }
     case_list own(cases);
     zel::util::rand_gen draws(1, round), same_draws(1, round);
-    const auto expected = grow_by_nodes(*t, own, forest ? &draws : nullptr);
+    const auto expected = grow_level_by_level(*t, own, [&](decision_node& node, unsigned long) {
+      node.split(*t, orvik::model::GAIN_RATIO, 2, nullptr, t->n_attributes(),
+                 forest ? &draws : nullptr);
+    });
     decision_tree tree;
     tree.build(*t, &cases, orvik::model::GAIN_RATIO, 2, k_no_depth_limit, nullptr,
                forest ? &same_draws : nullptr);

@@ -111,40 +111,6 @@ TEST(text_codes, agree_with_a_hash_map) {
   }
 }
 
-template <class T>
-class rank : public testing::Test {};
-using number_types = testing::Types<int, unsigned, float, double, long double>;
-TYPED_TEST_SUITE(rank, number_types);
-
-TYPED_TEST(rank, counts_the_values_up_to_each) {
-  using limits = std::numeric_limits<TypeParam>;
-  std::mt19937_64 draw(14);
-  const std::vector<TypeParam> steps = {1, 3, limits::max() / 5000, limits::epsilon()};
-  for (const TypeParam step : steps) {
-    for (const bool with_ends : {false, true}) {  // ends whose distance is beyond the type
-      std::vector<growing_array<TypeParam>> parts(4);
-      std::vector<TypeParam> all;
-      for (auto& part : parts) {
-        for (auto n = draw() % 700; n > 0; --n) {
-          const auto drawn = static_cast<TypeParam>(draw() % 2000);
-          const TypeParam value = step < 1 ? 1 + drawn * step : drawn * step;
-          part.append({&value, 1});
-        }
-        const TypeParam ends[] = {limits::max(), limits::lowest()};
-        if (with_ends) part.append(ends);
-        all.insert(all.end(), part.begin(), part.end());
-      }
-      const std::set<TypeParam> sorted(all.begin(), all.end());
-      const auto ranked = rank_values(std::move(parts));
-      ASSERT_EQ(ranked.values, std::vector<TypeParam>(sorted.begin(), sorted.end()));
-      ASSERT_EQ(ranked.ranks.size(), all.size());
-      for (std::size_t i = 0; i < all.size(); ++i) {
-        ASSERT_EQ(ranked.values[ranked.ranks[i] - 1], all[i]) << i;
-      }
-    }
-  }
-}
-
 // Columns of many values turn from dictionaries to kept numbers on the way, and back to nothing.
 TEST(loading_many_values, gives_every_cell_its_value_and_finds_the_bad_one) {
   const std::string types[] = {"integer", "uinteger", "float", "double", "long double"};

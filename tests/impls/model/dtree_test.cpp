@@ -87,29 +87,6 @@ TEST(model, keeps_nothing_of_the_callers) {
   EXPECT_EQ(model.get_tree(0).get_node()->cases(), nullptr);
 }
 
-TEST(model, clones_whole_or_by_its_parameters) {
-  const auto t = golf_table();
-  const std::unique_ptr<case_list> cases(t->get_all());
-  dtree model("m");
-  model.set_conf_level(1);
-  model.build(t.get(), cases.get());
-  const std::string text = text_of(model);
-  const auto whole = model.clone(false), parameters = model.clone(true);
-  model.set_min_obj(8);
-  model.build(t.get(), cases.get());
-  EXPECT_NE(text_of(model), text);
-  EXPECT_DOUBLE_EQ(model.get_training_cm()->err_misc(), 5. / 14);
-  EXPECT_EQ(text_of(*whole), text);
-  EXPECT_EQ(whole->name(), "m");
-  EXPECT_EQ(whole->get_training_cm()->ncases(), 14u);
-  EXPECT_EQ(whole->get_training_cm()->err_misc(), 0);
-  EXPECT_EQ(parameters->n_trees(), 0u);
-  EXPECT_EQ(parameters->get_training_table(), nullptr);
-  EXPECT_EQ(parameters->get_training_cm(), nullptr);
-  parameters->build(t.get(), cases.get());
-  EXPECT_EQ(text_of(*parameters), text);
-}
-
 TEST(model, keeps_the_matrix_of_its_trees_as_they_are) {
   const auto t = mixed_table(300, 3, /*weighted=*/true);
   const std::unique_ptr<case_list> cases(t->get_all());
@@ -142,46 +119,30 @@ TEST(model, built_again_takes_the_attributes_of_its_table) {
   }
 }
 
-TEST(model, refuses_another_table_and_cases_of_no_row) {
+TEST(model, refuses_another_table_and_cases_that_are_none) {
   const auto t = golf_table(), again = golf_table();
   const auto other = make_table(k_golf_names, std::string(k_golf_rows) + "snowy,1,1,true,no\n");
   const std::unique_ptr<case_list> cases(t->get_all());
-  const case_list past{{0, 1}, {14, 1}}, negative{{3, -1}};
+  const case_list none, negative{{3, -1}};
   const std::string other_table = "the table has other values than that of the training cases";
+  const std::string no_training = "no training provided to build the tree";
   dtree model("m");
   const auto refuses = [](const std::string& message, auto call) {
     EXPECT_THAT(call, testing::ThrowsMessage<std::runtime_error>(message));
   };
-  const std::string no_row = "there is no row 14 in a table of 14 rows";
-  refuses(no_row, [&] { model.build(t.get(), &past); });
-  refuses(no_row, [&] { model.feature_selection(t.get(), cases.get(), &past); });
+  refuses(no_training, [&] { model.build(t.get(), nullptr); });
+  refuses(no_training, [&] { model.build(t.get(), &none); });
+  refuses("no cases provided to select features",
+          [&] { model.feature_selection(t.get(), &none, nullptr); });
+  refuses("set_training_cm with no eval_subset", [&] { model.set_training_cm(t.get(), nullptr); });
   refuses("a case weight that is negative or not finite: row 3",
           [&] { model.build(t.get(), &negative); });
   model.build(t.get(), cases.get());
-  refuses(no_row, [&] { model.test(*t, past, nullptr); });
-  refuses(no_row, [&] { model.prune(t.get(), &past); });
   refuses(other_table, [&] { model.test(*other, *cases, nullptr); });
   refuses(other_table, [&] { model.prune(other.get(), nullptr); });
   refuses(other_table, [&] { model.oob_error(*other); });
   model.prune(again.get(), nullptr);
   EXPECT_EQ(model.test(*again, *cases, nullptr)->err_misc(), 0);
-}
-
-TEST(model, refuses_to_work_on_nothing) {
-  const auto t = golf_table();
-  const case_list none, some{{0, 1}};
-  dtree model("m");
-  const auto refuses = [](const char* message, auto call) {
-    EXPECT_THAT(call, testing::ThrowsMessage<std::runtime_error>(message));
-  };
-  refuses("no table provided to build the tree", [&] { model.build(nullptr, &some); });
-  refuses("no training provided to build the tree", [&] { model.build(t.get(), nullptr); });
-  refuses("no training provided to build the tree", [&] { model.build(t.get(), &none); });
-  refuses("set_training_cm with no eval_subset", [&] { model.set_training_cm(t.get(), nullptr); });
-  refuses("no unpruned tree", [&] { model.prune(t.get(), nullptr); });
-  refuses("no unpruned tree", [&] { text_of(model); });
-  refuses("no unpruned tree", [&] { model.test(*t, some, nullptr); });
-  EXPECT_EQ(model.trees().size(), 0u);
 }
 
 }  // namespace

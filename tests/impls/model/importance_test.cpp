@@ -88,25 +88,6 @@ TEST(permutation_importance, of_noise_is_about_nothing) {
   }
 }
 
-TEST(permutation_importance, is_the_same_for_every_number_of_workers) {
-  const auto t = mixed_table(500, 8, /*weighted=*/true);
-  const auto model = grow_ensemble(*t, {11, true, 7});
-  std::vector<std::vector<attribute_importance>> found;
-  for (const unsigned long workers : {1UL, 2UL, 7UL}) {
-    const run_seed seed(7);
-    const loop_threads threads(workers);
-    found.push_back(model->importance(*t));
-  }
-  for (std::size_t i = 0; i < found[0].size(); ++i) {
-    EXPECT_GT(found[0][i].gain, 0);
-    for (const auto& other : found) {
-      EXPECT_EQ(other[i].name, found[0][i].name);
-      EXPECT_EQ(other[i].gain, found[0][i].gain);
-      EXPECT_EQ(other[i].permutation, found[0][i].permutation);
-    }
-  }
-}
-
 /// What the tree says when the row's code of one attribute is another.
 TEST(changed_rows, are_predicted_as_their_codes_would_be) {
   const auto t = mixed_table(300, 3, /*weighted=*/false);

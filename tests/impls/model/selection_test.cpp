@@ -94,15 +94,5 @@ TEST(selecting_model, takes_all_attributes_where_cases_are_few_and_none_where_no
   }
 }
 
-TEST(selecting_model, names_what_it_lacks) {
-  dtree model("m");
-  const auto t = golf_table();
-  const case_list none;
-  EXPECT_THAT([&] { model.feature_selection(nullptr, nullptr, nullptr); },
-              testing::ThrowsMessage<std::runtime_error>("no table provided to select features"));
-  EXPECT_THAT([&] { model.feature_selection(t.get(), &none, nullptr); },
-              testing::ThrowsMessage<std::runtime_error>("no cases provided to select features"));
-}
-
 }  // namespace
 }  // namespace orvik::impls

@@ -27,20 +27,6 @@ std::unique_ptr<dtree> model_of(const table& t, unsigned long bagged_trees = 0) 
   return model;
 }
 
-/// The rows of `t` as text.
-std::string text_of_rows(const table& t) {
-  std::string text;
-  for (row_t row = 0; row < t.n_rows(); ++row) {
-    for (unsigned long i = 0; i < t.n_columns(); ++i) {
-      const column& c = t.get_column(i);
-      if (i > 0) text += ',';
-      text += c.values()->get_value(c.get_row_index(row));
-    }
-    text += '\n';
-  }
-  return text;
-}
-
 std::string matrix_text(const conf_matrix& matrix) {
   std::ostringstream out;
   out.precision(17);
@@ -81,9 +67,9 @@ scores scored(const dtree& model, std::string_view rows, unsigned long workers,
 
 TEST(rows_of_text, have_the_predictions_of_the_rows_they_tell) {
   for (const unsigned long trees : {0UL, 7UL}) {
-    const auto t = mixed_table(300, 5, /*weighted=*/true);
+    const auto [names, rows] = mixed_texts(300, 5, /*weighted=*/true);
+    const auto t = make_table(names, rows);
     const auto model = model_of(*t, trees);
-    const std::string rows = text_of_rows(*t);
     std::string expected;
     for (row_t row = 0; row < t->n_rows(); ++row) {
       decision_tree::prediction p;

@@ -65,11 +65,17 @@ class every_strategy : public testing::TestWithParam<unsigned int> {
 };
 INSTANTIATE_TEST_SUITE_P(strategies, every_strategy, testing::Range(0U, 15U));
 
-TEST_P(every_strategy, leaves_the_errors_that_belong_to_it) {
+TEST_P(every_strategy, leaves_its_errors_and_the_statistics_of_the_cases_and_no_cases) {
   for (const bool weighted : {false, true}) {
     grown g(GetParam() + 1, weighted);
     g.prune(strategy());
+    const std::unique_ptr<decision_tree> again(g.tree->clone(*g.t, nullptr));
+    again->get_node()->set_cases(&g.training);
+    activate_all(*again, *g.t);
+    std::vector<const decision_node*> expected;
+    each_node(*again, [&](const decision_tree& at) { expected.push_back(at.get_node()); });
     const double coeff = decision_tree::CFCoefficient(k_cf);
+    auto same = expected.begin();
     each_node(*g.tree, [&](const decision_tree& at) {
       const decision_node& node = *at.get_node();
       const double e = node.get_estimated_error_if_leaf();
@@ -77,56 +83,17 @@ TEST_P(every_strategy, leaves_the_errors_that_belong_to_it) {
       const bool inner = at.get_no_childs() > 0;
       EXPECT_EQ(node.estimated_error(), inner ? pruning::sum_of_children(at) : leaf);
       EXPECT_EQ(node.is_split(), inner);
-    });
-  }
-}
-
-TEST_P(every_strategy, leaves_the_statistics_of_the_cases_and_no_cases) {
-  for (const bool weighted : {false, true}) {
-    grown g(GetParam() + 20, weighted);
-    g.prune(strategy());
-    each_node(*g.tree, [](const decision_tree& at) {
-      EXPECT_FALSE(at.get_node()->is_active());
-      EXPECT_EQ(at.get_node()->cases(), nullptr);
-    });
-    const std::unique_ptr<decision_tree> again(g.tree->clone(*g.t, nullptr));
-    again->get_node()->set_cases(&g.training);
-    activate_all(*again, *g.t);
-    std::vector<const decision_node*> found, expected;
-    each_node(*g.tree, [&](const decision_tree& at) { found.push_back(at.get_node()); });
-    each_node(*again, [&](const decision_tree& at) { expected.push_back(at.get_node()); });
-    for (std::size_t i = 0; i < found.size(); ++i) {
-      EXPECT_EQ(found[i]->n_cases(), expected[i]->n_cases());
-      EXPECT_NEAR(found[i]->weight(), expected[i]->weight(), 1e-9);
-      EXPECT_NEAR(found[i]->fraction(), expected[i]->fraction(), 1e-9);
+      EXPECT_FALSE(node.is_active());
+      EXPECT_EQ(node.cases(), nullptr);
+      EXPECT_EQ(node.n_cases(), (*same)->n_cases());
+      EXPECT_NEAR(node.weight(), (*same)->weight(), 1e-9);
+      EXPECT_NEAR(node.fraction(), (*same)->fraction(), 1e-9);
       for (code_t c = 0; c < g.t->n_class_codes(); ++c) {
-        EXPECT_NEAR(found[i]->class_weight(c), expected[i]->class_weight(c), 1e-9);
+        EXPECT_NEAR(node.class_weight(c), (*same)->class_weight(c), 1e-9);
       }
-    }
+      ++same;
+    });
   }
-}
-
-TEST_P(every_strategy, makes_the_same_tree_on_any_number_of_workers) {
-  const auto t = mixed_table(3000, 7, true);
-  const std::unique_ptr<case_list> all(t->get_all());
-  case_list held;
-  held.assign(all->begin() + 2000, all->end());
-  all->resize(2000);
-  std::vector<std::string> texts;
-  for (const unsigned long workers : {1, 4}) {
-    const loop_threads threads(workers);
-    dtree m("t");
-    m.set_forest(false, true, 3);
-    zel::util::set_seed(11);
-    m.set_pruning_strategy(model::NO_PRUNING);
-    m.build(t.get(), all.get());
-    m.set_pruning_strategy(strategy());
-    m.prune(t.get(), &held);
-    std::string text;
-    for (unsigned long i = 0; i < m.n_trees(); ++i) text += exact_text_of(m.get_tree(i), *t);
-    texts.push_back(text);
-  }
-  EXPECT_EQ(texts[0], texts[1]);
 }
 
 TEST_P(every_strategy, prunes_deep_trees) {
@@ -140,6 +107,18 @@ TEST_P(every_strategy, prunes_deep_trees) {
   tree->get_node()->set_cases(&few);
   pruning::prune(*tree, strategy(), {*t, k_cf, cases.get()});
   EXPECT_LE(tree->depth(), k_levels + 1);
+}
+
+/// Errors by the rule of the leaves, each case split among the branches of unknown values.
+double errors_on(const decision_tree& tree, const table& t, const case_list& cases) {
+  if (tree.get_no_childs() == 0) return tree.get_node()->get_leaf_error(t.class_column(), cases);
+  double errors = 0;
+  for (unsigned int c = 0; c < tree.get_no_childs(); ++c) {
+    const decision_tree& below = *tree.get_child(c);
+    const std::unique_ptr<case_list> part(below.get_node()->select(t, &cases, true));
+    errors += errors_on(below, t, *part);
+  }
+  return errors;
 }
 
 // The twin raises a child of a copy and counts there.
@@ -169,6 +148,7 @@ TEST_P(estimates, are_what_the_raised_child_has) {
     g.tree->get_node()->activate(g.t.get(), false);
     const std::string before = exact_text_of(*g.tree, *g.t);
     const decision_tree& child = *g.tree->get_child(i);
+    EXPECT_NEAR(child.prune_rep_est(*g.t, g.held, k_inf), errors_on(*twin, *g.t, g.held), 1e-9);
     EXPECT_NEAR(child.prune_pep_est(*g.t, k_inf), pep, 1e-9);
     EXPECT_NEAR(child.prune_ebp_est(*g.t, k_cf, coeff, k_inf), ebp, 1e-9);
     EXPECT_NEAR(child.prune_mep_est(*g.t, prior, 3, k_inf), mep, 1e-9);
@@ -176,37 +156,6 @@ TEST_P(estimates, are_what_the_raised_child_has) {
     EXPECT_EQ(child.prune_ebp_est(*g.t, k_cf, coeff, ebp - 0.001), k_inf);
     EXPECT_EQ(exact_text_of(*g.tree, *g.t), before);
     g.tree->get_node()->disactivate();
-  }
-}
-
-TEST(estimates, of_pruning_cases_are_the_errors_of_the_raised_child) {
-  for (unsigned long seed = 1; seed < 6; ++seed) {
-    grown g(seed, true);
-    for (unsigned int i = 0; i < g.tree->get_no_childs(); ++i) {
-      const std::unique_ptr<decision_tree> twin(g.tree->clone(*g.t, nullptr));
-      twin->get_node()->set_cases(&g.training);
-      twin->get_node()->activate(g.t.get(), false);
-      const double estimate = twin->get_child(i)->prune_rep_est(*g.t, g.held, k_inf);
-      pruning::raise(*twin, i, *g.t);
-      activate_all(*twin, *g.t);
-      // Errors by the rule of the leaves, each case split among the branches of unknown values.
-      double errors = 0;
-      std::vector<std::pair<const decision_tree*, case_list>> open;
-      open.emplace_back(twin.get(), g.held);
-      while (!open.empty()) {
-        const auto [at, cases] = std::move(open.back());
-        open.pop_back();
-        if (at->get_no_childs() == 0) {
-          errors += at->get_node()->get_leaf_error(g.t->class_column(), cases);
-        }
-        for (unsigned int c = 0; c < at->get_no_childs(); ++c) {
-          const decision_tree* below = at->get_child(c);
-          const std::unique_ptr<case_list> part(below->get_node()->select(*g.t, &cases, true));
-          open.emplace_back(below, *part);
-        }
-      }
-      EXPECT_NEAR(estimate, errors, 1e-9);
-    }
   }
 }
 
@@ -229,18 +178,6 @@ TEST(mep, keeps_the_m_of_the_fewest_errors_then_of_the_smallest_tree_then_the_fi
     EXPECT_EQ(exact_text_of(*g.tree, *g.t), exact_text_of(*best, *g.t));
   }
   EXPECT_GT(with_choice, 0);
-}
-
-TEST(models, grow_on_seventy_percent_where_they_prune_on_the_rest) {
-  const auto t = mixed_table(200, 1, false);
-  const std::unique_ptr<case_list> all(t->get_all());
-  for (unsigned int s = model::NO_PRUNING; s <= model::MEPA; ++s) {
-    dtree m("t");
-    m.set_pruning_strategy(static_cast<model::pruning_strategy>(s));
-    m.build(t.get(), all.get());
-    // 0.7 as a double is a little less than 0.7, and so is its share of 200 cases.
-    EXPECT_EQ(m.cases_of_tree(0).size(), s >= model::REP ? 139 : 200) << s;
-  }
 }
 
 // A list of fewer than 50 cases is measured in place. Sums of the fractions of cases of unknown
@@ -270,19 +207,6 @@ TEST(models, prune_with_the_cases_as_growing_left_them) {
     }
   }
   EXPECT_GT(other_order, 0);
-}
-
-TEST(raising, needs_the_training_cases) {
-  const auto t = golf_table();
-  const std::unique_ptr<case_list> held(t->get_all());
-  for (const auto s : {model::EBPG, model::PEPA, model::REPG, model::MEPA}) {
-    const auto tree = build_tree(split(0, {leaf({4, 0}), leaf({0, 4}), leaf({2, 0})}));
-    EXPECT_THAT(
-        [&] {
-          pruning::prune(*tree, s, {*t, k_cf, held.get()});
-        },
-        testing::ThrowsMessage<std::runtime_error>("no training cases provided to prune the tree"));
-  }
 }
 
 }  // namespace

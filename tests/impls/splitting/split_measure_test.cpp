@@ -78,82 +78,6 @@ void expect_same(const desc_t& got, const desc_t& twin) {
   EXPECT_EQ(got.right_code, twin.right_code);
 }
 
-/// The branches of cells that were filled in two parts of the cases.
-desc_t ask_merged(const splitting::counted_node& node, const std::vector<std::uint32_t>& codes,
-                  const code_range& range) {
-  using splitting::count_t;
-  splitting::scratch<count_t> parts[2];
-  std::vector<count_t> known(node.totals.begin(), node.totals.end());
-  count_t unknown = 0;
-  splitting::counted_node part = node;
-  for (int i = 0; i < 2; ++i) {
-    const std::size_t half = node.cases.size() / 2;
-    part.cases = i == 0 ? node.cases.first(half) : node.cases.subspan(half);
-    parts[i].known.assign(node.n_places, node.total);  // what is unknown is taken off
-    count_t unknown_here = 0;
-    splitting::fill_dense(part, codes.data(), range, parts[i], unknown_here,
-                          splitting::nothing_else());
-    unknown += unknown_here;
-    for (std::size_t k = 0; k < known.size(); ++k) known[k] -= node.total - parts[i].known[k];
-  }
-  splitting::merge_cells<count_t>(parts[0].cells, parts[1].cells);
-  const splitting::dense_cells<count_t> cells{parts[0].cells, {}, node.n_places, range.first};
-  return splitting::measure_branches<splitting::entropy, splitting::dense_cells<count_t>, count_t>(
-      splitting::entropy(), cells, node, unknown, known, parts[0]);
-}
-
-/// What the measures of counted cases say: discrete, whole and of merged parts, by cells, by keys.
-/// Every second entry stands for as many cases as follow that are the same.
-std::vector<desc_t> ask_counted(const measured& m) {
-  std::vector<std::uint32_t> codes;
-  std::vector<counted_case> cases;
-  std::vector<std::uint16_t> places(m.n_classes + 1);
-  std::vector<splitting::count_t> by_class(m.n_classes + 1), totals;
-  for (const seen_case& c : m.cases) {
-    ++by_class[c.class_code];
-    if (codes.size() % 2 == 0 && !codes.empty() && codes.back() == c.code &&
-        cases.back().class_code == c.class_code) {
-      ++cases.back().count;
-      continue;
-    }
-    cases.push_back(
-        {static_cast<std::uint32_t>(codes.size()), static_cast<std::uint16_t>(c.class_code), 1});
-    codes.push_back(static_cast<std::uint32_t>(c.code));
-  }
-  for (std::size_t c = 1; c <= m.n_classes; ++c) {
-    if (by_class[c] == 0) continue;
-    places[c] = static_cast<std::uint16_t>(totals.size());
-    totals.push_back(by_class[c]);
-  }
-  const splitting::counted_node node{
-      {static_cast<splitting::count_t>(m.cases.size()), m.min_weight, totals.size(), m.n_classes},
-      cases,
-      places.data(),
-      totals};
-  const splitting::entropy impurity;
-  splitting::scratch<splitting::count_t> scratch;
-  return {splitting::measure_discrete(impurity, codes, node, m.range, scratch),
-          ask_merged(node, codes, m.range),
-          splitting::dense_cut(impurity, codes, node, m.range, scratch),
-          splitting::sparse_cut(impurity, codes, node, m.range, scratch)};
-}
-
-TEST(split_measures, of_counted_cases_agree_with_those_of_weights_of_1) {
-  std::mt19937_64 draw(12);
-  int found[4] = {};
-  for (unsigned round = 0; round < 3000; ++round) {
-    SCOPED_TRACE(round);
-    const measured m = random_cases(draw, 1 + draw() % 40, 0, round % 4 > 0);
-    const std::vector<desc_t> got = ask_counted(m);
-    const desc_t twins[] = {twin_discrete(m), twin_discrete(m), twin_sorted(m), twin_sorted(m)};
-    for (unsigned i = 0; i < 4; ++i) {
-      expect_same(got[i], twins[i]);
-      found[i] += got[i].gain > column::k_no_gain;
-    }
-  }
-  for (const int n : found) EXPECT_GT(n, 500);
-}
-
 TEST(split_measures, agree_with_their_definitions_to_the_last_bit) {
   std::mt19937_64 draw(11);
   int found[3] = {};
@@ -181,34 +105,6 @@ TEST(split_measures, agree_with_their_definitions_to_the_last_bit) {
     found[2] += sorted.gain > 0;
   }
   for (const int n : found) EXPECT_GT(n, 500);  // most cases must have something to agree on
-}
-
-// Gains on the golf table, in bits: 9 yes and 5 no have the entropy 0.940286. A cut costs
-// log2(tries) / 14: temperature gains 0.113 at most for 0.226 (9 tries), humidity 0.152 for 0.201
-// (7 tries). Among the 5 sunny days humidity separates the classes, 0.970951 less log2(2) / 5.
-TEST(split_measures, give_the_textbook_gains_of_golf) {
-  struct {
-    unsigned long attribute;
-    bool sunny;
-    double gain, ratio;
-  } const rows[] = {{0, false, 0.246750, 0.156428},
-                    {1, false, -0.001, 0},
-                    {2, false, -0.001, 0},
-                    {3, false, 0.048127, 0.048849},
-                    {2, true, 0.770951, 0.794016}};
-  const auto t = golf_table();
-  for (const auto& [attribute, sunny, gain, ratio] : rows) {
-    case_list cases;
-    for (row_t row = 0; row < t->n_rows(); ++row) {
-      if (!sunny || t->column_of(0).get_row_index(row) == 3) cases.emplace_back(row, 1.0);
-    }
-    const column& tested = t->column_of(attribute);
-    desc_t desc;
-    tested.quality_measure(t->class_column(), static_cast<double>(cases.size()), cases,
-                           {1, tested.values()->size_of_known() + 1}, 2.0, desc, true);
-    EXPECT_NEAR(desc.gain, gain, 1e-6) << attribute;
-    EXPECT_NEAR(desc.split_info == 0 ? 0 : desc.gain / desc.split_info, ratio, 1e-6) << attribute;
-  }
 }
 
 struct cut_row {

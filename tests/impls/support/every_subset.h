@@ -11,6 +11,7 @@
 #include "impls/selection/setting.h"
 #include "impls/splitting/split_choice.h"
 #include "impls/support/table_text.h"
+#include "impls/support/tree_builder.h"
 #include "impls/tables/folds.h"
 #include "impls/trees/decision_tree.h"
 
@@ -64,35 +65,23 @@ struct divided_table {
 /// T(subset), with every list kept in its order.
 inline std::unique_ptr<decision_tree> grow_plainly(const selection::setting& s,
                                                    const selection::attribute_set& subset) {
-  auto root = std::make_unique<decision_tree>();
   case_list cases(s.growing);
-  root->set_node(new decision_node(&cases));
-  root->get_node()->activate(&s.t, false);
-  std::vector<std::pair<decision_tree*, unsigned long>> open{{root.get(), s.max_depth}};
-  for (std::size_t at = 0; at < open.size(); ++at) {
-    const auto [tree, levels] = open[at];
-    decision_node& node = *tree->get_node();
+  auto root = grow_level_by_level(s.t, cases, [&](decision_node& node, unsigned long level) {
     node.set_as_leaf();
     std::vector<candidate> tests;
     for (const unsigned long a : subset) {
       const code_range& range = node.range(a);
       if (range.second - range.first <= 1) continue;
       tests.push_back({static_cast<unsigned int>(a), {}});
-      node.measure_candidate(s.t, s.type, s.min_weight, tests.back(), /*copy=*/true);
+      node.measure_candidate(s.t, {s.type, s.min_weight, nullptr, s.t.n_attributes()}, tests.back(),
+                             /*copy=*/true);
     }
     const candidate* best = split_choice::best_of(std::span<const candidate>(tests), s.type,
                                                   [](unsigned int) { return true; });
-    if (levels == 0 || node.stays_leaf(s.min_weight) || best == nullptr) continue;
-    node.set_test(s.t, *best);
-    const auto n = static_cast<unsigned int>(node.get_no_of_splits(s.t));
-    tree->set_capacity(n);
-    for (unsigned int i = 0; i < n; ++i) {
-      tree->push_back_child(new decision_tree);  // the tree's from here on
-      tree->get_child(i)->set_node(new decision_node(&node, i + 1));
-      tree->get_child(i)->get_node()->activate(&s.t, false);
-      open.emplace_back(tree->get_child(i), levels - 1);
+    if (level < s.max_depth && !node.stays_leaf(s.min_weight) && best != nullptr) {
+      node.set_test(s.t, *best);
     }
-  }
+  });
   if (s.preprune) root->preprune(std::numeric_limits<double>::max());
   return root;
 }

@@ -21,14 +21,19 @@ constexpr const char* k_golf_rows =
 /// Play golf or not by the weather (Quinlan 1993).
 inline std::unique_ptr<table> golf_table() { return make_table(k_golf_names, k_golf_rows); }
 
-/// `rows` random rows over all kinds of columns, with unknown values, an ignored column, case
-/// weights if `weighted` (some of them 0), and a class of three values that hangs, with noise, on
-/// the attributes. The same rows for the same seed.
-inline std::unique_ptr<table> mixed_table(unsigned long rows, unsigned long seed, bool weighted) {
+struct table_texts {
+  std::string names, data;
+};
+
+/// `rows` random rows over all kinds of columns, with unknown values if wanted, an ignored column,
+/// case weights if `weighted` (some of them 0), and a class of three values that hangs, with noise,
+/// on the attributes. The same rows for the same seed.
+inline table_texts mixed_texts(unsigned long rows, unsigned long seed, bool weighted,
+                               bool unknown = true) {
   std::mt19937_64 draw(seed);
   const auto below = [&draw](unsigned long n) { return draw() % n; };
   const auto unless_unknown = [&](unsigned long value) {
-    return below(12) == 0 ? std::string("?") : std::to_string(value);
+    return below(12) == 0 && unknown ? std::string("?") : std::to_string(value);
   };
   std::string data;
   for (unsigned long i = 0; i < rows; ++i) {
@@ -44,7 +49,13 @@ inline std::unique_ptr<table> mixed_table(unsigned long rows, unsigned long seed
       "colour,string,discrete\nflag,string,discrete\nfew,integer,continuous\nkind,string,class\n"
       "many,double,continuous\nskip,string,ignore\n";
   if (weighted) names += "weight,double,weights\n";
-  return make_table(names, data);
+  return {names, data};
+}
+
+inline std::unique_ptr<table> mixed_table(unsigned long rows, unsigned long seed, bool weighted,
+                                          bool unknown = true) {
+  const table_texts texts = mixed_texts(rows, seed, weighted, unknown);
+  return make_table(texts.names, texts.data);
 }
 
 }  // namespace orvik::impls

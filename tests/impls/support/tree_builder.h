@@ -59,7 +59,8 @@ inline void build_into(decision_tree& tree, const tree_plan& plan, decision_node
     node->set_as_leaf();
     return;
   }
-  node->set_test({plan.attribute, plan.cut});
+  node->set_test(plan.cut == 0 ? split_test{plan.attribute}
+                               : split_test::cut_at(plan.attribute, plan.cut));
   const auto n = static_cast<unsigned int>(plan.children.size());
   tree.set_capacity(n);
   for (unsigned int i = 0; i < n; ++i) {
@@ -89,7 +90,7 @@ inline std::unique_ptr<decision_tree> build_path(
   decision_tree* tree = root.get();
   for (unsigned long i = 0; i < levels; ++i) {
     decision_node* node = tree->get_node();
-    node->set_test({0, 1});
+    node->set_test(split_test::cut_at(0, 1));
     tree->set_capacity(2);
     for (unsigned int branch = 1; branch <= 2; ++branch) {
       tree->push_back_child(new decision_tree);
@@ -100,6 +101,31 @@ inline std::unique_ptr<decision_tree> build_path(
     tree = tree->get_child(1);
   }
   tree->get_node()->set_as_leaf();
+  return root;
+}
+
+/// A tree grown from a root over `cases`: split(node, level) splits a node or leaves it a leaf.
+template <class Split>
+std::unique_ptr<decision_tree> grow_level_by_level(const table& t, case_list& cases,
+                                                   const Split& split) {
+  auto root = std::make_unique<decision_tree>();
+  root->set_node(new decision_node(&cases));
+  root->get_node()->activate(&t, false);
+  std::vector<std::pair<decision_tree*, unsigned long>> open{{root.get(), 0}};
+  for (std::size_t at = 0; at < open.size(); ++at) {
+    const auto [tree, level] = open[at];
+    decision_node& node = *tree->get_node();
+    split(node, level);
+    const auto n = static_cast<unsigned int>(node.is_split() ? node.get_no_of_splits(t) : 0);
+    tree->set_capacity(n);
+    for (unsigned int i = 0; i < n; ++i) {
+      tree->push_back_child(new decision_tree);  // the tree's from here on
+      tree->get_child(i)->set_node(new decision_node(&node, i + 1));
+      tree->get_child(i)->get_node()->activate(&t, false);
+      open.emplace_back(tree->get_child(i), level + 1);
+    }
+    node.disactivate();
+  }
   return root;
 }
 
@@ -118,7 +144,7 @@ inline std::string exact_text_of(const decision_tree& tree, const table& t) {
       [&](const decision_tree& at, unsigned long level) {
         const decision_node& n = *at.get_node();
         out << level << (n.is_split() ? " split " : " leaf ") << n.attribute() << ' '
-            << n.test().cut << ' ' << n.fraction() << ' ' << n.estimated_error() << ' '
+            << n.test().code << ' ' << n.fraction() << ' ' << n.estimated_error() << ' '
             << n.n_cases() << " :";
         for (code_t c = 0; c < t.n_class_codes(); ++c) out << ' ' << n.class_weight(c);
         out << '\n';

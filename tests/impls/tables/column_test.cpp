@@ -128,24 +128,6 @@ TEST(column, whose_values_cannot_be_frozen_is_named) {
 const std::vector<code_t> k_codes{1, 2, 0, 3, 1, 3};
 const case_list k_cases{{0, 1}, {1, 2}, {2, 6}, {3, 3}, {4, 4}, {5, 5}};
 
-TEST(column, discrete_branches_are_values) {
-  const column_owner c = column_of("discrete", 4, true, k_codes);
-  double fraction;
-  code_range range;
-  const list_owner one(c->partition(&k_cases, 1, 21, fraction, range, 77));
-  EXPECT_EQ(fraction, 5. / 15);
-  EXPECT_EQ(range, code_range(1, 2));
-  EXPECT_THAT(*one, ElementsAre(Pair(0, 1), Pair(2, 6 * (5. / 15)), Pair(4, 4)));
-  const list_owner four(c->partition(&k_cases, 4, 21, fraction, range, 77));
-  EXPECT_EQ(fraction, 0);
-  EXPECT_EQ(range, code_range(4, 5));
-  EXPECT_THAT(*four, ElementsAre(Pair(2, 0)));
-  EXPECT_THAT(*list_owner(c->select(&k_cases, 3, .5, 77, true)),
-              ElementsAre(Pair(2, 3), Pair(3, 3), Pair(5, 5)));
-  EXPECT_THAT(*list_owner(c->select(&k_cases, 3, .5, 77, false)),
-              ElementsAre(Pair(3, 3), Pair(5, 5)));
-}
-
 TEST(column, no_branch_has_a_share_of_unknown_values_alone) {
   const case_list unknown{{2, 6}};
   for (const char* role : {"discrete", "continuous"}) {
@@ -185,7 +167,7 @@ TEST_P(column_branches, divide_the_cases_between_them) {
     const unsigned long branches = continuous ? 2 : row.n;
     const code_t threshold = 1 + draw() % row.n;
 
-    const split_test test{0, continuous ? threshold : 0};
+    const split_test test = continuous ? split_test::cut_at(0, threshold) : split_test{};
     const auto split = split_cases(*c, test, cases, branches, total);
     ASSERT_EQ(split.size(), branches);
     case_list selected, known;

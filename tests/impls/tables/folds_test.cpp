@@ -90,18 +90,6 @@ TEST(folds, hold_even_shares_of_every_class) {
   }
 }
 
-TEST(samples, hold_as_many_cases_as_asked_for) {
-  for (unsigned long size = 1; size <= 40; ++size) {
-    std::string classes;
-    for (unsigned long i = 0; i < size; ++i) classes += "aab"[i % 3];
-    const auto t = table_of(classes + "b");  // two classes, whatever the size
-    for (unsigned long n = 0; n <= size; ++n) {
-      const list_owner cases(t->get_first_n(size));
-      EXPECT_EQ(stratify(*cases, n, *t, false), n) << size;
-    }
-  }
-}
-
 TEST(samples, of_nothing_everything_and_too_much) {
   const auto t = table_of("abababab");
   const list_owner all(t->get_all());

@@ -21,7 +21,7 @@ struct rooted {
     node.activate(t.get(), false);
   }
   void split(split_type type = GAIN_RATIO, double m = 2, const zel::adt::bitmap* usable = nullptr) {
-    node.split(*t, type, m, usable, t->n_attributes(), nullptr);
+    node.split(*t, {type, m, usable, t->n_attributes()}, nullptr);
   }
 };
 
@@ -79,7 +79,7 @@ TEST(decision_node, split_types_weigh_gain_and_split_information) {
 TEST(decision_node, a_branch_gets_its_share_of_the_unknown_cases) {
   rooted root(
       make_table("a,string,discrete\nc,string,class\nw,double,weights\n", "x,p,3\ny,q,1\n?,q,2\n"));
-  root.node.set_test({0, 0});
+  root.node.set_test(orvik::impls::split_test{0});
   decision_node x(&root.node, 1), y(&root.node, 2);
   x.activate(root.t.get(), false);
   y.activate(root.t.get(), false);

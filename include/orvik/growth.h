@@ -1,0 +1,71 @@
+// What the trees of ensembles are grown with beside the split type. The defaults are those of a
+// single tree that is to be read.
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+namespace orvik {
+
+/// How many attributes a node measures. But for BY_KIND they are drawn at random among those that
+/// may vary there, until so many have a valid test or none is left.
+struct attribute_draw {
+  enum rule : unsigned char {
+    BY_KIND,      ///< all, or in a forest floor(log2 k) + 1 that are drawn before any is looked at
+    ALL,          ///< all of k
+    COUNT,        ///< `amount`
+    PERCENT,      ///< floor(k amount / 100)
+    SQUARE_ROOT,  ///< floor(sqrt k)
+    LOGARITHM     ///< floor(log2 k)
+  };
+  rule how = BY_KIND;
+  double amount = 0;
+
+  bool operator==(const attribute_draw&) const = default;
+  /// Of k > 0 usable attributes; at least 1, at most k.
+  unsigned long of(unsigned long k) const {
+    const auto all = static_cast<double>(k);
+    double n = all;
+    if (how == COUNT) n = amount;
+    if (how == PERCENT) n = std::floor(all * amount / 100);
+    if (how == SQUARE_ROOT) n = std::floor(std::sqrt(all));
+    if (how == LOGARITHM) n = static_cast<double>(std::bit_width(k) - 1);
+    return static_cast<unsigned long>(std::clamp(n, 1.0, all));
+  }
+  /// Whether attributes are drawn one by one.
+  bool draws() const { return how != BY_KIND && how != ALL; }
+};
+
+/// Which tests a node may have.
+struct growth {
+  attribute_draw attributes;
+  /// A branch needs the least weight and no share of the classes, and a cut pays nothing for the
+  /// choice among many. To be used with a least weight of 1.
+  bool free = false;
+  /// A continuous attribute has one cut, drawn between its least and largest value at the node
+  /// (Geurts, Ernst and Wehenkel, Extremely randomized trees, 2006).
+  bool random_cuts = false;
+  /// A discrete attribute of more than two values is tested for one of them.
+  bool one_value = false;
+
+  bool operator==(const growth&) const = default;
+  bool draws() const { return attributes.draws() || random_cuts; }
+};
+
+/// What an ensemble's trees are grown on.
+struct resampling {
+  double share = 1;       ///< cases drawn for each of those given; in (0, 1] without replacement
+  bool replace = true;    ///< a case may be drawn again (Breiman 1996)
+  bool balanced = false;  ///< the classes are drawn equally often
+
+  bool operator==(const resampling&) const = default;
+};
+
+/// How the trees of an ensemble answer together.
+enum class combination : unsigned char {
+  votes,  ///< each names a class
+  shares  ///< the shares of the classes are averaged
+};
+
+}  // namespace orvik
