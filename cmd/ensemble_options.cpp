@@ -52,15 +52,15 @@ void require_sense(const options& opt) {
   }
 }
 
-/// Free trees on the square root of k attributes, one value a discrete test, mean shares, and of the
-/// cases four fifths instead of draws that repeat: what did best over many tables
-/// (docs/accuracy.md).
+/// What did best, as far as nothing else is said.
 void set_found_best(options& opt) {
-  opt.growth.free = opt.growth.one_value = true;
+  const orvik::growth told = opt.growth;
+  opt.growth = orvik::k_accurate_growth;
+  opt.growth.random_cuts = told.random_cuts;
+  if (opt.is_given("-mtry")) opt.growth.attributes = told.attributes;
   opt.answer = orvik::combination::shares;
-  if (!opt.is_given("-mtry")) opt.growth.attributes = {orvik::attribute_draw::SQUARE_ROOT, 0};
   if (!chooses_pruning(opt)) opt.pruning = orvik::model::NO_PRUNING;
-  if (first_given(opt, k_draws).empty()) opt.draws = {0.8, /*replace=*/false, false};
+  if (first_given(opt, k_draws).empty()) opt.draws = orvik::k_accurate_draws;
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
 #include <stdexcept>
 
 #include "zel/util/run_context.h"
@@ -44,9 +45,18 @@ void learning::declare(options& all) {
   }
   all.choice("--prune", prune, names_of(pruning_names()),
              "pruning strategy; else ebp for a tree, none for an ensemble");
-  all.real("--min", min_weight, 1e-300, 1e300, "least weight of two branches of a split (2)");
+  all.real("--min", min_weight, 1e-300, 1e300,
+           "least weight of two branches of a split (2, of a forest 1)");
   all.real("--confidence", confidence, 1e-12, 1, "level of ebp: lower ones prune more (0.25)");
   all.number("--depth", depth, 1, 1'000'000'000, "levels of splits; else no limit");
+  all.group("How the trees of an ensemble differ");
+  all.choice("--attributes", attributes, {"all", "sqrt", "log2", "third", "half"},
+             "of how many a node takes the best; else sqrt for --forest and --boost");
+  all.flag("--random-cuts", random_cuts, "a number has one cut, drawn at random");
+  all.real("--sample", sample, 1e-3, 100, "percent of the rows that a tree grows on, none twice");
+  all.flag("--balance", balance, "draw every class equally often");
+  all.flag("--vote", vote,
+           "trees name a class each; else shares of --forest and --boost are averaged");
 }
 
 void learning::declare_run(options& all) {
@@ -63,9 +73,13 @@ void learning::declare_threads(options& all) {
 
 void learning::begin() const {
   if (std::ranges::count_if(trees, [](unsigned long n) { return n > 0; }) > 1) {
-    throw usage_error(std::string(k_ensembles[0].option) + " and " + k_ensembles[1].option +
-                      ": a model is one of them");
+    throw usage_error("--forest, --boost and --bag: a model is one of them");
   }
+  const bool draws_rows = kind() != nullptr && !kind()->boosts;
+  if ((sample > 0 || balance) && !draws_rows) {
+    throw usage_error("--sample and --balance are for --forest and --bag");
+  }
+  if (vote && kind() == nullptr) throw usage_error("--vote is for --forest, --boost and --bag");
   orvik::set_n_workers(threads);
   orvik::set_seed(seed);
 }
@@ -93,13 +107,41 @@ std::string learning::describe() const {
   return std::string(kind()->name) + ", " + std::to_string(n_trees()) + " trees, " + pruning;
 }
 
+orvik::growth learning::growth() const {
+  using draw = orvik::attribute_draw;
+  static const std::map<std::string, draw> draws = {{"all", {draw::ALL, 0}},
+                                                    {"sqrt", {draw::SQUARE_ROOT, 0}},
+                                                    {"log2", {draw::LOGARITHM, 0}},
+                                                    {"third", {draw::PERCENT, 100.0 / 3}},
+                                                    {"half", {draw::PERCENT, 50}}};
+  const bool accurate = kind() != nullptr && kind()->accurate;
+  orvik::growth how = accurate ? orvik::k_accurate_growth : orvik::growth();
+  if (!attributes.empty()) how.attributes = draws.at(attributes);
+  how.random_cuts = random_cuts;
+  return how;
+}
+
+orvik::resampling learning::draws() const {
+  const bool accurate = kind() != nullptr && kind()->accurate;
+  orvik::resampling how = accurate && !balance ? orvik::k_accurate_draws : orvik::resampling();
+  if (sample > 0) how = {sample / 100, /*replace=*/false, false};
+  how.balanced = balance;
+  return how;
+}
+
 std::unique_ptr<dtree> learning::make(const std::string& name) const {
   auto model = std::make_unique<dtree>(name);
-  model->set_min_obj(min_weight);
+  const double usual = kind() == nullptr ? 2 : kind()->least_weight;
+  model->set_min_obj(min_weight > 0 ? min_weight : usual);
   model->set_conf_level(confidence);
   if (depth > 0) model->set_max_depth(depth);
   model->set_pruning_strategy(strategy());
-  if (const ensemble_kind* k = kind()) model->set_forest(k->forest, k->bagging, n_trees());
+  model->set_growth(growth());
+  if (const ensemble_kind* k = kind()) {
+    k->boosts ? model->set_boosting(n_trees()) : model->set_forest(false, true, n_trees());
+    if (!k->boosts) model->set_resampling(draws());
+    if (k->accurate && !vote) model->set_combination(orvik::combination::shares);
+  }
   return model;
 }
 

@@ -15,12 +15,15 @@ namespace orvverbs {
 struct ensemble_kind {
   const char* option;
   const char* help;
-  const char* name;  ///< of a model of one tree, of several: "random forest"
-  bool forest, bagging;
+  const char* name;
+  bool boosts;
+  bool accurate;        ///< grown as did best over many tables, where nothing else is said
+  double least_weight;  ///< of a branch, where nothing else is said
 };
-inline constexpr std::array<ensemble_kind, 2> k_ensembles = {
-    {{"--forest", "a random forest of so many trees", "random forest", true, false},
-     {"--bag", "so many bagged trees", "bagged trees", false, true}}};
+inline constexpr std::array<ensemble_kind, 3> k_ensembles = {
+    {{"--forest", "a random forest of so many trees", "random forest", false, true, 1},
+     {"--boost", "so many boosted trees", "boosted trees", true, true, 2},
+     {"--bag", "so many bagged trees", "bagged trees", false, false, 2}}};
 
 /// A pruning strategy by its name on the command line.
 struct pruning_name {
@@ -41,6 +44,8 @@ struct learning {
   const ensemble_kind* kind() const;
   unsigned long n_trees() const;
   orvik::model::pruning_strategy strategy() const;
+  orvik::growth growth() const;
+  orvik::resampling draws() const;
   /// "a tree pruned by ebp", "a random forest of 100 trees"
   std::string describe() const;
   /// A model of these parameters.
@@ -48,7 +53,10 @@ struct learning {
 
   std::array<unsigned long, k_ensembles.size()> trees{};  // by kind; 0: not asked for
   std::string prune;                                      // empty: ebp, for an ensemble none
-  double min_weight = 2, confidence = 0.25;
+  double min_weight = 0, confidence = 0.25;               // 0: that of the kind
+  std::string attributes;                                 // empty: those of the kind
+  double sample = 0;                                      // percent; 0: that of the kind
+  bool random_cuts = false, vote = false, balance = false;
   unsigned long depth = 0;  // 0: no limit
   unsigned long seed = 1, threads = 0;
 };

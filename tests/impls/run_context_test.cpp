@@ -20,12 +20,13 @@ using orvik::dtree;
 using orvik::run_context;
 using orvik::table;
 
+constexpr unsigned long k_rows = 3000;  // enough for tasks within a tree
 constexpr char k_cancelled[] = "the run was cancelled";
 
 class run_contexts : public testing::Test {
  protected:
   void SetUp() override {
-    const orvik::impls::table_texts texts = orvik::impls::mixed_texts(900, 1, /*weighted=*/true);
+    const orvik::impls::table_texts texts = orvik::impls::mixed_texts(k_rows, 1, /*weighted=*/true);
     names = files.put("t.names", texts.names);
     data = files.put("t.data", texts.data);
   }
@@ -105,7 +106,7 @@ TEST_F(run_contexts, side_by_side_on_any_number_of_workers_give_what_each_gives_
     run_context run;
     seeded{each.seed, 1}.start(run);
     alone.push_back(train(run));
-    EXPECT_EQ(run.get_done(run_context::unit::rows), 900);
+    EXPECT_EQ(run.get_done(run_context::unit::rows), k_rows);
     EXPECT_EQ(run.get_done(run_context::unit::trees), 7 + 14 * 3 + 1);
   }
   EXPECT_NE(alone[0], alone[1]);
@@ -192,7 +193,7 @@ TEST_F(run_contexts, that_are_cancelled_begin_nothing) {
   run.resume();
   grown->build(t.get(), nullptr);
   for (const auto& step : steps) EXPECT_NO_THROW(step());
-  EXPECT_EQ(empty->get_no_rows(), 900);
+  EXPECT_EQ(empty->get_no_rows(), k_rows);
   EXPECT_GT(grown->size(), 5);
 }
 

@@ -90,6 +90,13 @@ TEST_F(binary_streams, take_nothing_but_0_and_1_for_a_flag) {
   EXPECT_EQ(error_of([&] { in.read_presence(); }), "no flag at byte 1");
 }
 
+TEST(binary_file, that_cannot_be_opened_is_named) {
+  for (const bool compressed : {true, false}) {
+    EXPECT_EQ(error_of([&] { ibinstream in("no/such/file", compressed); }),
+              "File: no/such/file: No such file or directory");
+  }
+}
+
 unsigned long n_files(const scratch::folder& files) {
   const std::filesystem::directory_iterator all(files.at(""));
   return static_cast<unsigned long>(std::distance(begin(all), end(all)));

@@ -119,5 +119,17 @@ TEST(contexts, have_their_own_threads_however_few_another_one_has) {
   EXPECT_EQ(most, 5);
 }
 
+TEST(progress, is_counted_from_its_beginning_by_each_context) {
+  run_context first, second;
+  first.count(progress::unit::trees, 3);
+  first.progress().begin(progress::unit::trees, 9);
+  first.count(progress::unit::trees, 2);
+  second.count(progress::unit::trees, 4);
+  const progress::reading at = first.progress().read();
+  EXPECT_EQ(at.done, 2);
+  EXPECT_EQ(at.total, 9);
+  EXPECT_EQ(second.progress().done(progress::unit::trees), 4);
+}
+
 }  // namespace
 }  // namespace zel::util
