@@ -25,6 +25,7 @@ void finish(const options& opt, orvik::table* t, const training& result, const _
             outputs& out) {
   const orvik::dtree* const model = result.model.get();
   independent_steps steps;
+  zel::util::progress::stage("saving");
   steps.run([&] { save_tree(opt, *model, out.log()); });
   out.write_documents(*model, steps);
   steps.run([&] {
@@ -55,7 +56,7 @@ void run(int argc, char** argv) {
   require_table_if_needed(opt);
   require_experiment(opt);
   outputs out(opt);
-  const progress_display progress(opt);
+  const zel::util::progress::display progress(opt.log_stdout);
   orvik::set_n_workers(opt.n_workers);
   if (opt.seed) orvik::set_seed(*opt.seed);
   out.begin_log(orvik::get_copyright());

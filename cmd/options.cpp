@@ -382,6 +382,8 @@ options::options(int argc, char** argv) : options(parse_or_end_process(argc, arg
 
 options options::parse(int argc, const char* const* argv) {
   if (argc <= 1) throw early_end{0, usage_now()};
+  const bool asks_for_help = argc == 2 && std::string_view(argv[1]) == "--help";
+  if (asks_for_help) throw early_end{0, usage_now() + std::string(all_options_text())};
   options opt;
   arguments args({argv + 1, static_cast<std::size_t>(argc) - 1});
   while (!args.done()) take_option(opt, args);

@@ -110,6 +110,9 @@ class options {
 /// the default shown for -tt.
 std::string usage_text(std::string_view banner, unsigned long n_workers);
 
+/// What "--help" by itself shows below the usage text: every option, in groups.
+std::string_view all_options_text();
+
 /// Every option that a command line may hold, in the order in which its words are compared.
 std::vector<std::string_view> option_names();
 

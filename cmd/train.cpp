@@ -7,6 +7,7 @@
 #include "selection.h"
 #include "side_sets.h"
 #include "trace.h"
+#include "zel/util/progress_display.h"
 #include "zel/util/run_context.h"
 
 namespace orvcmd {
@@ -112,6 +113,7 @@ void prune(const options& opt, table* t, dtree& model, table::subset* held, std:
   } else {
     log_line(log, "Pruning tree using training set");
   }
+  zel::util::progress::stage("pruning");
   model.prune(t, held);
   log_line(log, " + tree pruned");
   log_measures(log, model);

@@ -50,14 +50,14 @@ void column_profile::grow() {
   }
 }
 
-void column_profile::add(std::string_view text, unsigned long line) {
-  ++n_cells_;
+void column_profile::add(std::string_view text, unsigned long line, unsigned long count) {
+  n_cells_ += count;
   if (!batch_.empty() && text == text_of(batch_.back())) {
-    ++batch_.back().count;
+    batch_.back().count += count;
     return;
   }
   if (batch_.size() == k_batch) look_up_batch();
-  batch_.push_back({zel::text::hash_of(text), 1, line, batch_text_.size(), text.size()});
+  batch_.push_back({zel::text::hash_of(text), count, line, batch_text_.size(), text.size()});
   batch_text_ += text;
 }
 

@@ -35,7 +35,9 @@ class column_profile {
 
   /// To keep all texts, however many: of a column whose values are asked for.
   void keep_texts() { most_texts_ = k_no_text; }
-  void add(std::string_view text, unsigned long line);
+  void add(std::string_view text, unsigned long line) { add(text, line, 1); }
+  /// Of so many cells the first of which is in that line.
+  void add(std::string_view text, unsigned long line, unsigned long count);
   /// To be called after the last cell and before any figure is asked for.
   void finish() { look_up_batch(); }
 

@@ -7,8 +7,8 @@
 #include <stdexcept>
 
 #include "column_reading.h"
-#include "intake.h"
 #include "summary.h"
+#include "table_input.h"
 #include "zel/inpout/iobuf.h"
 #include "zel/inpout/iofile.h"
 #include "zel/inpout/replacing_file.h"
@@ -168,14 +168,21 @@ void fit_to(second_file& test, table_plan& plan) {
   widen(plan.columns, test.in.name(), others);
 }
 
-/// For every column of the plan its profiles in both files.
-std::vector<std::vector<const column_profile*>> profiles_of(const table_input& training,
-                                                            const second_file* test) {
-  std::vector<std::vector<const column_profile*>> all;
-  for (const column_profile& p : training.profiles()) all.push_back({&p});
-  for (std::size_t i = 0; test != nullptr && i < test->match.plan_of.size(); ++i) {
-    const unsigned long at = test->match.plan_of[i];
-    if (at != k_no_column) all[at].push_back(&test->in.profiles()[i]);
+/// For every column of the plan its profiles.
+using profiles_by_column = std::vector<std::vector<const column_profile*>>;
+
+profiles_by_column profiles_of(const table_input& in) {
+  profiles_by_column all;
+  for (const column_profile& p : in.profiles()) all.push_back({&p});
+  return all;
+}
+
+/// In both files.
+profiles_by_column profiles_of(const table_input& training, const second_file& test) {
+  profiles_by_column all = profiles_of(training);
+  for (std::size_t i = 0; i < test.match.plan_of.size(); ++i) {
+    const unsigned long at = test.match.plan_of[i];
+    if (at != k_no_column) all[at].push_back(&test.in.profiles()[i]);
   }
   return all;
 }
@@ -227,11 +234,29 @@ unsigned long write_rows(table_input& in, const std::vector<unsigned long>& plan
 
 }  // namespace
 
+table_input look_through(const std::string& name, const settings& how) {
+  return {name, {how.layout, how.encoded}, how.cells, [&](const std::vector<std::string>& names) {
+            return columns_to_keep(name, names, how.columns);
+          }};
+}
+
+table_plan plan_of(table_input& in, const settings& how) {
+  settle_readings(in.profiles(), how.cells);
+  table_plan plan;
+  plan.named = in.form().has_header;
+  plan.columns = plan_columns(in.name(), in.form().names, in.profiles(), how.columns, how.cells);
+  plan.cells = how.cells;
+  plan.frequencies = how.columns.frequencies;
+  if (plan.cells.out_separator == 0) {
+    plan.cells.out_separator = separator_for(plan, profiles_of(in));
+  }
+  return plan;
+}
+
 table_plan convert(const settings& how, std::ostream& out) {
   require_apart(how);
-  planned_input planned(how);
-  table_input& training = planned.in;
-  table_plan plan = std::move(planned.plan);
+  table_input training = look_through(how.input, how);
+  table_plan plan = plan_of(training, how);
   std::vector<unsigned long> in_order(plan.columns.size());
   std::iota(in_order.begin(), in_order.end(), 0UL);
   std::optional<second_file> test;
@@ -240,9 +265,9 @@ table_plan convert(const settings& how, std::ostream& out) {
     test->match = match_columns(plan, how.test, test->in.form());
     check_match(*test, plan, out);
     fit_to(*test, plan);
-  }
-  if (how.cells.out_separator == 0) {
-    plan.cells.out_separator = separator_for(plan, profiles_of(training, test ? &*test : nullptr));
+    if (how.cells.out_separator == 0) {
+      plan.cells.out_separator = separator_for(plan, profiles_of(training, *test));
+    }
   }
   if (!how.quiet) write_summary(training, plan, out);
 

@@ -7,6 +7,7 @@
 
 #include "layout.h"
 #include "plan.h"
+#include "table_input.h"
 
 namespace orvprep {
 
@@ -21,6 +22,12 @@ struct settings {
   cell_rules cells;
   column_wishes columns;
 };
+
+/// A file looked through, and what becomes of its columns by the settings, with a separator that
+/// occurs in no cell of it. Of the settings what is said of the first file counts.
+/// Throw std::runtime_error with file, line and column.
+table_input look_through(const std::string& name, const settings& how);
+table_plan plan_of(table_input& in, const settings& how);
 
 /// Writes OUTPUT.names, OUTPUT.data and, with a test file, OUTPUT.test, each in one step when all
 /// are complete; tells of the columns on `out`. Two passes over each file.

@@ -2,7 +2,6 @@
 
 #include <stdexcept>
 
-#include "column_reading.h"
 #include "memory_file.h"
 #include "orvik/codes.h"
 #include "orvik/orvik.h"
@@ -36,24 +35,10 @@ class table_writer : public body_rows {
   bool drop_ = false;
 };
 
-table_plan plan_of(table_input& in, const settings& how) {
-  settle_readings(in.profiles(), how.cells);
-  table_plan plan;
-  plan.named = in.form().has_header;
-  plan.columns = plan_columns(in.name(), in.form().names, in.profiles(), how.columns, how.cells);
-  plan.cells = how.cells;
-  plan.frequencies = how.columns.frequencies;
-  return plan;
-}
-
 }  // namespace
 
 planned_input::planned_input(const settings& how)
-    : in(how.input, {how.layout, how.encoded}, how.cells,
-         [&how](const std::vector<std::string>& names) {
-           return columns_to_keep(how.input, names, how.columns);
-         }),
-      plan(plan_of(in, how)) {}
+    : in(look_through(how.input, how)), plan(plan_of(in, how)) {}
 
 struct table_text::files {
   memory_file names, data;
@@ -104,6 +89,7 @@ std::unique_ptr<orvik::table> table_text::load(const std::string& name, const st
 
 std::unique_ptr<orvik::table> load_rows(planned_input& from, const std::string& name,
                                         unsigned long& n_dropped) {
+  if (const text_table* texts = from.in.texts()) return texts->typed(name, from.plan, n_dropped);
   table_text text;
   for (const column_plan& p : from.plan.columns) {
     text.add_column(from.plan.cells.written(p.name), p.type, p.role);

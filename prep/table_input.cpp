@@ -64,10 +64,18 @@ void table_input::look_through(const input_wishes& wishes, const cell_rules& rul
   profiles_.clear();
   for (std::size_t i = 0; i < form_.names.size(); ++i) profiles_.emplace_back(rules);
   for (const unsigned long column : kept(form_.names)) profiles_[column].keep_texts();
-  profiler rows(bytes_.name(), form_, profiles_);
-  read(rows);
+  texts_ = wishes.layout.comment == 0 ? text_table::of(bytes_, form_) : nullptr;
+  unsigned long n_rows = 0;
+  if (texts_) {
+    texts_->profile(profiles_);
+    n_rows = texts_->n_rows();
+  } else {
+    profiler rows(bytes_.name(), form_, profiles_);
+    read(rows);
+    n_rows = rows.n_rows();
+  }
   for (column_profile& p : profiles_) p.finish();
-  if (rows.n_rows() == 0) throw std::runtime_error(bytes_.name() + k_no_rows);
+  if (n_rows == 0) throw std::runtime_error(bytes_.name() + k_no_rows);
 }
 
 void table_input::read(row_visitor& visit) {

@@ -9,6 +9,7 @@
 #include "csv_rows.h"
 #include "layout.h"
 #include "source.h"
+#include "text_table.h"
 
 namespace orvprep {
 
@@ -59,6 +60,9 @@ class table_input {
   std::vector<column_profile>& profiles() { return profiles_; }
   const std::vector<column_profile>& profiles() const { return profiles_; }
 
+  /// All cells as texts, where the file is so plain that they were loaded; else null.
+  const text_table* texts() const { return texts_.get(); }
+
   /// One more pass.
   void read(row_visitor& visit);
 
@@ -69,6 +73,7 @@ class table_input {
   source bytes_;
   layout form_;
   std::vector<column_profile> profiles_;
+  std::unique_ptr<text_table> texts_;
 };
 
 }  // namespace orvprep

@@ -1,5 +1,6 @@
 #include "files.h"
 
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -79,7 +80,10 @@ void check_files(const std::vector<std::string>& inputs, const std::vector<std::
 }
 
 void flush_standard_output() {
-  if (!std::cout.flush()) throw cannot_write("standard output", std::strerror(errno));
+  if (std::cout.flush()) return;
+  pollfd out{STDOUT_FILENO, 0, 0};
+  if (poll(&out, 1, 0) == 1 && (out.revents & POLLERR) != 0) throw closed_pipe();
+  throw cannot_write("standard output", std::strerror(errno));
 }
 
 std::runtime_error cannot_write(const std::string& file, const std::string& reason) {

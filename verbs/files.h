@@ -20,7 +20,11 @@ inline bool is_standard(const std::string& file) { return file == "-"; }
 /// two are one, under whatever names. Empty names are none. Changes nothing.
 void check_files(const std::vector<std::string>& inputs, const std::vector<std::string>& outputs);
 
-/// Throws std::runtime_error, naming standard output, if what was written there is lost.
+/// The reader of standard output has seen enough, as head does: no error.
+struct closed_pipe {};
+
+/// Throws std::runtime_error, naming standard output, if what was written there is lost, and
+/// closed_pipe where nobody reads it.
 void flush_standard_output();
 
 /// "cannot write to FILE: REASON"

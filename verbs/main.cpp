@@ -12,6 +12,7 @@
 #include "verbs.h"
 #include "zel/inpout/replacing_file.h"
 #include "zel/text/message.h"
+#include "zel/util/progress_display.h"
 
 namespace {
 
@@ -71,7 +72,10 @@ int run(const std::vector<std::string>& words, std::string& program) {
     program += std::string(" ") + chosen.name();
     options declared(program, chosen.summary());
     chosen.declare(declared);
-    if (declared.parse({words.begin() + 1, words.end()})) chosen.run();
+    if (declared.parse({words.begin() + 1, words.end()})) {
+      const zel::util::progress::display progress(/*shown=*/true);
+      chosen.run();
+    }
   }
   flush_standard_output();
   return 0;
@@ -90,6 +94,8 @@ int main(int argc, char** argv) {
     std::cerr << program << ": " << zel::text::one_line(error.what()) << "\n"
               << program << " --help shows what there is.\n";
     return k_misused;
+  } catch (const closed_pipe&) {
+    return 128 + SIGPIPE;
   } catch (const std::bad_alloc&) {
     std::cerr << program << ": out of memory\n";
   } catch (const std::exception& error) {

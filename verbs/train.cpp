@@ -14,6 +14,7 @@
 #include "report.h"
 #include "row_file.h"
 #include "verbs.h"
+#include "zel/util/progress_display.h"
 #include "zel/util/run_context.h"
 
 namespace orvverbs {
@@ -93,7 +94,7 @@ class train_verb : public verb {
     learning_.declare(all);
     all.group("How it is tested");
     all.real("--holdout", holdout_, 0.001, 99.999, "percent of the rows that are kept for a test");
-    all.number("--cv", folds_, 2, 1'000'000, "folds of the cross-validation (10; of a tree only)");
+    all.number("--cv", folds_, 2, 1'000'000, "folds of the cross-validation (10, where nothing else tests)");
     all.flag("--no-cv", no_cv_, "no cross-validation");
     learning_.declare_run(all);
     all.examples(k_examples);
@@ -144,7 +145,7 @@ class train_verb : public verb {
     if (parts.rest && parts.rest->size() > 0) {
       found.holdout.reset(found.model->test(&t, parts.rest.get(), nullptr));
     }
-    if (learning_.kind() != nullptr) found.out_of_bag = found.model->get_oob_error(&t);
+    if (has_out_of_bag()) found.out_of_bag = found.model->get_oob_error(&t);
     found.n_folds = folds_of(t);
     if (found.n_folds > 0) {
       begin(unit::folds, found.n_folds);
@@ -156,9 +157,12 @@ class train_verb : public verb {
   /// By default a tree is cross-validated where nothing else tests it.
   unsigned long folds_of(const table& t) const {
     if (folds_ > 0) return folds_;
-    const bool out_of_bag = learning_.kind() != nullptr && !learning_.kind()->boosts;
-    const bool other_test = holdout_ > 0 || out_of_bag;
+    const bool other_test = holdout_ > 0 || has_out_of_bag();
     return no_cv_ || other_test || t.get_no_rows() < 2 ? 0 : std::min(k_folds, t.get_no_rows());
+  }
+
+  bool has_out_of_bag() const {
+    return learning_.kind() != nullptr && learning_.kind()->has_out_of_bag;
   }
 
   static void begin(unit of, unsigned long total) {
@@ -166,6 +170,7 @@ class train_verb : public verb {
   }
 
   void save(const training_input& in, const results& found) const {
+    zel::util::progress::stage("saving");
     if (!output_.empty()) found.model->toBinary(output_);
     for (std::size_t i = 0; i < k_documents.size(); ++i) {
       if (documents_[i].empty()) continue;
@@ -173,6 +178,7 @@ class train_verb : public verb {
                  [&](std::ostream& out) { k_documents[i].write(*found.model, out); });
     }
     if (report_.empty()) return;
+    zel::util::progress::stage("writing the report");
     write_file(report_, [&](std::ostream& out) {
       orvview::write_html_report(*found.model, found.model->get_name(), in.table.get(), out);
     });

@@ -10,9 +10,11 @@ import json
 import os
 import random
 import re
+import struct
 import subprocess
 import sys
 import tempfile
+import zlib
 
 VERBS = ["train", "predict", "test", "view", "prep", "select", "compare"]
 
@@ -20,6 +22,24 @@ VERBS = ["train", "predict", "test", "view", "prep", "select", "compare"]
 def require(condition, what):
     if not condition:
         raise SystemExit(what)
+
+
+def appendix_of(text):
+    """As it stands behind a model."""
+    return (b"orvik+\r\n" + struct.pack("<IBQ", 1, 1, len(text)) + text +
+            struct.pack("<I", zlib.crc32(text)))
+
+
+def hostile_readings(appendix):
+    """What a sender may have written of how files are read."""
+    good = json.loads(appendix[21:-4])
+    yield from (b"{", b"[" * 100000, b"\xff\xfe", b"null", json.dumps(good).encode()[:-2])
+    for key in good:
+        for value in (None, 7, [], {}, "ab\0", [1e999], {"x": []}):
+            yield json.dumps({**good, key: value} if value is not None else
+                             {k: v for k, v in good.items() if k not in (key, "reading")}).encode()
+    for column in ({}, {"name": 1}, {"name": "a", "decimal": ";"}, {"name": "a", "cuts": [2, 1]}):
+        yield json.dumps({**good, "columns": [column] * len(good["columns"])}).encode()
 
 
 class Check:
@@ -135,6 +155,7 @@ class Check:
                 if file == "flats.csv" and threads == "1":
                     tree = text
                 require(text == tree, f"{file} with {threads} threads: {text}")
+        self.check_plain_files(flats)
         subprocess.run([self.orvcmd, "-nl", "-sep", "\t", "-f", "pair", "-db", "table", "-t", "pair.txt"], check=True,
                        cwd=self.folder)
         trees = []
@@ -142,6 +163,24 @@ class Check:
             self.run("train", file, "-q", "--no-cv", "--text", "tree.txt")
             trees.append(open(self.path("tree.txt"), encoding="utf-8").read())
         require(len(set(trees)) == 1 and len(prepared) == 400, f"pairs and tables: {trees}")
+
+    def check_plain_files(self, flats):
+        """Files loaded as texts by all cores are the table that reading cell by cell makes."""
+        lines = [",".join(c.replace(",", "") for c in row) for row in csv.reader(flats.splitlines())]
+        self.write("plain.csv", "\r\n".join(lines + [lines[7][:lines[7].rindex(",")] + ",NA"]))
+        self.write("quoted.csv", "\n".join(",".join(f'"{c}"' for c in l.split(",")) for l in lines))
+        for file in ("plain.csv", "quoted.csv"):
+            for options in ([], ["--class", "town"], ["--class", "rent", "--bins", "4"],
+                            ["--weights", "rooms", "--ordered", "noise=loud<quiet<some"],
+                            ["--class", "heating", "--discrete", "rooms", "--ignore", "verdict"]):
+                forms = []
+                for way in ([], ["--comment", "%"]):
+                    done = self.run("train", file, "--no-cv", "--model-json", "m.json", "--text",
+                                    "t.txt", *options, *way)
+                    forms.append((open(self.path("m.json"), encoding="utf-8").read(),
+                                  open(self.path("t.txt"), encoding="utf-8").read(), done.stdout,
+                                  done.stderr.split("written")[0]))
+                require(forms[0] == forms[1], f"{file} {options}: {forms}")
 
     def check_new_files(self):
         """Columns in any order, extra, missing; values never seen; and what orvcmd predicts."""
@@ -194,11 +233,16 @@ class Check:
         places = [draw.randrange(appendix, len(whole)) for _ in range(40)]
         damaged = [whole[:at] + bytes([whole[at] ^ 1 << draw.randrange(8)]) + whole[at + 1:] for at in places]
         damaged += [whole[:at] for at in places] + [whole + b"x"]
+        n_damaged = len(damaged)
+        damaged += [whole[:appendix] + appendix_of(text) for text in hostile_readings(whole[appendix:])]
         for i, data in enumerate(damaged):
             with open(self.path("damaged.orvik"), "wb") as file:
                 file.write(data)
-            done = self.run("predict", "damaged.orvik", "new-flats.csv", status=1)
-            require(len(done.stderr.splitlines()) == 1 and not done.stdout, f"damage {i}: {done}")
+            done = subprocess.run([self.orvik, "predict", "damaged.orvik", "new-flats.csv"], check=False,
+                                  capture_output=True, text=True, cwd=self.folder)
+            refused = done.returncode == 1 and len(done.stderr.splitlines()) == 1 and not done.stdout
+            harmless = i >= n_damaged and done.returncode == 0 and done.stdout.count("\n") == 13
+            require(refused or harmless, f"damage {i}: {done}")
 
 
 def main(orvik, orvcmd, root):
