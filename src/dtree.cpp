@@ -128,6 +128,20 @@ conf_matrix* dtree::test(const std::string& file, char sep, const std::string& m
   return new conf_matrix(impl_->test(&in, missing, unseen));
 }
 
+conf_matrix* dtree::test(table* t, table::subset* cases, judged_rows& rows) const {
+  const std::unique_ptr<table::subset> all = all_instead_of(t, cases);
+  table::subset* const tested = all ? all.get() : cases;
+  std::unique_ptr<conf_matrix> matrix(test(t, tested, /*average_depth=*/nullptr));
+  rows = impl_->judge(*impl_of(t), *impl_of(tested));
+  return matrix.release();  // to the caller
+}
+
+conf_matrix* dtree::test(const std::string& file, char sep, const std::string& missing,
+                         unseen_values* unseen, judged_rows& rows) const {
+  zel::inpout::stream in = open_rows(file, sep, impl_->run().n_workers);
+  return new conf_matrix(impl_->test(&in, missing, unseen, &rows));
+}
+
 double dtree::score(const std::string& file, char sep, std::ostream& out, unsigned long& n, char c,
                     bool probabilities, unseen_values* unseen) const {
   zel::inpout::stream in = open_rows(file, sep, impl_->run().n_workers);

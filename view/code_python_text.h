@@ -105,17 +105,22 @@ def _ratio(part, whole):
     return math.inf if part > 0 else math.nan
 
 
-def _spread(start, codes, sums):
+def _spread(start, codes, sums, decides):
     """Shares a row out among the leaves: without a value it goes down every branch, in proportion
-    to the training weight there."""
+    to the training weight there. A leaf without training cases decides for its class; what is
+    likely there are the shares of the nearest node above that has some, which it holds."""
     to_do = [(start, 1.0)]
     while to_do:
         at, part = to_do.pop()
         at = _descend(at, codes)
         weight, first = _WEIGHT[at], _FIRST[at]
+        if _COLUMN[at] < 0 and decides and not weight > 0:
+            sums[_LIMIT[at]] += part
+            continue
         if _COLUMN[at] < 0:
             for i in range(first, first + _N[at]):
-                sums[_SHARE_CLASS[i]] += part * _SHARE_WEIGHT[i] / weight if weight > 0 else part
+                share = part * _SHARE_WEIGHT[i]
+                sums[_SHARE_CLASS[i]] += share / weight if weight > 0 else share
             continue
         for child in range(first + _N[at] - 1, first - 1, -1):
             below = _ratio(part * _WEIGHT[child], weight)
@@ -136,7 +141,7 @@ def _ask(root, codes):
     end = _descend(root, codes)
     if _COLUMN[end] >= 0:
         sums = [0.0] * len(CLASSES)
-        _spread(end, codes, sums)
+        _spread(end, codes, sums, True)
         best = _first_largest(sums)
         return best, sums[best]
     code, first = _LIMIT[end], _FIRST[end]
@@ -166,7 +171,7 @@ def shares(row):
     codes = _Codes(row)
     sums = [0.0] * len(CLASSES)
     for root in _ROOTS:
-        _spread(root, codes, sums)
+        _spread(root, codes, sums, False)
     return {c: s / len(_ROOTS) for c, s in zip(CLASSES, sums)}
 
 

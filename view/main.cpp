@@ -39,8 +39,8 @@ struct settings {
   orvview::sources from;
   std::string output;
   bool html = false, svg = false, cpp = false, python = false, summary = false;
-  std::string rules;  // the form; empty: none
-  unsigned long tree = 1;
+  std::string rules;       // the form; empty: none
+  unsigned long tree = 0;  // from 1; 0: none is chosen
   unsigned long depth = orvik::k_all_levels;
   std::string relation = "cases";
   std::string color = "auto", separator = ",";
@@ -139,7 +139,7 @@ void write_rules(const settings& how, const chosen_tree& chosen, std::ostream& o
 }
 
 void write_form(const settings& how, const opened& found, std::ostream& out) {
-  const chosen_tree chosen{*found.model, how.tree - 1};
+  const chosen_tree chosen{*found.model, how.tree == 0 ? orvview::k_whole_model : how.tree - 1};
   if (how.svg) return orvview::write_svg(chosen, how.depth, out);
   if (how.cpp) return orvview::write_cpp(*found.model, out);
   if (how.python) return orvview::write_python(*found.model, out);

@@ -36,7 +36,8 @@ class summary_writer {
       : chosen_(chosen),
         schema_(chosen.schema()),
         words_(chosen.model),
-        nodes_(nodes_of(chosen.root(), depth)),
+        root_(chosen.roots().front()),
+        nodes_(nodes_of(root_, depth)),
         depth_(depth),
         color_(on.color),
         unicode_(on.unicode),
@@ -63,6 +64,7 @@ class summary_writer {
   const chosen_tree& chosen_;
   orvik::schema_view schema_;
   wording words_;
+  tree_node root_;
   std::vector<placed_node> nodes_;  // that are shown
   unsigned long depth_;
   bool color_, unicode_;
@@ -77,6 +79,11 @@ std::string repeated(const char* glyph, unsigned long n) {
   std::string text;
   for (; n > 0; --n) text += glyph;
   return text;
+}
+
+/// A leaf that has no cases has the class of the node above.
+std::string counts_of(const tree_node& node) {
+  return node.is_leaf() && !(node.weight() > 0) ? "no cases" : node.printed_counts();
 }
 
 unsigned long part_of_bar(double share) {
@@ -157,7 +164,7 @@ void summary_writer::write_line(const placed_node& at, const std::string& branch
   const unsigned long room = width_ > right + used ? width_ - right - used : 1;
   const auto [test, found] = text_of(at, room);
   const std::string counts =
-      cut(node.is_leaf() ? node.printed_counts() : zel::text::one_decimal(node.weight()), counts_);
+      cut(node.is_leaf() ? counts_of(node) : zel::text::one_decimal(node.weight()), counts_);
   const unsigned long blanks =
       room - columns_of(test) - columns_of(found) + 1 + counts_ - columns_of(counts);
   out_ << before << test << (node.is_leaf() ? painted(node.predicted(), found) : found)
@@ -167,19 +174,19 @@ void summary_writer::write_line(const placed_node& at, const std::string& branch
 }
 
 void summary_writer::note_width(const tree_node& node) {
-  const unsigned long columns = columns_of(node.printed_counts());
+  const unsigned long columns = columns_of(counts_of(node));
   counts_ = std::min(k_most_counts, std::max(counts_, columns));
 }
 
 void summary_writer::write_head() {
   const unsigned long n = chosen_.model.get_no_trees();
-  const tree_node root = chosen_.root();
   std::string head = words_.column_name(schema_.class_column().index());
   if (chosen_.model.is_ensemble()) {
-    head += ", tree " + std::to_string(chosen_.tree + 1) + " of " + std::to_string(n);
+    const unsigned long tree = chosen_.tree == k_whole_model ? 0 : chosen_.tree;
+    head += ", tree " + std::to_string(tree + 1) + " of " + std::to_string(n);
   }
-  head += ": " + std::to_string(root.size()) + " nodes, " + std::to_string(root.leaves()) +
-          " leaves, depth " + std::to_string(root.depth());
+  head += ": " + std::to_string(root_.size()) + " nodes, " + std::to_string(root_.leaves()) +
+          " leaves, depth " + std::to_string(root_.depth());
   out_ << cut(shown_text(head), width_) << '\n';
   unsigned long used = 0;
   for (orvik::code_t c = 1; color_ && c < schema_.n_class_codes(); ++c) {

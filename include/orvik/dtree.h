@@ -13,6 +13,7 @@
 #include "orvik/export.h"
 #include "orvik/feature_search.h"
 #include "orvik/importance.h"
+#include "orvik/metrics.h"
 #include "orvik/schema.h"
 #include "orvik/table.h"
 #include "orvik/tree_node.h"
@@ -96,6 +97,9 @@ class ORVIK_EXPORT dtree {
   /// Predictions for the cases (null: all rows) against their classes; `average_depth` (may be
   /// null) receives the mean depth of their leaves.
   [[nodiscard]] conf_matrix* test(table* t, table::subset* cases, double* average_depth) const;
+  /// The same; `rows` receives what the model says of each case, in their order: the material of
+  /// figures beyond the matrix. Memory grows with the cases times the classes.
+  [[nodiscard]] conf_matrix* test(table* t, table::subset* cases, judged_rows& rows) const;
 
   // Rows of text. They have the columns of the training table in its order. A number that
   // training did not have takes its place among those it had; any other value that training did
@@ -109,6 +113,9 @@ class ORVIK_EXPORT dtree {
   /// reason. Memory does not grow with the file, here and below.
   [[nodiscard]] conf_matrix* test(const std::string& file, char sep, const std::string& missing,
                                   unseen_values* unseen = nullptr) const;
+  /// The same; `rows` as above, and memory too.
+  [[nodiscard]] conf_matrix* test(const std::string& file, char sep, const std::string& missing,
+                                  unseen_values* unseen, judged_rows& rows) const;
   /// Writes a line for every row of a file, in order: predicted class, `c`, its confidence, and
   /// with `probabilities` `c` and the share of each known class. The rows may lack the class, or
   /// the class and the case weight; what they have of them is not looked at. `n` receives the
@@ -123,6 +130,7 @@ class ORVIK_EXPORT dtree {
   std::string predict(const std::vector<std::string>& row, double weight) const;
   /// The same with the shares of the classes, in the order of class_values(): those of the leaf,
   /// or of the leaves that a case with unknown values reaches; the mean over an ensemble's trees.
+  /// A leaf that no training case came to has those of the nearest node above that has cases.
   std::string predict(const std::vector<std::string>& row, double weight, double& confidence,
                       std::vector<double>& shares) const;
   /// The class values by code; the first one is the unknown value. None before a build.

@@ -27,7 +27,8 @@ constexpr char k_training[] =
     "-m 5 -depth 1 -gain -grpure -npp -np -ebp -ebpg -ebpa -pep -pepg -pepa -repa -rep -repg -mep "
     "-mepg -mepa -c 0.1 -sfs -sbe -dtsbe -as 1 -fslimit 9 -fo 3 -ba 3 -seed 7 -norescale ";
 constexpr char k_outputs[] =
-    "-imp -oerr -ft other -fs other -s s -prob -unseen -tb tb -t t -tstd -x x -xstd -d d -dstd "
+    "-imp -metrics -mjson mj -oerr -ft other -fs other -s s -prob -unseen -tb tb -t t -tstd -x x "
+    "-xstd -d d -dstd "
     "-pmml p -json j ";
 constexpr char k_holdouts[] = "-h 50 -hf 50 -hd 50 -hs 50 -tti 1 1 trace -tt 2 ";
 
@@ -36,7 +37,9 @@ TEST(ignored, is_what_the_run_asked_for_has_no_use_of) {
       "-np, -ebp, -ebpg, -ebpa, -pep, -pepg, -pepa, -rep, -repg, -repa, -mep, -mepg, -mepa, ";
   const std::string searches = "-as, -sfs, -sbe, -dtsbe, ";
   const std::string model =
-      "-hs, -hd, -h, -hf, -tb, -t, -tstd, -oerr, -imp, -x, -xstd, -d, -dstd, -pmml, -json, -s, "
+      "-hs, -hd, -h, -hf, -tb, -t, -tstd, -oerr, -imp, -metrics, -x, -xstd, -d, -dstd, -pmml, "
+      "-json, "
+      "-mjson, -s, "
       "-prob, -tti";
   const std::string all = std::string(k_training) + k_outputs + k_holdouts;
   const struct {
@@ -62,9 +65,9 @@ TEST(ignored, is_what_the_run_asked_for_has_no_use_of) {
       {"-f a -c 0.1 -pep -fslimit 5",
        {"Ignored: -c (no error-based pruning)", "Ignored: -fslimit (no search)"}},
       {"-f a -ba 5 -fo 3 -gain -grpure -sfs -sbe -fslimit 5 -ebp", {}},
-      {"-f a -unseen -prob -s s -oerr -imp",
+      {"-f a -unseen -prob -s s -oerr -imp -metrics",
        {"Ignored: -unseen (nothing is tested or scored)", "Ignored: -s, -prob (nothing is scored)",
-        "Ignored: -oerr, -imp (no text output)"}},
+        "Ignored: -oerr, -imp, -metrics (no text output)"}},
       {"-f a -fs r -unseen -prob",
        {"Ignored: -unseen (nothing is tested or scored)", "Ignored: -prob (nothing is scored)"}},
       {"-f a -ft t -unseen -tstd -imp -oerr", {}},

@@ -56,7 +56,7 @@ void ensemble::predict_distribution(const table& t, const std::vector<code_t>& c
   assert(!empty());
   shares.assign(t.n_class_codes(), 0.0);
   for (const member& m : members_) {
-    m.tree->predict_distribution(t, codes, shares, static_cast<double>(m.votes), 0);
+    m.tree->add_probabilities(codes, static_cast<double>(m.votes), shares);
   }
   const auto all = static_cast<double>(n_votes());
   for (double& share : shares) share /= all;
