@@ -181,6 +181,20 @@ std::vector<dtree::prediction> dtree::predict_codes(const std::vector<code_t>& c
   return found;
 }
 
+std::vector<dtree::prediction> dtree::predict_codes(const std::vector<code_t>& codes,
+                                                    unsigned long n,
+                                                    std::vector<double>& shares) const {
+  std::vector<prediction> found = predict_codes(codes, n);
+  const std::size_t width = n == 0 ? 0 : codes.size() / n;
+  shares.clear();
+  std::vector<double> of_case;
+  for (auto at = codes.begin(); n > 0; at += static_cast<long>(width), --n) {
+    impl_->predict_distribution({at, at + static_cast<long>(width)}, of_case);
+    shares.insert(shares.end(), of_case.begin(), of_case.end());
+  }
+  return found;
+}
+
 double dtree::get_oob_error(table* t) const {
   return impl_->oob_error(required(t, k_no_training_table));
 }
@@ -209,6 +223,10 @@ tree_node dtree::get_tree(unsigned long i) const {
   if (i < impl_->n_trees()) return {impl_->get_tree(i), schema_of(*impl_)};
   throw std::runtime_error("there is no tree " + std::to_string(i) + " in a model of " +
                            std::to_string(impl_->n_trees()));
+}
+
+std::vector<std::pair<std::string, std::string>> dtree::get_settings() const {
+  return impls::described(impl_->settings());
 }
 
 schema_view dtree::get_schema() const { return schema_view(schema_of(*impl_)); }

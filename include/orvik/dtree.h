@@ -147,6 +147,9 @@ class ORVIK_EXPORT dtree {
   /// looked at. On the caller's thread alone. Throws std::runtime_error before a build, for another
   /// number of codes and for a category that the model does not know.
   std::vector<prediction> predict_codes(const std::vector<code_t>& codes, unsigned long n) const;
+  /// The same; `shares` receives those of the classes, case after case, one a class code.
+  std::vector<prediction> predict_codes(const std::vector<code_t>& codes, unsigned long n,
+                                        std::vector<double>& shares) const;
 
   /// Error of the trees of an ensemble on the cases they were not grown on: each training case is
   /// put to the vote of the trees that did not draw it (Breiman 1996). `t` is the table the model
@@ -177,6 +180,8 @@ class ORVIK_EXPORT dtree {
   unsigned long get_no_trees() const;
   /// The root of tree i. Throws std::runtime_error for i >= get_no_trees().
   tree_node get_tree(unsigned long i) const;
+  /// What it was trained with, as a label and a text each.
+  std::vector<std::pair<std::string, std::string>> get_settings() const;
   /// The columns and values of the training table; no rows.
   schema_view get_schema() const;
   /// The attributes that some tree tests, ascending.

@@ -83,7 +83,8 @@ struct metrics {
   double brier;
   mean_metrics mean, weighted_mean;    ///< each class alike, and by its support
   std::vector<class_metrics> classes;  ///< by code, those of mean_metrics
-  /// Weights by class and predicted class, row by row, all codes; rows of unknown class too.
+  /// Weights by class and predicted class, row by row, all codes; rows of unknown class too. None
+  /// of more than k_most_judged_classes.
   std::vector<std::vector<double>> matrix;
 };
 

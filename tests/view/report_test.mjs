@@ -209,7 +209,7 @@ k,string,class\n`);
     const label = await page.locator('.tree-picker option').nth(4).textContent();
     await page.selectOption('.tree-picker select', '4');
     assert.ok(label.endsWith(`– ${(await status(page)).split(' of ').at(-1)}`), label);
-    assert.equal(await page.locator('.curve').count(), 1);
+    assert.equal(await page.locator('#ensemble .curve').count(), 1);
     assert.equal(await page.locator('rect.size').count(), 9);
   },
 };

@@ -1,5 +1,5 @@
-// Figures over all rows and of each class, from weights by class and predicted class and from the
-// shares of the classes.
+// Figures over all rows and of each class, from classes and predicted classes and from the shares
+// of the classes.
 #include "orvik/metrics.h"
 
 #include <algorithm>
@@ -22,22 +22,24 @@ constexpr double k_normal_95 = 1.959963984540054;  // deviate of a two-sided 95 
 
 double ratio_or_0(double part, double whole) { return whole > 0 ? part / whole : 0; }
 
-/// Sums over the matrix of the rows of known class.
+/// Weights of the rows of known class.
 struct margins {
-  std::vector<double> actual, predicted;  // by code
-  double right = 0, all = 0;
+  std::vector<double> actual, predicted, right;  // by code
+  double all = 0, all_right = 0;
 };
 
-margins margins_of(const std::vector<std::vector<double>>& matrix) {
-  margins sums{std::vector<double>(matrix.size()), std::vector<double>(matrix.size())};
-  for (code_t i = 1; i < matrix.size(); ++i) {
-    for (code_t j = 0; j < matrix.size(); ++j) {
-      sums.actual[i] += matrix[i][j];
-      sums.predicted[j] += matrix[i][j];
-    }
-    sums.right += matrix[i][i];
-    sums.all += sums.actual[i];
+margins margins_of(const judged_rows& rows) {
+  const std::vector<double> none(rows.classes.size());
+  margins sums{none, none, none};
+  for (row_t i = 0; i < rows.size(); ++i) {
+    const code_t actual = rows.actual[i];
+    if (actual == k_unknown) continue;
+    sums.actual[actual] += rows.weights[i];
+    sums.predicted[rows.predicted[i]] += rows.weights[i];
+    if (actual == rows.predicted[i]) sums.right[actual] += rows.weights[i];
   }
+  for (const double weight : sums.actual) sums.all += weight;
+  for (const double weight : sums.right) sums.all_right += weight;
   return sums;
 }
 
@@ -59,7 +61,7 @@ class summary {
   void write(const margins& sums) {
     count_rows();
     into_.weight = sums.all;
-    into_.accuracy = sums.all > 0 ? sums.right / sums.all : k_nan;
+    into_.accuracy = sums.all > 0 ? sums.all_right / sums.all : k_nan;
     set_interval();
     set_agreement(sums);
     set_losses();
@@ -89,7 +91,7 @@ class summary {
     for (code_t c = 1; c < sums.actual.size(); ++c) {
       by_chance += sums.actual[c] / sums.all * (sums.predicted[c] / sums.all);
       if (!(sums.actual[c] > 0)) continue;
-      recalls += into_.matrix[c][c] / sums.actual[c];
+      recalls += sums.right[c] / sums.actual[c];
       ++n;
     }
     into_.balanced_accuracy = n > 0 ? recalls / n : k_nan;
@@ -144,14 +146,13 @@ void set_probabilities(const judged_rows& rows, class_metrics& of) {
   of.reliability = impls::reliability_of(scored);
 }
 
-class_metrics metrics_of_class(const judged_rows& rows, const metrics& all, const margins& sums,
-                               code_t c) {
+class_metrics metrics_of_class(const judged_rows& rows, const margins& sums, code_t c) {
   class_metrics one{};
   one.code = c;
   one.name = rows.classes[c];
   one.support = sums.actual[c];
-  one.precision = ratio_or_0(all.matrix[c][c], sums.predicted[c]);
-  one.recall = ratio_or_0(all.matrix[c][c], sums.actual[c]);
+  one.precision = ratio_or_0(sums.right[c], sums.predicted[c]);
+  one.recall = ratio_or_0(sums.right[c], sums.actual[c]);
   one.f1 = ratio_or_0(2 * one.precision * one.recall, one.precision + one.recall);
   one.roc_area = one.average_precision = k_nan;
   if (!rows.shares.empty()) set_probabilities(rows, one);
@@ -200,12 +201,12 @@ metrics metrics_of(const judged_rows& rows, const std::string& source) {
   assert(rows.shares.empty() || rows.shares.size() == rows.size() * rows.classes.size());
   metrics all{};
   all.rows = source;
-  all.matrix = matrix_of(rows);
-  const margins sums = margins_of(all.matrix);
+  if (rows.classes.size() <= k_most_judged_classes) all.matrix = matrix_of(rows);
+  const margins sums = margins_of(rows);
   summary(rows, all).write(sums);
   for (code_t c = 1; c < rows.classes.size(); ++c) {
     if (!(sums.actual[c] > 0) && !(sums.predicted[c] > 0)) continue;
-    all.classes.push_back(metrics_of_class(rows, all, sums, c));
+    all.classes.push_back(metrics_of_class(rows, sums, c));
   }
   all.mean = means_of(all.classes, [](const class_metrics&) { return 1.0; });
   all.weighted_mean = means_of(all.classes, [](const class_metrics& c) { return c.support; });

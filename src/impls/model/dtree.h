@@ -155,6 +155,7 @@ class dtree : private zel::util::nocopy {
   std::vector<attribute_importance> importance(const table& t, bool permute = true) const;
 
   const std::string& name() const { return name_; }
+  const parameters& settings() const { return parameters_; }
   const ensemble& trees() const { return trees_; }
   unsigned long n_trees() const { return trees_.n_trees(); }
   const decision_tree& get_tree(unsigned long i) const { return trees_.tree(i); }

@@ -1,0 +1,126 @@
+#include "report_profile.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+namespace orvview {
+
+using orvik::code_t;
+using orvik::column_view;
+
+namespace {
+
+constexpr unsigned long k_most_columns = 300;
+constexpr unsigned long k_most_numbers = 100'000;  // of all bins
+constexpr unsigned long k_intervals = 20;
+constexpr unsigned long k_values = 12;
+constexpr unsigned long k_no_bin = static_cast<unsigned long>(-1);
+
+bool is_shown(const column_view& c) { return c.is_input() || c.role() == orvik::model::CLASS; }
+
+class profiler {
+ public:
+  /// `n_parts`: into how many parts a bin is divided, the number of classes or 1.
+  profiler(const recoded_rows& rows, unsigned long n_parts) : rows_(rows), n_parts_(n_parts) {
+    for (orvik::row_t row = 0; row < rows.size(); ++row) whole_ += rows.weight_of(row);
+  }
+
+  column_profile profile(const column_view& c) const;
+
+ private:
+  std::vector<double> weights_of(const column_view& c) const;
+  std::vector<unsigned long> intervals(const column_view& c, column_profile& of) const;
+  std::vector<unsigned long> frequent_values(const column_view& c, column_profile& of,
+                                             const std::vector<double>& weights) const;
+  void fill(const column_view& c, const std::vector<unsigned long>& bin_of,
+            column_profile& of) const;
+
+  const recoded_rows& rows_;
+  unsigned long n_parts_;
+  double whole_ = 0;
+};
+
+/// By code.
+std::vector<double> profiler::weights_of(const column_view& c) const {
+  std::vector<double> weights(c.n_values() + 1);
+  for (orvik::row_t row = 0; row < rows_.size(); ++row) {
+    weights[c.code_in(row)] += rows_.weight_of(row);
+  }
+  return weights;
+}
+
+/// @return the bin of every code.
+std::vector<unsigned long> profiler::intervals(const column_view& c, column_profile& of) const {
+  of.is_range = true;
+  of.from = c.number(1);
+  of.to = c.number(c.n_values());
+  of.bins.resize(k_intervals);
+  std::vector<unsigned long> bin_of(c.n_values() + 1, k_no_bin);
+  for (code_t code = 1; code <= c.n_values(); ++code) {
+    const double place = (c.number(code) - of.from) / (of.to - of.from) * k_intervals;
+    bin_of[code] = std::min(k_intervals - 1, static_cast<unsigned long>(std::max(0.0, place)));
+  }
+  return bin_of;
+}
+
+/// Ordered values stay in their order, others come by their weights.
+std::vector<unsigned long> profiler::frequent_values(const column_view& c, column_profile& of,
+                                                     const std::vector<double>& weights) const {
+  std::vector<code_t> codes(c.n_values());
+  std::iota(codes.begin(), codes.end(), code_t{1});
+  std::ranges::stable_sort(codes, [&](code_t a, code_t b) { return weights[a] > weights[b]; });
+  codes.resize(std::min(codes.size(), std::size_t{k_values}));
+  if (c.is_ordered() || c.is_numeric()) std::ranges::sort(codes);
+  std::vector<unsigned long> bin_of(c.n_values() + 1, k_no_bin);
+  for (const code_t code : codes) {
+    bin_of[code] = of.labels.size();
+    of.labels.push_back(c.exact(code));
+  }
+  of.bins.resize(codes.size());
+  return bin_of;
+}
+
+void profiler::fill(const column_view& c, const std::vector<unsigned long>& bin_of,
+                    column_profile& of) const {
+  for (std::vector<double>& bin : of.bins) bin.assign(n_parts_, 0.0);
+  for (orvik::row_t row = 0; row < rows_.size(); ++row) {
+    const code_t code = c.code_in(row);
+    if (code == orvik::k_unknown) continue;
+    const double weight = rows_.weight_of(row);
+    if (bin_of[code] == k_no_bin) {
+      of.others += weight;
+    } else {
+      const code_t class_code = rows_.class_of(row);
+      of.bins[bin_of[code]][n_parts_ > 1 && class_code > 0 ? class_code - 1 : 0] += weight;
+    }
+  }
+}
+
+column_profile profiler::profile(const column_view& c) const {
+  const std::vector<double> weights = weights_of(c);
+  column_profile of{
+      c.index(), c.n_values(), whole_ > 0 ? weights[0] / whole_ : 0, false, 0, 0, {}, {}, 0};
+  const bool range = c.is_numeric() && c.role() == orvik::model::CONTINUOUS &&
+                     c.n_values() > k_values && std::isfinite(c.number(c.n_values()));
+  fill(c, range ? intervals(c, of) : frequent_values(c, of, weights), of);
+  return of;
+}
+
+}  // namespace
+
+std::vector<column_profile> profile_of(const orvik::table& rows, const recoded_rows& recoded,
+                                       unsigned long n_classes) {
+  const orvik::schema_view schema = rows.get_schema();
+  std::vector<column_view> shown;
+  for (unsigned long i = 0; i < schema.n_columns() && shown.size() < k_most_columns; ++i) {
+    if (is_shown(schema.column(i))) shown.push_back(schema.column(i));
+  }
+  const bool by_class = shown.size() * k_intervals * n_classes <= k_most_numbers;
+  const profiler each(recoded, by_class ? n_classes : 1);
+  std::vector<column_profile> all;
+  for (const column_view& c : shown) all.push_back(each.profile(c));
+  return all;
+}
+
+}  // namespace orvview
