@@ -15,9 +15,13 @@ constexpr unsigned long k_most_columns = 300;
 constexpr unsigned long k_most_numbers = 100'000;  // of all bins
 constexpr unsigned long k_intervals = 20;
 constexpr unsigned long k_values = 12;
+constexpr double k_outermost = 0.01;
 constexpr unsigned long k_no_bin = static_cast<unsigned long>(-1);
 
 bool is_shown(const column_view& c) { return c.is_input() || c.role() == orvik::model::CLASS; }
+
+/// Of which each has a bin.
+unsigned long most_values(const column_view& c) { return c.is_numeric() ? k_intervals : k_values; }
 
 class profiler {
  public:
@@ -30,7 +34,8 @@ class profiler {
 
  private:
   std::vector<double> weights_of(const column_view& c) const;
-  std::vector<unsigned long> intervals(const column_view& c, column_profile& of) const;
+  std::vector<unsigned long> intervals(const column_view& c, column_profile& of,
+                                       const std::vector<double>& weights) const;
   std::vector<unsigned long> frequent_values(const column_view& c, column_profile& of,
                                              const std::vector<double>& weights) const;
   void fill(const column_view& c, const std::vector<unsigned long>& bin_of,
@@ -50,16 +55,30 @@ std::vector<double> profiler::weights_of(const column_view& c) const {
   return weights;
 }
 
-/// @return the bin of every code.
-std::vector<unsigned long> profiler::intervals(const column_view& c, column_profile& of) const {
+/// The code at which `share` of the known weight is reached.
+code_t quantile(const std::vector<double>& weights, double share) {
+  const double known = std::accumulate(weights.begin() + 1, weights.end(), 0.0);
+  double sum = 0;
+  for (code_t code = 1; code < weights.size(); ++code) {
+    sum += weights[code];
+    if (sum >= share * known) return code;
+  }
+  return weights.size() - 1;
+}
+
+/// Between the outermost hundredths, which go to the first and the last interval: a few far values
+/// would leave all others in one. @return the bin of every code.
+std::vector<unsigned long> profiler::intervals(const column_view& c, column_profile& of,
+                                               const std::vector<double>& weights) const {
+  const code_t low = quantile(weights, k_outermost), high = quantile(weights, 1 - k_outermost);
   of.is_range = true;
-  of.from = c.number(1);
-  of.to = c.number(c.n_values());
+  of.from = c.number(low < high ? low : 1);
+  of.to = c.number(low < high ? high : c.n_values());
   of.bins.resize(k_intervals);
   std::vector<unsigned long> bin_of(c.n_values() + 1, k_no_bin);
   for (code_t code = 1; code <= c.n_values(); ++code) {
     const double place = (c.number(code) - of.from) / (of.to - of.from) * k_intervals;
-    bin_of[code] = std::min(k_intervals - 1, static_cast<unsigned long>(std::max(0.0, place)));
+    bin_of[code] = static_cast<unsigned long>(std::clamp(place, 0.0, k_intervals - 1.0));
   }
   return bin_of;
 }
@@ -70,7 +89,7 @@ std::vector<unsigned long> profiler::frequent_values(const column_view& c, colum
   std::vector<code_t> codes(c.n_values());
   std::iota(codes.begin(), codes.end(), code_t{1});
   std::ranges::stable_sort(codes, [&](code_t a, code_t b) { return weights[a] > weights[b]; });
-  codes.resize(std::min(codes.size(), std::size_t{k_values}));
+  codes.resize(std::min(codes.size(), most_values(c)));
   if (c.is_ordered() || c.is_numeric()) std::ranges::sort(codes);
   std::vector<unsigned long> bin_of(c.n_values() + 1, k_no_bin);
   for (const code_t code : codes) {
@@ -102,8 +121,8 @@ column_profile profiler::profile(const column_view& c) const {
   column_profile of{
       c.index(), c.n_values(), whole_ > 0 ? weights[0] / whole_ : 0, false, 0, 0, {}, {}, 0};
   const bool range = c.is_numeric() && c.role() == orvik::model::CONTINUOUS &&
-                     c.n_values() > k_values && std::isfinite(c.number(c.n_values()));
-  fill(c, range ? intervals(c, of) : frequent_values(c, of, weights), of);
+                     c.n_values() > most_values(c) && std::isfinite(c.number(c.n_values()));
+  fill(c, range ? intervals(c, of, weights) : frequent_values(c, of, weights), of);
   return of;
 }
 

@@ -12,11 +12,11 @@ namespace orvview {
 /// A column: numbers in intervals of equal width, other values one by one, the most frequent ones.
 struct column_profile {
   unsigned long column;
-  unsigned long n_distinct;               // known values
-  double unknown;                         // share of the weight
-  bool is_range;                          // intervals
-  double from = 0, to = 0;                // of all intervals
-  std::vector<std::string> labels;        // exact values of the bins, if they are no intervals
+  unsigned long n_distinct;         // known values
+  double unknown;                   // share of the weight
+  bool is_range;                    // intervals
+  double from = 0, to = 0;          // of all intervals; the outer ones hold what is beyond too
+  std::vector<std::string> labels;  // exact values of the bins, if they are no intervals
   std::vector<std::vector<double>> bins;  // weights by class code 1 ..; or of all classes, one
   double others = 0;                      // weight of the values without a bin
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cmath>
+#include <sstream>
 
 #include "forms.h"
 #include "palette.h"
@@ -20,6 +21,12 @@ constexpr unsigned long k_least_width = 40;  // narrower windows fold the lines
 constexpr unsigned long k_bar = 12, k_least_for_bar = 72;
 constexpr unsigned long k_most_counts = 13;
 constexpr char k_plain[] = "\033[0m";
+constexpr char k_one_leaf[] =
+    "The model is one leaf: nothing separates the classes better than chance. Try other columns, "
+    "less pruning, a smaller least weight of two branches, or more rows.";
+constexpr char k_imbalance[] =
+    "The classes are far apart in number: look at recall, balanced accuracy and kappa rather than "
+    "at the error, and try case weights.";
 
 /// What lines and bars are made of.
 struct glyphs {
@@ -49,6 +56,8 @@ class summary_writer {
 
  private:
   void write_head();
+  void write_hints();
+  void write_folded(const std::string& text);
   void write_line(const placed_node& at, const std::string& branches);
   void note_width(const tree_node& node);
   std::string indent(unsigned long level, const std::string& own) const;
@@ -199,6 +208,33 @@ void summary_writer::write_head() {
   out_ << (used > 0 ? "\n\n" : "\n");
 }
 
+/// Below an empty line, in lines that end between words.
+void summary_writer::write_folded(const std::string& text) {
+  std::istringstream words(text);
+  std::string line;
+  out_ << '\n';
+  for (std::string word; words >> word;) {
+    if (!line.empty() && line.size() + 1 + word.size() > width_) {
+      out_ << line << '\n';
+      line.clear();
+    }
+    line += (line.empty() ? "" : " ") + word;
+  }
+  out_ << line << '\n';
+}
+
+/// Sentences for a model that needs them.
+void summary_writer::write_hints() {
+  constexpr double k_far_apart = 10;  // times as many cases
+  if (root_.is_leaf() && !chosen_.model.is_ensemble()) write_folded(k_one_leaf);
+  double most = 0, least = root_.weight();
+  for (orvik::code_t c = 1; c < schema_.n_class_codes(); ++c) {
+    const double weight = root_.class_weights()[c];
+    if (weight > 0) most = std::max(most, weight), least = std::min(least, weight);
+  }
+  if (least > 0 && most >= k_far_apart * least) write_folded(k_imbalance);
+}
+
 void summary_writer::write() {
   write_head();
   for (const placed_node& at : nodes_) note_width(at.node);
@@ -212,6 +248,7 @@ void summary_writer::write() {
     last_child_.push_back(last);
     write_line(at, last ? glyphs_.last_child : glyphs_.child);
   }
+  write_hints();
 }
 
 }  // namespace

@@ -45,7 +45,8 @@ function chartOf(model, column) {
   const ends = numeric ? [grid[0][1], grid.at(-1)[1]] : [0, grid.length];
   const margin = numeric ? (ends[1] - ends[0] || 1) * 0.08 : 0;
   const x = scaleLinear([ends[0] - margin, ends[1] + margin], [left, width - right]);
-  const y = scaleLinear([0, 1], [height - bottom, top]);
+  const most = Math.max(...shares.map((s) => Math.max(...s)));
+  const y = scaleLinear([0, most], [height - bottom, top]).nice(4);
   // A cut's value holds up to it: steps from one cut to the next.
   const from = (i) => numeric ? i === 0 ? ends[0] - margin : grid[i - 1][1] : i;
   const to = (i) => numeric ? i + 1 === grid.length ? ends[1] + margin : grid[i][1] : i + 1;
@@ -61,7 +62,7 @@ function chartOf(model, column) {
                                'aria-label': `Shares of the classes by ${column.name}` },
     y.ticks(4).map((t) => [
       svg('line', { class: 'grid', x1: left, x2: width - right, y1: y(t), y2: y(t) }),
-      svg('text', { x: left - 6, y: y(t) + 4, 'text-anchor': 'end' }, `${100 * t} %`)]),
+      svg('text', { x: left - 6, y: y(t) + 4, 'text-anchor': 'end' }, `${+(100 * t).toFixed(1)} %`)]),
     ticks.map(([t, label]) => svg('text', { x: x(t), y: height - bottom + 17,
                                             'text-anchor': 'middle' }, label)),
     svg('text', { x: (left + width - right) / 2, y: height - 6, 'text-anchor': 'middle' },

@@ -1,7 +1,8 @@
 // Builds the page from the model in it.
 import { amount, counted, el, name } from './dom.js';
 import { readModel } from './model.js';
-import { hatchings, swatch, themeSwitch } from './colours.js';
+import { hatchings, themeSwitch } from './colours.js';
+import { classKey } from './key.js';
 import { TreeView } from './tree_view.js';
 import { nodePanel } from './panel.js';
 import { searchBox } from './search.js';
@@ -15,8 +16,6 @@ import { trainingPage } from './profile.js';
 import { importanceBars } from './charts.js';
 import { ensembleCharts, treePicker } from './ensemble.js';
 import { preparePrint } from './print.js';
-
-const KEYED = 30;  // classes named in the key
 
 const section = (id, title, ...content) =>
   el('section', { id, 'aria-labelledby': `${id}-title` },
@@ -54,14 +53,6 @@ function header(model) {
              counted(model.classNames.length - 1, 'class', 'classes'),
              model.cases > 0 ? `, grown on ${amount(model.cases)} cases` : '')), button),
     figures(model), hintsOf(model));
-}
-
-function classKey(model) {
-  const n = model.classNames.length - 1;
-  const codes = Array.from({ length: Math.min(n, KEYED) }, (_, i) => i + 1);
-  return el('ul', { class: 'key', 'aria-label': 'Colours of the classes' },
-    codes.map((code) => el('li', {}, swatch(code), name(model.classNames[code]))),
-    n > KEYED ? el('li', { class: 'muted' }, `and ${n - KEYED} more`) : null);
 }
 
 const button = (label, act, attributes = {}) =>

@@ -67,12 +67,12 @@ function reliability(of) {
       svg('title', {}, `${amount(weight)} rows: said ${percent(share)}, found ${percent(part)}`))));
 }
 
-/** The curves of one class; `show(i)` marks point i of the first. */
-function curvesOf(of) {
-  const mark = marker(0, 0);
+/** The curves of one class; `show(i)` marks point i of the first, if any is to be marked. */
+function curvesOf(model, of, marked) {
+  const mark = marked ? marker(0, 0) : null;
   const begin = of.precision_recall[0];
   const charts = el('div', { class: 'charts three' },
-    plot(`ROC curve, area ${figure(of.roc_area)}`, 'false positives', 'true positives', diagonal(),
+    plot(['ROC curve of ', name(model.classNames[of.code]), `, area ${figure(of.roc_area)}`], 'false positives', 'true positives', diagonal(),
          curve(of.roc), mark),
     plot(`Precision and recall, average precision ${figure(of.average_precision)}`, 'recall',
          'precision', curve([[0, begin[1]], ...of.precision_recall], true)),
@@ -137,9 +137,9 @@ export function classFigures(model) {
     const area = el('div');
     const draw = (i) => {
       const of = drawn[i];
-      const { charts, show: mark } = curvesOf(of);
-      charts.style.setProperty('--class-color', classColour(of.code));
       const two = drawn.length === 2 && metrics.classes.length === 2;
+      const { charts, show: mark } = curvesOf(model, of, two);
+      charts.style.setProperty('--class-color', classColour(of.code));
       area.replaceChildren(charts,
         ...(two ? [thresholdPanel(model, of, drawn[1 - i], mark)] : []));
     };

@@ -1,6 +1,7 @@
 // The page on the training: settings, and what the columns of the given rows hold.
 import { amount, el, name, percent, svg } from './dom.js';
 import { classColour, hatching } from './colours.js';
+import { classKey } from './key.js';
 import { numberOf } from './model.js';
 
 const WIDTH = 260;
@@ -36,8 +37,10 @@ function binText(model, profile, i) {
   const bin = profile.bins[i];
   const [from, to] = profile.range ?? [];
   const step = profile.range ? (to - from) / profile.bins.length : 0;
-  const where = profile.range ? `${short(from + i * step)} to ${short(from + (i + 1) * step)}`
-    : profile.labels[i];
+  const where = !profile.range ? profile.labels[i]
+    : i === 0 ? `up to ${short(from + step)}`
+    : i + 1 === profile.bins.length ? `above ${short(to - step)}`
+    : `${short(from + i * step)} to ${short(from + (i + 1) * step)}`;
   const classes = bin.length > 1 ? bin.map((w, at) => [w, at + 1]).filter(([w]) => w > 0)
     .map(([w, code]) => `\n${model.classNames[code]}: ${amount(w)}`).join('') : '';
   return `${where}: ${amount(sum(bin))}${classes}`;
@@ -48,7 +51,7 @@ function cutLine(model, profile, cut) {
   let x = null;
   if (profile.range) {
     const [from, to] = profile.range;
-    x = WIDTH * (cut - from) / (to - from);
+    x = WIDTH * Math.min(1, Math.max(0, (cut - from) / (to - from)));
   } else {
     const column = model.columns[profile.column];
     const below = profile.labels.filter((label) => column.type === 'ostring'
@@ -93,7 +96,7 @@ export function trainingPage(model) {
     el('dt', {}, 'Made by'), el('dd', {}, model.made_by),
     model.cases > 0 ? [el('dt', {}, 'Training cases'), el('dd', {}, amount(model.cases))] : []);
   const profile = model.profile.size > 0
-    ? [el('h3', {}, 'Profile of the rows given'), profileTable(model)]
+    ? [el('h3', {}, 'Profile of the rows given'), classKey(model), profileTable(model)]
     : [el('p', { class: 'muted' }, 'A profile of the table needs rows: --names and --data.')];
   return el('div', {}, facts, profile);
 }

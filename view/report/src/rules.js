@@ -7,7 +7,7 @@ import { swatch } from './colours.js';
 const LINE = 36;       // pixels, as in the style sheet
 const SPARE = 8;       // lines beyond the edge
 const PRINTED = 300;
-const WHOLE = 60;      // on a narrow screen, at a time
+const WHOLE = 20;      // on a narrow screen, at a time
 
 /** What a leaf says; its conditions are put together when they are asked for. */
 class Rule {
