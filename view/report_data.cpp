@@ -81,7 +81,8 @@ class data_writer {
   void write_matrix(const char* title, const orvik::conf_matrix& matrix,
                     const orvik::judged_rows& rows);
   void write_metrics(const orvik::judged_rows& rows, const char* source);
-  void write_profile();
+  void write_profile(const column_profile& of);
+  void write_profiles();
   void write_matrices();
   void write_importance();
   void write_out_of_bag();
@@ -347,31 +348,42 @@ void data_writer::write_matrices() {
   json_.EndArray();
 }
 
-void data_writer::write_profile() {
-  if (!recoded_) return;
+/// The members of a profile, within an object.
+void data_writer::write_profile(const column_profile& of) {
   const auto weight = [&](double x) { json_.number(std::round(x * 1000) / 1000); };
-  json_.array(
-      "profile", profile_of(*rows_, *recoded_, schema_.n_class_codes() - 1),
-      [&](const column_profile& each) {
-        json_.StartObject();
-        key("column");
-        json_.Uint64(each.column);
-        key("distinct");
-        json_.Uint64(each.n_distinct);
-        key("unknown");
-        json_.number(each.unknown);
-        if (each.is_range)
-          json_.array("range", std::array{each.from, each.to}, [&](double x) { json_.number(x); });
-        json_.array("labels", each.labels, [&](const std::string& l) { text(l); });
-        json_.array("bins", each.bins, [&](const std::vector<double>& bin) {
-          json_.StartArray();
-          for (const double x : bin) weight(x);
-          json_.EndArray();
-        });
-        key("others");
-        weight(each.others);
-        json_.EndObject();
-      });
+  key("column");
+  json_.Uint64(of.column);
+  key("distinct");
+  json_.Uint64(of.n_distinct);
+  key("unknown");
+  json_.number(of.unknown);
+  if (of.is_range) {
+    json_.array("range", std::array{of.from, of.to}, [&](double x) { json_.number(x); });
+  }
+  json_.array("labels", of.labels, [&](const std::string& label) { text(label); });
+  json_.array("bins", of.bins, [&](const std::vector<double>& bin) {
+    json_.StartArray();
+    for (const double x : bin) weight(x);
+    json_.EndArray();
+  });
+  key("others");
+  weight(of.others);
+}
+
+/// Of the columns, and of what the nodes of the first tree test.
+void data_writer::write_profiles() {
+  if (!recoded_) return;
+  const unsigned long n_classes = schema_.n_class_codes() - 1;
+  json_.array("profile", profile_of(*rows_, *recoded_, n_classes),
+              [&](const column_profile& each) { json_.object([&] { write_profile(each); }); });
+  json_.array("node_profiles", profiles_of_nodes(model_.get_tree(0), *rows_, *recoded_, n_classes),
+              [&](const node_profile& each) {
+                json_.object([&] {
+                  key("node");
+                  json_.Uint64(each.node);
+                  write_profile(each.tested);
+                });
+              });
 }
 
 void data_writer::write_importance() {
@@ -444,7 +456,7 @@ std::string data_writer::write(const std::string& title, const training_facts& f
   write_importance();
   write_out_of_bag();
   write_rows();
-  write_profile();
+  write_profiles();
   json_.EndObject();
   return {buffer_.GetString(), buffer_.GetSize()};
 }

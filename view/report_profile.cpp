@@ -8,6 +8,7 @@ namespace orvview {
 
 using orvik::code_t;
 using orvik::column_view;
+using orvik::row_t;
 
 namespace {
 
@@ -25,9 +26,11 @@ unsigned long most_values(const column_view& c) { return c.is_numeric() ? k_inte
 
 class profiler {
  public:
-  /// `n_parts`: into how many parts a bin is divided, the number of classes or 1.
-  profiler(const recoded_rows& rows, unsigned long n_parts) : rows_(rows), n_parts_(n_parts) {
-    for (orvik::row_t row = 0; row < rows.size(); ++row) whole_ += rows.weight_of(row);
+  /// Of some of the rows. `n_parts`: into how many parts a bin is divided, the number of classes
+  /// or 1. All must outlive this.
+  profiler(const recoded_rows& rows, const std::vector<row_t>& which, unsigned long n_parts)
+      : rows_(rows), which_(which), n_parts_(n_parts) {
+    for (const row_t row : which) whole_ += rows.weight_of(row);
   }
 
   column_profile profile(const column_view& c) const;
@@ -42,6 +45,7 @@ class profiler {
             column_profile& of) const;
 
   const recoded_rows& rows_;
+  const std::vector<row_t>& which_;
   unsigned long n_parts_;
   double whole_ = 0;
 };
@@ -49,7 +53,7 @@ class profiler {
 /// By code.
 std::vector<double> profiler::weights_of(const column_view& c) const {
   std::vector<double> weights(c.n_values() + 1);
-  for (orvik::row_t row = 0; row < rows_.size(); ++row) {
+  for (const row_t row : which_) {
     weights[c.code_in(row)] += rows_.weight_of(row);
   }
   return weights;
@@ -89,7 +93,7 @@ std::vector<unsigned long> profiler::frequent_values(const column_view& c, colum
   std::vector<code_t> codes(c.n_values());
   std::iota(codes.begin(), codes.end(), code_t{1});
   std::ranges::stable_sort(codes, [&](code_t a, code_t b) { return weights[a] > weights[b]; });
-  codes.resize(std::min(codes.size(), most_values(c)));
+  codes.resize(std::min(of.n_distinct, most_values(c)));
   if (c.is_ordered() || c.is_numeric()) std::ranges::sort(codes);
   std::vector<unsigned long> bin_of(c.n_values() + 1, k_no_bin);
   for (const code_t code : codes) {
@@ -103,7 +107,7 @@ std::vector<unsigned long> profiler::frequent_values(const column_view& c, colum
 void profiler::fill(const column_view& c, const std::vector<unsigned long>& bin_of,
                     column_profile& of) const {
   for (std::vector<double>& bin : of.bins) bin.assign(n_parts_, 0.0);
-  for (orvik::row_t row = 0; row < rows_.size(); ++row) {
+  for (const row_t row : which_) {
     const code_t code = c.code_in(row);
     if (code == orvik::k_unknown) continue;
     const double weight = rows_.weight_of(row);
@@ -118,12 +122,49 @@ void profiler::fill(const column_view& c, const std::vector<unsigned long>& bin_
 
 column_profile profiler::profile(const column_view& c) const {
   const std::vector<double> weights = weights_of(c);
-  column_profile of{
-      c.index(), c.n_values(), whole_ > 0 ? weights[0] / whole_ : 0, false, 0, 0, {}, {}, 0};
+  const auto occurs = [](double weight) { return weight > 0; };
+  column_profile of{};
+  of.column = c.index();
+  of.n_distinct =
+      static_cast<unsigned long>(std::count_if(weights.begin() + 1, weights.end(), occurs));
+  of.unknown = whole_ > 0 ? weights[0] / whole_ : 0;
   const bool range = c.is_numeric() && c.role() == orvik::model::CONTINUOUS &&
-                     c.n_values() > most_values(c) && std::isfinite(c.number(c.n_values()));
+                     of.n_distinct > most_values(c) && std::isfinite(c.number(c.n_values()));
   fill(c, range ? intervals(c, of, weights) : frequent_values(c, of, weights), of);
   return of;
+}
+
+std::vector<row_t> all_of(const recoded_rows& rows) {
+  std::vector<row_t> all(rows.size());
+  std::iota(all.begin(), all.end(), row_t{0});
+  return all;
+}
+
+/// The inner nodes of the greatest weights, at most so many.
+std::vector<bool> heaviest(const std::vector<orvik::placed_node>& nodes, std::size_t most) {
+  std::vector<std::size_t> inner;
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    if (!nodes[i].node.is_leaf()) inner.push_back(i);
+  }
+  std::ranges::stable_sort(inner, std::ranges::greater(),
+                           [&](std::size_t i) { return nodes[i].node.weight(); });
+  std::vector<bool> chosen(nodes.size());
+  for (std::size_t i = 0; i < std::min(most, inner.size()); ++i) chosen[inner[i]] = true;
+  return chosen;
+}
+
+/// The rows that go down each branch of a node; those without a value go down none.
+std::vector<std::vector<row_t>> parted(const orvik::tree_node& node, const recoded_rows& rows,
+                                       const std::vector<row_t>& which) {
+  std::vector<std::vector<row_t>> below(node.n_children());
+  const orvik::branch_test first = node.test(0);
+  for (const row_t row : which) {
+    const code_t code = rows.code_of(row, node.attribute());
+    if (code == orvik::k_unknown) continue;
+    const code_t branch = first.how == orvik::branch_test::EQUAL ? code - 1 : code > first.code;
+    if (branch < below.size()) below[branch].push_back(row);
+  }
+  return below;
 }
 
 }  // namespace
@@ -136,9 +177,33 @@ std::vector<column_profile> profile_of(const orvik::table& rows, const recoded_r
     if (is_shown(schema.column(i))) shown.push_back(schema.column(i));
   }
   const bool by_class = shown.size() * k_intervals * n_classes <= k_most_numbers;
-  const profiler each(recoded, by_class ? n_classes : 1);
+  const std::vector<row_t> which = all_of(recoded);
+  const profiler each(recoded, which, by_class ? n_classes : 1);
   std::vector<column_profile> all;
   for (const column_view& c : shown) all.push_back(each.profile(c));
+  return all;
+}
+
+std::vector<node_profile> profiles_of_nodes(const orvik::tree_node& root, const orvik::table& rows,
+                                            const recoded_rows& recoded, unsigned long n_classes) {
+  const orvik::schema_view schema = rows.get_schema();
+  const std::vector<orvik::placed_node> nodes = nodes_of(root);
+  const std::vector<bool> chosen = heaviest(nodes, k_most_numbers / (k_intervals * n_classes));
+  std::vector<std::vector<row_t>> at(nodes.size());
+  std::vector<std::vector<std::vector<row_t>>> below(nodes.size());
+  std::vector<node_profile> all;
+  at[0] = all_of(recoded);
+  for (std::size_t i = 0; i < nodes.size(); ++i) {  // fathers come first
+    const auto& [node, father, level] = nodes[i];
+    if (father >= 0) at[i] = std::move(below[static_cast<std::size_t>(father)][node.branch()]);
+    if (node.is_leaf()) continue;
+    if (chosen[i] && !at[i].empty()) {
+      const profiler here(recoded, at[i], n_classes);
+      all.push_back({i, here.profile(schema.attribute(node.attribute()))});
+    }
+    below[i] = parted(node, recoded, at[i]);
+    at[i] = {};
+  }
   return all;
 }
 

@@ -27,4 +27,13 @@ struct column_profile {
 std::vector<column_profile> profile_of(const orvik::table& rows, const recoded_rows& recoded,
                                        unsigned long n_classes);
 
+/// What the rows that come to a node have in the column that it tests.
+struct node_profile {
+  unsigned long node;  // its place in nodes_of() the root
+  column_profile tested;
+};
+/// Of inner nodes, those of the greatest weights, to which rows come with known values.
+std::vector<node_profile> profiles_of_nodes(const orvik::tree_node& root, const orvik::table& rows,
+                                            const recoded_rows& recoded, unsigned long n_classes);
+
 }  // namespace orvview

@@ -38,4 +38,21 @@ TEST_F(run_importance, of_an_ensemble_shows_permutations_and_the_log_its_oob_err
   EXPECT_THAT(run("-ebp").out, Not(HasSubstr("oob")));
 }
 
+TEST_F(run_importance, figures_say_which_rows_they_are_of) {
+  const std::string data = "-ft '" ORVIK_ROOT "/examples/golf.data' -hf 60 -cv 2 2 -seed 1 ";
+  const std::string out = run("-nl -tstd -metrics -mjson figures " + data).out;
+  const std::string json = read("figures");
+  std::size_t in_report = 0, in_json = 0;
+  for (const auto& [rows, n] : {std::pair("training rows", 8), std::pair("cross-validation", 28),
+                                std::pair("hold-out", 6), std::pair("test file", 14)}) {
+    const std::string number = std::to_string(n);
+    in_report =
+        out.find(std::string("\nFIGURES of ") + rows + ": " + number + " rows\n", in_report);
+    in_json = json.find(std::string("\"rows\":\"") + rows + "\",\"n_rows\":" + number, in_json);
+    EXPECT_NE(in_report, out.npos) << rows << '\n' << out;
+    EXPECT_NE(in_json, json.npos) << rows << '\n' << json;
+  }
+  EXPECT_THAT(run("-nl -tstd " + data).out, Not(HasSubstr("FIGURES")));
+}
+
 }  // namespace

@@ -180,6 +180,8 @@ export function readModel() {
   model.matrices = raw.matrices.map((m) => ({ ...m, names: model.classNames }));
   model.profile = new Map((raw.profile ?? []).map((p) =>
     [p.column, { ...p, labels: p.labels.map(shown) }]));
+  model.nodeProfiles = new Map((raw.node_profiles ?? []).map((p) =>
+    [p.node, { ...p, labels: p.labels.map(shown) }]));  // of the first tree
   model.name = shown(raw.name);
   model.tree = (i) => decoded[i] ??= new Tree(model, raw.trees[i], i);
   model.shownTrees = raw.trees.length;

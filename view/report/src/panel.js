@@ -2,7 +2,7 @@
 import { amount, counted, el, name, percent } from './dom.js';
 import { NO_CASES, conditionParts, conditions } from './model.js';
 import { classBar, swatch } from './colours.js';
-import { columnHistogram } from './profile.js';
+import { columnHistogram, rangeText } from './profile.js';
 
 const LISTED = 40;  // classes
 
@@ -60,16 +60,23 @@ function facts(tree, node) {
   return list;
 }
 
-/** The values of the tested column among all rows given, with the node's cut. */
+/**
+ * The values of the tested column with the node's cut: of the rows given that come here, or where
+ * that is not known of all of them.
+ */
 function testedHistogram(tree, node) {
+  const { model } = tree;
   const test = tree.testOf(node, 0);
-  const profile = tree.model.profile.get(test.column.place);
+  const here = tree.number === 0 ? model.nodeProfiles.get(node) : undefined;
+  const profile = here ?? model.profile.get(test.column.place);
   if (!profile) return null;
   const cut = tree.cut[node] < 0 ? null : test.column.cutNumbers[tree.cut[node]];
   return el('figure', { class: 'tested' },
-    el('figcaption', {}, name(test.column.name), ' of all rows given',
+    el('figcaption', {}, name(test.column.name),
+       here ? ' of the rows given that come here' : ' of all rows given',
        cut === null ? '' : `, cut at ${test.value}`),
-    columnHistogram(tree.model, profile, cut));
+    columnHistogram(model, profile, cut),
+    el('div', { class: 'muted small' }, name(rangeText(profile))));
 }
 
 export function nodePanel(panel, view) {

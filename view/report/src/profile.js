@@ -61,7 +61,7 @@ function cutLine(model, profile, cut) {
   return svg('line', { class: 'cut', x1: x, x2: x, y1: 0, y2: HEIGHT });
 }
 
-function rangeText(profile) {
+export function rangeText(profile) {
   if (profile.range) return `${short(profile.range[0])} … ${short(profile.range[1])}`;
   const some = profile.labels.slice(0, 4).join(', ');
   return profile.distinct > 4 ? `${some}, …` : some;
