@@ -27,7 +27,6 @@ namespace {
 
 constexpr std::size_t k_room_for_trees = 8'000'000;  // bytes
 constexpr unsigned long k_rows_to_pick = 200;
-constexpr unsigned long k_most_matrix_classes = 120;
 constexpr std::size_t k_few_classes = 4, k_few_points = 50, k_many_points = 200;  // of curves
 
 constexpr char k_no_draws_without_rows[] =

@@ -180,6 +180,7 @@ std::vector<column_profile> profile_of(const orvik::table& rows, const recoded_r
   const std::vector<row_t> which = all_of(recoded);
   const profiler each(recoded, which, by_class ? n_classes : 1);
   std::vector<column_profile> all;
+  all.reserve(shown.size());
   for (const column_view& c : shown) all.push_back(each.profile(c));
   return all;
 }

@@ -124,7 +124,7 @@ predicted_rows predict_rows(const orvik::dtree& model, const recoded_rows& rows)
   orvik::judged_rows& judged = all.judged;
   judged.classes = model.class_values();
   const std::size_t n_shares =
-      judged.classes.size() > orvik::k_most_judged_classes ? 0 : judged.classes.size();
+      judged.classes.size() > k_most_matrix_classes ? 0 : judged.classes.size();
   judged.predicted.resize(rows.size());
   judged.shares.resize(rows.size() * n_shares);
   all.confidences.resize(rows.size());

@@ -40,7 +40,10 @@ class recoded_rows {
   std::vector<const orvik::code_t*> own_codes_;    // by attribute; null where none is asked for
 };
 
-/// What the model says of the rows, in order.
+/// Class codes of a model, at most, whose matrices and figures are shown.
+constexpr unsigned long k_most_matrix_classes = 120;
+
+/// What the model says of the rows, in order; without shares where figures are not shown.
 struct predicted_rows {
   orvik::judged_rows judged;
   std::vector<double> confidences;

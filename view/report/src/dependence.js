@@ -10,6 +10,7 @@ import { testedColumns } from './case_form.js';
 const FRAME = { width: 640, height: 250, left: 44, right: 16, top: 12, bottom: 44 };
 const MOST_VALUES = 40;
 const MOST_CLASSES = 8;
+const MOST_LABELS = 9;
 const short = (x) => String(+x.toPrecision(4));
 
 /** Values to look at: each between two cuts, or each category. @return pairs of value and label */
@@ -57,7 +58,8 @@ function chartOf(model, column) {
     d: grid.map((_, i) => `${i === 0 ? 'M' : 'L'}${x(from(i))} ${y(shares[i][code])}H${x(to(i))}`)
       .join('') }, svg('title', {}, model.classNames[code])));
   const ticks = numeric ? x.ticks(6).map((t) => [t, short(t)])
-    : grid.slice(0, 12).map(([, label], i) => [i + 0.5, String(label).slice(0, 10)]);
+    : grid.map(([, label], i) => [i + 0.5, String(label).slice(0, 10)])
+      .filter((_, i) => i % Math.ceil(grid.length / MOST_LABELS) === 0);
   const picture = svg('svg', { class: 'chart', viewBox: `0 0 ${width} ${height}`, role: 'img',
                                'aria-label': `Shares of the classes by ${column.name}` },
     y.ticks(4).map((t) => [
@@ -89,5 +91,6 @@ export function dependenceSection(model) {
   return el('div', {}, el('div', { class: 'toolbar' }, list),
     el('p', { class: 'muted' }, 'Shares of the classes of a case of which only this attribute is ',
        'known: by the training cases in the tree, exact, without rows', model.shownTrees > 1
-         ? `; the mean of ${model.shownTrees} trees.` : '.'), area);
+         ? `; the mean of ${model.shownTrees} trees. ` : '. ', 'At most ', MOST_CLASSES,
+       ' classes and ', MOST_VALUES, ' values are drawn.'), area);
 }
