@@ -13,7 +13,7 @@ declare -gA _orvcmd_takes=(
   [-ba]=number [-fo]=number [-rf]=number [-bo]=number [-mtry]=attributes [-bag]=number
   [-free]='' [-binary]='' [-extra]='' [-soft]='' [-noreplace]='' [-balance]=''
   [-h]=number [-hf]=number [-hs]=number [-hd]=number [-cv]='number number'
-  [-l]=file [-nl]='' [-lstd]='' [-t]=file [-tstd]='' [-oerr]='' [-imp]=''
+  [-l]=file [-nl]='' [-lstd]='' [-t]=file [-tstd]='' [-oerr]='' [-imp]='' [-metrics]='' [-mjson]=file
   [-x]=file [-xstd]='' [-d]=file [-dstd]='' [-pmml]=file [-json]=file
   [-db]=file [-tb]=file [-s]=file [-prob]=''
   [-tt]=workers [-tti]='number workers file' [-seed]=number

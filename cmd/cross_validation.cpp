@@ -37,6 +37,15 @@ void add_fold(const options& opt, const dtree& model, const conf_matrix& cm, _cv
   errors.gamma += cm.err_gamma();
 }
 
+std::unique_ptr<conf_matrix> test_fold(const options& opt, const dtree& model, table* t,
+                                       table::subset& fold, orvik::judged_rows& judged) {
+  if (!opt.judges()) return std::unique_ptr<conf_matrix>(model.test(t, &fold, nullptr));
+  orvik::judged_rows rows;
+  std::unique_ptr<conf_matrix> matrix(model.test(t, &fold, rows));
+  append(judged, rows);
+  return matrix;
+}
+
 void log_figure(std::ostream* log, const char* title, double sum, double sum2, double n,
                 const char* unit = "") {
   const auto [mean, deviation] = figure_of(sum, sum2, n);
@@ -65,7 +74,7 @@ double percent_truncated(double value) { return std::trunc(value * 10000) / 100;
 double truncated(double value) { return std::trunc(value * 100) / 100; }
 
 void cross_validate(const options& opt, table* t, const dtree& model, _cv_errors& errors,
-                    std::ostream* log) {
+                    orvik::judged_rows& judged, std::ostream* log) {
   const auto k = static_cast<unsigned long>(opt.cv_folds);
   const auto repetitions = static_cast<unsigned long>(opt.cv_repetitions);
   require_rows_for_folds(*t, opt);
@@ -80,12 +89,13 @@ void cross_validate(const options& opt, table* t, const dtree& model, _cv_errors
     for (unsigned long i = 0; i < k; ++i) {
       const fold_parts parts = take_fold(*all, k, i);
       copy->build(t, parts.train.get());
-      const std::unique_ptr<conf_matrix> cm(copy->test(t, parts.test.get(), nullptr));
+      const std::unique_ptr<conf_matrix> cm = test_fold(opt, *copy, t, *parts.test, judged);
       add_fold(opt, *copy, *cm, errors);
       zel::util::default_context().count(unit::folds);
       if (log != nullptr) *log << '.' << std::flush;
     }
   }
+  judged.times = static_cast<double>(repetitions);
   log_figures(log, errors, static_cast<double>(k * repetitions));
 }
 

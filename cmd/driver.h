@@ -23,6 +23,8 @@ struct _cv_errors {
 struct training {
   std::unique_ptr<orvik::dtree> model;
   std::unique_ptr<orvik::table::subset> holdout;
+  /// What is said of the training cases and of the folds, where figures are asked for.
+  orvik::judged_rows judged, judged_in_folds;
 };
 
 /// A model with the parameters of the options, without attributes searched or anything grown.
@@ -41,13 +43,16 @@ training buildtree(const options& opt, orvik::table* t, _cv_errors& errors, std:
 /// Saves the model in the binary form, where the options name a file.
 void save_tree(const options& opt, const orvik::dtree& model, std::ostream* log);
 
-/// Where a run reports of its model; each may be null.
+class output;
+
+/// Where a run reports of its model; each stream may be null.
 struct report_streams {
   std::ostream *log, *text, *xml, *dot;
+  output& metrics;
 };
 
 /// Writes the graph, the reports on the training cases, the hold-out and the test file, the
-/// model's text and its XML with the matrix of the last of these tests, and scores.
+/// model's text and its XML with the matrix of the last of these tests, their figures, and scores.
 /// A step that fails costs no other: the first error is thrown when all that can be written is
 /// written.
 void test_save_tree(const options& opt, orvik::table* t, const training& result,

@@ -29,7 +29,8 @@ void finish(const options& opt, orvik::table* t, const training& result, const _
   steps.run([&] { save_tree(opt, *model, out.log()); });
   out.write_documents(*model, steps);
   steps.run([&] {
-    test_save_tree(opt, t, result, errors, {out.log(), out.text(), out.xml(), out.dot()});
+    test_save_tree(opt, t, result, errors,
+                   {out.log(), out.text(), out.xml(), out.dot(), out.metrics()});
   });
   steps.end();
 }

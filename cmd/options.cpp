@@ -356,6 +356,8 @@ constexpr option_row k_options[] = {
     {"-unseen", set_to<&options::unseen, true>},
     {"-imp", set_to<&options::importance, true>},
     {"-prob", set_to<&options::probabilities, true>},
+    {"-metrics", set_to<&options::metrics, true>},
+    {"-mjson", set_file<&options::metrics_file>},
 };
 
 void take_option(options& opt, arguments& args) {

@@ -130,6 +130,7 @@ std::vector<run_file> output_files(const options& opt) {
   add_file(files, "tree DOT output file ", opt.dot_file, /*replaced=*/true);
   for (const document& each : k_documents)
     add_file(files, each.role, opt.*each.file, /*replaced=*/true);
+  add_file(files, "JSON output file of figures ", opt.metrics_file, /*replaced=*/true);
   add_file(files, "binary data output file ", opt.binary_data_output, /*replaced=*/true);
   add_file(files, "binary tree output file ", opt.tree_binary_output, /*replaced=*/true);
   add_file(files, "score output file ", opt.score_output_file, /*replaced=*/true);
@@ -237,6 +238,7 @@ outputs::outputs(const options& opt)
       trace_(false, opt.trace_file, std::ios::trunc),
       xml_(opt.xml_stdout, opt.xml_file, std::ios::trunc),
       dot_(opt.dot_stdout, opt.dot_file, std::ios::trunc),
+      metrics_(false, opt.metrics_file, std::ios::trunc),
       documents_(documents_of(opt, std::make_index_sequence<k_documents.size()>())) {}
 
 outputs::~outputs() { end_log(); }
@@ -266,7 +268,7 @@ void outputs::end_log() {
 }
 
 void outputs::close() {
-  for (output* each : {&log_, &text_, &trace_, &xml_, &dot_}) each->close();
+  for (output* each : {&log_, &text_, &trace_, &xml_, &dot_, &metrics_}) each->close();
   for (output& each : documents_) each.close();
 }
 

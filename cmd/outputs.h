@@ -1,6 +1,6 @@
-/// The output streams of one run: log, text, trace, XML, DOT, PMML 4.4 and JSON, each on standard
-/// output, in a file or absent. Files are checked as a whole before the first is opened, so that a
-/// refused command line leaves every file as it was.
+/// The output streams of one run: log, text, trace, XML, DOT, PMML 4.4, JSON and figures, each on
+/// standard output, in a file or absent. Files are checked as a whole before the first is opened,
+/// so that a refused command line leaves every file as it was.
 #pragma once
 
 #include <array>
@@ -100,6 +100,7 @@ class outputs {
   std::ostream* trace() { return trace_.stream(); }
   std::ostream* xml() { return xml_.stream(); }
   std::ostream* dot() { return dot_.stream(); }
+  output& metrics() { return metrics_; }
   /// Writes each document of the model that is asked for, as a step of its own.
   void write_documents(const orvik::dtree& model, independent_steps& steps);
 
@@ -115,7 +116,7 @@ class outputs {
   void close_after_error() noexcept;
 
  private:
-  output log_, text_, trace_, xml_, dot_;
+  output log_, text_, trace_, xml_, dot_, metrics_;
   std::array<output, k_documents.size()> documents_;
   bool in_log_ = false;  // the log is in the middle of a line
 };

@@ -75,6 +75,15 @@ void report_importance(const std::vector<orvik::attribute_importance>& all, std:
   out.precision(precision);
 }
 
+/// The matrix of all folds.
+void write_matrix(const orvik::judged_rows& rows, std::ostream& out) {
+  conf_matrix matrix(rows.classes);
+  for (unsigned long i = 0; i < rows.size(); ++i) {
+    matrix.add_case(rows.actual[i], rows.predicted[i], rows.weights[i]);
+  }
+  matrix.toTEXT(out, 0);
+}
+
 /// On the stream of the log, which is in the middle of a line, a report begins with a new one.
 void begin_report(const std::ostream* log, std::ostream* out) {
   if (out == log) *out << '\n';
@@ -90,10 +99,13 @@ class reporting {
     begin_report(to_.log, to_.dot);
     model_.toDOT(*to_.dot);
   }
-  void report_model(const _cv_errors& errors) const;
+  void report_model(const training& result, const _cv_errors& errors);
   void test_holdout(table::subset* holdout);
   void test_file();
   void write_tree() const { model_.toTEXT(*to_.text); }
+  void write_figures() const {
+    to_.metrics.write([this](std::ostream& out) { write_metrics_json(figures_, out); });
+  }
   /// With the matrix of the last test.
   void write_xml() const {
     if (to_.xml != to_.text) begin_report(to_.log, to_.xml);
@@ -102,21 +114,39 @@ class reporting {
 
  private:
   void report_test(const char* title, const conf_matrix& cm) const;
+  void report_figures(const orvik::judged_rows& rows, const char* source);
 
   const options& opt_;
   table* t_;
   const dtree& model_;
   const report_streams& to_;
   std::unique_ptr<conf_matrix> last_test_;
+  std::vector<orvik::metrics> figures_;
 };
 
-void reporting::report_model(const _cv_errors& errors) const {
-  begin_report(to_.log, to_.text);
-  *to_.text << orvik::get_copyright() << '\n';
-  const std::unique_ptr<conf_matrix> cm(model_.get_training_cm());
-  if (cm) report_training(*cm, opt_, *to_.text);
-  if (opt_.cv_folds > 0) report_cross_validation(opt_, errors, *to_.text);
-  if (opt_.importance) report_importance(model_.get_importance(t_), *to_.text);
+/// Keeps the figures of rows, and writes them where the report is to have them.
+void reporting::report_figures(const orvik::judged_rows& rows, const char* source) {
+  if (rows.size() == 0) return;
+  figures_.push_back(metrics_of(rows, source));
+  if (to_.text != nullptr && opt_.metrics) write_metrics_text(figures_.back(), *to_.text);
+}
+
+void reporting::report_model(const training& result, const _cv_errors& errors) {
+  if (to_.text != nullptr) {
+    begin_report(to_.log, to_.text);
+    *to_.text << orvik::get_copyright() << '\n';
+    const std::unique_ptr<conf_matrix> cm(model_.get_training_cm());
+    if (cm) report_training(*cm, opt_, *to_.text);
+  }
+  report_figures(result.judged, "training rows");
+  if (to_.text != nullptr && opt_.cv_folds > 0) {
+    report_cross_validation(opt_, errors, *to_.text);
+    if (opt_.metrics) write_matrix(result.judged_in_folds, *to_.text);
+  }
+  report_figures(result.judged_in_folds, "cross-validation");
+  if (to_.text != nullptr && opt_.importance) {
+    report_importance(model_.get_importance(t_), *to_.text);
+  }
 }
 
 void reporting::report_test(const char* title, const conf_matrix& cm) const {
@@ -127,8 +157,11 @@ void reporting::report_test(const char* title, const conf_matrix& cm) const {
 
 void reporting::test_holdout(table::subset* holdout) {
   log_line(to_.log, "Testing holdout on ", holdout->size(), " cases");
-  last_test_.reset(model_.test(t_, holdout, nullptr));
+  orvik::judged_rows rows;
+  last_test_.reset(opt_.judges() ? model_.test(t_, holdout, rows)
+                                 : model_.test(t_, holdout, nullptr));
   report_test("MISCLASSIFICATION on holdout test: ", *last_test_);
+  report_figures(rows, "hold-out");
   log_line(to_.log, " + time: ", last_test_->get_elapsed(), " secs");
 }
 
@@ -136,6 +169,7 @@ void reporting::test_file() {
   log_line(to_.log, "Testing data");
   file_test test = test_on_file(opt_, model_);
   report_test("MISCLASSIFICATION on test file: ", *test.matrix);
+  report_figures(test.judged, "test file");
   log_file_test(to_.log, test);
   last_test_ = std::move(test.matrix);
 }
@@ -153,11 +187,12 @@ void test_save_tree(const options& opt, table* t, const training& result, const 
   reporting report(opt, t, *result.model, to);
   independent_steps steps;
   if (to.dot != nullptr) steps.run([&] { report.draw_graph(); });
-  if (to.text != nullptr) steps.run([&] { report.report_model(errors); });
+  steps.run([&] { report.report_model(result, errors); });
   if (result.holdout) steps.run([&] { report.test_holdout(result.holdout.get()); });
   if (!opt.test_file.empty()) steps.run([&] { report.test_file(); });
   if (to.text != nullptr) steps.run([&] { report.write_tree(); });
   if (to.xml != nullptr) steps.run([&] { report.write_xml(); });
+  steps.run([&] { report.write_figures(); });
   if (!opt.score_data_file.empty()) steps.run([&] { score_file(opt, *result.model, to.log); });
   steps.end();
 }

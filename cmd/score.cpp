@@ -46,8 +46,11 @@ double score_into(output& file, const options& opt, const orvik::dtree& model,
 
 file_test test_on_file(const options& opt, const orvik::dtree& model) {
   file_test test;
-  test.matrix.reset(model.test(opt.test_file, opt.separator, orvik::k_unknown_text,
-                               opt.unseen ? &test.unseen : nullptr));
+  const auto& file = opt.test_file;
+  orvik::dtree::unseen_values* const unseen = opt.unseen ? &test.unseen : nullptr;
+  test.matrix.reset(
+      opt.judges() ? model.test(file, opt.separator, orvik::k_unknown_text, unseen, test.judged)
+                   : model.test(file, opt.separator, orvik::k_unknown_text, unseen));
   return test;
 }
 

@@ -9,9 +9,11 @@
 
 namespace orvcmd {
 
-/// The errors of a model on the test file, and the values there that counted as unknown.
+/// The errors of a model on the test file, and the values there that counted as unknown; where
+/// figures are asked for, what is said of its rows.
 struct file_test {
   std::unique_ptr<orvik::conf_matrix> matrix;
+  orvik::judged_rows judged;
   orvik::dtree::unseen_values unseen;
 };
 

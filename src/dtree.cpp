@@ -161,6 +161,20 @@ conf_matrix* dtree::test(const std::string& file, char sep, const std::string& m
   return new conf_matrix(impl_->test(&in, missing, unseen));
 }
 
+conf_matrix* dtree::test(table* t, table::subset* cases, judged_rows& rows) const {
+  const std::unique_ptr<table::subset> all = all_instead_of(t, cases);
+  table::subset* const tested = all ? all.get() : cases;
+  std::unique_ptr<conf_matrix> matrix(test(t, tested, /*average_depth=*/nullptr));
+  rows = impl_->judge(*impl_of(t), *impl_of(tested));
+  return matrix.release();  // to the caller
+}
+
+conf_matrix* dtree::test(const std::string& file, char sep, const std::string& missing,
+                         unseen_values* unseen, judged_rows& rows) const {
+  zel::inpout::stream in = open_rows(file, sep, impl_->run().n_workers);
+  return new conf_matrix(impl_->test(&in, missing, unseen, &rows));
+}
+
 double dtree::score(const std::string& file, char sep, std::ostream& out, unsigned long& n, char c,
                     bool probabilities, unseen_values* unseen) const {
   zel::inpout::stream in = open_rows(file, sep, impl_->run().n_workers);
@@ -195,6 +209,20 @@ std::vector<dtree::prediction> dtree::predict_codes(const std::vector<code_t>& c
   return predictions_of(*impl_, codes, n, &shares);
 }
 
+std::vector<dtree::prediction> dtree::predict_codes(const std::vector<code_t>& codes,
+                                                    unsigned long n,
+                                                    std::vector<double>& shares) const {
+  std::vector<prediction> found = predict_codes(codes, n);
+  const std::size_t width = n == 0 ? 0 : codes.size() / n;
+  shares.clear();
+  std::vector<double> of_case;
+  for (auto at = codes.begin(); n > 0; at += static_cast<long>(width), --n) {
+    impl_->predict_distribution({at, at + static_cast<long>(width)}, of_case);
+    shares.insert(shares.end(), of_case.begin(), of_case.end());
+  }
+  return found;
+}
+
 double dtree::get_oob_error(table* t) const {
   return impl_->oob_error(required(t, k_no_training_table));
 }
@@ -225,6 +253,10 @@ unsigned long dtree::get_no_trees() const { return impl_->n_trees(); }
 
 tree_node dtree::get_tree(unsigned long i) const {
   return {impl_->get_tree(checked_tree(*impl_, i)), schema_of(*impl_)};
+}
+
+std::vector<std::pair<std::string, std::string>> dtree::get_settings() const {
+  return impls::described(impl_->settings());
 }
 
 schema_view dtree::get_schema() const { return schema_view(schema_of(*impl_)); }

@@ -23,7 +23,6 @@ using orvview::chosen_tree;
 using orvview::opened;
 
 constexpr char k_no_such_tree[] = ": there is no such tree; the model has ";
-constexpr char k_of_one_tree[] = " shows one tree of an ensemble: name it by --tree N, from 1 to ";
 constexpr char k_examples[] =
     "Examples:\n"
     "  orvik view people.orvik                   # people.html, for a browser\n"
@@ -69,10 +68,6 @@ class view_verb : public verb {
     const unsigned long n = found.model->get_no_trees();
     if (tree_ > n) {
       throw std::runtime_error("--tree " + std::to_string(tree_) + k_no_such_tree +
-                               std::to_string(n));
-    }
-    if (n > 1 && tree_ == 0 && (svg_ || !rules_.empty())) {
-      throw std::runtime_error((svg_ ? "--svg" : "--rules") + std::string(k_of_one_tree) +
                                std::to_string(n));
     }
     check_files({from_.model, from_.names, from_.data}, {output_});
@@ -129,7 +124,7 @@ class view_verb : public verb {
   }
 
   void write_form(const opened& found, std::ostream& out) const {
-    const chosen_tree chosen{*found.model, tree_ == 0 ? 0 : tree_ - 1};
+    const chosen_tree chosen{*found.model, tree_ == 0 ? orvview::k_whole_model : tree_ - 1};
     if (svg_) return orvview::write_svg(chosen, depth_, out);
     if (cpp_) return orvview::write_cpp(*found.model, out);
     if (python_) return orvview::write_python(*found.model, out);

@@ -36,7 +36,11 @@ std::string literal_of(const orvik::column_view& c, orvik::code_t code) {
 class cpp_writer {
  public:
   cpp_writer(const orvik::dtree& model, std::ostream& out)
-      : model_(model), schema_(model.get_schema()), words_(model), tables_(model), out_(out) {
+      : model_(model),
+        schema_(model.get_schema()),
+        words_(model),
+        tables_(chosen_tree{model}),
+        out_(out) {
     name_fields();
   }
 
@@ -195,7 +199,7 @@ void cpp_writer::write_reading() {
 
 void cpp_writer::write() {
   out_ << "// The class " << cpp_literal(schema_.class_column().name()) << " by the model "
-       << cpp_literal(model_.get_name()) << ": written by orvview.\n"
+       << cpp_literal(words_.model_name()) << ": written by orvview.\n"
        << k_head;
   write_row();
   write_classes();

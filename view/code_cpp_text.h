@@ -103,23 +103,32 @@ inline int descend(int at, const codes& of) {
   return at;
 }
 
-inline void add_leaf(const node& leaf, double part, std::vector<double>& sums) {
+// A leaf without training cases decides for its class; what is likely there are the shares of the
+// nearest node above that has some, which it holds.
+enum class purpose { decide, shares };
+
+inline void add_leaf(const node& leaf, double part, purpose to, std::vector<double>& sums) {
+  if (to == purpose::decide && !(leaf.weight > 0)) {
+    sums[leaf.limit] += part;
+    return;
+  }
   for (int i = leaf.first; i < leaf.first + leaf.n; ++i) {
     const share& s = leaf_shares[i];
-    sums[s.class_code] += leaf.weight > 0 ? part * s.weight / leaf.weight : part;
+    sums[s.class_code] += leaf.weight > 0 ? part * s.weight / leaf.weight : part * s.weight;
   }
 }
 
 // Shares a row out among the leaves: without a value it goes down every branch, in proportion to
 // the training weight there.
-inline void spread(int from, const codes& of, std::vector<double>& sums, double amount = 1.0) {
+inline void spread(int from, const codes& of, purpose to, std::vector<double>& sums,
+                   double amount = 1.0) {
   std::vector<std::pair<int, double>> open{{from, amount}};
   while (!open.empty()) {
     const double part = open.back().second;
     const node& end = nodes[descend(open.back().first, of)];
     open.pop_back();
     if (end.column < 0) {
-      add_leaf(end, part, sums);
+      add_leaf(end, part, to, sums);
       continue;
     }
     for (int i = end.n; i-- > 0;) {
@@ -139,7 +148,7 @@ inline std::pair<int, double> ask(int root, const codes& of) {
   const int end = descend(root, of);
   if (nodes[end].column >= 0) {
     std::vector<double> sums(class_names.size());
-    spread(end, of, sums);
+    spread(end, of, purpose::decide, sums);
     const int best = first_largest(sums);
     return {best, sums[best]};
   }
@@ -175,7 +184,7 @@ inline prediction classify(const row& values) {
     const int root = detail::roots[i];
     const double amount = detail::tree_votes[i];
     if (detail::averages) {
-      detail::spread(root, of, votes, amount);
+      detail::spread(root, of, detail::purpose::decide, votes, amount);
     } else {
       votes[detail::ask(root, of).first] += amount;
     }
@@ -190,8 +199,10 @@ inline std::string predict(const row& values) { return classify(values).class_na
 inline std::vector<double> shares(const row& values) {
   const detail::codes of = detail::codes_of(values);
   std::vector<double> sums(class_names.size());
+  const auto to = detail::votes && detail::averages ? detail::purpose::decide
+                                                    : detail::purpose::shares;
   for (std::size_t i = 0; i < detail::roots.size(); ++i) {
-    detail::spread(detail::roots[i], of, sums, detail::tree_votes[i]);
+    detail::spread(detail::roots[i], of, to, sums, detail::tree_votes[i]);
   }
   for (double& sum : sums) sum /= detail::all_votes();
   return sums;

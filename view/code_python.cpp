@@ -43,7 +43,11 @@ const char* reader_of(const orvik::column_view& c) {
 class python_writer {
  public:
   python_writer(const orvik::dtree& model, std::ostream& out)
-      : model_(model), schema_(model.get_schema()), words_(model), tables_(model), out_(out) {}
+      : model_(model),
+        schema_(model.get_schema()),
+        words_(model),
+        tables_(chosen_tree{model}),
+        out_(out) {}
 
   void write();
 
@@ -159,7 +163,7 @@ void python_writer::write_nodes() {
 void python_writer::write() {
   out_ << "#!/usr/bin/env python3\n# The class "
        << python_literal(words_.column_name(schema_.class_column().index())) << " by the model "
-       << python_literal(words_.utf8(model_.get_name())) << ": written by orvview.\n"
+       << python_literal(words_.model_name()) << ": written by orvview.\n"
        << k_python_head;
   write_names();
   write_columns();

@@ -110,17 +110,22 @@ def _ratio(part, whole):
     return math.inf if part > 0 else math.nan
 
 
-def _spread(start, codes, sums, amount=1.0):
+def _spread(start, codes, sums, decides, amount=1.0):
     """Shares a row out among the leaves: without a value it goes down every branch, in proportion
-    to the training weight there."""
+    to the training weight there. A leaf without training cases decides for its class; what is
+    likely there are the shares of the nearest node above that has some, which it holds."""
     to_do = [(start, amount)]
     while to_do:
         at, part = to_do.pop()
         at = _descend(at, codes)
         weight, first = _WEIGHT[at], _FIRST[at]
+        if _COLUMN[at] < 0 and decides and not weight > 0:
+            sums[_LIMIT[at]] += part
+            continue
         if _COLUMN[at] < 0:
             for i in range(first, first + _N[at]):
-                sums[_SHARE_CLASS[i]] += part * _SHARE_WEIGHT[i] / weight if weight > 0 else part
+                share = part * _SHARE_WEIGHT[i]
+                sums[_SHARE_CLASS[i]] += share / weight if weight > 0 else share
             continue
         for child in range(first + _N[at] - 1, first - 1, -1):
             below = _ratio(part * _WEIGHT[child], weight)
@@ -141,7 +146,7 @@ def _ask(root, codes):
     end = _descend(root, codes)
     if _COLUMN[end] >= 0:
         sums = [0.0] * len(CLASSES)
-        _spread(end, codes, sums)
+        _spread(end, codes, sums, True)
         best = _first_largest(sums)
         return best, sums[best]
     code, first = _LIMIT[end], _FIRST[end]
@@ -159,7 +164,7 @@ def classify(row):
     votes = [0.0] * len(CLASSES)
     for root, amount in zip(_ROOTS, _VOTES):
         if AVERAGES:
-            _spread(root, codes, votes, amount)
+            _spread(root, codes, votes, True, amount)
         else:
             votes[_ask(root, codes)[0]] += amount
     best = _first_largest(votes)
@@ -174,7 +179,7 @@ def shares(row):
     codes = _Codes(row)
     sums = [0.0] * len(CLASSES)
     for root, amount in zip(_ROOTS, _VOTES):
-        _spread(root, codes, sums, amount)
+        _spread(root, codes, sums, VOTES and AVERAGES, amount)
     return {c: s / _ALL_VOTES for c, s in zip(CLASSES, sums)}
 
 

@@ -1,5 +1,6 @@
-// A tree as one SQL query: its nodes are rows of values, and a recursion takes every row of the
-// table from node to node. So the query's depth does not grow with the tree's, which engines limit.
+// A model as one SQL query: its nodes are rows of values, and a recursion takes every row of the
+// table from node to node of every tree. So the query's depth does not grow with the tree's, which
+// engines limit. Of several trees the found classes are votes.
 //
 // Sums are made by a recursion of their own, share after share in the order of the leaves: what an
 // engine's sum() does with the last bits differs from engine to engine.
@@ -21,10 +22,13 @@ namespace {
 constexpr char k_query[] = R"source(
   -- From a node to its branches; without a value down all of them, in proportion to their weights;
   -- `value` is what the node asks for.
-  reached(orvik_row, node, part, shared, value) AS (
-    SELECT orvik_row, 0, CAST(1 AS DOUBLE PRECISION), 0, %ROOT% FROM asked
+  reached(orvik_row, tree, node, part, shared, value) AS (
+    SELECT a.orvik_row, t.tree, b.node, CAST(1 AS DOUBLE PRECISION), 0,
+           %VALUE%
+    FROM asked AS a CROSS JOIN trees AS t CROSS JOIN branches AS b
+    WHERE b.node = t.root AND b.father = -1
     UNION ALL
-    SELECT r.orvik_row, b.node,
+    SELECT r.orvik_row, r.tree, b.node,
            CASE WHEN r.value IS NULL THEN r.part * b.weight / NULLIF(b.whole, 0) ELSE r.part END,
            CASE WHEN r.value IS NULL THEN 1 ELSE r.shared END,
            %VALUE%
@@ -34,34 +38,51 @@ constexpr char k_query[] = R"source(
                ELSE (b.above IS NULL OR r.value > b.above)
                     AND (b.up_to IS NULL OR r.value <= b.up_to) END),
   parts AS (
-    SELECT r.orvik_row, s.class, r.part * s.weight / s.whole AS share,
-           ROW_NUMBER() OVER (PARTITION BY r.orvik_row, s.class ORDER BY r.node) AS place
+    SELECT r.orvik_row, r.tree, s.class, r.part * s.weight / s.whole AS share,
+           ROW_NUMBER() OVER (PARTITION BY r.orvik_row, r.tree, s.class ORDER BY r.node) AS place
     FROM reached AS r CROSS JOIN leaf_shares AS s
     WHERE r.shared = 1 AND s.node = r.node),
-  sums(orvik_row, class, place, total) AS (
-    SELECT orvik_row, class, place, share FROM parts WHERE place = 1
+  sums(orvik_row, tree, class, place, total) AS (
+    SELECT orvik_row, tree, class, place, share FROM parts WHERE place = 1
     UNION ALL
-    SELECT s.orvik_row, s.class, p.place, s.total + p.share
+    SELECT s.orvik_row, s.tree, s.class, p.place, s.total + p.share
     FROM sums AS s CROSS JOIN parts AS p
-    WHERE p.orvik_row = s.orvik_row AND p.class = s.class AND p.place = s.place + 1),
+    WHERE p.orvik_row = s.orvik_row AND p.tree = s.tree AND p.class = s.class
+      AND p.place = s.place + 1),
   totals AS (
-    SELECT orvik_row, class, total,
-           ROW_NUMBER() OVER (PARTITION BY orvik_row, class ORDER BY place DESC) AS from_last
+    SELECT orvik_row, tree, class, total,
+           ROW_NUMBER() OVER (PARTITION BY orvik_row, tree, class ORDER BY place DESC) AS from_last
     FROM sums),
   ranked AS (
-    SELECT orvik_row, class, total,
-           ROW_NUMBER() OVER (PARTITION BY orvik_row ORDER BY total DESC, class) AS place
+    SELECT orvik_row, tree, class, total,
+           ROW_NUMBER() OVER (PARTITION BY orvik_row, tree ORDER BY total DESC, class) AS place
     FROM totals WHERE from_last = 1 AND total > 0),
   found AS (
-    SELECT r.orvik_row, l.class, l.confidence
+    SELECT r.orvik_row, r.tree, l.class, l.confidence
     FROM reached AS r CROSS JOIN leaves AS l WHERE r.shared = 0 AND l.node = r.node
     UNION ALL
-    SELECT orvik_row, class, total FROM ranked WHERE place = 1)
+    SELECT orvik_row, tree, class, total FROM ranked WHERE place = 1)%VOTE%
 SELECT n.*, c.name AS predicted, COALESCE(f.confidence, 0) AS confidence
-FROM numbered AS n LEFT JOIN found AS f ON f.orvik_row = n.orvik_row
+FROM numbered AS n LEFT JOIN %FOUND% AS f ON f.orvik_row = n.orvik_row
   LEFT JOIN classes AS c ON c.code = COALESCE(f.class, 0)
 ORDER BY n.orvik_row;
 )source";
+
+// A tree that finds no class, which it cannot where it was grown on no case, votes for none.
+constexpr char k_vote[] = R"source(,
+  -- Every tree has one vote; of equals the first class is found.
+  votes AS (
+    SELECT n.orvik_row, COALESCE(f.class, 0) AS class, COUNT(*) AS votes
+    FROM numbered AS n CROSS JOIN trees AS t
+      LEFT JOIN found AS f ON f.orvik_row = n.orvik_row AND f.tree = t.tree
+    GROUP BY n.orvik_row, COALESCE(f.class, 0)),
+  elections AS (
+    SELECT orvik_row, class, votes,
+           ROW_NUMBER() OVER (PARTITION BY orvik_row ORDER BY votes DESC, class) AS place
+    FROM votes),
+  elected AS (
+    SELECT orvik_row, class, CAST(votes AS DOUBLE PRECISION) / %TREES% AS confidence
+    FROM elections WHERE place = 1))source";
 
 std::string decimal(double x) { return zel::text::shortest_decimal(x); }
 
@@ -95,9 +116,9 @@ class sql_writer {
         schema_(chosen.schema()),
         words_(chosen.model),
         tables_(chosen),
-        nodes_(nodes_of(chosen.root())),
         relation_(relation),
         out_(out) {
+    for (const tree_node& root : chosen.roots()) add_tree(root);
     places_.resize(schema_.n_columns());
     for (std::size_t i = 0; i < tables_.columns.size(); ++i) {
       places_[tables_.columns[i].column.index()] = i;
@@ -114,7 +135,10 @@ class sql_writer {
   std::string value_of(const tested_column& tested) const;
   std::string place_of(const tested_column& tested) const;
   std::string asked_by(const tree_node& node) const;
+  void add_tree(const tree_node& root);
   void write_asked();
+  void write_trees();
+  void write_query();
   void write_classes();
   void write_branch(const placed_node& below, const std::string& number);
   void write_branches();
@@ -128,7 +152,8 @@ class sql_writer {
   wording words_;
   node_tables tables_;
   std::vector<std::size_t> places_;  // in tables_.columns, by column
-  std::vector<placed_node> nodes_;   // numbered by their places
+  std::vector<placed_node> nodes_;   // of all trees, numbered by their places
+  std::vector<std::size_t> roots_;   // of the trees
   const std::string& relation_;
   std::ostream& out_;
 };
@@ -190,7 +215,10 @@ void sql_writer::write_classes() {
 /// A value of a discrete column is its place: above the one before, up to itself.
 void sql_writer::write_branch(const placed_node& below, const std::string& number) {
   using orvik::branch_test;
-  if (below.level == 0) return;
+  if (below.level == 0) {
+    out_ << ",\n    (-1," << number << ",NULL,NULL,0,0," << asked_by(below.node) << ')';
+    return;
+  }
   const branch_test test = below.node.test_before();
   const bool one_value = test.how == branch_test::EQUAL, above = test.how == branch_test::ABOVE;
   const std::string limit = !one_value && test.tested.is_numeric()
@@ -243,26 +271,55 @@ void sql_writer::write_shares() {
              "(-1,0,CAST(0 AS DOUBLE PRECISION),CAST(1 AS DOUBLE PRECISION))", row);
 }
 
+void sql_writer::add_tree(const tree_node& root) {
+  const std::size_t first = nodes_.size();
+  roots_.push_back(first);
+  for (placed_node each : nodes_of(root)) {
+    if (each.father >= 0) each.father += static_cast<long>(first);
+    nodes_.push_back(each);
+  }
+}
+
+void sql_writer::write_trees() {
+  out_ << "  trees(tree, root) AS (VALUES";
+  for (std::size_t i = 0; i < roots_.size(); ++i) {
+    out_ << (i == 0 ? " (" : ",\n    (") << i << ',' << roots_[i] << ')';
+  }
+  out_ << "),\n";
+}
+
 void sql_writer::write() {
   out_ << "-- The class " << cpp_literal(schema_.class_column().name()) << " of every row of "
-       << cpp_literal(relation_) << " by the model " << cpp_literal(chosen_.model.get_name())
+       << cpp_literal(relation_) << " by the model " << cpp_literal(words_.model_name())
        << ": written by orvview.\n-- Unknown values are NULL. Columns of numbers must hold numbers."
        << "\nWITH RECURSIVE\n";
   write_asked();
+  write_trees();
   write_classes();
   write_branches();
   write_leaves();
   write_shares();
-  std::string value = "CASE b.asks";
+  write_query();
+}
+
+void sql_writer::write_query() {
+  std::string value = tables_.columns.empty() ? "NULL" : "CASE b.asks";
   for (std::size_t i = 0; i < tables_.columns.size(); ++i) {
     const std::string place = std::to_string(i);
     value.append(" WHEN ").append(place).append(" THEN a.value_").append(place);
   }
-  value = tables_.columns.empty() ? "NULL" : value + " END";
-  const std::string root = tables_.columns.empty() ? "NULL" : "value_" + asked_by(chosen_.root());
+  if (!tables_.columns.empty()) value += " END";
+  const bool vote = roots_.size() > 1;
   std::string query = k_query + 1;
-  query.replace(query.find("%VALUE%"), 7, value);
-  query.replace(query.find("%ROOT%"), 6, root);
+  const auto put = [&query](const std::string& mark, const std::string& text) {
+    for (std::size_t at = 0; (at = query.find(mark)) != query.npos;) {
+      query.replace(at, mark.size(), text);
+    }
+  };
+  put("%VALUE%", value);
+  put("%VOTE%", vote ? k_vote : "");
+  put("%FOUND%", vote ? "elected" : "found");
+  put("%TREES%", std::to_string(roots_.size()));
   out_ << query;
 }
 

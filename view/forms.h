@@ -6,17 +6,28 @@
 
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "orvik/dtree.h"
 
 namespace orvview {
 
-/// A tree of a model and what says what is in it. `tree` counts from 0 and is in range.
+/// Instead of the number of a tree: the model as a whole.
+constexpr unsigned long k_whole_model = static_cast<unsigned long>(-1);
+/// In place of a confidence where a leaf has no training cases.
+constexpr char k_no_cases[] = "no cases: class of the node above";
+
+/// A tree of a model, or all of it, and what says what is in it. `tree` counts from 0 and is in
+/// range, or is k_whole_model.
 struct chosen_tree {
   const orvik::dtree& model;
-  unsigned long tree = 0;
+  unsigned long tree = k_whole_model;
 
-  orvik::tree_node root() const { return model.get_tree(tree); }
+  /// The tree of a model that has one, or the chosen one. Throws std::runtime_error where one of
+  /// several is to be chosen.
+  orvik::tree_node root() const;
+  /// The trees that were chosen, in order.
+  std::vector<orvik::tree_node> roots() const;
   orvik::schema_view schema() const { return model.get_schema(); }
 };
 
@@ -27,8 +38,12 @@ struct chosen_tree {
 void write_cpp(const orvik::dtree& model, std::ostream& out);
 /// One Python 3 module without dependencies.
 void write_python(const orvik::dtree& model, std::ostream& out);
-/// One SQL query that predicts the rows of the table named `relation`.
+/// One SQL query that predicts the rows of the table named `relation`: by the chosen tree, or by
+/// the votes of all.
 void write_sql(const chosen_tree& chosen, const std::string& relation, std::ostream& out);
+
+// What follows throws std::runtime_error where one of several trees is to be chosen, but for the
+// summary, which is then of the first and says so.
 
 /// An SVG picture; nodes deeper than `depth` are left out, and their fathers say so.
 void write_svg(const chosen_tree& chosen, unsigned long depth, std::ostream& out);

@@ -22,23 +22,13 @@ long limit_of(const tree_node& split, const std::vector<orvik::code_t>& cuts) {
   return one_value ? -static_cast<long>(first.code) : 0;
 }
 
-std::vector<tree_node> trees_of(const orvik::dtree& model) {
-  std::vector<tree_node> trees;
-  for (unsigned long i = 0; i < model.get_no_trees(); ++i) trees.push_back(model.get_tree(i));
-  return trees;
-}
-
 }  // namespace
 
-node_tables::node_tables(const orvik::dtree& model)
-    : node_tables(model.get_schema(), trees_of(model)) {}
-
 node_tables::node_tables(const chosen_tree& chosen)
-    : node_tables(chosen.schema(), {chosen.root()}) {}
-
-node_tables::node_tables(const orvik::schema_view& schema, const std::vector<tree_node>& trees)
-    : n_class_codes_(schema.n_class_codes()), column_of_attribute_(schema.n_attributes()) {
-  find_columns(schema, trees);
+    : n_class_codes_(chosen.schema().n_class_codes()),
+      column_of_attribute_(chosen.schema().n_attributes()) {
+  const std::vector<tree_node> trees = chosen.roots();
+  find_columns(chosen.schema(), trees);
   for (const tree_node& tree : trees) add_tree(tree);
 }
 
@@ -62,18 +52,25 @@ void node_tables::find_columns(const orvik::schema_view& schema,
 void node_tables::add_tree(const tree_node& tree) {
   const unsigned long root = nodes.size();
   roots.push_back(root);
-  std::vector<tree_node> level_by_level{tree};
+  struct placed {
+    tree_node node, with_cases;  // the nearest from it upwards, or the root
+  };
+  std::vector<placed> level_by_level{{tree, tree}};
   for (std::size_t at = 0; at < level_by_level.size(); ++at) {
-    const tree_node node = level_by_level[at];
-    nodes.push_back(entry_of(node, root + level_by_level.size()));
-    for (unsigned long i = 0; i < node.n_children(); ++i) level_by_level.push_back(node.child(i));
+    const auto [node, with_cases] = level_by_level[at];
+    nodes.push_back(entry_of(node, with_cases, root + level_by_level.size()));
+    for (unsigned long i = 0; i < node.n_children(); ++i) {
+      const tree_node child = node.child(i);
+      level_by_level.push_back({child, child.weight() > 0 ? child : with_cases});
+    }
   }
 }
 
-table_node node_tables::entry_of(const tree_node& node, unsigned long next) {
+table_node node_tables::entry_of(const tree_node& node, const tree_node& with_cases,
+                                 unsigned long next) {
   if (node.is_leaf()) {
     const unsigned long first = shares.size();
-    add_shares(node);
+    add_shares(node, with_cases);
     return {table_node::k_leaf, static_cast<long>(node.predicted()), first, shares.size() - first,
             node.weight()};
   }
@@ -82,15 +79,12 @@ table_node node_tables::entry_of(const tree_node& node, unsigned long next) {
   return {place, limit_of(node, cuts), next, node.n_children(), node.weight()};
 }
 
-/// Without weight, the whole of what comes goes to the leaf's class.
-void node_tables::add_shares(const tree_node& leaf) {
-  if (!(leaf.weight() > 0)) {
-    shares.push_back({leaf.predicted(), 1.0});
-    return;
-  }
-  const double* const weights = leaf.class_weights();
+void node_tables::add_shares(const tree_node& leaf, const tree_node& with_cases) {
+  const double* const weights = with_cases.class_weights();
+  const double whole = leaf.weight() > 0 ? 1.0 : with_cases.weight();
+  if (!(whole > 0)) shares.push_back({leaf.predicted(), 1.0});  // a tree that no case came to
   for (orvik::code_t c = 0; c < n_class_codes_; ++c) {
-    if (weights[c] != 0) shares.push_back({c, weights[c]});
+    if (weights[c] != 0) shares.push_back({c, weights[c] / whole});
   }
 }
 

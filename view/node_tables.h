@@ -22,7 +22,7 @@ struct tested_column {
   bool is_numeric() const { return column.is_numeric(); }
 };
 
-/// Part of a leaf's weight.
+/// Part of a leaf's weight; where it has none, share of the nearest node above that has some.
 struct class_share {
   orvik::code_t class_code;
   double weight;
@@ -42,8 +42,6 @@ struct table_node {
 
 /// All trees in one table, the nodes of a tree level by level.
 struct node_tables {
-  /// Of all trees of a model, and of one.
-  explicit node_tables(const orvik::dtree& model);
   explicit node_tables(const chosen_tree& chosen);
 
   std::vector<tested_column> columns;  // ascending
@@ -52,11 +50,11 @@ struct node_tables {
   std::vector<class_share> shares;  // other than 0
 
  private:
-  node_tables(const orvik::schema_view& schema, const std::vector<orvik::tree_node>& trees);
   void find_columns(const orvik::schema_view& schema, const std::vector<orvik::tree_node>& trees);
   void add_tree(const orvik::tree_node& root);
-  table_node entry_of(const orvik::tree_node& node, unsigned long next);
-  void add_shares(const orvik::tree_node& leaf);
+  table_node entry_of(const orvik::tree_node& node, const orvik::tree_node& with_cases,
+                      unsigned long next);
+  void add_shares(const orvik::tree_node& leaf, const orvik::tree_node& with_cases);
 
   unsigned long n_class_codes_;
   std::vector<long> column_of_attribute_;

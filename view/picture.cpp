@@ -101,7 +101,7 @@ drawn_node svg_writer::drawn(const placed_node& at) const {
   drawn_node d{node, father, level, 0, "", "", "", 0};
   if (node.is_leaf()) {
     d.name = words_.class_name(node.predicted());
-    d.counts = node.printed_counts();
+    d.counts = node.weight() > 0 ? node.printed_counts() : "no cases";
   } else {
     d.name = words_.column_name(node.tested().index());
     if (level == depth_) d.hidden = node.size() - 1;
@@ -156,8 +156,7 @@ void svg_writer::write_head(double width, double height) {
   const std::string size = pixels(width) + "\" height=\"" + pixels(height);
   out_ << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\""
        << " width=\"" << size << "\" viewBox=\"0 0 " << pixels(width) << ' ' << pixels(height)
-       << "\" role=\"img\">\n<title>" << xml_text(words_.utf8(chosen_.model.get_name()))
-       << "</title>\n"
+       << "\" role=\"img\">\n<title>" << xml_text(words_.model_name()) << "</title>\n"
        << k_style;
   for (std::size_t i = 0; i < k_colors.size(); ++i) {
     out_ << ".c" << i << "{fill:" << k_colors[i].web << "}.k.c" << i
@@ -169,7 +168,7 @@ void svg_writer::write_head(double width, double height) {
 void svg_writer::write_legend() {
   const std::string target = words_.column_name(schema_.class_column().index());
   std::string title = shortened(target, 2 * k_longest_text);
-  if (chosen_.model.is_ensemble()) title += ", tree " + std::to_string(chosen_.tree + 1);
+  if (chosen_.model.get_no_trees() > 1) title += ", tree " + std::to_string(chosen_.tree + 1);
   write_text(" class=\"t\"", k_margin, k_margin + k_legend_line / 2, title);
   out_ << '\n';
   for (const legend_item& item : legend_) {
@@ -201,6 +200,7 @@ std::string svg_writer::tip_of(const drawn_node& d) const {
     tip = words_.column_name(test.tested.index()) + (test.how == branch_test::EQUAL ? " = " : " ") +
           label_of(test) + "\n" + tip;
   }
+  if (d.node.is_leaf() && !(d.node.weight() > 0)) return tip + '\n' + k_no_cases;
   for (orvik::code_t c = 1; c < schema_.n_class_codes(); ++c) {
     const double weight = d.node.class_weights()[c];
     if (weight == 0) continue;

@@ -21,8 +21,8 @@ std::string in_comment(std::string_view text) {
 // The policy lets run the one script of the page and nothing else, and lets nothing be fetched or
 // sent: names and values of a table cannot do what the page itself could not.
 void write_html_report(const orvik::dtree& model, const std::string& title, orvik::table* rows,
-                       std::ostream& out) {
-  const std::string data = report_data(model, title, rows);
+                       std::ostream& out, const training_facts& facts) {
+  const std::string data = report_data(model, title, rows, facts);
   const std::string name = zel::util::string_util::toXML(as_utf8(title));
   out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
       << "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; script-src '"

@@ -6,9 +6,11 @@
 #include <array>
 #include <cmath>
 #include <map>
+#include <sstream>
 
 #include "numbers.h"
 #include "orvik/orvik.h"
+#include "report_profile.h"
 #include "report_rows.h"
 #include "wording.h"
 #include "zel/text/json.h"
@@ -25,7 +27,7 @@ namespace {
 
 constexpr std::size_t k_room_for_trees = 8'000'000;  // bytes
 constexpr unsigned long k_rows_to_pick = 200;
-constexpr unsigned long k_most_matrix_classes = 120;
+constexpr std::size_t k_few_classes = 4, k_few_points = 50, k_many_points = 200;  // of curves
 
 constexpr char k_no_draws_without_rows[] =
     "The out-of-bag error by number of trees needs the training rows and the seed: --names, "
@@ -51,7 +53,7 @@ class data_writer {
     for (const unsigned long a : tested_) shown_[schema_.attribute(a).index()] = true;
   }
 
-  std::string write(const std::string& title);
+  std::string write(const std::string& title, const training_facts& facts);
 
  private:
   void key(std::string_view name) { json_.key(name); }
@@ -64,6 +66,7 @@ class data_writer {
   }
 
   void write_head(const std::string& title);
+  void write_training(const training_facts& facts);
   void write_sizes();
   void write_trees();
   void write_tree(const tree_node& root);
@@ -72,7 +75,13 @@ class data_writer {
   long cut_of(const tree_node& node);
   void write_columns();
   void write_column(unsigned long i);
-  void write_matrix(const char* title, const orvik::conf_matrix& matrix);
+  template <class Range, class Texts>
+  void write_pairs(std::string_view name, const Range& all, const Texts& texts);
+  void write_matrix(const char* title, const orvik::conf_matrix& matrix,
+                    const orvik::judged_rows& rows);
+  void write_metrics(const orvik::judged_rows& rows, const char* source);
+  void write_profile(const column_profile& of);
+  void write_profiles();
   void write_matrices();
   void write_importance();
   void write_out_of_bag();
@@ -88,7 +97,7 @@ class data_writer {
   std::vector<std::map<code_t, long>> cuts_;  // by column: codes of thresholds and their places
   std::vector<bool> shown_;                   // by column: the class and what is tested
   std::unique_ptr<recoded_rows> recoded_;     // null without rows
-  std::vector<orvik::dtree::prediction> predictions_;
+  predicted_rows predictions_;
 };
 
 void data_writer::write_head(const std::string& title) {
@@ -235,29 +244,53 @@ void data_writer::write_column(unsigned long i) {
   json_.EndObject();
 }
 
-void data_writer::write_matrix(const char* title, const orvik::conf_matrix& m) {
-  const auto percentage = [](double share) { return six_digits(100 * share) + " %"; };
-  const double mse = m.err_mse();
-  const std::pair<const char*, std::string> figures[] = {
-      {"Misclassification", percentage(m.err_misc())},
-      {"Misclassification, always the most frequent class", percentage(m.err_misc_majority())},
-      {"Weight of the cases", six_digits(m.cases())},
-      {"Mean absolute error of the class codes (MAE)", six_digits(m.err_mae())},
-      {"Mean squared error of the class codes (MSE)", six_digits(mse)},
-      {"Root of the mean squared error (RMSE)", six_digits(std::sqrt(mse))},
-      {"Correlation (R)", six_digits(m.err_r())},
-      {"Agreement of the orders (RINT)", six_digits(m.err_rint())},
-      {"Goodman and Kruskal's gamma (G)", six_digits(m.err_gamma())},
-  };
+/// Labels and texts, as pairs.
+template <class Range, class Texts>
+void data_writer::write_pairs(std::string_view name, const Range& all, const Texts& texts) {
+  json_.array(name, all, [&](const auto& pair) {
+    json_.StartArray();
+    json_.text(pair.first);
+    json_.text(as_utf8(texts(pair.second)));
+    json_.EndArray();
+  });
+}
+
+/// Settings that the model knows, and what else the caller does.
+void data_writer::write_training(const training_facts& facts) {
+  training_facts all = model_.get_settings();
+  all.emplace_back("Name", words_.model_name());
+  all.emplace_back("Encoding of the texts", words_.encoding());
+  all.insert(all.end(), facts.begin(), facts.end());
+  write_pairs("training", all, [](const std::string& own) { return own; });
+}
+
+/// Distances of classes mean something where the classes are in an order.
+std::vector<std::pair<const char*, double>> ordinal_errors(const orvik::conf_matrix& m) {
+  return {{"Mean absolute error of the class codes (MAE)", m.err_mae()},
+          {"Mean squared error of the class codes (MSE)", m.err_mse()},
+          {"Root of the mean squared error (RMSE)", std::sqrt(m.err_mse())},
+          {"Correlation (R)", m.err_r()},
+          {"Agreement of the orders (RINT)", m.err_rint()},
+          {"Goodman and Kruskal's gamma (G)", m.err_gamma()}};
+}
+
+void data_writer::write_matrix(const char* title, const orvik::conf_matrix& m,
+                               const orvik::judged_rows& rows) {
+  const orvik::column_view classes = schema_.class_column();
+  std::vector<std::pair<const char*, double>> figures = {
+      {"Misclassification, in per cent", 100 * m.err_misc()},
+      {"The same of always the most frequent class", 100 * m.err_misc_majority()},
+      {"Weight of the cases", m.cases()}};
+  if (classes.is_ordered() || classes.is_numeric()) {
+    const auto ordinal = ordinal_errors(m);
+    figures.insert(figures.end(), ordinal.begin(), ordinal.end());
+  }
   json_.StartObject();
   key("title");
   text(title);
-  json_.array("figures", figures, [&](const auto& figure) {
-    json_.StartArray();
-    text(figure.first);
-    text(figure.second);
-    json_.EndArray();
-  });
+  write_pairs("figures", figures,
+              [](double x) { return std::isnan(x) ? std::string("\u2013") : six_digits(x); });
+  write_metrics(rows, title);
   begin("cells");
   for (code_t i = 0; m.size() <= k_most_matrix_classes && i < m.size(); ++i) {
     json_.StartArray();
@@ -268,12 +301,88 @@ void data_writer::write_matrix(const char* title, const orvik::conf_matrix& m) {
   json_.EndObject();
 }
 
+/// Every so many of the points, and the last one, with as many digits as a screen shows.
+void thin(std::vector<orvik::curve_point>& points, std::size_t most) {
+  const auto rounded = [](double x) { return std::round(x * 1e5) / 1e5; };
+  std::vector<orvik::curve_point> kept;
+  const std::size_t n = std::min(points.size(), most);
+  for (std::size_t i = 0; i < n; ++i) {
+    const orvik::curve_point& p = points[n == 1 ? 0 : i * (points.size() - 1) / (n - 1)];
+    kept.push_back({rounded(p.x), rounded(p.y), n == 1 ? p.threshold : rounded(p.threshold)});
+  }
+  points = std::move(kept);
+}
+
+/// The library's document. Of few classes the curves keep their points, for a threshold to be moved
+/// along them.
+void data_writer::write_metrics(const orvik::judged_rows& rows, const char* source) {
+  if (rows.classes.empty() || rows.classes.size() > k_most_matrix_classes) return;
+  orvik::metrics all = metrics_of(rows, source);
+  all.matrix.clear();
+  // Sums of rows do not tell how many there were.
+  if (rows.shares.empty()) all.accuracy_from = all.accuracy_to = std::nan("");
+  for (orvik::class_metrics& each : all.classes) {
+    const std::size_t most = rows.classes.size() > k_few_classes ? k_few_points : k_many_points;
+    thin(each.roc, most);
+    thin(each.precision_recall, most);
+  }
+  std::ostringstream document;
+  orvik::write_metrics_json({all}, document);
+  key("metrics");
+  const std::string json = document.str();
+  json_.RawValue(json.data(), json.size(), rapidjson::kObjectType);
+}
+
 void data_writer::write_matrices() {
   begin("matrices");
   const std::unique_ptr<orvik::conf_matrix> training(model_.get_training_cm());
-  if (training) write_matrix("Training", *training);
-  if (recoded_) write_matrix("Given rows", *test_on_rows(model_, *recoded_, predictions_));
+  if (training) {
+    const bool few = training->size() <= k_most_matrix_classes;
+    write_matrix("Training rows", *training,
+                 few ? rows_of(model_, *training) : orvik::judged_rows());
+  }
+  if (recoded_) {
+    write_matrix("Rows given", *test_on_rows(predictions_.judged), predictions_.judged);
+  }
   json_.EndArray();
+}
+
+/// The members of a profile, within an object.
+void data_writer::write_profile(const column_profile& of) {
+  const auto weight = [&](double x) { json_.number(std::round(x * 1000) / 1000); };
+  key("column");
+  json_.Uint64(of.column);
+  key("distinct");
+  json_.Uint64(of.n_distinct);
+  key("unknown");
+  json_.number(of.unknown);
+  if (of.is_range) {
+    json_.array("range", std::array{of.from, of.to}, [&](double x) { json_.number(x); });
+  }
+  json_.array("labels", of.labels, [&](const std::string& label) { text(label); });
+  json_.array("bins", of.bins, [&](const std::vector<double>& bin) {
+    json_.StartArray();
+    for (const double x : bin) weight(x);
+    json_.EndArray();
+  });
+  key("others");
+  weight(of.others);
+}
+
+/// Of the columns, and of what the nodes of the first tree test.
+void data_writer::write_profiles() {
+  if (!recoded_) return;
+  const unsigned long n_classes = schema_.n_class_codes() - 1;
+  json_.array("profile", profile_of(*rows_, *recoded_, n_classes),
+              [&](const column_profile& each) { json_.object([&] { write_profile(each); }); });
+  json_.array("node_profiles", profiles_of_nodes(model_.get_tree(0), *rows_, *recoded_, n_classes),
+              [&](const node_profile& each) {
+                json_.object([&] {
+                  key("node");
+                  json_.Uint64(each.node);
+                  write_profile(each.tested);
+                });
+              });
 }
 
 void data_writer::write_importance() {
@@ -325,18 +434,20 @@ void data_writer::write_rows() {
     json_.EndArray();
   });
   json_.array("actual", some, [&](row_t row) { json_.Uint64(recoded_->class_of(row)); });
-  json_.array("predicted", some, [&](row_t row) { json_.Uint64(predictions_[row].class_code); });
-  json_.array("confidence", some, [&](row_t row) { json_.number(predictions_[row].confidence); });
+  json_.array("predicted", some,
+              [&](row_t row) { json_.Uint64(predictions_.judged.predicted[row]); });
+  json_.array("confidence", some, [&](row_t row) { json_.number(predictions_.confidences[row]); });
   json_.EndObject();
 }
 
-std::string data_writer::write(const std::string& title) {
+std::string data_writer::write(const std::string& title, const training_facts& facts) {
   if (rows_ != nullptr) {
     recoded_ = std::make_unique<recoded_rows>(model_, *rows_);
     predictions_ = predict_rows(model_, *recoded_);
   }
   json_.StartObject();
   write_head(title);
+  write_training(facts);
   write_sizes();
   write_trees();
   write_columns();
@@ -344,6 +455,7 @@ std::string data_writer::write(const std::string& title) {
   write_importance();
   write_out_of_bag();
   write_rows();
+  write_profiles();
   json_.EndObject();
   return {buffer_.GetString(), buffer_.GetSize()};
 }
@@ -355,8 +467,9 @@ std::string as_utf8(const std::string& text) {
   return is_utf8(text) ? text : utf8_of_latin1(text);
 }
 
-std::string report_data(const orvik::dtree& model, const std::string& title, orvik::table* rows) {
-  const std::string json = data_writer(model, rows).write(title);
+std::string report_data(const orvik::dtree& model, const std::string& title, orvik::table* rows,
+                        const training_facts& facts) {
+  const std::string json = data_writer(model, rows).write(title, facts);
   std::string safe;
   safe.reserve(json.size());
   for (const char c : json) {

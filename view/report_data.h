@@ -15,12 +15,14 @@
 #include <string>
 
 #include "orvik/dtree.h"
+#include "report.h"
 
 namespace orvview {
 
 /// The block, in UTF-8; it holds no "<", so that it can stand in any element. `rows` may be null.
 /// Trees are left out once some millions of bytes are reached, the first one never.
-std::string report_data(const orvik::dtree& model, const std::string& title, orvik::table* rows);
+std::string report_data(const orvik::dtree& model, const std::string& title, orvik::table* rows,
+                        const training_facts& facts);
 
 /// A text in UTF-8: as it is, or each byte taken for the character of that number.
 std::string as_utf8(const std::string& text);

@@ -1,8 +1,8 @@
 #include "report_rows.h"
 
 #include <algorithm>
-#include <cassert>
 #include <span>
+#include <type_traits>
 
 #include "zel/util/rand_gen.h"
 #include "zel/util/run_context.h"
@@ -21,7 +21,7 @@ constexpr unsigned long k_most_rows = 10'000;
 constexpr unsigned long k_permutation_seed = 1;
 
 /// Predicts n cases on the workers: fill(i, codes) gives the codes of case i by attribute, and
-/// use(i, prediction) gets what is found.
+/// use(i, prediction), or with the shares of the classes behind it, gets what is found.
 template <class Fill, class Use>
 void predict_each(const orvik::dtree& model, unsigned long n, const Fill& fill, const Use& use) {
   constexpr unsigned long k_chunk = 256;
@@ -30,9 +30,17 @@ void predict_each(const orvik::dtree& model, unsigned long n, const Fill& fill, 
     const unsigned long first = chunk * k_chunk, end = std::min(n, first + k_chunk);
     std::vector<code_t> codes((end - first) * width);
     for (unsigned long i = first; i < end; ++i) fill(i, codes.data() + (i - first) * width);
-    const auto found = model.predict_codes(codes, end - first);
-    assert(found.size() == end - first);
-    for (unsigned long i = first; i < end; ++i) use(i, found[i - first]);
+    if constexpr (std::is_invocable_v<Use, unsigned long, orvik::dtree::prediction, double*>) {
+      std::vector<double> shares;
+      const auto found = model.predict_codes(codes, end - first, shares);
+      const unsigned long n_codes = model.get_schema().n_class_codes();
+      for (unsigned long i = first; i < end; ++i) {
+        use(i, found[i - first], shares.data() + (i - first) * n_codes);
+      }
+    } else {
+      const auto found = model.predict_codes(codes, end - first);
+      for (unsigned long i = first; i < end; ++i) use(i, found[i - first]);
+    }
   };
   const zel::util::run_context& run = zel::util::default_context();
   run.with_workers([&] { run.for_each_index((n + k_chunk - 1) / k_chunk, predict_chunk); });
@@ -111,23 +119,48 @@ code_t recoded_rows::class_of(row_t row) const {
   return codes_[column.index()][column.code_in(row)];
 }
 
-std::vector<orvik::dtree::prediction> predict_rows(const orvik::dtree& model,
-                                                   const recoded_rows& rows) {
-  std::vector<orvik::dtree::prediction> results(rows.size());
-  predict_each(
-      model, rows.size(), [&](row_t row, code_t* codes) { rows.codes_of(row, codes); },
-      [&](row_t row, const auto& found) { results[row] = found; });
-  return results;
+predicted_rows predict_rows(const orvik::dtree& model, const recoded_rows& rows) {
+  predicted_rows all;
+  orvik::judged_rows& judged = all.judged;
+  judged.classes = model.class_values();
+  const std::size_t n_shares =
+      judged.classes.size() > k_most_matrix_classes ? 0 : judged.classes.size();
+  judged.predicted.resize(rows.size());
+  judged.shares.resize(rows.size() * n_shares);
+  all.confidences.resize(rows.size());
+  for (row_t row = 0; row < rows.size(); ++row) {
+    judged.actual.push_back(rows.class_of(row));
+    judged.weights.push_back(rows.weight_of(row));
+  }
+  const auto fill = [&](row_t row, code_t* codes) { rows.codes_of(row, codes); };
+  predict_each(model, rows.size(), fill, [&](row_t row, const auto& found, const double* shares) {
+    judged.predicted[row] = found.class_code;
+    all.confidences[row] = found.confidence;
+    std::copy_n(shares, n_shares, judged.shares.data() + row * n_shares);
+  });
+  return all;
 }
 
-std::unique_ptr<orvik::conf_matrix> test_on_rows(
-    const orvik::dtree& model, const recoded_rows& rows,
-    const std::vector<orvik::dtree::prediction>& predictions) {
-  auto matrix = std::make_unique<orvik::conf_matrix>(model.class_values());
-  for (row_t row = 0; row < predictions.size(); ++row) {
-    matrix->add_case(rows.class_of(row), predictions[row].class_code, rows.weight_of(row));
+std::unique_ptr<orvik::conf_matrix> test_on_rows(const orvik::judged_rows& rows) {
+  auto matrix = std::make_unique<orvik::conf_matrix>(rows.classes);
+  for (row_t row = 0; row < rows.size(); ++row) {
+    matrix->add_case(rows.actual[row], rows.predicted[row], rows.weights[row]);
   }
   return matrix;
+}
+
+orvik::judged_rows rows_of(const orvik::dtree& model, const orvik::conf_matrix& matrix) {
+  orvik::judged_rows rows;
+  rows.classes = model.class_values();
+  for (code_t i = 0; i < matrix.size(); ++i) {
+    for (code_t j = 0; j < matrix.size(); ++j) {
+      if (matrix.get_element(i, j) == 0) continue;
+      rows.actual.push_back(i);
+      rows.predicted.push_back(j);
+      rows.weights.push_back(matrix.get_element(i, j));
+    }
+  }
+  return rows;
 }
 
 std::vector<double> permutation_on_rows(const orvik::dtree& model, const recoded_rows& rows,

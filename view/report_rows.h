@@ -40,14 +40,20 @@ class recoded_rows {
   std::vector<const orvik::code_t*> own_codes_;    // by attribute; null where none is asked for
 };
 
-/// Predictions for the rows, in order.
-std::vector<orvik::dtree::prediction> predict_rows(const orvik::dtree& model,
-                                                   const recoded_rows& rows);
+/// Class codes of a model, at most, whose matrices and figures are shown.
+constexpr unsigned long k_most_matrix_classes = 120;
+
+/// What the model says of the rows, in order; without shares where figures are not shown.
+struct predicted_rows {
+  orvik::judged_rows judged;
+  std::vector<double> confidences;
+};
+predicted_rows predict_rows(const orvik::dtree& model, const recoded_rows& rows);
 
 /// The matrix of predictions for all rows.
-std::unique_ptr<orvik::conf_matrix> test_on_rows(
-    const orvik::dtree& model, const recoded_rows& rows,
-    const std::vector<orvik::dtree::prediction>& predictions);
+std::unique_ptr<orvik::conf_matrix> test_on_rows(const orvik::judged_rows& rows);
+/// Rows of which only their sums by class and predicted class are known, a row a cell; no shares.
+orvik::judged_rows rows_of(const orvik::dtree& model, const orvik::conf_matrix& matrix);
 
 /// What the model's error on the rows rises by when the values of an attribute are permuted among
 /// them, by attribute; 0 for those not in `tested`. Of many rows it takes some, evenly spread. The

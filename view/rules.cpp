@@ -98,6 +98,7 @@ std::vector<rule> rules_of(const chosen_tree& chosen) {
     if (at.level > 0) path.enter(at.level - 1, at.node.test_before());
     if (at.node.is_leaf()) rules.push_back({at.node, path.all()});
   }
+  std::ranges::stable_partition(rules, &rule::has_cases);
   return rules;
 }
 
@@ -108,25 +109,31 @@ void write_rules_text(const chosen_tree& chosen, std::ostream& out) {
   unsigned long number = 0;
   for (const rule& r : rules_of(chosen)) {
     if (number > 0) out << '\n';
-    out << ++number << ". " << shown_text(target + " = " + texts.class_name(r)) << " ("
-        << r.leaf.printed_counts() << "), confidence "
-        << zel::text::one_decimal(r.confidence() * k_percent) << " %\n";
+    out << ++number << ". " << shown_text(target + " = " + texts.class_name(r)) << " (";
+    if (r.has_cases()) {
+      out << r.leaf.printed_counts() << "), confidence "
+          << zel::text::one_decimal(r.confidence() * k_percent) << " %\n";
+    } else {
+      out << k_no_cases << ")\n";
+    }
     for (const condition& c : r.conditions) out << "   " << shown_text(texts.of(c)) << '\n';
   }
 }
 
 void write_rules_csv(const chosen_tree& chosen, std::ostream& out) {
   const rule_texts texts(chosen, /*exact=*/true);
+  const std::vector<rule> rules = rules_of(chosen);  // before anything is written
   unsigned long number = 0;
   out << "rule,class,support,confidence,conditions\r\n";
-  for (const rule& r : rules_of(chosen)) {
+  for (const rule& r : rules) {
     std::string conditions;
     for (const condition& c : r.conditions) {
       conditions += (conditions.empty() ? "" : " and ") + texts.of(c);
     }
     out << ++number << ',' << csv_field(texts.class_name(r)) << ','
         << zel::text::shortest_decimal(r.support()) << ','
-        << zel::text::shortest_decimal(r.confidence()) << ',' << csv_field(conditions) << "\r\n";
+        << (r.has_cases() ? zel::text::shortest_decimal(r.confidence()) : "") << ','
+        << csv_field(conditions) << "\r\n";
   }
 }
 

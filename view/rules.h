@@ -22,10 +22,12 @@ struct rule {
   std::vector<condition> conditions;  // by first test on the way from the root
 
   double support() const { return leaf.weight(); }
-  double confidence() const { return support() > 0 ? leaf.confidence() : 1.0; }
+  bool has_cases() const { return support() > 0; }
+  /// Of a rule that has cases.
+  double confidence() const { return leaf.confidence(); }
 };
 
-/// The rules in the order of the leaves. The model must outlive them.
+/// The rules in the order of the leaves, those without cases last. The model must outlive them.
 std::vector<rule> rules_of(const chosen_tree& chosen);
 
 void write_rules_text(const chosen_tree& chosen, std::ostream& out);

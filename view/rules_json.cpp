@@ -14,7 +14,12 @@ constexpr unsigned k_format_version = 1;
 class rules_writer {
  public:
   rules_writer(const chosen_tree& chosen, std::ostream& out)
-      : chosen_(chosen), schema_(chosen.schema()), words_(chosen.model), sink_(out), json_(sink_) {}
+      : chosen_(chosen),
+        schema_(chosen.schema()),
+        words_(chosen.model),
+        rules_(rules_of(chosen)),
+        sink_(out),
+        json_(sink_) {}
 
   void write();
 
@@ -29,6 +34,7 @@ class rules_writer {
   const chosen_tree& chosen_;
   orvik::schema_view schema_;
   wording words_;
+  std::vector<rule> rules_;
   zel::text::json_sink sink_;
   zel::text::json_writer<zel::text::json_sink> json_;
 };
@@ -60,7 +66,7 @@ void rules_writer::write_rule(const rule& r) {
   key("support");
   json_.number(r.support());
   key("confidence");
-  json_.number(r.confidence());
+  r.has_cases() ? json_.number(r.confidence()) : static_cast<void>(json_.Null());
   key("conditions");
   json_.StartArray();
   for (const condition& c : r.conditions) write_condition(c);
@@ -77,14 +83,14 @@ void rules_writer::write() {
   key("library");
   text(orvik::get_product());
   key("name");
-  text(words_.utf8(chosen_.model.get_name()));
+  text(words_.model_name());
   key("tree");
-  json_.Uint64(chosen_.tree + 1);
+  json_.Uint64(chosen_.tree == k_whole_model ? 1 : chosen_.tree + 1);
   key("class");
   text(words_.column_name(schema_.class_column().index()));
   key("rules");
   json_.StartArray();
-  for (const rule& r : rules_of(chosen_)) write_rule(r);
+  for (const rule& r : rules_) write_rule(r);
   json_.EndArray();
   json_.EndObject();
   sink_.Put('\n');

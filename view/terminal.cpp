@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cmath>
+#include <sstream>
 
 #include "forms.h"
 #include "palette.h"
@@ -20,6 +21,12 @@ constexpr unsigned long k_least_width = 40;  // narrower windows fold the lines
 constexpr unsigned long k_bar = 12, k_least_for_bar = 72;
 constexpr unsigned long k_most_counts = 13;
 constexpr char k_plain[] = "\033[0m";
+constexpr char k_one_leaf[] =
+    "The model is one leaf: nothing separates the classes better than chance. Try other columns, "
+    "less pruning, a smaller least weight of two branches, or more rows.";
+constexpr char k_imbalance[] =
+    "The classes are far apart in number: look at recall, balanced accuracy and kappa rather than "
+    "at the error, and try case weights.";
 
 /// What lines and bars are made of.
 struct glyphs {
@@ -36,7 +43,8 @@ class summary_writer {
       : chosen_(chosen),
         schema_(chosen.schema()),
         words_(chosen.model),
-        nodes_(nodes_of(chosen.root(), depth)),
+        root_(chosen.roots().front()),
+        nodes_(nodes_of(root_, depth)),
         depth_(depth),
         color_(on.color),
         unicode_(on.unicode),
@@ -48,6 +56,8 @@ class summary_writer {
 
  private:
   void write_head();
+  void write_hints();
+  void write_folded(const std::string& text);
   void write_line(const placed_node& at, const std::string& branches);
   void note_width(const tree_node& node);
   std::string indent(unsigned long level, const std::string& own) const;
@@ -63,6 +73,7 @@ class summary_writer {
   const chosen_tree& chosen_;
   orvik::schema_view schema_;
   wording words_;
+  tree_node root_;
   std::vector<placed_node> nodes_;  // that are shown
   unsigned long depth_;
   bool color_, unicode_;
@@ -77,6 +88,11 @@ std::string repeated(const char* glyph, unsigned long n) {
   std::string text;
   for (; n > 0; --n) text += glyph;
   return text;
+}
+
+/// A leaf that has no cases has the class of the node above.
+std::string counts_of(const tree_node& node) {
+  return node.is_leaf() && !(node.weight() > 0) ? "no cases" : node.printed_counts();
 }
 
 unsigned long part_of_bar(double share) {
@@ -157,7 +173,7 @@ void summary_writer::write_line(const placed_node& at, const std::string& branch
   const unsigned long room = width_ > right + used ? width_ - right - used : 1;
   const auto [test, found] = text_of(at, room);
   const std::string counts =
-      cut(node.is_leaf() ? node.printed_counts() : zel::text::one_decimal(node.weight()), counts_);
+      cut(node.is_leaf() ? counts_of(node) : zel::text::one_decimal(node.weight()), counts_);
   const unsigned long blanks =
       room - columns_of(test) - columns_of(found) + 1 + counts_ - columns_of(counts);
   out_ << before << test << (node.is_leaf() ? painted(node.predicted(), found) : found)
@@ -167,19 +183,19 @@ void summary_writer::write_line(const placed_node& at, const std::string& branch
 }
 
 void summary_writer::note_width(const tree_node& node) {
-  const unsigned long columns = columns_of(node.printed_counts());
+  const unsigned long columns = columns_of(counts_of(node));
   counts_ = std::min(k_most_counts, std::max(counts_, columns));
 }
 
 void summary_writer::write_head() {
   const unsigned long n = chosen_.model.get_no_trees();
-  const tree_node root = chosen_.root();
   std::string head = words_.column_name(schema_.class_column().index());
   if (chosen_.model.is_ensemble()) {
-    head += ", tree " + std::to_string(chosen_.tree + 1) + " of " + std::to_string(n);
+    const unsigned long tree = chosen_.tree == k_whole_model ? 0 : chosen_.tree;
+    head += ", tree " + std::to_string(tree + 1) + " of " + std::to_string(n);
   }
-  head += ": " + std::to_string(root.size()) + " nodes, " + std::to_string(root.leaves()) +
-          " leaves, depth " + std::to_string(root.depth());
+  head += ": " + std::to_string(root_.size()) + " nodes, " + std::to_string(root_.leaves()) +
+          " leaves, depth " + std::to_string(root_.depth());
   out_ << cut(shown_text(head), width_) << '\n';
   unsigned long used = 0;
   for (orvik::code_t c = 1; color_ && c < schema_.n_class_codes(); ++c) {
@@ -190,6 +206,33 @@ void summary_writer::write_head() {
     out_ << painted(c, glyphs_.full) << ' ' << name;
   }
   out_ << (used > 0 ? "\n\n" : "\n");
+}
+
+/// Below an empty line, in lines that end between words.
+void summary_writer::write_folded(const std::string& text) {
+  std::istringstream words(text);
+  std::string line;
+  out_ << '\n';
+  for (std::string word; words >> word;) {
+    if (!line.empty() && line.size() + 1 + word.size() > width_) {
+      out_ << line << '\n';
+      line.clear();
+    }
+    line += (line.empty() ? "" : " ") + word;
+  }
+  out_ << line << '\n';
+}
+
+/// Sentences for a model that needs them.
+void summary_writer::write_hints() {
+  constexpr double k_far_apart = 10;  // times as many cases
+  if (root_.is_leaf() && !chosen_.model.is_ensemble()) write_folded(k_one_leaf);
+  double most = 0, least = root_.weight();
+  for (orvik::code_t c = 1; c < schema_.n_class_codes(); ++c) {
+    const double weight = root_.class_weights()[c];
+    if (weight > 0) most = std::max(most, weight), least = std::min(least, weight);
+  }
+  if (least > 0 && most >= k_far_apart * least) write_folded(k_imbalance);
 }
 
 void summary_writer::write() {
@@ -205,6 +248,7 @@ void summary_writer::write() {
     last_child_.push_back(last);
     write_line(at, last ? glyphs_.last_child : glyphs_.child);
   }
+  write_hints();
 }
 
 }  // namespace

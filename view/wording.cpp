@@ -53,6 +53,8 @@ unsigned long width_of(char32_t c) {
 
 wording::wording(const orvik::dtree& model)
     : classes_(model.get_schema().class_column()), encoding_(model.get_encoding()) {
+  const std::string whole = model.get_name();
+  model_name_ = utf8(whole.substr(whole.find_last_of('/') + 1));
   for (const std::string& name : model.get_schema().unique_names()) names_.push_back(utf8(name));
 }
 

@@ -20,12 +20,14 @@ class wording {
   std::string utf8(const std::string& raw) const;
   /// The name of a column of the table; a second one of a name has " #" and its number behind it.
   const std::string& column_name(unsigned long i) const { return names_[i]; }
+  /// Of the model: without the folder of the file that it may be named after.
+  const std::string& model_name() const { return model_name_; }
   /// The printed class of a code, as scores have it.
   std::string class_name(orvik::code_t code) const;
 
  private:
   orvik::column_view classes_;
-  std::string encoding_;
+  std::string encoding_, model_name_;
   std::vector<std::string> names_;  // by column
 };
 

@@ -14,6 +14,7 @@
 #include "orvik/feature_search.h"
 #include "orvik/growth.h"
 #include "orvik/importance.h"
+#include "orvik/metrics.h"
 #include "orvik/schema.h"
 #include "orvik/table.h"
 #include "orvik/tree_node.h"
@@ -107,6 +108,9 @@ class ORVIK_EXPORT dtree {
   /// Predictions for the cases (null: all rows) against their classes; `average_depth` (may be
   /// null) receives the mean depth of their leaves.
   [[nodiscard]] conf_matrix* test(table* t, table::subset* cases, double* average_depth) const;
+  /// The same; `rows` receives what the model says of each case, in their order: the material of
+  /// figures beyond the matrix. Memory grows with the cases times the classes.
+  [[nodiscard]] conf_matrix* test(table* t, table::subset* cases, judged_rows& rows) const;
 
   // Rows of text. They have the columns of the training table in its order. A number that
   // training did not have takes its place among those it had; any other value that training did
@@ -120,6 +124,9 @@ class ORVIK_EXPORT dtree {
   /// reason. Memory does not grow with the file, here and below.
   [[nodiscard]] conf_matrix* test(const std::string& file, char sep, const std::string& missing,
                                   unseen_values* unseen = nullptr) const;
+  /// The same; `rows` as above, and memory too.
+  [[nodiscard]] conf_matrix* test(const std::string& file, char sep, const std::string& missing,
+                                  unseen_values* unseen, judged_rows& rows) const;
   /// Writes a line for every row of a file, in order: predicted class, `c`, its confidence, and
   /// with `probabilities` `c` and the share of each known class. The rows may lack the class, or
   /// the class and the case weight; what they have of them is not looked at. `n` receives the
@@ -134,6 +141,7 @@ class ORVIK_EXPORT dtree {
   std::string predict(const std::vector<std::string>& row, double weight) const;
   /// The same with the shares of the classes, in the order of class_values(): those of the leaf,
   /// or of the leaves that a case with unknown values reaches; the mean over an ensemble's trees.
+  /// A leaf that no training case came to has those of the nearest node above that has cases.
   std::string predict(const std::vector<std::string>& row, double weight, double& confidence,
                       std::vector<double>& shares) const;
   /// The class values by code; the first one is the unknown value. None before a build.
@@ -150,6 +158,9 @@ class ORVIK_EXPORT dtree {
   /// looked at. On the caller's thread alone. Throws std::runtime_error before a build, for another
   /// number of codes and for a category that the model does not know.
   std::vector<prediction> predict_codes(const std::vector<code_t>& codes, unsigned long n) const;
+  /// The same; `shares` receives those of the classes, case after case, one a class code.
+  std::vector<prediction> predict_codes(const std::vector<code_t>& codes, unsigned long n,
+                                        std::vector<double>& shares) const;
 
   /// Error of the trees of an ensemble on the cases they were not grown on: each training case is
   /// put to the vote of the trees that did not draw it (Breiman 1996). `t` is the table the model
@@ -187,6 +198,8 @@ class ORVIK_EXPORT dtree {
   unsigned long get_no_trees() const;
   /// The root of tree i. Throws std::runtime_error for i >= get_no_trees().
   tree_node get_tree(unsigned long i) const;
+  /// What it was trained with, as a label and a text each.
+  std::vector<std::pair<std::string, std::string>> get_settings() const;
   /// The columns and values of the training table; no rows.
   schema_view get_schema() const;
   /// The attributes that some tree tests, ascending.

@@ -22,6 +22,7 @@ globalThis.document = {
 const source = join(ORVIK_ROOT, 'view', 'report', 'src');
 const { conditions, conditionText, readModel } = await import(join(source, 'model.js'));
 const { predict, readValue } = await import(join(source, 'predict.js'));
+const { dependenceOf, gridOf } = await import(join(source, 'dependence.js'));
 const { rulesOf, sorted } = await import(join(source, 'rules.js'));
 
 function modelOf(file) {
@@ -121,4 +122,21 @@ test('two cuts of one column on a way are one condition', () => {
   shop.file('steps.data', Array.from({ length: 24 }, (_, i) => `${i},${'abcd'[i >> 3]}\n`).join(''));
   const rules = rulesOf(modelOf(shop.grow(stem, ...FULL)).tree(0));
   assert.deepEqual(rules.map((r) => r.text).sort(), ['7 < x ≤ 15', 'x > 15', 'x ≤ 7']);
+});
+
+test('the dependence on an attribute is what a case gets of which nothing else is known', () => {
+  for (const options of [FULL, ['-fo', '5', '-seed', '2', ...FULL]]) {
+    const file = shop.grow(rentals, ...options);
+    const model = modelOf(file);
+    for (const name of ['rent', 'heating']) {
+      const column = model.columns.find((c) => c.name === name);
+      const grid = gridOf(column).slice(0, -1);  // the last is behind all cuts
+      const lines = grid.map(([value, label]) => model.columns.slice(0, -1).map((c) =>
+        c !== column ? '?' : c.values.length > 0 ? label : value).join(','));
+      const wanted = shop.scores(file, lines, '-prob').map((line) => line.slice(2).map(Number));
+      const own = dependenceOf(model, column).slice(0, -1).map((shares) =>
+        [...shares].slice(1).map((share) => Number(share.toPrecision(6))));
+      assert.deepEqual(own, wanted, name);
+    }
+  }
 });

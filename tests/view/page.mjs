@@ -45,9 +45,9 @@ export class Workshop {
   }
 
   /** Pairs of class and confidence that the program gives to lines of text. */
-  scores(model, lines) {
+  scores(model, lines, ...options) {
     const out = this.file('scores');
-    execFileSync(this.orvcmd, ['-nl', '-bt', model, '-unseen', '-s', out,
+    execFileSync(this.orvcmd, ['-nl', '-bt', model, '-unseen', ...options, '-s', out,
                                '-fs', this.file('rows', `${lines.join('\n')}\n`)]);
     return execFileSync('cat', [out], { encoding: 'utf8' }).trimEnd().split('\n')
       .map((line) => line.split(','));

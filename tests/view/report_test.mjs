@@ -104,6 +104,33 @@ const tests = {
     assert.equal(await count(), '2 of 3');
   },
 
+  async 'figures follow the rows, the class and the threshold that are chosen'() {
+    const page = await browser.open(shop.report(shop.grow(golf), '--names', `${golf}.names`,
+                                                '--data', `${golf}.data`));
+    const said = () => page.textContent('#figures-of');
+    assert.equal(await said(), 'Of rows given.');
+    await page.fill('#threshold', '0');
+    assert.deepEqual(await page.$$eval('.threshold td', (all) => all.map((c) => c.textContent)),
+                     ['0', '5', '0', '9']);
+    assert.match(await page.textContent('#threshold-figures'), /recall 0.0000/);
+    await page.selectOption('[aria-label="Rows of the figures"]', '0');
+    assert.equal(await said(), 'Of training rows.');
+    assert.equal(await page.locator('.profile tbody tr').count(), 5);
+    await page.click('#node-5');
+    assert.equal(await page.locator('.tested .cut').count(), 1);
+  },
+
+  async 'the first picture can be read, and phones get whole rules'() {
+    const page = await browser.open(shop.report(shop.grow(rentals, ...FULL)));
+    assert.ok(await page.$eval('.card .counts', (t) => t.getScreenCTM().d) >= 1);
+    await page.setViewportSize({ width: 390, height: 844 });
+    await page.waitForTimeout(100);
+    const cut = await page.$$eval('.rules td.text', (all) =>
+      all.filter((c) => c.scrollWidth > c.clientWidth + 1 || c.scrollHeight > c.clientHeight + 1).length);
+    assert.equal(cut, 0);
+    assert.ok(await page.evaluate(() => document.documentElement.scrollWidth <= innerWidth));
+  },
+
   // What is computed of a case is tested without a browser.
   async 'a case is taken from the form and from a row'() {
     const names = linesOf(`${rentals}.names`).map((line) => line.split(',')[0]);
@@ -209,7 +236,7 @@ k,string,class\n`);
     const label = await page.locator('.tree-picker option').nth(4).textContent();
     await page.selectOption('.tree-picker select', '4');
     assert.ok(label.endsWith(`– ${(await status(page)).split(' of ').at(-1)}`), label);
-    assert.equal(await page.locator('.curve').count(), 1);
+    assert.equal(await page.locator('#ensemble .curve').count(), 1);
     assert.equal(await page.locator('rect.size').count(), 9);
   },
 };

@@ -39,19 +39,15 @@ struct portion {
   unsigned long depth;
 };
 
-/// Adds the shares of a leaf. @return depth x weight.
-double distribute_leaf(const decision_node& leaf, std::span<double> distribution, double weight,
-                       unsigned long depth) {
-  leaf.add_shares(weight, distribution);
-  return static_cast<double>(depth) * weight;
-}
-
-template <class CodeOf>
-double distribute(const decision_tree& root, const CodeOf& code_of, std::span<double> distribution,
-                  double weight, unsigned long depth) {
+/// Spreads a case over the leaves that it reaches; add(leaf, weight) is called for each.
+/// @return the sum of depth x weight.
+template <class CodeOf, class AddLeaf>
+double distribute(const decision_tree& root, const CodeOf& code_of, double weight,
+                  unsigned long depth, const AddLeaf& add) {
   const decision_tree& first = descend(root, code_of, depth);
   if (first.get_no_childs() == 0) {
-    return distribute_leaf(*first.get_node(), distribution, weight, depth);
+    add(*first.get_node(), weight);
+    return static_cast<double>(depth) * weight;
   }
   double depths = 0;
   std::vector<portion> open{{&first, weight, depth}};
@@ -68,7 +64,8 @@ double distribute(const decision_tree& root, const CodeOf& code_of, std::span<do
       }
       continue;
     }
-    depths += distribute_leaf(node, distribution, p.weight, p.depth);
+    add(node, p.weight);
+    depths += static_cast<double>(p.depth) * p.weight;
   }
   return depths;
 }
@@ -83,7 +80,8 @@ double classify(unsigned long n_codes, const decision_tree& root, const CodeOf& 
     return static_cast<double>(depth) * weight;
   }
   std::vector<double> shares(n_codes);
-  const double depths = distribute(end, code_of, shares, weight, depth);
+  const auto add = [&](const decision_node& leaf, double part) { leaf.add_shares(part, shares); };
+  const double depths = distribute(end, code_of, weight, depth, add);
   const code_t best = distribution(shares).decide();
   result = {best, shares[best]};
   return depths;
@@ -106,18 +104,28 @@ double decision_tree::predict_distribution(const table&, const std::vector<code_
                                            std::vector<double>& distribution, double weight,
                                            unsigned long depth) const {
   return distribute(
-      *this, [&codes](unsigned int a) { return codes[a]; }, distribution, weight, depth);
+      *this, [&codes](unsigned int a) { return codes[a]; }, weight, depth,
+      [&](const decision_node& leaf, double part) { leaf.add_shares(part, distribution); });
+}
+
+void decision_tree::add_probabilities(const std::vector<code_t>& codes, double weight,
+                                      std::vector<double>& shares) const {
+  distribute(
+      *this, [&codes](unsigned int a) { return codes[a]; }, weight, 0,
+      [&](const decision_node& leaf, double part) { leaf.add_known_shares(part, shares); });
 }
 
 void decision_tree::add_shares(const std::vector<code_t>& codes, double amount,
                                std::span<double> by_code) const {
   distribute(
-      *this, [&codes](unsigned int a) { return codes[a]; }, by_code, amount, 0);
+      *this, [&codes](unsigned int a) { return codes[a]; }, amount, 0,
+      [&](const decision_node& leaf, double part) { leaf.add_shares(part, by_code); });
 }
 
 void decision_tree::add_row_shares(const table& t, row_t row, double amount,
                                    std::span<double> by_code) const {
-  distribute(*this, codes_of_row(t, row), by_code, amount, 0);
+  distribute(*this, codes_of_row(t, row), amount, 0,
+             [&](const decision_node& leaf, double part) { leaf.add_shares(part, by_code); });
 }
 
 double decision_tree::predict_row(const table& t, row_t row, prediction& result,

@@ -25,6 +25,7 @@
 #include "impls/trees/decision_tree.h"
 #include "orvik/enums.h"
 #include "orvik/importance.h"
+#include "orvik/metrics.h"
 #include "zel/adt/bitmap.h"
 #include "zel/util/default_context.h"
 #include "zel/util/nocopy.h"
@@ -114,13 +115,16 @@ class dtree : private zel::util::nocopy {
   /// classes; `average_depth` may be null. Throws std::runtime_error for another table.
   std::unique_ptr<conf_matrix> test(const table& t, const case_list& cases,
                                     double* average_depth) const;
+  /// What the model says of each of the cases, in their order; their table as in test().
+  judged_rows judge(const table& t, const case_list& cases) const;
   /// Predicts rows of text, with every column of the training table, and compares with their
   /// classes; `missing` is the unknown value. With `unseen` values that training did not have,
   /// the class's among them, count as unknown; it receives how many. Memory does not grow with
-  /// the text. Throws std::runtime_error for the earliest bad row, "Reading test data: (row N): "
-  /// and the reason, and where there are no rows.
+  /// the text, unless `judged`, which may be null, receives what is said of each row. Throws
+  /// std::runtime_error for the earliest bad row, "Reading test data: (row N): " and the reason,
+  /// and where there are no rows.
   std::unique_ptr<conf_matrix> test(zel::inpout::stream* in, const std::string& missing,
-                                    unseen_values* unseen) const;
+                                    unseen_values* unseen, judged_rows* judged = nullptr) const;
   /// Writes for every row of text, with or without class and weight, in order, a line of the
   /// predicted class, the confidence and, with `probabilities`, the share of every known class,
   /// between them `separator`. `rows` receives the number of rows read well; `unseen` and errors
@@ -160,6 +164,7 @@ class dtree : private zel::util::nocopy {
   std::vector<attribute_importance> importance(const table& t, bool permute = true) const;
 
   const std::string& name() const { return name_; }
+  const parameters& settings() const { return parameters_; }
   const ensemble& trees() const { return trees_; }
   unsigned long n_trees() const { return trees_.n_trees(); }
   const decision_tree& get_tree(unsigned long i) const { return trees_.tree(i); }

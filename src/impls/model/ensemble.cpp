@@ -71,7 +71,11 @@ void ensemble::predict_distribution(const table& t, const std::vector<code_t>& c
   assert(!empty());
   shares.assign(t.n_class_codes(), 0.0);
   for (const member& m : members_) {
-    m.tree->predict_distribution(t, codes, shares, m.votes, 0);
+    if (is_put_to_vote() && answer_ == combination::shares) {
+      m.tree->add_shares(codes, m.votes, shares);  // what they answer by
+    } else {
+      m.tree->add_probabilities(codes, m.votes, shares);
+    }
   }
   const vote_t all = n_votes();
   for (double& share : shares) share /= all;

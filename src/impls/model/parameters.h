@@ -1,6 +1,10 @@
 // What a model is trained with: a value, copied whole, so that no field is forgotten.
 #pragma once
 
+#include <string>
+#include <utility>
+#include <vector>
+
 #include "impls/model/ensemble.h"
 #include "impls/trees/decision_tree.h"
 #include "impls/types.h"
@@ -34,5 +38,8 @@ struct parameters {
     return kind == ensemble_kind::forest && how.attributes.how == attribute_draw::BY_KIND;
   }
 };
+
+/// Each as a label and a text, for people.
+std::vector<std::pair<std::string, std::string>> described(const parameters& p);
 
 }  // namespace orvik::impls

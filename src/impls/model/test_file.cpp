@@ -4,6 +4,7 @@
 #include "impls/evaluation/row_blocks.h"
 #include "impls/evaluation/row_predictor.h"
 #include "impls/model/dtree.h"
+#include "impls/model/row_judge.h"
 #include "zel/util/cronos.h"
 
 namespace orvik::impls {
@@ -19,12 +20,15 @@ struct tested_row {
   code_t predicted;
   double weight;
 };
-using tested_rows = std::vector<tested_row>;
+struct block_output {
+  std::vector<tested_row> tested;
+  judged_rows judged;  // the same, where it is asked for
+};
 
 }  // namespace
 
 std::unique_ptr<conf_matrix> dtree::test(zel::inpout::stream* in, const std::string& missing,
-                                         unseen_values* unseen) const {
+                                         unseen_values* unseen, judged_rows* judged) const {
   if (in == nullptr) throw std::runtime_error(k_no_stream);
   require_trees();
   zel::util::cronos watch;
@@ -32,23 +36,30 @@ std::unique_ptr<conf_matrix> dtree::test(zel::inpout::stream* in, const std::str
   const batch_predictor predictor = make_predictor(*table_);
   row_predictors workers(*table_, {missing, unseen != nullptr}, predictor);
   auto matrix = std::make_unique<conf_matrix>(table_.get());
+  const std::vector<std::string> classes = class_names();
+  const row_judge judge(trees_, *table_, classes);
+  if (judged != nullptr) judge.start(*judged);
 
-  const auto work = [&](std::string_view text, row_block<tested_rows>& block) {
+  const auto work = [&](std::string_view text, row_block<block_output>& block) {
     row_predictor& own = workers.own();
     block.error = own.coder().take(text, batch_coder::rows::TEST, in->separator());
     block.rows = own.coder().size();
-    block.output.clear();
+    block.output.tested.clear();
+    judge.start(block.output.judged);
     const std::span<const outcome> outcomes = own.predict();
     for (std::size_t i = 0; i < block.rows; ++i) {
-      block.output.push_back(
-          {own.coder().class_code(i), outcomes[i].predicted, own.coder().weight(i)});
+      const tested_row row{own.coder().class_code(i), outcomes[i].predicted, own.coder().weight(i)};
+      block.output.tested.push_back(row);
+      if (judged == nullptr) continue;
+      judge.add(row.actual, row.predicted, row.weight, own.codes_of(i), block.output.judged);
     }
   };
-  const auto add_rows = [&](const tested_rows& rows) {
-    for (const tested_row& row : rows) matrix->add(row.actual, row.predicted, row.weight);
+  const auto add_rows = [&](const block_output& rows) {
+    for (const tested_row& row : rows.tested) matrix->add(row.actual, row.predicted, row.weight);
+    if (judged != nullptr) append(*judged, rows.judged);
   };
   unsigned long rows = 0;
-  for_each_row_block<tested_rows>(*run_, *in, k_title, rows, work, add_rows);
+  for_each_row_block<block_output>(*run_, *in, k_title, rows, work, add_rows);
   if (rows == 0) throw std::runtime_error(std::string(k_title) + k_no_rows);
 
   if (unseen != nullptr) *unseen = workers.unseen();

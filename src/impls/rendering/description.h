@@ -75,6 +75,11 @@ inline std::string type_name(const column& c) {
 /// counted from 1, behind it.
 std::vector<std::string> unique_names(const table& t);
 
+/// What a document calls a model: a model that is named after a file has its name without folders.
+inline std::string document_name(const std::string& model_name) {
+  return model_name.substr(model_name.find_last_of('/') + 1);
+}
+
 enum class text_encoding { UTF_8, LATIN_1 };
 
 /// UTF-8 if the names and the listed values of a table are, else ISO-8859-1, of which every byte

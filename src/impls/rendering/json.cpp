@@ -187,7 +187,7 @@ void model_writer::write(const dtree& model) {
   key("encoding");
   text(name_of(encoding_));
   key("name");
-  text(model.name());
+  text(document_name(model.name()));
   key("ensemble");
   json_.Bool(model.votes());
   key("class");

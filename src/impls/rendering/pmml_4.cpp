@@ -241,8 +241,8 @@ void dtree::toPMML(std::ostream& out) const {
       << "\" version=\"" << k_version << "\"/>\n</Header>\n";
   writer.write_dictionary();
   const char* const element = votes() ? "MiningModel" : "TreeModel";
-  out << '<' << element << " modelName=\"" << writer.text(name_) << "\" algorithmName=\""
-      << k_product << '"';
+  out << '<' << element << " modelName=\"" << writer.text(document_name(name_))
+      << "\" algorithmName=\"" << k_product << '"';
   if (votes()) {
     out << " functionName=\"classification\">\n";
   } else {

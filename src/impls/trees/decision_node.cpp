@@ -174,6 +174,12 @@ void decision_node::add_shares(double amount, std::span<double> by_code) const {
   }
 }
 
+void decision_node::add_known_shares(double amount, std::span<double> by_code) const {
+  const decision_node* node = this;
+  while (!(node->weight_ > 0) && node->father_ != nullptr) node = node->father_;
+  node->add_shares(amount, by_code);
+}
+
 unsigned long decision_node::get_no_of_splits(const table& t) const {
   const column& tested = t.column_of(test_.attribute);
   if (test_.parts_in_two() || tested.codes().bits == 1) return 2;

@@ -1,8 +1,8 @@
 // A case, typed or picked from the rows of the table: its class and its way through the tree.
 import { el, largest, name, percent, shown } from './dom.js';
 import { classify, predict, readValue } from './predict.js';
-import { classColour } from './colours.js';
-import { swatch } from './tooltip.js';
+import { classBar, swatch } from './colours.js';
+import { NO_CASES } from './model.js';
 
 const CHOICES = 300;  // values, at most, of a list to choose from
 const LISTED = 6;     // columns of the table of rows
@@ -59,10 +59,8 @@ function voteBars(model, result) {
   return el('table', { class: 'distribution' },
     el('caption', { class: 'quiet' }, result.votes ? 'Votes of the trees' : 'Shares of the case'),
     el('tbody', {}, order.map((code) => el('tr', {},
-      el('th', { scope: 'row' }, swatch(model, code), name(model.classNames[code])),
-      el('td', { class: 'bar-cell' }, el('span', { class: 'bar', style: {
-        width: `${(100 * sums[code] / most).toFixed(2)}%`,
-        background: classColour(model, code) } })),
+      el('th', { scope: 'row' }, swatch(code), name(model.classNames[code])),
+      el('td', { class: 'bar-cell' }, classBar(code, 100 * sums[code] / most)),
       el('td', { class: 'number' }, result.votes ? String(sums[code]) : percent(sums[code]))))));
 }
 
@@ -77,9 +75,10 @@ function mainEnd(tree, shares) {
 
 function answer(model, result, actual) {
   const parts = [el('p', { class: 'answer' }, 'Class ',
-    el('strong', { class: 'predicted' }, swatch(model, result.code),
+    el('strong', { class: 'predicted' }, swatch(result.code),
        name(model.classNames[result.code])),
-    el('span', { class: 'muted' }, ` with confidence ${percent(result.confidence)}`))];
+    el('span', { class: 'muted' }, result.noCases ? ` (${NO_CASES})`
+      : ` with confidence ${percent(result.confidence)}`))];
   if (actual) {
     const right = actual === result.code;
     parts.push(el('p', { class: right ? 'right' : 'wrong' }, right ? 'As in the table.'

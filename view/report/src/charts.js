@@ -5,6 +5,7 @@ import { el, largest, name, svg } from './dom.js';
 
 const LISTED = 30;
 const MOST_BARS = 400;
+const LABEL = 56;  // behind the end of a curve
 const FRAME = { width: 640, height: 220, left: 52, right: 16, top: 14, bottom: 34 };
 
 /** Attributes by what they owe the model; bars share a scale. */
@@ -47,7 +48,7 @@ const chart = (label, ...children) => svg('svg', {
 export function errorCurve(errors) {
   const { width, height, left, right, top, bottom } = FRAME;
   const points = errors.map((error, i) => [i + 1, error]).filter(([, error]) => error !== null);
-  const x = scaleLinear([1, Math.max(errors.length, 2)], [left, width - right]);
+  const x = scaleLinear([1, Math.max(errors.length, 2)], [left, width - right - LABEL]);
   const most = largest(points.map((p) => p[1]), 0.0001);
   const y = scaleLinear([0, most], [height - bottom, top]).nice();
   const last = points.at(-1);
@@ -58,8 +59,8 @@ export function errorCurve(errors) {
           `${percentTick(last[1])} with ${last[0]}`,
           axes(x, y, 'trees', percentTick), svg('path', { class: 'curve', d: path }),
           svg('circle', { class: 'end', cx: x(last[0]), cy: y(last[1]), r: 4 }),
-          svg('text', { class: 'end-label', x: x(last[0]), y: y(last[1]) - 10,
-                        'text-anchor': 'end' }, percentTick(last[1]))));
+          svg('text', { class: 'end-label', x: x(last[0]) + 9, y: y(last[1]) + 4 },
+              percentTick(last[1]))));
 }
 
 /** A bar a tree; of many trees several share one, the mean. */

@@ -4,11 +4,17 @@
 
 const SVG = 'http://www.w3.org/2000/svg';
 
+function setStyle(style, values) {
+  for (const [property, value] of Object.entries(values)) {
+    property.startsWith('--') ? style.setProperty(property, value) : style[property] = value;
+  }
+}
+
 function fill(element, attributes, children) {
   for (const [name, value] of Object.entries(attributes)) {
     if (value === null || value === undefined || value === false) continue;
     if (name.startsWith('on')) element.addEventListener(name.slice(2), value);
-    else if (name === 'style') Object.assign(element.style, value);
+    else if (name === 'style') setStyle(element.style, value);
     else element.setAttribute(name, value === true ? '' : value);
   }
   const present = (child) => child !== null && child !== undefined;

@@ -1,18 +1,21 @@
 // Builds the page from the model in it.
 import { amount, counted, el, name } from './dom.js';
 import { readModel } from './model.js';
-import { classColour, themeSwitch } from './colours.js';
+import { hatchings, themeSwitch } from './colours.js';
+import { classKey } from './key.js';
 import { TreeView } from './tree_view.js';
 import { nodePanel } from './panel.js';
 import { searchBox } from './search.js';
 import { caseForm } from './case_form.js';
 import { RuleList } from './rules.js';
-import { errorMeasures, matrices } from './matrices.js';
+import { matrices } from './matrices.js';
+import { classFigures, overallTable } from './metrics.js';
+import { dependenceSection } from './dependence.js';
+import { hintsOf } from './hints.js';
+import { trainingPage } from './profile.js';
 import { importanceBars } from './charts.js';
 import { ensembleCharts, treePicker } from './ensemble.js';
 import { preparePrint } from './print.js';
-
-const KEYED = 30;  // classes named in the key
 
 const section = (id, title, ...content) =>
   el('section', { id, 'aria-labelledby': `${id}-title` },
@@ -49,16 +52,7 @@ function header(model) {
           el('p', { class: 'muted' }, model.kind, ' for ', name(target.name), ', ',
              counted(model.classNames.length - 1, 'class', 'classes'),
              model.cases > 0 ? `, grown on ${amount(model.cases)} cases` : '')), button),
-    figures(model));
-}
-
-function classKey(model) {
-  const n = model.classNames.length - 1;
-  const codes = Array.from({ length: Math.min(n, KEYED) }, (_, i) => i + 1);
-  return el('ul', { class: 'key', 'aria-label': 'Colours of the classes' },
-    codes.map((code) => el('li', {}, el('span', { class: 'swatch', style: {
-      background: classColour(model, code) } }), name(model.classNames[code]))),
-    n > KEYED ? el('li', { class: 'muted' }, `and ${n - KEYED} more`) : null);
+    figures(model), hintsOf(model));
 }
 
 const button = (label, act, attributes = {}) =>
@@ -114,13 +108,16 @@ function importanceSection(model) {
 
 /** Everything but the tree, in the order of the page. */
 function otherSections(model, form, rules, choose) {
+  const dependence = dependenceSection(model);
   return [
     section('case', 'Classify a case', form.element),
     section('rules', 'Rules', rules.element),
-    model.matrices.length > 0 ? section('errors', 'Errors', matrices(model), errorMeasures(model))
-      : null,
+    model.matrices.length > 0 ? section('errors', 'Errors and figures', overallTable(model),
+                                        matrices(model), classFigures(model)) : null,
     importanceSection(model),
+    dependence ? section('dependence', 'Dependence on an attribute', dependence) : null,
     model.ensemble ? section('ensemble', 'Ensemble', ensembleCharts(model, choose)) : null,
+    section('training', 'Training', trainingPage(model)),
   ].filter(Boolean);
 }
 
@@ -150,7 +147,7 @@ function build() {
   const main = el('main', {}, sections);
   document.getElementById('no-script').replaceWith(
     header(model), el('nav', { 'aria-label': 'Sections' }, links), main,
-    el('footer', { class: 'muted' }, model.made_by));
+    el('footer', { class: 'muted' }, model.made_by), hatchings());
   choose(0);
   preparePrint(tree.view, rules, main);
   performance.mark('orvik-report-ready');

@@ -1,4 +1,4 @@
-// Confusion matrices as heat maps, with the figures that follow from them.
+// Confusion matrices as heat maps.
 import { amount, el, name, percent } from './dom.js';
 
 const WIDE = 14;  // classes from which cells have no second line
@@ -52,16 +52,6 @@ export function matrices(model) {
     return el('p', { class: 'muted' }, 'There are too many classes for a picture of the matrix.');
   }
   return el('div', { class: 'matrices' }, listed.map((matrix) =>
-    el('div', { class: 'scroll', tabindex: 0, role: 'region', 'aria-label': matrix.title },
+    el('div', { class: 'scroll tall', tabindex: 0, role: 'region', 'aria-label': matrix.title },
        heatMap(matrix))));
-}
-
-/** The figures of all matrices side by side. */
-export function errorMeasures(model) {
-  const labels = model.matrices[0].figures.map(([label]) => label);
-  return el('div', { class: 'scroll' }, el('table', { class: 'measures' },
-    el('thead', {}, el('tr', {}, el('th', { scope: 'col' }, 'Measure'),
-       model.matrices.map((m) => el('th', { scope: 'col', class: 'number' }, m.title)))),
-    el('tbody', {}, labels.map((label, i) => el('tr', {}, el('th', { scope: 'row' }, label),
-       model.matrices.map((m) => el('td', { class: 'number' }, m.figures[i][1])))))));
 }

@@ -4,6 +4,9 @@
 // first; a tree is decoded when it is first looked at. Nodes are numbers from then on.
 import { shown } from './dom.js';
 
+/** In place of a confidence. */
+export const NO_CASES = 'no cases: class of the node above';
+
 /** Reads the fields of one tree. Arrays go by node unless said otherwise. */
 class Tree {
   constructor(model, raw, number) {
@@ -80,6 +83,8 @@ class Tree {
   }
 
   isLeaf(i) { return this.children[i] === 0; }
+  /** A leaf without cases has the class of the node above. */
+  hasCases(i) { return this.weight[i] > 0; }
   kids(i) {
     const all = [];
     for (let k = this.first[i]; k >= 0; k = this.next[k]) all.push(k);
@@ -173,6 +178,10 @@ export function readModel() {
   }));
   model.classNames = ['?', ...model.columns[raw.class].values];
   model.matrices = raw.matrices.map((m) => ({ ...m, names: model.classNames }));
+  model.profile = new Map((raw.profile ?? []).map((p) =>
+    [p.column, { ...p, labels: p.labels.map(shown) }]));
+  model.nodeProfiles = new Map((raw.node_profiles ?? []).map((p) =>
+    [p.node, { ...p, labels: p.labels.map(shown) }]));  // of the first tree
   model.name = shown(raw.name);
   model.tree = (i) => decoded[i] ??= new Tree(model, raw.trees[i], i);
   model.shownTrees = raw.trees.length;

@@ -1,8 +1,8 @@
 // What there is to say of the selected node.
 import { amount, counted, el, name, percent } from './dom.js';
-import { conditionParts, conditions } from './model.js';
-import { classColour } from './colours.js';
-import { swatch } from './tooltip.js';
+import { NO_CASES, conditionParts, conditions } from './model.js';
+import { classBar, swatch } from './colours.js';
+import { columnHistogram, rangeText } from './profile.js';
 
 const LISTED = 40;  // classes
 
@@ -27,10 +27,8 @@ function distribution(tree, node) {
   const rows = parts.slice(0, LISTED).map(([code, share]) => {
     const part = share / tree.weight[node];
     return el('tr', {},
-      el('th', { scope: 'row' }, swatch(tree.model, code), name(tree.model.classNames[code])),
-      el('td', { class: 'bar-cell' }, el('span', { class: 'bar', style: {
-        width: `${(100 * share / most).toFixed(2)}%`,
-        background: classColour(tree.model, code) } })),
+      el('th', { scope: 'row' }, swatch(code), name(tree.model.classNames[code])),
+      el('td', { class: 'bar-cell' }, classBar(code, 100 * share / most)),
       el('td', { class: 'number' }, amount(share)),
       el('td', { class: 'number muted' }, percent(part)));
   });
@@ -46,18 +44,39 @@ function distribution(tree, node) {
 const fact = (label, value) => [el('dt', {}, label), el('dd', {}, value)];
 
 function facts(tree, node) {
+  if (!tree.hasCases(node)) {
+    return el('dl', { class: 'facts' }, fact('Class', el('span', {}, swatch(tree.classOf[node]),
+      name(tree.className(node)))), fact('Confidence', NO_CASES));
+  }
   const list = el('dl', { class: 'facts' },
     fact('Cases', el('span', {}, amount(tree.weight[node]), el('span', { class: 'muted' },
       ` · ${percent(tree.weight[node] / tree.weight[0])} of all`))),
-    fact('Class', el('span', {}, swatch(tree.model, tree.classOf[node]),
+    fact('Class', el('span', {}, swatch(tree.classOf[node]),
                      name(tree.className(node)))));
-  if (tree.weight[node] > 0) {
-    list.append(...fact('Confidence', percent(1 - tree.wrong(node) / tree.weight[node])));
-  }
-  list.append(...fact('Of other classes', amount(tree.wrong(node))),
+  list.append(...fact('Confidence', percent(1 - tree.wrong(node) / tree.weight[node])),
+              ...fact('Of other classes', amount(tree.wrong(node))),
               ...fact('Errors estimated', amount(tree.error[node])));
   if (!tree.isLeaf(node)) list.append(...fact('Below', counted(tree.below[node], 'node', 'nodes')));
   return list;
+}
+
+/**
+ * The values of the tested column with the node's cut: of the rows given that come here, or where
+ * that is not known of all of them.
+ */
+function testedHistogram(tree, node) {
+  const { model } = tree;
+  const test = tree.testOf(node, 0);
+  const here = tree.number === 0 ? model.nodeProfiles.get(node) : undefined;
+  const profile = here ?? model.profile.get(test.column.place);
+  if (!profile) return null;
+  const cut = tree.cut[node] < 0 ? null : test.column.cutNumbers[tree.cut[node]];
+  return el('figure', { class: 'tested' },
+    el('figcaption', {}, name(test.column.name),
+       here ? ' of the rows given that come here' : ' of all rows given',
+       cut === null ? '' : `, cut at ${test.value}`),
+    columnHistogram(model, profile, cut),
+    el('div', { class: 'muted small' }, name(rangeText(profile))));
 }
 
 export function nodePanel(panel, view) {
@@ -80,7 +99,7 @@ export function nodePanel(panel, view) {
       test && el('p', { class: 'reached' }, 'reached where ', conditionNode(
         { ...test, upTo: test.relation === '≤' ? test.value : undefined,
           above: test.relation === '>' ? test.value : undefined })),
-      facts(tree, node), distribution(tree, node),
+      facts(tree, node), distribution(tree, node), leaf ? null : testedHistogram(tree, node),
       el('h4', {}, 'Rule'), el('p', { class: 'rule' }, ...ruleNodes(tree, node)), buttons,
     ].filter(Boolean));
   };

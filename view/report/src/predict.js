@@ -42,6 +42,31 @@ function addLeaf(tree, leaf, share, sums) {
   }
 }
 
+/** Takes a case from a node down all its branches where a value is unknown. */
+function spread(tree, start, values, visit, add) {
+  const open = [[start, 1]];
+  while (open.length > 0) {
+    const [from, share] = open.pop();
+    const node = descend(tree, from, values, share, visit);
+    if (tree.isLeaf(node)) {
+      add(node, share);
+      continue;
+    }
+    const kids = tree.kids(node).reverse();  // the first child is taken first
+    for (const kid of kids) {
+      open.push([kid, share * tree.weight[kid] / tree.weight[node]]);
+    }
+  }
+}
+
+/** Adds what is likely of a case: where no training case came, by the nearest node above. */
+export function shareOut(tree, values, sums) {
+  spread(tree, 0, values, () => {}, (leaf, share) => {
+    while (!tree.hasCases(leaf) && tree.parent[leaf] >= 0) leaf = tree.parent[leaf];
+    addLeaf(tree, leaf, share, sums);
+  });
+}
+
 /**
  * Classifies by one tree. `values` has, by column, null (unknown), the number of a continuous
  * column or the place of a discrete column's value.
@@ -54,22 +79,10 @@ export function classify(tree, values) {
   if (tree.isLeaf(end)) {
     const right = tree.distribution(end).find(([code]) => code === tree.classOf[end]);
     const confidence = tree.weight[end] > 0 ? (right ? right[1] : 0) / tree.weight[end] : 1;
-    return { code: tree.classOf[end], confidence, shares };
+    return { code: tree.classOf[end], confidence, shares, noCases: !tree.hasCases(end) };
   }
   const sums = new Float64Array(tree.model.classNames.length);
-  const open = [[end, 1]];
-  while (open.length > 0) {
-    const [from, share] = open.pop();
-    const node = descend(tree, from, values, share, visit);
-    if (tree.isLeaf(node)) {
-      addLeaf(tree, node, share, sums);
-      continue;
-    }
-    const kids = tree.kids(node).reverse();  // the first child is taken first
-    for (const kid of kids) {
-      open.push([kid, share * tree.weight[kid] / tree.weight[node]]);
-    }
-  }
+  spread(tree, end, values, visit, (leaf, share) => addLeaf(tree, leaf, share, sums));
   const code = argmax(sums);
   return { code, confidence: sums[code], shares, sums };
 }

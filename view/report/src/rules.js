@@ -1,12 +1,13 @@
 // The rules of a tree: one a leaf, sortable and filterable. Only the lines in view are in the page.
 import { amount, counted, el, name, oncePerFrame, percent } from './dom.js';
-import { conditionText, conditions } from './model.js';
+import { NO_CASES, conditionText, conditions } from './model.js';
 import { ruleNodes } from './panel.js';
-import { swatch } from './tooltip.js';
+import { swatch } from './colours.js';
 
 const LINE = 36;       // pixels, as in the style sheet
 const SPARE = 8;       // lines beyond the edge
 const PRINTED = 300;
+const WHOLE = 20;      // on a narrow screen, at a time
 
 /** What a leaf says; its conditions are put together when they are asked for. */
 class Rule {
@@ -14,20 +15,20 @@ class Rule {
     Object.assign(this, { tree, node, number, code: tree.classOf[node] });
     this.support = tree.weight[node];
     this.errors = tree.error[node];
-    this.confidence = this.support > 0 ? 1 - tree.wrong(node) / this.support : 1;
+    this.confidence = this.support > 0 ? 1 - tree.wrong(node) / this.support : null;
   }
   get all() { return this.found ??= conditions(this.tree, this.node); }
   get length() { return this.all.length; }
   get text() { return this.line ??= this.all.map(conditionText).join(' and ') || 'every case'; }
 }
 
-/** The rules in the order of the tree. */
+/** The rules in the order of the tree, those without cases last. */
 export function rulesOf(tree) {
-  const rules = [];
-  for (let node = 0; node < tree.size; ++node) {
-    if (tree.isLeaf(node)) rules.push(new Rule(tree, node, rules.length + 1));
-  }
-  return rules;
+  const leaves = [];
+  for (let node = 0; node < tree.size; ++node) if (tree.isLeaf(node)) leaves.push(node);
+  return [...leaves.filter((node) => tree.hasCases(node)),
+          ...leaves.filter((node) => !tree.hasCases(node))]
+    .map((node, i) => new Rule(tree, node, i + 1));
 }
 
 const COLUMNS = [
@@ -44,7 +45,9 @@ export function sorted(rules, key, falling) {
   const { value } = COLUMNS.find((c) => c.key === key);
   const order = (a, b) => typeof value(a) === 'string'
     ? value(a).localeCompare(value(b), 'en', { numeric: true }) : value(a) - value(b);
-  return [...rules].sort((a, b) => (falling ? -order(a, b) : order(a, b)) || a.number - b.number);
+  const last = (a, b) => (a.confidence === null) - (b.confidence === null);
+  return [...rules].sort((a, b) => last(a, b) || (falling ? -order(a, b) : order(a, b)) ||
+                                   a.number - b.number);
 }
 
 export class RuleList {
@@ -53,6 +56,7 @@ export class RuleList {
     this.goTo = goTo;
     this.key = 'number';
     this.falling = false;
+    this.narrow = matchMedia('(max-width: 700px)');
     this.count = el('span', { class: 'count', role: 'status', 'aria-live': 'polite' });
     this.filter = el('input', { type: 'search', placeholder: 'Filter by text', dir: 'auto',
                                 'aria-label': 'Filter the rules', spellcheck: 'false' });
@@ -69,6 +73,7 @@ export class RuleList {
                               'aria-label': 'List of rules' }, this.table);
     this.filter.addEventListener('input', () => this.refresh());
     this.ofClass.addEventListener('change', () => this.refresh());
+    this.narrow.addEventListener('change', () => { this.first = null; this.fill(); });
     this.scroll.addEventListener('scroll', oncePerFrame(() => this.fill()));
     new ResizeObserver(() => this.fill()).observe(this.scroll);
     this.element = el('div', { class: 'rule-list' },
@@ -115,9 +120,22 @@ export class RuleList {
     this.fill();
   }
 
+  /** On a narrow screen rules stand one below the other in full, more of them when asked for. */
+  fillWhole(more = 0) {
+    if (this.first === 'whole' && more === 0) return;
+    this.wholeLines = (this.first === 'whole' ? this.wholeLines : WHOLE) + more;
+    this.first = 'whole';
+    const rest = this.lines.length - this.wholeLines;
+    this.body.replaceChildren(...this.lines.slice(0, this.wholeLines).map((r) => this.line(r)));
+    if (rest <= 0) return;
+    this.body.append(el('tr', {}, el('td', {}, el('button', { type: 'button',
+      onclick: () => this.fillWhole(WHOLE) }, `${counted(rest, 'more rule', 'more rules')}`))));
+  }
+
   /** Puts the lines in view, and empty space for those above and below. */
   fill() {
     if (!this.lines) return;
+    if (this.narrow.matches) return this.fillWhole();
     const room = Math.ceil((this.scroll.clientHeight || 480) / LINE);
     const top = Math.max(0, Math.floor(this.scroll.scrollTop / LINE) - SPARE);
     const end = Math.min(this.lines.length, top + room + 2 * SPARE);
@@ -138,13 +156,14 @@ export class RuleList {
                               onclick: () => this.goTo(rule.node) }, String(rule.number));
     return el('tr', { 'data-node': rule.node }, el('td', {}, go),
       el('td', { class: 'text', title: rule.text }, ...ruleNodes(this.tree, rule.node)),
-      el('td', { class: 'number' }, String(rule.length)),
-      el('td', { class: 'cell' }, swatch(this.model, rule.code),
+      el('td', { class: 'number', 'data-title': 'Tests' }, String(rule.length)),
+      el('td', { class: 'cell' }, swatch(rule.code),
          name(this.model.classNames[rule.code])),
-      el('td', { class: 'number' }, amount(rule.support), el('span', { class: 'muted' },
-         ` ${percent(rule.support / whole)}`)),
-      el('td', { class: 'number' }, percent(rule.confidence)),
-      el('td', { class: 'number' }, amount(rule.errors)));
+      ...(rule.confidence === null ? [el('td', { class: 'muted', colspan: 3 }, NO_CASES)] : [
+        el('td', { class: 'number', 'data-title': 'Support' }, amount(rule.support),
+           el('span', { class: 'muted' }, ` ${percent(rule.support / whole)}`)),
+        el('td', { class: 'number', 'data-title': 'Confidence' }, percent(rule.confidence)),
+        el('td', { class: 'number', 'data-title': 'Errors est.' }, amount(rule.errors))]));
   }
 
   /** On paper the first rules stand in full. */

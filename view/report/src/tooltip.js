@@ -1,17 +1,15 @@
 // What a node says when the pointer rests on it.
 import { amount, el, name, percent } from './dom.js';
-import { classColour } from './colours.js';
+import { NO_CASES } from './model.js';
+import { swatch } from './colours.js';
 
 const LISTED = 6;
-
-export const swatch = (model, code) =>
-  el('span', { class: 'swatch', style: { background: classColour(model, code) } });
 
 /** The largest classes of a node, the rest as one line. */
 function shares(tree, node) {
   const parts = tree.distribution(node).sort((a, b) => b[1] - a[1]);
   const rows = parts.slice(0, LISTED).map(([code, share]) =>
-    el('tr', {}, el('td', {}, swatch(tree.model, code), name(tree.model.classNames[code])),
+    el('tr', {}, el('td', {}, swatch(code), name(tree.model.classNames[code])),
        el('td', { class: 'number' }, amount(share)),
        el('td', { class: 'number' }, percent(share / tree.weight[node]))));
   if (parts.length > LISTED) {
@@ -35,7 +33,9 @@ export class Tooltip {
       this.box.replaceChildren(
         el('strong', {}, heading, name(tree.title(node))),
         el('div', { class: 'muted' },
-           `${amount(tree.weight[node])} cases · ${amount(tree.error[node])} errors estimated`),
+           tree.hasCases(node)
+             ? `${amount(tree.weight[node])} cases · ${amount(tree.error[node])} errors estimated`
+             : NO_CASES),
         shares(tree, node));
     }
     this.box.hidden = false;

@@ -4,7 +4,7 @@
 // many to a path. Links are paths by width. What is drawn is bounded by the screen, not by the
 // tree: nodes and links that would fall on the same pixels are drawn once.
 import { amount, clipped, svg } from './dom.js';
-import { classColour } from './colours.js';
+import { classColour, hatching, markPath } from './colours.js';
 import { CARD } from './tree_layout.js';
 
 export const READABLE = 0.42;  // least scale of a card
@@ -105,7 +105,7 @@ export class Drawing {
       const place = `${x} ${Math.round(y * scale)}`;
       if (taken.has(place) && !special) continue;
       taken.add(place);
-      const key = special || classColour(this.tree.model, this.tree.classOf[i]);
+      const key = special || classColour(this.tree.classOf[i]);
       if (!groups.has(key)) groups.set(key, []);
       const height = Math.max(CARD.height, 1 / scale);
       groups.get(key).push(`M${x} ${y}h${CARD.width}v${round(height)}h-${CARD.width}z`);
@@ -152,8 +152,7 @@ export class Drawing {
     const { width, height } = CARD;
     card.append(svg('rect', { class: 'frame', y: -height / 2, width, height, rx: leaf ? 14 : 6 }));
     if (leaf) {
-      card.append(svg('circle', { cx: 15, cy: -8, r: 5,
-                                  style: { fill: classColour(tree.model, tree.classOf[i]) } }));
+      card.append(markPath(tree.classOf[i], { transform: 'translate(10 -13)' }));
     }
     card.append(svg('text', { class: 'title', x: left, y: -4 }, title),
                 svg('text', { class: 'counts', x: 12, y: 10 },
@@ -167,6 +166,7 @@ export class Drawing {
 
   /** Cases and estimated errors; in the short form of the text tree where they are long. */
   counts(i, room) {
+    if (!this.tree.hasCases(i)) return 'no cases';
     const cases = amount(this.tree.weight[i]);
     const errors = amount(this.tree.error[i]);
     if (!(this.tree.error[i] > 0)) return clipped(`${cases} cases`, SMALL_FONT, room);
@@ -191,8 +191,9 @@ export class Drawing {
     for (const [code, share] of parts) {
       const width = room * share / this.tree.weight[i];
       if (width >= 0.3) {
-        bar.append(svg('rect', { x: round(at), y: 14.5, width: round(width), height: 4,
-                                 style: { fill: classColour(this.tree.model, code) } }));
+        const box = { x: round(at), y: 14.5, width: round(width), height: 4 };
+        bar.append(svg('rect', { ...box, style: { fill: classColour(code) } }));
+        if (hatching(code)) bar.append(svg('rect', { ...box, fill: hatching(code) }));
       }
       at += width;
     }

@@ -2,31 +2,54 @@
 // father. Only nodes whose ancestors are all open have a place.
 import { hierarchy, tree as tidyTree } from 'd3-hierarchy';
 
-export const CARD = { width: 168, height: 46 };
-const PITCH = { across: 296, down: 60 };
-const FIRST_PICTURE = 16;  // lines of nodes, at most, at first
+export const CARD = { width: 156, height: 46 };
+const PITCH = { across: 268, down: 56 };
+const APART = 1.15;  // cousins, in units of siblings
+
+/** How many levels and lines of nodes stand in a frame of that size, in its pixels. */
+const roomOf = ({ width, height }) => ({
+  levels: Math.max(2, 1 + Math.floor((width - CARD.width) / PITCH.across)),
+  lines: Math.max(2, Math.floor(height / PITCH.down / (1 + (APART - 1) / 2))),
+});
 
 export class Layout {
-  constructor(tree) {
+  /** `frame`: the room that the first picture is to fit in. */
+  constructor(tree, frame) {
     this.tree = tree;
     this.open = new Uint8Array(tree.size);
     this.x = new Float32Array(tree.size);
     this.y = new Float32Array(tree.size);
     this.visible = [];
-    this.openFirst();
+    this.openFirst(roomOf(frame));
     this.arrange();
   }
 
-  /** Level by level, while it stays a picture to be read at a glance. */
-  openFirst() {
+  /** Level by level as far as they fit, at least one. */
+  openFirst(room) {
     let level = [0];
     let ends = 0;  // leaves above the level
-    while (level.length > 0) {
+    for (let depth = 1; level.length > 0 && depth < room.levels; ++depth) {
       const below = level.flatMap((i) => this.tree.kids(i));
       ends += level.filter((i) => this.tree.isLeaf(i)).length;
-      if (level[0] !== 0 && ends + below.length > FIRST_PICTURE) break;
+      if (depth > 1 && ends + below.length > room.lines) break;
       for (const i of level) this.setOpen(i, true);
       level = below;
+    }
+    this.openHeaviest(level, ends + level.length, room);
+  }
+
+  /** Of a level that does not fit as a whole, and below it, the nodes of the most cases that do. */
+  openHeaviest(level, lines, room) {
+    const { tree } = this;
+    const closed = level.filter((i) => !tree.isLeaf(i));
+    while (closed.length > 0) {
+      closed.sort((a, b) => tree.weight[b] - tree.weight[a]);
+      const next = closed.shift();
+      const fits = lines + tree.children[next] - 1 <= room.lines;
+      if (!fits || tree.level[next] + 1 >= room.levels) continue;
+      this.setOpen(next, true);
+      lines += tree.children[next] - 1;
+      closed.push(...tree.kids(next).filter((i) => !tree.isLeaf(i)));
     }
   }
 
@@ -54,7 +77,7 @@ export class Layout {
   arrange() {
     const kids = (i) => this.open[i] ? this.tree.kids(i) : null;
     const place = tidyTree().nodeSize([PITCH.down, PITCH.across])
-      .separation((a, b) => a.parent === b.parent ? 1 : 1.15);
+      .separation((a, b) => a.parent === b.parent ? 1 : APART);
     const root = place(hierarchy(0, kids));
     this.visible = [];
     root.eachBefore((n) => {

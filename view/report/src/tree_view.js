@@ -9,7 +9,7 @@ import { Tooltip } from './tooltip.js';
 
 const SCALES = [0.0002, 2.5];
 const MARGIN = 28;
-const LEGIBLE = 0.62;      // least scale of the first picture
+const LEGIBLE = 1;         // least scale of the first picture: its smallest text has 11 pixels
 const COMFORTABLE = 0.75;  // scale to which the keyboard brings a node that is too small
 
 export class TreeView extends EventTarget {
@@ -31,8 +31,9 @@ export class TreeView extends EventTarget {
   }
 
   show(tree) {
+    const { width, height } = this.size();
     this.tree = tree;
-    this.layout = new Layout(tree);
+    this.layout = new Layout(tree, { width: width - 2 * MARGIN, height: height - 2 * MARGIN });
     this.state = { selected: 0, focused: null, matches: new Set(), shares: null };
     this.drawing = new Drawing(tree, this.layout, this.state);
     this.picture.replaceChildren(this.drawing.root);

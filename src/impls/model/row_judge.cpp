@@ -1,0 +1,60 @@
+#include "impls/model/row_judge.h"
+
+#include <algorithm>
+
+#include "impls/model/dtree.h"
+#include "zel/util/run_context.h"
+
+namespace orvik::impls {
+
+void row_judge::start(judged_rows& rows) const {
+  if (rows.classes != classes_) rows.classes = classes_;
+  rows.actual.clear();
+  rows.predicted.clear();
+  rows.weights.clear();
+  rows.shares.clear();
+}
+
+void row_judge::add(code_t actual, code_t predicted, double weight,
+                    std::span<const std::uint32_t> codes, judged_rows& rows) const {
+  rows.actual.push_back(actual);
+  rows.predicted.push_back(predicted);
+  rows.weights.push_back(weight);
+  if (classes_.size() > k_most_judged_classes) return;
+  thread_local std::vector<double> shares;
+  thread_local std::vector<code_t> wide;
+  wide.assign(codes.begin(), codes.end());
+  trees_.predict_distribution(table_, wide, shares);
+  rows.shares.insert(rows.shares.end(), shares.begin(), shares.end());
+}
+
+judged_rows dtree::judge(const table& t, const case_list& cases) const {
+  require_values_of(t);
+  constexpr unsigned long k_chunk = 1UL << 10;
+  const std::vector<std::string> classes = class_names();
+  const row_judge judge(trees_, t, classes);
+  const batch_predictor predictor = make_predictor(t);
+  const unsigned long n_attributes = t.n_attributes();
+  std::vector<judged_rows> parts((cases.size() + k_chunk - 1) / k_chunk);
+  const auto judge_chunk = [&](unsigned long i) {
+    const case_span some = case_span(cases).subspan(
+        i * k_chunk, std::min<unsigned long>(k_chunk, cases.size() - i * k_chunk));
+    std::vector<std::uint32_t> codes;
+    std::vector<outcome> outcomes(some.size());
+    gather_codes(t, some, codes);
+    predictor.predict({codes, n_attributes}, outcomes);
+    judge.start(parts[i]);
+    for (std::size_t k = 0; k < some.size(); ++k) {
+      const auto& [row, weight] = some[k];
+      judge.add(t.class_column().get_row_index(row), outcomes[k].predicted, weight,
+                std::span(codes).subspan(k * n_attributes, n_attributes), parts[i]);
+    }
+  };
+  run_->with_workers([&] { run_->for_each_index(parts.size(), judge_chunk); });
+  judged_rows all;
+  judge.start(all);
+  for (const judged_rows& part : parts) append(all, part);
+  return all;
+}
+
+}  // namespace orvik::impls
