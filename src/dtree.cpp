@@ -209,20 +209,6 @@ std::vector<dtree::prediction> dtree::predict_codes(const std::vector<code_t>& c
   return predictions_of(*impl_, codes, n, &shares);
 }
 
-std::vector<dtree::prediction> dtree::predict_codes(const std::vector<code_t>& codes,
-                                                    unsigned long n,
-                                                    std::vector<double>& shares) const {
-  std::vector<prediction> found = predict_codes(codes, n);
-  const std::size_t width = n == 0 ? 0 : codes.size() / n;
-  shares.clear();
-  std::vector<double> of_case;
-  for (auto at = codes.begin(); n > 0; at += static_cast<long>(width), --n) {
-    impl_->predict_distribution({at, at + static_cast<long>(width)}, of_case);
-    shares.insert(shares.end(), of_case.begin(), of_case.end());
-  }
-  return found;
-}
-
 double dtree::get_oob_error(table* t) const {
   return impl_->oob_error(required(t, k_no_training_table));
 }

@@ -6,6 +6,7 @@
 // engine's sum() does with the last bits differs from engine to engine.
 #include <cfloat>
 #include <cmath>
+#include <stdexcept>
 
 #include "forms.h"
 #include "node_tables.h"
@@ -36,7 +37,8 @@ constexpr char k_query[] = R"source(
     WHERE b.father = r.node AND a.orvik_row = r.orvik_row
       AND CASE WHEN r.value IS NULL THEN b.weight <> 0 OR b.whole = 0
                ELSE (b.above IS NULL OR r.value > b.above)
-                    AND (b.up_to IS NULL OR r.value <= b.up_to) END),
+                    AND (b.up_to IS NULL OR r.value <= b.up_to)
+                    AND (b.other_than IS NULL OR r.value <> b.other_than) END),
   parts AS (
     SELECT r.orvik_row, r.tree, s.class, r.part * s.weight / s.whole AS share,
            ROW_NUMBER() OVER (PARTITION BY r.orvik_row, r.tree, s.class ORDER BY r.node) AS place
@@ -107,6 +109,18 @@ std::string upper_border(const orvik::column_view& c, orvik::code_t code) {
 std::string lower_border(const orvik::column_view& c, orvik::code_t code) {
   const auto value = static_cast<float>(c.number(code));
   return decimal(float_border(std::nextafter(value, -FLT_MAX)));
+}
+
+/// A query adds up in no order of its own: what votes or shares of different size come to would hang
+/// on the engine.
+void require_equal_votes(const chosen_tree& chosen) {
+  const unsigned long n = chosen.roots().size();
+  bool equal = n == 1 || chosen.model.get_combination() == orvik::combination::votes;
+  for (unsigned long i = 0; n > 1 && i < n; ++i) equal = equal && chosen.model.get_votes(i) == 1;
+  if (equal) return;
+  throw std::runtime_error(
+      "as SQL trees have one vote each, and those of this model have not: --tree N, from 1 to " +
+      std::to_string(n) + ", writes one of them");
 }
 
 class sql_writer {
@@ -216,12 +230,13 @@ void sql_writer::write_classes() {
 void sql_writer::write_branch(const placed_node& below, const std::string& number) {
   using orvik::branch_test;
   if (below.level == 0) {
-    out_ << ",\n    (-1," << number << ",NULL,NULL,0,0," << asked_by(below.node) << ')';
+    out_ << ",\n    (-1," << number << ",NULL,NULL,NULL,0,0," << asked_by(below.node) << ')';
     return;
   }
   const branch_test test = below.node.test_before();
   const bool one_value = test.how == branch_test::EQUAL, above = test.how == branch_test::ABOVE;
-  const std::string limit = !one_value && test.tested.is_numeric()
+  const bool other = test.how == branch_test::OTHER;
+  const std::string limit = !one_value && !other && test.tested.is_numeric()
                                 ? upper_border(test.tested, test.code)
                                 : std::to_string(test.code);
   const tree_node father = nodes_[static_cast<std::size_t>(below.father)].node;
@@ -229,7 +244,8 @@ void sql_writer::write_branch(const placed_node& below, const std::string& numbe
        << (one_value ? std::to_string(test.code - 1)
            : above   ? limit
                      : "NULL")
-       << ',' << (above ? "NULL" : limit) << ',' << decimal(below.node.weight()) << ','
+       << ',' << (above || other ? "NULL" : limit) << ',' << (other ? limit : "NULL") << ','
+       << decimal(below.node.weight()) << ','
        << decimal(father.weight()) << ',' << asked_by(below.node) << ')';
 }
 
@@ -237,8 +253,9 @@ void sql_writer::write_branches() {
   const auto row = [this](const placed_node& below, const std::string& number) {
     write_branch(below, number);
   };
-  write_rows("branches(father, node, above, up_to, weight, whole, asks)",
+  write_rows("branches(father, node, above, up_to, other_than, weight, whole, asks)",
              "(-1,-1,CAST(NULL AS DOUBLE PRECISION),CAST(NULL AS DOUBLE PRECISION),"
+             "CAST(NULL AS DOUBLE PRECISION),"
              "CAST(0 AS DOUBLE PRECISION),CAST(0 AS DOUBLE PRECISION),-1)",
              row);
 }
@@ -326,6 +343,7 @@ void sql_writer::write_query() {
 }  // namespace
 
 void write_sql(const chosen_tree& chosen, const std::string& relation, std::ostream& out) {
+  require_equal_votes(chosen);
   sql_writer(chosen, relation, out).write();
 }
 

@@ -93,6 +93,7 @@ class svg_writer {
 std::string svg_writer::label_of(const branch_test& test) const {
   const std::string value = words_.utf8(test.printed_value());
   if (test.how == branch_test::UP_TO) return "\u2264 " + value;
+  if (test.how == branch_test::OTHER) return "\u2260 " + value;
   return test.how == branch_test::ABOVE ? "> " + value : value;
 }
 

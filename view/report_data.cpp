@@ -111,6 +111,11 @@ void data_writer::write_head(const std::string& title) {
   json_.Bool(model_.is_ensemble());
   key("tree_count");
   json_.Uint64(model_.get_no_trees());
+  key("averages");
+  json_.Bool(model_.get_combination() == orvik::combination::shares);
+  begin("votes");
+  for (unsigned long i = 0; i < model_.get_no_trees(); ++i) json_.number(model_.get_votes(i));
+  json_.EndArray();
   key("cases");
   json_.Uint64(model_.get_tree(0).n_cases());
   key("class");
@@ -160,9 +165,11 @@ void data_writer::write_tests(const std::vector<placed_node>& nodes) {
   json_.array("cuts", inner, [&](const tree_node& n) { json_.Int64(cut_of(n)); });
 }
 
-/// Place of a node's threshold among those of its column, which it enters; -1 without.
+/// Place of a node's threshold among those of its column, which it enters; -1 of a branch for every
+/// value; of a test of one value -1 less its code.
 long data_writer::cut_of(const tree_node& node) {
   const orvik::branch_test test = node.test(0);
+  if (node.test(1).how == orvik::branch_test::OTHER) return -1 - static_cast<long>(test.code);
   if (test.how != orvik::branch_test::UP_TO) return -1;
   std::map<code_t, long>& known = cuts_[test.tested.index()];
   return known.try_emplace(test.code, static_cast<long>(known.size())).first->second;

@@ -158,10 +158,13 @@ std::vector<std::vector<row_t>> parted(const orvik::tree_node& node, const recod
                                        const std::vector<row_t>& which) {
   std::vector<std::vector<row_t>> below(node.n_children());
   const orvik::branch_test first = node.test(0);
+  const bool one_value = node.test(1).how == orvik::branch_test::OTHER;
   for (const row_t row : which) {
     const code_t code = rows.code_of(row, node.attribute());
     if (code == orvik::k_unknown) continue;
-    const code_t branch = first.how == orvik::branch_test::EQUAL ? code - 1 : code > first.code;
+    const code_t branch = first.how != orvik::branch_test::EQUAL ? code > first.code
+                          : one_value                            ? code != first.code
+                                                                 : code - 1;
     if (branch < below.size()) below[branch].push_back(row);
   }
   return below;

@@ -45,6 +45,7 @@ void path_conditions::enter(unsigned long tests_before, const branch_test& test)
   }
   condition& c = conditions_[place];
   if (test.how == branch_test::EQUAL) c.equals = test.code;
+  if (test.how == branch_test::OTHER) c.others.push_back(test.code);
   if (test.how == branch_test::ABOVE) c.above = std::max(test.code, c.above.value_or(0));
   if (test.how == branch_test::UP_TO) c.up_to = std::min(test.code, c.up_to.value_or(test.code));
 }
@@ -85,6 +86,13 @@ class rule_texts {
 std::string rule_texts::of(const condition& c) const {
   const std::string& name = words_.column_name(c.column);
   if (c.equals) return name + " = " + value(c, *c.equals);
+  if (!c.others.empty()) {
+    std::string text;
+    for (const orvik::code_t code : c.others) {
+      text += (text.empty() ? "" : " and ") + name + " != " + value(c, code);
+    }
+    return text;
+  }
   if (c.above && c.up_to) return value(c, *c.above) + " < " + name + " <= " + value(c, *c.up_to);
   return name + (c.above ? " > " + value(c, *c.above) : " <= " + value(c, *c.up_to));
 }

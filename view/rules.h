@@ -14,7 +14,8 @@ struct condition {
   unsigned long column;                      // of the table
   std::optional<orvik::code_t> above = {};   // exclusive
   std::optional<orvik::code_t> up_to = {};   // inclusive
-  std::optional<orvik::code_t> equals = {};  // then neither of the others
+  std::optional<orvik::code_t> equals = {};  // then none of the others
+  std::vector<orvik::code_t> others = {};    // values that it is not; then neither of the first two
 };
 
 struct rule {

@@ -28,6 +28,7 @@ class rules_writer {
   void text(const std::string& utf8) { json_.text(utf8); }
   void write_value(const char* name, const orvik::column_view& c,
                    std::optional<orvik::code_t> code);
+  void write_value(const orvik::column_view& c, orvik::code_t code);
   void write_condition(const condition& c);
   void write_rule(const rule& r);
 
@@ -43,7 +44,11 @@ void rules_writer::write_value(const char* name, const orvik::column_view& c,
                                std::optional<orvik::code_t> code) {
   if (!code) return;
   key(name);
-  const std::string value = c.exact(*code);
+  write_value(c, *code);
+}
+
+void rules_writer::write_value(const orvik::column_view& c, orvik::code_t code) {
+  const std::string value = c.exact(code);
   c.is_numeric() ? json_.digits(value) : text(words_.utf8(value));
 }
 
@@ -53,6 +58,12 @@ void rules_writer::write_condition(const condition& c) {
   key("column");
   text(words_.column_name(c.column));
   write_value("equals", tested, c.equals);
+  if (!c.equals && !c.others.empty()) {
+    key("none_of");
+    json_.StartArray();
+    for (const orvik::code_t code : c.others) write_value(tested, code);
+    json_.EndArray();
+  }
   write_value("above", tested, c.above);
   write_value("up_to", tested, c.up_to);
   json_.EndObject();

@@ -180,10 +180,6 @@ class ORVIK_EXPORT dtree {
   std::vector<attribute_importance> get_importance(table* t) const;
   std::vector<attribute_importance> get_importance() const;
 
-  /// The same with the shares of the classes by code, case after case, n x n_class_codes() of them.
-  std::vector<prediction> predict_codes(const std::vector<code_t>& codes, unsigned long n,
-                                        std::vector<double>& shares) const;
-
   // Reading the model. The views are valid until it is built, pruned or set to other trees. What
   // is not there without trees throws std::runtime_error.
 

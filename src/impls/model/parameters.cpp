@@ -12,8 +12,11 @@ constexpr const char* k_splits[model::N_SPLIT_TYPES] = {
 
 std::string model_kind(const parameters& p) {
   if (p.kind == ensemble_kind::single) return "one tree";
-  return std::to_string(p.n_trees) +
-         (p.draws_attributes() ? " trees of a random forest" : " bagged trees");
+  const bool draws = p.draws_in_order() || p.how.attributes.draws();
+  const char* const trees = p.kind == ensemble_kind::boosting ? " boosted trees"
+                            : draws                           ? " trees of a random forest"
+                                                              : " bagged trees";
+  return std::to_string(p.n_trees) + trees;
 }
 
 std::string pruning_of(const parameters& p) {

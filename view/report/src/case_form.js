@@ -57,11 +57,13 @@ function voteBars(model, result) {
   const order = [...sums.keys()].filter((code) => sums[code] > 0)
     .sort((a, b) => sums[b] - sums[a]).slice(0, 8);
   return el('table', { class: 'distribution' },
-    el('caption', { class: 'quiet' }, result.votes ? 'Votes of the trees' : 'Shares of the case'),
+    el('caption', { class: 'quiet' }, !result.votes ? 'Shares of the case'
+      : model.averages ? 'Shares of the trees, added' : 'Votes of the trees'),
     el('tbody', {}, order.map((code) => el('tr', {},
       el('th', { scope: 'row' }, swatch(code), name(model.classNames[code])),
       el('td', { class: 'bar-cell' }, classBar(code, 100 * sums[code] / most)),
-      el('td', { class: 'number' }, result.votes ? String(sums[code]) : percent(sums[code]))))));
+      el('td', { class: 'number' }, !result.votes ? percent(sums[code])
+        : Number.isInteger(sums[code]) ? String(sums[code]) : sums[code].toFixed(2))))));
 }
 
 /** The leaf that the largest part of the case came to. */

@@ -22,7 +22,9 @@ class Tree {
     this.level = new Uint32Array(n);
     this.below = new Uint32Array(n);           // nodes under it
     this.column = new Int32Array(n).fill(-1);  // of the test
-    this.cut = new Int32Array(n).fill(-1);     // of a continuous test: place in the column's cuts
+    // Of a continuous test the place in the column's cuts; -1 of a branch for every value; of a test
+    // of one value -2 less its place.
+    this.cut = new Int32Array(n).fill(-1);
     this.weight = new Float64Array(n);
     this.error = Float64Array.from(raw.errors);
     this.classOf = new Uint16Array(n);
@@ -120,6 +122,9 @@ class Tree {
   }
   testOf(node, branch) {
     const column = this.model.columns[this.column[node]];
+    if (this.cut[node] < -1) {
+      return { column, relation: branch === 0 ? '=' : '≠', value: column.values[-2 - this.cut[node]] };
+    }
     if (this.cut[node] < 0) {
       return { column, relation: '=', value: column.values[branch] ?? '?' };
     }
@@ -142,7 +147,8 @@ export function conditions(tree, node) {
   for (const i of tree.path(node).slice(1)) {
     const test = tree.test(i);
     const known = found.get(test.column);
-    if (test.relation === '=' || !known) found.set(test.column, { ...test, ...bound(test) });
+    if (test.relation === '≠' && known) known.value += `, ≠ ${test.value}`;
+    else if (test.relation === '=' || !known) found.set(test.column, { ...test, ...bound(test) });
     else Object.assign(known, bound(test));
   }
   return [...found.values()];
@@ -153,7 +159,9 @@ const bound = (test) => test.relation === '≤' ? { upTo: test.value }
 
 /** A condition as pieces of text: [before, name of the column, after]. */
 export function conditionParts(c) {
-  if (c.relation === '=') return ['', c.column.name, ` = ${c.value}`];
+  if (c.relation === '=' || c.relation === '≠') {
+    return ['', c.column.name, ` ${c.relation} ${c.value}`];
+  }
   if (c.above !== undefined && c.upTo !== undefined) {
     return [`${c.above} < `, c.column.name, ` ≤ ${c.upTo}`];
   }

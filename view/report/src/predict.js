@@ -15,6 +15,7 @@ function argmax(values) {
 /** The branch of a value that is known. */
 function branchOf(tree, node, value) {
   const cut = tree.cut[node];
+  if (cut < -1) return value === -2 - cut ? 0 : 1;
   if (cut < 0) return value;
   return value > tree.model.columns[tree.column[node]].cutNumbers[cut] ? 1 : 0;
 }
@@ -43,8 +44,8 @@ function addLeaf(tree, leaf, share, sums) {
 }
 
 /** Takes a case from a node down all its branches where a value is unknown. */
-function spread(tree, start, values, visit, add) {
-  const open = [[start, 1]];
+function spread(tree, start, values, visit, add, amount = 1) {
+  const open = [[start, amount]];
   while (open.length > 0) {
     const [from, share] = open.pop();
     const node = descend(tree, from, values, share, visit);
@@ -87,13 +88,23 @@ export function classify(tree, values) {
   return { code, confidence: sums[code], shares, sums };
 }
 
-/** Classifies by the model: by its tree, or by the votes of its trees where there are several. */
+/** Classifies by the model: by its tree, or by what its trees say where there are several. */
 export function predict(model, values) {
   if (model.tree_count === 1) return classify(model.tree(0), values);
   const votes = new Float64Array(model.classNames.length);
-  for (let i = 0; i < model.shownTrees; ++i) ++votes[classify(model.tree(i), values).code];
+  let all = 0;
+  for (let i = 0; i < model.shownTrees; ++i) {
+    const tree = model.tree(i);
+    const own = model.votes[i];
+    if (model.averages) {
+      spread(tree, 0, values, () => {}, (leaf, share) => addLeaf(tree, leaf, share, votes), own);
+    } else {
+      votes[classify(tree, values).code] += own;
+    }
+    all += own;
+  }
   const code = argmax(votes);
-  return { code, confidence: votes[code] / model.shownTrees, votes };
+  return { code, confidence: votes[code] / all, votes };
 }
 
 const WHOLE = /^[+-]?\d+$/;
