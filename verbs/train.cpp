@@ -162,7 +162,7 @@ class train_verb : public verb {
   }
 
   bool has_out_of_bag() const {
-    return learning_.kind() != nullptr && learning_.kind()->has_out_of_bag;
+    return learning_.kind() != nullptr && !learning_.kind()->boosts;
   }
 
   static void begin(unit of, unsigned long total) {
