@@ -10,7 +10,8 @@ declare -gA _orvcmd_takes=(
   [-ebp]='' [-ebpg]='' [-ebpa]='' [-pep]='' [-pepg]='' [-pepa]=''
   [-rep]='' [-repg]='' [-repa]='' [-mep]='' [-mepg]='' [-mepa]=''
   [-as]=number [-fslimit]=number [-sfs]='' [-sbe]='' [-dtsbe]=''
-  [-ba]=number [-fo]=number
+  [-ba]=number [-fo]=number [-rf]=number [-bo]=number [-mtry]=attributes [-bag]=number
+  [-free]='' [-binary]='' [-extra]='' [-soft]='' [-noreplace]='' [-balance]=''
   [-h]=number [-hf]=number [-hs]=number [-hd]=number [-cv]='number number'
   [-l]=file [-nl]='' [-lstd]='' [-t]=file [-tstd]='' [-oerr]='' [-imp]=''
   [-x]=file [-xstd]='' [-d]=file [-dstd]='' [-pmml]=file [-json]=file
@@ -54,6 +55,7 @@ _orvcmd() {
     stem) _orvcmd_stems "$current" ;;
     file) _orvcmd_files "$current" ;;
     separator) _orvcmd_words "$current" , "';'" "'|'" "\$'\\t'" ;;
+    attributes) _orvcmd_words "$current" sqrt log2 all ;;
     workers) _orvcmd_words "$current" 0 1 "$(nproc)" ;;
   esac
 }

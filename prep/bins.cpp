@@ -93,6 +93,7 @@ std::vector<counted_number> numbers_of(const column_profile& p) {
 
 bins equal_bins(const std::vector<counted_number>& numbers, unsigned long n) {
   std::vector<double> upto;  // cells up to each value but the last
+  upto.reserve(numbers.size());
   double total = 0;
   for (const counted_number& v : numbers) upto.push_back(total += static_cast<double>(v.count));
   if (!upto.empty()) upto.pop_back();

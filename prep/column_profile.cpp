@@ -13,6 +13,18 @@ namespace {
 constexpr char k_too_many[] = "too many different values in a column";
 constexpr std::size_t k_most_entries = 0xfffffffe;
 
+/// For every byte the bit of the separator that it is, and one of control characters.
+constexpr unsigned k_control_mark = 1U << k_separators.size();
+constexpr std::array<std::uint8_t, 256> k_marks = [] {
+  std::array<std::uint8_t, 256> marks{};
+  for (std::size_t c = 0; c < 0x20; ++c) marks[c] = k_control_mark;
+  marks[0x7f] = k_control_mark;
+  for (std::size_t i = 0; i < k_separators.size(); ++i) {
+    marks[static_cast<unsigned char>(k_separators[i])] |= 1U << i;
+  }
+  return marks;
+}();
+
 }  // namespace
 
 /// Index of the slot of the hash, or of the free one that it would take.
@@ -114,10 +126,11 @@ void column_profile::classify_known(entry& e, std::string_view text, unsigned lo
 
 /// What of a text cannot be written as it stands.
 void column_profile::note_text(std::string_view text, unsigned long line) {
-  for (std::size_t i = 0; i < k_separators.size(); ++i) {
-    if (text.find(k_separators[i]) != text.npos) separators_ |= 1U << i;
-  }
-  if (!rules_->breaks_form(text)) return;
+  unsigned marks = 0;
+  for (const char c : text) marks |= k_marks[static_cast<unsigned char>(c)];
+  separators_ |= marks;
+  const bool may_break = (marks & k_control_mark) != 0 || rules_->out_separator != 0;
+  if (!may_break || !rules_->breaks_form(text)) return;
   if (n_replaced_++ == 0) first_replaced_ = {std::string(text), 1, line};
   replaced_.emplace_back(zel::text::hash_of(rules_->written(text)), text);
 }

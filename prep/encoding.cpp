@@ -1,6 +1,7 @@
 #include "encoding.h"
 
 #include <array>
+#include <cstring>
 
 namespace orvprep {
 
@@ -31,6 +32,16 @@ void append(std::uint32_t c, std::string& to) {
   }
 }
 
+/// How many bytes in front are below 0x80, by words.
+std::size_t ascii_words(std::string_view bytes) {
+  std::size_t n = 0;
+  for (std::uint64_t word; n + sizeof word <= bytes.size(); n += sizeof word) {
+    std::memcpy(&word, bytes.data() + n, sizeof word);
+    if ((word & 0x8080808080808080) != 0) break;
+  }
+  return n;
+}
+
 }  // namespace
 
 bool is_ascii(std::string_view bytes) {
@@ -51,8 +62,10 @@ bool utf8_check::start(unsigned char byte) {
 bool utf8_check::feed(std::string_view bytes) {
   if (left_ == 0 && is_ascii(bytes)) return true;
   bool good = true;
-  for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (left_ == 0) i += ascii_words(bytes.substr(i));
+    if (i == bytes.size()) break;
+    const auto byte = static_cast<unsigned char>(bytes[i]);
     if (left_ > 0 && byte >= lowest_ && byte <= highest_) {
       lowest_ = 0x80;
       highest_ = 0xbf;

@@ -44,9 +44,9 @@ void add(number_reading& r, std::string_view text, std::size_t format) {
   (k_number_formats[format].decimal == '.' ? r.by_point : r.by_comma) = n;
 }
 
-bool may_be_number(std::string_view text) {
-  return !text.empty() && text.size() <= k_longest_grouped &&
-         (is_digit(text[0]) || text.find_first_of("+-.,") == 0);
+bool begins_as_number(std::string_view text) {
+  return !text.empty() &&
+         (is_digit(text[0]) || std::string_view("+-.,").find(text[0]) != text.npos);
 }
 
 }  // namespace
@@ -72,6 +72,7 @@ std::string number_text(std::string_view text, number_format format) {
 
 number_reading reading_of(std::string_view text) {
   number_reading r;
+  if (!begins_as_number(text)) return r;
   const number plain = number_of(text);
   if (plain.kind != number_kind::none) {
     r = {k_all_formats, plain, plain};
@@ -81,7 +82,7 @@ number_reading reading_of(std::string_view text) {
     add(r, text, 3);  // the point between thousands
     return r;
   }
-  if (!may_be_number(text)) return r;
+  if (text.size() > k_longest_grouped) return r;
   for (std::size_t i = 1; i < k_number_formats.size(); ++i) add(r, text, i);
   return r;
 }

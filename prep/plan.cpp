@@ -26,7 +26,7 @@ constexpr char k_no_weights[] = ": --frequencies has no effect without --weights
 constexpr char k_no_effect[] =
     " has no effect on the class; --bins makes ordered classes of its numbers";
 constexpr char k_scaled[] =
-    "orvcmd scales them to sum to the rows; --frequencies says that they are numbers of cases";
+    "scaled to sum to the rows; --frequencies says that they are numbers of cases";
 constexpr char k_many_numbers[] =
     "the last column is a number of many values; name the class by --class, or make ordered "
     "classes "
@@ -208,7 +208,7 @@ class planner {
       sum += n.value * static_cast<double>(n.count);
     }
     return zel::text::shortest_decimal(sum) + " cases in " +
-           counted(profiles_[i].n_cells(), " rows; orvcmd -norescale keeps them so");
+           counted(profiles_[i].n_cells(), " rows, which orvcmd -norescale keeps");
   }
 
   void make_class(std::size_t i) {
@@ -261,7 +261,8 @@ class planner {
   }
 
   void add_notes(std::size_t i) {
-    if (plans_[i].is("ignore")) return;
+    // What looks as a key may be a column of numbers but for a few cells.
+    if (plans_[i].is("ignore") && !plans_[i].key) return;
     plans_[i].note = joined(plans_[i].note, reading_note(profiles_[i], rules_));
     if (writes_texts(plans_[i]) && profiles_[i].n_replaced() > 0) add_replaced(i);
   }

@@ -95,17 +95,6 @@ void source::pass_over(unsigned long first_lines, char comment) {
   at_start_ = false;
 }
 
-void source::find_encoding() {
-  while (!checked_) {
-    rewind();
-    try {
-      while (!read().empty()) continue;
-    } catch (const other_encoding&) {  // known now
-    }
-  }
-  rewind();
-}
-
 void source::rewind() {
   if (!at_start_) open();
 }

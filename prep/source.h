@@ -35,8 +35,6 @@ class source {
   /// where there is none.
   unsigned long first_odd_line() const { return first_odd_line_; }
 
-  /// Reads to the end, so that no later reading throws other_encoding.
-  void find_encoding();
   /// Passes over the first lines, and over those that begin with `comment` outside of quotes (0:
   /// none), from the next rewind() on.
   void pass_over(unsigned long first_lines, char comment);

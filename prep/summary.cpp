@@ -65,31 +65,21 @@ std::string quoted_word(char separator) {
   return std::string("'") + separator + "'";
 }
 
-void write_encoding(const table_input& in, std::ostream& out) {
+}  // namespace
+
+void write_remarks(const table_input& in, std::ostream& out) {
   const encoding encoded = in.bytes().encoded();
   if (encoded == encoding::cp1252 && in.bytes().first_odd_line() > 0) {
     out << "no UTF-8 (first in line " << in.bytes().first_odd_line()
-        << "): read as CP1252 (Latin-1), written in UTF-8; see --encoding\n";
+        << "): read as CP1252 (Latin-1); see --encoding\n";
   } else if (encoded == encoding::utf16_little || encoded == encoding::utf16_big) {
-    out << "UTF-16, written in UTF-8\n";
+    out << "read as UTF-16\n";
   }
-}
-
-/// What is said of the file as a whole.
-void write_remarks(const table_input& in, const table_plan& plan, std::ostream& out) {
-  write_encoding(in, out);
   if (in.form().n_comments > 0) {
     out << "lines 1 to " << in.form().n_comments << " are comments, passed over\n";
   }
   if (in.form().has_last_separators) out << "rows end with a separator: no column behind it\n";
-  const char separator = plan.cells.out_separator;
-  if (separator != ',') {
-    out << "written with " << shown(separator) << " between the cells: orvcmd -sep "
-        << quoted_word(separator) << '\n';
-  }
 }
-
-}  // namespace
 
 void write_summary(const table_input& in, const table_plan& plan, std::ostream& out) {
   const layout& form = in.form();
@@ -119,7 +109,11 @@ void write_summary(const table_input& in, const table_plan& plan, std::ostream& 
     text.erase(text.find_last_not_of(' ') + 1);
     out << text << '\n';
   }
-  write_remarks(in, plan, out);
+  write_remarks(in, out);
+  if (const char c = plan.cells.out_separator; c != ',') {
+    out << "written with " << shown(c) << " between the cells: orvcmd -sep " << quoted_word(c)
+        << '\n';
+  }
 }
 
 }  // namespace orvprep

@@ -5,6 +5,7 @@
 #include "intake.h"
 #include "orvik/orvik.h"
 #include "row_file.h"
+#include "summary.h"
 #include "zel/text/message.h"
 #include "zel/util/run_context.h"
 
@@ -45,6 +46,7 @@ training_input load_delimited(const input_options& from, std::ostream& told) {
   unsigned long n_dropped = 0;
   training_input result;
   result.table = orvprep::load_rows(planned, base_name(from.file), n_dropped);
+  orvprep::write_remarks(planned.in, told);
   tell_notes(planned.plan, told);
   if (n_dropped > 0) told << "  " << n_dropped << " rows of unknown class left out\n";
   result.how = {planned.in.form().separator, how.layout.comment, std::move(planned.plan)};

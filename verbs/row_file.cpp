@@ -87,9 +87,10 @@ class delimited_file : public row_file {
         in_header_ = false;
         return true;
       }
-      if (n == of_.names_.size()) return to_.end_of_row(n, line);
+      if (n == of_.form_.n_cells()) return to_.end_of_row(of_.names_.size(), line);
       throw orvprep::file_error(
-          of_.file_, line, std::to_string(n) + k_other_length + std::to_string(of_.names_.size()));
+          of_.file_, line,
+          std::to_string(n) + k_other_length + std::to_string(of_.form_.n_cells()));
     }
 
    private:

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 
 namespace orvik {
@@ -22,7 +21,9 @@ struct attribute_draw {
   rule how = BY_KIND;
   double amount = 0;
 
-  bool operator==(const attribute_draw&) const = default;
+  bool operator==(const attribute_draw& other) const {
+    return how == other.how && amount == other.amount;
+  }
   /// Of k > 0 usable attributes; at least 1, at most k.
   unsigned long of(unsigned long k) const {
     const auto all = static_cast<double>(k);
@@ -30,7 +31,7 @@ struct attribute_draw {
     if (how == COUNT) n = amount;
     if (how == PERCENT) n = std::floor(all * amount / 100);
     if (how == SQUARE_ROOT) n = std::floor(std::sqrt(all));
-    if (how == LOGARITHM) n = static_cast<double>(std::bit_width(k) - 1);
+    if (how == LOGARITHM) n = static_cast<double>(std::ilogb(all));
     return static_cast<unsigned long>(std::clamp(n, 1.0, all));
   }
   /// Whether attributes are drawn one by one.
@@ -49,7 +50,10 @@ struct growth {
   /// A discrete attribute of more than two values is tested for one of them.
   bool one_value = false;
 
-  bool operator==(const growth&) const = default;
+  bool operator==(const growth& other) const {
+    return attributes == other.attributes && free == other.free &&
+           random_cuts == other.random_cuts && one_value == other.one_value;
+  }
   bool draws() const { return attributes.draws() || random_cuts; }
 };
 
@@ -59,7 +63,9 @@ struct resampling {
   bool replace = true;    ///< a case may be drawn again (Breiman 1996)
   bool balanced = false;  ///< the classes are drawn equally often
 
-  bool operator==(const resampling&) const = default;
+  bool operator==(const resampling& other) const {
+    return share == other.share && replace == other.replace && balanced == other.balanced;
+  }
 };
 
 /// How the trees of an ensemble answer together.

@@ -40,7 +40,7 @@ bool is_complete(std::string_view option, std::size_t n_arguments) {
     options::parse(static_cast<int>(words.size()), words.data());
     return true;
   } catch (const early_end& end) {
-    return end.status == 0;  // the usage text
+    return end.status == 0 || !end.text.ends_with(": argument expected\n");
   }
 }
 

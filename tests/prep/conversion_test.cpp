@@ -53,6 +53,12 @@ std::string repeated(const std::string& text, int n) {
   return all;
 }
 
+std::string counted_up(int n) {
+  std::string all;
+  for (int i = 0; i < n; ++i) all += std::to_string(i) + ",q\n";
+  return all;
+}
+
 const std::vector<awkward>& awkward_files() {
   const std::string two = "a,string,discrete\nk,string,class\n";
   const std::string number = "a,integer,continuous\nk,string,class\n";
@@ -213,6 +219,10 @@ const std::vector<awkward>& awkward_files() {
       {"nearly all numbers", "a,k\n" + repeated("1,p\n2,q\n3,q\n", 12) + "abc,p\n", two,
        repeated("1,p\n2,q\n3,q\n", 12) + "abc,p\n", nothing,
        "97.30 % are numbers, but not 'abc' (line 38): --also-unknown 'abc'"},
+      {"nearly all numbers, all different",
+       "a,k\n1.5,p\n2.5,p\n3.5,p\n" + counted_up(30) + "abc,p\n", "a,null,ignore\nk,string,class\n",
+       repeated("?,p\n", 3) + repeated("?,q\n", 30) + "?,p\n", nothing,
+       "different in every row, left out; 97.06 % are numbers, but not 'abc' (line 35)"},
       {"equal names", "x,y,x,x.2\n1,2,3,u\n4,5,6,v\n2,2,3,v\n",
        "x,integer,continuous\ny,string,discrete\nx.3,string,discrete\nx.2,string,class\n",
        "1,2,3,u\n4,5,6,v\n2,2,3,v\n", [](settings& s) { s.columns.continuous = {"x"}; },
@@ -268,14 +278,14 @@ const std::vector<awkward>& awkward_files() {
       {"weights", "w,a,k\n2,x,p\n5,y,q\n2,y,q\n",
        "w,double,weights\na,string,discrete\nk,string,class\n", "2,x,p\n5,y,q\n2,y,q\n",
        [](settings& s) { s.columns.weights_column = "w"; },
-       "orvcmd scales them to sum to the rows; --frequencies says"},
+       "scaled to sum to the rows; --frequencies says"},
       {"frequencies", "w,a,k\n2,x,p\n5,y,q\n2,y,q\n",
        "w,double,weights\na,string,discrete\nk,string,class\n", "2,x,p\n5,y,q\n2,y,q\n",
        [](settings& s) {
          s.columns.weights_column = "w";
          s.columns.frequencies = true;
        },
-       "9 cases in 3 rows; orvcmd -norescale keeps them so"},
+       "9 cases in 3 rows, which orvcmd -norescale keeps"},
       {"a frequency that is no count", "w,k\n1.5,p\n2,q\n",
        "in: column 'w': a frequency is no whole number: 1.5", "",
        [](settings& s) {
@@ -318,6 +328,26 @@ TEST_F(conversions, of_awkward_files) {
     }
     for (const char* name : {"out.names", "out.data"}) fs::remove(name);
   }
+}
+
+/// Texts long enough that characters of 2, 3 and 4 bytes are cut at the ends of blocks.
+TEST_F(conversions, read_one_text_in_every_encoding) {
+  const auto written = [](const std::string& e, const std::string& sign, bool wide) {
+    std::string file = wide ? "\xff\xfe" : "";
+    for (const char c : "a,k\n" + repeated("E,S\nEE,x\n", 60000)) {
+      file += c == 'E' ? e : c == 'S' ? sign : wide ? std::string{c, '\0'} : std::string{c};
+    }
+    return file;
+  };
+  const auto becomes = [&](const std::string& file, const std::string& text) {
+    write("in", file);
+    convert(plain(), said_);
+    EXPECT_TRUE(read("out.data") == text.substr(4));  // too long to be shown
+  };
+  const std::string smiles = written("\xc3\xa9", "\xf0\x9f\x98\x80", false);
+  becomes(smiles, smiles);
+  becomes(written("\xe9\0"s, "\x3d\xd8\x00\xde"s, true), smiles);
+  becomes(written("\xe9", "\x80", false), written("\xc3\xa9", "\xe2\x82\xac", false));
 }
 
 TEST_F(conversions, leave_keys_out_and_say_what_else_they_did) {
@@ -365,6 +395,20 @@ TEST_F(conversions, bring_a_second_file_into_the_form_of_the_first) {
   EXPECT_EQ(error_of_converting(how), "test: no column 'n': it is needed, as in the training file");
   write("test", "k,a,n\np,x,many\n");
   EXPECT_EQ(error_of_converting(how), "test:2: column 'n': not a number: 'many'");
+}
+
+TEST_F(conversions, read_a_second_file_as_the_first) {
+  write("in", "a;b;k\n1,5;u;1\n-;v;2\n2;u;3\n");
+  write("test", "k\tb\ta\n2\tu,v\t1234,5\n\tv\tNone\n7,5\tv\t2,25\n");
+  settings how = plain();
+  how.test = "test";
+  how.drop_unclassed = true;
+  how.columns.classes = bins_of("1,2");
+  convert(how, said_);
+  EXPECT_EQ(read("out.names"),
+            "a\tdouble\tcontinuous\nb\tstring\tdiscrete\nk\tostring:<=1;1-2;>2\tclass\n");
+  EXPECT_EQ(read("out.data"), "1.5\tu\t<=1\n?\tv\t1-2\n2\tu\t>2\n");
+  EXPECT_EQ(read("out.test"), "1234.5\tu,v\t1-2\n2.25\tv\t>2\n");
 }
 
 TEST_F(conversions, read_gzip_and_pipes) {

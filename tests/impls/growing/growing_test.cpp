@@ -157,7 +157,7 @@ TEST(growing, on_counted_cases_agrees_with_growing_node_by_node) {
     case_list own(cases);
     zel::util::rand_gen draws(1, round), same_draws(1, round);
     const auto expected = grow_level_by_level(*t, own, [&](decision_node& node, unsigned long) {
-      node.split(*t, orvik::model::GAIN_RATIO, 2, nullptr, t->n_attributes(),
+      node.split(*t, {orvik::model::GAIN_RATIO, 2, nullptr, t->n_attributes()},
                  forest ? &draws : nullptr);
     });
     decision_tree tree;
