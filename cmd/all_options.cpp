@@ -52,6 +52,8 @@ Output
     -tb FILE  -db FILE   save the model; the table
     -t FILE  -tstd       text report, into a file; on standard output
     -oerr  -imp          in it: ordinal errors; the importance of attributes
+    -metrics             in it: precision, recall, areas, log-loss and more, with intervals
+    -mjson FILE          these figures as JSON
     -x FILE  -xstd       PMML 2.0, likewise
     -d FILE  -dstd       a graph for Graphviz, likewise
     -pmml FILE           PMML 4.4

@@ -111,8 +111,8 @@ std::string lower_border(const orvik::column_view& c, orvik::code_t code) {
   return decimal(float_border(std::nextafter(value, -FLT_MAX)));
 }
 
-/// A query adds up in no order of its own: what votes or shares of different size come to would hang
-/// on the engine.
+/// A query adds up in no order of its own: what votes or shares of different size come to would
+/// hang on the engine.
 void require_equal_votes(const chosen_tree& chosen) {
   const unsigned long n = chosen.roots().size();
   bool equal = n == 1 || chosen.model.get_combination() == orvik::combination::votes;
@@ -245,8 +245,8 @@ void sql_writer::write_branch(const placed_node& below, const std::string& numbe
            : above   ? limit
                      : "NULL")
        << ',' << (above || other ? "NULL" : limit) << ',' << (other ? limit : "NULL") << ','
-       << decimal(below.node.weight()) << ','
-       << decimal(father.weight()) << ',' << asked_by(below.node) << ')';
+       << decimal(below.node.weight()) << ',' << decimal(father.weight()) << ','
+       << asked_by(below.node) << ')';
 }
 
 void sql_writer::write_branches() {

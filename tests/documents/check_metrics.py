@@ -54,7 +54,7 @@ def judged(model, rows, weighted):
             documents.spread(tree, codes, 1.0, sums)
         shares.append([s / len(model.trees) for s in sums])
         actual.append(row[-1])
-        predicted.append(documents.predict(model.trees, model.ensemble, codes, model.classes)[0])
+        predicted.append(documents.predict(model, codes)[0])
     weights = [float(row[-2]) if weighted else 1.0 for row in rows]
     return numpy.array(actual), predicted, weights, numpy.array(shares)
 

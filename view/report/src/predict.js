@@ -2,7 +2,7 @@
 //
 // A case that has no value for a test goes down every branch, in proportion to the weight of the
 // training cases that did; its class is the first of the largest sum. Trees of an ensemble have one
-// vote each. Sums add up in the program's order: they come out alike to the last bit.
+// vote each, boosted ones their own, or their shares are averaged. Sums add up in the program's order: they come out alike to the last bit.
 
 import { numberOf } from './model.js';
 
