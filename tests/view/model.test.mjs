@@ -65,7 +65,8 @@ test('a case has the class and the confidence that the program gives it', () => 
     if (at !== i % names.length || (role !== 'discrete' && role !== 'continuous')) return cell;
     return type.endsWith('string') ? 'never seen' : '17';
   }));
-  for (const options of [[], FULL, ['-fo', '9', '-seed', '3', ...FULL], ['-ba', '2', '-seed', '1']]) {
+  for (const options of [[], FULL, ['-fo', '9', '-seed', '3', ...FULL], ['-ba', '2', '-seed', '1'],
+                         ['-binary', '-free'], ['-bo', '5', '-soft', '-binary', '-mtry', '2', '-seed', '3']]) {
     assertScores(shop.grow(rentals, ...options), names, [...rows, ...gaps, ...unseen]);
   }
 });
