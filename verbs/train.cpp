@@ -94,7 +94,8 @@ class train_verb : public verb {
     learning_.declare(all);
     all.group("How it is tested");
     all.real("--holdout", holdout_, 0.001, 99.999, "percent of the rows that are kept for a test");
-    all.number("--cv", folds_, 2, 1'000'000, "folds of the cross-validation (10, where nothing else tests)");
+    all.number("--cv", folds_, 2, 1'000'000,
+               "folds of the cross-validation (10, where nothing else tests)");
     all.flag("--no-cv", no_cv_, "no cross-validation");
     learning_.declare_run(all);
     all.examples(k_examples);
@@ -161,9 +162,7 @@ class train_verb : public verb {
     return no_cv_ || other_test || t.get_no_rows() < 2 ? 0 : std::min(k_folds, t.get_no_rows());
   }
 
-  bool has_out_of_bag() const {
-    return learning_.kind() != nullptr && !learning_.kind()->boosts;
-  }
+  bool has_out_of_bag() const { return learning_.kind() != nullptr && !learning_.kind()->boosts; }
 
   static void begin(unit of, unsigned long total) {
     zel::util::default_context().progress().begin(of, total);
