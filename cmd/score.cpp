@@ -5,7 +5,7 @@
 
 #include "log.h"
 #include "outputs.h"
-#include "zel/util/run_context.h"
+#include "zel/util/progress_display.h"
 
 namespace orvcmd {
 
@@ -32,7 +32,7 @@ void use_default_notation(std::ostream* log) {
 double score_into(output& file, const options& opt, const orvik::dtree& model,
                   unseen_values* unseen) {
   unsigned long rows = 0;
-  zel::util::default_context().progress().begin(zel::util::progress::unit::rows, 0);
+  zel::util::progress::stage("scoring");
   try {
     return model.score(opt.score_data_file, opt.separator, *file.stream(), rows, opt.separator,
                        opt.probabilities, unseen);

@@ -109,13 +109,13 @@ class row_pipeline {
 /// error. Throws "TITLE(row N): ERROR", N from 1, for the earliest bad row, and what reading the
 /// input or a cancelled run throws, each after all that comes before was written.
 template <class Output, class Work, class Write>
-void for_each_row_block(zel::util::run_context& run, zel::inpout::stream& in, const char* title,
-                        unsigned long& rows, const Work& work, const Write& write) {
+void for_each_row_block(const zel::util::run_context& run, zel::inpout::stream& in,
+                        const char* title, unsigned long& rows, const Work& work,
+                        const Write& write) {
   rows = 0;
   const auto finish = [&](row_block<Output>& b) {
     write(b.output);
     rows += b.rows;
-    run.count(zel::util::progress::unit::rows, b.rows);
     if (!b.error) return;
     throw std::runtime_error(title + ("(row " + std::to_string(rows + 1)) + "): " + *b.error);
   };
