@@ -1,5 +1,6 @@
 // orvik test: how good a model is on rows whose classes are known.
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 
 #include "figures.h"
@@ -49,38 +50,65 @@ class test_verb : public verb {
                                model->get_schema().class_column().name() +
                                "', the class; orvik predict needs none");
     }
-    const auto matrix = tested(*model, rows);
-    write_file(output_, [&](std::ostream& out) { write(*model, *matrix, out); });
+    const results found = tested(*model, rows);
+    write_file(output_, [&](std::ostream& out) { write(*model, found, out); });
   }
 
  private:
-  std::unique_ptr<orvik::conf_matrix> tested(const orvik::dtree& model, new_rows& rows) const {
-    auto matrix = std::make_unique<orvik::conf_matrix>(model.class_values());
+  struct results {
+    std::unique_ptr<orvik::conf_matrix> matrix;
+    orvik::judged_rows rows;
+  };
+
+  results tested(const orvik::dtree& model, new_rows& rows) const {
+    results all{std::make_unique<orvik::conf_matrix>(model.class_values()), {}};
+    all.rows.classes = model.class_values();
+    const bool with_shares = all.rows.classes.size() <= orvik::k_most_judged_classes;
     unsigned long unclassed = 0;
     predicted_rows found;
     zel::util::default_context().progress().begin(zel::util::progress::unit::rows, 0);
     rows.read({}, [&](row_block& block) {
-      predict_block(model, block, /*with_shares=*/false, found);
+      predict_block(model, block, with_shares, found);
       for (unsigned long i = 0; i < block.n; ++i) {
-        if (block.classes[i] == orvik::k_unknown && !block.new_class[i]) {
-          ++unclassed;
-        } else {
-          matrix->add_case(block.classes[i], found.outcomes[i].class_code, block.weights[i]);
-        }
+        const bool unknown = block.classes[i] == orvik::k_unknown && !block.new_class[i];
+        unknown ? static_cast<void>(++unclassed) : add(block, i, found, all);
       }
     });
     if (unclassed > 0) {
       std::cerr << file_ << ": " << unclassed << " rows of unknown class left out\n";
     }
-    if (matrix->ncases() == 0) throw std::runtime_error(file_ + ": no rows of known class");
-    return matrix;
+    if (all.matrix->ncases() == 0) throw std::runtime_error(file_ + ": no rows of known class");
+    return all;
   }
 
-  void write(const orvik::dtree& model, const orvik::conf_matrix& matrix, std::ostream& out) const {
-    if (!json_) return write_figures(matrix, model.class_values(), "rows of " + file_, out);
+  static void add(const row_block& block, unsigned long i, const predicted_rows& found,
+                  results& to) {
+    const orvik::code_t predicted = found.outcomes[i].class_code;
+    to.matrix->add_case(block.classes[i], predicted, block.weights[i]);
+    to.rows.actual.push_back(block.classes[i]);
+    to.rows.predicted.push_back(predicted);
+    to.rows.weights.push_back(block.weights[i]);
+    const unsigned long k = found.shares.size() / block.n;
+    const auto shares = found.shares.begin() + static_cast<std::ptrdiff_t>(i * k);
+    to.rows.shares.insert(to.rows.shares.end(), shares, shares + static_cast<std::ptrdiff_t>(k));
+  }
+
+  void write(const orvik::dtree& model, const results& found, std::ostream& out) const {
+    const orvik::metrics all = orvik::metrics_of(found.rows, "rows of " + file_);
+    if (!json_) {
+      write_figures(*found.matrix, model.class_values(), "rows of " + file_, out);
+      return orvik::write_metrics_text(all, out);
+    }
+    std::ostringstream figures;
+    orvik::write_metrics_json({all}, figures);
+    const std::string text = figures.str();
     zel::text::json_sink sink(out);
     json_out json(sink);
-    json.object([&] { write_figures(matrix, model.class_values(), file_, json); });
+    json.object([&] {
+      write_figures(*found.matrix, model.class_values(), file_, json);
+      json.key("metrics");
+      json.RawValue(text.data(), text.find_last_not_of('\n') + 1, rapidjson::kObjectType);
+    });
     out << '\n';
   }
 
