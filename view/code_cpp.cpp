@@ -199,7 +199,7 @@ void cpp_writer::write_reading() {
 
 void cpp_writer::write() {
   out_ << "// The class " << cpp_literal(schema_.class_column().name()) << " by the model "
-       << cpp_literal(words_.model_name()) << ": written by orvview.\n"
+       << cpp_literal(words_.model_name()) << ": written by orvik view.\n"
        << k_head;
   write_row();
   write_classes();

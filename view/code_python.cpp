@@ -163,7 +163,7 @@ void python_writer::write_nodes() {
 void python_writer::write() {
   out_ << "#!/usr/bin/env python3\n# The class "
        << python_literal(words_.column_name(schema_.class_column().index())) << " by the model "
-       << python_literal(words_.model_name()) << ": written by orvview.\n"
+       << python_literal(words_.model_name()) << ": written by orvik view.\n"
        << k_python_head;
   write_names();
   write_columns();
