@@ -230,6 +230,7 @@ bool dtree::recall_draws(table* t) { return impl_->recall_draws(required(t, k_no
 bool dtree::has_draws() const { return impl_->has_draws(); }
 std::string dtree::get_name() const { return impl_->name(); }
 bool dtree::is_ensemble() const { return impl_->is_ensemble(); }
+bool dtree::is_boosted() const { return impl_->trees().kind() == impls::ensemble_kind::boosting; }
 combination dtree::get_combination() const { return impl_->trees().answer(); }
 double dtree::get_votes(unsigned long i) const {
   return impl_->trees().votes(checked_tree(*impl_, i));

@@ -308,7 +308,8 @@ void sql_writer::write_trees() {
 void sql_writer::write() {
   out_ << "-- The class " << cpp_literal(schema_.class_column().name()) << " of every row of "
        << cpp_literal(relation_) << " by the model " << cpp_literal(words_.model_name())
-       << ": written by orvik view.\n-- Unknown values are NULL. Columns of numbers must hold numbers."
+       << ": written by orvik view.\n-- Unknown values are NULL. Columns of numbers must hold "
+          "numbers."
        << "\nWITH RECURSIVE\n";
   write_asked();
   write_trees();

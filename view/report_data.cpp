@@ -418,9 +418,9 @@ void data_writer::write_out_of_bag() {
   json_.array("oob", draws ? model_.get_oob_errors(rows_) : std::vector<double>(),
               [&](double error) { json_.number(error); });
   key("oob_note");
-  text(!model_.is_ensemble() || draws ? ""
-       : rows_ == nullptr             ? k_no_draws_without_rows
-                                      : k_no_draws_without_seed);
+  text(!model_.is_ensemble() || model_.is_boosted() || draws ? ""
+       : rows_ == nullptr                                    ? k_no_draws_without_rows
+                                                             : k_no_draws_without_seed);
 }
 
 /// The rows that a case can be picked from: texts by column, empty where nothing asks for one.

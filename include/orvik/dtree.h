@@ -184,9 +184,11 @@ class ORVIK_EXPORT dtree {
   // is not there without trees throws std::runtime_error.
 
   std::string get_name() const;
-  /// Whether it was grown as bagged trees or as a forest, and whether its trees vote: an ensemble
-  /// of one tree answers as that tree does.
+  /// Whether it was grown as bagged trees, as a forest or by boosting, the last of which grows all
+  /// trees on all cases; and whether its trees answer together: an ensemble of one tree answers as
+  /// that tree does.
   bool is_ensemble() const;
+  bool is_boosted() const;
   bool votes() const;
   /// How they do that, and the votes of tree i; of one that is not boosted one.
   combination get_combination() const;

@@ -24,6 +24,7 @@ struct attribute_draw {
   bool operator==(const attribute_draw& other) const {
     return how == other.how && amount == other.amount;
   }
+  bool is_valid() const { return how <= LOGARITHM && amount >= 0; }
   /// Of k > 0 usable attributes; at least 1, at most k.
   unsigned long of(unsigned long k) const {
     const auto all = static_cast<double>(k);
@@ -63,6 +64,8 @@ struct resampling {
   bool replace = true;    ///< a case may be drawn again (Breiman 1996)
   bool balanced = false;  ///< the classes are drawn equally often
 
+  /// Ten draws a case are the most.
+  bool is_valid() const { return share > 0 && share <= (replace ? 10 : 1); }
   bool operator==(const resampling& other) const {
     return share == other.share && replace == other.replace && balanced == other.balanced;
   }

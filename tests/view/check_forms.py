@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
 """Scores rows by the forms that orvik view gives a model and compares with what orvcmd scores.
 
-Usage: check_forms.py ORVCMD ORVIK ROOT CXX, where ROOT is the checkout and CXX a compiler; with
+Usage: check_forms.py ORVCMD ORVIK ROOT CXX, where ROOT is the checkout and CXX a compiler, or "" to
+compile nothing and look at few tables; with
 tables named by their files (NAMES DATA ...) behind it these are checked instead of the project's
 own. Exit status 0 if all agree.
 
 Rows are those of training, some with values left out, and others with values that training did
-not have; classes and printed
-confidences must be the same: of the C++ source compiled, of the Python module, of the SQL query in
+not have; classes and printed confidences must be the same: of the C++ source compiled, of the Python module, of the SQL query in
 SQLite, and of the JSON of orvcmd by the reader of check_documents.py. A row with all
 its values must fit one rule, whose class and confidence it has. Pictures must be well-formed, with
 every node apart from the others, and summaries as wide as the window.
@@ -295,12 +295,13 @@ def write_borders(folder):
 def main(orvcmd, orvik, root, cxx, *files):
     with tempfile.TemporaryDirectory() as folder:
         further = (write_borders, write_ties, write_hostile)
-        for table in documents.tables_of(root, files, folder, further):
+        tables = documents.tables_of(root, files, folder, further)
+        for table in tables if cxx else tables[:3]:
             for settings in SETTINGS:
                 check = Check((orvcmd, orvik, cxx), table, settings, folder)
                 check.python()
                 check.read_json()
-                if files or settings in COMPILED:
+                if cxx and (files or settings in COMPILED):
                     check.cpp()
                 if "-bo" not in settings:
                     check.sql()
@@ -310,7 +311,8 @@ def main(orvcmd, orvik, root, cxx, *files):
                     check.refusals()
                 check.picture()
                 check.summary()
-            check.shares()
+            if cxx:
+                check.shares()
     return 0
 
 

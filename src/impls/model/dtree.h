@@ -68,8 +68,12 @@ class dtree : private zel::util::nocopy {
   /// n trees, each on cases reweighted by the errors of those before it (Freund and Schapire 1996,
   /// with many classes Zhu et al. 2009). Throws std::runtime_error for none. Drops the trees.
   void set_boosting(unsigned long n);
-  void set_growth(const growth& how) { parameters_.how = how; }
-  void set_resampling(const resampling& draws) { parameters_.draws = draws; }
+  void set_growth(const growth& how) {
+    if (how.attributes.is_valid()) parameters_.how = how;
+  }
+  void set_resampling(const resampling& draws) {
+    if (draws.is_valid()) parameters_.draws = draws;
+  }
   /// How the trees of the next builds answer.
   void set_combination(combination how) { parameters_.answer = how; }
 

@@ -136,10 +136,10 @@ bool parameters::read_growth(ibinstream& in) {
   require(layout == k_second_layout, k_bad_layout);
   in >> rule >> how.attributes.amount >> how.free >> how.random_cuts >> how.one_value >>
       draws.share >> draws.replace >> draws.balanced >> answers >> boosted;
-  require(rule <= attribute_draw::LOGARITHM && how.attributes.amount >= 0, k_bad_parameter);
-  require(draws.share > 0 && std::isfinite(draws.share), k_bad_parameter);
+  require(rule <= attribute_draw::LOGARITHM && draws.is_valid(), k_bad_parameter);
   require(answers <= static_cast<unsigned char>(combination::shares), k_bad_parameter);
   how.attributes.how = static_cast<attribute_draw::rule>(rule);
+  require(how.attributes.is_valid(), k_bad_parameter);
   answer = static_cast<combination>(answers);
   return boosted;
 }
