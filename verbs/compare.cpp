@@ -44,7 +44,7 @@ class compare_verb : public verb {
     all.number("--cv", folds_, 2, 1'000'000, "folds of the cross-validation (10)");
     all.number("--trees", n_trees_, 1, 1'000'000, "trees of the ensembles (25)");
     all.real("--min", learning_.min_weight, 1e-300, 1e300,
-             "least weight of two branches of a split (2)");
+             "least weight of two branches of a split (2, of forests 1)");
     all.group("What is written");
     all.flag("--json", json_, "the table as JSON");
     all.file("-o,--output", output_, "where to; else standard output");
