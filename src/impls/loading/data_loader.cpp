@@ -30,7 +30,7 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr char k_no_stream[] = "no data provider detected.";
+constexpr char k_no_rows_stream[] = "no data provider detected.";
 constexpr char k_no_columns[] = "rows cannot be loaded before the metadata";
 constexpr char k_has_rows[] = "the table has its rows already";
 constexpr char k_fixed_values[] = "rows cannot be loaded into a table whose values are fixed";
@@ -381,7 +381,7 @@ void data_loader::load(std::ostream* log) {
 
 void table::load_data(stream* in, unsigned long workers, std::ostream* log,
                       zel::util::run_context& run) {
-  if (in == nullptr) throw std::runtime_error(k_no_stream);
+  if (in == nullptr) throw std::runtime_error(k_no_rows_stream);
   if (columns_.empty()) throw std::runtime_error(k_no_columns);
   if (n_rows_ > 0) throw std::runtime_error(k_has_rows);
   if (!takes_rows_) throw std::runtime_error(k_fixed_values);

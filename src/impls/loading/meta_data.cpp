@@ -9,7 +9,7 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr char k_no_stream[] = "Reading metadata: no data provider detected.";
+constexpr char k_no_metadata[] = "Reading metadata: no data provider detected.";
 constexpr char k_has_columns[] = "Reading metadata: the table has its columns already";
 
 std::unique_ptr<column> make_column(const std::string& name, std::string type,
@@ -28,7 +28,7 @@ std::unique_ptr<column> make_column(const std::string& name, std::string type,
 }  // namespace
 
 void table::load_meta_data(zel::inpout::stream* in, const std::string& missing_value) {
-  if (in == nullptr) throw std::runtime_error(k_no_stream);
+  if (in == nullptr) throw std::runtime_error(k_no_metadata);
   if (!columns_.empty()) throw std::runtime_error(k_has_columns);
   std::vector<std::unique_ptr<column>> columns;
   std::vector<std::string_view> fields;

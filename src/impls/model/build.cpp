@@ -21,7 +21,6 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr char k_no_table[] = "no table provided to build the tree";
 constexpr char k_no_training[] = "no training provided to build the tree";
 constexpr char k_heavy[] = "the weights of a tree's cases have no finite sum";
 
@@ -37,7 +36,7 @@ void require_finite_weight(const case_list& cases) {
 }  // namespace
 
 void dtree::build(const table* t, const case_list* cases) {
-  if (t == nullptr) throw std::runtime_error(k_no_table);
+  if (t == nullptr) throw std::runtime_error(k_no_table_to_build);
   if (cases == nullptr || cases->empty()) throw std::runtime_error(k_no_training);
   require_cases_of(*t, *cases);
   zel::util::cronos watch;

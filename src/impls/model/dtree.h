@@ -216,6 +216,8 @@ class dtree : private zel::util::nocopy {
   void bin_in(zel::inpout::ibinstream& in);
 
  private:
+  static constexpr char k_no_table_to_build[] = "no table provided to build the tree";
+
   void check_read() const;
   void require_trees() const;
   /// Throws std::runtime_error without trees, and for a table of other values than that of the

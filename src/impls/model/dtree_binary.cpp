@@ -22,7 +22,7 @@ namespace orvik::impls {
 namespace {
 
 constexpr char k_bad_parameter[] = "a parameter of the model is out of range";
-constexpr char k_no_table[] = "trees without a table";
+constexpr char k_no_table_of_trees[] = "trees without a table";
 constexpr char k_no_class[] = "a table without a class";
 constexpr char k_bad_trees[] = "a wrong number of trees";
 constexpr char k_no_attributes[] = "a feature selection without attributes";
@@ -184,7 +184,7 @@ void dtree::bin_in(ibinstream& in) {
   table* schema = nullptr;
   in >> schema;
   table_.reset(schema);
-  require(table_ || n_trees == 0, k_no_table);
+  require(table_ || n_trees == 0, k_no_table_of_trees);
   require(!table_ || table_->has_class(), k_no_class);
   require(parameters_.is_ensemble() || n_trees <= 1, k_bad_trees);
   for (unsigned long i = 0; i < n_trees; ++i) {  // grows with what is read

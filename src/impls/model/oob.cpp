@@ -23,7 +23,7 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr char k_other_table[] = "the table does not hold the training cases";
+constexpr char k_without_training_cases[] = "the table does not hold the training cases";
 
 constexpr std::uint32_t k_no_vote = std::numeric_limits<std::uint32_t>::max();
 
@@ -148,7 +148,7 @@ void dtree::require_training_rows(const table& t) const {
   require_values_of(t);
   bool held = true;
   for (unsigned long i = 0; held && i < cases_.size(); ++i) held = cases_[i].first < t.n_rows();
-  if (!held) throw std::runtime_error(k_other_table);
+  if (!held) throw std::runtime_error(k_without_training_cases);
 }
 
 double dtree::oob_error(const table& t) const {

@@ -11,7 +11,6 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr char k_no_table[] = "no table provided to build the tree";
 constexpr char k_no_eval_subset[] = "set_training_cm with no eval_subset";
 
 }  // namespace
@@ -43,7 +42,7 @@ std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,
 
 void dtree::set_training_cm(const table* t, const case_list* cases) {
   if (cases == nullptr) throw std::runtime_error(k_no_eval_subset);
-  if (t == nullptr) throw std::runtime_error(k_no_table);
+  if (t == nullptr) throw std::runtime_error(k_no_table_to_build);
   training_cm_ = test(*t, *cases, nullptr);
 }
 

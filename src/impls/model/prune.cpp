@@ -13,9 +13,9 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr char k_no_table[] = "no table provided to prune_dt";
+constexpr char k_nothing_to_prune_on[] = "no table provided to prune_dt";
 constexpr char k_no_tree[] = "no unpruned tree";
-constexpr char k_other_table[] = "the table has other values than that of the training cases";
+constexpr char k_other_values[] = "the table has other values than that of the training cases";
 constexpr char k_boosted[] = "boosted trees are pruned as they are grown, and not again";
 constexpr char k_no_training[] = "no training cases provided to prune the tree";
 
@@ -27,11 +27,11 @@ void dtree::require_trees() const {
 
 void dtree::require_values_of(const table& t) const {
   require_trees();
-  if (!have_equal_codes(*table_, t)) throw std::runtime_error(k_other_table);
+  if (!have_equal_codes(*table_, t)) throw std::runtime_error(k_other_values);
 }
 
 void dtree::prune(const table* t, const case_list* prune_cases) {
-  if (t == nullptr) throw std::runtime_error(k_no_table);
+  if (t == nullptr) throw std::runtime_error(k_nothing_to_prune_on);
   require_values_of(*t);
   if (prune_cases != nullptr) require_cases_of(*t, *prune_cases);
   zel::util::cronos watch;

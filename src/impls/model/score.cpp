@@ -12,9 +12,9 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr char k_no_stream[] = "[dtree::evaluate] no input stream";  // published name
+constexpr char k_nothing_to_score[] = "[dtree::evaluate] no input stream";  // published name
 constexpr char k_cannot_write[] = "[dtree::score] cannot write";
-constexpr char k_title[] = "Reading score data: ";
+constexpr char k_scoring_title[] = "Reading score data: ";
 
 /// As "%g" prints it, in any locale.
 void append_number(std::string& line, double value) {
@@ -29,7 +29,7 @@ void append_number(std::string& line, double value) {
 
 double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& rows, char separator,
                     bool probabilities, unseen_values* unseen) const {
-  if (in == nullptr) throw std::runtime_error(k_no_stream);
+  if (in == nullptr) throw std::runtime_error(k_nothing_to_score);
   require_trees();
   zel::util::cronos watch;
   watch.start();
@@ -66,7 +66,7 @@ double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& r
       throw std::runtime_error(k_cannot_write);
     }
   };
-  for_each_row_block<std::string>(*run_, *in, k_title, rows, work, write);
+  for_each_row_block<std::string>(*run_, *in, k_scoring_title, rows, work, write);
 
   if (unseen != nullptr) *unseen = workers.unseen();
   watch.stop();

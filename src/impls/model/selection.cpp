@@ -12,7 +12,7 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr char k_no_table[] = "no table provided to select features";
+constexpr char k_nothing_to_select_on[] = "no table provided to select features";
 constexpr char k_no_cases[] = "no cases provided to select features";
 constexpr char k_too_few[] = " + too few cases to search: all attributes";
 
@@ -20,7 +20,7 @@ constexpr char k_too_few[] = " + too few cases to search: all attributes";
 
 void dtree::feature_selection(const table* t, const case_list* growing,
                               const case_list* searching) {
-  if (t == nullptr) throw std::runtime_error(k_no_table);
+  if (t == nullptr) throw std::runtime_error(k_nothing_to_select_on);
   std::unique_ptr<case_list> all;
   if (growing == nullptr) growing = (all = std::unique_ptr<case_list>(t->get_all())).get();
   if (growing->empty()) throw std::runtime_error(k_no_cases);

@@ -11,8 +11,8 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr char k_no_stream[] = "[dtree::test] no input stream";
-constexpr char k_title[] = "Reading test data: ";
+constexpr char k_nothing_to_test[] = "[dtree::test] no input stream";
+constexpr char k_testing_title[] = "Reading test data: ";
 constexpr char k_no_rows[] = "there must be at least one row of data";
 
 struct tested_row {
@@ -29,7 +29,7 @@ struct block_output {
 
 std::unique_ptr<conf_matrix> dtree::test(zel::inpout::stream* in, const std::string& missing,
                                          unseen_values* unseen, judged_rows* judged) const {
-  if (in == nullptr) throw std::runtime_error(k_no_stream);
+  if (in == nullptr) throw std::runtime_error(k_nothing_to_test);
   require_trees();
   zel::util::cronos watch;
   watch.start();
@@ -59,8 +59,8 @@ std::unique_ptr<conf_matrix> dtree::test(zel::inpout::stream* in, const std::str
     if (judged != nullptr) append(*judged, rows.judged);
   };
   unsigned long rows = 0;
-  for_each_row_block<block_output>(*run_, *in, k_title, rows, work, add_rows);
-  if (rows == 0) throw std::runtime_error(std::string(k_title) + k_no_rows);
+  for_each_row_block<block_output>(*run_, *in, k_testing_title, rows, work, add_rows);
+  if (rows == 0) throw std::runtime_error(std::string(k_testing_title) + k_no_rows);
 
   if (unseen != nullptr) *unseen = workers.unseen();
   watch.stop();

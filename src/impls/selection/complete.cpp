@@ -17,8 +17,6 @@ namespace orvik::impls::selection {
 
 namespace {
 
-constexpr std::size_t k_batch = 32;  // families side by side
-
 /// The best subset of every size met so far.
 class best_by_size {
  public:
@@ -79,7 +77,7 @@ class complete_search {
     std::vector<subset_range> open{whole()};
     while (!open.empty()) {
       std::vector<subset_range> batch;
-      while (!open.empty() && batch.size() < k_batch) {
+      while (!open.empty() && batch.size() < k_side_by_side) {
         if (is_of_use(open.back(), what, acceptable)) {
           batch.push_back(std::move(open.back()));
         } else {

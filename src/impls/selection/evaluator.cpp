@@ -10,13 +10,6 @@
 
 namespace orvik::impls::selection {
 
-namespace {
-
-/// Trees that are grown side by side: enough for the workers, few enough for the memory.
-constexpr std::size_t k_batch = 32;
-
-}  // namespace
-
 void evaluator::rate_first(rated_set& subset) {
   const deadline limit = std::exchange(limit_, deadline());
   rate({&subset, 1});
@@ -57,8 +50,8 @@ bool sharing_evaluator::rate(std::span<rated_set> subsets) {
     if (find_known(each.set) == nullptr) missing.push_back(each.set);
   }
   work_.trees_avoided += subsets.size() - missing.size();
-  for (std::size_t first = 0; first < missing.size(); first += k_batch) {
-    const std::size_t n = std::min(k_batch, missing.size() - first);
+  for (std::size_t first = 0; first < missing.size(); first += k_side_by_side) {
+    const std::size_t n = std::min(k_side_by_side, missing.size() - first);
     if (!rate_new(std::span(missing).subspan(first, n))) return false;
   }
   for (rated_set& each : subsets) {

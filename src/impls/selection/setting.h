@@ -11,6 +11,10 @@
 
 namespace orvik::impls::selection {
 
+/// Trees, or families of them, that are grown side by side: enough for the workers, few enough for
+/// the memory.
+inline constexpr unsigned long k_side_by_side = 32;
+
 /// The table, the lists and the context must outlive the search.
 struct setting {
   const table& t;

@@ -17,7 +17,7 @@ namespace {
 
 constexpr char k_write_unfrozen[] = "oset::bin_out on a unfrozen object";
 constexpr char k_out_of_order[] = "values out of order";
-constexpr char k_not_declared[] = "other values than the type declares";
+constexpr char k_other_values_than_declared[] = "other values than the type declares";
 constexpr char k_no_value[] = "a value that no text is read as";
 
 /// Whether a file has the long double as the processor makes it: it also takes other bytes.
@@ -93,7 +93,7 @@ template <class T>
 bool o_set_typed<T>::adopt(std::vector<T> values) {
   bool differ = true;
   if (ordered_) {
-    zel::inpout::require(values == values_, k_not_declared);
+    zel::inpout::require(values == values_, k_other_values_than_declared);
   } else {
     for (std::size_t i = 1; i < values.size(); ++i) {
       const bool equal = k_numeric && values[i - 1] == values[i];

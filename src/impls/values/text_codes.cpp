@@ -7,7 +7,7 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr char k_too_many[] = "too many distinct values in a column";
+constexpr char k_too_many_texts[] = "too many distinct values in a column";
 
 }  // namespace
 
@@ -43,7 +43,7 @@ text_codes::code text_codes::insert(std::string_view text) {
   if (s.value != 0) return s.value;
 
   if (entries_.size() >= UINT32_MAX - 1 || text.size() >= UINT32_MAX) {
-    throw std::runtime_error(k_too_many);
+    throw std::runtime_error(k_too_many_texts);
   }
   const auto length = static_cast<std::uint32_t>(text.size());
   if (text.size() <= k_inline) {

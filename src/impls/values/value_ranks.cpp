@@ -16,7 +16,7 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr char k_too_many[] = "too many distinct values in a column";
+constexpr char k_too_many_ranks[] = "too many distinct values in a column";
 
 /// A range of this many integers an element takes less memory marked than sorted.
 constexpr std::uint64_t k_marked_range = 16;
@@ -224,7 +224,7 @@ ranked_values<T> rank_values(std::vector<growing_array<T>> parts) {
   std::size_t n = 0;
   for (const auto& part : parts) n += part.size();
   if (n == 0) return {};
-  if (n >= std::numeric_limits<std::uint32_t>::max()) throw std::runtime_error(k_too_many);
+  if (n >= std::numeric_limits<std::uint32_t>::max()) throw std::runtime_error(k_too_many_ranks);
   const bounds<T> b = bounds_of(parts);
   if constexpr (std::is_integral_v<T>) {
     if (above(b.least, b.most) / k_marked_range < n) {
