@@ -15,6 +15,7 @@ The table
     -bd FILE             a table that -db saved
     -sep C               what separates columns, by default ','
     -norescale           case weights as they stand, not summing to the number of rows
+    -ownunk              unknown cells of a discrete attribute are a value of their own
 The model
     -bt FILE             a model that -tb saved, instead of a table
     -m NUM  -depth NUM   least weight of two branches of a split; levels of splits

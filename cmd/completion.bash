@@ -4,7 +4,7 @@
 # The arguments of each option, a word for each: its kind. Nothing is offered for a number.
 declare -gA _orvcmd_takes=(
   [--help]='' [-f]=stem [-fm]=file [-fd]=file [-ft]=file [-fs]=file [-bd]=file [-sep]=separator
-  [-norescale]='' [-unseen]=''
+  [-norescale]='' [-ownunk]='' [-unseen]=''
   [-bt]=file [-m]=number [-depth]=number [-gain]='' [-grpure]=''
   [-np]='' [-npp]='' [-c]=number
   [-ebp]='' [-ebpg]='' [-ebpa]='' [-pep]='' [-pepg]='' [-pepa]=''

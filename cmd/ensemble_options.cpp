@@ -58,6 +58,7 @@ void set_found_best(options& opt) {
   opt.growth = orvik::k_accurate_growth;
   opt.growth.random_cuts = told.random_cuts;
   if (opt.is_given("-mtry")) opt.growth.attributes = told.attributes;
+  opt.own_unknowns = true;
   opt.answer = orvik::combination::shares;
   if (!chooses_pruning(opt)) opt.pruning = orvik::model::NO_PRUNING;
   if (first_given(opt, k_draws).empty()) opt.draws = orvik::k_accurate_draws;

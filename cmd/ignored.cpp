@@ -93,6 +93,7 @@ constexpr option_row k_options[] = {
     {"-fs", EXPERIMENT},
     {"-sep", NO_TEXT_FILE},
     {"-norescale", SAVED_MODEL},
+    {"-ownunk", SAVED_MODEL},
     {"-unseen", EXPERIMENT | NOTHING_READ},
     {"-m", SAVED_MODEL | AS2018},  // which brings its own
     {"-depth", SAVED_MODEL},

@@ -63,6 +63,7 @@ std::unique_ptr<table> load_save_table(const options& opt, std::ostream* log) {
   log_load_rate(log, t->get_no_rows(), t->get_elapsed());
   if (!opt.binary_data_output.empty()) save_binary(*t, opt.binary_data_output, log);
   if (opt.rescale) t->rescale_weights();
+  if (opt.own_unknowns) t->own_unknowns();
   return t;
 }
 

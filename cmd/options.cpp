@@ -296,6 +296,7 @@ constexpr option_row k_options[] = {
     {"-depth", set_max_depth},
     {"-gain", set_to<&options::split_type, model::INFORMATION_GAIN>},
     {"-norescale", set_to<&options::rescale, false>},
+    {"-ownunk", set_to<&options::own_unknowns, true>},
     {"-grpure", set_to<&options::split_type, model::PURE_GAIN_RATIO>},
     {"-np", set_to<&options::pruning, model::PRE_PRUNING_ONLY>},
     {"-npp", set_to<&options::pruning, model::NO_PRUNING>},

@@ -71,8 +71,9 @@ class options {
   double holdout_stratified_deterministic = 0;
   std::int64_t cv_folds = 0;  ///< 0: no cross-validation
   std::int64_t cv_repetitions = 1;
-  bool rescale = true;  ///< rescale the case weights after loading
-  bool forest = false;  ///< never together with bagging
+  bool rescale = true;        ///< rescale the case weights after loading
+  bool own_unknowns = false;  ///< unknown cells of discrete attributes are a value
+  bool forest = false;        ///< never together with bagging
   bool bagging = false;
   std::int64_t n_trees = 1;
   bool boosting = false;  ///< neither of them

@@ -44,8 +44,10 @@ double column_view::number(code_t code) const {
 
 code_t column_view::code_of(const std::string& text) const {
   const code_t code = impls::code_of_text(*column_, text, unknown_text());
-  return code == impls::k_no_code ? k_unknown : code;
+  return code == impls::k_no_code ? code_of_unknown() : code;
 }
+
+code_t column_view::code_of_unknown() const { return column_->values()->code_of_null(); }
 
 code_t column_view::code_in(row_t row) const {
   return row < column_->size() ? column_->get_row_index(row) : k_unknown;

@@ -49,6 +49,8 @@ unsigned long table::get_no_rows() const { return impl_->n_rows(); }
 double table::get_weight(unsigned long row) const { return impl_->get_weight(row); }
 std::string table::get_class(unsigned long row) const { return impl_->get_class(row); }
 double table::get_elapsed() const { return impl_->elapsed(); }
+void table::own_unknowns() { impl_->own_unknowns(); }
+
 void table::rescale_weights() { impl_->rescale_weights(); }
 
 void table::toBinary(const std::string& file) const {

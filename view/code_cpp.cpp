@@ -174,7 +174,9 @@ void cpp_writer::write_codes() {
          << (cuts_numbers ? "cut_code"
              : listed     ? "listed_code"
                           : "value_code")
-         << "(values." << fields_[i] << (cuts_numbers ? ", cuts_" : ", values_") << i << ')';
+         << "(values." << fields_[i] << (cuts_numbers ? ", cuts_" : ", values_") << i;
+    if (const orvik::code_t unknown = tested.column.code_of_unknown()) out_ << ", " << unknown;
+    out_ << ')';
     if (cuts_places) out_ << ", cuts_" << i << ')';
     out_ << ";\n";
   }

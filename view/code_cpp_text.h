@@ -68,20 +68,20 @@ int cut_code(const std::optional<T>& value, const std::array<T, N>& cuts) {
   return 1 + static_cast<int>(std::lower_bound(cuts.begin(), cuts.end(), *value) - cuts.begin());
 }
 
-// The place of a value among ascending ones, from 1; 0 where it is unknown or none of them.
+// The place of a value among ascending ones, from 1; else that of unknown values.
 template <class T, class V, std::size_t N>
-int value_code(const std::optional<T>& value, const std::array<V, N>& values) {
-  if (!value) return 0;
+int value_code(const std::optional<T>& value, const std::array<V, N>& values, int unknown = 0) {
+  if (!value) return unknown;
   const auto at = std::lower_bound(values.begin(), values.end(), V(*value));
-  return at == values.end() || *at != *value ? 0 : 1 + static_cast<int>(at - values.begin());
+  return at == values.end() || *at != *value ? unknown : 1 + static_cast<int>(at - values.begin());
 }
 
 // The same among values in an order of their own.
 template <class T, class V, std::size_t N>
-int listed_code(const std::optional<T>& value, const std::array<V, N>& values) {
-  if (!value) return 0;
+int listed_code(const std::optional<T>& value, const std::array<V, N>& values, int unknown = 0) {
+  if (!value) return unknown;
   const auto at = std::find(values.begin(), values.end(), V(*value));
-  return at == values.end() ? 0 : 1 + static_cast<int>(at - values.begin());
+  return at == values.end() ? unknown : 1 + static_cast<int>(at - values.begin());
 }
 
 template <std::size_t N>

@@ -70,12 +70,13 @@ for _votes in _VOTES:  # one by one: sum() rounds otherwise in some versions
 def _code(column, row):
     """0 for an unknown value, else its place or 1 + the number of cuts below it."""
     name, read, places, cuts = column
+    unknown = 0 if places is None else places.get(UNKNOWN, 0)
     value = row.get(name)
     if value is None or value == UNKNOWN or value != value:
-        return 0
+        return unknown
     value = read(value)
     if places is not None:
-        value = places.get(value, 0)
+        value = places.get(value, unknown)
         if cuts is None or value == 0:
             return value
     return 1 + bisect.bisect_left(cuts, value)

@@ -187,6 +187,9 @@ std::string sql_writer::place_of(const tested_column& tested) const {
             (range ? " > " + lower_border(c, code) + " AND " + name + " <= " : " = ") +
             literal(c, code) + " THEN " + std::to_string(code);
   }
+  if (const orvik::code_t unknown = c.code_of_unknown()) {
+    text += "\n      ELSE " + std::to_string(unknown);
+  }
   return text + " END";
 }
 

@@ -51,6 +51,9 @@ class ORVIK_EXPORT column_view {
   unsigned long n_values() const;
   /// The text of the unknown value.
   const std::string& unknown_text() const;
+  /// The code that predictions take for an unknown cell: k_unknown, or that of the value that
+  /// table::own_unknowns() made of it.
+  code_t code_of_unknown() const;
   // Of code 0 these are the unknown value. They throw std::runtime_error for a code above
   // n_values(), and number() in a column without numbers and for code 0.
   std::string printed(code_t code) const;
@@ -59,8 +62,8 @@ class ORVIK_EXPORT column_view {
 
   /// The code that predictions take for a text: of a number that a continuous column does not have
   /// that of the next larger one or, above all, n_values() + 1; of any other text that the column
-  /// does not have k_unknown. O(log n_values()). Throws std::runtime_error for a text that is no
-  /// value of the column's type.
+  /// does not have code_of_unknown(). O(log n_values()). Throws std::runtime_error for a text that
+  /// is no value of the column's type.
   code_t code_of(const std::string& text) const;
   /// The code in a row; k_unknown in a column that stores nothing and in a row that there is not.
   code_t code_in(row_t row) const;

@@ -76,6 +76,10 @@ class ORVIK_EXPORT table {
   double get_elapsed() const;
   /// Scales the case weights so that they sum to the number of rows.
   void rescale_weights();
+  /// Makes the unknown cells of every discrete attribute of texts that has any a value of their
+  /// own, named as the unknown one, of ordered texts the last; models of this table take unknown
+  /// cells of these attributes for that value. Subsets stay as they are. O(rows).
+  void own_unknowns();
 
   // Subsets, weighted by the table; the caller deletes them.
   [[nodiscard]] subset* get_wsubset_all() const;

@@ -21,7 +21,7 @@ import tempfile
 import xml.etree.ElementTree as ET
 
 NS = "{http://www.dmg.org/PMML-4_4}"
-SETTINGS = ([], ["-fo", "1", "-seed", "4"], ["-npp", "-m", "0.5"], ["-ebpa"], ["-ba", "4", "-np", "-seed", "2"],
+SETTINGS = ([], ["-fo", "1", "-seed", "4"], ["-npp", "-m", "0.5"], ["-ebpa"], ["-ba", "4", "-np", "-ownunk", "-seed", "2"],
             ["-fo", "7", "-npp", "-m", "0.5", "-seed", "1"], ["-rf", "5", "-seed", "3"],
             ["-binary", "-free"], ["-bo", "5", "-binary"], ["-bo", "4", "-soft", "-mtry", "2", "-seed", "6"])
 Node = collections.namedtuple("Node", "weight score confidence shares field goes children")
@@ -125,6 +125,7 @@ class Pmml44:
         target = [name for name, use in schema.items() if use == "target"]
         self.classes = self.fields[target[0]][2]
         self.active = [name for name, use in schema.items() if use == "active"]
+        self.instead = {f.get("name"): f.get("missingValueReplacement") for f in model.find(NS + "MiningSchema")}
         ensemble = model.find(NS + "Segmentation")
         method = "" if ensemble is None else ensemble.get("multipleModelMethod")
         self.averages = method in ("average", "weightedAverage")
@@ -147,7 +148,11 @@ class Pmml44:
         return None if optype == "categorical" and value not in map(reader, values) else value
 
     def predict(self, row):
-        return predict(self, {name: self.read(name, row[name]) for name in self.active})
+        codes = {name: self.read(name, row[name]) for name in self.active}
+        for name in self.active:
+            if codes[name] is None and self.instead[name] is not None:
+                codes[name] = self.read(name, self.instead[name])
+        return predict(self, codes)
 
 
 class Pmml20:
@@ -212,12 +217,13 @@ class Json:
     def code(self, i, text):
         column = self.columns[i]
         reader = READERS.get(column["type"], str)
+        values = [reader(v) for v in column.get("values", [])]
+        own = values.index(column["unknown"]) if column["unknown"] in values else None
         if text == column["unknown"]:
-            return None
+            return own
         if "values" not in column:
             return reader(text)
-        values = [reader(v) for v in column["values"]]
-        return values.index(reader(text)) if reader(text) in values else None
+        return values.index(reader(text)) if reader(text) in values else own
 
     def predict(self, row):
         codes = {i: self.code(i, row[c["name"]]) for i, c in enumerate(self.columns)

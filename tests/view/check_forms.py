@@ -27,7 +27,7 @@ import xml.etree.ElementTree as ET
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "documents"))
 import check_documents as documents
 
-SETTINGS = ([], ["-npp", "-m", "0.5"], ["-fo", "7", "-npp", "-m", "0.5", "-seed", "1"],
+SETTINGS = ([], ["-npp", "-m", "0.5", "-ownunk"], ["-fo", "7", "-npp", "-m", "0.5", "-seed", "1"],
             ["-binary", "-free"], ["-bo", "7", "-soft", "-mtry", "2", "-binary", "-seed", "5"])
 COMPILED = (SETTINGS[0], SETTINGS[2], SETTINGS[4])  # compilers are slow
 ROWS = 10000

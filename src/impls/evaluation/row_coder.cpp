@@ -39,7 +39,7 @@ std::string not_admitted(std::string_view value, const std::string& column) {
 
 code_t code_of_text(const column& c, const std::string& text, const std::string& missing) {
   const o_set& values = *c.values();
-  if (text == missing || text == values.null_value()) return k_unknown;
+  if (text == missing || text == values.null_value()) return values.code_of_null();
   try {
     code_t code;
     if (values.get_order(text.c_str(), code)) return code;
@@ -171,7 +171,7 @@ code_t row_coder::known_code(unsigned long column, std::string_view text, bool a
     throw std::runtime_error(not_admitted(text, table_.get_column(column).name()));
   }
   ++unseen_[column];
-  return k_unknown;
+  return columns_[column].code_of_unknown();
 }
 
 template <class Code>
@@ -179,13 +179,14 @@ bool row_coder::look_up(const field& f, const cell_batch& cells, Code* codes, st
   field_codes& known = columns_[f.column];
   const bool admits_null = f.as != use::CLASS;
   unsigned long unseen = 0;
+  const code_t of_unknown = known.code_of_unknown();
   try {
     for (std::size_t row = 0; row < cells.rows; ++row, codes += stride) {
       const code_t code = known.code_of(cells, row);
       const bool is_seen = code != k_no_code && (admits_null || code != k_unknown);
       if (!is_seen && !rules_.admit_unseen) return false;
       unseen += !is_seen;
-      *codes = static_cast<Code>(is_seen ? code : k_unknown);
+      *codes = static_cast<Code>(is_seen ? code : of_unknown);
     }
   } catch (const std::runtime_error&) {
     return false;

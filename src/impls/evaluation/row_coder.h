@@ -22,9 +22,9 @@ namespace orvik::impls {
 /// Names of columns, each with the number of its values that were taken as unknown.
 using unseen_values = std::vector<std::pair<std::string, unsigned long>>;
 
-/// The code of `text` in the (frozen) value set of `c`, 0 for the column's own unknown value and
-/// for `missing`; k_no_code where the set does not hold it and the column has no numeric order.
-/// Throws std::runtime_error for a text that is no value of the set's type.
+/// The code of `text` in the (frozen) value set of `c`, that of an unknown cell for the column's
+/// own unknown value and for `missing`; k_no_code where the set does not hold it and the column has
+/// no numeric order. Throws std::runtime_error for a text that is no value of the set's type.
 code_t code_of_text(const column& c, const std::string& text, const std::string& missing);
 
 /// "value V for column N not admitted", of V the first 200 bytes, control bytes shown as "?".
@@ -51,6 +51,8 @@ class field_codes {
         texts_.find_word(zel::text::word_at(cells.text + c.begin, c.length), c.length);
     return known != 0 ? codes_[known - 1] : look_up(cells[row]);
   }
+  /// Of a cell that is unknown, or counts as it.
+  code_t code_of_unknown() const { return column_.values()->code_of_null(); }
   /// Whether there are more distinct texts than are remembered.
   bool forgets() const { return forgets_; }
 

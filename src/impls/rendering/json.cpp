@@ -75,6 +75,10 @@ void model_writer::write_column(unsigned long i) {
 
 /// 2 where a reader of 1 would go wrong.
 unsigned version_of(const dtree& model) {
+  const table& schema = *model.get_training_table();
+  for (unsigned long a = 0; a < schema.n_attributes(); ++a) {
+    if (schema.column_of(a).values()->code_of_null() != k_unknown) return 2;
+  }
   const ensemble& trees = model.trees();
   bool first = trees.answer() == combination::votes && trees.kind() != ensemble_kind::boosting;
   for (unsigned long i = 0; first && i < trees.n_trees(); ++i) {

@@ -116,7 +116,7 @@ void pmml_writer::write_field(unsigned long i) const {
   for (code_t code = 1; lists_values(c) && code <= values.size_of_known(); ++code) {
     out_ << "<Value value=\"" << text(values.get_exact_value(code)) << "\"/>\n";
   }
-  if (is_input(c)) {
+  if (is_input(c) && values.code_of_null() == k_unknown) {
     out_ << "<Value value=\"" << text(values.null_value()) << "\" property=\"missing\"/>\n";
   }
   out_ << "</DataField>\n";
@@ -139,8 +139,13 @@ void pmml_writer::write_schema(const zel::adt::bitmap& used) const {
   out_ << "<MiningSchema>\n";
   for (unsigned long a = 0; a < table_.n_attributes(); ++a) {
     if (!used.get(a)) continue;
+    const o_set& values = *table_.column_of(a).values();
     out_ << "<MiningField name=\"" << fields_[table_.column_index_of(a)]
-         << "\" usageType=\"active\" invalidValueTreatment=\"asMissing\"/>\n";
+         << "\" usageType=\"active\" invalidValueTreatment=\"asMissing\"";
+    if (values.code_of_null() != k_unknown) {
+      out_ << " missingValueReplacement=\"" << text(values.null_value()) << '"';
+    }
+    out_ << "/>\n";
   }
   out_ << "<MiningField name=\"" << fields_[table_.class_index()]
        << "\" usageType=\"target\"/>\n</MiningSchema>\n";

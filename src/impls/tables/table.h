@@ -91,6 +91,9 @@ class table : private zel::util::nocopy {
   void set_weights(case_list& cases) const;
   /// Multiplies the case weights so that they sum to the number of rows.
   void rescale_weights();
+  /// Makes the unknown cells of every discrete attribute of texts that has any a value of their
+  /// own, named as the unknown one; of ordered texts it is the last.
+  void own_unknowns();
 
   /// Writes schema, value sets, which must be frozen, and codes. Throws std::runtime_error for a
   /// table without columns.

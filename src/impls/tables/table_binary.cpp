@@ -85,7 +85,11 @@ void write_column(obinstream& out, const column& c) {
   c.bin_out(out);
 }
 
-/// A value set, and whether its values differ.
+bool may_own_null(const std::string& type, bool admits_null) {
+  return !admits_null && (type == "string" || type.starts_with("ostring"));
+}
+
+/// A value set, and whether its values differ. One that admits no unknown value may own it.
 std::unique_ptr<o_set> read_values(ibinstream& in, bool& differ) {
   if (!in.read_presence()) return nullptr;
   const std::string type = read_line_text(in);
@@ -93,10 +97,19 @@ std::unique_ptr<o_set> read_values(ibinstream& in, bool& differ) {
   bool admits_null = false, has_null = false;
   in >> admits_null >> has_null >> null_value;
   require(!has_null || admits_null, k_unadmitted);
-  std::unique_ptr<o_set> values(o_set::NEW_O_SET(type, admits_null, null_value));
+  std::unique_ptr<o_set> values(
+      o_set::NEW_O_SET(type, admits_null, null_value, may_own_null(type, admits_null)));
   values->set_has_null(has_null);
   differ = values->bin_in(in);
   return values;
+}
+
+/// Attributes admit unknown values; a discrete one may have them as a value of their own instead,
+/// and nothing else may.
+bool fits_role(const o_set& values, const std::string& role) {
+  const bool owns_null = values.code_of_null() != k_unknown;
+  if (role == "discrete") return values.admits_null() != owns_null;
+  return values.admits_null() == column::admits_null(role) && !owns_null;
 }
 
 /// As a table that loads text does: no weight is below 0.
@@ -114,7 +127,7 @@ std::unique_ptr<column> read_column(ibinstream& in) {
   bool differ = true;
   std::unique_ptr<o_set> values = read_values(in, differ);
   const std::string name = read_line_text(in), role = read_line_text(in);
-  require(!values || values->admits_null() == column::admits_null(role), k_unadmitted);
+  require(!values || fits_role(*values, role), k_unadmitted);
   std::string error;
   std::unique_ptr<column> made(column::NEW_COLUMN(values.get(), name, role, error));
   if (!made) throw std::runtime_error(error);

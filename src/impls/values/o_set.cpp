@@ -19,16 +19,18 @@ constexpr std::string_view k_ordered_keyword = "ostring";
 
 }  // namespace
 
-o_set* o_set::NEW_O_SET(const std::string& type, bool admits_null, const std::string& null_value) {
+o_set* o_set::NEW_O_SET(const std::string& type, bool admits_null, const std::string& null_value,
+                        bool owns_null) {
   if (type == "integer") return new o_set_typed<int>(type, admits_null, null_value);
   if (type == "uinteger") return new o_set_typed<unsigned int>(type, admits_null, null_value);
   if (type == "float") return new o_set_typed<float>(type, admits_null, null_value);
   if (type == "double") return new o_set_typed<double>(type, admits_null, null_value);
   if (type == "long double") return new o_set_typed<long double>(type, admits_null, null_value);
-  if (type == "string") return new o_set_typed<std::string>(type, admits_null, null_value);
+  if (type == "string")
+    return new o_set_typed<std::string>(type, admits_null, null_value, owns_null);
   if (type == "null") return new o_set(type, admits_null, null_value);
   if (type.starts_with(k_ordered_keyword)) {
-    auto set = std::make_unique<o_set_typed<std::string>>(type, admits_null, null_value);
+    auto set = std::make_unique<o_set_typed<std::string>>(type, admits_null, null_value, owns_null);
     // One character of any kind parts the keyword from the list.
     const std::size_t list = std::min(k_ordered_keyword.size() + 1, type.size());
     set->enumerate(std::string_view(type).substr(list));

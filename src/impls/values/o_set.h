@@ -36,8 +36,10 @@ class o_set : private zel::util::nocopy {
   /// "ostring", one character of any kind, and the allowed values in their order, separated by
   /// ";". `null_value` is the text of the unknown value, refused where `admits_null` is false.
   /// Throws std::runtime_error for another type, a repeated or an unadmitted declared value.
+  /// With `owns_null`, of a set of strings that admits no unknown value, the text of the unknown
+  /// one is a value like the others.
   [[nodiscard]] static o_set* NEW_O_SET(const std::string& type, bool admits_null,
-                                        const std::string& null_value);
+                                        const std::string& null_value, bool owns_null = false);
 
   o_set(std::string type, bool admits_null, std::string null_value);
   virtual ~o_set() = default;
@@ -111,6 +113,8 @@ class o_set : private zel::util::nocopy {
   /// Whether the unknown value was inserted at least once.
   bool has_null() const { return has_null_.load(std::memory_order_relaxed); }
   void set_has_null(bool seen) { has_null_.store(seen, std::memory_order_relaxed); }
+  /// Of a cell without a value: 0 but in a frozen set that has it as a value of its own.
+  virtual code_t code_of_null() const { return k_unknown; }
 
  protected:
   /// Whether `text` stands for the unknown value. Throws where that is not admitted.

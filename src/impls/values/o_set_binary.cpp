@@ -114,8 +114,9 @@ bool o_set_typed<T>::may_be_read(const std::vector<T>& values) const {
   if constexpr (k_numeric) {
     return are_read(values);
   } else {
-    return std::ranges::all_of(
-        values, [this](const T& text) { return is_cell(text) && text != null_value(); });
+    return std::ranges::all_of(values, [this](const T& text) {
+      return is_cell(text) && (owns_null_ || text != null_value());
+    });
   }
 }
 

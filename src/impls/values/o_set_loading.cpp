@@ -40,7 +40,7 @@ void merge_values(const std::vector<T>& values, const std::vector<Local>& locals
 template <class T>
 code_t o_set_typed<T>::insert_local(std::string_view text, unsigned long thread) {
   if (frozen_ && !ordered_) throw std::runtime_error(k_insert_local_frozen);
-  if (note_null(text)) return k_unknown;
+  if (is_null(text)) return k_unknown;
   if (ordered_) return declared_code(text);
   return insert_into(*thread_maps_[thread], text);
 }
@@ -74,7 +74,7 @@ template <class T>
 text_codes::code o_set_typed<T>::code_of_cell(thread_map& map, const cell_batch& cells,
                                               std::size_t row) {
   const std::string_view text = cells[row];
-  if (note_null(text)) return k_unknown;
+  if (is_null(text)) return k_unknown;
   return static_cast<text_codes::code>(ordered_ ? declared_code(text) : insert_into(map, text));
 }
 
@@ -131,7 +131,7 @@ void o_set_typed<T>::keep_cells(thread_map& map, const cell_batch& cells) {
   if constexpr (k_numeric) {
     T* const to = map.kept.extend(cells.rows);
     for (std::size_t row = 0; row < cells.rows; ++row) {
-      if (note_null(cells[row])) {
+      if (is_null(cells[row])) {
         map.unknown_kept.push_back(static_cast<std::uint32_t>(map.n_kept + row));
         to[row] = map.numbers.values().front();
       } else {

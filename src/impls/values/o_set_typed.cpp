@@ -101,7 +101,7 @@ code_t o_set_typed<T>::declared_code(std::string_view text) const {
 template <class T>
 code_t o_set_typed<T>::insert(const char* text) {
   if (frozen_ && !ordered_) throw std::runtime_error(k_insert_frozen);
-  if (note_null(text)) return k_unknown;
+  if (is_null(text)) return k_unknown;
   if (ordered_) return declared_code(text);
   T value = parse(text);
   const std::lock_guard guard(lock_);
@@ -135,7 +135,7 @@ template <class T>
 bool o_set_typed<T>::get_order(const char* text, code_t& code) const {
   require_frozen(k_order_unfrozen);
   code = k_unknown;
-  if (text == null_value()) return has_null();
+  if (!owns_null_ && text == null_value()) return has_null();
   if (ordered_) {
     code = declared_.find(text);
     return code != 0;
@@ -231,7 +231,7 @@ bool o_set_typed<T>::has_same_values(const o_set& other) const {
 template <class T>
 o_set* o_set_typed<T>::clone() const {
   require_frozen(k_clone_unfrozen);
-  auto copy = std::make_unique<o_set_typed<T>>(type(), admits_null(), null_value());
+  auto copy = std::make_unique<o_set_typed<T>>(type(), admits_null(), null_value(), owns_null_);
   copy->set_has_null(has_null());
   if (!admits_negative()) copy->forbid_negative();
   copy->declared_ = declared_;
@@ -239,6 +239,12 @@ o_set* o_set_typed<T>::clone() const {
   copy->frozen_ = true;
   copy->ordered_ = ordered_;
   return copy.release();
+}
+
+template <class T>
+code_t o_set_typed<T>::code_of_null() const {
+  code_t code;
+  return owns_null_ && get_order(null_value().c_str(), code) ? code : k_unknown;
 }
 
 template <class T>
@@ -278,7 +284,7 @@ void o_set_typed<T>::enumerate(std::string_view list) {
       const std::size_t end = std::min(list.find(';'), list.size());
       const std::string_view value = without_outer_blanks(list.substr(0, end));
       list.remove_prefix(std::min(end + 1, list.size()));
-      if (value == null_value()) {
+      if (value == null_value() && !owns_null_) {
         if (!admits_null()) throw std::runtime_error(k_enumerate_null);
         continue;
       }

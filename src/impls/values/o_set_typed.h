@@ -7,6 +7,7 @@
 // code.
 #pragma once
 
+#include <cassert>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -26,7 +27,10 @@ namespace orvik::impls {
 template <class T>
 class o_set_typed : public o_set {
  public:
-  using o_set::o_set;
+  o_set_typed(std::string type, bool admits_null, std::string null_value, bool owns_null = false)
+      : o_set(std::move(type), admits_null, std::move(null_value)), owns_null_(owns_null) {
+    assert(!owns_null || (!k_numeric && !admits_null));
+  }
 
   bool is_ordered() const override { return ordered_; }
   bool is_numeric() const override { return k_numeric; }
@@ -50,6 +54,7 @@ class o_set_typed : public o_set {
   void rescale(double factor) override;
   bool has_same_values(const o_set& other) const override;
   [[nodiscard]] o_set* clone() const override;
+  code_t code_of_null() const override;
   code_t find_mid(code_t lo, code_t hi) const override;
   std::unique_ptr<number_limits> limits_at(std::span<const code_t> codes) const override;
   void bin_out(zel::inpout::obinstream& out) const override;
@@ -83,6 +88,7 @@ class o_set_typed : public o_set {
     text_codes::code code;
   };
 
+  bool is_null(std::string_view text) { return !owns_null_ && note_null(text); }
   T parse(std::string_view text) const;
   code_t insert_into(thread_map& map, std::string_view text) const;
   void weigh_memo(thread_map& map) const;
@@ -108,6 +114,7 @@ class o_set_typed : public o_set {
   std::vector<T> values_;                  // by code - 1; while frozen, and always in ordered sets
   bool frozen_ = false;
   bool ordered_ = false;
+  bool owns_null_;   // strings only
   std::mutex lock_;  // guards codes_ during shared inserts
 };
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <random>
 
+#include "impls/evaluation/row_coder.h"
 #include "impls/model/dtree.h"
 #include "impls/support/binary_text.h"
 #include "impls/support/stock_tables.h"
@@ -91,7 +92,7 @@ TEST(binary_table, is_refused_where_its_parts_do_not_fit) {
        text("-")},
       {"values out of order", &small_record::class_values,
        "\x01" + count(2) + text("p") + text("p")},
-      {"a value that no text is read as", &small_record::class_values,
+      {"an unknown value that is not admitted", &small_record::class_values,
        "\x01" + count(2) + text("?") + text("q")},
       {"a value that no text is read as", &small_record::class_values,
        "\x01" + count(2) + text("p") + text("q\n")},
@@ -213,6 +214,35 @@ TEST(binary_table, without_rows_may_have_values_that_no_row_has) {
       EXPECT_EQ(error_of([&] { table_of(bytes); }), "a value without a row in column b");
     }
   }
+}
+
+TEST(binary_table, may_have_unknown_cells_as_a_value_of_their_own) {
+  const char names[] =
+      "s,string,discrete\no,ostring:lo;hi,discrete\nn,integer,discrete\n"
+      "all,string,discrete\nc,string,class\n";
+  const auto t = make_table(names, "x,lo,?,1,p\n?,?,2,2,q\nx,hi,3,2,q\na,?,2,1,p\n");
+  const std::string plain = bytes_of(*t);
+  t->own_unknowns();
+  const auto back = table_of(bytes_of(*t));
+  for (const table* of :
+       {static_cast<const table*>(t.get()), static_cast<const table*>(back.get())}) {
+    const o_set &texts = *of->column_of(0).values(), &ordered = *of->column_of(1).values();
+    EXPECT_EQ(texts.size_of_known(), 3u);
+    EXPECT_EQ(texts.get_value(texts.code_of_null()), "?");
+    EXPECT_EQ(of->column_of(0).get_row_index(1), texts.code_of_null());
+    EXPECT_EQ(texts.get_value(of->column_of(0).get_row_index(3)), "a");
+    EXPECT_EQ(ordered.code_of_null(), 3u) << "behind the declared ones";
+    EXPECT_EQ(ordered.get_value(of->column_of(1).get_row_index(2)), "hi");
+    EXPECT_EQ(code_of_text(of->column_of(0), "NA", /*missing=*/"NA"), texts.code_of_null());
+    EXPECT_EQ(of->column_of(2).get_row_index(0), k_unknown) << "numbers stay numbers";
+    EXPECT_EQ(of->column_of(3).values()->code_of_null(), k_unknown) << "no cell of it is unknown";
+  }
+  std::string bytes = bytes_of(*t);
+  bytes[bytes.find(count(1) + "?") - 2] = 1;  // of the first column: admits unknown values too
+  EXPECT_NE(error_of([&] { table_of(bytes); }), "");
+  EXPECT_NE(bytes_of(*t), plain);
+  t->own_unknowns();
+  EXPECT_EQ(bytes_of(*t), bytes_of(*back)) << "once is enough";
 }
 
 TEST(binary_table, without_a_class_is_one_too) {

@@ -116,7 +116,9 @@ const DECIMAL = /^[+-]?(\d+\.?\d*|\.\d+)(e[+-]?\d+)?$/i;
  */
 export function readValue(column, text) {
   const cell = text.trim();
-  if (cell === '' || cell === column.unknown) return { value: null };
+  const own = column.rawValues?.indexOf(column.unknown) ?? -1; // unknown cells as a value
+  const unknown = own < 0 ? null : own;
+  if (cell === '' || cell === column.unknown) return { value: unknown };
   if (column.role === 'continuous' && column.type !== 'ostring') {
     const whole = column.type === 'integer' || column.type === 'uinteger';
     if (!(whole ? WHOLE : DECIMAL).test(cell)) {
@@ -129,6 +131,6 @@ export function readValue(column, text) {
     const number = numberOf(column, cell);
     place = column.rawValues.findIndex((value) => numberOf(column, value) === number);
   }
-  if (place < 0) return { unseen: true, value: null };
+  if (place < 0) return { unseen: true, value: unknown };
   return { value: column.role === 'continuous' ? place + 1 : place };
 }
