@@ -11,7 +11,9 @@
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <system_error>
 
+#include "zel/inpout/replacing_file.h"
 #include "zel/text/message.h"
 
 namespace orvcmd {
@@ -30,6 +32,8 @@ early_end current_end() {
     return end;
   } catch (const std::bad_alloc&) {
     return failure(k_out_of_memory);
+  } catch (const std::system_error& error) {
+    return failure(error.code() == std::errc::not_enough_memory ? k_out_of_memory : error.what());
   } catch (const std::exception& error) {
     return failure(error.what());
   } catch (const std::runtime_error* error) {
@@ -40,12 +44,19 @@ early_end current_end() {
   }
 }
 
-/// Prints the text of `end` and flushes; @return the exit status. Where standard output fails,
-/// the standard error stream is the only place left to say so.
+/// @return whether all of it was written.
+bool write_past_streams(std::string_view text) {
+  const ssize_t put = write(STDOUT_FILENO, text.data(), text.size());
+  return put == static_cast<ssize_t>(text.size());
+}
+
+/// Prints the text of `end` and flushes; @return the exit status. A stream may have failed for lack
+/// of memory alone; where standard output fails, the standard error stream is the only place left
+/// to say so.
 int print(const early_end& end) {
   std::cout << end.text << std::flush;
   if (std::cout.good()) return end.status;
-  std::cerr << k_lost_output;
+  if (end.status == 0 || !write_past_streams(end.text)) std::cerr << k_lost_output;
   return k_failure;
 }
 
@@ -54,7 +65,8 @@ int print(const early_end& end) {
 [[noreturn]] void end_at_terminate() {
   const early_end end =
       std::current_exception() != nullptr ? current_end() : failure(k_unknown_error);
-  static_cast<void>(!write(STDOUT_FILENO, end.text.data(), end.text.size()));
+  write_past_streams(end.text);
+  zel::inpout::remove_unfinished();
   std::_Exit(k_failure);
 }
 

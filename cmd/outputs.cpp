@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <iostream>
 #include <locale>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -193,6 +194,7 @@ output::output(bool on_stdout, const std::string& file, std::ios_base::openmode 
       throw std::runtime_error(k_cannot_open + name_);
     }
     file_.open(target_ ? target_->path() : file, mode);
+    if (!file_ && errno == ENOMEM) throw std::bad_alloc();
     if (!file_) throw std::runtime_error(k_cannot_open + name_);
     stream_ = &file_;
   } else if (on_stdout) {

@@ -1,10 +1,19 @@
 // The program: a verb and its options in, exit status out. 0 for success, 1 for work that failed, 2
 // for a command line that cannot be understood. Results go to standard output, messages to the
 // standard error stream.
+#include <unistd.h>
+
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
+#include <exception>
 #include <iostream>
+#include <memory>
 #include <new>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <system_error>
 
 #include "command_line.h"
 #include "files.h"
@@ -17,9 +26,11 @@
 namespace {
 
 using namespace orvverbs;
+using namespace std::string_view_literals;
 
 constexpr int k_failed = 1;
 constexpr int k_misused = 2;
+constexpr char k_out_of_memory[] = "out of memory";
 
 verbs all_verbs() {
   verbs all;
@@ -81,10 +92,40 @@ int run(const std::vector<std::string>& words, std::string& program) {
   return 0;
 }
 
+/// What the exception that is being handled says.
+std::string current_error() {
+  try {
+    throw;
+  } catch (const std::bad_alloc&) {
+    return k_out_of_memory;
+  } catch (const std::system_error& error) {
+    const bool memory = error.code() == std::errc::not_enough_memory;
+    return memory ? k_out_of_memory : zel::text::one_line(error.what());
+  } catch (const std::exception& error) {
+    return zel::text::one_line(error.what());
+  } catch (const std::runtime_error* error) {
+    const std::unique_ptr<const std::runtime_error> owned(error);
+    return zel::text::one_line(owned->what());
+  }
+}
+
+/// Ends the process where no handler can: an error in a thread of the scheduler, as when there is
+/// no memory for it.
+[[noreturn]] void end_at_terminate() {
+  const std::string text = std::current_exception() != nullptr ? current_error() : k_out_of_memory;
+  for (const std::string_view part :
+       {std::string_view("orvik: "), std::string_view(text), "\n"sv}) {
+    static_cast<void>(!write(STDERR_FILENO, part.data(), part.size()));
+  }
+  zel::inpout::remove_unfinished();
+  std::_Exit(k_failed);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   zel::inpout::end_on_interrupts();
+  std::set_terminate(end_at_terminate);
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   std::string program = "orvik";
@@ -96,13 +137,8 @@ int main(int argc, char** argv) {
     return k_misused;
   } catch (const closed_pipe&) {
     return 128 + SIGPIPE;
-  } catch (const std::bad_alloc&) {
-    std::cerr << program << ": out of memory\n";
-  } catch (const std::exception& error) {
-    std::cerr << program << ": " << zel::text::one_line(error.what()) << '\n';
-  } catch (const std::runtime_error* error) {
-    const std::unique_ptr<const std::runtime_error> owned(error);
-    std::cerr << program << ": " << zel::text::one_line(owned->what()) << '\n';
+  } catch (...) {
+    std::cerr << program << ": " << current_error() << '\n';
   }
   return k_failed;
 }

@@ -9,10 +9,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <mutex>
+#include <new>
 #include <set>
 #include <stdexcept>
 
@@ -26,7 +28,10 @@ constexpr char k_prefix[] = ".unfinished-";
 constexpr int k_permissions = 0666;
 constexpr int k_max_names = 1000;
 
-[[noreturn]] void fail(int code) { throw std::runtime_error(std::strerror(code)); }
+[[noreturn]] void fail(int code) {
+  if (code == ENOMEM) throw std::bad_alloc();
+  throw std::runtime_error(std::strerror(code));
+}
 
 std::string folder_of(const std::string& path) {
   const fs::path folder = fs::path(path).parent_path();
@@ -42,7 +47,8 @@ struct unfinished_files {
   unsigned long counter = 0;
 };
 unfinished_files& unfinished() {
-  static auto* const all = new unfinished_files;
+  alignas(unfinished_files) static std::byte room[sizeof(unfinished_files)];  // needs no memory
+  static auto* const all = new (room) unfinished_files;
   return *all;
 }
 
@@ -53,14 +59,17 @@ std::string create_in(const std::string& folder) {
   const std::lock_guard lock(mutex);
   const std::string start = folder + "/" + k_prefix + std::to_string(::getpid()) + "-";
   for (int i = 0; i < k_max_names; ++i) {
-    const std::string name = start + std::to_string(counter++);
+    std::string name = start + std::to_string(counter++);
+    const auto listed = paths.insert(name).first;  // first: without memory there is no file either
     const int fd = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, k_permissions);
     if (fd != -1) {
       ::close(fd);
-      paths.insert(name);
       return name;
     }
-    if (errno != EEXIST) break;  // one that a killed process left
+    const int error = errno;
+    paths.erase(listed);
+    errno = error;
+    if (error != EEXIST) break;  // one that a killed process left
   }
   fail(errno);
 }
@@ -131,12 +140,16 @@ void* wait_for_interrupt(void*) {
   int signal = 0;
   while (sigwait(&set, &signal) != 0) {
   }
-  unfinished().mutex.lock();  // for ever
-  for (const std::string& path : unfinished().paths) ::unlink(path.c_str());
+  remove_unfinished();
   _exit(128 + signal);
 }
 
 }  // namespace
+
+void remove_unfinished() {
+  unfinished().mutex.lock();  // for ever
+  for (const std::string& path : unfinished().paths) ::unlink(path.c_str());
+}
 
 // A thread that waits, rather than a handler: it may take the mutex. Whoever starts a process in
 // the background has its SIGINT ignored; Deliberate: it ends all the same.

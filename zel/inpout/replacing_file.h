@@ -29,6 +29,10 @@ class replacing_file : private zel::util::nocopy {
   bool committed_ = false;
 };
 
+/// Removes the files that are not committed, for a process that ends at once: no other is created
+/// or committed from then on.
+void remove_unfinished();
+
 /// From now on SIGINT, SIGTERM and, unless it is ignored, SIGHUP remove the files that are not
 /// committed and end the process with the status 128 + signal. To be called before there are other
 /// threads; where the system has no thread for it, signals end the process as they do without it.
