@@ -50,16 +50,16 @@ constexpr std::array<document, 8> k_documents = {
       [](const dtree& m, std::ostream& out) { m.toPMML(out); }},
      {"--model-json", "the model as JSON", false,
       [](const dtree& m, std::ostream& out) { m.toJSON(out); }},
-     {"--cpp", "a C++17 source that predicts", false, orvview::write_cpp},
-     {"--python", "a Python 3 module that predicts", false, orvview::write_python},
+     {"--cpp", "a C++17 source that predicts", false, orvik::view::write_cpp},
+     {"--python", "a Python 3 module that predicts", false, orvik::view::write_python},
      {"--sql", "an SQL query that predicts", true,
-      [](const dtree& m, std::ostream& out) { orvview::write_sql({m}, "cases", out); }},
+      [](const dtree& m, std::ostream& out) { orvik::view::write_sql({m}, "cases", out); }},
      {"--dot", "a graph for Graphviz", false,
       [](const dtree& m, std::ostream& out) { m.toDOT(out); }},
      {"--text", "the tree as indented text", false,
       [](const dtree& m, std::ostream& out) { m.toTEXT(out); }},
      {"--svg", "a picture of the tree", true, [](const dtree& m, std::ostream& out) {
-        orvview::write_svg({m}, orvik::k_all_levels, out);
+        orvik::view::write_svg({m}, orvik::k_all_levels, out);
       }}}};
 
 /// What a run found out.
@@ -179,7 +179,7 @@ class train_verb : public verb {
     if (report_.empty()) return;
     zel::util::progress::stage("writing the report");
     write_file(report_, [&](std::ostream& out) {
-      orvview::write_html_report(*found.model, found.model->get_name(), in.table.get(), out);
+      orvik::view::write_html_report(*found.model, found.model->get_name(), in.table.get(), out);
     });
   }
 
@@ -214,7 +214,7 @@ class train_verb : public verb {
                    "--prune none or --min 1, or look whether the class is the one you mean.\n";
       return;
     }
-    const orvview::chosen_tree chosen{m};
+    const orvik::view::chosen_tree chosen{m};
     const std::vector<orvik::placed_node> nodes = nodes_of(chosen.root());
     unsigned long depth = 1;
     const auto shown = [&nodes](unsigned long levels) {
@@ -223,8 +223,8 @@ class train_verb : public verb {
     };
     while (depth < m.depth() && shown(depth + 1) <= k_shown_nodes) ++depth;
     const bool whole = shown(depth) == nodes.size();
-    orvview::write_summary(chosen, whole ? orvik::k_all_levels : depth,
-                           terminal_of(/*to_stdout=*/true, "auto"), std::cout);
+    orvik::view::write_summary(chosen, whole ? orvik::k_all_levels : depth,
+                               terminal_of(/*to_stdout=*/true, "auto"), std::cout);
   }
 
   void write_json(const results& found) const {

@@ -16,7 +16,7 @@
 #include "zel/text/json.h"
 #include "zel/util/string_util.h"
 
-namespace orvview {
+namespace orvik::view {
 
 using orvik::code_t;
 using orvik::placed_node;
@@ -489,4 +489,4 @@ std::string report_data(const orvik::dtree& model, const std::string& title, orv
   return safe;
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -7,7 +7,7 @@
 #include "zel/util/rand_gen.h"
 #include "zel/util/run_context.h"
 
-namespace orvview {
+namespace orvik::view {
 
 using orvik::code_t;
 using orvik::row_t;
@@ -178,4 +178,4 @@ std::vector<double> permutation_on_rows(const orvik::dtree& model, const recoded
   return rises;
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -7,7 +7,7 @@
 
 #include "orvik/dtree.h"
 
-namespace orvview {
+namespace orvik::view {
 
 /// The rows of a table in the codes of a model, whose values may be others. A number that training
 /// did not have takes its place among those it had, any other value counts as unknown.
@@ -61,4 +61,4 @@ orvik::judged_rows rows_of(const orvik::dtree& model, const orvik::conf_matrix& 
 std::vector<double> permutation_on_rows(const orvik::dtree& model, const recoded_rows& rows,
                                         const std::vector<unsigned long>& tested);
 
-}  // namespace orvview
+}  // namespace orvik::view
