@@ -74,10 +74,12 @@ struct results {
   orvik::view::training_facts facts;
 };
 
-/// "1.24 s"
+/// "1.24 s", "5.7 ms"
 std::string seconds_text(double seconds) {
   std::array<char, 32> room;
-  std::snprintf(room.data(), room.size(), "%.3g s", seconds);
+  const bool short_one = seconds < 1;
+  std::snprintf(room.data(), room.size(), short_one ? "%.3g ms" : "%.1f s",
+                short_one ? 1000 * seconds : seconds);
   return room.data();
 }
 
@@ -173,6 +175,7 @@ class train_verb : public verb {
       found.folds = cross_validate(t, m, *draw_folds(t, found.n_folds), found.n_folds);
     }
     watch.stop();
+    if (found.n_folds == 0 && !found.holdout.matrix && !has_out_of_bag()) return;
     found.facts.emplace_back("Testing took", seconds_text(watch.get_elapsed()));
   }
 
