@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <iostream>
 
 #include "report_rows.h"
 #include "trial.h"
@@ -75,7 +76,10 @@ class compare_verb : public trial {
   }
 
  private:
-  void try_out(const training_input& in) override { all_ = measure(*in.table); }
+  void try_out(const training_input& in) override {
+    tell_of_folds(in, std::cerr);
+    all_ = measure(*in.table);
+  }
 
   std::vector<contender> measure(table& t) const {
     std::vector<contender> all;

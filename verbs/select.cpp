@@ -123,9 +123,10 @@ class select_verb : public trial {
         << " s; error " << percent(found.search.error) << " of the search rows\n";
     if (!found.search.ended) out << "stopped at its limit: nothing is proven of the set\n";
     if (found.others.empty()) return;
-    std::string list;
-    for (const std::string& name : found.others) list += (list.empty() ? "" : ",") + name;
-    std::cerr << "\nnext:\n  orvik train " << file() << " --ignore '" << list << "'\n";
+    input_options with_them = input_;
+    std::vector<std::string>& ignored = with_them.columns.ignored;
+    ignored.insert(ignored.end(), found.others.begin(), found.others.end());
+    std::cerr << "\nnext:\n  orvik train " << with_them.words() << '\n';
   }
 
   void write(json_out& json) const override {

@@ -119,6 +119,7 @@ class train_verb : public verb {
     check_outputs();
     std::ostringstream nowhere;
     const training_input in = load_training(input_, quiet_ ? nowhere : std::cerr);
+    if (!quiet_ && folds_of(*in.table) > 0) tell_of_folds(in, std::cerr);
     const results found = grow(in);
     save(in, found);
     json_ ? write_json(found) : write_text(found);
@@ -346,15 +347,15 @@ class train_verb : public verb {
   }
 
   void tell_next(const results& found) const {
-    std::string file = input_.file;
-    if (!input_.columns.class_column.empty()) file += " --class " + input_.columns.class_column;
+    const std::string file = input_.words();
     std::cerr << "\nnext:\n";
     if (output_.empty()) {
-      std::cerr << "  orvik train " << file << " -o " << base_name(input_.file)
-                << ".orvik    # keeps the model\n";
+      std::cerr << "  orvik train " << file << " -o "
+                << shell_word(base_name(input_.file) + ".orvik") << "    # keeps the model\n";
     } else {
-      std::cerr << "  orvik predict " << output_ << " NEW.csv -o scores.csv\n  orvik view "
-                << output_ << "    # " << base_name(output_) << ".html, for a browser\n";
+      const std::string model = shell_word(output_);
+      std::cerr << "  orvik predict " << model << " NEW.csv -o scores.csv\n  orvik view " << model
+                << "    # " << base_name(output_) << ".html, for a browser\n";
     }
     if (found.model->get_no_trees() == 1) {
       std::cerr << "  orvik compare " << file << "    # other prunings, and forests\n";

@@ -25,12 +25,10 @@ class trial : public verb {
   /// The members of the result.
   virtual void write(json_out& json) const = 0;
 
-  const std::string& file() const { return input_.file; }
-
   learning learning_;
+  input_options input_;
 
  private:
-  input_options input_;
   std::string output_ = "-";
   bool json_ = false;
 };

@@ -234,6 +234,9 @@ class Check:
         odd = json.loads(done.stdout)
         self.require_agreement(odd, "rows of odd.csv")
         require(odd["classes"][-1] == "(not in the model)" and sum(odd["matrix"][-1]) == 3, odd["classes"])
+        done = self.run("select", "flats.csv", "-c", "verdict", "--ordered", "noise=quiet<some<loud", "--within", "9")
+        require(re.search(r"\n  orvik train flats.csv --class verdict --ignore [a-z,]+ "
+                          r"--ordered 'noise=quiet<some<loud'\n$", done.stderr), done.stderr)
         models = json.loads(self.run("compare", "flats.csv", "--cv", "2", "--trees", "2", "--json").stdout)
         for model in models["models"]:
             require(all(0 < model[key] for key in ("balanced_accuracy", "f1", "log_loss", "brier")), model)
