@@ -188,7 +188,7 @@ class compare_verb : public trial {
     std::vector<std::vector<std::string>> rows{
         {"model", "error", "+-", "balanced", "F1", "log-loss", "Brier", "nodes", "s"}};
     for (const contender& c : all_) {
-      rows.push_back({c.shown, percent(c.error.mean()), percent(c.error.deviation()),
+      rows.push_back({c.shown, percent(c.error.mean()), figure("%.2f", 100 * c.error.deviation()),
                       figure("%.3f", c.of_matrix.balanced_accuracy),
                       figure("%.3f", c.of_matrix.mean.f1), figure("%.4f", c.log_loss / c.weight),
                       figure("%.3f", c.brier / c.weight), figure("%.0f", c.size.mean()),

@@ -111,6 +111,7 @@ class train_verb : public verb {
     all.flag("--no-cv", no_cv_, "no cross-validation");
     learning_.declare_run(all);
     all.examples(k_examples);
+    said_ = &all;
   }
 
   void run() override {
@@ -350,8 +351,10 @@ class train_verb : public verb {
     const std::string file = input_.words();
     std::cerr << "\nnext:\n";
     if (output_.empty()) {
-      std::cerr << "  orvik train " << file << " -o "
-                << shell_word(base_name(input_.file) + ".orvik") << "    # keeps the model\n";
+      std::cerr << "  orvik train";
+      for (const std::string& word : said_->words()) std::cerr << ' ' << shell_word(word);
+      std::cerr << " -o " << shell_word(base_name(input_.file) + ".orvik")
+                << "    # keeps the model\n";
     } else {
       const std::string model = shell_word(output_);
       std::cerr << "  orvik predict " << model << " NEW.csv -o scores.csv\n  orvik view " << model
@@ -362,6 +365,7 @@ class train_verb : public verb {
     }
   }
 
+  const options* said_ = nullptr;  // lives until the run is over
   input_options input_;
   learning learning_;
   std::string output_, report_;
