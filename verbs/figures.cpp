@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t k_longest_name = 24;   // bytes
 constexpr std::size_t k_most_classes = 12;   // of a matrix that is shown
-constexpr double k_most_shares = 1UL << 26;  // that are kept, half a gigabyte
+constexpr double k_most_shares = 1UL << 24;  // that are kept, 128 MB
 
 std::string short_name(const std::string& name) {
   std::string text = zel::text::one_line(name);
