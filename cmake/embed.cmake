@@ -1,6 +1,6 @@
 # Writes a C++ source that holds files as texts: cmake -DOUT=... -DFOLDER=... -P embed.cmake
 set(texts script bundle.js style bundle.css script_hash bundle.csp licences THIRD_PARTY_LICENSES)
-set(source "#include \"report_bundle.h\"\n\nnamespace orvview {\n\nnamespace {\n")
+set(source "#include \"report_bundle.h\"\n\nnamespace orvik::view {\n\nnamespace {\n")
 set(views "")
 while(texts)
   list(POP_FRONT texts name file)
@@ -14,5 +14,5 @@ while(texts)
   string(APPEND views
          "const std::string_view k_report_${name}(k_${name}_bytes, ${size});\n")
 endwhile()
-string(APPEND source "}  // namespace\n\n${views}\n}  // namespace orvview\n")
+string(APPEND source "}  // namespace\n\n${views}\n}  // namespace orvik::view\n")
 file(WRITE ${OUT} "${source}")

@@ -23,8 +23,9 @@ struct _cv_errors {
 struct training {
   std::unique_ptr<orvik::dtree> model;
   std::unique_ptr<orvik::table::subset> holdout;
-  /// What is said of the training cases and of the folds, where figures are asked for.
-  orvik::judged_rows judged, judged_in_folds;
+  /// What is said of the training cases, of those out of bag and of the folds, where figures are
+  /// asked for.
+  orvik::judged_rows judged, judged_out_of_bag, judged_in_folds;
 };
 
 /// A model with the parameters of the options, without attributes searched or anything grown.

@@ -75,13 +75,12 @@ void report_importance(const std::vector<orvik::attribute_importance>& all, std:
   out.precision(precision);
 }
 
-/// The matrix of all folds.
-void write_matrix(const orvik::judged_rows& rows, std::ostream& out) {
-  conf_matrix matrix(rows.classes);
+std::unique_ptr<conf_matrix> matrix_of(const orvik::judged_rows& rows) {
+  auto matrix = std::make_unique<conf_matrix>(rows.classes);
   for (unsigned long i = 0; i < rows.size(); ++i) {
-    matrix.add_case(rows.actual[i], rows.predicted[i], rows.weights[i]);
+    matrix->add_case(rows.actual[i], rows.predicted[i], rows.weights[i]);
   }
-  matrix.toTEXT(out, 0);
+  return matrix;
 }
 
 /// On the stream of the log, which is in the middle of a line, a report begins with a new one.
@@ -115,6 +114,7 @@ class reporting {
  private:
   void report_test(const char* title, const conf_matrix& cm) const;
   void report_figures(const orvik::judged_rows& rows, const char* source);
+  void report_out_of_bag(const orvik::judged_rows& rows);
 
   const options& opt_;
   table* t_;
@@ -139,14 +139,23 @@ void reporting::report_model(const training& result, const _cv_errors& errors) {
     if (cm) report_training(*cm, opt_, *to_.text);
   }
   report_figures(result.judged, "training rows");
+  report_out_of_bag(result.judged_out_of_bag);
   if (to_.text != nullptr && opt_.cv_folds > 0) {
     report_cross_validation(opt_, errors, *to_.text);
-    if (opt_.metrics) write_matrix(result.judged_in_folds, *to_.text);
+    if (opt_.metrics) matrix_of(result.judged_in_folds)->toTEXT(*to_.text, 0);
   }
   report_figures(result.judged_in_folds, "cross-validation");
   if (to_.text != nullptr && opt_.importance) {
     report_importance(model_.get_importance(t_), *to_.text);
   }
+}
+
+void reporting::report_out_of_bag(const orvik::judged_rows& rows) {
+  if (rows.size() == 0) return;
+  if (to_.text != nullptr && opt_.metrics) {
+    report_errors("MISCLASSIFICATION out of bag: ", *matrix_of(rows), opt_, *to_.text);
+  }
+  report_figures(rows, "out-of-bag rows");
 }
 
 void reporting::report_test(const char* title, const conf_matrix& cm) const {

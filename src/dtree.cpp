@@ -225,6 +225,10 @@ std::vector<double> dtree::get_oob_errors(table* t) const {
   return impl_->oob_errors(required(t, k_no_training_table));
 }
 
+judged_rows dtree::get_oob_rows(table* t) const {
+  return impl_->oob_rows(required(t, k_no_training_table));
+}
+
 bool dtree::recall_draws(table* t) { return impl_->recall_draws(required(t, k_no_training_table)); }
 
 bool dtree::has_draws() const { return impl_->has_draws(); }

@@ -49,7 +49,7 @@ else
 fi
 
 echo "programs, pages and completions"
-"$installed/bin/orvcmd" --help | grep -q '^Command line: orvcmd'
+"$installed/bin/orvcmd" --help | grep '^Command line: orvcmd' >/dev/null
 [ -s "$installed/share/zsh/vendor-completions/_orvik" ]
 [ -s "$installed/share/fish/vendor_completions.d/orvik.fish" ]
 for program in orvcmd orvik; do

@@ -183,6 +183,7 @@ void options::require_known(const std::vector<std::string>& words) const {
 
 bool options::parse(const std::vector<std::string>& words) {
   require_known(words);
+  words_ = words;
   try {
     std::vector<std::string> reversed(words.rbegin(), words.rend());
     app_->parse(std::move(reversed));

@@ -70,6 +70,8 @@ class options {
   /// @return whether the verb is to be run; without, its help was asked for and is shown.
   /// Throws usage_error.
   bool parse(const std::vector<std::string>& words);
+  /// Those that were parsed.
+  const std::vector<std::string>& words() const { return words_; }
   std::string help() const;
   const std::vector<declared_option>& declared() const { return declared_; }
   /// Whether the option of this name was given.
@@ -80,6 +82,7 @@ class options {
   void require_known(const std::vector<std::string>& words) const;
 
   std::string program_;
+  std::vector<std::string> words_;
   std::unique_ptr<CLI::App> app_;
   std::vector<declared_option> declared_;
   std::string group_ = "Options";

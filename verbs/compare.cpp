@@ -1,14 +1,12 @@
 // orvik compare: prunings and ensembles side by side, on the folds of one cross-validation.
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
 
-#include "figures.h"
-#include "files.h"
-#include "input.h"
-#include "learning.h"
-#include "row_file.h"
+#include "report_rows.h"
+#include "trial.h"
 #include "verbs.h"
 #include "zel/util/run_context.h"
 
@@ -28,51 +26,71 @@ constexpr char k_examples[] =
 
 /// A way to grow a model, and what came of it on every fold.
 struct contender {
-  explicit contender(std::string its_name) : name(std::move(its_name)) {}
   std::string name;
-  mean_of error, size, seconds;
+  std::string shown;  // where there is little room
+  mean_of error{}, size{}, seconds{};
+  std::unique_ptr<orvik::conf_matrix> matrix{};  // of all folds
+  double weight = 0, log_loss = 0, brier = 0;    // sums over the rows
+  orvik::metrics of_matrix{};
 };
 
-class compare_verb : public verb {
+/// The rows of a matrix as a model says of them that knows the shares of the classes in another
+/// and nothing else.
+orvik::judged_rows by_majority(const orvik::conf_matrix& test, const orvik::conf_matrix& grown,
+                               const std::vector<std::string>& classes) {
+  orvik::judged_rows rows;
+  rows.classes = classes;
+  std::vector<double> shares(classes.size());
+  for (orvik::code_t c = 0; c < classes.size(); ++c) {
+    for (orvik::code_t p = 0; p < classes.size(); ++p) shares[c] += grown.get_element(c, p);
+  }
+  const auto most = static_cast<orvik::code_t>(std::ranges::max_element(shares) - shares.begin());
+  for (double& share : shares) share /= grown.cases();
+  for (orvik::code_t c = 0; c < classes.size(); ++c) {
+    double weight = 0;
+    for (orvik::code_t p = 0; p < classes.size(); ++p) weight += test.get_element(c, p);
+    if (weight == 0) continue;
+    rows.actual.push_back(c);
+    rows.predicted.push_back(most);
+    rows.weights.push_back(weight);
+    rows.shares.insert(rows.shares.end(), shares.begin(), shares.end());
+  }
+  return rows;
+}
+
+class compare_verb : public trial {
  public:
   const char* name() const override { return "compare"; }
   const char* summary() const override { return "prunings and ensembles, by cross-validation"; }
 
   void declare(options& all) override {
-    all.positional("FILE", input_.file, "the rows, as of orvik train");
+    declare_file(all);
     all.group("What is compared");
     all.number("--cv", folds_, 2, 1'000'000, "folds of the cross-validation (10)");
     all.number("--trees", n_trees_, 1, 1'000'000, "trees of the ensembles (25)");
     all.real("--min", learning_.min_weight, 1e-300, 1e300,
              "least weight of two branches of a split (2, of forests 1)");
-    all.group("What is written");
-    all.flag("--json", json_, "the table as JSON");
-    all.file("-o,--output", output_, "where to; else standard output");
-    input_.declare_columns(all);
-    input_.declare_layout(all);
-    learning_.declare_run(all);
+    declare_output(all, "the table as JSON");
+    declare_rest(all);
     all.examples(k_examples);
   }
 
-  void run() override {
-    learning_.begin();
-    const auto [names, data] = pair_of(input_.file);
-    check_files({input_.file, names, data}, {output_});
-    const training_input in = load_training(input_, std::cerr);
-    const std::vector<contender> all = measure(*in.table);
-    write_file(output_, [&](std::ostream& out) { json_ ? write_json(all, out) : write(all, out); });
+ private:
+  void try_out(const training_input& in) override {
+    tell_of_folds(in, std::cerr);
+    all_ = measure(*in.table);
   }
 
- private:
   std::vector<contender> measure(table& t) const {
     std::vector<contender> all;
-    all.emplace_back("majority class");
+    all.push_back({"majority class", "majority class"});
     for (const pruning_name& p : pruning_names()) {
+      const std::string how = p.name;
       const bool none = p.strategy == orvik::model::NO_PRUNING;
-      all.emplace_back("tree, " + std::string(none ? "not pruned" : p.name));
+      all.push_back({"tree, " + (none ? "not pruned" : how), "tree, " + (none ? "unpruned" : how)});
     }
     for (const ensemble_kind& k : k_ensembles) {
-      all.emplace_back(std::string(k.name) + ", " + std::to_string(n_trees_) + " trees");
+      all.push_back({std::string(k.name) + ", " + std::to_string(n_trees_) + " trees", k.name});
     }
     zel::util::run_context& run = zel::util::default_context();
     run.progress().begin(zel::util::progress::unit::folds, folds_);
@@ -85,15 +103,37 @@ class compare_verb : public verb {
       measure_fold(t, *grow, *test, all);
       run.count(zel::util::progress::unit::folds);
     }
+    std::vector<std::string> classes(1, orvik::k_unknown_text);
+    const orvik::column_view of_class = t.get_schema().class_column();
+    for (orvik::code_t c = 1; c <= of_class.n_values(); ++c) classes.push_back(of_class.exact(c));
+    for (contender& c : all) {
+      c.of_matrix = metrics_of(orvik::view::rows_of(classes, *c.matrix), c.name);
+    }
     return all;
   }
 
   static void add(contender& to, const dtree& model, table& t, table::subset& test,
                   double seconds) {
-    const std::unique_ptr<orvik::conf_matrix> cm(model.test(&t, &test, nullptr));
-    to.error.add(cm->err_misc());
+    judged_test fold = tested(model, t, test, to.name);
     to.size.add(static_cast<double>(model.size()));
     to.seconds.add(seconds);
+    const double error = fold.matrix->err_misc();
+    add(to, error, std::move(fold));
+  }
+
+  static void add(contender& to, double error, judged_test fold) {
+    to.error.add(error);
+    if (fold.rows.size() > 0) {
+      const orvik::metrics figures = metrics_of(fold.rows, to.name);
+      to.weight += figures.weight;
+      to.log_loss += figures.weight * figures.log_loss;
+      to.brier += figures.weight * figures.brier;
+    }
+    if (to.matrix) {
+      orvverbs::add(*to.matrix, *fold.matrix);
+    } else {
+      to.matrix = std::move(fold.matrix);
+    }
   }
 
   void measure_fold(table& t, table::subset& grow, table::subset& test,
@@ -138,56 +178,61 @@ class compare_verb : public verb {
     }
     const std::unique_ptr<orvik::conf_matrix> of_test(whole->test(&t, &test, nullptr));
     const std::unique_ptr<orvik::conf_matrix> of_grow(whole->test(&t, &grow, nullptr));
-    all[0].error.add(of_test->err_misc_majority(of_grow.get()));
+    const orvik::judged_rows by_shares = by_majority(*of_test, *of_grow, whole->class_values());
+    add(all[0], of_test->err_misc_majority(of_grow.get()), test_of(by_shares, all[0].name));
     all[0].size.add(1);
     all[0].seconds.add(0);
   }
 
-  void write(const std::vector<contender>& all, std::ostream& out) const {
-    const auto text = [](double value, const char* format) {
-      std::array<char, 32> room;
-      std::snprintf(room.data(), room.size(), format, value);
-      return std::string(room.data());
-    };
-    std::vector<std::vector<std::string>> rows{{"model", "error", "+-", "nodes", "seconds"}};
-    for (const contender& c : all) {
-      rows.push_back({c.name, percent(c.error.mean()), percent(c.error.deviation()),
-                      text(c.size.mean(), "%.1f"), text(c.seconds.mean(), "%.3f")});
+  void write(std::ostream& out) const override {
+    std::vector<std::vector<std::string>> rows{
+        {"model", "error", "+-", "balanced", "F1", "log-loss", "Brier", "nodes", "s"}};
+    for (const contender& c : all_) {
+      rows.push_back({c.shown, percent(c.error.mean()), figure("%.2f", 100 * c.error.deviation()),
+                      figure("%.3f", c.of_matrix.balanced_accuracy),
+                      figure("%.3f", c.of_matrix.mean.f1), figure("%.4f", c.log_loss / c.weight),
+                      figure("%.3f", c.brier / c.weight), figure("%.0f", c.size.mean()),
+                      figure(c.seconds.mean() < 10 ? "%.2f" : "%.0f", c.seconds.mean())});
     }
-    out << folds_ << "-fold cross-validation, seed " << learning_.seed
-        << "; errors with their deviation over the folds\n";
+    out << folds_ << "-fold cross-validation, seed " << learning_.seed << "; ensembles of "
+        << n_trees_ << (n_trees_ == 1 ? " tree" : " trees")
+        << "; errors with their\ndeviation over the folds, balanced accuracy, mean F1 of the "
+           "classes\n";
     write_columns(rows, out);
   }
 
-  void write_json(const std::vector<contender>& all, std::ostream& out) const {
-    zel::text::json_sink sink(out);
-    json_out json(sink);
+  static std::string figure(const char* format, double value) {
+    if (std::isnan(value)) return "-";
+    std::array<char, 32> room;
+    std::snprintf(room.data(), room.size(), format, value);
+    return room.data();
+  }
+
+  void write(json_out& json) const override {
     const auto number = [&json](const char* key, double value) {
       json.key(key);
       json.number(value);
     };
-    json.object([&] {
-      number("folds", static_cast<double>(folds_));
-      number("seed", static_cast<double>(learning_.seed));
-      json.array("models", all, [&](const contender& c) {
-        json.object([&] {
-          json.key("model");
-          json.text(c.name);
-          number("error", c.error.mean());
-          number("deviation", c.error.deviation());
-          number("nodes", c.size.mean());
-          number("seconds", c.seconds.mean());
-        });
+    number("folds", static_cast<double>(folds_));
+    number("seed", static_cast<double>(learning_.seed));
+    json.array("models", all_, [&](const contender& c) {
+      json.object([&] {
+        json.key("model");
+        json.text(c.name);
+        number("error", c.error.mean());
+        number("deviation", c.error.deviation());
+        number("balanced_accuracy", c.of_matrix.balanced_accuracy);
+        number("f1", c.of_matrix.mean.f1);
+        number("log_loss", c.log_loss / c.weight);
+        number("brier", c.brier / c.weight);
+        number("nodes", c.size.mean());
+        number("seconds", c.seconds.mean());
       });
     });
-    out << '\n';
   }
 
-  input_options input_;
-  learning learning_;
-  std::string output_ = "-";
+  std::vector<contender> all_;
   unsigned long folds_ = 10, n_trees_ = 25;
-  bool json_ = false;
 };
 
 }  // namespace

@@ -4,7 +4,9 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <sstream>
 
+#include "report_rows.h"
 #include "zel/text/message.h"
 #include "zel/util/string_util.h"
 
@@ -12,8 +14,9 @@ namespace orvverbs {
 
 namespace {
 
-constexpr std::size_t k_longest_name = 24;  // bytes
-constexpr std::size_t k_most_classes = 12;  // of a matrix that is shown
+constexpr std::size_t k_longest_name = 24;   // bytes
+constexpr std::size_t k_most_classes = 12;   // of a matrix that is shown
+constexpr double k_most_shares = 1UL << 24;  // that are kept, 128 MB
 
 std::string short_name(const std::string& name) {
   std::string text = zel::text::one_line(name);
@@ -33,6 +36,26 @@ std::string weight_text(double weight) {
   std::array<char, 32> room;
   std::snprintf(room.data(), room.size(), weight == std::floor(weight) ? "%.0f" : "%.1f", weight);
   return room.data();
+}
+
+/// Weights: actual classes down, predicted ones across.
+void write_matrix(const judged_test& test, std::ostream& out) {
+  const orvik::conf_matrix& matrix = *test.matrix;
+  unsigned long first = 1;  // the unknown class where it is met
+  for (unsigned long i = 0; i < matrix.size(); ++i) {
+    if (matrix.get_element(0, i) > 0 || matrix.get_element(i, 0) > 0) first = 0;
+  }
+  if (matrix.size() - first > k_most_classes) return;
+  std::vector<std::vector<std::string>> rows(1, {"actual \\ predicted"});
+  for (unsigned long p = first; p < matrix.size(); ++p)
+    rows[0].push_back(short_name(test.classes[p]));
+  for (unsigned long a = first; a < matrix.size(); ++a) {
+    rows.push_back({short_name(test.classes[a])});
+    for (unsigned long p = first; p < matrix.size(); ++p) {
+      rows.back().push_back(weight_text(matrix.get_element(a, p)));
+    }
+  }
+  write_columns(rows, out);
 }
 
 }  // namespace
@@ -61,42 +84,46 @@ void write_columns(const std::vector<std::vector<std::string>>& rows, std::ostre
   }
 }
 
-void write_matrix(const orvik::conf_matrix& matrix, const std::vector<std::string>& classes,
-                  std::ostream& out) {
-  unsigned long first = 1;  // the unknown class where it is met
-  for (unsigned long i = 0; i < matrix.size(); ++i) {
-    if (matrix.get_element(0, i) > 0 || matrix.get_element(i, 0) > 0) first = 0;
-  }
-  if (matrix.size() - first > k_most_classes) return;
-  std::vector<std::vector<std::string>> rows(1, {"actual \\ predicted"});
-  for (unsigned long p = first; p < matrix.size(); ++p) rows[0].push_back(short_name(classes[p]));
-  for (unsigned long a = first; a < matrix.size(); ++a) {
-    rows.push_back({short_name(classes[a])});
-    for (unsigned long p = first; p < matrix.size(); ++p) {
-      rows.back().push_back(weight_text(matrix.get_element(a, p)));
+bool keeps_rows(unsigned long n_rows, unsigned long n_classes) {
+  return static_cast<double>(n_rows) * static_cast<double>(n_classes) <= k_most_shares;
+}
+
+judged_test test_of(orvik::judged_rows rows, const std::string& from) {
+  judged_test test{rows.classes, orvik::view::test_on_rows(rows), {}, from};
+  test.rows = std::move(rows);
+  return test;
+}
+
+void add(orvik::conf_matrix& to, const orvik::conf_matrix& more) {
+  for (unsigned long a = 0; a < more.size(); ++a) {
+    for (unsigned long p = 0; p < more.size(); ++p) {
+      if (more.get_element(a, p) > 0) to.add_case(a, p, more.get_element(a, p));
     }
   }
-  write_columns(rows, out);
 }
 
-void write_figures(const orvik::conf_matrix& matrix, const std::vector<std::string>& classes,
-                   const std::string& from, std::ostream& out) {
-  out << "error: " << percent(matrix.err_misc()) << " of " << weight_text(matrix.cases()) << " "
-      << from << " (majority class: " << percent(matrix.err_misc_majority()) << ")\n";
-  write_matrix(matrix, classes, out);
+void write_error(const judged_test& test, std::ostream& out) {
+  out << "error: " << percent(test.matrix->err_misc()) << " of "
+      << weight_text(test.matrix->cases()) << ' ' << test.from
+      << " (majority class: " << percent(test.matrix->err_misc_majority()) << ")\n";
 }
 
-void write_figures(const orvik::conf_matrix& matrix, const std::vector<std::string>& classes,
-                   const std::string& from, json_out& json) {
+void write_figures(const judged_test& test, std::ostream& out) {
+  write_matrix(test, out);
+  if (test.rows.size() > 0) write_metrics_text(metrics_of(test.rows, test.from), out);
+}
+
+void write_figures(const judged_test& test, const std::string& rows, json_out& json) {
+  const orvik::conf_matrix& matrix = *test.matrix;
   json.key("rows");
-  json.text(from);
+  json.text(rows);
   json.key("weight");
   json.number(matrix.cases());
   json.key("error");
   json.number(matrix.err_misc());
   json.key("majority_error");
   json.number(matrix.err_misc_majority());
-  json.array("classes", classes, [&](const std::string& name) {
+  json.array("classes", test.classes, [&](const std::string& name) {
     json.text(zel::util::string_util::is_utf8(name) ? name
                                                     : zel::util::string_util::utf8_of_latin1(name));
   });
@@ -108,6 +135,12 @@ void write_figures(const orvik::conf_matrix& matrix, const std::vector<std::stri
     json.EndArray();
   }
   json.EndArray();
+  if (test.rows.size() == 0) return;
+  std::ostringstream figures;
+  orvik::write_metrics_json({metrics_of(test.rows, test.from)}, figures);
+  const std::string text = figures.str();
+  json.key("metrics");
+  json.RawValue(text.data(), text.find_last_not_of('\n') + 1, rapidjson::kObjectType);
 }
 
 }  // namespace orvverbs

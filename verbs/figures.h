@@ -1,10 +1,13 @@
 // How good a model is on some rows, for people and for programs.
 #pragma once
 
+#include <memory>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "orvik/conf_matrix.h"
+#include "orvik/metrics.h"
 #include "zel/text/json.h"
 
 namespace orvverbs {
@@ -14,16 +17,29 @@ using json_out = zel::text::json_writer<zel::text::json_sink>;
 /// "12.34 %"
 std::string percent(double share);
 
-/// Error, majority class and matrix; `from` says of which rows.
-void write_figures(const orvik::conf_matrix& matrix, const std::vector<std::string>& classes,
-                   const std::string& from, std::ostream& out);
-/// Members of an object that the caller has begun.
-void write_figures(const orvik::conf_matrix& matrix, const std::vector<std::string>& classes,
-                   const std::string& from, json_out& json);
+/// What a model says of rows whose class is known.
+struct judged_test {
+  std::vector<std::string> classes;            ///< by code
+  std::unique_ptr<orvik::conf_matrix> matrix;  ///< null: nothing was tested
+  orvik::judged_rows rows;                     ///< none where they are too many for figures
+  std::string from;                            ///< which rows: "hold-out rows"
+};
 
-/// A matrix of weights: actual classes down, predicted ones across.
-void write_matrix(const orvik::conf_matrix& matrix, const std::vector<std::string>& classes,
-                  std::ostream& out);
+/// Whether what is said of so many rows is kept: their shares of the classes take 8 bytes each.
+bool keeps_rows(unsigned long n_rows, unsigned long n_classes);
+/// The test that rows are of; their matrix is made of them.
+judged_test test_of(orvik::judged_rows rows, const std::string& from);
+
+/// Adds the weights of a matrix of the same classes.
+void add(orvik::conf_matrix& to, const orvik::conf_matrix& more);
+
+/// Error and majority class.
+void write_error(const judged_test& test, std::ostream& out);
+/// The matrix, and figures by class and over all.
+void write_figures(const judged_test& test, std::ostream& out);
+/// Error, matrix and figures: members of an object that the caller has begun; `rows` says which
+/// ones they are.
+void write_figures(const judged_test& test, const std::string& rows, json_out& json);
 
 /// Cells in columns that are as wide as they must be; the first one is left, the others right.
 void write_columns(const std::vector<std::vector<std::string>>& rows, std::ostream& out);

@@ -101,7 +101,7 @@ std::string with_size(const std::string& file) {
   return file + text.data();
 }
 
-orvview::terminal terminal_of(bool to_stdout, const std::string& color) {
+orvik::view::terminal terminal_of(bool to_stdout, const std::string& color) {
   const bool shown = to_stdout && isatty(STDOUT_FILENO) == 1;
   const bool plain = std::getenv("NO_COLOR") != nullptr;
   return {window_width(), color == "always" || (color == "auto" && shown && !plain),

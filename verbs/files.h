@@ -54,6 +54,6 @@ void write_file(const std::string& file, const Write& write) {
 std::string with_size(const std::string& file);
 
 /// The terminal behind standard output; `color` is "auto", "always" or "never".
-orvview::terminal terminal_of(bool to_stdout, const std::string& color);
+orvik::view::terminal terminal_of(bool to_stdout, const std::string& color);
 
 }  // namespace orvverbs

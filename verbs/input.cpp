@@ -135,6 +135,15 @@ void tell_table(const std::string& file, const orvik::table& t, std::ostream& to
 
 }  // namespace
 
+std::string shell_word(const std::string& text) {
+  constexpr std::string_view k_plain =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+=.,/:@%";
+  if (!text.empty() && text.find_first_not_of(k_plain) == text.npos) return text;
+  std::string quoted = "'";
+  for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
 char separator_of(const std::string& option, const std::string& word) {
   if (word == "tab" || word == "\\t") return '\t';
   if (word == "auto" || word.empty()) return 0;
@@ -197,12 +206,47 @@ orvprep::settings input_options::settings() const {
   return how;
 }
 
+std::string input_options::words() const {
+  std::string text = shell_word(file);
+  const auto add = [&text](const char* option, const std::string& value, const char* usual = "") {
+    if (value != usual) text += std::string(" ") + option + ' ' + shell_word(value);
+  };
+  const auto add_list = [&add](const char* option, const std::vector<std::string>& all) {
+    std::string list;
+    for (const std::string& each : all) list += (list.empty() ? "" : ",") + each;
+    add(option, list);
+  };
+  add("--class", columns.class_column);
+  add("--bins", bins);
+  add("--weights", columns.weights_column);
+  if (columns.frequencies) text += " --frequencies";
+  add_list("--ignore", columns.ignored);
+  add_list("--discrete", columns.discrete);
+  add_list("--continuous", columns.continuous);
+  for (const std::string& order : ordered) add("--ordered", order);
+  add("--separator", separator, "auto");
+  add("--header", header, "auto");
+  add("--decimal", decimal, "auto");
+  add("--thousands", thousands, "auto");
+  add("--encoding", encoding, "auto");
+  add("--comment", comment);
+  if (unknown_given_ && unknown_given_()) add_list("--unknown", unknown);
+  add_list("--also-unknown", also_unknown);
+  return text;
+}
+
 training_input load_training(const input_options& from, std::ostream& told) {
   zel::util::default_context().progress().begin(zel::util::progress::unit::rows, 0);
   training_input result = loaded(from, told);
   if (!result.how.plan.frequencies) result.table->rescale_weights();
   tell_table(from.file, *result.table, told);
   return result;
+}
+
+void tell_of_folds(const training_input& in, std::ostream& told) {
+  if (!in.how.plan.frequencies) return;
+  told << "  all cases of a row are in one fold: cross-validation tests on kinds of rows never "
+          "seen\n";
 }
 
 }  // namespace orvverbs

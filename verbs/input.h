@@ -17,12 +17,17 @@ namespace orvverbs {
 /// A character, "tab" or "auto", which is 0.
 char separator_of(const std::string& option, const std::string& word);
 
+/// As it is, or between quotes where a shell would not take it for one word.
+std::string shell_word(const std::string& text);
+
 /// What is said of a delimited file and of its columns.
 struct input_options {
   void declare_layout(options& all);
   void declare_columns(options& all);
   /// Throws usage_error for words that cannot be understood.
   orvprep::settings settings() const;
+  /// The file and what is said of it, as words for a shell.
+  std::string words() const;
 
   std::string file;
   std::string separator = "auto", header = "auto", decimal = "auto", thousands = "auto";
@@ -44,5 +49,7 @@ struct training_input {
 /// weights are rescaled. Throws std::runtime_error, naming the file, and usage_error for options
 /// that its form does not have.
 training_input load_training(const input_options& from, std::ostream& told);
+/// Tells what a cross-validation does to rows that stand for many cases each.
+void tell_of_folds(const training_input& in, std::ostream& told);
 
 }  // namespace orvverbs

@@ -168,28 +168,44 @@ subset_ptr draw_folds(table& t, unsigned long folds) {
   return all;
 }
 
+judged_test tested(const dtree& model, table& t, table::subset& cases, const std::string& from) {
+  judged_test test{model.class_values(), nullptr, {}, from};
+  test.matrix.reset(keeps_rows(cases.size(), test.classes.size())
+                        ? model.test(&t, &cases, test.rows)
+                        : model.test(&t, &cases, nullptr));
+  return test;
+}
+
+namespace {
+
+void add_fold(judged_test& to, judged_test fold, bool keeps) {
+  if (!to.matrix) {
+    to = std::move(fold);
+  } else {
+    add(*to.matrix, *fold.matrix);
+    append(to.rows, fold.rows);
+  }
+  if (!keeps) to.rows = {};
+}
+
+}  // namespace
+
 validation cross_validate(table& t, const dtree& model, const table::subset& cases,
                           unsigned long folds) {
   zel::util::run_context& run = zel::util::default_context();
   validation found;
   const std::unique_ptr<dtree> copy(model.clone(/*parameters_only=*/true));
   copy->set_keep_training_cm(false);
+  const bool keeps = keeps_rows(t.get_no_rows(), t.get_schema().n_class_codes());
   for (unsigned long i = 0; i < folds; ++i) {
     const unsigned long begin = cases.fold_begin(folds, i);
     const unsigned long length = cases.fold_end(folds, i) - begin;
     const subset_ptr test(cases.select(begin, length, false)),
         grow(cases.select(begin, length, true));
     copy->build(&t, grow.get());
-    const std::unique_ptr<orvik::conf_matrix> cm(copy->test(&t, test.get(), nullptr));
-    found.error.add(cm->err_misc());
-    found.size.add(static_cast<double>(copy->size()));
-    found.seconds.add(copy->get_elapsed());
-    if (!found.matrix) found.matrix = std::make_unique<orvik::conf_matrix>(copy->class_values());
-    for (unsigned long a = 0; a < cm->size(); ++a) {
-      for (unsigned long p = 0; p < cm->size(); ++p) {
-        if (cm->get_element(a, p) > 0) found.matrix->add_case(a, p, cm->get_element(a, p));
-      }
-    }
+    judged_test fold = tested(*copy, t, *test, "cross-validation");
+    found.error.add(fold.matrix->err_misc());
+    add_fold(found.test, std::move(fold), keeps);
     run.count(zel::util::progress::unit::folds);
   }
   return found;

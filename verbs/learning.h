@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "command_line.h"
+#include "figures.h"
 #include "orvik/orvik.h"
 
 namespace orvverbs {
@@ -78,10 +79,14 @@ struct mean_of {
   unsigned long n = 0;
 };
 
+/// Tests the model; keeps what it says of the rows unless they are too many.
+judged_test tested(const orvik::dtree& model, orvik::table& t, orvik::table::subset& cases,
+                   const std::string& from);
+
 /// What a cross-validation found.
 struct validation {
-  std::unique_ptr<orvik::conf_matrix> matrix;  // of all folds
-  mean_of error, size, seconds;                // by fold
+  judged_test test;  // of all folds; without a matrix: none made
+  mean_of error;     // by fold
 };
 
 /// Folds with the classes in even shares, drawn. Throws std::runtime_error for more folds than

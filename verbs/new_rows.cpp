@@ -230,7 +230,7 @@ void new_rows::tell_values() const {
     told_ << rows_->file() << ": column " << shown(c->name()) << ": " << c->n_unseen
           << (c->n_unseen == 1 ? " cell of a value" : " cells of values")
           << " that the model does not know, first " << shown(c->first_unseen) << " (line "
-          << c->first_line << "), taken as unknown\n";
+          << c->first_line << (c.get() == class_ ? ")\n" : "), taken as unknown\n");
   }
 }
 

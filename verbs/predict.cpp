@@ -4,14 +4,12 @@
 #include <numeric>
 #include <stdexcept>
 
+#include "applied_model.h"
 #include "figures.h"
 #include "files.h"
-#include "input.h"
-#include "learning.h"
 #include "predictions.h"
 #include "verbs.h"
 #include "zel/text/decimal.h"
-#include "zel/util/run_context.h"
 #include "zel/util/string_util.h"
 
 namespace orvverbs {
@@ -143,34 +141,27 @@ class predict_verb : public verb {
   const char* summary() const override { return "the classes of new rows, by a model"; }
 
   void declare(options& all) override {
-    all.positional("MODEL", model_, "a model that orvik train or orvcmd -tb wrote");
-    all.positional("FILE", file_,
-                   "the rows: a delimited file, plain or gzip; - for standard input");
+    applied_.declare_files(all);
     all.group("What is written");
     all.file("-o,--output", output_, "the scores; else standard output");
     all.flag("-p,--probabilities", probabilities_, "a column for the probability of every class");
     all.flag("-k,--keep", keep_, "all columns of FILE in front, not only its keys");
     all.flag("--jsonl", jsonl_, "a JSON object a line instead of CSV");
-    all.group("What FILE looks like");
-    all.text("-s,--separator", separator_, "CHAR", "a character, tab or auto");
-    run_.declare_threads(all);
+    applied_.declare_layout(all);
     all.examples(k_examples);
   }
 
   void run() override {
-    run_.begin();
-    check_files({model_, file_}, {output_});
-    const auto model = read_model(model_);
-    const reading how = reading_of(*model);
-    new_rows rows(*model, how, file_, separator_of("--separator", separator_), std::cerr);
-    const score_form form = form_of(*model, rows);
-    zel::util::default_context().progress().begin(zel::util::progress::unit::rows, 0);
+    applied_.open(output_);
+    const orvik::dtree& model = applied_.model();
+    new_rows& rows = applied_.rows();
+    const score_form form = form_of(model, rows);
     write_file(output_, [&](std::ostream& out) {
       score_writer writer(form, jsonl_, out);
       writer.write_header();
       predicted_rows found;
       rows.read(form.kept, [&](row_block& block) {
-        predict_block(*model, block, probabilities_, found);
+        predict_block(model, block, probabilities_, found);
         writer.write(block, found);
       });
     });
@@ -204,9 +195,9 @@ class predict_verb : public verb {
     return form;
   }
 
-  std::string model_, file_, output_ = "-", separator_ = "auto";
+  applied_model applied_;
+  std::string output_ = "-";
   bool probabilities_ = false, keep_ = false, jsonl_ = false;
-  learning run_;
 };
 
 }  // namespace

@@ -2,11 +2,7 @@
 #include <algorithm>
 #include <iostream>
 
-#include "figures.h"
-#include "files.h"
-#include "input.h"
-#include "learning.h"
-#include "row_file.h"
+#include "trial.h"
 #include "verbs.h"
 
 namespace orvverbs {
@@ -40,13 +36,13 @@ struct selection {
   double error_all = 0, error_chosen = 0;  // on rows that neither grew nor searched
 };
 
-class select_verb : public verb {
+class select_verb : public trial {
  public:
   const char* name() const override { return "select"; }
   const char* summary() const override { return "the attributes that a tree needs"; }
 
   void declare(options& all) override {
-    all.positional("FILE", input_.file, "the rows, as of orvik train");
+    declare_file(all);
     std::vector<std::string> names;
     for (const search_method& m : k_methods) names.emplace_back(m.name);
     all.group("The search");
@@ -61,26 +57,14 @@ class select_verb : public verb {
              "least weight of two branches of a split (2)");
     all.real("--holdout", holdout_, 1, 90,
              "percent of the rows that the sets are compared on (30)");
-    all.group("What is written");
-    all.flag("--json", json_, "the result as JSON");
-    all.file("-o,--output", output_, "where to; else standard output");
-    input_.declare_columns(all);
-    input_.declare_layout(all);
-    learning_.declare_run(all);
+    declare_output(all, "the result as JSON");
+    declare_rest(all);
     all.examples(k_examples);
   }
 
-  void run() override {
-    learning_.begin();
-    const auto [names, data] = pair_of(input_.file);
-    check_files({input_.file, names, data}, {output_});
-    const training_input in = load_training(input_, std::cerr);
-    const selection found = search(in);
-    write_file(output_,
-               [&](std::ostream& out) { json_ ? write_json(found, out) : write(found, out); });
-  }
-
  private:
+  void try_out(const training_input& in) override { found_ = search(in); }
+
   selection search(const training_input& in) const {
     table& t = *in.table;
     const std::unique_ptr<table::subset> all(t.get_wsubset_all());
@@ -128,7 +112,8 @@ class select_verb : public verb {
     return numbers;
   }
 
-  void write(const selection& found, std::ostream& out) const {
+  void write(std::ostream& out) const override {
+    const selection& found = found_;
     out << found.chosen.size() << " of " << found.chosen.size() + found.others.size()
         << " attributes, by the method " << method_ << ", seed " << learning_.seed << ":\n";
     for (const std::string& name : found.chosen) out << "  " << name << '\n';
@@ -138,41 +123,36 @@ class select_verb : public verb {
         << " s; error " << percent(found.search.error) << " of the search rows\n";
     if (!found.search.ended) out << "stopped at its limit: nothing is proven of the set\n";
     if (found.others.empty()) return;
-    std::string list;
-    for (const std::string& name : found.others) list += (list.empty() ? "" : ",") + name;
-    std::cerr << "\nnext:\n  orvik train " << input_.file << " --ignore '" << list << "'\n";
+    input_options with_them = input_;
+    std::vector<std::string>& ignored = with_them.columns.ignored;
+    ignored.insert(ignored.end(), found.others.begin(), found.others.end());
+    std::cerr << "\nnext:\n  orvik train " << with_them.words() << '\n';
   }
 
-  void write_json(const selection& found, std::ostream& out) const {
-    zel::text::json_sink sink(out);
-    json_out json(sink);
+  void write(json_out& json) const override {
+    const selection& found = found_;
     const auto text = [&json](const std::string& name) { json.text(name); };
     const auto number = [&json](const char* key, double value) {
       json.key(key);
       json.number(value);
     };
-    json.object([&] {
-      json.key("method");
-      json.text(method_);
-      number("seed", static_cast<double>(learning_.seed));
-      json.array("attributes", found.chosen, text);
-      json.array("others", found.others, text);
-      number("error", found.error_chosen);
-      number("error_of_all", found.error_all);
-      number("search_error", found.search.error);
-      number("trees_grown", static_cast<double>(found.search.trees_grown));
-      number("seconds", found.seconds);
-      json.key("ended");
-      json.Bool(found.search.ended);
-    });
-    out << '\n';
+    json.key("method");
+    json.text(method_);
+    number("seed", static_cast<double>(learning_.seed));
+    json.array("attributes", found.chosen, text);
+    json.array("others", found.others, text);
+    number("error", found.error_chosen);
+    number("error_of_all", found.error_all);
+    number("search_error", found.search.error);
+    number("trees_grown", static_cast<double>(found.search.trees_grown));
+    number("seconds", found.seconds);
+    json.key("ended");
+    json.Bool(found.search.ended);
   }
 
-  input_options input_;
-  learning learning_;
-  std::string method_ = "acceptable", output_ = "-";
+  selection found_;
+  std::string method_ = "acceptable";
   double within_ = 1, limit_ = 0, holdout_ = 30;
-  bool json_ = false;
 };
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdio>
 #include <iostream>
 #include <sstream>
 #include <stdexcept>
@@ -14,6 +15,7 @@
 #include "report.h"
 #include "row_file.h"
 #include "verbs.h"
+#include "zel/util/cronos.h"
 #include "zel/util/progress_display.h"
 #include "zel/util/run_context.h"
 
@@ -50,26 +52,36 @@ constexpr std::array<document, 8> k_documents = {
       [](const dtree& m, std::ostream& out) { m.toPMML(out); }},
      {"--model-json", "the model as JSON", false,
       [](const dtree& m, std::ostream& out) { m.toJSON(out); }},
-     {"--cpp", "a C++17 source that predicts", false, orvview::write_cpp},
-     {"--python", "a Python 3 module that predicts", false, orvview::write_python},
+     {"--cpp", "a C++17 source that predicts", false, orvik::view::write_cpp},
+     {"--python", "a Python 3 module that predicts", false, orvik::view::write_python},
      {"--sql", "an SQL query that predicts", true,
-      [](const dtree& m, std::ostream& out) { orvview::write_sql({m}, "cases", out); }},
+      [](const dtree& m, std::ostream& out) { orvik::view::write_sql({m}, "cases", out); }},
      {"--dot", "a graph for Graphviz", false,
       [](const dtree& m, std::ostream& out) { m.toDOT(out); }},
      {"--text", "the tree as indented text", false,
       [](const dtree& m, std::ostream& out) { m.toTEXT(out); }},
      {"--svg", "a picture of the tree", true, [](const dtree& m, std::ostream& out) {
-        orvview::write_svg({m}, orvik::k_all_levels, out);
+        orvik::view::write_svg({m}, orvik::k_all_levels, out);
       }}}};
 
 /// What a run found out.
 struct results {
   std::unique_ptr<dtree> model;
-  std::unique_ptr<conf_matrix> training, holdout;
-  validation folds;  // without a matrix: none made
+  judged_test training, out_of_bag, holdout;  // without a matrix: none made
+  validation folds;
   unsigned long n_folds = 0;
-  double out_of_bag = std::nan("");
+  double out_of_bag_error = std::nan("");
+  orvik::view::training_facts facts;
 };
+
+/// "1.24 s", "5.7 ms"
+std::string seconds_text(double seconds) {
+  std::array<char, 32> room;
+  const bool short_one = seconds < 1;
+  std::snprintf(room.data(), room.size(), short_one ? "%.3g ms" : "%.1f s",
+                short_one ? 1000 * seconds : seconds);
+  return room.data();
+}
 
 class train_verb : public verb {
  public:
@@ -99,6 +111,7 @@ class train_verb : public verb {
     all.flag("--no-cv", no_cv_, "no cross-validation");
     learning_.declare_run(all);
     all.examples(k_examples);
+    said_ = &all;
   }
 
   void run() override {
@@ -107,6 +120,7 @@ class train_verb : public verb {
     check_outputs();
     std::ostringstream nowhere;
     const training_input in = load_training(input_, quiet_ ? nowhere : std::cerr);
+    if (!quiet_ && folds_of(*in.table) > 0) tell_of_folds(in, std::cerr);
     const results found = grow(in);
     save(in, found);
     json_ ? write_json(found) : write_text(found);
@@ -142,17 +156,56 @@ class train_verb : public verb {
     begin(n_trees > 1 ? unit::trees : unit::nodes, n_trees > 1 ? n_trees : 0);
     found.model->build(&t, cases);
     keep_reading(in.how, *found.model);
-    found.training.reset(found.model->get_training_cm());
-    if (parts.rest && parts.rest->size() > 0) {
-      found.holdout.reset(found.model->test(&t, parts.rest.get(), nullptr));
+    tell_growing(t, *cases, found);
+    test(t, *cases, parts.rest.get(), found);
+    return found;
+  }
+
+  void test(table& t, table::subset& cases, table::subset* holdout, results& found) const {
+    zel::util::cronos watch;
+    watch.start();
+    zel::util::progress::stage("testing");
+    const dtree& m = *found.model;
+    found.training = training_test(m, t, cases);
+    if (holdout != nullptr && holdout->size() > 0) {
+      found.holdout = tested(m, t, *holdout, "hold-out rows");
     }
-    if (has_out_of_bag()) found.out_of_bag = found.model->get_oob_error(&t);
+    if (has_out_of_bag()) test_out_of_bag(t, cases.size(), found);
     found.n_folds = folds_of(t);
     if (found.n_folds > 0) {
       begin(unit::folds, found.n_folds);
-      found.folds = cross_validate(t, *found.model, *draw_folds(t, found.n_folds), found.n_folds);
+      found.folds = cross_validate(t, m, *draw_folds(t, found.n_folds), found.n_folds);
     }
-    return found;
+    watch.stop();
+    if (found.n_folds == 0 && !found.holdout.matrix && !has_out_of_bag()) return;
+    found.facts.emplace_back("Testing took", seconds_text(watch.get_elapsed()));
+  }
+
+  /// Figures of the rows that it was grown on flatter: they are for programs that ask.
+  judged_test training_test(const dtree& m, table& t, table::subset& cases) const {
+    if (json_) return tested(m, t, cases, "training rows");
+    judged_test test{m.class_values(), nullptr, {}, "training rows"};
+    test.matrix.reset(m.get_training_cm());
+    return test;
+  }
+
+  static void test_out_of_bag(table& t, unsigned long n_rows, results& found) {
+    const dtree& m = *found.model;
+    if (keeps_rows(n_rows, t.get_schema().n_class_codes())) {
+      found.out_of_bag = test_of(m.get_oob_rows(&t), "out-of-bag rows");
+      found.out_of_bag_error = found.out_of_bag.matrix->err_misc();
+    } else {
+      found.out_of_bag_error = m.get_oob_error(&t);
+    }
+  }
+
+  /// What the report says of the run.
+  void tell_growing(const table& t, const table::subset& cases, results& found) const {
+    found.facts = {{"File", input_.file},
+                   {"Rows given",
+                    std::to_string(t.get_no_rows()) + ", grown on " + std::to_string(cases.size())},
+                   {"Seed", std::to_string(learning_.seed)},
+                   {"Growing took", seconds_text(found.model->get_elapsed())}};
   }
 
   /// By default a tree is cross-validated where nothing else tests it.
@@ -179,7 +232,8 @@ class train_verb : public verb {
     if (report_.empty()) return;
     zel::util::progress::stage("writing the report");
     write_file(report_, [&](std::ostream& out) {
-      orvview::write_html_report(*found.model, found.model->get_name(), in.table.get(), out);
+      orvik::view::write_html_report(*found.model, found.model->get_name(), in.table.get(), out,
+                                     found.facts);
     });
   }
 
@@ -188,21 +242,24 @@ class train_verb : public verb {
     std::cout << learning_.describe() << ": " << m.size() << " nodes, " << m.leaves()
               << " leaves, depth " << m.depth() << ", " << m.nfeatures()
               << " attributes tested, seed " << learning_.seed << '\n';
-    const std::vector<std::string> classes = m.class_values();
-    std::cout << "error: " << percent(found.training->err_misc())
+    std::cout << "error: " << percent(found.training.matrix->err_misc())
               << " of the training rows (majority class: "
-              << percent(found.training->err_misc_majority()) << ")\n";
-    if (!std::isnan(found.out_of_bag)) {
-      std::cout << "error: " << percent(found.out_of_bag)
+              << percent(found.training.matrix->err_misc_majority()) << ")\n";
+    if (!std::isnan(found.out_of_bag_error)) {
+      std::cout << "error: " << percent(found.out_of_bag_error)
                 << " out of bag (each row by the trees that did not draw it)\n";
+      if (found.out_of_bag.matrix) write_figures(found.out_of_bag, std::cout);
     }
-    if (found.folds.matrix) {
+    if (found.folds.test.matrix) {
       std::cout << "error: " << percent(found.folds.error.mean()) << " +- "
                 << percent(found.folds.error.deviation()) << " in " << found.n_folds
                 << "-fold cross-validation\n";
-      write_matrix(*found.folds.matrix, classes, std::cout);
+      write_figures(found.folds.test, std::cout);
     }
-    if (found.holdout) write_figures(*found.holdout, classes, "hold-out rows", std::cout);
+    if (found.holdout.matrix) {
+      write_error(found.holdout, std::cout);
+      write_figures(found.holdout, std::cout);
+    }
     if (!quiet_) write_summary(m);
   }
 
@@ -214,7 +271,7 @@ class train_verb : public verb {
                    "--prune none or --min 1, or look whether the class is the one you mean.\n";
       return;
     }
-    const orvview::chosen_tree chosen{m};
+    const orvik::view::chosen_tree chosen{m};
     const std::vector<orvik::placed_node> nodes = nodes_of(chosen.root());
     unsigned long depth = 1;
     const auto shown = [&nodes](unsigned long levels) {
@@ -223,56 +280,63 @@ class train_verb : public verb {
     };
     while (depth < m.depth() && shown(depth + 1) <= k_shown_nodes) ++depth;
     const bool whole = shown(depth) == nodes.size();
-    orvview::write_summary(chosen, whole ? orvik::k_all_levels : depth,
-                           terminal_of(/*to_stdout=*/true, "auto"), std::cout);
+    orvik::view::write_summary(chosen, whole ? orvik::k_all_levels : depth,
+                               terminal_of(/*to_stdout=*/true, "auto"), std::cout);
   }
 
   void write_json(const results& found) const {
-    const dtree& m = *found.model;
-    const std::vector<std::string> classes = m.class_values();
     zel::text::json_sink sink(std::cout);
     json_out json(sink);
     const auto member = [&json](const char* key, const auto& write) {
       json.key(key);
       json.object(write);
     };
+    json.object([&] {
+      member("model", [&] { write_model(*found.model, json); });
+      member("training", [&] { write_figures(found.training, found.training.from, json); });
+      if (!std::isnan(found.out_of_bag_error)) {
+        member("out_of_bag", [&] { write_out_of_bag(found, json); });
+      }
+      if (found.folds.test.matrix) {
+        member("cross_validation", [&] { write_folds(found, json); });
+      }
+      if (found.holdout.matrix) {
+        member("holdout", [&] { write_figures(found.holdout, found.holdout.from, json); });
+      }
+    });
+    std::cout << '\n';
+  }
+
+  void write_model(const dtree& m, json_out& json) const {
     const auto whole = [&json](const char* key, unsigned long value) {
       json.key(key);
       json.Uint64(value);
     };
-    json.object([&] {
-      member("model", [&] {
-        json.key("kind");
-        json.text(learning_.describe());
-        whole("trees", m.get_no_trees());
-        whole("nodes", m.size());
-        whole("leaves", m.leaves());
-        whole("depth", m.depth());
-        whole("attributes_tested", m.nfeatures());
-        whole("seed", learning_.seed);
-      });
-      member("training", [&] { write_figures(*found.training, classes, "training rows", json); });
-      if (!std::isnan(found.out_of_bag)) {
-        member("out_of_bag", [&] {
-          json.key("error");
-          json.number(found.out_of_bag);
-        });
-      }
-      if (found.folds.matrix) {
-        member("cross_validation", [&] {
-          whole("folds", found.n_folds);
-          json.key("mean_error");
-          json.number(found.folds.error.mean());
-          json.key("deviation");
-          json.number(found.folds.error.deviation());
-          write_figures(*found.folds.matrix, classes, "cross-validation", json);
-        });
-      }
-      if (found.holdout) {
-        member("holdout", [&] { write_figures(*found.holdout, classes, "hold-out rows", json); });
-      }
-    });
-    std::cout << '\n';
+    json.key("kind");
+    json.text(learning_.describe());
+    whole("trees", m.get_no_trees());
+    whole("nodes", m.size());
+    whole("leaves", m.leaves());
+    whole("depth", m.depth());
+    whole("attributes_tested", m.nfeatures());
+    whole("seed", learning_.seed);
+  }
+
+  static void write_out_of_bag(const results& found, json_out& json) {
+    if (found.out_of_bag.matrix)
+      return write_figures(found.out_of_bag, found.out_of_bag.from, json);
+    json.key("error");
+    json.number(found.out_of_bag_error);
+  }
+
+  static void write_folds(const results& found, json_out& json) {
+    json.key("folds");
+    json.Uint64(found.n_folds);
+    json.key("mean_error");
+    json.number(found.folds.error.mean());
+    json.key("deviation");
+    json.number(found.folds.error.deviation());
+    write_figures(found.folds.test, found.folds.test.from, json);
   }
 
   void tell_written() const {
@@ -284,21 +348,24 @@ class train_verb : public verb {
   }
 
   void tell_next(const results& found) const {
-    std::string file = input_.file;
-    if (!input_.columns.class_column.empty()) file += " --class " + input_.columns.class_column;
+    const std::string file = input_.words();
     std::cerr << "\nnext:\n";
     if (output_.empty()) {
-      std::cerr << "  orvik train " << file << " -o " << base_name(input_.file)
-                << ".orvik    # keeps the model\n";
+      std::cerr << "  orvik train";
+      for (const std::string& word : said_->words()) std::cerr << ' ' << shell_word(word);
+      std::cerr << " -o " << shell_word(base_name(input_.file) + ".orvik")
+                << "    # keeps the model\n";
     } else {
-      std::cerr << "  orvik predict " << output_ << " NEW.csv -o scores.csv\n  orvik view "
-                << output_ << "    # " << base_name(output_) << ".html, for a browser\n";
+      const std::string model = shell_word(output_);
+      std::cerr << "  orvik predict " << model << " NEW.csv -o scores.csv\n  orvik view " << model
+                << "    # " << base_name(output_) << ".html, for a browser\n";
     }
     if (found.model->get_no_trees() == 1) {
       std::cerr << "  orvik compare " << file << "    # other prunings, and forests\n";
     }
   }
 
+  const options* said_ = nullptr;  // lives until the run is over
   input_options input_;
   learning learning_;
   std::string output_, report_;

@@ -19,8 +19,8 @@ namespace orvverbs {
 
 namespace {
 
-using orvview::chosen_tree;
-using orvview::opened;
+using orvik::view::chosen_tree;
+using orvik::view::opened;
 
 constexpr char k_no_such_tree[] = ": there is no such tree; the model has ";
 constexpr char k_examples[] =
@@ -98,11 +98,11 @@ class view_verb : public verb {
   }
 
   opened open() const {
-    if (from_.data.empty() || !from_.names.empty()) return orvview::open_sources(from_);
-    orvview::sources only_model = from_;
+    if (from_.data.empty() || !from_.names.empty()) return orvik::view::open_sources(from_);
+    orvik::view::sources only_model = from_;
     only_model.data.clear();
     only_model.seed.reset();
-    opened found = orvview::open_sources(only_model);
+    opened found = orvik::view::open_sources(only_model);
     const reading how = reading_of(*found.model);
     new_rows rows(*found.model, how, from_.data, separator_of("--separator", separator_),
                   std::cerr);
@@ -115,28 +115,29 @@ class view_verb : public verb {
   }
 
   void write_rules(const chosen_tree& chosen, std::ostream& out) const {
-    if (rules_ == "sql") return orvview::write_sql(chosen, relation_, out);
+    if (rules_ == "sql") return orvik::view::write_sql(chosen, relation_, out);
     using writer = void (*)(const chosen_tree&, std::ostream&);
-    static const std::map<std::string, writer> writers{{"text", orvview::write_rules_text},
-                                                       {"csv", orvview::write_rules_csv},
-                                                       {"json", orvview::write_rules_json}};
+    static const std::map<std::string, writer> writers{{"text", orvik::view::write_rules_text},
+                                                       {"csv", orvik::view::write_rules_csv},
+                                                       {"json", orvik::view::write_rules_json}};
     writers.at(rules_)(chosen, out);
   }
 
   void write_form(const opened& found, std::ostream& out) const {
-    const chosen_tree chosen{*found.model, tree_ == 0 ? orvview::k_whole_model : tree_ - 1};
-    if (svg_) return orvview::write_svg(chosen, depth_, out);
-    if (cpp_) return orvview::write_cpp(*found.model, out);
-    if (python_) return orvview::write_python(*found.model, out);
+    const chosen_tree chosen{*found.model, tree_ == 0 ? orvik::view::k_whole_model : tree_ - 1};
+    if (svg_) return orvik::view::write_svg(chosen, depth_, out);
+    if (cpp_) return orvik::view::write_cpp(*found.model, out);
+    if (python_) return orvik::view::write_python(*found.model, out);
     if (summary_) {
-      return orvview::write_summary(chosen, depth_, terminal_of(is_standard(output_), color_), out);
+      return orvik::view::write_summary(chosen, depth_, terminal_of(is_standard(output_), color_),
+                                        out);
     }
     if (!rules_.empty()) return write_rules(chosen, out);
     const std::string title = std::filesystem::path(from_.model).filename().string();
-    orvview::write_html_report(*found.model, title, found.rows.get(), out);
+    orvik::view::write_html_report(*found.model, title, found.rows.get(), out);
   }
 
-  orvview::sources from_;
+  orvik::view::sources from_;
   std::string output_, rules_, relation_ = "cases", color_ = "auto", separator_ = "auto";
   bool html_ = false, svg_ = false, cpp_ = false, python_ = false, summary_ = false;
   unsigned long tree_ = 0, depth_ = 0, seed_ = 0;

@@ -9,7 +9,7 @@
 #include "wording.h"
 #include "zel/text/decimal.h"
 
-namespace orvview {
+namespace orvik::view {
 
 namespace {
 
@@ -220,4 +220,4 @@ void cpp_writer::write() {
 
 void write_cpp(const orvik::dtree& model, std::ostream& out) { cpp_writer(model, out).write(); }
 
-}  // namespace orvview
+}  // namespace orvik::view

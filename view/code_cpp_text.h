@@ -1,7 +1,7 @@
 // What every C++ source of a model has in common, in the order in which it stands there.
 #pragma once
 
-namespace orvview {
+namespace orvik::view {
 
 /// How to use it, and the includes.
 inline constexpr char k_head[] = R"source(//
@@ -299,4 +299,4 @@ int main(int argc, char** argv) {
 #undef ORVIK_NAMESPACE
 )source";
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -6,7 +6,7 @@
 #include "wording.h"
 #include "zel/text/decimal.h"
 
-namespace orvview {
+namespace orvik::view {
 
 namespace {
 
@@ -177,4 +177,4 @@ void write_python(const orvik::dtree& model, std::ostream& out) {
   python_writer(model, out).write();
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -1,7 +1,7 @@
 // What every Python module of a model has in common, in the order in which it stands there.
 #pragma once
 
-namespace orvview {
+namespace orvik::view {
 
 /// How to use it, and how values are read.
 inline constexpr char k_python_head[] = R"source(#
@@ -205,4 +205,4 @@ if __name__ == "__main__":
     _main(*sys.argv[1:])
 )source";
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -13,7 +13,7 @@
 #include "wording.h"
 #include "zel/text/decimal.h"
 
-namespace orvview {
+namespace orvik::view {
 
 using orvik::placed_node;
 using orvik::tree_node;
@@ -351,4 +351,4 @@ void write_sql(const chosen_tree& chosen, const std::string& relation, std::ostr
   sql_writer(chosen, relation, out).write();
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-namespace orvview {
+namespace orvik::view {
 
 orvik::tree_node chosen_tree::root() const {
   const unsigned long n = model.get_no_trees();
@@ -18,4 +18,4 @@ std::vector<orvik::tree_node> chosen_tree::roots() const {
   return all;
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -10,7 +10,7 @@
 
 #include "orvik/dtree.h"
 
-namespace orvview {
+namespace orvik::view {
 
 /// Instead of the number of a tree: the model as a whole.
 constexpr unsigned long k_whole_model = static_cast<unsigned long>(-1);
@@ -32,7 +32,7 @@ struct chosen_tree {
 };
 
 // Programs that predict, of models with one tree or many. What they hold and how exactly they
-// agree with the library stands in docs/orvview.1.md.
+// agree with the library stands in docs/orvik::view.1.md.
 
 /// One C++17 source without dependencies.
 void write_cpp(const orvik::dtree& model, std::ostream& out);
@@ -58,4 +58,4 @@ struct terminal {
 void write_summary(const chosen_tree& chosen, unsigned long depth, const terminal& on,
                    std::ostream& out);
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -4,7 +4,7 @@
 
 #include "orvik/orvik.h"
 
-namespace orvview {
+namespace orvik::view {
 
 namespace {
 
@@ -72,4 +72,4 @@ opened open_sources(const sources& from) {
   return found;
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -7,7 +7,7 @@
 
 #include "orvik/dtree.h"
 
-namespace orvview {
+namespace orvik::view {
 
 /// Where model and rows are.
 struct sources {
@@ -31,4 +31,4 @@ struct opened {
 /// else or does not fit the model, and for a model without trees.
 opened open_sources(const sources& from);
 
-}  // namespace orvview
+}  // namespace orvik::view

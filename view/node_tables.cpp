@@ -5,7 +5,7 @@
 #include <map>
 #include <set>
 
-namespace orvview {
+namespace orvik::view {
 
 using orvik::tree_node;
 
@@ -88,4 +88,4 @@ void node_tables::add_shares(const tree_node& leaf, const tree_node& with_cases)
   }
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -10,7 +10,7 @@
 
 #include "forms.h"
 
-namespace orvview {
+namespace orvik::view {
 
 /// A column that some tree tests.
 struct tested_column {
@@ -60,4 +60,4 @@ struct node_tables {
   std::vector<long> column_of_attribute_;
 };
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -5,7 +5,7 @@
 
 #include "zel/text/decimal.h"
 
-namespace orvview {
+namespace orvik::view {
 
 std::string trimmed_decimal(double x) {
   std::string text = zel::text::one_decimal(x);
@@ -20,4 +20,4 @@ std::string six_digits(double x) {
   return {room.data(), end};
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -3,11 +3,11 @@
 
 #include <string>
 
-namespace orvview {
+namespace orvik::view {
 
 /// As "%.1f" prints a finite number, without a decimal that is 0.
 std::string trimmed_decimal(double x);
 /// As "%g" prints it.
 std::string six_digits(double x);
 
-}  // namespace orvview
+}  // namespace orvik::view

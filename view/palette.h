@@ -6,7 +6,7 @@
 
 #include "orvik/codes.h"
 
-namespace orvview {
+namespace orvik::view {
 
 struct class_color {
   const char* web;
@@ -26,4 +26,4 @@ constexpr std::size_t color_of(orvik::code_t class_code) {
   return (class_code + k_colors.size() - 1) % k_colors.size();
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

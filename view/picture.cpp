@@ -10,7 +10,7 @@
 #include "wording.h"
 #include "zel/text/decimal.h"
 
-namespace orvview {
+namespace orvik::view {
 
 using orvik::branch_test;
 using orvik::placed_node;
@@ -264,4 +264,4 @@ void write_svg(const chosen_tree& chosen, unsigned long depth, std::ostream& out
   svg_writer(chosen, depth, out).write();
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

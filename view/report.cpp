@@ -5,7 +5,7 @@
 #include "report_data.h"
 #include "zel/util/string_util.h"
 
-namespace orvview {
+namespace orvik::view {
 
 namespace {
 
@@ -37,4 +37,4 @@ void write_html_report(const orvik::dtree& model, const std::string& title, orvi
       << in_comment(k_report_licences) << "-->\n</body>\n</html>\n";
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

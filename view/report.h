@@ -8,7 +8,7 @@
 
 #include "orvik/dtree.h"
 
-namespace orvview {
+namespace orvik::view {
 
 /// What else is known of a training run, as labels and texts: "Seed", "Seconds".
 using training_facts = std::vector<std::pair<std::string, std::string>>;
@@ -18,4 +18,4 @@ using training_facts = std::vector<std::pair<std::string, std::string>>;
 void write_html_report(const orvik::dtree& model, const std::string& title, orvik::table* rows,
                        std::ostream& out, const training_facts& facts = {});
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-namespace orvview {
+namespace orvik::view {
 
 extern const std::string_view k_report_script;
 extern const std::string_view k_report_style;
@@ -13,4 +13,4 @@ extern const std::string_view k_report_script_hash;
 /// Of the packages that the script holds parts of.
 extern const std::string_view k_report_licences;
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -16,7 +16,7 @@
 #include "zel/text/json.h"
 #include "zel/util/string_util.h"
 
-namespace orvview {
+namespace orvik::view {
 
 using orvik::code_t;
 using orvik::placed_node;
@@ -343,10 +343,16 @@ void data_writer::write_metrics(const orvik::judged_rows& rows, const char* sour
 void data_writer::write_matrices() {
   begin("matrices");
   const std::unique_ptr<orvik::conf_matrix> training(model_.get_training_cm());
+  const bool few = schema_.n_class_codes() <= k_most_matrix_classes;
   if (training) {
-    const bool few = training->size() <= k_most_matrix_classes;
     write_matrix("Training rows", *training,
-                 few ? rows_of(model_, *training) : orvik::judged_rows());
+                 few ? rows_of(model_.class_values(), *training) : orvik::judged_rows());
+  }
+  if (few && rows_ != nullptr && model_.has_draws()) {
+    const orvik::judged_rows out_of_bag = model_.get_oob_rows(rows_);
+    if (out_of_bag.size() > 0) {
+      write_matrix("Out-of-bag rows", *test_on_rows(out_of_bag), out_of_bag);
+    }
   }
   if (recoded_) {
     write_matrix("Rows given", *test_on_rows(predictions_.judged), predictions_.judged);
@@ -489,4 +495,4 @@ std::string report_data(const orvik::dtree& model, const std::string& title, orv
   return safe;
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -17,7 +17,7 @@
 #include "orvik/dtree.h"
 #include "report.h"
 
-namespace orvview {
+namespace orvik::view {
 
 /// The block, in UTF-8; it holds no "<", so that it can stand in any element. `rows` may be null.
 /// Trees are left out once some millions of bytes are reached, the first one never.
@@ -27,4 +27,4 @@ std::string report_data(const orvik::dtree& model, const std::string& title, orv
 /// A text in UTF-8: as it is, or each byte taken for the character of that number.
 std::string as_utf8(const std::string& text);
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <numeric>
 
-namespace orvview {
+namespace orvik::view {
 
 using orvik::code_t;
 using orvik::column_view;
@@ -211,4 +211,4 @@ std::vector<node_profile> profiles_of_nodes(const orvik::tree_node& root, const 
   return all;
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

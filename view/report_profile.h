@@ -7,7 +7,7 @@
 #include "orvik/table.h"
 #include "report_rows.h"
 
-namespace orvview {
+namespace orvik::view {
 
 /// A column: numbers in intervals of equal width, other values one by one, the most frequent ones.
 struct column_profile {
@@ -36,4 +36,4 @@ struct node_profile {
 std::vector<node_profile> profiles_of_nodes(const orvik::tree_node& root, const orvik::table& rows,
                                             const recoded_rows& recoded, unsigned long n_classes);
 
-}  // namespace orvview
+}  // namespace orvik::view

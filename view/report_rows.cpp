@@ -7,7 +7,7 @@
 #include "zel/util/rand_gen.h"
 #include "zel/util/run_context.h"
 
-namespace orvview {
+namespace orvik::view {
 
 using orvik::code_t;
 using orvik::row_t;
@@ -149,9 +149,10 @@ std::unique_ptr<orvik::conf_matrix> test_on_rows(const orvik::judged_rows& rows)
   return matrix;
 }
 
-orvik::judged_rows rows_of(const orvik::dtree& model, const orvik::conf_matrix& matrix) {
+orvik::judged_rows rows_of(const std::vector<std::string>& classes,
+                           const orvik::conf_matrix& matrix) {
   orvik::judged_rows rows;
-  rows.classes = model.class_values();
+  rows.classes = classes;
   for (code_t i = 0; i < matrix.size(); ++i) {
     for (code_t j = 0; j < matrix.size(); ++j) {
       if (matrix.get_element(i, j) == 0) continue;
@@ -178,4 +179,4 @@ std::vector<double> permutation_on_rows(const orvik::dtree& model, const recoded
   return rises;
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -7,7 +7,7 @@
 
 #include "orvik/dtree.h"
 
-namespace orvview {
+namespace orvik::view {
 
 /// The rows of a table in the codes of a model, whose values may be others. A number that training
 /// did not have takes its place among those it had, any other value counts as unknown.
@@ -53,7 +53,8 @@ predicted_rows predict_rows(const orvik::dtree& model, const recoded_rows& rows)
 /// The matrix of predictions for all rows.
 std::unique_ptr<orvik::conf_matrix> test_on_rows(const orvik::judged_rows& rows);
 /// Rows of which only their sums by class and predicted class are known, a row a cell; no shares.
-orvik::judged_rows rows_of(const orvik::dtree& model, const orvik::conf_matrix& matrix);
+orvik::judged_rows rows_of(const std::vector<std::string>& classes,
+                           const orvik::conf_matrix& matrix);
 
 /// What the model's error on the rows rises by when the values of an attribute are permuted among
 /// them, by attribute; 0 for those not in `tested`. Of many rows it takes some, evenly spread. The
@@ -61,4 +62,4 @@ orvik::judged_rows rows_of(const orvik::dtree& model, const orvik::conf_matrix& 
 std::vector<double> permutation_on_rows(const orvik::dtree& model, const recoded_rows& rows,
                                         const std::vector<unsigned long>& tested);
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -6,7 +6,7 @@
 #include "wording.h"
 #include "zel/text/decimal.h"
 
-namespace orvview {
+namespace orvik::view {
 
 using orvik::branch_test;
 
@@ -145,4 +145,4 @@ void write_rules_csv(const chosen_tree& chosen, std::ostream& out) {
   }
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

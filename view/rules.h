@@ -6,7 +6,7 @@
 
 #include "forms.h"
 
-namespace orvview {
+namespace orvik::view {
 
 /// What a rule asks of one column: a range of values or one value. A code is of the column's value
 /// set.
@@ -36,4 +36,4 @@ void write_rules_text(const chosen_tree& chosen, std::ostream& out);
 void write_rules_csv(const chosen_tree& chosen, std::ostream& out);
 void write_rules_json(const chosen_tree& chosen, std::ostream& out);
 
-}  // namespace orvview
+}  // namespace orvik::view

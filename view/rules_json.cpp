@@ -4,7 +4,7 @@
 #include "wording.h"
 #include "zel/text/json.h"
 
-namespace orvview {
+namespace orvik::view {
 
 namespace {
 
@@ -113,4 +113,4 @@ void write_rules_json(const chosen_tree& chosen, std::ostream& out) {
   rules_writer(chosen, out).write();
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -10,7 +10,7 @@
 #include "wording.h"
 #include "zel/text/decimal.h"
 
-namespace orvview {
+namespace orvik::view {
 
 using orvik::placed_node;
 using orvik::tree_node;
@@ -258,4 +258,4 @@ void write_summary(const chosen_tree& chosen, unsigned long depth, const termina
   summary_writer(chosen, depth, on, out).write();
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

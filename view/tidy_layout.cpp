@@ -4,7 +4,7 @@
 #include <cassert>
 #include <limits>
 
-namespace orvview {
+namespace orvik::view {
 
 namespace {
 
@@ -170,4 +170,4 @@ std::vector<double> tidy_layout(const std::vector<layout_node>& nodes) {
   return layout(nodes).places();
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -5,7 +5,7 @@
 
 #include <vector>
 
-namespace orvview {
+namespace orvik::view {
 
 /// A node to be placed; they come in the order of a walk: fathers first, children from left to
 /// right.
@@ -17,4 +17,4 @@ struct layout_node {
 /// @return the middle of every node from left to right; the leftmost edge is at 0.
 std::vector<double> tidy_layout(const std::vector<layout_node>& nodes);
 
-}  // namespace orvview
+}  // namespace orvik::view

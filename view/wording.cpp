@@ -5,7 +5,7 @@
 
 #include "zel/util/string_util.h"
 
-namespace orvview {
+namespace orvik::view {
 
 namespace {
 
@@ -151,4 +151,4 @@ std::string utf8_of(char32_t c) {
   return {static_cast<char>(0xF0 | (c >> 18)), tail(12), tail(6), tail(0)};
 }
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -7,7 +7,7 @@
 
 #include "orvik/dtree.h"
 
-namespace orvview {
+namespace orvik::view {
 
 /// Texts of a model in UTF-8, whatever encoding the model has them in.
 class wording {
@@ -56,4 +56,4 @@ std::string shortened(const std::string& utf8, unsigned long columns);
 std::vector<char32_t> characters_of(const std::string& utf8);
 std::string utf8_of(char32_t character);
 
-}  // namespace orvview
+}  // namespace orvik::view

@@ -169,6 +169,10 @@ class ORVIK_EXPORT dtree {
   double get_oob_error(table* t) const;
   /// The same of the first tree, of the first two and so on; none where the draws are not known.
   std::vector<double> get_oob_errors(table* t) const;
+  /// What those trees say of each training case that has any, in the order of the cases: the
+  /// material of figures, whose error is get_oob_error(). No rows where that is not-a-number.
+  /// Memory grows with the cases times the classes.
+  judged_rows get_oob_rows(table* t) const;
   /// Finds the draws of an ensemble that was loaded: after set_seed() with the seed of the run that
   /// built it, they follow from its rows, if that run grew it first, on all rows of `t`.
   /// @return false, changing nothing, where they were others.

@@ -104,7 +104,8 @@ def check(orvcmd, name, bunch, weighted, settings):
                         "-norescale", "-json", file["j"], "-mjson", file["m"]] + settings, check=True)
         model = documents.Json(file["j"])
         with open(file["m"], encoding="utf-8") as text:
-            tests = json.load(text)["tests"]
+            # Which rows are out of bag does not stand in any document.
+            tests = [own for own in json.load(text)["tests"] if own["rows"] != "out-of-bag rows"]
         what = f"{name} {' '.join(settings)}"
         return sum(compare(f"{what}, {own['rows']}", own,
                            wanted_of(model.classes, *judged(model, rows, weighted)))

@@ -215,6 +215,40 @@ class Check:
         again = self.run("train", "flats.csv", "--json", "-q", "--threads", "1").stdout
         require(json.loads(again) == trained, "the seed draws the folds, whatever the threads")
 
+    def check_figures(self):
+        """Matrix and figures say the same, of the rows that they name."""
+        run = json.loads(self.run("train", "flats.csv", "-q", "--forest", "9", "--holdout", "30", "--cv", "3",
+                                  "--json", "-o", "part.orvik", "--report", "part.html").stdout)
+        for name, rows in [("training", "training rows"), ("out_of_bag", "out-of-bag rows"),
+                           ("cross_validation", "cross-validation"), ("holdout", "hold-out rows")]:
+            self.require_agreement(run[name], rows)
+        require(run["cross_validation"]["weight"] == 400, "all folds")
+        page = open(self.path("part.html"), encoding="utf-8").read()
+        require('["Seed","1"]' in page and '["Growing took","' in page, "what the report says of the run")
+        table = self.rows("flats.csv")
+        for row in table[1:4]:
+            row[-1] = "odd"
+        self.write("odd.csv", "".join(",".join(f'"{c}"' for c in row) + "\n" for row in table))
+        done = self.run("test", "part.orvik", "odd.csv", "--json")
+        require("odd.csv: 3 rows of a class that the model does not have: errors" in done.stderr, done.stderr)
+        odd = json.loads(done.stdout)
+        self.require_agreement(odd, "rows of odd.csv")
+        require(odd["classes"][-1] == "(not in the model)" and sum(odd["matrix"][-1]) == 3, odd["classes"])
+        done = self.run("select", "flats.csv", "-c", "verdict", "--ordered", "noise=quiet<some<loud", "--within", "9")
+        require(re.search(r"\n  orvik train flats.csv --class verdict --ignore [a-z,]+ "
+                          r"--ordered 'noise=quiet<some<loud'\n$", done.stderr), done.stderr)
+        models = json.loads(self.run("compare", "flats.csv", "--cv", "2", "--trees", "2", "--json").stdout)
+        for model in models["models"]:
+            require(all(0 < model[key] for key in ("balanced_accuracy", "f1", "log_loss", "brier")), model)
+        for line in self.run("compare", "flats.csv", "--cv", "2", "--trees", "2").stdout.splitlines():
+            require(len(line) <= 80, line)
+
+    @staticmethod
+    def require_agreement(of, rows):
+        figures = of["metrics"]["tests"][0]
+        agree = abs(1 - figures["accuracy"] - of["error"]) < 1e-9
+        require(agree and figures["rows"] == rows and figures["matrix"] == of["matrix"], f"{rows}: {of}")
+
     def check_against_orvcmd(self, model, new, scores):
         cells = [[c.replace("NA", "?") or "?" for c in row] for row in new[1:]]
         self.write("rows", "".join("\x1f".join(row) + "\n" for row in cells))
@@ -256,6 +290,7 @@ def main(orvik, orvcmd, root):
         check.check_errors()
         check.check_forms_of_files()
         check.check_new_files()
+        check.check_figures()
         check.check_hostile_models()
     return 0
 

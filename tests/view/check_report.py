@@ -58,8 +58,11 @@ def check(orvcmd, orvik, folder, names, data, options, n_trees, known_draws):
     for tree, (size, leaves, _) in zip(held["trees"], held["sizes"]):
         assert size == len(tree["children"]) and leaves == tree["children"].count(0)
     assert len(held["oob"]) == (n_trees if known_draws else 0) and bool(held["oob"]) == known_draws
-    training, given = (matrix["cells"] for matrix in held["matrices"])
-    assert training == given
+    training, *out_of_bag, given = held["matrices"]
+    assert training["cells"] == given["cells"] and bool(out_of_bag) == known_draws
+    for matrix in out_of_bag:
+        assert matrix["title"] == "Out-of-bag rows"
+        assert abs(1 - matrix["metrics"]["tests"][0]["accuracy"] - held["oob"][-1]) < 1e-9
     return held
 
 

@@ -7,7 +7,7 @@
 
 #include "tidy_layout.h"
 
-namespace orvview {
+namespace orvik::view {
 namespace {
 
 /// Some tree in the order of a walk.
@@ -57,4 +57,4 @@ TEST(layout, spreads_what_stands_between_large_subtrees) {
 }
 
 }  // namespace
-}  // namespace orvview
+}  // namespace orvik::view

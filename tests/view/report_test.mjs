@@ -122,7 +122,12 @@ const tests = {
 
   async 'the first picture can be read, and phones get whole rules'() {
     const page = await browser.open(shop.report(shop.grow(rentals, ...FULL)));
-    assert.ok(await page.$eval('.card .counts', (t) => t.getScreenCTM().d) >= 1);
+    const scale = () => page.$eval('.card .counts', (t) => t.getScreenCTM().d);
+    assert.ok(await scale() >= 1);
+    for (const levels of [1, 2, 3]) {
+      await page.selectOption('#levels', String(levels));
+      assert.ok(await scale() >= 1, `${levels} levels, ${await status(page)}`);
+    }
     await page.setViewportSize({ width: 390, height: 844 });
     await page.waitForTimeout(100);
     const cut = await page.$$eval('.rules td.text', (all) =>

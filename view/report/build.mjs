@@ -29,6 +29,6 @@ const licences = [...packages].sort().map((name) => {
   return `${name} ${version} (${license})\n\n${text}\n`;
 });
 writeFileSync('THIRD_PARTY_LICENSES',
-              'The report that orvview writes holds parts of these packages.\n\n' +
+              'The report that orvik writes holds parts of these packages.\n\n' +
               licences.join(`\n${'-'.repeat(78)}\n\n`));
 console.log(`bundle.js ${code.length} bytes, ${packages.size} packages`);

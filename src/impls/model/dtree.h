@@ -156,6 +156,9 @@ class dtree : private zel::util::nocopy {
   double oob_error(const table& t) const;
   /// The same of the first tree, the first two trees and so on; none where no draws are known.
   std::vector<double> oob_errors(const table& t) const;
+  /// What those trees say of the cases, in their order, without those that have none; no rows for
+  /// a single tree. The shares of the classes are what predict_distribution() gives of those trees.
+  judged_rows oob_rows(const table& t) const;
   /// Finds the draws of an ensemble that was read: under the run seed of its build, and numbered
   /// from the start, they follow from the rows, if all rows of `t` were grown on.
   /// @return false, changing nothing, where the trees were grown on others.

@@ -112,6 +112,61 @@ ballot make_ballot(const zel::util::run_context& run, const table& t, const ense
   return voters;
 }
 
+/// Judges the cases of a chunk by the trees that did not draw them.
+class bag_judge {
+ public:
+  /// All must outlive this. Without `with_shares` rows have none.
+  bag_judge(const table& t, const std::vector<voter>& trees, const ballot& asked, bool with_shares)
+      : t_(t), trees_(trees), asked_(asked), with_shares_(with_shares) {}
+
+  /// Appends the cases that have such a tree.
+  void judge(const chunk& some, judged_rows& rows) const {
+    vote(t_, asked_, some, [&](std::size_t tree, auto, vote_count& votes) {
+      if (tree + 1 < trees_.size()) return;
+      for (std::size_t c = 0; c < some.cases.size(); ++c) {
+        const std::uint32_t predicted = winner(votes, c);
+        if (predicted == k_no_vote) continue;
+        const auto& [row, weight] = some.cases[c];
+        rows.actual.push_back(t_.class_column().get_row_index(row));
+        rows.predicted.push_back(predicted);
+        rows.weights.push_back(weight);
+        if (with_shares_) add_shares(some.first + c, row, votes.of_case(c), rows.shares);
+      }
+    });
+  }
+
+ private:
+  /// As ensemble::predict_distribution() of those trees; `said` is what they answer by.
+  void add_shares(unsigned long position, row_t row, std::span<const vote_t> said,
+                  std::vector<double>& to) const {
+    vote_t all = 0;
+    for_each_voter(position, [&all](const voter& asked) { all += asked.votes; });
+    if (asked_.answer == combination::shares) {
+      for (const vote_t share : said) to.push_back(share / all);
+      return;
+    }
+    std::vector<code_t> codes(t_.n_attributes());
+    for (unsigned long a = 0; a < codes.size(); ++a) codes[a] = t_.column_of(a).get_row_index(row);
+    std::vector<double> shares(t_.n_class_codes());
+    for_each_voter(position, [&](const voter& asked) {
+      asked.tree->add_probabilities(codes, asked.votes, shares);
+    });
+    for (const double share : shares) to.push_back(share / all);
+  }
+
+  template <class Visit>
+  void for_each_voter(unsigned long position, const Visit& visit) const {
+    for (std::size_t i = 0; i < trees_.size(); ++i) {
+      if (!asked_.trees[i]->in_bag[position]) visit(trees_[i]);
+    }
+  }
+
+  const table& t_;
+  const std::vector<voter>& trees_;
+  const ballot& asked_;
+  bool with_shares_;
+};
+
 /// Weights by the number of trees, from one tree on.
 struct voted_weights {
   std::vector<double> voted, wrong;
@@ -204,6 +259,29 @@ std::vector<double> dtree::oob_errors(const table& t) const {
     errors.push_back(voted > 0 ? wrong / voted : std::numeric_limits<double>::quiet_NaN());
   }
   return errors;
+}
+
+judged_rows dtree::oob_rows(const table& t) const {
+  require_training_rows(t);
+  judged_rows all;
+  all.classes = class_names();
+  if (!has_draws()) return all;
+  const unsigned long size = chunk_size(t.n_class_codes());
+  std::vector<judged_rows> parts((cases_.size() + size - 1) / size);
+  const std::vector<voter> voters = trees_.voters();
+  run_->with_workers([&] {
+    const ballot trees = make_ballot(*run_, t, trees_, draws_on(t));
+    const bag_judge judge(t, voters, trees, all.classes.size() <= k_most_judged_classes);
+    for_each_chunk(*run_, cases_, t.n_class_codes(), [&](unsigned long number, const chunk& some) {
+      parts[number].classes = all.classes;
+      judge.judge(some, parts[number]);
+    });
+  });
+  for (judged_rows& part : parts) {
+    append(all, part);
+    part = {};  // the rows are not kept twice
+  }
+  return all;
 }
 
 }  // namespace orvik::impls

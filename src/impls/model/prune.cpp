@@ -7,6 +7,7 @@
 #include "impls/pruning/strategies.h"
 #include "impls/tables/same_codes.h"
 #include "zel/util/cronos.h"
+#include "zel/util/progress_display.h"
 #include "zel/util/run_context.h"
 
 namespace orvik::impls {
@@ -18,6 +19,16 @@ constexpr char k_no_tree[] = "no unpruned tree";
 constexpr char k_other_values[] = "the table has other values than that of the training cases";
 constexpr char k_boosted[] = "boosted trees are pruned as they are grown, and not again";
 constexpr char k_no_training[] = "no training cases provided to prune the tree";
+
+/// Where growing is what is watched, pruning is not counted as more of it.
+void name_stage(const parameters& settings, const zel::util::run_context& run) {
+  using zel::util::progress::unit;
+  const unit watched = run.progress().read().of;
+  const bool prunes = model::row_of(settings.pruning).name != nullptr;
+  if (prunes && (watched == unit::nodes || watched == unit::trees)) {
+    zel::util::progress::stage("pruning");
+  }
+}
 
 }  // namespace
 
@@ -50,6 +61,7 @@ void dtree::prune_trees(const table& t, const case_list* prune_cases) {
     if (cases_.empty()) throw std::runtime_error(k_no_training);
     require_training_rows(t);
   }
+  name_stage(parameters_, *run_);
   case_list training;
   if (from_training) prune_cases = &(training = cases_.expand());
   all_or_no_trees([&] {

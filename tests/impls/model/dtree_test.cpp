@@ -8,6 +8,8 @@
 
 #include "impls/support/ensembles.h"
 #include "impls/support/stock_tables.h"
+#include "zel/util/progress_display.h"
+#include "zel/util/run_context.h"
 
 using namespace orvik::impls;
 using namespace orvik::model;
@@ -143,6 +145,24 @@ TEST(model, refuses_another_table_and_cases_that_are_none) {
   refuses(other_table, [&] { model.oob_error(*other); });
   model.prune(again.get(), nullptr);
   EXPECT_EQ(model.test(*again, *cases, nullptr)->err_misc(), 0);
+}
+
+// Folds go on being counted while each is pruned.
+TEST(pruning, is_told_by_its_name_where_growing_is_watched) {
+  using zel::util::progress::unit;
+  const auto t = mixed_table(60, 31, false);
+  struct row {
+    unit watched;
+    pruning_strategy strategy;
+    const char* stage;
+  };
+  for (const row& r :
+       {row{unit::nodes, EBP, "pruning"}, row{unit::trees, MEP, "pruning"},
+        row{unit::nodes, PRE_PRUNING_ONLY, nullptr}, row{unit::folds, EBP, nullptr}}) {
+    zel::util::default_context().progress().begin(r.watched, 0);
+    built(*t, [&r](dtree& m) { m.set_pruning_strategy(r.strategy); });
+    EXPECT_STREQ(zel::util::progress::current_stage(), r.stage);
+  }
 }
 
 }  // namespace

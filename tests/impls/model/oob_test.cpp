@@ -65,6 +65,44 @@ TEST(oob_errors, count_the_votes_of_ever_more_trees_that_did_not_draw_the_case) 
   }
 }
 
+/// By what the trees say one by one, of the cases that all but one of them may have drawn.
+TEST(oob_rows, are_what_the_trees_that_did_not_draw_a_case_say) {
+  const auto t = mixed_table(200, 2, /*weighted=*/false);
+  const case_list cases = doubled_cases(*t);
+  for (const combination answer : {combination::votes, combination::shares}) {
+    ensemble_plan plan{5, true, 1};
+    plan.answer = answer;
+    const auto model = grow_ensemble(*t, plan, &cases);
+    const judged_rows rows = model->oob_rows(*t);
+    EXPECT_NEAR(1 - metrics_of(rows, "").accuracy, model->oob_error(*t), 1e-12);
+    std::vector<case_list> drawn;
+    for (unsigned long i = 0; i < 5; ++i) drawn.push_back(model->cases_of_tree(*t, i));
+    row_t at = 0;
+    const unsigned long k = rows.classes.size();
+    for (const auto& each : cases) {
+      std::vector<double> shares(k);
+      double asked = 0;
+      std::vector<code_t> codes(t->n_attributes());
+      for (unsigned long a = 0; a < codes.size(); ++a) {
+        codes[a] = t->column_of(a).get_row_index(each.first);
+      }
+      for (unsigned long i = 0; i < 5; ++i) {
+        if (std::ranges::find(drawn[i], each) != drawn[i].end()) continue;
+        ++asked;
+        answer == combination::votes ? model->get_tree(i).add_probabilities(codes, 1, shares)
+                                     : model->get_tree(i).add_shares(codes, 1, shares);
+      }
+      if (asked == 0) continue;
+      ASSERT_LT(at, rows.size());
+      EXPECT_EQ(rows.weights[at], each.second);
+      for (code_t c = 0; c < k; ++c) EXPECT_EQ(rows.shares[at * k + c], shares[c] / asked) << at;
+      ++at;
+    }
+    EXPECT_EQ(at, rows.size());
+    EXPECT_LT(at, cases.size());
+  }
+}
+
 TEST(recalled_draws, are_those_of_the_build_or_none) {
   for (const bool weighted : {false, true}) {
     const auto t = mixed_table(900, 2, weighted);

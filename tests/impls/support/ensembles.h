@@ -25,6 +25,7 @@ struct ensemble_plan {
   bool forest;  // else bagging
   unsigned long seed;
   unsigned long max_depth = k_no_depth_limit;
+  combination answer = combination::votes;
 };
 
 /// An ensemble without pruning on `cases`, null for all rows of `t`.
@@ -35,6 +36,7 @@ inline std::unique_ptr<dtree> grow_ensemble(const table& t, const ensemble_plan&
   model->set_pruning_strategy(model::NO_PRUNING);
   model->set_forest(plan.forest, !plan.forest, plan.trees);
   model->set_max_depth(plan.max_depth);
+  model->set_combination(plan.answer);
   const std::unique_ptr<case_list> all(t.get_all());
   model->build(&t, cases == nullptr ? all.get() : cases);
   return model;

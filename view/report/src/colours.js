@@ -25,6 +25,9 @@ export const markPath = (code, attributes = {}) =>
 export const swatch = (code) =>
   svg('svg', { class: 'swatch', viewBox: '-.5 -.5 11 11', 'aria-hidden': 'true' }, markPath(code));
 
+/** The dashes of a line for a class, as SVG has them. */
+export const dashes = (code) => ['none', '7 4', '2 3', '9 3 2 3'][Math.min(3, roundOf(code))];
+
 /** The hatching of a class, as the fill of a shape over the colour; null where there is none. */
 export const hatching = (code) => roundOf(code) > 0 ? `url(#hatch-${roundOf(code)})` : null;
 

@@ -3,7 +3,7 @@
 // drawn at random (Friedman 2001, section 8.2); of several trees it is the mean.
 import { scaleLinear } from 'd3-scale';
 import { el, name, svg } from './dom.js';
-import { classColour, swatch } from './colours.js';
+import { classColour, dashes, swatch } from './colours.js';
 import { shareOut } from './predict.js';
 import { testedColumns } from './case_form.js';
 
@@ -54,7 +54,7 @@ function chartOf(model, column) {
   const codes = [...model.classNames.keys()].slice(1)
     .sort((a, b) => spread(shares, b) - spread(shares, a)).slice(0, MOST_CLASSES).sort((a, b) => a - b);
   const lines = codes.map((code) => svg('path', { class: 'curve',
-    style: { stroke: classColour(code) },
+    style: { stroke: classColour(code), strokeDasharray: dashes(code) },
     d: grid.map((_, i) => `${i === 0 ? 'M' : 'L'}${x(from(i))} ${y(shares[i][code])}H${x(to(i))}`)
       .join('') }, svg('title', {}, model.classNames[code])));
   const ticks = numeric ? x.ticks(6).map((t) => [t, short(t)])

@@ -9,7 +9,7 @@ import { searchBox } from './search.js';
 import { caseForm } from './case_form.js';
 import { RuleList } from './rules.js';
 import { matrices } from './matrices.js';
-import { classFigures, overallTable } from './metrics.js';
+import { classFigures, OUT_OF_BAG, overallTable } from './metrics.js';
 import { dependenceSection } from './dependence.js';
 import { hintsOf } from './hints.js';
 import { trainingPage } from './profile.js';
@@ -36,7 +36,8 @@ function figures(model) {
     all.push(of(`error, ${matrix.title.toLowerCase()}`,
                 shortPercent(parseFloat(matrix.figures[0][1]))));
   }
-  if (model.oob.length > 0 && model.oob.at(-1) !== null) {
+  const told = model.matrices.some((matrix) => matrix.title === OUT_OF_BAG);
+  if (!told && model.oob.length > 0 && model.oob.at(-1) !== null) {
     all.push(of('error, out of bag', shortPercent(100 * model.oob.at(-1))));
   }
   return el('div', { class: 'figures' }, all);
@@ -51,7 +52,8 @@ function header(model) {
        el('div', {}, el('h1', {}, name(model.name, { title: model.name })),
           el('p', { class: 'muted' }, model.kind, ' for ', name(target.name), ', ',
              counted(model.classNames.length - 1, 'class', 'classes'),
-             model.cases > 0 ? `, grown on ${amount(model.cases)} cases` : '')), button),
+             model.cases > 0
+               ? `, ${model.ensemble ? 'each ' : ''}grown on ${amount(model.cases)} cases` : '')), button),
     figures(model), hintsOf(model));
 }
 

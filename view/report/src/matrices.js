@@ -7,7 +7,7 @@ function cell(matrix, i, j, sum) {
   const weight = matrix.cells[i][j];
   const share = sum > 0 ? weight / sum : 0;
   const kind = i === j ? 'right' : 'wrong';
-  const classes = `heat ${kind}${share > 0.5 ? ' strong' : ''}${weight === 0 ? ' zero' : ''}`;
+  const classes = `heat ${kind}${share > 0.8 ? ' strong' : ''}${weight === 0 ? ' zero' : ''}`;
   const td = el('td', { class: classes, title:
     `${matrix.names[i]} predicted as ${matrix.names[j]}: ${amount(weight)} (${percent(share)})` },
     el('span', { class: 'amount' }, amount(weight)));

@@ -4,6 +4,8 @@ import { amount, el, name, percent, svg } from './dom.js';
 import { classColour, swatch } from './colours.js';
 import { across, curve, diagonal, plot, up } from './plot.js';
 
+export const OUT_OF_BAG = 'Out-of-bag rows';
+
 const figure = (x) => x === null || x === undefined ? '–' : x.toFixed(4);
 
 /** The figures of a matrix, null where there are too many classes. */
@@ -144,7 +146,7 @@ export function classFigures(model) {
         ...(two ? [thresholdPanel(model, of, drawn[1 - i], mark)] : []));
     };
     const curves = drawn.length === 0
-      ? [el('p', { class: 'muted' }, 'Curves need rows: give --names and --data.')]
+      ? [el('p', { class: 'muted' }, 'Curves need rows: give --data.')]
       : [el('div', { class: 'toolbar' }, el('span', {}, 'Curves of the class'),
           choice('Class of the curves', drawn.map((c) => model.classNames[c.code]), draw),
           el('span', { class: 'muted' }, 'against the others')), area];
@@ -154,10 +156,12 @@ export function classFigures(model) {
       classTable(model, metrics), ...curves);
     if (drawn.length > 0) draw(0);
   };
-  const last = sets.length - 1;
+  // Those that flatter least: rows that the trees have not seen, where there are such.
+  const unseen = sets.findIndex((m) => m.title === OUT_OF_BAG);
+  const first = unseen >= 0 ? unseen : sets.length - 1;
   const rows = choice('Rows of the figures', sets.map((m) => m.title), (i) => show(sets[i]));
-  rows.value = last;
-  show(sets[last]);
+  rows.value = first;
+  show(sets[first]);
   return el('div', { class: 'class-figures' },
     el('div', { class: 'toolbar' }, el('h3', {}, 'By class'), sets.length > 1 ? rows : null), body);
 }

@@ -94,9 +94,9 @@ export function trainingPage(model) {
   const facts = el('dl', { class: 'facts settings' }, model.training.map(([label, text]) =>
     [el('dt', {}, label), el('dd', {}, name(text))]),
     el('dt', {}, 'Made by'), el('dd', {}, model.made_by),
-    model.cases > 0 ? [el('dt', {}, 'Training cases'), el('dd', {}, amount(model.cases))] : []);
+    model.cases > 0 ? [el('dt', {}, model.ensemble ? 'Training cases of a tree' : 'Training cases'), el('dd', {}, amount(model.cases))] : []);
   const profile = model.profile.size > 0
     ? [el('h3', {}, 'Profile of the rows given'), classKey(model), profileTable(model)]
-    : [el('p', { class: 'muted' }, 'A profile of the table needs rows: --names and --data.')];
+    : [el('p', { class: 'muted' }, 'A profile of the table needs rows: --data.')];
   return el('div', {}, facts, profile);
 }

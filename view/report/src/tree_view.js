@@ -9,7 +9,8 @@ import { Tooltip } from './tooltip.js';
 
 const SCALES = [0.0002, 2.5];
 const MARGIN = 28;
-const LEGIBLE = 1;         // least scale of the first picture: its smallest text has 11 pixels
+const LEGIBLE = 1;         // least scale of a picture that is made: its smallest text has 11 pixels
+const MANY = 100;          // nodes that are rather seen from afar than one by one
 const COMFORTABLE = 0.75;  // scale to which the keyboard brings a node that is too small
 
 export class TreeView extends EventTarget {
@@ -131,14 +132,20 @@ export class TreeView extends EventTarget {
   }
   zoomBy(factor) { select(this.picture).call(this.zoom.scaleBy, factor); }
 
+  /** The scale at which all that is open is in view, at most 1. */
+  fittingScale() {
+    const { width, height } = this.size();
+    const { left, right, top, bottom } = this.layout.frame;
+    return Math.min(1, (width - 2 * MARGIN) / (right - left + 24),
+                    (height - 2 * MARGIN) / (bottom - top));
+  }
+
   /** Brings all into view; or, not smaller than `least`, the root. */
   fit(least = 0) {
     const { width, height } = this.size();
     const { left, right, top, bottom } = this.layout.frame;
     if (width === 0) return;
-    const scale = Math.min(1, (width - 2 * MARGIN) / (right - left + 24),
-                           (height - 2 * MARGIN) / (bottom - top));
-    const k = Math.max(scale, least, SCALES[0]);
+    const k = Math.max(this.fittingScale(), least, SCALES[0]);
     const fitsAcross = k * (right - left) <= width - 2 * MARGIN + 1;
     const x = fitsAcross ? (width - k * (right + left)) / 2 : MARGIN;
     const fitsDown = k * (bottom - top) <= height - 2 * MARGIN + 1;
@@ -209,10 +216,15 @@ export class TreeView extends EventTarget {
     this.tell();
   }
 
+  /**
+   * Opens or closes nodes. Then all is in view, unless its texts were too small for that; of many
+   * nodes it is, as blocks, which have no texts.
+   */
   change(act, fit = true) {
     act(this.layout);
     this.rearranged();
-    if (fit) this.fit(this.layout.visible.length > 400 ? 0 : 0.5);
+    const many = this.layout.visible.length > MANY && this.fittingScale() < READABLE;
+    if (fit) this.fit(many ? 0 : LEGIBLE);
     this.select(this.state.selected);
   }
 
