@@ -1,12 +1,11 @@
 // A model as one SQL query: its nodes are rows of values, and a recursion takes every row of the
 // table from node to node of every tree. So the query's depth does not grow with the tree's, which
-// engines limit. Of several trees the found classes are votes.
+// engines limit. Of several trees the found classes are votes, or their shares are averaged.
 //
 // Sums are made by a recursion of their own, share after share in the order of the leaves: what an
 // engine's sum() does with the last bits differs from engine to engine.
 #include <cfloat>
 #include <cmath>
-#include <stdexcept>
 
 #include "forms.h"
 #include "node_tables.h"
@@ -20,11 +19,11 @@ using orvik::tree_node;
 
 namespace {
 
-constexpr char k_query[] = R"source(
+constexpr char k_reached[] = R"source(
   -- From a node to its branches; without a value down all of them, in proportion to their weights;
   -- `value` is what the node asks for.
   reached(orvik_row, tree, node, part, shared, value) AS (
-    SELECT a.orvik_row, t.tree, b.node, CAST(1 AS DOUBLE PRECISION), 0,
+    SELECT a.orvik_row, t.tree, b.node, %WHOLE%, 0,
            %VALUE%
     FROM asked AS a CROSS JOIN trees AS t CROSS JOIN branches AS b
     WHERE b.node = t.root AND b.father = -1
@@ -38,7 +37,9 @@ constexpr char k_query[] = R"source(
       AND CASE WHEN r.value IS NULL THEN b.weight <> 0 OR b.whole = 0
                ELSE (b.above IS NULL OR r.value > b.above)
                     AND (b.up_to IS NULL OR r.value <= b.up_to)
-                    AND (b.other_than IS NULL OR r.value <> b.other_than) END),
+                    AND (b.other_than IS NULL OR r.value <> b.other_than) END),)source";
+
+constexpr char k_found[] = R"source(
   parts AS (
     SELECT r.orvik_row, r.tree, s.class, r.part * s.weight / s.whole AS share,
            ROW_NUMBER() OVER (PARTITION BY r.orvik_row, r.tree, s.class ORDER BY r.node) AS place
@@ -63,7 +64,9 @@ constexpr char k_query[] = R"source(
     SELECT r.orvik_row, r.tree, l.class, l.confidence
     FROM reached AS r CROSS JOIN leaves AS l WHERE r.shared = 0 AND l.node = r.node
     UNION ALL
-    SELECT orvik_row, tree, class, total FROM ranked WHERE place = 1)%VOTE%
+    SELECT orvik_row, tree, class, total FROM ranked WHERE place = 1))source";
+
+constexpr char k_select[] = R"source(
 SELECT n.*, c.name AS predicted, COALESCE(f.confidence, 0) AS confidence
 FROM numbered AS n LEFT JOIN %FOUND% AS f ON f.orvik_row = n.orvik_row
   LEFT JOIN classes AS c ON c.code = COALESCE(f.class, 0)
@@ -85,6 +88,77 @@ constexpr char k_vote[] = R"source(,
   elected AS (
     SELECT orvik_row, class, CAST(votes AS DOUBLE PRECISION) / %TREES% AS confidence
     FROM elections WHERE place = 1))source";
+
+constexpr char k_weighed_vote[] = R"source(,
+  -- Every tree has its votes, added up in the order of the trees; of equals the first class is
+  -- found. A class has most of them in its last row.
+  ballots AS (
+    SELECT n.orvik_row, COALESCE(f.class, 0) AS class, t.votes,
+           ROW_NUMBER() OVER (PARTITION BY n.orvik_row, COALESCE(f.class, 0) ORDER BY t.tree)
+             AS place
+    FROM numbered AS n CROSS JOIN trees AS t
+      LEFT JOIN found AS f ON f.orvik_row = n.orvik_row AND f.tree = t.tree),
+  votes(orvik_row, class, place, total) AS (
+    SELECT orvik_row, class, place, votes FROM ballots WHERE place = 1
+    UNION ALL
+    SELECT v.orvik_row, v.class, b.place, v.total + b.votes
+    FROM votes AS v CROSS JOIN ballots AS b
+    WHERE b.orvik_row = v.orvik_row AND b.class = v.class AND b.place = v.place + 1),
+  elections AS (
+    SELECT orvik_row, class, total,
+           ROW_NUMBER() OVER (PARTITION BY orvik_row ORDER BY total DESC, class) AS place
+    FROM votes),
+  elected AS (
+    SELECT orvik_row, class, total / %VOTES% AS confidence FROM elections WHERE place = 1))source";
+
+constexpr char k_averaged[] = R"source(
+  -- The shares of the classes over all trees, as many times as a tree has votes, leaf by leaf; of
+  -- equals the first class is found. A class has most of them in its last row.
+  parts AS (
+    SELECT r.orvik_row, s.class, r.part * s.weight / s.whole AS share,
+           ROW_NUMBER() OVER (PARTITION BY r.orvik_row, s.class ORDER BY r.node) AS place
+    FROM reached AS r CROSS JOIN leaf_shares AS s
+    WHERE s.node = r.node),
+  sums(orvik_row, class, place, total) AS (
+    SELECT orvik_row, class, place, share FROM parts WHERE place = 1
+    UNION ALL
+    SELECT s.orvik_row, s.class, p.place, s.total + p.share
+    FROM sums AS s CROSS JOIN parts AS p
+    WHERE p.orvik_row = s.orvik_row AND p.class = s.class AND p.place = s.place + 1),
+  ranked AS (
+    SELECT orvik_row, class, total,
+           ROW_NUMBER() OVER (PARTITION BY orvik_row ORDER BY total DESC, class) AS place
+    FROM sums WHERE total > 0),
+  elected AS (
+    SELECT orvik_row, class, total / %VOTES% AS confidence FROM ranked WHERE place = 1))source";
+
+/// How the trees of a query answer together.
+enum class answer : unsigned char { OF_ONE, EQUAL_VOTES, VOTES, SHARES };
+
+answer answer_of(const chosen_tree& chosen) {
+  const unsigned long n = chosen.roots().size();
+  if (n == 1) return answer::OF_ONE;
+  if (chosen.model.get_combination() != orvik::combination::votes) return answer::SHARES;
+  for (unsigned long i = 0; i < n; ++i) {
+    if (chosen.model.get_votes(i) != 1) return answer::VOTES;
+  }
+  return answer::EQUAL_VOTES;
+}
+
+/// All but what is reached, which every query begins with.
+std::string rest_of_query(answer how) {
+  switch (how) {
+    case answer::OF_ONE:
+      return std::string(k_found) + k_select;
+    case answer::EQUAL_VOTES:
+      return std::string(k_found) + k_vote + k_select;
+    case answer::VOTES:
+      return std::string(k_found) + k_weighed_vote + k_select;
+    case answer::SHARES:
+      break;
+  }
+  return std::string(k_averaged) + k_select;
+}
 
 std::string decimal(double x) { return zel::text::shortest_decimal(x); }
 
@@ -111,18 +185,6 @@ std::string lower_border(const orvik::column_view& c, orvik::code_t code) {
   return decimal(float_border(std::nextafter(value, -FLT_MAX)));
 }
 
-/// A query adds up in no order of its own: what votes or shares of different size come to would
-/// hang on the engine.
-void require_equal_votes(const chosen_tree& chosen) {
-  const unsigned long n = chosen.roots().size();
-  bool equal = n == 1 || chosen.model.get_combination() == orvik::combination::votes;
-  for (unsigned long i = 0; n > 1 && i < n; ++i) equal = equal && chosen.model.get_votes(i) == 1;
-  if (equal) return;
-  throw std::runtime_error(
-      "as SQL trees have one vote each, and those of this model have not: --tree N, from 1 to " +
-      std::to_string(n) + ", writes one of them");
-}
-
 class sql_writer {
  public:
   sql_writer(const chosen_tree& chosen, const std::string& relation, std::ostream& out)
@@ -130,6 +192,7 @@ class sql_writer {
         schema_(chosen.schema()),
         words_(chosen.model),
         tables_(chosen),
+        how_(answer_of(chosen)),
         relation_(relation),
         out_(out) {
     for (const tree_node& root : chosen.roots()) add_tree(root);
@@ -151,6 +214,11 @@ class sql_writer {
   std::string asked_by(const tree_node& node) const;
   void add_tree(const tree_node& root);
   void write_asked();
+  bool has_votes() const { return how_ == answer::VOTES || how_ == answer::SHARES; }
+  std::string votes_of(double votes) const {
+    return "CAST(" + decimal(votes) + " AS DOUBLE PRECISION)";
+  }
+  std::string all_votes() const;
   void write_trees();
   void write_query();
   void write_classes();
@@ -168,6 +236,7 @@ class sql_writer {
   std::vector<std::size_t> places_;  // in tables_.columns, by column
   std::vector<placed_node> nodes_;   // of all trees, numbered by their places
   std::vector<std::size_t> roots_;   // of the trees
+  answer how_;
   const std::string& relation_;
   std::ostream& out_;
 };
@@ -300,10 +369,20 @@ void sql_writer::add_tree(const tree_node& root) {
   }
 }
 
+/// Added up as the model adds them.
+std::string sql_writer::all_votes() const {
+  double all = 0;
+  for (unsigned long i = 0; i < roots_.size(); ++i) all += chosen_.model.get_votes(i);
+  return votes_of(all);
+}
+
 void sql_writer::write_trees() {
-  out_ << "  trees(tree, root) AS (VALUES";
+  out_ << (has_votes() ? "  trees(tree, root, votes) AS (VALUES"
+                       : "  trees(tree, root) AS (VALUES");
   for (std::size_t i = 0; i < roots_.size(); ++i) {
-    out_ << (i == 0 ? " (" : ",\n    (") << i << ',' << roots_[i] << ')';
+    out_ << (i == 0 ? " (" : ",\n    (") << i << ',' << roots_[i];
+    if (has_votes()) out_ << ',' << votes_of(chosen_.model.get_votes(i));
+    out_ << ')';
   }
   out_ << "),\n";
 }
@@ -330,24 +409,23 @@ void sql_writer::write_query() {
     value.append(" WHEN ").append(place).append(" THEN a.value_").append(place);
   }
   if (!tables_.columns.empty()) value += " END";
-  const bool vote = roots_.size() > 1;
-  std::string query = k_query + 1;
+  std::string query = k_reached + 1 + rest_of_query(how_);
   const auto put = [&query](const std::string& mark, const std::string& text) {
     for (std::size_t at = 0; (at = query.find(mark)) != query.npos;) {
       query.replace(at, mark.size(), text);
     }
   };
   put("%VALUE%", value);
-  put("%VOTE%", vote ? k_vote : "");
-  put("%FOUND%", vote ? "elected" : "found");
+  put("%WHOLE%", how_ == answer::SHARES ? "t.votes" : votes_of(1));
+  put("%FOUND%", how_ == answer::OF_ONE ? "found" : "elected");
   put("%TREES%", std::to_string(roots_.size()));
+  put("%VOTES%", all_votes());
   out_ << query;
 }
 
 }  // namespace
 
 void write_sql(const chosen_tree& chosen, const std::string& relation, std::ostream& out) {
-  require_equal_votes(chosen);
   sql_writer(chosen, relation, out).write();
 }
 

@@ -29,6 +29,7 @@ import check_documents as documents
 
 SETTINGS = ([], ["-npp", "-m", "0.5", "-ownunk"], ["-fo", "7", "-npp", "-m", "0.5", "-seed", "1"],
             ["-binary", "-free"], ["-bo", "7", "-soft", "-mtry", "2", "-binary", "-seed", "5"])
+UNEQUAL_VOTES = ["-bo", "5", "-mtry", "all", "-seed", "2"]
 COMPILED = (SETTINGS[0], SETTINGS[2], SETTINGS[4])  # compilers are slow
 ROWS = 10000
 AFFINITY = {"float": "REAL", "double": "REAL", "long double": "REAL", "integer": "INTEGER",
@@ -145,7 +146,7 @@ class Check:
 
     def sql(self):
         n = len(self.rows) - len(getattr(self.table, "further_rows", []))
-        n = n if self.single else min(n, 150)  # votes take their time
+        n = n if self.single else min(n, 150)  # many trees take their time
         with open(self.form("form.sql", "--rules", "sql"), encoding="utf-8") as query:
             scores = sqlite_scores(query.read(), self.table, self.rows[:n])
         own = [f"{c}{self.table.separator}{confidence:g}" for c, confidence in scores]
@@ -197,8 +198,7 @@ class Check:
 
     def refusals(self):
         """One of several trees is shown by its number only."""
-        unequal = [["--rules", "sql"]] if "-bo" in self.what else []
-        for form in (*unequal, ["--svg"], ["--rules", "text"], ["--rules", "csv"], ["--rules", "json"]):
+        for form in (["--svg"], ["--rules", "text"], ["--rules", "csv"], ["--rules", "json"]):
             done = subprocess.run([self.orvik, "view", self.model, *form], capture_output=True, check=False)
             if done.returncode != 1 or done.stdout or b"--tree N" not in done.stderr:
                 raise SystemExit(f"{self.what} {form}: {done}")
@@ -303,8 +303,7 @@ def main(orvcmd, orvik, root, cxx, *files):
                 check.read_json()
                 if cxx and (files or settings in COMPILED):
                     check.cpp()
-                if "-bo" not in settings:
-                    check.sql()
+                check.sql()
                 if check.single:
                     check.rules()
                 else:
@@ -313,6 +312,8 @@ def main(orvcmd, orvik, root, cxx, *files):
                 check.summary()
             if cxx:
                 check.shares()
+            if table in tables[:3]:
+                Check((orvcmd, orvik, cxx), table, UNEQUAL_VOTES, folder).sql()
     return 0
 
 

@@ -48,9 +48,11 @@ void batch_predictor::predict_rows(const table& t, case_span cases,
   predict({codes, t.n_attributes()}, outcomes);
 }
 
-void batch_predictor::predict(const case_block& cases, std::span<outcome> outcomes) const {
+void batch_predictor::predict(const case_block& cases, std::span<outcome> outcomes,
+                              std::span<double> means) const {
+  assert(means.empty() || (answers_shares() && means.size() == outcomes.size() * n_class_codes_));
   how_ == answer::of_one ? predict_one(trees_[0], cases, outcomes)
-                         : predict_together(cases, outcomes);
+                         : predict_together(cases, outcomes, means);
 }
 
 void batch_predictor::predict_one(const flat_tree& tree, const case_block& cases,
@@ -62,7 +64,8 @@ void batch_predictor::predict_one(const flat_tree& tree, const case_block& cases
 }
 
 /// Tree by tree over all cases: a tree stays in the cache while it is used.
-void batch_predictor::predict_together(const case_block& cases, std::span<outcome> outcomes) const {
+void batch_predictor::predict_together(const case_block& cases, std::span<outcome> outcomes,
+                                       std::span<double> means) const {
   thread_local vote_count votes;
   votes.start(outcomes.size(), n_class_codes_);
   for (outcome& o : outcomes) o.depth = 0;
@@ -75,6 +78,7 @@ void batch_predictor::predict_together(const case_block& cases, std::span<outcom
     outcomes[i].predicted = found.predicted;
     outcomes[i].confidence = found.share_of(all_votes_);
   }
+  for (std::size_t k = 0; k < means.size(); ++k) means[k] = votes.all()[k] / all_votes_;
 }
 
 void batch_predictor::add_votes(std::size_t tree, const case_block& cases,

@@ -46,13 +46,18 @@ class batch_predictor {
   /// Rows of a table with the codes of the training table. Depths are for a weight of 1, of
   /// several trees their sum.
   void predict_rows(const table& t, case_span cases, std::span<outcome> outcomes) const;
-  /// Cases by their codes.
-  void predict(const case_block& cases, std::span<outcome> outcomes) const;
+  /// Cases by their codes. `means`, where not empty, receives the mean shares by case, then by
+  /// class code: only where the trees answer by them.
+  void predict(const case_block& cases, std::span<outcome> outcomes,
+               std::span<double> means = {}) const;
+  /// Whether the trees answer by mean shares.
+  bool answers_shares() const { return how_ == answer::shares; }
 
  private:
   void predict_one(const flat_tree& tree, const case_block& cases,
                    std::span<outcome> outcomes) const;
-  void predict_together(const case_block& cases, std::span<outcome> outcomes) const;
+  void predict_together(const case_block& cases, std::span<outcome> outcomes,
+                        std::span<double> means) const;
   void add_votes(std::size_t tree, const case_block& cases, std::span<outcome> outcomes,
                  vote_count& votes) const;
   void add_shares(std::size_t tree, const case_block& cases, std::span<outcome> outcomes,

@@ -173,27 +173,25 @@ void flat_tree::add_limits(std::vector<std::vector<code_t>>& by_attribute) const
   for (const test& t : tests_) by_attribute[t.attribute].push_back(t.limit);
 }
 
-/// Takes the cases, all at the root, to their ends one step in turn; those on their way close up.
-void flat_tree::step_down(const case_block& cases, std::span<traveller> on_way,
-                          std::span<place> ends) const {
-  if ((root_ & k_leaf) != 0) {
-    for (const traveller& c : on_way) ends[c.number] = root_;
-    return;
-  }
+/// Takes what stands at tests to its ends one step in turn; those on their way close up. Every
+/// place on the way is told, the last one last.
+template <class Traveller, class SetEnd>
+void flat_tree::step_down(const case_block& cases, std::span<Traveller> on_way,
+                          const SetEnd& set_end) const {
   const std::uint32_t* const codes = cases.codes.data();
   const std::size_t width = cases.n_attributes;
   const test* const tests = tests_.data();
   for (std::size_t left = on_way.size(); left > 0;) {
     std::size_t still = 0;
     for (std::size_t k = 0; k < left; ++k) {
-      const auto [number, at] = on_way[k];
-      const test& t = tests[at];
-      const std::uint32_t code = codes[number * width + t.attribute];
+      Traveller c = on_way[k];
+      const test& t = tests[c.at];
+      const std::uint32_t code = codes[c.number * width + t.attribute];
       const place next = t.below[code > t.limit];
-      const place end = code == k_unknown ? at | k_stopped : next;
-      ends[number] = end;
-      on_way[still] = {number, end};
-      still += (end & k_marks) == 0;
+      c.at = code == k_unknown ? c.at | k_stopped : next;
+      set_end(c);
+      on_way[still] = c;
+      still += (c.at & k_marks) == 0;
     }
     left = still;
   }
@@ -211,8 +209,25 @@ std::span<const flat_tree::place> flat_tree::descend(const case_block& cases,
                                                      std::size_t n) const {
   thread_local std::vector<place> ends;
   ends.resize(n);
-  step_down(cases, on_way, ends);
+  if ((root_ & k_leaf) != 0) {
+    for (const traveller& c : on_way) ends[c.number] = root_;
+    return ends;
+  }
+  place* const to = ends.data();
+  step_down(cases, on_way, [to](const traveller& c) { to[c.number] = c.at; });
   return ends;
+}
+
+std::vector<flat_tree::stop>& flat_tree::no_stops() {
+  thread_local std::vector<stop> stops;
+  stops.clear();
+  return stops;
+}
+
+std::span<double> flat_tree::no_shares() const {
+  thread_local std::vector<double> shares;
+  shares.assign(n_class_codes_, 0.0);
+  return shares;
 }
 
 /// Adds the shares of a leaf. Classes without a share would add nothing.
@@ -227,51 +242,105 @@ void flat_tree::distribute(const leaf& reached, double weight, std::span<double>
   }
 }
 
-/// From a leaf, or a test that the case has no value for. @return depth x amount.
-double flat_tree::spread(place end, const std::uint32_t* codes, double amount,
+void flat_tree::add_leaf(place at, double weight, std::span<double> sums, double& depths) const {
+  const leaf& reached = leaves_[at & ~k_marks];
+  distribute(reached, weight, sums);
+  depths += reached.depth * weight;
+}
+
+/// Appends the branches of portion k that some of it goes to; those that lead to a test set out.
+void flat_tree::open_branches(parting& all, std::size_t k) const {
+  const portion from = all.portions[k];
+  const split& stopped = splits_[from.at & ~k_marks];
+  all.reserve(stopped.n_branches);
+  const branch* const branches = branches_.data() + stopped.first_branch;
+  std::size_t n = all.n;
+  for (std::uint32_t i = 0; i < stopped.n_branches; ++i) {
+    const double part = part_of(from.weight, branches[i].weight, stopped.weight);
+    const place child = branches[i].child;
+    all.portions[n] = {child, 0, 0, from.number, part};
+    all.on_way[all.n_on_way] = {from.number, child, static_cast<std::uint32_t>(n)};
+    const bool some = part != 0;  // nothing adds nothing
+    n += some;
+    all.n_on_way += some && (child & k_marks) == 0;
+  }
+  all.portions[k].first = static_cast<std::uint32_t>(all.n);
+  all.portions[k].n = static_cast<std::uint32_t>(n - all.n);
+  all.n = n;
+}
+
+/// The parts of cases, those opened at the same time going down together. Where a tree makes too
+/// many of them, the rest stay where they stopped.
+const flat_tree::parting& flat_tree::spread(const case_block& cases, std::span<const stop> stops,
+                                            double amount) const {
+  constexpr std::size_t k_most = 1U << 14;
+  thread_local parting all;
+  all.n = 0;
+  all.reserve(stops.size());
+  for (const stop& s : stops) all.portions[all.n++] = {s.at, 0, 0, s.number, amount};
+  for (std::size_t from = 0; from < all.n;) {
+    const std::size_t end = all.n;
+    all.n_on_way = 0;
+    for (std::size_t k = from; k < end && all.n < k_most; ++k) {
+      if ((all.portions[k].at & k_stopped) != 0) open_branches(all, k);
+    }
+    portion* const to = all.portions.data();
+    step_down(cases, std::span(all.on_way).first(all.n_on_way),
+              [to](const part_on_way& c) { to[c.part].at = c.at; });
+    for (std::size_t k = end; k < all.n; ++k) {
+      __builtin_prefetch(leaves_.data() + (to[k].at & ~k_marks));
+    }
+    from = end;
+  }
+  return all;
+}
+
+double flat_tree::add_up(const parting& all, std::size_t k, const std::uint32_t* codes,
                          std::span<double> sums) const {
-  if ((end & k_leaf) == 0) return spread_unknown(end & ~k_marks, codes, amount, sums);
-  const leaf& reached = leaves_[end & ~k_marks];
-  distribute(reached, amount, sums);
-  return reached.depth * amount;
-}
-
-/// The steps and their order are those of decision_tree::predict_class.
-flat_tree::arrival flat_tree::predict_unknown(place at, const std::uint32_t* codes) const {
-  thread_local std::vector<double> shares;
-  shares.assign(n_class_codes_, 0.0);
-  const double depths = spread_unknown(at, codes, 1.0, shares);
-  const code_t best = distribution(shares).decide();
-  return {{best, shares[best]}, depths};
-}
-
-double flat_tree::spread_unknown(place at, const std::uint32_t* codes, double amount,
-                                 std::span<double> sums) const {
-  struct portion {
-    place at;
-    double weight;
+  struct range {
+    std::size_t next, end;
   };
-  thread_local std::vector<portion> open;
-  open.assign(1, {at, amount});
+  thread_local std::vector<range> open;
+  open.assign(1, {k, k + 1});
   double depths = 0;
   while (!open.empty()) {
-    portion p = open.back();
-    open.pop_back();
-    while ((p.at & k_marks) == 0) p.at = below(p.at, codes[tests_[p.at].attribute]);
-    const std::uint32_t number = p.at & ~k_marks;
+    const portion& p = all.portions[open.back().next++];
+    if (open.back().next == open.back().end) open.pop_back();
     if ((p.at & k_leaf) != 0) {
-      distribute(leaves_[number], p.weight, sums);
-      depths += leaves_[number].depth * p.weight;
-      continue;
-    }
-    const split& stopped = splits_[number];
-    const branch* const first = branches_.data() + stopped.first_branch;
-    for (std::uint32_t i = stopped.n_branches; i-- > 0;) {  // the first comes first
-      const double part = part_of(p.weight, first[i].weight, stopped.weight);
-      if (part != 0) open.push_back({first[i].child, part});  // nothing adds nothing
+      add_leaf(p.at, p.weight, sums, depths);
+    } else if (p.n > 0) {
+      open.push_back({p.first, p.first + p.n});
+    } else {
+      add_branches(p, codes, sums, depths);
     }
   }
   return depths;
+}
+
+/// Branch by branch, to the leaves of each before the next.
+void flat_tree::add_branches(const portion& of, const std::uint32_t* codes, std::span<double> sums,
+                             double& depths) const {
+  struct part {
+    place at;
+    double weight;
+  };
+  thread_local std::vector<part> open;
+  open.assign(1, {of.at & ~k_marks, of.weight});
+  while (!open.empty()) {
+    part p = open.back();
+    open.pop_back();
+    while ((p.at & k_marks) == 0) p.at = below(p.at, codes[tests_[p.at].attribute]);
+    if ((p.at & k_leaf) != 0) {
+      add_leaf(p.at, p.weight, sums, depths);
+      continue;
+    }
+    const split& stopped = splits_[p.at & ~k_marks];
+    const branch* const first = branches_.data() + stopped.first_branch;
+    for (std::uint32_t i = stopped.n_branches; i-- > 0;) {  // the first comes first
+      const double weight = part_of(p.weight, first[i].weight, stopped.weight);
+      if (weight != 0) open.push_back({first[i].child, weight});
+    }
+  }
 }
 
 void gather_codes(const table& t, std::span<const case_list::value_type> cases,

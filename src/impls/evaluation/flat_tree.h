@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "impls/trees/decision_tree.h"
+#include "impls/trees/distribution.h"
 
 namespace orvik::impls {
 
@@ -46,9 +47,11 @@ class flat_tree {
     std::vector<traveller>& on_way = at_root(n);
     for (std::uint32_t i = 0; i < n; ++i) on_way[i].number = i;
     const std::span<const place> ends = descend(cases, on_way, n);
-    for (std::size_t i = 0; i < n; ++i) arrive(cases, i, ends[i], take);
+    std::vector<stop>& stops = no_stops();
+    for (std::uint32_t i = 0; i < n; ++i) arrive(i, ends[i], stops, take);
+    predict_stopped(cases, stops, take);
   }
-  /// The same for some cases, in ascending order.
+  /// The same for some cases, in ascending order; those that stop come after the others.
   template <class Take>
   void predict(const case_block& cases, std::span<const std::uint32_t> which,
                const Take& take) const {
@@ -57,7 +60,9 @@ class flat_tree {
     for (std::size_t i = 0; i < which.size(); ++i) on_way[i].number = which[i];
     const std::size_t n = which.empty() ? 0 : which.back() + 1;  // also where no code is
     const std::span<const place> ends = descend(cases, on_way, n);
-    for (const std::uint32_t i : which) arrive(cases, i, ends[i], take);
+    std::vector<stop>& stops = no_stops();
+    for (const std::uint32_t i : which) arrive(i, ends[i], stops, take);
+    predict_stopped(cases, stops, take);
   }
 
   /// Spreads `amount` of every case of the block over the classes: sums by case, then by class
@@ -70,10 +75,22 @@ class flat_tree {
     for (std::size_t i = 0; i < which.size(); ++i) on_way[i].number = which[i];
     const std::size_t n = which.empty() ? 0 : which.back() + 1;
     const std::span<const place> ends = descend(cases, on_way, n);
+    const auto own = [&](std::uint32_t i) {
+      return sums.subspan(i * n_class_codes_, n_class_codes_);
+    };
+    std::vector<stop>& stops = no_stops();
     for (const std::uint32_t i : which) {
-      const std::span<double> own = sums.subspan(i * n_class_codes_, n_class_codes_);
-      reached(i, spread(ends[i], cases.of_case(i).data(), amount, own) / amount);
+      if ((ends[i] & k_leaf) == 0) {
+        stops.push_back({i, ends[i]});
+        continue;
+      }
+      const leaf& end = leaves_[ends[i] & ~k_marks];
+      distribute(end, amount, own(i));
+      reached(i, end.depth * amount / amount);
     }
+    for_each_spread(cases, stops, amount, [&](std::uint32_t i, const parting& all, std::size_t k) {
+      reached(i, add_up(all, k, cases.of_case(i).data(), own(i)) / amount);
+    });
   }
 
  private:
@@ -112,10 +129,6 @@ class flat_tree {
     std::uint32_t class_code;
     double weight;
   };
-  struct arrival {
-    decision_tree::prediction found;
-    double depth;
-  };
   class builder;
 
   place below(place at, std::uint32_t code) const {
@@ -128,28 +141,88 @@ class flat_tree {
     std::uint32_t number;  // of the case
     place at;
   };
+  struct part_on_way {
+    std::uint32_t number;  // of the case
+    place at;
+    std::uint32_t part;  // its portion
+  };
   std::vector<traveller>& at_root(std::size_t n) const;
   /// Where the cases, of numbers below n, end, by number: a leaf, or a test that a case stopped at.
   /// Valid until the thread's next descent.
   std::span<const place> descend(const case_block& cases, std::span<traveller> on_way,
                                  std::size_t n) const;
-  void step_down(const case_block& cases, std::span<traveller> on_way, std::span<place> ends) const;
+  template <class Traveller, class SetEnd>
+  void step_down(const case_block& cases, std::span<Traveller> on_way, const SetEnd& set_end) const;
+
+  /// A case at a test that it has no value for.
+  struct stop {
+    std::uint32_t number;  // of the case
+    place at;
+  };
+  /// Memory of the thread.
+  static std::vector<stop>& no_stops();
 
   template <class Take>
-  void arrive(const case_block& cases, std::size_t i, place end, const Take& take) const {
-    if ((end & k_leaf) != 0) {
-      const leaf& reached = leaves_[end & ~k_marks];
-      take(i, {reached.predicted, reached.confidence}, reached.depth);
-    } else {
-      const arrival spread = predict_unknown(end & ~k_marks, cases.of_case(i).data());
-      take(i, spread.found, spread.depth);
+  void arrive(std::uint32_t i, place end, std::vector<stop>& stops, const Take& take) const {
+    if ((end & k_leaf) == 0) return stops.push_back({i, end});
+    const leaf& reached = leaves_[end & ~k_marks];
+    take(i, {reached.predicted, reached.confidence}, reached.depth);
+  }
+  template <class Take>
+  void predict_stopped(const case_block& cases, std::span<const stop> stops,
+                       const Take& take) const {
+    for_each_spread(cases, stops, 1.0, [&](std::uint32_t i, const parting& all, std::size_t k) {
+      const std::span<double> shares = no_shares();
+      const double depth = add_up(all, k, cases.of_case(i).data(), shares);
+      const code_t best = distribution(shares).decide();
+      take(i, {best, shares[best]}, depth);
+    });
+  }
+
+  /// A part of a case: where it came to, and, where its branches were followed, what became of
+  /// them.
+  struct portion {
+    place at;
+    std::uint32_t first = 0, n = 0;  // of its branches that some of it went to, among the portions
+    std::uint32_t number = 0;        // of the case
+    double weight = 0;
+  };
+  /// The parts of some cases. Memory of the thread.
+  struct parting {
+    std::size_t n = 0, n_on_way = 0;  // in use
+    std::vector<portion> portions;
+    std::vector<part_on_way> on_way;  // has as much room
+
+    void reserve(std::size_t more) {
+      if (n + more <= portions.size()) return;
+      portions.resize(2 * (n + more));
+      on_way.resize(portions.size());
+    }
+  };
+  /// More at once would leave the cache.
+  static constexpr std::size_t k_spread_at_once = 64;
+
+  /// Calls with_parts(i, portions, k), portion k that of the whole case i, for every one that
+  /// stopped.
+  template <class WithParts>
+  void for_each_spread(const case_block& cases, std::span<const stop> stops, double amount,
+                       const WithParts& with_parts) const {
+    for (std::size_t at = 0; at < stops.size(); at += k_spread_at_once) {
+      const auto some = stops.subspan(at, std::min(k_spread_at_once, stops.size() - at));
+      const parting& all = spread(cases, some, amount);
+      for (std::size_t k = 0; k < some.size(); ++k) with_parts(some[k].number, all, k);
     }
   }
 
-  arrival predict_unknown(place at, const std::uint32_t* codes) const;
-  double spread(place end, const std::uint32_t* codes, double amount, std::span<double> sums) const;
-  double spread_unknown(place at, const std::uint32_t* codes, double amount,
-                        std::span<double> sums) const;
+  const parting& spread(const case_block& cases, std::span<const stop> stops, double amount) const;
+  void open_branches(parting& all, std::size_t k) const;
+  /// Adds what portion k brings, its first branch first. @return depth x amount.
+  double add_up(const parting& all, std::size_t k, const std::uint32_t* codes,
+                std::span<double> sums) const;
+  void add_branches(const portion& of, const std::uint32_t* codes, std::span<double> sums,
+                    double& depths) const;
+  void add_leaf(place at, double weight, std::span<double> sums, double& depths) const;
+  std::span<double> no_shares() const;
   void distribute(const leaf& reached, double weight, std::span<double> sums) const;
 
   std::size_t n_class_codes_;

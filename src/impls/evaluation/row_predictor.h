@@ -28,17 +28,26 @@ class row_predictor {
     return coder_.codes().subspan(i * width_, width_);
   }
 
-  /// Predicts the rows that the coder has taken. @return their outcomes, valid until the next call.
-  std::span<const outcome> predict() {
-    const std::size_t n = coder_.size();
-    const std::size_t chunk = cases_at_once(n, predictor_.n_class_codes(), predictor_.run());
+  /// Predicts the rows that the coder has taken, with their mean shares where these are asked for
+  /// and the trees answer by them. @return their outcomes, valid until the next call.
+  std::span<const outcome> predict(bool with_means = false) {
+    const std::size_t n = coder_.size(), n_codes = predictor_.n_class_codes();
+    const std::size_t chunk = cases_at_once(n, n_codes, predictor_.run());
+    const std::size_t kept = with_means && predictor_.answers_shares() ? n_codes : 0;
     outcomes_.resize(n);
+    means_.resize(n * kept);
     for (std::size_t at = 0; at < n; at += chunk) {
       const std::size_t some = std::min(chunk, n - at);
       predictor_.predict({coder_.codes().subspan(at * width_, some * width_), width_},
-                         std::span(outcomes_).subspan(at, some));
+                         std::span(outcomes_).subspan(at, some),
+                         std::span(means_).subspan(at * kept, some * kept));
     }
     return outcomes_;
+  }
+  /// The mean shares of row i, by class code; empty where predict() gave none.
+  std::span<const double> means_of(std::size_t i) const {
+    const std::size_t kept = outcomes_.empty() ? 0 : means_.size() / outcomes_.size();
+    return std::span(means_).subspan(i * kept, kept);
   }
 
  private:
@@ -46,6 +55,7 @@ class row_predictor {
   std::size_t width_;
   const batch_predictor& predictor_;
   std::vector<outcome> outcomes_;
+  std::vector<double> means_;
 };
 
 /// A predictor for every worker, made when the worker first asks for it.

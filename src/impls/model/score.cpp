@@ -37,11 +37,15 @@ double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& r
   const batch_predictor predictor = make_predictor(*table_);
   row_predictors workers(*table_, {names[k_unknown], unseen != nullptr}, predictor);
 
-  const auto append_probabilities = [&](std::string& line, std::span<const std::uint32_t> codes) {
-    thread_local std::vector<double> shares;
+  const auto append_probabilities = [&](std::string& line, std::span<const std::uint32_t> codes,
+                                        std::span<const double> shares) {
+    thread_local std::vector<double> own;
     thread_local std::vector<code_t> wide;
-    wide.assign(codes.begin(), codes.end());
-    predict_distribution(wide, shares);
+    if (shares.empty()) {
+      wide.assign(codes.begin(), codes.end());
+      predict_distribution(wide, own);
+      shares = own;
+    }
     for (code_t c = 1; c < shares.size(); ++c) {
       line += separator;
       append_number(line, shares[c]);
@@ -52,12 +56,14 @@ double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& r
     block.error = own.coder().take(text, batch_coder::rows::SCORE, in->separator());
     block.rows = own.coder().size();
     block.output.clear();
-    const std::span<const outcome> outcomes = own.predict();
+    const std::span<const outcome> outcomes = own.predict(probabilities);
     for (std::size_t i = 0; i < block.rows; ++i) {
       block.output += names[outcomes[i].predicted];
       block.output += separator;
       append_number(block.output, outcomes[i].confidence);
-      if (probabilities) append_probabilities(block.output, own.codes_of(i));
+      if (probabilities) {
+        append_probabilities(block.output, own.codes_of(i), own.means_of(i));
+      }
       block.output += '\n';
     }
   };

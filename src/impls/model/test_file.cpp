@@ -46,12 +46,13 @@ std::unique_ptr<conf_matrix> dtree::test(zel::inpout::stream* in, const std::str
     block.rows = own.coder().size();
     block.output.tested.clear();
     judge.start(block.output.judged);
-    const std::span<const outcome> outcomes = own.predict();
+    const std::span<const outcome> outcomes = own.predict(judged != nullptr);
     for (std::size_t i = 0; i < block.rows; ++i) {
       const tested_row row{own.coder().class_code(i), outcomes[i].predicted, own.coder().weight(i)};
       block.output.tested.push_back(row);
       if (judged == nullptr) continue;
-      judge.add(row.actual, row.predicted, row.weight, own.codes_of(i), block.output.judged);
+      judge.add(row.actual, row.predicted, row.weight, own.codes_of(i), own.means_of(i),
+                block.output.judged);
     }
   };
   const auto add_rows = [&](const block_output& rows) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "impls/evaluation/batch_predictor.h"
 #include "impls/evaluation/conf_matrix.h"
 #include "impls/support/stock_tables.h"
 #include "impls/support/tree_builder.h"
@@ -105,6 +106,39 @@ TEST_F(grown_prediction, is_the_class_of_the_largest_share) {
     ASSERT_EQ(by_codes, by_row);
     const auto largest = std::max_element(distribution.begin(), distribution.end());
     ASSERT_EQ(by_row.first, static_cast<code_t>(largest - distribution.begin())) << row;
+  }
+}
+
+/// Case by case and all of them together, to the last bit; and so many cases without any value that
+/// their parts do not all fit in at once.
+TEST_F(grown_prediction, together_is_what_it_is_one_by_one) {
+  const std::size_t width = t->n_attributes(), n = 1000, n_codes = t->n_class_codes();
+  std::vector<std::uint32_t> codes;
+  gather_codes(*t, std::span(*cases).first(n), codes);
+  std::fill_n(codes.begin(), 200 * width, 0U);
+  for (std::size_t i = 200 * width; i < codes.size(); i += 7) codes[i] = 0;
+  const std::vector<voter> twice{{&tree, 1.5}, {&tree, 0.3}};
+  using answer = batch_predictor::answer;
+  auto& run = zel::util::default_context();
+  const batch_predictor one(*t, {{&tree}}, answer::of_one, run),
+      two(*t, twice, answer::shares, run);
+  std::vector<outcome> alone(n), mean(n);
+  std::vector<double> means(n * n_codes);
+  one.predict({codes, width}, alone);
+  two.predict({codes, width}, mean, means);
+  for (std::size_t i = 0; i < n; ++i) {
+    const auto own = case_block{codes, width}.of_case(i);
+    const std::vector<code_t> wide(own.begin(), own.end());
+    decision_tree::prediction found;
+    ASSERT_EQ(tree.predict_class(*t, wide, found, 1, 0), alone[i].depth) << i;
+    ASSERT_EQ(found, std::pair(alone[i].predicted, alone[i].confidence)) << i;
+    std::vector<double> shares(n_codes);
+    tree.add_shares(wide, 1.5, shares);
+    tree.add_shares(wide, 0.3, shares);
+    for (std::size_t c = 0; c < n_codes; ++c) {
+      ASSERT_EQ(shares[c] / (1.5 + 0.3), means[i * n_codes + c]);
+    }
+    ASSERT_EQ(means[i * n_codes + mean[i].predicted], mean[i].confidence);
   }
 }
 
