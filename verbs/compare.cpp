@@ -93,15 +93,19 @@ class compare_verb : public trial {
       all.push_back({std::string(k.name) + ", " + std::to_string(n_trees_) + " trees", k.name});
     }
     zel::util::run_context& run = zel::util::default_context();
-    run.progress().begin(zel::util::progress::unit::folds, folds_);
+    run.progress().begin(zel::util::progress::unit::folds, 2 * folds_);
     const subset_ptr cases = draw_folds(t, folds_);
-    for (unsigned long i = 0; i < folds_; ++i) {
-      const unsigned long begin = cases->fold_begin(folds_, i);
-      const unsigned long length = cases->fold_end(folds_, i) - begin;
-      const subset_ptr test(cases->select(begin, length, false)),
-          grow(cases->select(begin, length, true));
-      measure_fold(t, *grow, *test, all);
-      run.count(zel::util::progress::unit::folds);
+    for (const bool accurate : {false, true}) {
+      if (accurate) t.own_unknowns();  // they are grown so
+      for (unsigned long i = 0; i < folds_; ++i) {
+        const unsigned long begin = cases->fold_begin(folds_, i);
+        const unsigned long length = cases->fold_end(folds_, i) - begin;
+        const subset_ptr test(cases->select(begin, length, false)),
+            grow(cases->select(begin, length, true));
+        if (!accurate) measure_trees(t, *grow, *test, all);
+        measure_ensembles(t, *grow, *test, accurate, all);
+        run.count(zel::util::progress::unit::folds);
+      }
     }
     std::vector<std::string> classes(1, orvik::k_unknown_text);
     const orvik::column_view of_class = t.get_schema().class_column();
@@ -136,8 +140,8 @@ class compare_verb : public trial {
     }
   }
 
-  void measure_fold(table& t, table::subset& grow, table::subset& test,
-                    std::vector<contender>& all) const {
+  void measure_trees(table& t, table::subset& grow, table::subset& test,
+                     std::vector<contender>& all) const {
     contender* next = all.data() + 1;
     const split_cases parts = split(t, grow, orvik::model::k_growing_share);
     const auto grown = [&](orvik::model::pruning_strategy strategy, table::subset& cases) {
@@ -168,20 +172,27 @@ class compare_verb : public trial {
       }
       add(*next++, *model, t, test, seconds);
     }
-    for (std::size_t k = 0; k < k_ensembles.size(); ++k) {
-      learning of_kind = learning_;
-      of_kind.trees[k] = n_trees_;
-      const auto model = of_kind.make("compared");
-      model->set_keep_training_cm(false);
-      model->build(&t, &grow);
-      add(*next++, *model, t, test, model->get_elapsed());
-    }
     const std::unique_ptr<orvik::conf_matrix> of_test(whole->test(&t, &test, nullptr));
     const std::unique_ptr<orvik::conf_matrix> of_grow(whole->test(&t, &grow, nullptr));
     const orvik::judged_rows by_shares = by_majority(*of_test, *of_grow, whole->class_values());
     add(all[0], of_test->err_misc_majority(of_grow.get()), test_of(by_shares, all[0].name));
     all[0].size.add(1);
     all[0].seconds.add(0);
+  }
+
+  /// The last of all.
+  void measure_ensembles(table& t, table::subset& grow, table::subset& test, bool accurate,
+                         std::vector<contender>& all) const {
+    contender* next = all.data() + all.size() - k_ensembles.size();
+    for (std::size_t k = 0; k < k_ensembles.size(); ++k, ++next) {
+      if (k_ensembles[k].accurate != accurate) continue;
+      learning of_kind = learning_;
+      of_kind.trees[k] = n_trees_;
+      const auto model = of_kind.make("compared");
+      model->set_keep_training_cm(false);
+      model->build(&t, &grow);
+      add(*next, *model, t, test, model->get_elapsed());
+    }
   }
 
   void write(std::ostream& out) const override {

@@ -49,6 +49,8 @@ void learning::declare(options& all) {
            "least weight of two branches of a split (2, of a forest 1)");
   all.real("--confidence", confidence, 1e-12, 1, "level of ebp: lower ones prune more (0.25)");
   all.number("--depth", depth, 1, 1'000'000'000, "levels of splits; else no limit");
+  all.flag("--own-unknown", own_unknown,
+           "unknown cells of a text column are a value, as for --forest and --boost");
   all.group("How the trees of an ensemble differ");
   all.choice("--attributes", attributes, {"all", "sqrt", "log2", "third", "half"},
              "of how many a node takes the best; else sqrt for --forest and --boost");

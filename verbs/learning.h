@@ -47,6 +47,8 @@ struct learning {
   orvik::model::pruning_strategy strategy() const;
   orvik::growth growth() const;
   orvik::resampling draws() const;
+  /// Whether unknown cells of discrete attributes are a value of their own.
+  bool owns_unknown() const { return own_unknown || (kind() != nullptr && kind()->accurate); }
   /// "a tree pruned by ebp", "a random forest of 100 trees"
   std::string describe() const;
   /// A model of these parameters.
@@ -58,6 +60,7 @@ struct learning {
   std::string attributes;                                 // empty: those of the kind
   double sample = 0;                                      // percent; 0: that of the kind
   bool random_cuts = false, vote = false, balance = false;
+  bool own_unknown = false;
   unsigned long depth = 0;  // 0: no limit
   unsigned long seed = 1, threads = 0;
 };

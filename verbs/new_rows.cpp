@@ -106,12 +106,12 @@ class new_rows::coded_column {
     const bool is_unknown = table_.cells.is_unknown(text, plan_.reading);
     if (is_unknown && column_.is_numeric()) return {orvik::k_unknown, false};
     if (is_unknown) return {column_.code_of(std::string(text)), false};
-    if (!orvprep::fits(table_, plan_, text)) return {orvik::k_unknown, true};
+    if (!orvprep::fits(table_, plan_, text)) return {column_.code_of_unknown(), true};
     std::string written;
     orvprep::append_cell(table_, plan_, text, written);
     if (column_.is_numeric()) return number_code(written);
     const orvik::code_t code = column_.code_of(written);
-    return {code, code == orvik::k_unknown};
+    return {code, code == column_.code_of_unknown()};
   }
 
   /// In a column of whole numbers that is cut, a number between two of them is on the same side of
@@ -251,6 +251,9 @@ class new_rows::visitor : public orvprep::row_visitor {
     place_.assign(of.names().size(), k_nowhere);
     for (std::size_t i = 0; i < kept.size(); ++i) place_[kept[i]] = i;
     block_.kept.resize(k_block_rows * n_kept_);
+    for (unsigned long a = 0; a < width_; ++a) {
+      unknown_.push_back(of_.schema_.attribute(a).code_of_unknown());
+    }
     begin_row();
   }
 
@@ -282,7 +285,8 @@ class new_rows::visitor : public orvprep::row_visitor {
 
  private:
   void begin_row() {
-    block_.codes.resize((block_.n + 1) * width_, orvik::k_unknown);
+    block_.codes.resize(block_.n * width_);
+    block_.codes.insert(block_.codes.end(), unknown_.begin(), unknown_.end());
     block_.classes.resize(block_.n + 1, orvik::k_unknown);
     block_.new_class.resize(block_.n + 1, false);
     block_.weights.resize(block_.n + 1, 1.0);
@@ -303,7 +307,8 @@ class new_rows::visitor : public orvprep::row_visitor {
   new_rows& of_;
   const std::function<void(row_block&)>& take_;
   std::size_t width_, n_kept_;
-  std::vector<unsigned long> place_;  // by column of the file, among those kept
+  std::vector<unsigned long> place_;    // by column of the file, among those kept
+  std::vector<orvik::code_t> unknown_;  // by attribute: of a cell without a value
   row_block block_;
 };
 

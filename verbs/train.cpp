@@ -121,6 +121,7 @@ class train_verb : public verb {
     std::ostringstream nowhere;
     const training_input in = load_training(input_, quiet_ ? nowhere : std::cerr);
     if (!quiet_ && folds_of(*in.table) > 0) tell_of_folds(in, std::cerr);
+    if (learning_.owns_unknown()) in.table->own_unknowns();
     const results found = grow(in);
     save(in, found);
     json_ ? write_json(found) : write_text(found);

@@ -92,14 +92,15 @@ recoded_rows::recoded_rows(const orvik::dtree& model, const orvik::table& rows)
   for (unsigned long i = 0; i < schema_.n_columns(); ++i) codes_.push_back(recode(i));
   for (unsigned long a = 0; a < schema_.n_attributes(); ++a) {
     const std::vector<code_t>& own = codes_[schema_.attribute(a).index()];
-    own_codes_.push_back(own.size() > 1 ? own.data() : nullptr);
+    const bool asked_for = own.size() > 1 || own[0] != orvik::k_unknown;
+    own_codes_.push_back(asked_for ? own.data() : nullptr);
   }
 }
 
 std::vector<code_t> recoded_rows::recode(unsigned long column) const {
   const orvik::column_view own = schema_.column(column), given = rows_.column(column);
   using namespace orvik::model;
-  std::vector<code_t> codes(1, orvik::k_unknown);
+  std::vector<code_t> codes(1, own.code_of_unknown());
   if (own.role() == IGNORE || own.role() == WEIGHTS) return codes;
   for (code_t c = 1; c <= given.n_values(); ++c) codes.push_back(own.code_of(given.exact(c)));
   return codes;
