@@ -132,7 +132,7 @@ std::vector<unsigned long> no_columns(const std::vector<std::string>&) { return 
 /// A second file beside the first, and what it has of the plan.
 struct second_file {
   explicit second_file(const settings& how)
-      : in(how.test, {how.layout, how.encoded}, how.cells, no_columns) {}
+      : in(how.test, {how.layout, how.encoded, {}}, how.cells, no_columns) {}
 
   table_input in;
   column_match match;
@@ -234,8 +234,14 @@ unsigned long write_rows(table_input& in, const std::vector<unsigned long>& plan
 
 }  // namespace
 
-table_input look_through(const std::string& name, const settings& how) {
-  return {name, {how.layout, how.encoded}, how.cells, [&](const std::vector<std::string>& names) {
+table_input look_through(const std::string& name, const settings& how, bool to_load) {
+  input_wishes wishes{how.layout, how.encoded, {}};
+  if (to_load) {
+    wishes.texts = [&](const std::vector<std::string>& names) {
+      return columns_of_texts(names, how.columns);
+    };
+  }
+  return {name, wishes, how.cells, [&](const std::vector<std::string>& names) {
             return columns_to_keep(name, names, how.columns);
           }};
 }

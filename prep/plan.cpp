@@ -44,6 +44,16 @@ bool writes_texts(const column_plan& plan) {
   return !plan.is("ignore") && !plan.numeric && !plan.classes.any();
 }
 
+/// By name or number.
+std::optional<unsigned long> find_column(const std::vector<std::string>& names,
+                                         const std::string& wanted) {
+  const auto at = std::ranges::find(names, wanted);
+  if (at != names.end()) return static_cast<unsigned long>(at - names.begin());
+  const std::optional<unsigned long> number = zel::text::parse_whole(wanted);
+  if (number && *number >= 1 && *number <= names.size()) return *number - 1;
+  return {};
+}
+
 unsigned long class_of(const std::string& file, const std::vector<std::string>& names,
                        const column_wishes& wishes) {
   return wishes.class_column.empty() ? names.size() - 1
@@ -290,10 +300,7 @@ class planner {
 
 unsigned long column_of(const std::string& file, const std::vector<std::string>& names,
                         const std::string& wanted) {
-  const auto at = std::ranges::find(names, wanted);
-  if (at != names.end()) return static_cast<unsigned long>(at - names.begin());
-  const std::optional<unsigned long> number = zel::text::parse_whole(wanted);
-  if (number && *number >= 1 && *number <= names.size()) return *number - 1;
+  if (const auto column = find_column(names, wanted)) return *column;
   throw std::runtime_error(file + ": no column '" + wanted + "'");
 }
 
@@ -313,6 +320,22 @@ std::vector<unsigned long> columns_to_keep(const std::string& file,
     kept.push_back(column_of(file, names, wishes.weights_column));
   }
   return kept;
+}
+
+std::vector<unsigned long> columns_of_texts(const std::vector<std::string>& names,
+                                            const column_wishes& wishes) {
+  std::vector<std::string> named = wishes.discrete;
+  for (const auto& [column, values] : wishes.ordered) named.push_back(column);
+  std::vector<unsigned long> columns;
+  if (wishes.class_column.empty()) {
+    columns.push_back(names.size() - 1);
+  } else {
+    named.push_back(wishes.class_column);
+  }
+  for (const std::string& name : named) {
+    if (const auto column = find_column(names, name)) columns.push_back(*column);
+  }
+  return columns;
 }
 
 void widen(std::vector<column_plan>& plans, const std::string& file,

@@ -64,6 +64,11 @@ std::vector<unsigned long> columns_to_keep(const std::string& file,
                                            const std::vector<std::string>& names,
                                            const column_wishes& wishes);
 
+/// The columns whose values are texts by these wishes, whatever they look like: the class and those
+/// named as discrete or ordered. Names that there are not are passed over.
+std::vector<unsigned long> columns_of_texts(const std::vector<std::string>& names,
+                                            const column_wishes& wishes);
+
 /// Types that hold the values of another file too, whose profiles are settled by the plans. Throws
 /// std::runtime_error, naming the file, where a column of numbers has texts there.
 void widen(std::vector<column_plan>& plans, const std::string& file,
