@@ -8,7 +8,8 @@ namespace orvprep {
 std::unique_ptr<text_table> text_table::of(source& in, const layout& form, const cell_rules& rules,
                                            const std::vector<bool>& as_texts) {
   const bool known = std::string_view(",;\t|").find(form.separator) != std::string_view::npos;
-  if (!known || form.n_comments > 0 || form.names.size() < 2) return nullptr;
+  const bool passes_over = form.n_comments > 0 || form.counts_line > 0;
+  if (!known || passes_over || form.names.size() < 2) return nullptr;
   plain_text text(in, form, rules);
   auto rows = orvik::raw_table::load(text, as_texts, /*opens_last=*/!form.has_last_separators);
   if (!rows) return nullptr;
