@@ -50,10 +50,11 @@ struct cell_rules {
   unknown_texts unknown{
       {k_unknown, "NA", "N/A", "n/a", "#N/A", "<NA>", "NaN", "nan", "null", "NULL"}};
   unknown_texts in_numbers{{"None", "none", "na", "NAN", "Null", ".", "-", "--", "-nan", "-NaN"}};
-  char decimal_point = 0;         ///< 0: found out by column
-  std::optional<char> thousands;  ///< without one: found out by column; 0: none
-  char out_separator = 0;         ///< of what is written; 0: one that occurs in no cell
-  std::string replacement = "_";  ///< for a character that the text form cannot hold
+  std::vector<std::string> given;  ///< of the unknown texts those that the user names
+  char decimal_point = 0;          ///< 0: found out by column
+  std::optional<char> thousands;   ///< without one: found out by column; 0: none
+  char out_separator = 0;          ///< of what is written; 0: one that occurs in no cell
+  std::string replacement = "_";   ///< for a character that the text form cannot hold
 
   /// These and no others.
   void set_unknown(const std::vector<std::string>& texts) {
@@ -62,6 +63,7 @@ struct cell_rules {
     add_unknown(texts);
   }
   void add_unknown(const std::vector<std::string>& texts) {
+    given.insert(given.end(), texts.begin(), texts.end());
     std::vector<std::string> all = unknown.texts();
     all.insert(all.end(), texts.begin(), texts.end());
     unknown = unknown_texts(std::move(all));

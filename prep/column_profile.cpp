@@ -1,6 +1,8 @@
 #include "column_profile.h"
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <stdexcept>
 #include <unordered_set>
 
@@ -39,15 +41,45 @@ std::size_t column_profile::probe(std::uint64_t hash) const {
   return at;
 }
 
-void column_profile::grow() {
-  slots_.assign(slots_.size() * 2, {});
-  const std::size_t mask = slots_.size() - 1;
+/// Gives every entry a slot of so many, a power of two.
+void column_profile::index(std::size_t n_slots) const {
+  slots_.assign(n_slots, {});
+  const std::size_t mask = n_slots - 1;
   for (std::size_t i = 0; i < entries_.size(); ++i) {
     std::size_t at = entries_[i].hash & mask;
     while (slots_[at].entry != 0) at = (at + 1) & mask;
     slots_[at] = {static_cast<std::uint32_t>(entries_[i].hash >> 32),
                   static_cast<std::uint32_t>(i + 1)};
   }
+  n_indexed_ = entries_.size();
+}
+
+bool column_profile::has(std::uint64_t hash) const {
+  if (n_indexed_ < entries_.size()) index(std::bit_ceil(2 * entries_.size()));
+  return slots_[probe(hash)].entry != 0;
+}
+
+void column_profile::add_different(std::string_view text, unsigned long line, unsigned long count) {
+  n_cells_ += count;
+  append(text, zel::text::hash_of(text), line);
+  entries_.back().count = count;
+}
+
+void column_profile::add_numbers(unsigned long n, unsigned long n_distinct, double lowest,
+                                 double highest, unsigned marks) {
+  n_cells_ += n;
+  const bool reals = (marks & k_has_reals) != 0;
+  for (const double value : {lowest, highest}) {
+    by_point_.add({reals ? number_kind::real : number_kind::integer, value});
+  }
+  const unsigned long n_texts = n_known_;
+  n_known_ = by_point_.has_reals ? std::max(n_texts, n_distinct) : n_distinct;
+  differs_ = differs_ || (marks & k_has_groups) != 0;
+  format_set formats = k_all_formats;
+  if (marks & k_has_groups) formats &= formats_with('.') | bit_of(3);
+  if (marks & k_has_points) formats &= formats_with('.');
+  formats_ &= formats;
+  common_formats_ &= formats;
 }
 
 void column_profile::add(std::string_view text, unsigned long line, unsigned long count) {
@@ -62,7 +94,8 @@ void column_profile::add(std::string_view text, unsigned long line, unsigned lon
 }
 
 void column_profile::look_up_batch() {
-  while (2 * (entries_.size() + batch_.size()) > slots_.size()) grow();
+  const std::size_t needed = 2 * (entries_.size() + batch_.size());
+  if (needed > slots_.size()) index(std::bit_ceil(needed));
   const std::size_t mask = slots_.size() - 1;
   for (const pending& p : batch_) __builtin_prefetch(&slots_[p.hash & mask]);
   for (const pending& p : batch_) {
@@ -77,12 +110,17 @@ void column_profile::look_up_batch() {
 void column_profile::look_up(const pending& p) {
   slot& s = slots_[probe(p.hash)];
   if (s.entry == 0) {
-    if (entries_.size() == k_most_entries) throw std::runtime_error(k_too_many);
-    entries_.push_back({p.hash, 0, p.line, k_no_text, sort::known, 0});
+    append(text_of(p), p.hash, p.line);
     s = {static_cast<std::uint32_t>(p.hash >> 32), static_cast<std::uint32_t>(entries_.size())};
-    classify(entries_.back(), text_of(p), p.line);
+    ++n_indexed_;
   }
   entries_[s.entry - 1].count += p.count;
+}
+
+void column_profile::append(std::string_view text, std::uint64_t hash, unsigned long line) {
+  if (entries_.size() == k_most_entries) throw std::runtime_error(k_too_many);
+  entries_.push_back({hash, 0, line, k_no_text, sort::known, 0});
+  classify(entries_.back(), text, line);
 }
 
 /// A text that was not met before.

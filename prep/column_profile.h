@@ -38,6 +38,14 @@ class column_profile {
   void add(std::string_view text, unsigned long line) { add(text, line, 1); }
   /// Of so many cells the first of which is in that line.
   void add(std::string_view text, unsigned long line, unsigned long count);
+  /// Cells of a text that no other ones have; of all of them in the order of their lines.
+  void add_different(std::string_view text, unsigned long line, unsigned long count);
+  /// `n` cells of plain numbers that make, with those added, `n_distinct` different ones; `marks`
+  /// as read_plain() gives them. Of such a column, unless it is settled as one of plain numbers,
+  /// more must be known: it is to be profiled by its texts. Where some are no whole numbers,
+  /// different texts of one value count as one.
+  void add_numbers(unsigned long n, unsigned long n_distinct, double lowest, double highest,
+                   unsigned marks);
   /// To be called after the last cell and before any figure is asked for.
   void finish() { look_up_batch(); }
 
@@ -127,8 +135,9 @@ class column_profile {
   void look_up_batch();
   void look_up(const pending& p);
   std::size_t probe(std::uint64_t hash) const;
-  bool has(std::uint64_t hash) const { return slots_[probe(hash)].entry != 0; }
-  void grow();
+  bool has(std::uint64_t hash) const;
+  void index(std::size_t n_slots) const;
+  void append(std::string_view text, std::uint64_t hash, unsigned long line);
   void classify(entry& e, std::string_view text, unsigned long line);
   void classify_known(entry& e, std::string_view text, unsigned long line);
   void keep(entry& e, std::string_view text);
@@ -150,8 +159,9 @@ class column_profile {
 
   const cell_rules* rules_;
   column_reading reading_;
-  std::vector<slot> slots_;
-  std::vector<entry> entries_;  // in the order of their first lines
+  std::vector<entry> entries_;         // in the order of their first lines
+  mutable std::vector<slot> slots_;    // of entries that were looked up, or looked for
+  mutable std::size_t n_indexed_ = 0;  // entries that have theirs
   std::deque<std::string> texts_;
   std::vector<pending> batch_;
   std::string batch_text_;

@@ -1,6 +1,7 @@
 #include "conversion.h"
 
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <numeric>
 #include <optional>
@@ -132,7 +133,7 @@ std::vector<unsigned long> no_columns(const std::vector<std::string>&) { return 
 /// A second file beside the first, and what it has of the plan.
 struct second_file {
   explicit second_file(const settings& how)
-      : in(how.test, {how.layout, how.encoded}, how.cells, no_columns) {}
+      : in(how.test, {how.layout, how.encoded, {}}, how.cells, no_columns) {}
 
   table_input in;
   column_match match;
@@ -232,10 +233,62 @@ unsigned long write_rows(table_input& in, const std::vector<unsigned long>& plan
   return writer.n_dropped();
 }
 
+/// Sums up the frequencies of every number of the class; cells that are none, of which planning
+/// tells, count for nothing.
+class case_counter : public body_rows {
+ public:
+  case_counter(const table_input& in, unsigned long of_class, unsigned long of_weights)
+      : body_rows(in.name(), in.form()), in_(in), class_(of_class), weights_(of_weights) {}
+
+  std::vector<counted_number> numbers() const {
+    std::vector<counted_number> all;
+    for (const auto& [value, n] : cases_) {
+      if (n > 0) all.push_back({value, static_cast<unsigned long>(n)});
+    }
+    return all;
+  }
+
+ private:
+  number read(unsigned long column, std::string_view text) const {
+    return number_of(number_text(text, in_.profiles()[column].reading().format));
+  }
+  void take(unsigned long column, std::string_view text, unsigned long) override {
+    if (column == class_) value_ = read(column, text);
+    if (column == weights_) weight_ = read(column, text);
+  }
+  void end(unsigned long) override {
+    const bool counts = weight_.value > 0 && weight_.value < k_most;
+    if (value_.kind != number_kind::none && counts) cases_[value_.value] += weight_.value;
+  }
+
+  static constexpr double k_most = 9007199254740992;  // 2^53
+  const table_input& in_;
+  unsigned long class_, weights_;
+  number value_, weight_;
+  std::map<double, double> cases_;
+};
+
+std::vector<counted_number> class_numbers(table_input& in, const column_wishes& wishes) {
+  if (!wishes.classes.any() || !wishes.frequencies || wishes.weights_column.empty()) {
+    return {};
+  }
+  const std::vector<std::string>& names = in.form().names;
+  case_counter counter(in, class_of(in.name(), names, wishes),
+                       column_of(in.name(), names, wishes.weights_column));
+  in.read(counter);
+  return counter.numbers();
+}
+
 }  // namespace
 
-table_input look_through(const std::string& name, const settings& how) {
-  return {name, {how.layout, how.encoded}, how.cells, [&](const std::vector<std::string>& names) {
+table_input look_through(const std::string& name, const settings& how, bool to_load) {
+  input_wishes wishes{how.layout, how.encoded, {}};
+  if (to_load) {
+    wishes.texts = [&](const std::vector<std::string>& names) {
+      return columns_of_texts(names, how.columns);
+    };
+  }
+  return {name, wishes, how.cells, [&](const std::vector<std::string>& names) {
             return columns_to_keep(name, names, how.columns);
           }};
 }
@@ -244,7 +297,8 @@ table_plan plan_of(table_input& in, const settings& how) {
   settle_readings(in.profiles(), how.cells);
   table_plan plan;
   plan.named = in.form().has_header;
-  plan.columns = plan_columns(in.name(), in.form().names, in.profiles(), how.columns, how.cells);
+  plan.columns = plan_columns(in.name(), in.form().names, in.profiles(), how.columns, how.cells,
+                              class_numbers(in, how.columns));
   plan.cells = how.cells;
   plan.frequencies = how.columns.frequencies;
   if (plan.cells.out_separator == 0) {

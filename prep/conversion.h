@@ -26,7 +26,9 @@ struct settings {
 /// A file looked through, and what becomes of its columns by the settings, with a separator that
 /// occurs in no cell of it. Of the settings what is said of the first file counts.
 /// Throw std::runtime_error with file, line and column.
-table_input look_through(const std::string& name, const settings& how);
+/// `to_load`: only the table is wanted, of which columns may be read as numbers at once: the number
+/// of their different texts is not known then.
+table_input look_through(const std::string& name, const settings& how, bool to_load = false);
 table_plan plan_of(table_input& in, const settings& how);
 
 /// Writes OUTPUT.names, OUTPUT.data and, with a test file, OUTPUT.test, each in one step when all

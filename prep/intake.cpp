@@ -38,7 +38,7 @@ class table_writer : public body_rows {
 }  // namespace
 
 planned_input::planned_input(const settings& how)
-    : in(look_through(how.input, how)), plan(plan_of(in, how)) {}
+    : in(look_through(how.input, how, /*to_load=*/true)), plan(plan_of(in, how)) {}
 
 struct table_text::files {
   memory_file names, data;

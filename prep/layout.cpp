@@ -8,6 +8,7 @@
 #include "cell_rules.h"
 #include "csv_rows.h"
 #include "number.h"
+#include "zel/text/decimal.h"
 
 namespace orvprep {
 
@@ -311,6 +312,49 @@ unsigned long comments_of(const beginning& start, unsigned long n, const separat
   return fits && !looks_like_header(body.rows) ? n - 1 : n;
 }
 
+class row_counter : public row_visitor {
+ public:
+  void cell(unsigned long, std::string_view, unsigned long) override {}
+  bool end_of_row(unsigned long, unsigned long) override {
+    ++n;
+    return true;
+  }
+  unsigned long n = 0;
+};
+
+/// The rows of the source; none where it cannot be read to its end.
+unsigned long rows_of(source& in, char separator) {
+  row_counter rows;
+  try {
+    csv_rows(in.name(), separator).read(in, rows);
+  } catch (const file_error&) {
+    return 0;
+  }
+  return rows.n;
+}
+
+/// Whether the first row can be one of counts over those below:
+/// "150,4,setosa,versicolor,virginica". `n` receives how many rows there must be.
+bool has_counts(const std::vector<row>& rows, unsigned long& n) {
+  if (rows.size() < 3 || rows[0].size() < 2) return false;
+  const std::vector<row> below(rows.begin() + 1, rows.end());
+  const auto n_rows = zel::text::parse_whole(rows[0][0]),
+             n_inputs = zel::text::parse_whole(rows[0][1]);
+  const std::size_t width = width_of(below);
+  if (!n_rows || !n_inputs || *n_inputs + 1 != width) return false;
+  if (std::any_of(rows[0].begin() + 2, rows[0].end(), is_number)) return false;
+  n = *n_rows + (looks_like_header(below) ? 1 : 0);
+  return true;
+}
+
+/// The line of counts in front of the rows, which needs a pass over the file; 0 without one.
+unsigned long counts_line(source& in, const separated& found, const layout_wishes& wishes) {
+  unsigned long n = 0;
+  if (wishes.header != header_mode::find_out || !has_counts(found.rows, n)) return 0;
+  in.pass_over(found.first_line, wishes.comment);
+  return rows_of(in, found.separator) == n ? found.first_line : 0;
+}
+
 std::string start_of(source& in, bool& whole) {
   in.rewind();
   std::string start;
@@ -339,9 +383,12 @@ layout layout_of(source& in, const layout_wishes& wishes) {
     const bool blank = text.find_first_not_of(" \t\r\n") == text.npos;
     throw std::runtime_error(in.name() + (blank ? k_empty : k_no_separator));
   }
+  const unsigned long counts = counts_line(in, found, wishes);
+  if (counts > 0) found = separate({in.name(), without_lines(text, counts), whole}, wishes);
   layout form = layout_of_rows(in.name(), found, wishes.header);
   form.n_comments = n_comments;
-  in.pass_over(n_comments, wishes.comment);
+  form.counts_line = counts;
+  in.pass_over(std::max(n_comments, counts), wishes.comment);
   return form;
 }
 

@@ -23,8 +23,9 @@ struct layout {
   bool has_header = false;
   bool has_row_names = false;  ///< rows have one cell more in front than the header
   bool has_last_separators =
-      false;                     ///< rows end with one: a last cell that is empty, and no column
-  unsigned long n_comments = 0;  ///< lines in front that begin with "#", passed over
+      false;                      ///< rows end with one: a last cell that is empty, and no column
+  unsigned long n_comments = 0;   ///< lines in front that begin with "#", passed over
+  unsigned long counts_line = 0;  ///< gives the numbers of rows and columns, passed over; 0: none
   std::vector<std::string> names;
 
   std::size_t n_cells() const { return names.size() + (has_last_separators ? 1 : 0); }
@@ -42,6 +43,8 @@ struct layout {
 /// - a header is where no cell of the first row is a number or empty and one of a column below is,
 ///   or where no cell of the first row comes again; where names are double or missing, one of them
 ///   must stand above nothing but numbers.
+/// - a first line of numbers and names is none of the rows where its first cells are the number of
+/// rows below and that of the columns but one.
 /// Names are made different and not empty. A last cell of all rows that is empty in each of the
 /// first ones, and has no name, is none. Throws std::runtime_error, naming the file, where there
 /// are no rows or nothing separates them.

@@ -55,4 +55,16 @@ struct number_reading {
 };
 number_reading reading_of(std::string_view text);
 
+/// What there is among numbers that are written as the table writes them: bits.
+enum number_marks : unsigned {
+  k_has_reals = 1,   ///< some that are no whole ones of 32 bits
+  k_has_points = 2,  ///< some with a point that stands before decimals
+  k_has_groups = 4,  ///< some whose point may stand between thousands
+};
+
+/// Reads a number with a point as the mark of decimals, if any, and no plus sign nor a sign before
+/// a whole 0; each whole number has one text only. `value` is no -0; its bits are added to `marks`.
+/// @return false for another text.
+bool read_plain(std::string_view text, double& value, unsigned& marks);
+
 }  // namespace orvprep

@@ -44,10 +44,14 @@ bool writes_texts(const column_plan& plan) {
   return !plan.is("ignore") && !plan.numeric && !plan.classes.any();
 }
 
-unsigned long class_of(const std::string& file, const std::vector<std::string>& names,
-                       const column_wishes& wishes) {
-  return wishes.class_column.empty() ? names.size() - 1
-                                     : column_of(file, names, wishes.class_column);
+/// By name or number.
+std::optional<unsigned long> find_column(const std::vector<std::string>& names,
+                                         const std::string& wanted) {
+  const auto at = std::ranges::find(names, wanted);
+  if (at != names.end()) return static_cast<unsigned long>(at - names.begin());
+  const std::optional<unsigned long> number = zel::text::parse_whole(wanted);
+  if (number && *number >= 1 && *number <= names.size()) return *number - 1;
+  return {};
 }
 
 std::string counted(unsigned long n, const char* what) { return std::to_string(n) + what; }
@@ -56,12 +60,13 @@ class planner {
  public:
   planner(const std::string& file, const std::vector<std::string>& names,
           const std::vector<column_profile>& profiles, const column_wishes& wishes,
-          const cell_rules& rules)
+          const cell_rules& rules, const std::vector<counted_number>& class_numbers)
       : file_(file),
         names_(names),
         profiles_(profiles),
         wishes_(wishes),
         rules_(rules),
+        class_numbers_(class_numbers),
         plans_(names.size()) {}
 
   std::vector<column_plan> plan() {
@@ -231,7 +236,8 @@ class planner {
   void make_bins(std::size_t i) {
     const column_profile& p = profiles_[i];
     if (!p.is_numeric()) fail(i, "--bins: " + why_no_number(p));
-    const std::vector<counted_number> numbers = numbers_of(p);
+    const std::vector<counted_number> numbers =
+        class_numbers_.empty() ? numbers_of(p) : class_numbers_;
     const bins made =
         wishes_.classes.n > 0 ? equal_bins(numbers, wishes_.classes.n) : bins{wishes_.classes.cuts};
     if (!made.any()) fail(i, "a class needs two different values");
@@ -282,6 +288,7 @@ class planner {
   const std::vector<column_profile>& profiles_;
   const column_wishes& wishes_;
   const cell_rules& rules_;
+  const std::vector<counted_number>& class_numbers_;
   std::size_t class_ = 0;
   std::vector<column_plan> plans_;
 };
@@ -290,18 +297,22 @@ class planner {
 
 unsigned long column_of(const std::string& file, const std::vector<std::string>& names,
                         const std::string& wanted) {
-  const auto at = std::ranges::find(names, wanted);
-  if (at != names.end()) return static_cast<unsigned long>(at - names.begin());
-  const std::optional<unsigned long> number = zel::text::parse_whole(wanted);
-  if (number && *number >= 1 && *number <= names.size()) return *number - 1;
+  if (const auto column = find_column(names, wanted)) return *column;
   throw std::runtime_error(file + ": no column '" + wanted + "'");
+}
+
+unsigned long class_of(const std::string& file, const std::vector<std::string>& names,
+                       const column_wishes& wishes) {
+  return wishes.class_column.empty() ? names.size() - 1
+                                     : column_of(file, names, wishes.class_column);
 }
 
 std::vector<column_plan> plan_columns(const std::string& file,
                                       const std::vector<std::string>& names,
                                       const std::vector<column_profile>& profiles,
-                                      const column_wishes& wishes, const cell_rules& rules) {
-  return planner(file, names, profiles, wishes, rules).plan();
+                                      const column_wishes& wishes, const cell_rules& rules,
+                                      const std::vector<counted_number>& class_numbers) {
+  return planner(file, names, profiles, wishes, rules, class_numbers).plan();
 }
 
 std::vector<unsigned long> columns_to_keep(const std::string& file,
@@ -313,6 +324,22 @@ std::vector<unsigned long> columns_to_keep(const std::string& file,
     kept.push_back(column_of(file, names, wishes.weights_column));
   }
   return kept;
+}
+
+std::vector<unsigned long> columns_of_texts(const std::vector<std::string>& names,
+                                            const column_wishes& wishes) {
+  std::vector<std::string> named = wishes.discrete;
+  for (const auto& [column, values] : wishes.ordered) named.push_back(column);
+  std::vector<unsigned long> columns;
+  if (wishes.class_column.empty()) {
+    columns.push_back(names.size() - 1);
+  } else {
+    named.push_back(wishes.class_column);
+  }
+  for (const std::string& name : named) {
+    if (const auto column = find_column(names, name)) columns.push_back(*column);
+  }
+  return columns;
 }
 
 void widen(std::vector<column_plan>& plans, const std::string& file,

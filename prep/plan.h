@@ -52,17 +52,24 @@ struct table_plan {
 ///   count the rows;
 /// - numbers are continuous, whole ones as integer; but a column of two whole numbers is discrete,
 ///   as are all texts.
-/// Throws std::runtime_error, naming file and column, for wishes that cannot be had or have no
-/// effect.
+/// `class_numbers` are those of the class with the cases that they stand for, where these are not
+/// its cells. Throws std::runtime_error, naming file and column, for wishes that cannot be had or
+/// have no effect.
 std::vector<column_plan> plan_columns(const std::string& file,
                                       const std::vector<std::string>& names,
                                       const std::vector<column_profile>& profiles,
-                                      const column_wishes& wishes, const cell_rules& rules);
+                                      const column_wishes& wishes, const cell_rules& rules,
+                                      const std::vector<counted_number>& class_numbers = {});
 
 /// The columns whose distinct values a plan by these wishes asks for, however many.
 std::vector<unsigned long> columns_to_keep(const std::string& file,
                                            const std::vector<std::string>& names,
                                            const column_wishes& wishes);
+
+/// The columns whose values are texts by these wishes, whatever they look like: the class and those
+/// named as discrete or ordered. Names that there are not are passed over.
+std::vector<unsigned long> columns_of_texts(const std::vector<std::string>& names,
+                                            const column_wishes& wishes);
 
 /// Types that hold the values of another file too, whose profiles are settled by the plans. Throws
 /// std::runtime_error, naming the file, where a column of numbers has texts there.
@@ -87,6 +94,10 @@ void append_cell(const table_plan& plan, const column_plan& column, std::string_
 /// Index of a column given by name or number. Throws std::runtime_error, naming the file.
 unsigned long column_of(const std::string& file, const std::vector<std::string>& names,
                         const std::string& wanted);
+
+/// That of the class, by name or number; else the last one.
+unsigned long class_of(const std::string& file, const std::vector<std::string>& names,
+                       const column_wishes& wishes);
 
 /// For every column of another file the column of the plan that it is.
 struct column_match {

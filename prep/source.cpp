@@ -18,6 +18,8 @@ namespace orvprep {
 namespace {
 
 constexpr char k_utf32[] = "text in UTF-32; convert it to UTF-8, as by iconv";
+constexpr char k_unmarked[] =
+    "text in UTF-16 without a byte order mark; convert it to UTF-8, as by iconv -f UTF-16";
 constexpr char k_bad_utf16[] = "text in UTF-16 with half a character";
 constexpr char k_mixed[] =
     "most of it is UTF-8, and some bytes are not; --encoding says how to take it";
@@ -29,6 +31,19 @@ constexpr std::size_t k_block = 1UL << 17;
 std::string temporary_folder() {
   const char* folder = std::getenv("TMPDIR");
   return folder == nullptr || *folder == '\0' ? "/tmp" : folder;
+}
+
+/// Whether one half of the first characters is NUL throughout, and the other one never.
+bool is_half_nul(std::string_view bytes) {
+  constexpr std::size_t k_least = 4, k_looked_at = 256;
+  const std::size_t n = std::min(bytes.size(), k_looked_at) / 2 * 2;
+  if (n < k_least) return false;
+  std::size_t even = 0, odd = 0;
+  for (std::size_t i = 0; i < n; i += 2) {
+    even += bytes[i] == '\0';
+    odd += bytes[i + 1] == '\0';
+  }
+  return even + odd == n / 2 && (even == 0 || odd == 0);
 }
 
 }  // namespace
@@ -125,6 +140,8 @@ void source::find_mark(std::string_view& bytes) {
     bytes.remove_prefix(2);
   }
   if (bytes.starts_with("\xef\xbb\xbf")) bytes.remove_prefix(3);
+  const bool marked = encoding_ == encoding::utf16_little || encoding_ == encoding::utf16_big;
+  if (!marked && is_half_nul(bytes)) fail(k_unmarked + std::string(bytes[0] == '\0' ? "BE" : "LE"));
 }
 
 /// The bytes of a block, none at the end of the file, as UTF-8.

@@ -65,9 +65,16 @@ std::string quoted_word(char separator) {
   return std::string("'") + separator + "'";
 }
 
+bool occurs_unknown(const table_input& in, const std::string& text) {
+  return std::ranges::any_of(in.profiles(), [&text](const column_profile& p) {
+    const std::vector<counted_text> unknown = p.unknown_texts();
+    return std::ranges::find(unknown, text, &counted_text::text) != unknown.end();
+  });
+}
+
 }  // namespace
 
-void write_remarks(const table_input& in, std::ostream& out) {
+void write_remarks(const table_input& in, const cell_rules& rules, std::ostream& out) {
   const encoding encoded = in.bytes().encoded();
   if (encoded == encoding::cp1252 && in.bytes().first_odd_line() > 0) {
     out << "no UTF-8 (first in line " << in.bytes().first_odd_line()
@@ -77,6 +84,13 @@ void write_remarks(const table_input& in, std::ostream& out) {
   }
   if (in.form().n_comments > 0) {
     out << "lines 1 to " << in.form().n_comments << " are comments, passed over\n";
+  }
+  if (const unsigned long line = in.form().counts_line) {
+    out << "line " << line << " gives the numbers of rows and columns, passed over\n";
+  }
+  for (const std::string& text : rules.given) {
+    if (text.empty() || occurs_unknown(in, text)) continue;
+    out << "no cell is '" << zel::text::quoted(text) << "', which is given as unknown\n";
   }
   if (in.form().has_last_separators) out << "rows end with a separator: no column behind it\n";
 }
@@ -109,7 +123,7 @@ void write_summary(const table_input& in, const table_plan& plan, std::ostream& 
     text.erase(text.find_last_not_of(' ') + 1);
     out << text << '\n';
   }
-  write_remarks(in, out);
+  write_remarks(in, plan.cells, out);
   if (const char c = plan.cells.out_separator; c != ',') {
     out << "written with " << shown(c) << " between the cells: orvcmd -sep " << quoted_word(c)
         << '\n';

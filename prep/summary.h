@@ -13,7 +13,7 @@ namespace orvprep {
 /// another encoding, comments, and how orvcmd is to be called.
 void write_summary(const table_input& in, const table_plan& plan, std::ostream& out);
 
-/// The lines on the file alone; none where all is plain.
-void write_remarks(const table_input& in, std::ostream& out);
+/// The lines on the file alone; none where all is plain. `rules` are those that it was read by.
+void write_remarks(const table_input& in, const cell_rules& rules, std::ostream& out);
 
 }  // namespace orvprep

@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "column_reading.h"
+
 namespace orvprep {
 
 namespace {
@@ -61,21 +63,44 @@ table_input::table_input(const std::string& name, const input_wishes& wishes,
 void table_input::look_through(const input_wishes& wishes, const cell_rules& rules,
                                const chosen_columns& kept) {
   form_ = layout_of(bytes_, wishes.layout);
+  const std::vector<unsigned long> keep = kept(form_.names);
+  std::vector<bool> as_texts(form_.names.size(), !wishes.texts);
+  for (const unsigned long column : keep) as_texts[column] = true;
+  if (wishes.texts) {
+    for (const unsigned long column : wishes.texts(form_.names)) as_texts[column] = true;
+  }
+  unsigned long n_rows = 0;
+  do {
+    texts_.reset();
+    if (wishes.layout.comment == 0) texts_ = text_table::of(bytes_, form_, rules, as_texts);
+    n_rows = profile_cells(rules, keep);
+    settle_readings(profiles_, rules);
+  } while (add_open_columns(as_texts));
+  if (n_rows == 0) throw std::runtime_error(bytes_.name() + k_no_rows);
+}
+
+/// @return the number of rows.
+unsigned long table_input::profile_cells(const cell_rules& rules,
+                                         const std::vector<unsigned long>& kept) {
   profiles_.clear();
   for (std::size_t i = 0; i < form_.names.size(); ++i) profiles_.emplace_back(rules);
-  for (const unsigned long column : kept(form_.names)) profiles_[column].keep_texts();
-  texts_ = wishes.layout.comment == 0 ? text_table::of(bytes_, form_) : nullptr;
-  unsigned long n_rows = 0;
-  if (texts_) {
-    texts_->profile(profiles_);
-    n_rows = texts_->n_rows();
-  } else {
-    profiler rows(bytes_.name(), form_, profiles_);
-    read(rows);
-    n_rows = rows.n_rows();
-  }
+  for (const unsigned long column : kept) profiles_[column].keep_texts();
+  profiler rows(bytes_.name(), form_, profiles_);
+  texts_ ? texts_->profile(profiles_) : read(rows);
   for (column_profile& p : profiles_) p.finish();
-  if (n_rows == 0) throw std::runtime_error(bytes_.name() + k_no_rows);
+  return texts_ ? texts_->n_rows() : rows.n_rows();
+}
+
+/// Columns whose numbers do not suffice, as they are of another format or texts.
+bool table_input::add_open_columns(std::vector<bool>& as_texts) const {
+  bool added = false;
+  for (std::size_t i = 0; texts_ && i < as_texts.size(); ++i) {
+    const column_reading& reading = profiles_[i].reading();
+    const bool plain = reading.numbers && reading.format == number_format{};
+    if (!texts_->has_numbers(i) || plain) continue;
+    as_texts[i] = added = true;
+  }
+  return added;
 }
 
 void table_input::read(row_visitor& visit) {

@@ -39,10 +39,14 @@ class body_rows : public row_visitor {
   bool begins_as_comment_ = false, has_more_ = false;
 };
 
+/// Columns chosen by the names of all.
+using chosen_columns = std::function<std::vector<unsigned long>(const std::vector<std::string>&)>;
+
 /// How a file is to be read.
 struct input_wishes {
   layout_wishes layout;
   encoding encoded = encoding::find_out;
+  chosen_columns texts;  ///< that may not be read as numbers at once; without it none may
 };
 
 class table_input {
@@ -50,7 +54,6 @@ class table_input {
   /// One pass over the file; a second one where it turns out not to be UTF-8. Profiles are
   /// finished, not settled. `kept` gives by the names of the columns those of which all texts are
   /// kept. `rules` must outlive this. Throws std::runtime_error, naming the file.
-  using chosen_columns = std::function<std::vector<unsigned long>(const std::vector<std::string>&)>;
   table_input(const std::string& name, const input_wishes& wishes, const cell_rules& rules,
               const chosen_columns& kept);
 
@@ -60,7 +63,7 @@ class table_input {
   std::vector<column_profile>& profiles() { return profiles_; }
   const std::vector<column_profile>& profiles() const { return profiles_; }
 
-  /// All cells as texts, where the file is so plain that they were loaded; else null.
+  /// All cells, where the file is so plain that they were loaded; else null.
   const text_table* texts() const { return texts_.get(); }
 
   /// One more pass.
@@ -69,6 +72,8 @@ class table_input {
  private:
   void look_through(const input_wishes& wishes, const cell_rules& rules,
                     const chosen_columns& kept);
+  unsigned long profile_cells(const cell_rules& rules, const std::vector<unsigned long>& kept);
+  bool add_open_columns(std::vector<bool>& as_texts) const;
 
   source bytes_;
   layout form_;

@@ -46,7 +46,7 @@ training_input load_delimited(const input_options& from, std::ostream& told) {
   unsigned long n_dropped = 0;
   training_input result;
   result.table = orvprep::load_rows(planned, base_name(from.file), n_dropped);
-  orvprep::write_remarks(planned.in, told);
+  orvprep::write_remarks(planned.in, how.cells, told);
   tell_notes(planned.plan, told);
   if (n_dropped > 0) told << "  " << n_dropped << " rows of unknown class left out\n";
   result.how = {planned.in.form().separator, how.layout.comment, std::move(planned.plan)};

@@ -55,7 +55,10 @@ class delimited_file : public row_file {
       : row_file(file), bytes_(file) {
     using orvprep::header_mode;
     find_encoding();
-    orvprep::layout_wishes wishes{separator, header_mode::present, 0, comment};
+    orvprep::layout_wishes wishes{separator, header_mode::find_out, 0, comment};
+    form_ = orvprep::layout_of(bytes_, wishes);
+    // Names that a model knows are a header, whatever they look like.
+    if (form_.counts_line == 0) wishes.header = header_mode::present;
     form_ = orvprep::layout_of(bytes_, wishes);
     const auto is_known = [&known](const std::string& name) {
       return std::ranges::find(known, name) != known.end();

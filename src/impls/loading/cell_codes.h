@@ -48,6 +48,7 @@ class cell_codes {
     return chunks_.size();
   }
 
+  std::size_t n_chunks() const { return chunks_.size(); }
   const chunk& at(std::size_t i) const { return chunks_[i]; }
   /// The codes of a chunk of this width.
   template <class Code>

@@ -19,6 +19,7 @@
 
 #include "impls/loading/cell_codes.h"
 #include "impls/loading/duplicate_names.h"
+#include "impls/loading/fill_table.h"
 #include "impls/loading/final_codes.h"
 #include "impls/loading/row_splitter.h"
 #include "impls/tables/table.h"
@@ -199,6 +200,10 @@ class data_loader {
 
   void load(std::ostream* log);
 
+  /// See fill_table().
+  static void fill(table& t, unsigned long n_rows, const column_filler& fill,
+                   const zel::util::run_context& run);
+
  private:
   template <class F>
   void for_each(unsigned long n, F f) const;
@@ -208,7 +213,7 @@ class data_loader {
   std::vector<unsigned long> finishing_order() const;
   void finish_columns();
   std::unique_ptr<column> finish_column(unsigned long i);
-  void check() const;
+  static void check(const table& t);
   std::string name_of(unsigned long i) const;
   void report_rates(std::ostream& log, double seconds) const;
 
@@ -336,10 +341,35 @@ void data_loader::finish_columns() {
   table_.n_rows_ = rows_;
 }
 
-void data_loader::check() const {
-  table_.check_classes();
-  if (rows_ == 0) throw std::runtime_error(k_no_rows);
-  table_.check_weights();
+void data_loader::check(const table& t) {
+  t.check_classes();
+  if (t.n_rows_ == 0) throw std::runtime_error(k_no_rows);
+  t.check_weights();
+}
+
+void data_loader::fill(table& t, unsigned long n_rows, const column_filler& fill,
+                       const zel::util::run_context& run) {
+  std::vector<std::string> errors(t.columns_.size());
+  run.with_workers([&] {
+    run.for_each_index(errors.size(), [&](unsigned long i) {
+      try {
+        t.columns_[i] = fill(i, *t.columns_[i]);
+      } catch (const std::runtime_error& failure) {
+        errors[i] = failure.what();
+      }
+    });
+  });
+  for (const std::string& error : errors) {
+    if (!error.empty()) throw std::runtime_error(error);
+  }
+  t.n_rows_ = n_rows;
+  t.takes_rows_ = false;
+  check(t);
+}
+
+void fill_table(table& t, unsigned long n_rows, const column_filler& fill,
+                const zel::util::run_context& run) {
+  data_loader::fill(t, n_rows, fill, run);
 }
 
 std::string data_loader::name_of(unsigned long i) const {
@@ -370,7 +400,7 @@ void data_loader::load(std::ostream* log) {
   }
   watch.restart();
   finish_columns();
-  check();
+  check(table_);
   watch.stop();
   table_.elapsed_ = watch.get_elapsed();
   if (log != nullptr) {

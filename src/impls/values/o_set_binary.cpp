@@ -88,7 +88,6 @@ bool o_set_typed<T>::bin_in(zel::inpout::ibinstream& in) {
   return adopt(read_values<T>(in, n));
 }
 
-/// Freezes the set over these values. @return whether they differ.
 template <class T>
 bool o_set_typed<T>::adopt(std::vector<T> values) {
   bool differ = true;
@@ -122,7 +121,8 @@ bool o_set_typed<T>::may_be_read(const std::vector<T>& values) const {
 
 #define ORVIK_BINARY_SET(T)                                              \
   template void o_set_typed<T>::bin_out(zel::inpout::obinstream&) const; \
-  template bool o_set_typed<T>::bin_in(zel::inpout::ibinstream&)
+  template bool o_set_typed<T>::bin_in(zel::inpout::ibinstream&);        \
+  template bool o_set_typed<T>::adopt(std::vector<T>)
 
 ORVIK_BINARY_SET(int);
 ORVIK_BINARY_SET(unsigned int);

@@ -60,6 +60,10 @@ class o_set_typed : public o_set {
   void bin_out(zel::inpout::obinstream& out) const override;
   bool bin_in(zel::inpout::ibinstream& in) override;
 
+  /// Freezes an open set without values over these, which ascend; throws as bin_in(). @return
+  /// whether they differ.
+  bool adopt(std::vector<T> values);
+
   /// Makes an ordered set of the values in `list`, separated by ";". Strings only.
   void enumerate(std::string_view list);
 
@@ -102,7 +106,6 @@ class o_set_typed : public o_set {
   void assign_final_codes(thread_map& map, const std::vector<local_value>& locals) const;
   code_t declared_code(std::string_view text) const;
   void require_frozen(const char* message) const;
-  bool adopt(std::vector<T> values);
   bool may_be_read(const std::vector<T>& values) const;
   void check_code(code_t code) const;
 

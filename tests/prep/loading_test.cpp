@@ -1,0 +1,90 @@
+// Large files, which all cores load, beside the same ones read cell by cell.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <sstream>
+
+#include "intake.h"
+#include "orvik/orvik.h"
+#include "support/error_of.h"
+#include "support/scratch_folder.h"
+
+namespace orvprep {
+namespace {
+
+constexpr int k_rows = 6000, k_late = 5500;
+
+std::string formatted(const char* format, double value) {
+  std::array<char, 64> room;
+  std::snprintf(room.data(), room.size(), format, value);
+  return room.data();
+}
+
+/// Different for nearly all rows.
+double drawn(int row) { return row * 7919 % 100003 - 50000; }
+
+struct column {
+  const char* what;
+  std::string (*cell)(int row);
+};
+
+const column k_columns[] = {
+    {"whole numbers", [](int row) { return formatted("%.0f", drawn(row)); }},
+    {"beyond 32 bits", [](int row) { return formatted("%.0f", 1e5 * drawn(row)); }},
+    {"rows counted", [](int row) { return std::to_string(row + 1); }},
+    {"decimals", [](int row) { return formatted("%.2f", drawn(row) / 100); }},
+    {"no one's decimals", [](int row) { return formatted("%.3f", 1 + row * 7919 % 6007 / 10.0); }},
+    {"exponents", [](int row) { return formatted("%.5e", drawn(row)); }},
+    {"decimal commas", [](int row) { return "\"" + std::to_string(row) + ",25\""; }},
+    {"thousands", [](int row) { return "\"" + std::to_string(row + 1) + ",250\""; }},
+    {"zeros in front", [](int row) { return formatted("%06.0f", drawn(row) + 50000); }},
+    {"many unknown", [](int row) { return row % 3 == 1 ? "-" : formatted("%.1f", drawn(row)); }},
+    {"another unknown text", [](int row) { return row == k_late ? "None" : std::to_string(row); }},
+    {"a text", [](int row) { return row == k_late ? "abc" : formatted("%.2f", drawn(row)); }},
+    {"a plus sign", [](int row) { return (row == k_late ? "+" : "") + std::to_string(row); }},
+    {"a zero below 0",
+     [](int row) { return row == k_late ? "-0" : formatted("%.0f", drawn(row)); }},
+    {"texts", [](int row) { return "\"user, " + std::to_string(row % 5500) + " \""; }},
+    {"few texts", [](int row) { return "\"the \"\"" + std::to_string(row % 5) + "\"\"\""; }},
+};
+
+/// The table and what is said of it.
+std::string loaded(const settings& how) {
+  std::ostringstream text;
+  planned_input in(how);
+  unsigned long n_dropped = 0;
+  const auto table = load_rows(in, "t", n_dropped);
+  for (const column_plan& c : in.plan.columns) {
+    text << c.name << ' ' << c.type << ' ' << c.role << ' ' << c.note << '\n';
+  }
+  text << n_dropped << '\n';
+  table->toCSV(text, nullptr, /*header=*/true);
+  return text.str();
+}
+
+class large_files : public scratch_folder {};
+
+TEST_F(large_files, are_loaded_as_they_are_cell_by_cell) {
+  bool all_known = false;
+  for (const column& c : k_columns) {
+    SCOPED_TRACE(c.what);
+    all_known = !all_known;
+    std::string file = "a,b,c,k\n";
+    for (int row = 0; row < k_rows; ++row) {
+      const char* const kind = row % 7 == 0 && !all_known ? "NA" : row % 5 == 0 ? "p" : "q";
+      file += c.cell(row) + "," + (row % 2 == 0 ? "" : "x") + "," + std::to_string(row % 3) + "," +
+              kind + (row % 9 == 0 ? "\r\n" : "\n");
+    }
+    write("in", file + "\n");
+    settings how;
+    how.input = "in";
+    how.cells.out_separator = k_inner_separator;
+    const std::string at_once = loaded(how);
+    how.layout.comment = '\x02';  // files that may have comments are read cell by cell
+    EXPECT_TRUE(loaded(how) == at_once) << at_once.substr(0, 600);
+  }
+}
+
+}  // namespace
+}  // namespace orvprep
