@@ -16,6 +16,7 @@
 #include <type_traits>
 
 #include "impls/splitting/cells.h"
+#include "impls/splitting/cut_bound.h"
 #include "impls/splitting/impurity.h"
 #include "impls/tables/column.h"
 
@@ -31,15 +32,16 @@ constexpr double k_min_split_share = 0.1;
 template <class Impurity, class Amount>
 class cut_search {
  public:
-  /// `right` holds the known amount of every class, `left` is zero.
+  /// `right` holds the known amount of every class, `left` is zero; `terms` is memory.
   cut_search(const Impurity& impurity, const node_facts<Amount>& node, Amount unknown,
-             std::span<Amount> left, std::span<Amount> right)
+             std::span<Amount> left, std::span<Amount> right, std::vector<double>& terms)
       : impurity_(impurity),
         total_(static_cast<double>(node.total)),
         unknown_(unknown),
         known_(node.total - unknown),
         left_(left),
         right_(right),
+        bound_(terms),
         free_(node.free) {
     assert(left.size() == node.n_places && right.size() == node.n_places);
     const auto known = static_cast<double>(known_);
@@ -57,18 +59,21 @@ class cut_search {
   bool possible() const { return possible_; }
   void begin() {
     base_ = impurity_.of(std::span<const Amount>(right_), known_) / static_cast<double>(known_);
+    bound_.begin(right_, known_);
   }
 
   void move(std::size_t place, Amount amount) {
     right_[place] -= amount;
     left_[place] += amount;
     left_sum_ += amount;
+    bound_.move(place, amount);
   }
   void move_all(std::span<const Amount> amounts) {
     for (std::size_t i = 0; i < amounts.size(); ++i) {
       right_[i] -= amounts[i];
       left_[i] += amounts[i];
       left_sum_ += amounts[i];
+      bound_.move(i, amounts[i]);
     }
   }
   bool too_light() const { return left_sum_ < least_; }
@@ -78,6 +83,7 @@ class cut_search {
   /// Weighs the cut between two codes.
   void evaluate(code_t left_code, code_t right_code) {
     const std::span<const Amount> left = left_, right = right_;
+    if (bound_.is_above(least_sum_, left, left_sum_, right, known_ - left_sum_)) return;
     const double sum = impurity_.of_both(left, left_sum_, right, known_ - left_sum_);
     if (!(sum < least_sum_)) return;  // no greater gain either: rounding keeps the order
     const double gain = known_share_ * (base_ - sum / static_cast<double>(known_));
@@ -118,6 +124,7 @@ class cut_search {
   double total_;
   Amount unknown_, known_;
   std::span<Amount> left_, right_;
+  std::conditional_t<is_exact<Amount>, no_bound, cut_bound> bound_;
   bool free_;
   bool possible_;
   bound least_ = 0, most_ = 0;
@@ -129,12 +136,13 @@ class cut_search {
   Amount best_left_ = 0;
 };
 
-/// The best cut of cells in any layout. `known`, the amount of every class, is used up.
+/// The best cut of cells in any layout. `known`, the amount of every class, is used up; `left` and
+/// `terms` are memory.
 template <class Impurity, class Layout, class Amount>
 splitting_desc best_cut(const Impurity& impurity, const Layout& cells,
                         const node_facts<Amount>& node, Amount unknown, std::span<Amount> left,
-                        std::span<Amount> known) {
-  cut_search<Impurity, Amount> search(impurity, node, unknown, left, known);
+                        std::span<Amount> known, std::vector<double>& terms) {
+  cut_search<Impurity, Amount> search(impurity, node, unknown, left, known, terms);
   value_group value = cells.at(0);
   if (value.is_past_last() || !search.possible()) return {};
   search.begin();

@@ -143,11 +143,12 @@ INSTANTIATE_TEST_SUITE_P(
                     plot{"pure", 4, false, {orvik::model::PURE_GAIN_RATIO, 5, k_no_depth_limit}}),
     [](const auto& row) { return row.param.name; });
 
-TEST(growing, on_counted_cases_agrees_with_growing_node_by_node) {
-  for (unsigned round = 0; round < 24; ++round) {
+TEST(growing, on_counted_and_weighed_cases_agrees_with_growing_node_by_node) {
+  for (unsigned round = 0; round < 48; ++round) {
     SCOPED_TRACE(round);
     const bool unknown = round % 2 == 1, drawn = round % 4 > 1, forest = round % 3 == 2;
-    const auto t = mixed_table(400 + 150 * round, round, /*weighted=*/false, unknown);
+    const bool weighted = round >= 24;
+    const auto t = mixed_table(400 + 150 * (round % 24), round, weighted, unknown);
     const std::unique_ptr<case_list> all(t->get_all());
     case_list cases(*all);
     if (drawn) {  // with repetitions, in no order

@@ -1,0 +1,117 @@
+// Passing over cuts that are surely no better than the best so far, without their exact sums.
+//
+// A logarithm of a weight costs as much as ten additions, and a sum over all classes has two for
+// each. Here the terms of the classes are kept, those that changed are computed anew from
+// logarithms good to ten digits, and what is clearly worse is passed over: most cuts. The others,
+// and so all that is ever found, are computed in full.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <numbers>
+#include <span>
+#include <vector>
+
+namespace orvik::impls::splitting {
+
+/// w log2 w for 0 <= w, to within w / 10^10. Threads: many readers.
+class near_logs {
+ public:
+  static const near_logs& get() {
+    static const near_logs table;
+    return table;
+  }
+  double of(double w) const {
+    const auto bits = std::bit_cast<std::uint64_t>(w);
+    const part& of_mantissa = parts_[bits >> (k_mantissa - k_bits) & (k_parts - 1)];
+    const auto one_to_two = std::bit_cast<double>((bits & k_mantissa_mask) | k_one);
+    const double r = one_to_two * of_mantissa.inverse - 1;  // at most 2^-8
+    const auto exponent = static_cast<double>(static_cast<std::int64_t>(bits >> k_mantissa));
+    return w * (exponent + of_mantissa.log + r * (k_first - r * (k_second - r * k_third)));
+  }
+
+ private:
+  static constexpr unsigned k_mantissa = 52, k_bits = 7;
+  static constexpr std::size_t k_parts = 1U << k_bits;
+  static constexpr std::uint64_t k_one = std::uint64_t{1023} << k_mantissa;
+  static constexpr std::uint64_t k_mantissa_mask = (std::uint64_t{1} << k_mantissa) - 1;
+  static constexpr double k_first = std::numbers::log2e, k_second = k_first / 2,
+                          k_third = k_first / 3;
+
+  near_logs() {
+    for (std::size_t i = 0; i < k_parts; ++i) {
+      const double middle = 1 + (static_cast<double>(i) + 0.5) / k_parts;
+      parts_[i] = {1 / middle, std::log2(middle) - 1023};
+    }
+  }
+
+  struct part {
+    double inverse, log;  // of the middle; the logarithm less the bias of exponents
+  };
+  std::array<part, k_parts> parts_;
+};
+
+/// For counts, whose logarithms are looked up.
+struct no_bound {
+  explicit no_bound(std::vector<double>&) {}
+  template <class... Any>
+  void begin(const Any&...) {}
+  template <class... Any>
+  void move(const Any&...) {}
+  template <class... Any>
+  bool is_above(const Any&...) {
+    return false;
+  }
+};
+
+/// Of weights by place on two sides: about S log2 S of either side less the terms of all classes.
+class cut_bound {
+ public:
+  explicit cut_bound(std::vector<double>& terms) : terms_(terms) {}
+
+  void begin(std::span<const double> right, double known) {
+    known_ = known;
+    sum_ = 0;
+    terms_.clear();
+    for (const double w : right) sum_ += terms_.emplace_back(logs_.of(std::max(w, 0.0)));
+    n_moved_ = right.size();
+  }
+  void move(std::size_t place, double amount) {
+    changed_ |= std::uint64_t{amount != 0} << std::min(place, k_last);
+    ++n_moved_;
+  }
+  /// Whether the exact sum is surely above `least`.
+  bool is_above(double least, std::span<const double> left, double left_sum,
+                std::span<const double> right, double right_sum) {
+    for (; changed_ != 0; changed_ &= changed_ - 1) {
+      const auto place = static_cast<std::size_t>(std::countr_zero(changed_));
+      renew(place, left, right);
+      if (place < k_last) continue;
+      for (std::size_t p = k_last + 1; p < left.size(); ++p) renew(p, left, right);
+    }
+    const double about = logs_.of(left_sum) + logs_.of(std::max(right_sum, 0.0)) - sum_;
+    return about > least + known_ * (k_error + static_cast<double>(n_moved_) * k_rounding);
+  }
+
+ private:
+  static constexpr std::size_t k_last = 63;    // the bit of all places from it on
+  static constexpr double k_error = 1e-9;      // of all logarithms, by weight
+  static constexpr double k_rounding = 1e-12;  // of a sum, times any logarithm of a number
+
+  void renew(std::size_t place, std::span<const double> left, std::span<const double> right) {
+    const double term = logs_.of(left[place]) + logs_.of(std::max(right[place], 0.0));
+    sum_ += term - terms_[place];
+    terms_[place] = term;
+  }
+
+  const near_logs& logs_ = near_logs::get();
+  std::vector<double>& terms_;  // by place, of both sides
+  double known_ = 0, sum_ = 0;
+  std::uint64_t changed_ = 0;  // places since the last sum
+  std::size_t n_moved_ = 0;
+};
+
+}  // namespace orvik::impls::splitting
