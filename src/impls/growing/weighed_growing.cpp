@@ -96,25 +96,26 @@ column::splitting_desc measure_one(const growing_plan& plan, const growing_plan:
   });
 }
 
-unsigned int flag_of(const growing_plan& plan, const candidate& c) {
-  return plan.attributes()[c.attribute].flag;
-}
-
-/// Measures those of the candidates that have a flag in one pass.
+/// Measures those of the candidates that have a flag in one pass. A flag that does not vary parts
+/// nothing: one branch is empty, which counts only where the least weight is none.
 void measure_flags(const growing_plan& plan, const weighed_node& node,
                    std::span<candidate> candidates) {
   measuring_memory& memory = measuring_scratch();
-  std::uint64_t wanted = 0;
-  for (const candidate& c : candidates) {
-    const unsigned int flag = flag_of(plan, c);
-    if (flag != growing_plan::k_no_flag) wanted |= std::uint64_t{1} << flag;
-  }
+  std::uint64_t wanted =
+      plan.min_weight() > 0 ? splitting::varying_flags(node, plan.flags()) : ~std::uint64_t{0};
+  const auto bit_of = [&](const candidate& c) {
+    const unsigned int flag = plan.attributes()[c.attribute].flag;
+    return flag == growing_plan::k_no_flag ? 0 : std::uint64_t{1} << flag;
+  };
+  std::uint64_t of_candidates = 0;
+  for (const candidate& c : candidates) of_candidates |= bit_of(c);
+  wanted &= of_candidates;
   if (wanted == 0) return;
   splitting::fill_flags(node, plan.flags(), wanted, growing_plan::k_no_flag, memory.flags);
   splitting::visit_impurity(plan.type(), [&](const auto& impurity) {
     for (candidate& c : candidates) {
-      const unsigned int flag = flag_of(plan, c);
-      if (flag == growing_plan::k_no_flag) continue;
+      if ((bit_of(c) & wanted) == 0) continue;
+      const unsigned int flag = plan.attributes()[c.attribute].flag;
       c.desc = splitting::measure_branches(impurity, memory.flags.of(flag), node, 0.0,
                                            std::span<const double>(memory.flags.known), memory.one);
     }
@@ -234,7 +235,7 @@ void weighed_growing::measure(const growing_node& of, std::vector<candidate>& ca
   if (draw_ != nullptr) keep_random(candidates, plan_.rules().n_usable, *draw_);
   const bool together = !plan_.flags().empty() && cases.size() > k_few_cases_apart;
   const auto is_apart = [&](const candidate& c) {
-    return !together || flag_of(plan_, c) == growing_plan::k_no_flag;
+    return !together || plan_.attributes()[c.attribute].flag == growing_plan::k_no_flag;
   };
   if (!in_place && !how.draws() && cases.size() * candidates.size() >= k_parallel_cells) {
     return plan_.run().for_each_index(candidates.size() + together, [&](unsigned long i) {

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "impls/splitting/code_sort.h"
+#include "impls/splitting/cut_bound.h"
 #include "impls/splitting/node_cases.h"
 #include "zel/adt/key_sort.h"
 
@@ -58,8 +59,8 @@ struct scratch {
   std::vector<Amount> known, left, others;  // by place
   std::vector<std::uint16_t> places;        // of the classes of a value
   std::conditional_t<is_exact<Amount>, zel::adt::key_sorter, code_sorter> sorter;
-  std::vector<double> terms;  // of weights: see cut_bound
-  sorted_scratch sorted;      // of weights
+  cut_memory cut;         // of weights
+  sorted_scratch sorted;  // of weights
 };
 
 /// Calls take(code, place, amount) for the cases of known value, in list order; exact amounts of

@@ -1,9 +1,9 @@
-// Passing over cuts that are surely no better than the best so far, without their exact sums.
+// Comparing cuts without the exact sums of their sides.
 //
 // A logarithm of a weight costs as much as ten additions, and a sum over all classes has two for
-// each. Here the terms of the classes are kept, those that changed are computed anew from
-// logarithms good to ten digits, and what is clearly worse is passed over: most cuts. The others,
-// and so all that is ever found, are computed in full.
+// each. Here the terms of the classes are kept and those that changed are computed anew, from
+// logarithms good to ten digits. That tells what is clearly worse than the best so far, and what is
+// clearly better: that is kept, and computed in full only when nothing clearly better follows.
 #pragma once
 
 #include <algorithm>
@@ -11,6 +11,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <numbers>
 #include <span>
 #include <vector>
@@ -54,62 +55,86 @@ class near_logs {
   std::array<part, k_parts> parts_;
 };
 
+/// Memory of one search, kept by each thread. All by place.
+struct cut_memory {
+  std::vector<double> terms;               // of both sides together
+  std::vector<double> known, left, right;  // of all cases; of the cut that is kept
+};
+
 /// For counts, whose logarithms are looked up.
 struct no_bound {
-  explicit no_bound(std::vector<double>&) {}
-  template <class... Any>
-  void begin(const Any&...) {}
-  template <class... Any>
-  void move(const Any&...) {}
-  template <class... Any>
-  bool is_above(const Any&...) {
-    return false;
-  }
+  explicit no_bound(cut_memory&) {}
 };
 
 /// Of weights by place on two sides: about S log2 S of either side less the terms of all classes.
 class cut_bound {
  public:
-  explicit cut_bound(std::vector<double>& terms) : terms_(terms) {}
+  explicit cut_bound(cut_memory& memory) : memory_(memory) {}
 
-  void begin(std::span<const double> right, double known) {
-    known_ = known;
-    sum_ = 0;
-    terms_.clear();
-    for (const double w : right) sum_ += terms_.emplace_back(logs_.of(std::max(w, 0.0)));
-    n_moved_ = right.size();
+  void begin(std::span<const double> known, double known_sum) {
+    memory_.known.assign(known.begin(), known.end());
+    memory_.terms.clear();
+    known_sum_ = known_sum;
+    for (const double w : known) sum_ += memory_.terms.emplace_back(logs_.of(std::max(w, 0.0)));
+    all_ = logs_.of(known_sum) - sum_;
+    n_moved_ = known.size();
   }
   void move(std::size_t place, double amount) {
     changed_ |= std::uint64_t{amount != 0} << std::min(place, k_last);
     ++n_moved_;
   }
-  /// Whether the exact sum is surely above `least`.
-  bool is_above(double least, std::span<const double> left, double left_sum,
-                std::span<const double> right, double right_sum) {
-    for (; changed_ != 0; changed_ &= changed_ - 1) {
-      const auto place = static_cast<std::size_t>(std::countr_zero(changed_));
-      renew(place, left, right);
-      if (place < k_last) continue;
-      for (std::size_t p = k_last + 1; p < left.size(); ++p) renew(p, left, right);
-    }
+
+  enum class verdict { worse, near, better };
+  /// How surely this cut compares with all before.
+  verdict judge(std::span<const double> left, double left_sum, std::span<const double> right,
+                double right_sum) {
+    renew(left, right);
     const double about = logs_.of(left_sum) + logs_.of(std::max(right_sum, 0.0)) - sum_;
-    return about > least + known_ * (k_error + static_cast<double>(n_moved_) * k_rounding);
+    const double apart = 2 * error();
+    if (about > least_ + apart) return verdict::worse;
+    const bool is_better = about < least_ - apart;
+    least_ = std::min(least_, about);
+    return is_better ? verdict::better : verdict::near;
   }
+  /// Whether no cut so far takes away more than `gain` a known weight.
+  bool surely_gains_no_more_than(double gain) const {
+    return all_ - least_ + 2 * error() < gain * known_sum_;
+  }
+
+  void keep(std::span<const double> left, std::span<const double> right) {
+    memory_.left.assign(left.begin(), left.end());
+    memory_.right.assign(right.begin(), right.end());
+  }
+  std::span<const double> known() const { return memory_.known; }
+  std::span<const double> kept_left() const { return memory_.left; }
+  std::span<const double> kept_right() const { return memory_.right; }
 
  private:
   static constexpr std::size_t k_last = 63;    // the bit of all places from it on
   static constexpr double k_error = 1e-9;      // of all logarithms, by weight
   static constexpr double k_rounding = 1e-12;  // of a sum, times any logarithm of a number
 
+  double error() const {
+    return known_sum_ * (k_error + static_cast<double>(n_moved_) * k_rounding);
+  }
+  void renew(std::span<const double> left, std::span<const double> right) {
+    for (; changed_ != 0; changed_ &= changed_ - 1) {
+      const auto place = static_cast<std::size_t>(std::countr_zero(changed_));
+      renew(place, left, right);
+      if (place < k_last) continue;
+      for (std::size_t p = k_last + 1; p < left.size(); ++p) renew(p, left, right);
+    }
+  }
   void renew(std::size_t place, std::span<const double> left, std::span<const double> right) {
     const double term = logs_.of(left[place]) + logs_.of(std::max(right[place], 0.0));
-    sum_ += term - terms_[place];
-    terms_[place] = term;
+    sum_ += term - memory_.terms[place];
+    memory_.terms[place] = term;
   }
 
   const near_logs& logs_ = near_logs::get();
-  std::vector<double>& terms_;  // by place, of both sides
-  double known_ = 0, sum_ = 0;
+  cut_memory& memory_;
+  double known_sum_ = 0, sum_ = 0, all_ = 0;
+  double least_ = std::numeric_limits<double>::infinity();
   std::uint64_t changed_ = 0;  // places since the last sum
   std::size_t n_moved_ = 0;
 };

@@ -39,6 +39,17 @@ struct flag_sums {
   }
 };
 
+/// The flags that some cases have set and some clear.
+inline std::uint64_t varying_flags(const weighed_node& node,
+                                   std::span<const std::uint64_t> flags_of_row) {
+  std::uint64_t some = 0, all = ~std::uint64_t{0};
+  for (const weighed_case& c : node.cases) {
+    some |= flags_of_row[c.row];
+    all &= flags_of_row[c.row];
+  }
+  return some & ~all;
+}
+
 /// Adds up the weights of all cells of the `wanted` flags, each in the order of the cases.
 inline void fill_flags(const weighed_node& node, std::span<const std::uint64_t> flags_of_row,
                        std::uint64_t wanted, unsigned n_flags, flag_sums& sums) {

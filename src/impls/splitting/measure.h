@@ -44,7 +44,7 @@ struct find_cut {
     if constexpr (!is_exact<Amount>) cells.add_to(s.known);
     s.left.assign(node.n_places, 0);
     return best_cut<Impurity, Layout, Amount>(impurity, cells, node, unknown, s.left, s.known,
-                                              s.terms);
+                                              s.cut);
   }
 };
 

@@ -82,7 +82,7 @@ splitting_desc cut_by_sorting(const Impurity& impurity, const Codes& codes,
   s.left.assign(node.n_places, 0);
   const keyed_cases cells{keys.subspan(first), sorted + first, below};
   return best_cut<Impurity, keyed_cases, double>(impurity, cells, node, unknown, s.left, s.known,
-                                                 s.terms);
+                                                 s.cut);
 }
 
 }  // namespace orvik::impls::splitting
