@@ -111,7 +111,7 @@ void measure_flags(const growing_plan& plan, const weighed_node& node,
   for (const candidate& c : candidates) of_candidates |= bit_of(c);
   wanted &= of_candidates;
   if (wanted == 0) return;
-  splitting::fill_flags(node, plan.flags(), wanted, growing_plan::k_no_flag, memory.flags);
+  splitting::fill_flags(node, plan.flags(), wanted, memory.flags);
   splitting::visit_impurity(plan.type(), [&](const auto& impurity) {
     for (candidate& c : candidates) {
       if ((bit_of(c) & wanted) == 0) continue;

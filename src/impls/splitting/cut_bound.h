@@ -18,20 +18,21 @@
 
 namespace orvik::impls::splitting {
 
-/// w log2 w for 0 <= w, to within w / 10^10. Threads: many readers.
+/// w log2 w for 0 <= w, to within w / 10^10; of 0 it is 0. Threads: many readers.
 class near_logs {
  public:
   static const near_logs& get() {
     static const near_logs table;
     return table;
   }
-  double of(double w) const {
+  double of(double w) const { return w * log2(w); }
+  double log2(double w) const {
     const auto bits = std::bit_cast<std::uint64_t>(w);
     const part& of_mantissa = parts_[bits >> (k_mantissa - k_bits) & (k_parts - 1)];
     const auto one_to_two = std::bit_cast<double>((bits & k_mantissa_mask) | k_one);
     const double r = one_to_two * of_mantissa.inverse - 1;  // at most 2^-8
     const auto exponent = static_cast<double>(static_cast<std::int64_t>(bits >> k_mantissa));
-    return w * (exponent + of_mantissa.log + r * (k_first - r * (k_second - r * k_third)));
+    return exponent + of_mantissa.log + r * (k_first - r * (k_second - r * k_third));
   }
 
  private:
@@ -78,6 +79,7 @@ class cut_bound {
     for (const double w : known) sum_ += memory_.terms.emplace_back(logs_.of(std::max(w, 0.0)));
     all_ = logs_.of(known_sum) - sum_;
     n_moved_ = known.size();
+    rest_ = logs_.log2(static_cast<double>(known.size())) + std::numbers::log2e;
   }
   void move(std::size_t place, double amount) {
     changed_ |= std::uint64_t{amount != 0} << std::min(place, k_last);
@@ -88,10 +90,14 @@ class cut_bound {
   /// How surely this cut compares with all before.
   verdict judge(std::span<const double> left, double left_sum, std::span<const double> right,
                 double right_sum) {
+    if (left_sum < reach_) return verdict::worse;
     renew(left, right);
     const double about = logs_.of(left_sum) + logs_.of(std::max(right_sum, 0.0)) - sum_;
     const double apart = 2 * error();
-    if (about > least_ + apart) return verdict::worse;
+    if (about > least_ + apart) {
+      if (known_sum_ > k_worth_reaching) reach_ = left_sum + reach_of(about - least_ - apart);
+      return verdict::worse;
+    }
     const bool is_better = about < least_ - apart;
     least_ = std::min(least_, about);
     return is_better ? verdict::better : verdict::near;
@@ -114,6 +120,17 @@ class cut_bound {
   static constexpr double k_error = 1e-9;      // of all logarithms, by weight
   static constexpr double k_rounding = 1e-12;  // of a sum, times any logarithm of a number
 
+  static constexpr double k_worth_reaching = 100;  // weight
+
+  /// How much weight may move on until the sum can be less by `gap`. Moving d_p of class p takes
+  /// off at most the integral of log2(R / r_p), where R and r_p are what is left on the right: with
+  /// r_p >= d_p - moved no more than d (log2(K / d) + log2 classes + log2 e) for d = sum of d_p.
+  /// That is at most the gap where d = gap / B and B >= log2(K / gap) + log2 classes + log2 e +
+  /// log2 B.
+  double reach_of(double gap) const {
+    const double b = std::max(2.0, logs_.log2(known_sum_ / gap) + rest_);
+    return gap / (1.15 * b + 3);
+  }
   double error() const {
     return known_sum_ * (k_error + static_cast<double>(n_moved_) * k_rounding);
   }
@@ -134,6 +151,7 @@ class cut_bound {
   const near_logs& logs_ = near_logs::get();
   cut_memory& memory_;
   double known_sum_ = 0, sum_ = 0, all_ = 0;
+  double reach_ = 0, rest_ = 0;
   double least_ = std::numeric_limits<double>::infinity();
   std::uint64_t changed_ = 0;  // places since the last sum
   std::size_t n_moved_ = 0;
