@@ -130,7 +130,7 @@ void counted_growing::grow(growing_node&& open_node, std::vector<growing_node>& 
   if (best == nullptr) return;
   node.set_test(plan_.t(), *best);
   if (plan_.order_matters()) sort_in_place(piece, candidates);
-  meets_unknown(piece, best->attribute) ? make_active_children(open_node, open)
+  meets_unknown(piece, best->attribute) ? make_weighed_children(open_node, open)
                                         : make_children(open_node, open);
 }
 
@@ -257,17 +257,15 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
   }
 }
 
-void counted_growing::make_active_children(growing_node& open_node,
-                                           std::vector<growing_node>& open) {
+/// From here on they are weighed: the children have fractions of some.
+void counted_growing::make_weighed_children(growing_node& open_node,
+                                            std::vector<growing_node>& open) {
   const counted_piece& piece = open_node.piece;
-  const unsigned long n_attributes = plan_.attributes().size();
-  auto ranges = std::make_unique_for_overwrite<code_range[]>(n_attributes);
-  std::copy_n(piece.ranges.get(), n_attributes, ranges.get());
-  auto cases = std::make_unique<case_list>();
-  cases->reserve(piece.end - piece.begin);
-  for (std::size_t i = piece.begin; i < piece.end; ++i) cases->emplace_back(cases_[i].row, 1.0);
-  open_node.tree->get_node()->restore(std::move(cases), std::move(ranges));
-  impls::make_active_children(plan_.t(), plan_.min_weight(), open_node, open);
+  open_node.weighed = weighed_list(piece.end - piece.begin);
+  for (std::size_t i = piece.begin; i < piece.end; ++i) {
+    open_node.weighed.memory[i - piece.begin] = {cases_[i].row, cases_[i].class_code, 0, 1.0};
+  }
+  weighed_.make_children(open_node, open);
 }
 
 }  // namespace orvik::impls

@@ -2,8 +2,7 @@
 //
 // The cases of all nodes lie in one array, those of a node side by side: a split puts its cases
 // in order of their branches, each branch in the order it had. A node whose tested value is
-// unknown for some case has children with fractions of cases: they are activated and grown as
-// decision_node does it.
+// unknown for some case has children with fractions of cases: these are weighed.
 // Threads: nodes of which none is above another may be worked on side by side.
 #pragma once
 
@@ -11,6 +10,7 @@
 
 #include "impls/growing/growing_node.h"
 #include "impls/growing/growing_plan.h"
+#include "impls/growing/weighed_growing.h"
 #include "impls/splitting/counted_cases.h"
 
 namespace orvik::impls {
@@ -20,8 +20,11 @@ class counted_growing {
   static bool possible(const growing_plan& plan, const case_list& cases) {
     return plan.may_count() && countable(cases);
   }
-  /// `plan` must outlive this. `draw`, which may be null, picks the attributes of a node.
-  counted_growing(const growing_plan& plan, zel::util::rand_gen* draw) : plan_(plan), draw_(draw) {}
+  /// `plan` must outlive this, and so must `weighed`, which gives a node children that have
+  /// fractions of cases. `draw`, which may be null, picks the attributes of a node.
+  counted_growing(const growing_plan& plan, zel::util::rand_gen* draw,
+                  const weighed_growing& weighed)
+      : plan_(plan), draw_(draw), weighed_(weighed) {}
 
   /// Takes cases and ranges of an active root.
   counted_piece take_root(decision_node& root);
@@ -33,10 +36,11 @@ class counted_growing {
   void sort_in_place(const counted_piece& piece, const std::vector<candidate>& candidates);
   bool meets_unknown(const counted_piece& piece, unsigned int attribute) const;
   void make_children(growing_node& node, std::vector<growing_node>& open);
-  void make_active_children(growing_node& node, std::vector<growing_node>& open);
+  void make_weighed_children(growing_node& node, std::vector<growing_node>& open);
 
   const growing_plan& plan_;
   zel::util::rand_gen* draw_;
+  const weighed_growing& weighed_;
   std::vector<counted_case> cases_;
 };
 

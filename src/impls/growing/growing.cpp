@@ -13,6 +13,7 @@
 #include <mutex>
 
 #include "impls/growing/counted_growing.h"
+#include "impls/growing/weighed_growing.h"
 #include "impls/trees/decision_tree.h"
 #include "zel/util/run_context.h"
 
@@ -26,7 +27,7 @@ constexpr unsigned long k_largest_sequential = 49;  // cases
 class node_growing {
  public:
   node_growing(const growing_plan& plan, zel::util::rand_gen* draw)
-      : plan_(plan), draw_(draw), counted_(plan, draw) {}
+      : plan_(plan), draw_(draw), weighed_(plan, draw), counted_(plan, draw, weighed_) {}
 
   /// Takes a tree that is an active root.
   growing_node start(decision_tree& root, unsigned long max_depth, unsigned long seed) {
@@ -34,6 +35,8 @@ class node_growing {
     growing_node first{&root, max_depth, {}, seed};
     if (counted_growing::possible(plan_, *root.get_node()->cases())) {
       first.piece = counted_.take_root(*root.get_node());
+    } else if (weighed_growing::possible(plan_, *root.get_node()->cases())) {
+      weighed_.take_root(first);
     }
     return first;
   }
@@ -44,6 +47,7 @@ class node_growing {
   /// cancelled.
   void grow(growing_node&& node, std::vector<growing_node>& open) {
     plan_.run().require_not_cancelled();
+    if (node.weighed.memory) return weighed_.grow(std::move(node), open);
     if (node.piece.ranges) return counted_.grow(std::move(node), open);
     decision_tree& tree = *node.tree;
     if (node.depth == 0) {
@@ -60,6 +64,7 @@ class node_growing {
  private:
   const growing_plan& plan_;
   zel::util::rand_gen* draw_;
+  weighed_growing weighed_;
   counted_growing counted_;
 };
 

@@ -3,9 +3,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <utility>
 #include <vector>
 
+#include "impls/splitting/node_cases.h"
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
 #include "zel/util/quick_gen.h"
@@ -21,12 +23,26 @@ struct counted_piece {
   std::unique_ptr<narrow_range[]> ranges;  // null: the node is active instead, or finished
 };
 
+/// The weighed cases of a node, the first of its memory.
+struct weighed_list {
+  std::unique_ptr<splitting::weighed_case[]> memory;  // null: there are no such cases
+  std::size_t size = 0, capacity = 0;
+
+  weighed_list() = default;
+  explicit weighed_list(std::size_t n)
+      : memory(std::make_unique_for_overwrite<splitting::weighed_case[]>(n)),
+        size(n),
+        capacity(n) {}
+  std::span<splitting::weighed_case> cases() const { return {memory.get(), size}; }
+};
+
 /// A node to be split, with the levels left below it.
 struct growing_node {
   decision_tree* tree;
   unsigned long depth;
   counted_piece piece;
   unsigned long seed = 0;  // of its draws
+  weighed_list weighed = {};
 
   /// That of branch i follows from the path alone, whoever grows it and when.
   unsigned long seed_of_branch(unsigned long i) const {

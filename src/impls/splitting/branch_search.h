@@ -86,11 +86,28 @@ void add_branches(const sorted_keys& cells, scratch<count_t>& s,
   }
 }
 
+/// Whether two branches have the least weight, as far as that is told without their logarithms,
+/// which of weights cost most of a measure.
+template <class Layout, class Amount>
+bool may_part(const Layout&, const node_facts<Amount>&) {
+  return true;
+}
+inline bool may_part(const dense_cells<double>& cells, const node_facts<double>& node) {
+  std::size_t large = 0;
+  for (std::size_t at = 0; at < cells.cells.size() && large < 2; at += cells.n_places) {
+    double size = 0;
+    for (const double w : cells.row(at)) size += w;
+    large += size >= node.min_weight;
+  }
+  return large >= 2;
+}
+
 /// The measure of cells in any layout; `known` holds the known amount of every class.
 template <class Impurity, class Layout, class Amount>
 column::splitting_desc measure_branches(const Impurity& impurity, const Layout& cells,
                                         const node_facts<Amount>& node, Amount unknown,
                                         std::span<const Amount> known, scratch<Amount>& s) {
+  if (!may_part(cells, node)) return {};
   branch_sums<Impurity, Amount> sums(impurity, node, unknown);
   add_branches(cells, s, sums);
   return sums.result(known);

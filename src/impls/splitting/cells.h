@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "impls/splitting/code_sort.h"
+#include "impls/splitting/cut_bound.h"
 #include "impls/splitting/node_cases.h"
 #include "zel/adt/key_sort.h"
 
@@ -44,14 +45,22 @@ bool is_sparse(const Node& node, const code_range& range) {
   return (range.second - range.first) * node.n_places > k_cells_per_case * node.size();
 }
 
+/// What a cut of weighed cases by sorting works with.
+struct sorted_scratch {
+  zel::adt::key_sorter keys;
+  std::vector<weighed_case> cases;
+};
+
 /// Memory of one measurement, kept by each thread.
 template <class Amount>
 struct scratch {
   std::vector<Amount> cells;                // by code of the range, then by place
-  std::vector<std::uint32_t> value_class;   // weights: by code, the only class, k_mixed, k_absent
+  std::vector<std::uint32_t> value_class;   // by code, the only class, k_mixed, k_absent; or empty
   std::vector<Amount> known, left, others;  // by place
   std::vector<std::uint16_t> places;        // of the classes of a value
   std::conditional_t<is_exact<Amount>, zel::adt::key_sorter, code_sorter> sorter;
+  cut_memory cut;         // of weights
+  sorted_scratch sorted;  // of weights
 };
 
 /// Calls take(code, place, amount) for the cases of known value, in list order; exact amounts of
@@ -80,7 +89,7 @@ typename Node::amount take_known(const Node node, const Codes codes, typename No
 template <class Amount>
 struct dense_cells {
   std::span<const Amount> cells;               // by code, then by place
-  std::span<const std::uint32_t> value_class;  // of weights, where those of a class may be 0
+  std::span<const std::uint32_t> value_class;  // where cases may weigh nothing, else empty
   std::size_t n_places;
   code_t lowest;
 
@@ -111,15 +120,14 @@ struct dense_cells {
  private:
   std::uint32_t only_class(std::size_t begin) const {
     if constexpr (!is_exact<Amount>) {
-      return value_class[begin / n_places];
-    } else {
-      const std::span<const Amount> amounts = row(begin);
-      std::size_t present = 0;
-      for (const Amount a : amounts) present += a != 0;
-      if (present != 1) return present == 0 ? k_absent : k_mixed;
-      const auto first = std::ranges::find_if(amounts, [](Amount a) { return a != 0; });
-      return static_cast<std::uint32_t>(first - amounts.begin());
+      if (!value_class.empty()) return value_class[begin / n_places];
     }
+    const std::span<const Amount> amounts = row(begin);
+    std::size_t present = 0;
+    for (const Amount a : amounts) present += a != 0;
+    if (present != 1) return present == 0 ? k_absent : k_mixed;
+    const auto first = std::ranges::find_if(amounts, [](Amount a) { return a != 0; });
+    return static_cast<std::uint32_t>(first - amounts.begin());
   }
 };
 

@@ -16,6 +16,7 @@
 #include <type_traits>
 
 #include "impls/splitting/cells.h"
+#include "impls/splitting/cut_bound.h"
 #include "impls/splitting/impurity.h"
 #include "impls/tables/column.h"
 
@@ -33,13 +34,14 @@ class cut_search {
  public:
   /// `right` holds the known amount of every class, `left` is zero.
   cut_search(const Impurity& impurity, const node_facts<Amount>& node, Amount unknown,
-             std::span<Amount> left, std::span<Amount> right)
+             std::span<Amount> left, std::span<Amount> right, cut_memory& memory)
       : impurity_(impurity),
         total_(static_cast<double>(node.total)),
         unknown_(unknown),
         known_(node.total - unknown),
         left_(left),
         right_(right),
+        bound_(memory),
         free_(node.free) {
     assert(left.size() == node.n_places && right.size() == node.n_places);
     const auto known = static_cast<double>(known_);
@@ -56,19 +58,25 @@ class cut_search {
   /// Whether two branches of the least weight fit at all.
   bool possible() const { return possible_; }
   void begin() {
-    base_ = impurity_.of(std::span<const Amount>(right_), known_) / static_cast<double>(known_);
+    if constexpr (is_exact<Amount>) {
+      set_base(right_);
+    } else {
+      bound_.begin(right_, known_);
+    }
   }
 
   void move(std::size_t place, Amount amount) {
     right_[place] -= amount;
     left_[place] += amount;
     left_sum_ += amount;
+    if constexpr (!is_exact<Amount>) bound_.move(place, amount);
   }
   void move_all(std::span<const Amount> amounts) {
     for (std::size_t i = 0; i < amounts.size(); ++i) {
       right_[i] -= amounts[i];
       left_[i] += amounts[i];
       left_sum_ += amounts[i];
+      if constexpr (!is_exact<Amount>) bound_.move(i, amounts[i]);
     }
   }
   bool too_light() const { return left_sum_ < least_; }
@@ -77,19 +85,29 @@ class cut_search {
 
   /// Weighs the cut between two codes.
   void evaluate(code_t left_code, code_t right_code) {
-    const std::span<const Amount> left = left_, right = right_;
-    const double sum = impurity_.of_both(left, left_sum_, right, known_ - left_sum_);
-    if (!(sum < least_sum_)) return;  // no greater gain either: rounding keeps the order
-    const double gain = known_share_ * (base_ - sum / static_cast<double>(known_));
-    if (!(gain > best_.gain)) return;  // of equal gains the lowest cut
-    least_sum_ = sum;
-    best_ = {left_code, right_code, gain, 0};
-    best_left_ = left_sum_;
+    if constexpr (!is_exact<Amount>) {
+      switch (bound_.judge(left_, left_sum_, right_, known_ - left_sum_)) {
+        case cut_bound::verdict::worse:
+          return;
+        case cut_bound::verdict::better:
+          bound_.keep(left_, right_);
+          kept_ = {left_code, right_code, 0, 0};
+          kept_left_ = left_sum_;
+          return;
+        case cut_bound::verdict::near:
+          weigh_kept();
+      }
+    }
+    weigh(left_code, right_code, left_, left_sum_, right_);
   }
 
   /// The best cut, its gain less the price of choosing among the tries.
-  splitting_desc result() const {
+  splitting_desc result() {
     const double price = free_ ? 0 : Impurity::price_of_choice(tries_, total_);
+    if constexpr (!is_exact<Amount>) {
+      if (bound_.surely_gains_no_more_than(price / known_share_)) return {};
+      weigh_kept();
+    }
     if (price >= best_.gain) return {};
     assert(best_.left_code < best_.right_code);
     splitting_desc found = best_;
@@ -114,27 +132,54 @@ class cut_search {
     return static_cast<bound>(x);
   }
 
+  void set_base(std::span<const Amount> known) {
+    base_ = impurity_.of(known, known_) / static_cast<double>(known_);
+    has_base_ = true;
+  }
+  void weigh(code_t left_code, code_t right_code, std::span<const Amount> left, Amount left_sum,
+             std::span<const Amount> right) {
+    if constexpr (!is_exact<Amount>) {
+      if (!has_base_) set_base(bound_.known());
+    }
+    const double sum = impurity_.of_both(left, left_sum, right, known_ - left_sum);
+    if (!(sum < least_sum_)) return;  // no greater gain either: rounding keeps the order
+    const double gain = known_share_ * (base_ - sum / static_cast<double>(known_));
+    if (!(gain > best_.gain)) return;  // of equal gains the lowest cut
+    least_sum_ = sum;
+    best_ = {left_code, right_code, gain, 0};
+    best_left_ = left_sum;
+  }
+  /// That which is kept is better than what was weighed before.
+  void weigh_kept() {
+    if (kept_.right_code == k_unknown) return;
+    weigh(kept_.left_code, kept_.right_code, bound_.kept_left(), kept_left_, bound_.kept_right());
+    kept_ = {};
+  }
+
   const Impurity& impurity_;
   double total_;
   Amount unknown_, known_;
   std::span<Amount> left_, right_;
+  std::conditional_t<is_exact<Amount>, no_bound, cut_bound> bound_;
   bool free_;
   bool possible_;
   bound least_ = 0, most_ = 0;
   double known_share_ = 1, base_ = 0;
+  bool has_base_ = false;
   double least_sum_ = std::numeric_limits<double>::infinity();
   Amount left_sum_ = 0;
   unsigned long tries_ = 0;
-  splitting_desc best_;
-  Amount best_left_ = 0;
+  splitting_desc best_, kept_;
+  Amount best_left_ = 0, kept_left_ = 0;
 };
 
-/// The best cut of cells in any layout. `known`, the amount of every class, is used up.
+/// The best cut of cells in any layout. `known`, the amount of every class, is used up; `left` and
+/// `memory` are for its work.
 template <class Impurity, class Layout, class Amount>
 splitting_desc best_cut(const Impurity& impurity, const Layout& cells,
                         const node_facts<Amount>& node, Amount unknown, std::span<Amount> left,
-                        std::span<Amount> known) {
-  cut_search<Impurity, Amount> search(impurity, node, unknown, left, known);
+                        std::span<Amount> known, cut_memory& memory) {
+  cut_search<Impurity, Amount> search(impurity, node, unknown, left, known, memory);
   value_group value = cells.at(0);
   if (value.is_past_last() || !search.possible()) return {};
   search.begin();

@@ -51,6 +51,9 @@ class entropy {
     return logs_.of(sum) - terms;
   }
   double of(std::span<const double> weights, double /*sum*/) const {
+    std::size_t present = 0;
+    for (const double w : weights) present += w != 0;
+    if (present == 1) return 0;  // the sum is the one weight, and so are their logarithms
     info_sum<double> sum;
     for (const double w : weights) sum.add(w);
     return sum.value();

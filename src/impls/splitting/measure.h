@@ -16,16 +16,13 @@
 namespace orvik::impls::splitting {
 
 /// Notes which class a value has, or that it has several: those of cases without weight too. A run
-/// of one class ends with them. Counts are never 0, and tell it themselves.
-template <class Amount>
+/// of one class ends with them. Amounts that are never 0 tell it themselves.
 struct note_classes {
   std::uint32_t* of_value;
 
-  void operator()(std::size_t value, std::uint32_t place, Amount) const {
-    if constexpr (!is_exact<Amount>) {
-      std::uint32_t& seen = of_value[value];
-      seen = seen == k_absent || seen == place ? place : k_mixed;
-    }
+  void operator()(std::size_t value, std::uint32_t place, double) const {
+    std::uint32_t& seen = of_value[value];
+    seen = seen == k_absent || seen == place ? place : k_mixed;
   }
 };
 
@@ -46,7 +43,8 @@ struct find_cut {
                            const node_facts<Amount>& node, Amount unknown, scratch<Amount>& s) {
     if constexpr (!is_exact<Amount>) cells.add_to(s.known);
     s.left.assign(node.n_places, 0);
-    return best_cut<Impurity, Layout, Amount>(impurity, cells, node, unknown, s.left, s.known);
+    return best_cut<Impurity, Layout, Amount>(impurity, cells, node, unknown, s.left, s.known,
+                                              s.cut);
   }
 };
 
@@ -75,12 +73,19 @@ splitting_desc find_dense(const Impurity& impurity, const Codes& codes, const No
                           const code_range& range, scratch<typename Node::amount>& s) {
   using amount = typename Node::amount;
   node.start_known(s.known);
-  if (!is_exact<amount>) s.value_class.assign(range.second - range.first, k_absent);
   amount unknown;
-  const dense_cells<amount> cells =
-      fill_dense(node, codes, range, s, unknown, note_classes<amount>{s.value_class.data()});
-  return Find::template in<Impurity, dense_cells<amount>, amount>(impurity, cells, node, unknown,
-                                                                  s);
+  const auto find = [&](const dense_cells<amount>& cells) {
+    return Find::template in<Impurity, dense_cells<amount>, amount>(impurity, cells, node, unknown,
+                                                                    s);
+  };
+  if constexpr (!is_exact<amount>) {
+    if (node.some_weigh_nothing) {
+      s.value_class.assign(range.second - range.first, k_absent);
+      return find(fill_dense(node, codes, range, s, unknown, note_classes{s.value_class.data()}));
+    }
+    s.value_class.clear();
+  }
+  return find(fill_dense(node, codes, range, s, unknown, nothing_else()));
 }
 
 /// The best test in two: a cut, or one value against the others. O(cases + codes * classes), of

@@ -33,7 +33,8 @@ template <class Classes>
 struct weighed_cases : node_facts<double> {
   using amount = double;
   std::span<const case_list::value_type> cases;
-  Classes classes;  // class codes by row
+  Classes classes;                                  // class codes by row
+  static constexpr bool some_weigh_nothing = true;  // for all that is known
 
   std::size_t size() const { return cases.size(); }
   case_part<double> operator[](std::size_t i) const {
@@ -41,6 +42,28 @@ struct weighed_cases : node_facts<double> {
     return {row, std::uint32_t{classes[row]} - 1, weight};
   }
   /// What the known amounts of the classes begin with.
+  void start_known(std::vector<double>& known) const { known.assign(n_places, 0.0); }
+};
+
+/// A case that may weigh anything as growing handles it, its class beside it.
+struct weighed_case {
+  std::uint32_t row;
+  std::uint16_t class_code;
+  std::uint16_t place;  // of its class at the node it was last measured at
+  double weight;
+};
+
+/// Cases by weight that have their places with them; only classes that occur have one.
+struct weighed_node : node_facts<double> {
+  using amount = double;
+  std::span<const weighed_case> cases;
+  bool some_weigh_nothing;
+
+  std::size_t size() const { return cases.size(); }
+  case_part<double> operator[](std::size_t i) const {
+    const weighed_case& c = cases[i];
+    return {c.row, c.place, c.weight};
+  }
   void start_known(std::vector<double>& known) const { known.assign(n_places, 0.0); }
 };
 

@@ -48,7 +48,7 @@ splitting_desc measure_random_cut(const Impurity& impurity, const o_set& values,
   if (highest <= lowest) return {};
   const code_t cut = draw_cut(values, lowest, highest, draw);
   s.left.assign(node.n_places, 0);
-  cut_search<Impurity, amount> search(impurity, node, unknown, s.left, s.known);
+  cut_search<Impurity, amount> search(impurity, node, unknown, s.left, s.known, s.cut);
   if (!search.possible()) return {};
   search.begin();
   s.cells.assign(node.n_places, 0);

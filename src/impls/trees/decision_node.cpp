@@ -82,14 +82,6 @@ void decision_node::activate_on(const table& t, branch_cases branch) {
   compute_statistics(t);
 }
 
-void decision_node::restore(std::unique_ptr<case_list> cases,
-                            std::unique_ptr<code_range[]> ranges) {
-  assert(distribution_ != nullptr && cases->size() == n_cases_);
-  own_cases(std::move(cases));
-  ranges_ = std::move(ranges);
-  activated_ = true;
-}
-
 void decision_node::activate_from_father(const table* t, bool take_place) {
   if (t == nullptr) throw std::runtime_error(k_no_table);
   if (father_ == nullptr || !father_->activated_) throw std::runtime_error(k_no_active_father);

@@ -48,8 +48,6 @@ class decision_node : private zel::util::nocopy {
   void activate_from_father(const table* t, bool take_place);
   /// Releases cases and ranges, keeps the statistics. A root forgets the caller's list.
   void disactivate();
-  /// Activates a node that has its statistics with the cases behind them, and ranges by attribute.
-  void restore(std::unique_ptr<case_list> cases, std::unique_ptr<code_range[]> ranges);
   /// Gives a root cases to be activated on; they stay the caller's.
   void set_cases(case_list* cases) { cases_ = cases; }
 

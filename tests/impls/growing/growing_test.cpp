@@ -143,28 +143,56 @@ INSTANTIATE_TEST_SUITE_P(
                     plot{"pure", 4, false, {orvik::model::PURE_GAIN_RATIO, 5, k_no_depth_limit}}),
     [](const auto& row) { return row.param.name; });
 
-TEST(growing, on_counted_cases_agrees_with_growing_node_by_node) {
-  for (unsigned round = 0; round < 24; ++round) {
+/// Twelve boolean attributes, some of them rare, which are measured in one pass, between and behind
+/// numbers that are sorted.
+std::unique_ptr<table> flag_table(unsigned long rows, unsigned long seed, bool weighted) {
+  std::mt19937_64 draw(seed);
+  std::string names = "a,double,continuous\n", data;
+  for (char f = 'b'; f < 'n'; ++f) {
+    names += std::string(1, f) + ",string,discrete\n" + (f == 'h' ? "y,double,continuous\n" : "");
+  }
+  for (unsigned long i = 0; i < rows; ++i) {
+    const unsigned long bits = draw() & draw() & (i % 2 == 0 ? 0xfff : 0x0f7);
+    data += std::to_string(draw() % 500);
+    for (unsigned f = 0; f < 12; ++f) {
+      data += bits >> f & 1 ? ",1" : ",0";
+      if (f == 6) data += ',' + std::to_string(draw() % 300);
+    }
+    data += ",c" + std::to_string(draw() % 3 == 0 ? bits % 5 : bits >> 3 & 3);
+    data +=
+        weighted ? ',' + std::to_string(0.1 * static_cast<double>(1 + draw() % 9)) + '\n' : "\n";
+  }
+  return make_table(names + "k,string,class\n" + (weighted ? "w,double,weights\n" : ""), data);
+}
+
+void expect_as_node_by_node(const table& t, unsigned round, bool drawn, bool forest) {
+  const std::unique_ptr<case_list> all(t.get_all());
+  case_list cases(*all);
+  if (drawn) {  // with repetitions, in no order
+    std::mt19937_64 draw(round);
+    for (auto& c : cases) c = (*all)[draw() % all->size()];
+  }
+  case_list own(cases);
+  zel::util::rand_gen draws(1, round), same_draws(1, round);
+  const auto expected = grow_level_by_level(t, own, [&](decision_node& node, unsigned long) {
+    node.split(t, {orvik::model::GAIN_RATIO, 2, nullptr, t.n_attributes()},
+               forest ? &draws : nullptr);
+  });
+  decision_tree tree;
+  tree.build(t, &cases, orvik::model::GAIN_RATIO, 2, k_no_depth_limit, nullptr,
+             forest ? &same_draws : nullptr);
+  EXPECT_GT(tree.size(), 30u);
+  EXPECT_EQ(exact_text_of(tree, t), exact_text_of(*expected, t));
+}
+
+TEST(growing, on_counted_and_weighed_cases_agrees_with_growing_node_by_node) {
+  for (unsigned round = 0; round < 48; ++round) {
     SCOPED_TRACE(round);
     const bool unknown = round % 2 == 1, drawn = round % 4 > 1, forest = round % 3 == 2;
-    const auto t = mixed_table(400 + 150 * round, round, /*weighted=*/false, unknown);
-    const std::unique_ptr<case_list> all(t->get_all());
-    case_list cases(*all);
-    if (drawn) {  // with repetitions, in no order
-      std::mt19937_64 draw(round);
-      for (auto& c : cases) c = (*all)[draw() % all->size()];
-    }
-    case_list own(cases);
-    zel::util::rand_gen draws(1, round), same_draws(1, round);
-    const auto expected = grow_level_by_level(*t, own, [&](decision_node& node, unsigned long) {
-      node.split(*t, {orvik::model::GAIN_RATIO, 2, nullptr, t->n_attributes()},
-                 forest ? &draws : nullptr);
-    });
-    decision_tree tree;
-    tree.build(*t, &cases, orvik::model::GAIN_RATIO, 2, k_no_depth_limit, nullptr,
-               forest ? &same_draws : nullptr);
-    EXPECT_GT(tree.size(), 30u);
-    EXPECT_EQ(exact_text_of(tree, *t), exact_text_of(*expected, *t));
+    const bool weighted = round >= 24;
+    const unsigned long rows = 400 + 150 * (round % 24);
+    expect_as_node_by_node(*mixed_table(rows, round, weighted, unknown), round, drawn, forest);
+    if (unknown) expect_as_node_by_node(*flag_table(rows, round, weighted), round, drawn, forest);
   }
 }
 

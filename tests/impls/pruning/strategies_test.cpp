@@ -195,12 +195,13 @@ TEST(models, prune_with_the_cases_as_growing_left_them) {
       m.build(t.get(), cases.get());
       const auto expected = [&](bool in_order) {
         case_list own(*cases);
-        decision_tree tree;
-        tree.build(*t, &own, model::GAIN_RATIO, 1, k_no_depth_limit, nullptr, nullptr);
+        const auto tree = grow_level_by_level(*t, own, [&](decision_node& node, unsigned long) {
+          node.split(*t, {model::GAIN_RATIO, 1, nullptr, t->n_attributes()}, nullptr);
+        });
         if (!in_order) own = *cases;
-        tree.get_node()->set_cases(&own);
-        pruning::prune(tree, strategy, {*t, 0.9, nullptr});
-        return exact_text_of(tree, *t);
+        tree->get_node()->set_cases(&own);
+        pruning::prune(*tree, strategy, {*t, 0.9, nullptr});
+        return exact_text_of(*tree, *t);
       };
       EXPECT_EQ(exact_text_of(m.get_tree(0), *t), expected(true)) << seed;
       other_order += expected(false) != expected(true);
