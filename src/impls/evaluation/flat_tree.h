@@ -15,6 +15,7 @@
 #include <span>
 #include <vector>
 
+#include "impls/evaluation/votes.h"
 #include "impls/trees/decision_tree.h"
 
 namespace orvik::impls {
@@ -34,7 +35,8 @@ class flat_tree {
   /// Throws std::runtime_error, naming the column, unless all codes of the table fit in 32 bits.
   static void require_narrow(const table& t);
 
-  flat_tree(const table& t, const decision_tree& tree);
+  /// Leaves that no case came to may be missing.
+  flat_tree(const table& t, const voter& asked);
 
   /// Adds the codes that tests of each attribute compare with.
   void add_limits(std::vector<std::vector<code_t>>& by_attribute) const;
@@ -116,6 +118,7 @@ class flat_tree {
     decision_tree::prediction found;
     double depth;
   };
+  template <class Place>
   class builder;
 
   place below(place at, std::uint32_t code) const {

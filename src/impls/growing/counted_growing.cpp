@@ -233,6 +233,10 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
   open_node.tree->set_capacity(static_cast<unsigned int>(n));
   for (std::size_t b = 0; b < n; ++b) {
     const growing::branch_part& part = scratch.parts[b];
+    if (part.size == 0 && plan_.leaves_out_empty()) {
+      open_node.tree->push_back_child(nullptr);
+      continue;
+    }
     auto distribution = std::make_unique_for_overwrite<double[]>(n_classes);
     std::copy_n(scratch.class_counts.begin() + static_cast<std::ptrdiff_t>(b * n_classes),
                 n_classes, distribution.get());
@@ -267,7 +271,7 @@ void counted_growing::make_active_children(growing_node& open_node,
   cases->reserve(piece.end - piece.begin);
   for (std::size_t i = piece.begin; i < piece.end; ++i) cases->emplace_back(cases_[i].row, 1.0);
   open_node.tree->get_node()->restore(std::move(cases), std::move(ranges));
-  impls::make_active_children(plan_.t(), plan_.min_weight(), open_node, open);
+  impls::make_active_children(plan_, open_node, open);
 }
 
 }  // namespace orvik::impls
