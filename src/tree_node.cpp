@@ -55,7 +55,8 @@ branch_test test_of(const impls::table& t, const impls::decision_node& split,
 
 unsigned long tree_node::n_children() const { return tree_->get_no_childs(); }
 tree_node tree_node::child(unsigned long i) const {
-  return {*tree_->get_child(checked(i, n_children())), *schema_};
+  const impls::decision_tree* const below = tree_->get_child(checked(i, n_children()));
+  return {std::shared_ptr<const impls::decision_tree>(tree_, below), *schema_};
 }
 unsigned long tree_node::size() const { return tree_->size(); }
 unsigned long tree_node::leaves() const { return tree_->leaves(); }

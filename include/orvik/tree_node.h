@@ -1,11 +1,15 @@
 // Reading the trees of a model.
 //
-// Nodes are views, as columns are: see schema.h for how long they are valid and for threads. No
-// operation recurses, so trees may be as deep as memory allows.
+// Nodes are views, as columns are: see schema.h for how long they are valid and for threads. A
+// model keeps the trees of an ensemble packed: dtree::get_tree() unpacks one, and the nodes that it
+// leads to share it, until the last of them is gone. No operation recurses, so trees may be as deep
+// as memory allows.
 #pragma once
 
 #include <limits>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "orvik/codes.h"
@@ -41,8 +45,8 @@ struct branch_test {
 class ORVIK_EXPORT tree_node {
  public:
   /// For the library's own use.
-  tree_node(const impls::decision_tree& tree, const impls::table& schema)
-      : tree_(&tree), schema_(&schema) {}
+  tree_node(std::shared_ptr<const impls::decision_tree> tree, const impls::table& schema)
+      : tree_(std::move(tree)), schema_(&schema) {}
 
   bool is_leaf() const { return n_children() == 0; }
   unsigned long n_children() const;
@@ -77,7 +81,8 @@ class ORVIK_EXPORT tree_node {
   unsigned long n_cases() const;
   /// Share of the father's known weight; 1 at the root.
   double fraction() const;
-  /// Weights by class code, schema_view::n_class_codes() of them.
+  /// Weights by class code, schema_view::n_class_codes() of them; there as long as a node of the
+  /// tree.
   const double* class_weights() const;
   /// The class that a leaf here predicts: that of the greatest weight, the father's where no weight
   /// came, k_unknown at an empty root.
@@ -91,7 +96,7 @@ class ORVIK_EXPORT tree_node {
   std::string printed_counts() const;
 
  private:
-  const impls::decision_tree* tree_;
+  std::shared_ptr<const impls::decision_tree> tree_;  // with all of the tree that it is of
   const impls::table* schema_;
 };
 

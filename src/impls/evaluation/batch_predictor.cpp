@@ -22,7 +22,7 @@ batch_predictor::batch_predictor(const table& t, const std::vector<voter>& trees
   assert(how == answer::of_one ? trees.size() == 1 : !trees.empty());
   flat_tree::require_narrow(t);
   std::vector<std::optional<flat_tree>> flat(trees.size());
-  run.for_each_index(trees.size(), [&](unsigned long i) { flat[i].emplace(t, *trees[i].tree); });
+  run.for_each_index(trees.size(), [&](unsigned long i) { flat[i].emplace(t, trees[i]); });
   trees_.reserve(trees.size());
   for (std::optional<flat_tree>& tree : flat) trees_.push_back(std::move(*tree));
   for (const voter& each : trees) {

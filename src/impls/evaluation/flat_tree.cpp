@@ -7,6 +7,8 @@
 #include <stdexcept>
 
 #include "impls/trees/distribution.h"
+#include "impls/trees/packed_tree.h"
+#include "impls/trees/tree_place.h"
 
 namespace orvik::impls {
 
@@ -29,43 +31,51 @@ void flat_tree::require_narrow(const table& t) {
 }
 
 /// Level by level, so that the upper tests, which all cases take, lie together; and the nodes of a
-/// random forest's trees were made in that order. Every subtree but the root makes a branch.
+/// random forest's trees were made in that order. Every subtree but the root makes a branch. Leaves
+/// that no case came to are one and the same for all branches of a split: they take no more than it
+/// takes to tell these from the others.
+template <class Place>
 class flat_tree::builder {
  public:
   explicit builder(flat_tree& into) : into_(into) {}
 
-  void build(const decision_tree& root) {
-    open_.push_back({&root, {k_none, k_none}, 0});
+  void build(const Place& root) {
+    open_.push_back({root, {k_none, k_none}, 0});
     for (std::size_t i = 0; i < open_.size(); ++i) {
       const subtree next = open_[i];
-      const place at = next.tree->get_no_childs() == 0 ? add_leaf(next) : add_split(next);
+      const place at = next.from.is_leaf() ? add_leaf(next) : add_split(next);
       if (i == 0) into_.root_ = at;
       for (const std::uint32_t slot : next.slots) {
-        if (slot != k_none) into_.tests_[slot / 2].below[slot % 2] = at;
+        if (slot != k_none) lead(slot, at);
       }
-      if (i > 0) into_.branches_.push_back({at, next.tree->get_node()->weight()});
+      if (i > 0) into_.branches_.push_back({at, next.from->weight()});
     }
   }
 
  private:
   static constexpr std::uint32_t k_none = UINT32_MAX;
   struct subtree {
-    const decision_tree* tree;
+    Place from;
     std::array<std::uint32_t, 2> slots;  // which ways of tests lead here: 2 * test + way
     std::uint32_t depth;
   };
+  /// Branches next to each other: one with cases, or some without.
+  struct run {
+    unsigned int end;    // one past its last branch
+    std::uint32_t open;  // where its subtree waits; k_none without cases
+  };
 
   place add_leaf(const subtree& at) {
-    const decision_node& node = *at.tree->get_node();
-    const std::uint32_t predicted = node.get_leaf_class();
+    const Place& node = at.from;
+    const std::uint32_t predicted = node->get_leaf_class();
     const auto first_share = static_cast<std::uint32_t>(into_.shares_.size());
     leaf made{predicted, at.depth, 1.0, 1.0, first_share, 0};
-    if (node.weight() > 0) {
-      made.confidence = node.get_leaf_classfreq();
-      made.weight = node.weight();
-      for (std::uint32_t c = 0; c < into_.n_class_codes_; ++c) {
-        if (node.class_weight(c) != 0) into_.shares_.push_back({c, node.class_weight(c)});
-      }
+    if (const double weight = node->weight(); weight > 0) {
+      made.confidence = node->get_leaf_classfreq();
+      made.weight = weight;
+      node.for_each_weight(into_.n_class_codes_, [this](code_t c, double w) {
+        into_.shares_.push_back({static_cast<std::uint32_t>(c), w});
+      });
       made.n_shares = static_cast<std::uint32_t>(into_.shares_.size()) - first_share;
       if (made.n_shares == 1) {
         into_.shares_.pop_back();
@@ -77,77 +87,111 @@ class flat_tree::builder {
   }
 
   place add_split(const subtree& at) {
-    const decision_node& node = *at.tree->get_node();
-    const split_test& asked = node.test();
-    assert(node.is_split());
-    const unsigned int n = at.tree->get_no_childs();
+    const split_test asked = at.from.test();
     const std::size_t test = into_.tests_.size();
     const std::size_t first = open_.size();
-    open_.resize(first + n);
+    open_children(at);
+    empty_ = k_none;
     if (asked.is_cut()) {
       add_test(asked.attribute, static_cast<std::uint32_t>(asked.code));
-      for (unsigned int i = 0; i < n; ++i) open_child(at, first, i, {slot(test, i), k_none});
+      for (unsigned int i = 0; i < 2; ++i) go_on(at, run_of(i), slot(test, i));
     } else if (asked.is_one_value()) {
-      add_one_value(at, first);
+      add_one_value(at);
     } else {
-      weight_before_.assign(1, 0.0);
-      for (unsigned int i = 0; i < n; ++i) {
-        weight_before_.push_back(weight_before_[i] + at.tree->get_child(i)->get_node()->weight());
-      }
-      add_search(at, first, 0, n);
+      add_search(at, 0, runs_.size());
     }
     into_.splits_.resize(into_.tests_.size());
-    into_.splits_[test] = {node.weight(), static_cast<std::uint32_t>(first - 1), n};
+    into_.splits_[test] = {at.from->weight(), static_cast<std::uint32_t>(first - 1),
+                           static_cast<std::uint32_t>(open_.size() - first)};
     return static_cast<place>(test);
+  }
+
+  void open_children(const subtree& at) {
+    const bool some_came = at.from->weight() > 0;
+    const std::uint32_t depth = at.depth + 1;
+    runs_.clear();
+    weight_before_.assign(1, 0.0);
+    unsigned int next = 0;
+    at.from.for_each_child([&](std::size_t branch, const Place& child) {
+      const double weight = child->weight();
+      if (some_came && child.is_leaf() && weight == 0) return;
+      if (branch > next) add_run(static_cast<unsigned int>(branch), k_none, 0.0);
+      next = static_cast<unsigned int>(branch) + 1;
+      add_run(next, static_cast<std::uint32_t>(open_.size()), weight);
+      open_.push_back({child, {k_none, k_none}, depth});
+    });
+    const auto n = static_cast<unsigned int>(at.from.n_branches());
+    if (next < n) add_run(n, k_none, 0.0);
+  }
+
+  void add_run(unsigned int end, std::uint32_t open, double weight) {
+    runs_.push_back({end, open});
+    weight_before_.push_back(weight_before_.back() + weight);
+  }
+
+  const run& run_of(unsigned int branch) const {
+    return *std::ranges::find_if(runs_, [branch](const run& r) { return branch < r.end; });
   }
 
   /// Codes above the value, then those below it, go to the other branch. No code is below the
   /// first.
-  void add_one_value(const subtree& at, std::size_t first_open) {
-    const split_test& asked = at.tree->get_node()->test();
+  void add_one_value(const subtree& at) {
+    const split_test asked = at.from.test();
     const auto value = static_cast<std::uint32_t>(asked.code);
     const std::size_t above = add_test(asked.attribute, value);
-    std::uint32_t of_value = slot(above, 0), below = k_none;
+    std::uint32_t of_value = slot(above, 0);
     if (value > 1) {
       const std::size_t next = add_test(asked.attribute, value - 1);
-      into_.tests_[above].below[0] = static_cast<place>(next);
+      lead(of_value, static_cast<place>(next));
       of_value = slot(next, 1);
-      below = slot(next, 0);
+      go_on(at, run_of(1), slot(next, 0));
     }
-    open_child(at, first_open, 0, {of_value, k_none});
-    open_child(at, first_open, 1, {slot(above, 1), below});
+    go_on(at, run_of(0), of_value);
+    go_on(at, run_of(1), slot(above, 1));
   }
 
-  /// Tests that find the children from `begin` to before `end`; the code of a child is one more.
-  void add_search(const subtree& at, std::size_t first_open, unsigned int begin, unsigned int end) {
-    const unsigned int middle = middle_of(begin, end);
-    const std::size_t test = add_test(at.tree->get_node()->attribute(), middle);
-    add_half(at, first_open, slot(test, 0), begin, middle);
-    if (middle < end) add_half(at, first_open, slot(test, 1), middle, end);
+  /// Tests that find the runs from `begin` to before `end`; the code of a branch is one more.
+  void add_search(const subtree& at, std::size_t begin, std::size_t end) {
+    const std::size_t middle = middle_of(begin, end);
+    const std::size_t test = add_test(at.from.test().attribute, runs_[middle - 1].end);
+    add_half(at, slot(test, 0), begin, middle);
+    if (middle < end) add_half(at, slot(test, 1), middle, end);
   }
 
-  /// Where to part children: about half of their cases on either side, so that frequent values
-  /// take few tests.
-  unsigned int middle_of(unsigned int begin, unsigned int end) const {
+  /// Where to part runs: about half of their cases on either side, so that frequent values take few
+  /// tests.
+  std::size_t middle_of(std::size_t begin, std::size_t end) const {
     if (end - begin < 3) return begin + 1;
     const double half = (weight_before_[begin] + weight_before_[end]) / 2;
     if (half == weight_before_[begin]) return begin + (end - begin) / 2;  // none came
     const auto from = weight_before_.begin();
-    const auto above = std::lower_bound(from + begin + 1, from + end - 1, half);
-    const bool lower = above - from > begin + 1 && half - above[-1] < above[0] - half;
-    return static_cast<unsigned int>(above - from) - lower;
+    const auto low = static_cast<std::ptrdiff_t>(begin + 1);
+    const auto above =
+        std::lower_bound(from + low, from + static_cast<std::ptrdiff_t>(end - 1), half);
+    const bool lower = above - from > low && half - above[-1] < above[0] - half;
+    return static_cast<std::size_t>(above - from) - lower;
   }
 
-  void add_half(const subtree& at, std::size_t first_open, std::uint32_t from, unsigned int begin,
-                unsigned int end) {
-    if (end - begin == 1) return open_child(at, first_open, begin, {from, k_none});
-    into_.tests_[from / 2].below[from % 2] = static_cast<place>(into_.tests_.size());
-    add_search(at, first_open, begin, end);
+  void add_half(const subtree& at, std::uint32_t from, std::size_t begin, std::size_t end) {
+    if (end - begin == 1) return go_on(at, runs_[begin], from);
+    lead(from, static_cast<place>(into_.tests_.size()));
+    add_search(at, begin, end);
   }
 
-  void open_child(const subtree& at, std::size_t first_open, unsigned int child,
-                  const std::array<std::uint32_t, 2>& from) {
-    open_[first_open + child] = {at.tree->get_child(child), from, at.depth + 1};
+  /// A way of a test leads to a run; to its subtree as soon as that has a place.
+  void go_on(const subtree& at, const run& to, std::uint32_t from) {
+    if (to.open == k_none) return lead(from, empty_leaf(at));
+    auto& slots = open_[to.open].slots;
+    slots[slots[0] != k_none] = from;
+  }
+
+  void lead(std::uint32_t from, place to) { into_.tests_[from / 2].below[from % 2] = to; }
+
+  place empty_leaf(const subtree& father) {
+    if (empty_ != k_none) return empty_;
+    into_.leaves_.push_back({father.from->get_leaf_class(), father.depth + 1, 1.0, 1.0,
+                             static_cast<std::uint32_t>(into_.shares_.size()), 0});
+    return empty_ = static_cast<place>(into_.leaves_.size() - 1) | k_leaf;
   }
 
   std::size_t add_test(unsigned int attribute, std::uint32_t limit) {
@@ -161,12 +205,18 @@ class flat_tree::builder {
 
   flat_tree& into_;
   std::vector<subtree> open_;
-  std::vector<double> weight_before_;  // by child of the split at work, and in all
+  // Of the split at work:
+  std::vector<run> runs_;
+  std::vector<double> weight_before_;  // by run, and in all
+  place empty_ = k_none;               // its leaf without cases, if there is one by now
 };
 
-flat_tree::flat_tree(const table& t, const decision_tree& tree)
-    : n_class_codes_(t.n_class_codes()) {
-  builder(*this).build(tree);
+flat_tree::flat_tree(const table& t, const voter& asked) : n_class_codes_(t.n_class_codes()) {
+  if (const auto* tree = std::get_if<const decision_tree*>(&asked.tree)) {
+    builder<tree_place>(*this).build(tree_place(**tree));
+  } else {
+    builder<packed_tree::node>(*this).build(std::get<const packed_tree*>(asked.tree)->root());
+  }
 }
 
 void flat_tree::add_limits(std::vector<std::vector<code_t>>& by_attribute) const {

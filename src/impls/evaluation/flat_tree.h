@@ -15,6 +15,7 @@
 #include <span>
 #include <vector>
 
+#include "impls/evaluation/votes.h"
 #include "impls/trees/decision_tree.h"
 #include "impls/trees/distribution.h"
 
@@ -35,7 +36,8 @@ class flat_tree {
   /// Throws std::runtime_error, naming the column, unless all codes of the table fit in 32 bits.
   static void require_narrow(const table& t);
 
-  flat_tree(const table& t, const decision_tree& tree);
+  /// Leaves that no case came to may be missing.
+  flat_tree(const table& t, const voter& asked);
 
   /// Adds the codes that tests of each attribute compare with.
   void add_limits(std::vector<std::vector<code_t>>& by_attribute) const;
@@ -129,6 +131,7 @@ class flat_tree {
     std::uint32_t class_code;
     double weight;
   };
+  template <class Place>
   class builder;
 
   place below(place at, std::uint32_t code) const {

@@ -3,6 +3,7 @@
 
 #include <cassert>
 #include <span>
+#include <variant>
 #include <vector>
 
 #include "impls/trees/distribution.h"
@@ -13,10 +14,11 @@ namespace orvik::impls {
 using vote_t = double;
 
 class decision_tree;
+class packed_tree;
 
 /// A tree that is asked, and the votes it has.
 struct voter {
-  const decision_tree* tree;
+  std::variant<const decision_tree*, const packed_tree*> tree;
   vote_t votes = 1;
 };
 

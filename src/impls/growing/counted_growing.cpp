@@ -233,6 +233,10 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
   open_node.tree->set_capacity(static_cast<unsigned int>(n));
   for (std::size_t b = 0; b < n; ++b) {
     const growing::branch_part& part = scratch.parts[b];
+    if (part.size == 0 && plan_.leaves_out_empty()) {
+      open_node.tree->push_back_child(nullptr);
+      continue;
+    }
     auto distribution = std::make_unique_for_overwrite<double[]>(n_classes);
     std::copy_n(scratch.class_counts.begin() + static_cast<std::ptrdiff_t>(b * n_classes),
                 n_classes, distribution.get());

@@ -56,7 +56,7 @@ class node_growing {
       tree.get_node()->split(plan_.t(), plan_.rules(), draw_, node.seed, plan_.run());
     }
     if (tree.get_node()->is_split()) {
-      return make_active_children(plan_.t(), plan_.min_weight(), node, open);
+      return make_active_children(plan_, node, open);
     }
     tree.get_node()->disactivate();
   }

@@ -4,8 +4,9 @@
 
 namespace orvik::impls {
 
-void make_active_children(const table& t, double min_weight, const growing_node& of,
+void make_active_children(const growing_plan& plan, const growing_node& of,
                           std::vector<growing_node>& open) {
+  const table& t = plan.t();
   decision_tree& tree = *of.tree;
   const unsigned long depth = of.depth;
   decision_node& node = *tree.get_node();
@@ -15,11 +16,15 @@ void make_active_children(const table& t, double min_weight, const growing_node&
   // The tree owns its children.
   // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks)
   for (unsigned int i = 0; i < branches.size(); ++i) {
+    if (branches[i].cases->empty() && plan.leaves_out_empty()) {
+      tree.push_back_child(nullptr);
+      continue;
+    }
     auto child = std::make_unique<decision_tree>();
     child->set_node(new decision_node(&node, i + 1));
     decision_node& child_node = *child->get_node();
     child_node.activate_on(t, std::move(branches[i]));
-    if (depth == 1 || child_node.stays_leaf(min_weight)) {
+    if (depth == 1 || child_node.stays_leaf(plan.min_weight())) {
       child_node.set_as_leaf();
       child_node.disactivate();
     } else {

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "impls/growing/growing_plan.h"
 #include "impls/splitting/node_cases.h"
-#include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
 #include "zel/util/quick_gen.h"
 
@@ -52,7 +52,7 @@ struct growing_node {
 
 /// Gives an active split node its children, each active with the cases of its branch, and appends
 /// those that are not finished; releases the node's cases.
-void make_active_children(const table& t, double min_weight, const growing_node& of,
+void make_active_children(const growing_plan& plan, const growing_node& of,
                           std::vector<growing_node>& open);
 
 }  // namespace orvik::impls

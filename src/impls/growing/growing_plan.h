@@ -39,6 +39,9 @@ class growing_plan {
   const growth& how() const { return rules_.how; }
   const std::vector<attribute>& attributes() const { return attributes_; }
 
+  /// Whether children that no case comes to are left out: their slots stay null.
+  void leave_out_empty_leaves(bool leave_out) { leaves_out_empty_ = leave_out; }
+  bool leaves_out_empty() const { return leaves_out_empty_; }
   /// Whether cases of weight 1 may be counted: codes fit in 32 bits.
   bool may_count() const { return may_count_; }
   /// Whether a usable attribute may be unknown: sums of fractions then depend on their order.
@@ -56,6 +59,7 @@ class growing_plan {
   std::vector<std::uint64_t> flags_;
   bool may_count_ = true;
   bool order_matters_ = false;
+  bool leaves_out_empty_ = false;
 };
 
 }  // namespace orvik::impls

@@ -289,13 +289,17 @@ void weighed_growing::make_children(growing_node& open_node,
   tree.set_capacity(static_cast<unsigned int>(s.branches.size()));
   for (std::size_t b = 0; b < s.branches.size(); ++b) {
     const growing::weighed_branch& branch = s.branches[b];
+    const unsigned long n_cases = branch.size + s.n_unknown;
+    if (n_cases == 0 && plan_.leaves_out_empty()) {
+      tree.push_back_child(nullptr);
+      continue;
+    }
     auto child = std::make_unique<decision_tree>();
     child->set_node(new decision_node(tree.get_node(), static_cast<unsigned int>(b + 1)));
     decision_node& node = *child->get_node();
     auto distribution = std::make_unique_for_overwrite<double[]>(s.n_classes);
     std::ranges::copy(s.weights_of(b), distribution.get());
-    node.set_statistics(std::move(distribution), s.n_classes, branch.size + s.n_unknown,
-                        branch.share);
+    node.set_statistics(std::move(distribution), s.n_classes, n_cases, branch.share);
     node.set_as_leaf();
     if (open_node.depth > 1 && !node.stays_leaf(plan_.min_weight())) {
       auto ranges = std::make_unique_for_overwrite<narrow_range[]>(n_attributes);

@@ -51,7 +51,7 @@ unsigned long n_classes_of(const table& t, const case_list& cases) {
 std::vector<unsigned char> errors_of(const table& t, const decision_tree& tree,
                                      const case_list& cases, const zel::util::run_context& run) {
   constexpr std::size_t k_at_once = 4096;
-  const flat_tree flat(t, tree);
+  const flat_tree flat(t, {&tree});
   std::vector<unsigned char> wrong(cases.size());
   run.for_each_index((cases.size() + k_at_once - 1) / k_at_once, [&](unsigned long chunk) {
     const std::size_t first = chunk * k_at_once;
@@ -99,7 +99,7 @@ void dtree::boost(const growing_plan& plan, const case_list* prune_cases) {
       const double shown = std::max(error, 0.5 / n);
       const double votes = std::log((1 - shown) / shown) + std::log(k - 1);
       if (!hopeless) {
-        trees_.add({std::move(tree), seed, votes});
+        trees_.add(t, std::move(tree), {seed, votes});
       } else if (!first_left_out) {
         first_left_out = std::move(tree);
       }
@@ -114,7 +114,7 @@ void dtree::boost(const growing_plan& plan, const case_list* prune_cases) {
       normalise(cases);
     }
   });
-  if (trees_.empty()) trees_.add({std::move(first_left_out)});
+  if (trees_.empty()) trees_.add(t, std::move(first_left_out), {});
 }
 
 }  // namespace orvik::impls

@@ -83,17 +83,15 @@ void dtree::drop_trees() {
 
 void dtree::grow_trees(const table& t, const case_list* prune_cases) {
   trees_ = ensemble(parameters_.kind, parameters_.answer);
-  const growing_plan plan(t, parameters_.split, parameters_.min_obj, attributes_.get(), *run_,
-                          parameters_.how);
-  if (parameters_.kind == ensemble_kind::boosting) {
-    boost(plan, prune_cases);
-  } else {
-    grow_side_by_side(plan);
-    prune_trees(t, prune_cases);
-  }
+  growing_plan plan(t, parameters_.split, parameters_.min_obj, attributes_.get(), *run_,
+                    parameters_.how);
+  plan.leave_out_empty_leaves(parameters_.is_ensemble() &&
+                              !pruning::needs_empty_leaves(parameters_.pruning));
+  parameters_.kind == ensemble_kind::boosting ? boost(plan, prune_cases)
+                                              : grow_side_by_side(plan, prune_cases);
 }
 
-void dtree::grow_side_by_side(const growing_plan& plan) {
+void dtree::grow_side_by_side(const growing_plan& plan, const case_list* prune_cases) {
   const unsigned long n = parameters_.n_trees;
   std::vector<unsigned long> seeds(n);
   if (parameters_.is_ensemble()) {
@@ -102,13 +100,16 @@ void dtree::grow_side_by_side(const growing_plan& plan) {
       seeds[i] = run_->seeds().at(draw::bootstrap, {build_seed, i});
     }
   }
-  std::vector<std::unique_ptr<decision_tree>> grown(n);
+  const auto grow = [&](unsigned long i) {
+    const auto grown_on = [&] { return cases_drawn(plan.t(), seeds[i]); };
+    std::unique_ptr<decision_tree> tree = grow_tree(plan, grown_on(), seeds[i]);
+    prune_tree(plan.t(), *tree, seeds[i], grown_on, prune_cases);
+    return tree;
+  };
   run_->with_workers([&] {
-    run_->for_each_index(n, [&](unsigned long i) {
-      grown[i] = grow_tree(plan, cases_drawn(plan.t(), seeds[i]), seeds[i]);
-    });
+    trees_.add_side_by_side(*run_, plan.t(), n, grow,
+                            [&](unsigned long i) { return ensemble::about{seeds[i]}; });
   });
-  for (unsigned long i = 0; i < n; ++i) trees_.add({std::move(grown[i]), seeds[i]});
 }
 
 /// Growing reorders short case lists: the tree works on a list of its own.

@@ -174,7 +174,8 @@ class dtree : private zel::util::nocopy {
   const parameters& settings() const { return parameters_; }
   const ensemble& trees() const { return trees_; }
   unsigned long n_trees() const { return trees_.n_trees(); }
-  const decision_tree& get_tree(unsigned long i) const { return trees_.tree(i); }
+  /// Valid as ensemble::tree() says.
+  std::shared_ptr<const decision_tree> get_tree(unsigned long i) const { return trees_.tree(i); }
   bool is_ensemble() const { return !trees_.is_single(); }
   bool votes() const { return trees_.is_put_to_vote(); }
   /// The cases that tree i was grown on: for an ensemble its draws, with repetitions. `t` is the
@@ -244,7 +245,7 @@ class dtree : private zel::util::nocopy {
   void grow_trees(const table& t, const case_list* prune_cases);
   std::unique_ptr<decision_tree> grow_tree(const growing_plan& plan, case_list cases,
                                            unsigned long seed) const;
-  void grow_side_by_side(const growing_plan& plan);
+  void grow_side_by_side(const growing_plan& plan, const case_list* prune_cases);
   void boost(const growing_plan& plan, const case_list* prune_cases);
   zel::util::rand_gen attribute_draws(unsigned long seed) const;
   case_draws draws_on(const table& t) const { return {parameters_.draws, t, cases_}; }

@@ -156,7 +156,7 @@ void dtree::bin_out(obinstream& out) const {
       << static_cast<unsigned int>(parameters_.split) << table_.get();
   for (unsigned long i = 0; i < trees_.n_trees(); ++i) {
     if (!first) out << trees_.votes(i);
-    trees_.tree(i).bin_out(out, table_.get());
+    trees_.tree(i, /*complete=*/false)->bin_out(out, table_.get());
   }
   if (!appendix_.empty()) write_appendix(out, appendix_);
 }
@@ -192,8 +192,8 @@ void dtree::bin_in(ibinstream& in) {
     if (!first) in >> votes;
     require(votes > 0 && std::isfinite(votes), k_bad_votes);
     auto tree = std::make_unique<decision_tree>();
-    tree->bin_in(in, table_.get(), nullptr);
-    trees_.add({std::move(tree), /*seed=*/0, votes});
+    tree->bin_in(in, table_.get(), nullptr, /*complete=*/trees_.is_single());
+    trees_.add(*table_, std::move(tree), {/*seed=*/0, votes});
   }
   parameters_.n_trees = n_trees == 0 ? 1 : n_trees;
   if (!in.at_end()) appendix_ = read_appendix(in);

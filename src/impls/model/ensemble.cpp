@@ -7,15 +7,37 @@ namespace orvik::impls {
 
 ensemble ensemble::clone(const table& t) const {
   ensemble copy(kind_, answer_);
-  for (const auto& [tree, seed, votes] : members_) {
-    copy.add({std::unique_ptr<decision_tree>(tree->clone(t, nullptr)), seed, votes});
+  for (const member& m : members_) {
+    member& made = copy.members_.emplace_back();
+    static_cast<about&>(made) = m;
+    made.packed = m.packed;
+    if (m.tree) made.tree.reset(m.tree->clone(t, nullptr));
   }
   return copy;
 }
 
+std::shared_ptr<const decision_tree> ensemble::tree(unsigned long i, bool complete) const {
+  const member& m = members_[i];
+  if (!m.tree) return m.packed->unpack(complete);
+  return {std::shared_ptr<void>(), m.tree.get()};  // not owned
+}
+
+ensemble::member ensemble::keep(const table& t, std::unique_ptr<decision_tree> tree,
+                                const about& how) const {
+  member made{how, nullptr, std::nullopt};
+  is_single() ? void(made.tree = std::move(tree)) : void(made.packed.emplace(t, *tree));
+  return made;
+}
+
+void ensemble::add(const table& t, std::unique_ptr<decision_tree> tree, const about& how) {
+  members_.push_back(keep(t, std::move(tree), how));
+}
+
 std::vector<voter> ensemble::voters() const {
   std::vector<voter> all;
-  for (const member& m : members_) all.push_back({m.tree.get(), m.votes});
+  for (const member& m : members_) {
+    m.visit([&](const auto& tree) { all.push_back({&tree, m.votes}); });
+  }
   return all;
 }
 
@@ -25,16 +47,19 @@ template <class Predict, class AddShares>
 double ensemble::ask(const table& t, decision_tree::prediction& result, const Predict& predict,
                      const AddShares& add_shares) const {
   assert(!empty());
-  if (!is_put_to_vote()) return predict(*members_[0].tree, result);
+  const auto predict_by = [&](const member& m) {
+    return m.visit([&](const auto& tree) { return predict(tree, result); });
+  };
+  if (!is_put_to_vote()) return predict_by(members_[0]);
   vote_count votes;
   votes.start(1, t.n_class_codes());
   double depths = 0;
   for (const member& m : members_) {
-    depths += predict(*m.tree, result);
+    depths += predict_by(m);
     if (answer_ == combination::votes) {
       votes.add(0, result.first, m.votes);
     } else {
-      add_shares(*m.tree, m.votes, votes.of_case(0));
+      m.visit([&](const auto& tree) { add_shares(tree, m.votes, votes.of_case(0)); });
     }
   }
   const vote_count::verdict found = votes.decide(0);
@@ -46,10 +71,10 @@ double ensemble::predict(const table& t, const std::vector<code_t>& codes,
                          decision_tree::prediction& result, double weight) const {
   return ask(
       t, result,
-      [&](const decision_tree& tree, decision_tree::prediction& r) {
+      [&](const auto& tree, decision_tree::prediction& r) {
         return tree.predict_class(t, codes, r, weight, 0);
       },
-      [&](const decision_tree& tree, vote_t votes, std::span<double> sums) {
+      [&](const auto& tree, vote_t votes, std::span<double> sums) {
         tree.add_shares(codes, votes, sums);
       });
 }
@@ -58,10 +83,10 @@ double ensemble::predict_row(const table& t, row_t row, decision_tree::predictio
                              double weight) const {
   return ask(
       t, result,
-      [&](const decision_tree& tree, decision_tree::prediction& r) {
+      [&](const auto& tree, decision_tree::prediction& r) {
         return tree.predict_row(t, row, r, weight);
       },
-      [&](const decision_tree& tree, vote_t votes, std::span<double> sums) {
+      [&](const auto& tree, vote_t votes, std::span<double> sums) {
         tree.add_row_shares(t, row, votes, sums);
       });
 }
@@ -71,11 +96,13 @@ void ensemble::predict_distribution(const table& t, const std::vector<code_t>& c
   assert(!empty());
   shares.assign(t.n_class_codes(), 0.0);
   for (const member& m : members_) {
-    if (is_put_to_vote() && answer_ == combination::shares) {
-      m.tree->add_shares(codes, m.votes, shares);  // what they answer by
-    } else {
-      m.tree->add_probabilities(codes, m.votes, shares);
-    }
+    m.visit([&](const auto& tree) {
+      if (is_put_to_vote() && answer_ == combination::shares) {
+        tree.add_shares(codes, m.votes, shares);  // what they answer by
+      } else {
+        tree.add_probabilities(codes, m.votes, shares);
+      }
+    });
   }
   const vote_t all = n_votes();
   for (double& share : shares) share /= all;
@@ -83,19 +110,23 @@ void ensemble::predict_distribution(const table& t, const std::vector<code_t>& c
 
 unsigned long ensemble::depth() const {
   unsigned long deepest = 0;
-  for (const member& m : members_) deepest = std::max(deepest, m.tree->depth());
+  for (const member& m : members_) {
+    deepest = std::max(deepest, m.visit([](const auto& tree) { return tree.depth(); }));
+  }
   return deepest;
 }
 
 double ensemble::epl() const {
-  const unsigned long all = sum([](const member& m) { return m.tree->epl(0); });
+  const unsigned long all = sum([](const auto& tree) { return tree.epl(); });
   return empty() ? 0.0 : static_cast<double>(all) / static_cast<double>(n_trees());
 }
 
 zel::adt::bitmap ensemble::used_attributes(unsigned long n) const {
   zel::adt::bitmap used;
   used.resize(n);
-  for (const member& m : members_) m.tree->set_used_atts(used);
+  for (const member& m : members_) {
+    m.visit([&](const auto& tree) { tree.set_used_atts(used); });
+  }
   return used;
 }
 

@@ -1,14 +1,20 @@
 // The trees of a model, a single one or many, and how they answer together.
+//
+// A single tree is kept as it was grown. The members of an ensemble are kept packed, and unpacked,
+// one at a time, for whoever asks for a tree.
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "impls/evaluation/votes.h"
 #include "impls/tables/table.h"
 #include "impls/trees/decision_tree.h"
+#include "impls/trees/packed_tree.h"
 #include "orvik/growth.h"
 #include "zel/adt/bitmap.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -23,8 +29,8 @@ enum class ensemble_kind : unsigned char {
 /// Threads: many readers or one writer.
 class ensemble {
  public:
-  struct member {
-    std::unique_ptr<decision_tree> tree;
+  /// Of a member.
+  struct about {
     unsigned long seed = 0;  // of its draws; without meaning in a single tree and after reading
     vote_t votes = 1;
   };
@@ -33,7 +39,7 @@ class ensemble {
   /// Without trees yet.
   explicit ensemble(ensemble_kind kind, combination answer = combination::votes)
       : kind_(kind), answer_(answer) {}
-  /// A deep copy; `t` has the classes of the trees.
+  /// A deep copy; `t` has the classes of the trees, here and below.
   ensemble clone(const table& t) const;
 
   ensemble_kind kind() const { return kind_; }
@@ -44,12 +50,22 @@ class ensemble {
   }
   bool empty() const { return members_.empty(); }
   unsigned long n_trees() const { return members_.size(); }
-  const decision_tree& tree(unsigned long i) const { return *members_[i].tree; }
-  decision_tree& tree(unsigned long i) { return *members_[i].tree; }
+  /// Tree i; of an ensemble unpacked for this call, else the one there is, which the ensemble must
+  /// outlive. `complete` clear: the leaves that no case came to may be missing.
+  std::shared_ptr<const decision_tree> tree(unsigned long i, bool complete = true) const;
   unsigned long seed(unsigned long i) const { return members_[i].seed; }
   vote_t votes(unsigned long i) const { return members_[i].votes; }
   void set_seed(unsigned long i, unsigned long seed) { members_[i].seed = seed; }
-  void add(member next) { members_.push_back(std::move(next)); }
+  /// In an ensemble the tree may lack leaves that no case came to.
+  void add(const table& t, std::unique_ptr<decision_tree> tree, const about& how);
+  /// Adds n trees that make(i) gives, each packed as soon as it is there, side by side on the
+  /// workers of `run`; about(i) is what goes with them.
+  template <class Make, class About>
+  void add_side_by_side(const zel::util::run_context& run, const table& t, unsigned long n,
+                        const Make& make, const About& about_of);
+  /// Lets change(tree) change tree i; `complete` as above. Several may be changed side by side.
+  template <class Change>
+  void change(const table& t, unsigned long i, bool complete, const Change& change);
 
   // Answers; there must be trees. The rows are of a table with the codes of the training table.
 
@@ -68,10 +84,10 @@ class ensemble {
 
   // Measures over the trees: sums, for the depth the largest, for the path length the mean.
   unsigned long size() const {
-    return sum([](const member& m) { return m.tree->size(); });
+    return sum([](const auto& tree) { return tree.size(); });
   }
   unsigned long leaves() const {
-    return sum([](const member& m) { return m.tree->leaves(); });
+    return sum([](const auto& tree) { return tree.leaves(); });
   }
   unsigned long depth() const;
   double epl() const;
@@ -79,13 +95,25 @@ class ensemble {
   zel::adt::bitmap used_attributes(unsigned long n) const;
 
  private:
+  struct member : about {
+    std::unique_ptr<decision_tree> tree;  // of a single tree
+    std::optional<packed_tree> packed;    // of others
+
+    /// Calls f with the tree in the form it has.
+    template <class F>
+    decltype(auto) visit(const F& f) const {
+      return tree ? f(*tree) : f(*packed);
+    }
+  };
+
+  member keep(const table& t, std::unique_ptr<decision_tree> tree, const about& how) const;
   template <class Predict, class AddShares>
   double ask(const table& t, decision_tree::prediction& result, const Predict& predict,
              const AddShares& add_shares) const;
   template <class Measure>
   unsigned long sum(const Measure& of) const {
     unsigned long all = 0;
-    for (const member& m : members_) all += of(m);
+    for (const member& m : members_) all += m.visit(of);
     return all;
   }
   vote_t n_votes() const {
@@ -98,5 +126,23 @@ class ensemble {
   combination answer_ = combination::votes;
   std::vector<member> members_;
 };
+
+template <class Make, class About>
+void ensemble::add_side_by_side(const zel::util::run_context& run, const table& t, unsigned long n,
+                                const Make& make, const About& about_of) {
+  const std::size_t first = members_.size();
+  members_.resize(first + n);
+  run.for_each_index(n,
+                     [&](unsigned long i) { members_[first + i] = keep(t, make(i), about_of(i)); });
+}
+
+template <class Change>
+void ensemble::change(const table& t, unsigned long i, bool complete, const Change& change) {
+  member& m = members_[i];
+  if (m.tree) return change(*m.tree);
+  const std::unique_ptr<decision_tree> tree = m.packed->unpack(complete);
+  change(*tree);
+  m.packed.emplace(t, *tree);
+}
 
 }  // namespace orvik::impls

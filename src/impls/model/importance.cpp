@@ -137,14 +137,15 @@ std::vector<attribute_importance> dtree::importance(const table& t, bool permute
   std::optional<case_draws> in_bag_of;
   if (draws) in_bag_of.emplace(draws_on(t));
   const auto shares_of_tree = [&](unsigned long i) {
-    std::vector<share> shares = shares_of(t, trees_.tree(i));
+    const std::shared_ptr<const decision_tree> tree = trees_.tree(i);
+    std::vector<share> shares = shares_of(t, *tree);
     if (!draws || shares.empty()) return shares;
     const zel::adt::bitmap drawn = in_bag_of->in_bag(trees_.seed(i));
     case_list others;
     for (unsigned long c = 0; c < cases_.size(); ++c) {
       if (!drawn[c]) others.push_back(cases_[c]);
     }
-    const out_of_bag cases(t, trees_.tree(i), std::move(others));
+    const out_of_bag cases(t, *tree, std::move(others));
     for (share& s : shares) {
       using zel::util::draw;
       s.permutation = cases.rise(

@@ -106,8 +106,8 @@ ballot make_ballot(const zel::util::run_context& run, const table& t, const ense
   ballot voters{{}, trees.answer()};
   voters.trees.resize(asked.size());
   run.for_each_index(asked.size(), [&](unsigned long i) {
-    const auto& [tree, votes] = asked[i];
-    voters.trees[i].emplace(voting_tree{draws.in_bag(trees.seed(i)), flat_tree(t, *tree), votes});
+    voters.trees[i].emplace(
+        voting_tree{draws.in_bag(trees.seed(i)), flat_tree(t, asked[i]), asked[i].votes});
   });
   return voters;
 }

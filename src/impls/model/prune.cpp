@@ -68,7 +68,10 @@ void dtree::prune_trees(const table& t, const case_list* prune_cases) {
     run_->with_workers([&] {
       run_->for_each_index(trees_.n_trees(), [&](unsigned long i) {
         const auto grown_on = [&] { return cases_of_tree(t, i); };
-        prune_tree(t, trees_.tree(i), trees_.seed(i), grown_on, prune_cases);
+        const bool complete = pruning::needs_empty_leaves(parameters_.pruning);
+        trees_.change(t, i, complete, [&](decision_tree& tree) {
+          prune_tree(t, tree, trees_.seed(i), grown_on, prune_cases);
+        });
       });
     });
   });

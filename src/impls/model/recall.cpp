@@ -48,7 +48,8 @@ bool dtree::recall_draws(const table& t) {
   const case_draws draws(parameters_.draws, t, cases);
   for (unsigned long i = 0; i < trees_.n_trees(); ++i) {
     seeds.push_back(run_->seeds().at(draw::bootstrap, {build_seed, i}));
-    if (!drew(t, cases, draws, seeds.back(), *trees_.tree(i).get_node())) return false;
+    if (!drew(t, cases, draws, seeds.back(), *trees_.tree(i, /*complete=*/false)->get_node()))
+      return false;
   }
   cases_ = std::move(cases);
   for (unsigned long i = 0; i < seeds.size(); ++i) trees_.set_seed(i, seeds[i]);

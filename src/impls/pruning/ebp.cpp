@@ -111,7 +111,7 @@ double decision_tree::set_estimated_error_ebp(double cf, double coeff) {
         decision_node& node = *tree.get_node();
         node.set_estimated_error(
             tree.get_no_childs() > 0
-                ? pruning::sum_of_children(tree)
+                ? tree.errors_of_children()
                 : estimate(cf, coeff, node.weight(), node.get_estimated_error_if_leaf()));
       });
   return get_node()->estimated_error();

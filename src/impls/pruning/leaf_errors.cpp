@@ -10,15 +10,13 @@ namespace {
 
 bool visit(const decision_tree&, unsigned long) { return true; }
 
-using pruning::sum_of_children;
-
 }  // namespace
 
 double decision_tree::set_estimated_error_from_leaf_error() {
   zel::adt::walk(*this, visit, [](decision_tree& tree, unsigned long) {
     decision_node& node = *tree.get_node();
     node.set_estimated_error(tree.get_no_childs() == 0 ? node.get_estimated_error_if_leaf()
-                                                       : sum_of_children(tree));
+                                                       : tree.errors_of_children());
   });
   return get_node()->estimated_error();
 }
@@ -31,7 +29,7 @@ double decision_tree::preprune(double bound) {
       node.set_estimated_error(leaf_error);
       return;
     }
-    const double subtree_error = sum_of_children(tree);
+    const double subtree_error = tree.errors_of_children();
     if (leaf_error <= bound && pruning::is_prepruned(leaf_error, subtree_error)) {
       tree.collapse();
     } else {

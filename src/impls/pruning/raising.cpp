@@ -23,12 +23,4 @@ void raise(decision_tree& tree, unsigned int i, const table& t) {
   tree.replace_with_son(i);
 }
 
-double sum_of_children(const decision_tree& tree) {
-  double sum = 0;
-  for (unsigned int i = 0; i < tree.get_no_childs(); ++i) {
-    sum += tree.get_child(i)->get_node()->estimated_error();
-  }
-  return sum;
-}
-
 }  // namespace orvik::impls::pruning

@@ -92,9 +92,6 @@ candidate choose(const decision_tree& tree, raising how, tie rule, double limit,
 /// Puts child i of an active node in its place, activated on all cases of the node.
 void raise(decision_tree& tree, unsigned int i, const table& t);
 
-/// Stored errors of the children.
-double sum_of_children(const decision_tree& tree);
-
 /// The visitor of bottom-up pruning. `Strategy` has the state and enter() of a visitor that visits
 /// all nodes, and
 ///   tie_rule                      which of two equal candidates is raised
@@ -118,7 +115,7 @@ struct bottom_up {
     const double leaf = strategy.as_leaf(tree, here);
     tree.get_node()->set_estimated_error(leaf);
     if (tree.get_no_childs() == 0) return false;
-    const double subtree = sum_of_children(tree);
+    const double subtree = tree.errors_of_children();
     // Nothing is estimated where not even a child without errors would be raised.
     const raising asked = strategy.decide(leaf, subtree, 0) == fate::raise ? how : raising::none;
     const candidate best = choose(tree, asked, Strategy::tie_rule, strategy.limit(leaf, subtree),

@@ -34,6 +34,12 @@ bool needs_training_cases(model::pruning_strategy strategy) {
   return model::row_of(strategy).raises != raising::none;
 }
 
+bool needs_empty_leaves(model::pruning_strategy strategy) {
+  const model::strategy_row& row = model::row_of(strategy);
+  if (algorithm_of(row.family) == nullptr) return false;
+  return row.family != model::EBP || row.raises != raising::none;
+}
+
 void prune(decision_tree& tree, model::pruning_strategy strategy, const material& with) {
   if (strategy == model::NO_PRUNING) {
     tree.set_estimated_error_from_leaf_error();

@@ -21,6 +21,8 @@ struct material {
 /// Whether the strategy prunes on separate cases, and whether on the training cases at the nodes.
 bool needs_separate_cases(model::pruning_strategy strategy);
 bool needs_training_cases(model::pruning_strategy strategy);
+/// Whether it looks at leaves that no case came to; others do with trees that lack them.
+bool needs_empty_leaves(model::pruning_strategy strategy);
 
 /// Pre-prunes and prunes one tree. Strategies without a family only pre-prune, NO_PRUNING only
 /// stores errors.

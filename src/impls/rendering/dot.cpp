@@ -92,7 +92,7 @@ unsigned long decision_tree::toDOT(const table& t, std::ostream& out, unsigned l
 void dtree::toDOT(std::ostream& out) const {
   require_trees();
   out << "digraph Orvik {\n";
-  for (unsigned long i = 0; i < n_trees(); ++i) get_tree(i).toDOT(*table_, out, 0);
+  for (unsigned long i = 0; i < n_trees(); ++i) get_tree(i)->toDOT(*table_, out, 0);
   out << "}\n";
 }
 

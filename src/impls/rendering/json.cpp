@@ -82,8 +82,9 @@ unsigned version_of(const dtree& model) {
   const ensemble& trees = model.trees();
   bool first = trees.answer() == combination::votes && trees.kind() != ensemble_kind::boosting;
   for (unsigned long i = 0; first && i < trees.n_trees(); ++i) {
+    const std::shared_ptr<const decision_tree> tree = trees.tree(i, /*complete=*/false);
     zel::adt::walk(
-        trees.tree(i),
+        *tree,
         [&first](const decision_tree& at, unsigned long) {
           first = first && (is_leaf(at) || !at.get_node()->test().is_one_value());
           return first;
@@ -202,7 +203,7 @@ void model_writer::write(const dtree& model) {
   write_combination(model.trees());
   key("trees");
   json_.StartArray();
-  for (unsigned long i = 0; i < model.n_trees(); ++i) write_tree(model.get_tree(i));
+  for (unsigned long i = 0; i < model.n_trees(); ++i) write_tree(*model.get_tree(i));
   json_.EndArray();
   json_.EndObject();
   sink_.Put('\n');

@@ -116,7 +116,7 @@ void dtree::toXML(std::ostream& out, const conf_matrix* test) const {
   out << "<TreeModel modelName=\"" << escaped(name_)
       << "\" functionName=\"classification\" algorithmName=\"" << k_product << "\">\n";
   table_->toXML_mining_schema(out, attributes_.get());
-  for (unsigned long i = 0; i < n_trees(); ++i) get_tree(i).toXML(*table_, out);
+  for (unsigned long i = 0; i < n_trees(); ++i) get_tree(i)->toXML(*table_, out);
   out << "<Extension>\n";
   if (training_cm_) training_cm_->toXML(out, "Training");
   if (test != nullptr) test->toXML(out, "Test");

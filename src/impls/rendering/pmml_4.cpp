@@ -222,7 +222,8 @@ void write_segments(const pmml_writer& writer, const table& t, const dtree& mode
                    : (weighted ? "weightedMajorityVote" : "majorityVote"))
       << "\">\n";
   for (unsigned long i = 0; i < model.n_trees(); ++i) {
-    const decision_tree& tree = model.get_tree(i);
+    const std::shared_ptr<const decision_tree> unpacked = model.get_tree(i);
+    const decision_tree& tree = *unpacked;
     out << "<Segment id=\"" << std::to_string(i + 1);
     if (weighted) out << "\" weight=\"" << zel::text::shortest_decimal(trees.votes(i));
     out << "\">\n<True/>\n<TreeModel";
@@ -251,13 +252,13 @@ void dtree::toPMML(std::ostream& out) const {
   if (votes()) {
     out << " functionName=\"classification\">\n";
   } else {
-    writer.write_tree_attributes(get_tree(0));
+    writer.write_tree_attributes(*get_tree(0));
   }
   writer.write_schema(usable);
   if (votes()) {
     write_segments(writer, *table_, *this, out);
   } else {
-    writer.write_nodes(get_tree(0));
+    writer.write_nodes(*get_tree(0));
   }
   out << "</" << element << ">\n</PMML>\n";
 }

@@ -74,8 +74,9 @@ void dtree::toTEXT(std::ostream& out, unsigned long depth) const {
   }
   out << '\n';
   for (unsigned long i = 0; i < n_trees(); ++i) {
-    if (is_ensemble()) out << "\nTREE (n=" << i << ", size=" << get_tree(i).size() << ")\n";
-    get_tree(i).toTEXT(*table_, out, depth);
+    const std::shared_ptr<const decision_tree> tree = get_tree(i);
+    if (is_ensemble()) out << "\nTREE (n=" << i << ", size=" << tree->size() << ")\n";
+    tree->toTEXT(*table_, out, depth);
     out << '\n';
   }
 }

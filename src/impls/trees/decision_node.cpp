@@ -1,7 +1,9 @@
 #include "impls/trees/decision_node.h"
 
 #include <algorithm>
+#include <bit>
 #include <cassert>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -115,6 +117,28 @@ void decision_node::set_statistics(std::unique_ptr<double[]> distribution, unsig
   n_cases_ = n_cases;
   fraction_ = fraction;
   sum_up(n_codes);
+}
+
+void decision_node::set_statistics(statistics all) {
+  if (status_ == UNDECIDED) status_ = LEAF;
+  distribution_ = std::move(all.by_code);
+  weight_ = all.weight;
+  fraction_ = all.fraction;
+  error_ = all.error;
+  n_cases_ = all.n_cases;
+  leaf_class_ = all.majority;
+}
+
+bool decision_node::is_empty_leaf(unsigned long n_codes) const {
+  const auto is_nothing = [](double x) { return std::bit_cast<std::uint64_t>(x) == 0; };
+  const double* const weights = distribution_.get();
+  return status_ == LEAF && n_cases_ == 0 && leaf_class_ == 0 && is_nothing(weight_) &&
+         is_nothing(fraction_) && is_nothing(error_) && father_ != nullptr &&
+         father_->weight_ > 0 && std::all_of(weights, weights + n_codes, is_nothing);
+}
+
+void decision_node::set_as_empty_leaf(unsigned long n_codes) {
+  set_statistics({std::make_unique<double[]>(n_codes), 0.0, 0.0, 0.0, 0, class_t{0}});
 }
 
 void decision_node::disactivate() {

@@ -145,6 +145,19 @@ class decision_node : private zel::util::nocopy {
   /// Sets the statistics of a node that is built without cases.
   void set_statistics(std::unique_ptr<double[]> distribution, unsigned long n_codes,
                       unsigned long n_cases, double fraction);
+  /// All that a node keeps without cases, but its test.
+  struct statistics {
+    std::unique_ptr<double[]> by_code;
+    double weight, fraction, error;
+    unsigned long n_cases;
+    class_t majority;
+  };
+  /// The same with all of them given; without a test it becomes a leaf.
+  void set_statistics(statistics all);
+  /// Whether it is that of set_as_empty_leaf(), to the last bit, and its father has some weight.
+  bool is_empty_leaf(unsigned long n_codes) const;
+  /// Makes a new node the leaf that no case came to.
+  void set_as_empty_leaf(unsigned long n_codes);
 
  private:
   void measure(const table& t, const split_rules& rules, zel::util::rand_gen* in_order,

@@ -36,6 +36,23 @@ decision_tree* decision_tree::clone(const table& t, decision_node* father) const
   return copy.release();  // to the caller
 }
 
+void decision_tree::add_empty_leaves(unsigned long n_codes) {
+  for (unsigned int i = 0; i < get_no_childs(); ++i) {
+    if (get_child(i) != nullptr) continue;
+    set_child(i, new decision_tree);
+    get_child(i)->set_node(new decision_node(get_node(), i + 1));
+    get_child(i)->get_node()->set_as_empty_leaf(n_codes);
+  }
+}
+
+double decision_tree::errors_of_children() const {
+  double sum = 0;
+  for (unsigned int i = 0; i < get_no_childs(); ++i) {
+    if (get_child(i) != nullptr) sum += get_child(i)->get_node()->estimated_error();
+  }
+  return sum;
+}
+
 unsigned long decision_tree::get_largest_child() const {
   std::vector<double> fractions;
   for (unsigned int i = 0; i < get_no_childs(); ++i) {

@@ -3,6 +3,8 @@
 // evaluation/, pruning in pruning/, text in rendering/.
 //
 // No operation recurses over the tree: it may be as deep as memory allows.
+// A tree that is to be packed may lack the leaves that no case came to: their slots are null. What
+// does with such trees says so.
 // Threads: many readers; growing and pruning own their tree and use workers of their own.
 #pragma once
 
@@ -58,6 +60,11 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
                  const zel::adt::bitmap* usable);
   /// A deep copy with the root node under `father`; the caller deletes it.
   [[nodiscard]] decision_tree* clone(const table& t, decision_node* father) const;
+
+  /// Makes leaves of the branches of the root node that lack one.
+  void add_empty_leaves(unsigned long n_codes);
+  /// Sum of the errors stored in the children. Leaves that no case came to may be missing.
+  double errors_of_children() const;
 
   /// Child of the largest fraction of its father's known weight, the first of equals.
   /// Throws std::runtime_error where there are no children.
@@ -153,11 +160,14 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
 
   // ---- binary form
 
-  /// Writes the nodes, each before its children.
+  /// Writes the nodes, each before its children. Leaves that no case came to may be missing: they
+  /// are written all the same.
   void bin_out(zel::inpout::obinstream& out, const table* t) const;
   /// Reads what bin_out() wrote into an empty tree, its root node under `father`, which is null
-  /// or has a test. Throws std::runtime_error for what does not fit together or the table.
-  void bin_in(zel::inpout::ibinstream& in, const table* t, decision_node* father);
+  /// or has a test. With `complete` clear leaves that no case came to are left out. Throws
+  /// std::runtime_error for what does not fit together or the table.
+  void bin_in(zel::inpout::ibinstream& in, const table* t, decision_node* father,
+              bool complete = true);
 
   /// Makes a leaf of the whole subtree.
   void collapse();

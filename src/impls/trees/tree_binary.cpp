@@ -105,18 +105,37 @@ void decision_node::read_test(ibinstream& in, const table& t) {
 }
 
 void decision_tree::bin_out(obinstream& out, const table* t) const {
-  zel::adt::walk(
-      *this,
-      [&](const decision_tree& tree, unsigned long level) {
-        if (level > 0) out << /*present=*/true;
-        tree.get_node()->bin_out(out, t);
-        out << static_cast<unsigned long>(tree.get_no_childs());
-        return true;
-      },
-      [](const decision_tree&, unsigned long) {});
+  struct step {
+    const decision_tree* tree;
+    unsigned int next;  // the child to write next
+  };
+  std::vector<step> path;
+  const auto begin = [&](const decision_node& node, unsigned int n_children) {
+    node.bin_out(out, t);
+    out << static_cast<unsigned long>(n_children);
+  };
+  begin(*get_node(), get_no_childs());
+  path.push_back({this, 0});
+  while (!path.empty()) {
+    const auto [tree, next] = path.back();
+    if (next == tree->get_no_childs()) {
+      path.pop_back();
+      continue;
+    }
+    const decision_tree* const child = tree->get_child(path.back().next++);
+    out << /*present=*/true;
+    if (child != nullptr) {
+      begin(*child->get_node(), child->get_no_childs());
+      path.push_back({child, 0});
+    } else {
+      decision_node empty(tree->get_node(), next + 1);
+      empty.set_as_empty_leaf(t->n_class_codes());
+      begin(empty, 0);
+    }
+  }
 }
 
-void decision_tree::bin_in(ibinstream& in, const table* t, decision_node* father) {
+void decision_tree::bin_in(ibinstream& in, const table* t, decision_node* father, bool complete) {
   // The trees from the root to the one that is read. Their children wait here until all of them
   // are read, so that the number of children takes no memory before they come.
   struct step {
@@ -145,7 +164,10 @@ void decision_tree::bin_in(ibinstream& in, const table* t, decision_node* father
       continue;
     }
     top.tree->set_capacity(static_cast<unsigned int>(top.n));
-    for (auto& child : top.children) top.tree->push_back_child(child.release());
+    for (auto& child : top.children) {
+      if (!complete && child->get_node()->is_empty_leaf(t->n_class_codes())) child.reset();
+      top.tree->push_back_child(child.release());
+    }
     path.pop_back();
   }
 }

@@ -86,7 +86,7 @@ TEST(model, keeps_nothing_of_the_callers) {
   EXPECT_THAT(text_of(model), testing::HasSubstr("humidity > 75 : no"));
   EXPECT_EQ(model.get_training_table()->n_rows(), 0u);
   EXPECT_EQ(model.get_training_table()->n_columns(), 5u);
-  EXPECT_EQ(model.get_tree(0).get_node()->cases(), nullptr);
+  EXPECT_EQ(model.get_tree(0)->get_node()->cases(), nullptr);
 }
 
 TEST(model, keeps_the_matrix_of_its_trees_as_they_are) {

@@ -39,7 +39,7 @@ TEST(draws, of_a_tree_are_as_many_as_the_cases_and_leave_a_third_out) {
   for (unsigned long i = 0; i < model->n_trees(); ++i) {
     const case_list drawn = model->cases_of_tree(*t, i);
     EXPECT_EQ(drawn.size(), 800);
-    EXPECT_EQ(model->get_tree(i).get_node()->weight(), 800);
+    EXPECT_EQ(model->get_tree(i)->get_node()->weight(), 800);
     std::set<row_t> rows;
     for (const auto& [row, weight] : drawn) rows.insert(row);
     EXPECT_GE(*rows.begin(), 100);
@@ -64,7 +64,8 @@ std::array<unsigned long, 8> roots_by_attribute(bool forest, unsigned long trees
   const auto model = grow_ensemble(*t, {trees, forest, 8});
   std::array<unsigned long, 8> roots{};
   for (unsigned long i = 0; i < trees; ++i) {
-    const decision_node& root = *model->get_tree(i).get_node();
+    const auto tree = model->get_tree(i);
+    const decision_node& root = *tree->get_node();
     if (root.is_split()) ++roots[root.attribute()];
   }
   return roots;
@@ -91,7 +92,7 @@ TEST_P(ensembles, are_tested_by_the_votes_of_their_trees) {
     std::map<code_t, int> votes;
     decision_tree::prediction result;
     for (unsigned long i = 0; i < 7; ++i) {
-      model->get_tree(i).predict_row(*t, row, result, 1.0);
+      model->get_tree(i)->predict_row(*t, row, result, 1.0);
       ++votes[result.first];
     }
     const auto most = std::ranges::max_element(  // the first, which is the lowest, of equals
@@ -102,7 +103,7 @@ TEST_P(ensembles, are_tested_by_the_votes_of_their_trees) {
 
     decision_tree::prediction of_tree;  // one alone answers, with its confidence
     single->predict_row(*t, row, result, 1.0);
-    single->get_tree(0).predict_row(*t, row, of_tree, 1.0);
+    single->get_tree(0)->predict_row(*t, row, of_tree, 1.0);
     ASSERT_EQ(result, of_tree) << row;
     unsure += result.second < 1;
   }

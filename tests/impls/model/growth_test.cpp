@@ -56,7 +56,8 @@ TEST(boosting, of_two_trees_on_golf_is_as_by_hand) {
   ASSERT_EQ(m->n_trees(), 2);
   EXPECT_NEAR(m->trees().votes(0), std::log(9.0 / 5), 1e-12);
   EXPECT_NEAR(m->trees().votes(1), std::log(13.0 / 5), 1e-12);
-  const decision_tree& second = m->get_tree(1);
+  const auto unpacked = m->get_tree(1);
+  const decision_tree& second = *unpacked;
   ASSERT_EQ(second.get_no_childs(), 3);
   EXPECT_NEAR(second.get_node()->weight(), 14, 1e-12);
   EXPECT_NEAR(second.get_node()->class_weight(1), 7, 1e-12);
@@ -123,7 +124,7 @@ TEST(mean_shares, are_those_of_the_trees_whoever_asks) {
       std::vector<double> sums(t->n_class_codes());
       double votes = 0;
       for (unsigned long i = 0; i < model->n_trees(); ++i) {
-        model->get_tree(i).add_row_shares(*t, row, model->trees().votes(i), sums);
+        model->get_tree(i)->add_row_shares(*t, row, model->trees().votes(i), sums);
         votes += model->trees().votes(i);
       }
       decision_tree::prediction found;

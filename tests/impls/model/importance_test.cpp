@@ -92,7 +92,8 @@ TEST(permutation_importance, of_noise_is_about_nothing) {
 TEST(changed_rows, are_predicted_as_their_codes_would_be) {
   const auto t = mixed_table(300, 3, /*weighted=*/false);
   const auto model = grow_ensemble(*t, {1, false, 1});
-  const decision_tree& tree = model->get_tree(0);
+  const auto unpacked = model->get_tree(0);
+  const decision_tree& tree = *unpacked;
   for (row_t row = 0; row < t->n_rows(); ++row) {
     const auto a = static_cast<unsigned int>(row % t->n_attributes());
     const code_t code = t->column_of(a).get_row_index(t->n_rows() - 1 - row);

@@ -81,7 +81,7 @@ TEST_P(every_strategy, leaves_its_errors_and_the_statistics_of_the_cases_and_no_
       const double e = node.get_estimated_error_if_leaf();
       const double leaf = is_ebp() ? e + decision_tree::add_errs(k_cf, coeff, node.weight(), e) : e;
       const bool inner = at.get_no_childs() > 0;
-      EXPECT_EQ(node.estimated_error(), inner ? pruning::sum_of_children(at) : leaf);
+      EXPECT_EQ(node.estimated_error(), inner ? at.errors_of_children() : leaf);
       EXPECT_EQ(node.is_split(), inner);
       EXPECT_FALSE(node.is_active());
       EXPECT_EQ(node.cases(), nullptr);
@@ -203,7 +203,7 @@ TEST(models, prune_with_the_cases_as_growing_left_them) {
         pruning::prune(*tree, strategy, {*t, 0.9, nullptr});
         return exact_text_of(*tree, *t);
       };
-      EXPECT_EQ(exact_text_of(m.get_tree(0), *t), expected(true)) << seed;
+      EXPECT_EQ(exact_text_of(*m.get_tree(0), *t), expected(true)) << seed;
       other_order += expected(false) != expected(true);
     }
   }
