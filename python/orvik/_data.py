@@ -138,7 +138,8 @@ def _series_column(name, series):
         categories = series.cat.categories
         codes = np.asarray(series.cat.codes)
         if categories.dtype.kind in "iuf" and not series.cat.ordered:  # numbers stay numbers
-            table = np.append(native(categories.to_numpy()), categories.dtype.type(0))
+            plain = getattr(categories.dtype, "numpy_dtype", categories.dtype)
+            table = np.append(native(categories.to_numpy(dtype=plain)), plain.type(0))
             return Column(name, table[codes], codes < 0 if (codes < 0).any() else None, None, "category")
         if categories.dtype.kind in "mM":
             _refuse_type(name, categories.dtype)

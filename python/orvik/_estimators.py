@@ -20,6 +20,8 @@ from ._tree import Tree, plot
 PRUNINGS = ("none", "pre", "ebp", "ebpg", "ebpa", "pep", "pepg", "pepa",
             "rep", "repg", "repa", "mep", "mepg", "mepa")
 _MOST_SEEDS = 2**31 - 1
+# Stands beside a class that is the only one.
+NO_OTHER = "(no other class)"
 
 # What every learner has.
 _CONSTRAINTS = {
@@ -35,6 +37,7 @@ _CONSTRAINTS = {
     "random_cuts": ["boolean"],
     "categorical_features": ["array-like", StrOptions({"from_dtype"}), None],
     "class_weight": [dict, StrOptions({"balanced"}), None],
+    "rescale_weights": ["boolean", StrOptions({"auto"})],
     "random_state": ["random_state"],
     "n_jobs": [None, numbers.Integral],
     "verbose": ["verbose"],
@@ -115,7 +118,7 @@ def class_column(name, classes, places):
     """The column of the classes; a class alone gets another one beside it, which no row has."""
     texts = [_data.text_of(c, ordered=len(classes) == 1) for c in classes]
     if len(classes) == 1:
-        texts.append("(no other class)")
+        texts.append(NO_OTHER)
         return Column(name, places, None, texts, "ordered")
     whole = classes.dtype.kind in "iu" or (classes.dtype.kind == "f" and (classes == np.floor(classes)).all())
     if whole and np.abs(classes).max() < 2**31 - 1:
@@ -183,11 +186,17 @@ def training_table(estimator, X, y, sample_weight, reset=True):
     names = [c.name for c in columns]
     described = [(c.name, _data.type_of(c), "discrete" if c.kind == "category" else "continuous", *c.parts())
                  for c in columns]
+    rescale = False
     if weights is not None and (weights[kept] != 1).any():
-        described.append((free_name("sample_weight", names), "double", "weights", weights, None, None))
+        rescale = estimator.rescale_weights
+        if rescale == "auto":
+            rescale = bool((weights[kept] % 1 != 0).any())
+        name = str(getattr(sample_weight, "name", None) or "sample_weight")
+        described.append((free_name(name, names), "double", "weights", weights, None, None))
     last = class_column(free_name(named_target(y), names), classes, all_places)
     described.append((last.name, _data.type_of(last), "class", *last.parts()))
-    table = _orvik.Table.make(type(estimator).__name__, described, n, rows, _data.n_workers(estimator.n_jobs))
+    table = _orvik.Table.make(type(estimator).__name__, described, n, rows, bool(rescale),
+                              _data.n_workers(estimator.n_jobs))
     return table, classes
 
 
@@ -234,7 +243,7 @@ class _Learner(ClassifierMixin, BaseEstimator):
         settings = settings_of(self, **self._ensemble_settings())
         with progress_of(self, settings["n_trees"]) as progress:
             self.model_ = _orvik.Model.grow(table, settings, progress)
-        self._learn_schema(classes)
+        self._learn_schema(classes, isinstance(X, Table))
         if getattr(self, "oob_score", False):
             errors = self.model_.oob_errors(table)
             self.oob_score_ = 1 - errors[-1] if errors else float("nan")
@@ -244,7 +253,8 @@ class _Learner(ClassifierMixin, BaseEstimator):
         """As the program's -rf, -bo and -ba: trees of draws are bagged ones, however they are grown."""
         if self._kind == "tree":
             return {}
-        how = {"kind": self._kind, "n_trees": int(self.n_estimators), "soft": self.voting == "soft"}
+        how = {"kind": self._kind, "n_trees": int(self.n_estimators), "soft": self.voting == "soft",
+               "share": 0.8, "replace": False}  # what -bo notes, without a use for it
         if self._kind == "bagging":
             if not self.bootstrap and self.max_samples > 1:
                 raise ValueError("max_samples must be at most 1 where bootstrap is False; got "
@@ -253,8 +263,8 @@ class _Learner(ClassifierMixin, BaseEstimator):
                        balanced=bool(self.balanced))
         return how
 
-    def _learn_schema(self, classes):
-        """What predicting has to know of the model's columns and classes."""
+    def _learn_schema(self, classes, coded):
+        """What predicting has to know of the model's columns and classes, `coded`: as it numbers them."""
         columns = self.model_.columns()
         attributes = [i for i, c in enumerate(columns) if c["role"] not in ("class", "weights")]
         inputs = [a for a, i in enumerate(attributes) if columns[i]["input"]]
@@ -263,14 +273,13 @@ class _Learner(ClassifierMixin, BaseEstimator):
         self.n_classes_ = len(classes)
         target = next(i for i, c in enumerate(columns) if c["role"] == "class")
         values = self.model_.values(target)
-        by_value = {v: code for code, v in enumerate(values)}
-        if columns[target]["numeric"]:
-            order = [by_value.get(c.item() if hasattr(c, "item") else c) for c in classes]
-        else:
+        if not coded:  # the model has the texts of the classes in its own order
+            by_value = {v: code for code, v in enumerate(values)}
             ordered = columns[target]["ordered"]
-            texts = [_data.text_of(c, ordered).encode(errors="surrogateescape") for c in classes]
-            order = [by_value.get(t, by_value.get(str(c).encode(errors="surrogateescape")))
-                     for t, c in zip(texts, classes)]
+            order = [by_value[c.item() if columns[target]["numeric"] else
+                              _data.text_of(c, ordered).encode(errors="surrogateescape")] for c in classes]
+        else:
+            order = range(len(classes))
         self._class_places = np.array(order)
         self._attributes = (len(attributes), inputs, [columns[attributes[a]]["numeric"] for a in inputs],
                             [bool(columns[attributes[a]]["ordered"]) for a in inputs])
@@ -525,6 +534,9 @@ class TreeClassifier(_Learner):
         Numbers to be taken as categories, beside those that their dtypes say are.
     class_weight : dict or "balanced", optional
         Weights by class, times `sample_weight`.
+    rescale_weights : "auto" or bool, default="auto"
+        Whether weights are scaled to sum to the number of rows, as the programs do without
+        ``-norescale``. "auto": not if all are whole: a weight of 3 is then the row three times.
     random_state : int, RandomState instance or None, default=None
         Of the random draws; an integer draws as ``-seed`` does.
     n_jobs : int, optional
@@ -552,16 +564,16 @@ class TreeClassifier(_Learner):
     >>> tree = orvik.TreeClassifier().fit(table)
     >>> print(tree.score(table))
     1.0
-    >>> print(tree.to_text().split("\\n")[0].strip())
-    outlook = overcast: yes (4.0)
+    >>> print(tree.tree_.test[1:4])
+    ['outlook = overcast', 'outlook = rainy', 'windy = false']
     """
 
     _parameter_constraints = _CONSTRAINTS
 
     def __init__(self, *, split="gain_ratio", pruning="ebp", min_weight=2.0, max_depth=None,
                  confidence=0.25, max_features=None, free=False, binary=False, random_cuts=False,
-                 categorical_features="from_dtype", class_weight=None, random_state=None, n_jobs=None,
-                 verbose=0, progress=None):
+                 categorical_features="from_dtype", class_weight=None, rescale_weights="auto",
+                 random_state=None, n_jobs=None, verbose=0, progress=None):
         self.split = split
         self.pruning = pruning
         self.min_weight = min_weight
@@ -573,6 +585,7 @@ class TreeClassifier(_Learner):
         self.random_cuts = random_cuts
         self.categorical_features = categorical_features
         self.class_weight = class_weight
+        self.rescale_weights = rescale_weights
         self.random_state = random_state
         self.n_jobs = n_jobs
         self.verbose = verbose
@@ -598,7 +611,7 @@ class BaggingClassifier(_Learner):
         Whether to find `oob_score_`: the accuracy on each row of the trees that did not draw it.
     split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts
         As of :class:`TreeClassifier`.
-    categorical_features, class_weight, random_state, n_jobs, verbose, progress
+    categorical_features, class_weight, rescale_weights, random_state, n_jobs, verbose, progress
         As of :class:`TreeClassifier`.
 
     Attributes
@@ -616,7 +629,7 @@ class BaggingClassifier(_Learner):
                  balanced=False, oob_score=False, split="gain_ratio", pruning="ebp", min_weight=2.0,
                  max_depth=None, confidence=0.25, max_features=None, free=False, binary=False,
                  random_cuts=False, categorical_features="from_dtype", class_weight=None,
-                 random_state=None, n_jobs=None, verbose=0, progress=None):
+                 rescale_weights="auto", random_state=None, n_jobs=None, verbose=0, progress=None):
         self.n_estimators = n_estimators
         self.voting = voting
         self.max_samples = max_samples
@@ -634,6 +647,7 @@ class BaggingClassifier(_Learner):
         self.random_cuts = random_cuts
         self.categorical_features = categorical_features
         self.class_weight = class_weight
+        self.rescale_weights = rescale_weights
         self.random_state = random_state
         self.n_jobs = n_jobs
         self.verbose = verbose
@@ -655,7 +669,7 @@ class ForestClassifier(BaggingClassifier):
         As of :class:`BaggingClassifier`.
     split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts
         As of :class:`TreeClassifier`.
-    categorical_features, class_weight, random_state, n_jobs, verbose, progress
+    categorical_features, class_weight, rescale_weights, random_state, n_jobs, verbose, progress
         As of :class:`TreeClassifier`.
 
     Examples
@@ -671,14 +685,14 @@ class ForestClassifier(BaggingClassifier):
                  balanced=False, oob_score=False, split="gain_ratio", pruning="none", min_weight=1.0,
                  max_depth=None, confidence=0.25, max_features="sqrt", free=True, binary=True,
                  random_cuts=False, categorical_features="from_dtype", class_weight=None,
-                 random_state=None, n_jobs=None, verbose=0, progress=None):
+                 rescale_weights="auto", random_state=None, n_jobs=None, verbose=0, progress=None):
         super().__init__(n_estimators=n_estimators, voting=voting, max_samples=max_samples,
                          bootstrap=bootstrap, balanced=balanced, oob_score=oob_score, split=split,
                          pruning=pruning, min_weight=min_weight, max_depth=max_depth,
                          confidence=confidence, max_features=max_features, free=free, binary=binary,
                          random_cuts=random_cuts, categorical_features=categorical_features,
-                         class_weight=class_weight, random_state=random_state, n_jobs=n_jobs,
-                         verbose=verbose, progress=progress)
+                         class_weight=class_weight, rescale_weights=rescale_weights,
+                         random_state=random_state, n_jobs=n_jobs, verbose=verbose, progress=progress)
 
 
 class BoostClassifier(_Learner):
@@ -692,7 +706,7 @@ class BoostClassifier(_Learner):
         As of :class:`BaggingClassifier`.
     split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts
         As of :class:`TreeClassifier`; by default as a forest's trees, of a least weight of 2.
-    categorical_features, class_weight, random_state, n_jobs, verbose, progress
+    categorical_features, class_weight, rescale_weights, random_state, n_jobs, verbose, progress
         As of :class:`TreeClassifier`.
     """
 
@@ -702,7 +716,7 @@ class BoostClassifier(_Learner):
     def __init__(self, *, n_estimators=100, voting="soft", split="gain_ratio", pruning="none",
                  min_weight=2.0, max_depth=None, confidence=0.25, max_features="sqrt", free=True,
                  binary=True, random_cuts=False, categorical_features="from_dtype", class_weight=None,
-                 random_state=None, n_jobs=None, verbose=0, progress=None):
+                 rescale_weights="auto", random_state=None, n_jobs=None, verbose=0, progress=None):
         self.n_estimators = n_estimators
         self.voting = voting
         self.split = split
@@ -716,6 +730,7 @@ class BoostClassifier(_Learner):
         self.random_cuts = random_cuts
         self.categorical_features = categorical_features
         self.class_weight = class_weight
+        self.rescale_weights = rescale_weights
         self.random_state = random_state
         self.n_jobs = n_jobs
         self.verbose = verbose
@@ -745,5 +760,5 @@ def load_model(path, *, n_jobs=None):
     made.feature_names_in_ = np.array([c["name"].decode(errors="backslashreplace") for c in columns
                                        if c["input"] and c["role"] not in ("class", "weights")], dtype=object)
     values = model.values(next(i for i, c in enumerate(columns) if c["role"] == "class"))
-    made._learn_schema(class_values([v for v in values if v != b"(no other class)"]))
+    made._learn_schema(class_values([v for v in values if v != NO_OTHER.encode()]), coded=True)
     return made

@@ -29,7 +29,7 @@ class FeatureSearch(SelectorMixin, BaseEstimator):
         Seconds after which a search ends with the best set so far (``-fslimit``).
     split, pruning, min_weight, max_depth, confidence
         Of the trees, as of :class:`TreeClassifier`.
-    categorical_features, class_weight, random_state, n_jobs, verbose, progress
+    categorical_features, class_weight, rescale_weights, random_state, n_jobs, verbose, progress
         As of :class:`TreeClassifier`.
 
     Attributes
@@ -53,7 +53,7 @@ class FeatureSearch(SelectorMixin, BaseEstimator):
     _parameter_constraints = {
         **{name: _CONSTRAINTS[name] for name in
            ("split", "min_weight", "max_depth", "confidence", "categorical_features", "class_weight",
-            "random_state", "n_jobs", "verbose", "progress")},
+            "rescale_weights", "random_state", "n_jobs", "verbose", "progress")},
         "pruning": [StrOptions({"none", "pre", "ebp", "ebpg", "ebpa", "pep", "pepg", "pepa"})],
         "method": [StrOptions({"acceptable", "exhaustive", "forward", "backward", "fast-backward"})],
         "within": [Interval(numbers.Real, 0, 100, closed="both")],
@@ -64,7 +64,8 @@ class FeatureSearch(SelectorMixin, BaseEstimator):
 
     def __init__(self, *, method="acceptable", within=1.0, limit=None, split="gain_ratio", pruning="ebp",
                  min_weight=2.0, max_depth=None, confidence=0.25, categorical_features="from_dtype",
-                 class_weight=None, random_state=None, n_jobs=None, verbose=0, progress=None):
+                 class_weight=None, rescale_weights="auto", random_state=None, n_jobs=None, verbose=0,
+                 progress=None):
         self.method = method
         self.within = within
         self.limit = limit
@@ -75,6 +76,7 @@ class FeatureSearch(SelectorMixin, BaseEstimator):
         self.confidence = confidence
         self.categorical_features = categorical_features
         self.class_weight = class_weight
+        self.rescale_weights = rescale_weights
         self.random_state = random_state
         self.n_jobs = n_jobs
         self.verbose = verbose

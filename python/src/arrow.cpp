@@ -152,11 +152,13 @@ class column_reader {
   py::array numbers(const py::dtype& type) const {
     const auto size = static_cast<std::size_t>(type.itemsize());
     const auto first_of = [&](const arrow_array& a, std::int64_t from) {
-      return static_cast<const char*>(a.buffers[1]) + static_cast<std::size_t>(a.offset + from) * size;
+      return static_cast<const char*>(a.buffers[1]) +
+             static_cast<std::size_t>(a.offset + from) * size;
     };
     if (batches_.size() == 1) {
       const batch& only = batches_[0];
-      const py::capsule keeper(new batch(only), [](void* held) { delete static_cast<batch*>(held); });
+      const py::capsule keeper(new batch(only),
+                               [](void* held) { delete static_cast<batch*>(held); });
       return py::array(type, py::array::ShapeContainer{n_},
                        py::array::StridesContainer{static_cast<std::int64_t>(size)},
                        first_of(*only->children[place_], only->offset), keeper);
@@ -265,8 +267,7 @@ py::list columns_of(const arrow_schema& schema, const std::vector<batch>& batche
 py::list arrow_columns(const py::object& from) {
   if (py::hasattr(from, "__arrow_c_stream__")) {
     const py::object capsule = from.attr("__arrow_c_stream__")();
-    owned<arrow_array_stream> stream(
-        in_capsule<arrow_array_stream>(capsule, "arrow_array_stream"));
+    owned<arrow_array_stream> stream(in_capsule<arrow_array_stream>(capsule, "arrow_array_stream"));
     owned<arrow_schema> schema;
     if (stream.get_schema(&stream, &schema) != 0) {
       throw py::value_error("the Arrow stream has no schema");

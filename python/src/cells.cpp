@@ -12,15 +12,17 @@ cell_array::kind kind_of(const py::dtype& type) {
     long size;
     cell_array::kind is;
   };
-  constexpr row k_rows[] = {
-      {'b', 1, cell_array::UINT8},  {'i', 1, cell_array::INT8},   {'i', 2, cell_array::INT16},
-      {'i', 4, cell_array::INT32},  {'i', 8, cell_array::INT64},  {'u', 1, cell_array::UINT8},
-      {'u', 2, cell_array::UINT16}, {'u', 4, cell_array::UINT32}, {'u', 8, cell_array::UINT64},
-      {'f', 4, cell_array::FLOAT},  {'f', 8, cell_array::DOUBLE}, {'f', 16, cell_array::LONG_DOUBLE}};
+  constexpr row k_rows[] = {{'b', 1, cell_array::UINT8},  {'i', 1, cell_array::INT8},
+                            {'i', 2, cell_array::INT16},  {'i', 4, cell_array::INT32},
+                            {'i', 8, cell_array::INT64},  {'u', 1, cell_array::UINT8},
+                            {'u', 2, cell_array::UINT16}, {'u', 4, cell_array::UINT32},
+                            {'u', 8, cell_array::UINT64}, {'f', 4, cell_array::FLOAT},
+                            {'f', 8, cell_array::DOUBLE}, {'f', 16, cell_array::LONG_DOUBLE}};
   for (const row& r : k_rows) {
     if (r.kind == type.kind() && r.size == type.itemsize()) return r.is;
   }
-  throw py::value_error("cells of the dtype " + py::str(static_cast<const py::object&>(type)).cast<std::string>());
+  throw py::value_error("cells of the dtype " +
+                        py::str(static_cast<const py::object&>(type)).cast<std::string>());
 }
 
 }  // namespace

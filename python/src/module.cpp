@@ -35,8 +35,10 @@ Enum named(const std::map<std::string, Enum>& all, const std::string& name) {
 }
 
 const std::map<std::string, model_enums::column_role> k_roles = {
-    {"discrete", model_enums::DISCRETE}, {"continuous", model_enums::CONTINUOUS},
-    {"class", model_enums::CLASS},       {"weights", model_enums::WEIGHTS},
+    {"discrete", model_enums::DISCRETE},
+    {"continuous", model_enums::CONTINUOUS},
+    {"class", model_enums::CLASS},
+    {"weights", model_enums::WEIGHTS},
     {"ignore", model_enums::IGNORE}};
 const std::map<std::string, model_enums::split_type> k_splits = {
     {"gain_ratio", model_enums::GAIN_RATIO},
@@ -101,7 +103,7 @@ class held_table {
 
   /// `columns`: tuples of name, type, role, values, unknown ones, texts; `rows` None or numbers.
   static std::unique_ptr<held_table> made(const std::string& name, const py::list& columns,
-                                          unsigned long n, const py::object& rows,
+                                          unsigned long n, const py::object& rows, bool rescale,
                                           unsigned long workers) {
     auto made = std::make_unique<held_table>(workers);
     py::list parts;
@@ -109,7 +111,8 @@ class held_table {
     for (const py::handle each : columns) {
       const auto c = each.cast<py::tuple>();
       parts.append(py::make_tuple(c[3], c[4], c[5]));
-      all.push_back({c[0].cast<std::string>(), c[1].cast<std::string>(),
+      all.push_back({c[0].cast<std::string>(),
+                     c[1].cast<std::string>(),
                      named(k_roles, c[2].cast<std::string>()),
                      {}});
     }
@@ -125,6 +128,7 @@ class held_table {
     run_watched(made->run_, py::none(), [&] {
       all_rows ? made->table_->load_columns(all, n, k_unknown_text)
                : made->table_->load_columns(all, listed, k_unknown_text);
+      if (rescale) made->table_->rescale_weights();
     });
     return made;
   }
@@ -205,8 +209,7 @@ class held_model {
     model.set_fs(named(k_searches, setting<std::string>(how, "method")),
                  setting<double>(how, "within"));
     if (const auto limit = setting<double>(how, "limit"); limit > 0) model.set_fs_limit(limit);
-    run_watched(made.run_, progress,
-                [&] { model.feature_selection(&on.get(), nullptr, nullptr); });
+    run_watched(made.run_, progress, [&] { model.feature_selection(&on.get(), nullptr, nullptr); });
     const orvik::feature_search done = model.get_search();
     py::dict facts;
     facts["error"] = done.error;
@@ -294,8 +297,8 @@ class held_model {
     std::vector<orvik::attribute_importance> all;
     {
       const py::gil_scoped_release release;
-      all = training == nullptr ? model_->get_importance()
-                                : model_->get_importance(&training->get());
+      all =
+          training == nullptr ? model_->get_importance() : model_->get_importance(&training->get());
     }
     const auto n = static_cast<py::ssize_t>(model_->get_schema().n_attributes());
     py::array_t<double> gain(n), permutation(n);
@@ -325,7 +328,8 @@ class held_model {
  private:
   void take(dtree* read) {
     model_.reset(read);
-    if (!model_ || model_->get_no_trees() == 0) throw std::runtime_error("it holds no model with trees");
+    if (!model_ || model_->get_no_trees() == 0)
+      throw std::runtime_error("it holds no model with trees");
     model_->use(run_);
   }
 
@@ -342,20 +346,17 @@ class held_model {
     m.set_min_obj(setting<double>(how, "min_weight"));
     m.set_conf_level(setting<double>(how, "confidence"));
     if (!how["max_depth"].is_none()) m.set_max_depth(setting<unsigned long>(how, "max_depth"));
-    m.set_growth({{named(k_draws, setting<std::string>(how, "draw")),
-                   setting<double>(how, "draw_amount")},
-                  setting<bool>(how, "free"),
-                  setting<bool>(how, "random_cuts"),
-                  setting<bool>(how, "one_value")});
+    m.set_growth(
+        {{named(k_draws, setting<std::string>(how, "draw")), setting<double>(how, "draw_amount")},
+         setting<bool>(how, "free"),
+         setting<bool>(how, "random_cuts"),
+         setting<bool>(how, "one_value")});
     const auto kind = setting<std::string>(how, "kind");
     const auto n = setting<unsigned long>(how, "n_trees");
-    if (kind == "boosting") {
-      m.set_boosting(n);
-    } else if (kind != "tree") {
-      m.set_forest(kind == "forest", kind == "bagging", n);
-      m.set_resampling({setting<double>(how, "share"), setting<bool>(how, "replace"),
-                        setting<bool>(how, "balanced")});
-    }
+    if (kind == "boosting") m.set_boosting(n);
+    if (kind == "bagging") m.set_forest(/*forest=*/false, /*bagging=*/true, n);
+    m.set_resampling({setting<double>(how, "share"), setting<bool>(how, "replace"),
+                      setting<bool>(how, "balanced")});
     m.set_combination(setting<bool>(how, "soft") ? orvik::combination::shares
                                                  : orvik::combination::votes);
     m.set_keep_training_cm(setting<bool>(how, "keep_matrix"));
@@ -370,7 +371,8 @@ class held_model {
 
   std::vector<tree_walker> walkers() const {
     std::vector<tree_walker> all;
-    for (unsigned long i = 0; i < model_->get_no_trees(); ++i) all.emplace_back(model_->get_tree(i));
+    for (unsigned long i = 0; i < model_->get_no_trees(); ++i)
+      all.emplace_back(model_->get_tree(i));
     return all;
   }
 
@@ -473,23 +475,27 @@ PYBIND11_MODULE(_orvik, m) {
               const std::string& relation) {
              return py::bytes(held.form(name, tree, depth, relation));
            })
-      .def("tree", [](const held_model& held, unsigned long i) { return tree_arrays(held.get(), i); })
+      .def("tree",
+           [](const held_model& held, unsigned long i) { return tree_arrays(held.get(), i); })
       .def("columns", [](const held_model& held) { return described(held.get().get_schema()); })
-      .def("values",
-           [](const held_model& held, unsigned long i) {
-             return values_of(held.get().get_schema(), i);
-           })
+      .def("values", [](const held_model& held,
+                        unsigned long i) { return values_of(held.get().get_schema(), i); })
       .def("settings", [](const held_model& held) { return held.get().get_settings(); })
       .def("votes", [](const held_model& held, unsigned long i) { return held.get().get_votes(i); })
       .def_property_readonly("name", [](const held_model& held) { return held.get().get_name(); })
-      .def_property_readonly("n_trees", [](const held_model& held) { return held.get().get_no_trees(); })
+      .def_property_readonly("n_trees",
+                             [](const held_model& held) { return held.get().get_no_trees(); })
       .def_property_readonly("size", [](const held_model& held) { return held.get().size(); })
       .def_property_readonly("leaves", [](const held_model& held) { return held.get().leaves(); })
       .def_property_readonly("depth", [](const held_model& held) { return held.get().depth(); })
-      .def_property_readonly("seconds", [](const held_model& held) { return held.get().get_elapsed(); })
-      .def_property_readonly("is_ensemble", [](const held_model& held) { return held.get().is_ensemble(); })
-      .def_property_readonly("is_boosted", [](const held_model& held) { return held.get().is_boosted(); })
-      .def_property_readonly("has_draws", [](const held_model& held) { return held.get().has_draws(); })
+      .def_property_readonly("seconds",
+                             [](const held_model& held) { return held.get().get_elapsed(); })
+      .def_property_readonly("is_ensemble",
+                             [](const held_model& held) { return held.get().is_ensemble(); })
+      .def_property_readonly("is_boosted",
+                             [](const held_model& held) { return held.get().is_boosted(); })
+      .def_property_readonly("has_draws",
+                             [](const held_model& held) { return held.get().has_draws(); })
       .def_property_readonly("workers", &held_model::workers)
       .def(py::pickle(
           [](const held_model& held) { return py::make_tuple(held.to_bytes(), held.workers()); },

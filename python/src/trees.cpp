@@ -58,7 +58,8 @@ py::dict tree_arrays(const orvik::dtree& model, unsigned long tree) {
   all["parent"] = parent;
   all["depth"] = level;
   all["test"] = tests;
-  all["n_children"] = by_node<std::int64_t>(nodes, [](const tree_node& n) { return n.n_children(); });
+  all["n_children"] =
+      by_node<std::int64_t>(nodes, [](const tree_node& n) { return n.n_children(); });
   all["feature"] = with_test([](const tree_node& n) { return n.attribute(); });
   all["threshold"] = by_node<double>(nodes, threshold_of);
   all["predicted"] =
@@ -112,9 +113,10 @@ std::int64_t tree_walker::leaf_of(const std::uint32_t* codes) const {
       return nodes_[static_cast<std::size_t>(i)].weight;
     };
     at = child >= 0 ? child
-                    : *std::max_element(
-                          here.children.begin(), here.children.end(),
-                          [&](std::int64_t a, std::int64_t b) { return weight_of(a) < weight_of(b); });
+                    : *std::max_element(here.children.begin(), here.children.end(),
+                                        [&](std::int64_t a, std::int64_t b) {
+                                          return weight_of(a) < weight_of(b);
+                                        });
   }
   return at;
 }
