@@ -2,6 +2,7 @@
 
 import numbers
 import os
+import sys
 
 import numpy as np
 from sklearn.utils import check_array
@@ -77,7 +78,12 @@ def _refuse_type(name, dtype):
 
 
 def _places(cells):
-    """Places of the cells among their different values, and these."""
+    """Places of the cells among their different values, and these; by pandas, where it is in use."""
+    pandas = sys.modules.get("pandas")
+    if pandas is not None and isinstance(cells, np.ndarray):
+        found, values = pandas.factorize(cells)
+        return (found, [*values]) if (found >= 0).all() else (np.where(found < 0, len(values), found),
+                                                              [*values, None])
     places, found = {}, np.empty(len(cells), np.int64)
     for i, value in enumerate(cells):
         found[i] = places.setdefault((value.__class__, value) if value == value else None, len(places))

@@ -24,7 +24,7 @@ def main(folder, orvcmd):
                "--doctest-glob=*.md", "tests/python", "docs/python.md", os.path.join(folder, "orvik")]]
     if importlib.util.find_spec("mypy") is not None:
         checks.append([sys.executable, "-m", "mypy", "--cache-dir", os.path.join(folder, ".mypy"),
-                       "--no-error-summary", os.path.join(ROOT, "tests", "python", "typed_program.py")])
+                       "--strict", "--no-error-summary", os.path.join(ROOT, "tests", "python", "typed_program.py")])
     return max(subprocess.run(check, cwd=ROOT, env=env).returncode for check in checks)
 
 

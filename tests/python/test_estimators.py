@@ -139,6 +139,7 @@ def test_the_class_is_the_first_of_the_largest_shares_also_of_one_class():
         shares = model.predict_proba(frame)
         assert (model.predict(frame) == model.classes_[shares.argmax(axis=1)]).all()
         assert np.allclose(shares.sum(axis=1), 1)
+        assert (estimator.fit(frame[:1], ["only"]).predict_proba(frame[:2]) == 1).all()
         one = estimator.fit(frame, ["only"] * 60)
         assert list(one.classes_) == ["only"] and (one.predict_proba(frame) == 1).all()
 

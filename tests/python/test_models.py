@@ -224,3 +224,9 @@ print(peak() - before)
 """
     done = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, check=True)
     assert float(done.stdout) < 40, done.stdout  # MiB; the numbers take 76, their codes 10
+
+
+def test_random_frames_end_in_models_or_in_errors():
+    import random_frames
+
+    assert random_frames.main(60) == 0
