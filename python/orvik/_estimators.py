@@ -606,7 +606,7 @@ class BaggingClassifier(_Learner):
     bootstrap : bool, default=True
         A row may be drawn again (else ``-noreplace``).
     balanced : bool, default=False
-        The classes are drawn equally often (``-balanced``).
+        The classes are drawn equally often (``-balance``).
     oob_score : bool, default=False
         Whether to find `oob_score_`: the accuracy on each row of the trees that did not draw it.
     split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts
