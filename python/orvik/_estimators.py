@@ -89,7 +89,10 @@ def settings_of(estimator, **more):
 
 
 def checked_weights(sample_weight, n):
-    weights = np.asarray(sample_weight, dtype=np.float64)
+    try:
+        weights = np.asarray(sample_weight, dtype=np.float64)
+    except (TypeError, ValueError) as failure:
+        raise ValueError(f"sample_weight must be numbers: {failure}") from None
     if weights.ndim != 1 or len(weights) != n:
         raise ValueError(f"sample_weight.shape == {weights.shape}, expected {(n,)}!")
     if not np.isfinite(weights).all() or (weights < 0).any():
@@ -110,6 +113,10 @@ def checked_classes(y, n):
         raise ValueError("Input y contains NaN or infinity")
     if y.dtype.kind == "O" and any(_data.is_unknown(v) for v in y):
         raise ValueError("Input y contains NaN or None")
+    if y.dtype.kind == "O" and not any(isinstance(v, (str, bytes)) for v in y):
+        y = np.array(y.tolist())  # of nullable numbers and booleans
+    elif y.dtype.kind == "O" and not all(isinstance(v, str) for v in y):
+        raise TypeError("y must be of one kind: numbers, booleans or texts")
     check_classification_targets(y)
     return y
 
@@ -322,8 +329,8 @@ class _Learner(ClassifierMixin, BaseEstimator):
 
     def predict(self, X):
         """The class of each row: the first of the largest shares."""
-        return self.classes_[np.argmax(self.predict_proba(X), axis=1)] if hasattr(self, "model_") else (
-            check_is_fitted(self, "model_"))
+        shares = self.predict_proba(X)
+        return self.classes_[np.argmax(shares, axis=1)]
 
     def predict_log_proba(self, X):
         """Natural logarithms of the shares; -inf where a class has none."""

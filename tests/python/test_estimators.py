@@ -139,7 +139,7 @@ def test_the_class_is_the_first_of_the_largest_shares_also_of_one_class():
         shares = model.predict_proba(frame)
         assert (model.predict(frame) == model.classes_[shares.argmax(axis=1)]).all()
         assert np.allclose(shares.sum(axis=1), 1)
-        assert (estimator.fit(frame[:1], ["only"]).predict_proba(frame[:2]) == 1).all()
+        assert (estimator.fit(frame[:1], ["only"]).predict_proba(frame[:1]) == 1).all()
         one = estimator.fit(frame, ["only"] * 60)
         assert list(one.classes_) == ["only"] and (one.predict_proba(frame) == 1).all()
 
@@ -157,11 +157,26 @@ def test_the_class_is_the_first_of_the_largest_shares_also_of_one_class():
     ([[1], [2]], [0, 1, 2], ValueError, "inconsistent"),
     ([[1], [2]], None, ValueError, "requires y"),
     ([[1], [2]], [None, "a"], ValueError, "y contains"),
+    ([[1], [2]], pd.Series([1, "a"]), TypeError, "y must be of one kind"),
+    (pd.DataFrame({("a", "b"): [1, 2]}), [0, 1], ValueError, "several levels"),
     ([[1], [2]], [0.5, 1.7], ValueError, "Unknown label type"),
 ])
 def test_what_is_no_table_is_refused(X, y, error, text):
     with pytest.raises(error, match=text.replace("(", r"\(").replace(")", r"\)")):
         orvik.TreeClassifier().fit(X, y)
+
+
+@pytest.mark.parametrize("weights", [["a", "b"], [1], [[1], [2]], [-1, 2], [0, 0], [np.nan, 1], [np.inf, 1]])
+def test_wrong_weights_are_named(weights):
+    with pytest.raises(ValueError, match="sample_weight"):
+        orvik.TreeClassifier().fit([[1], [2]], [0, 1], weights)
+
+
+@pytest.mark.parametrize("kind", ["Int64", "boolean", "string", "category", "float64", "uint8"])
+def test_classes_of_every_dtype_come_back(kind):
+    y = pd.Series([0, 1] * 9).astype("boolean" if kind == "boolean" else kind)
+    model = orvik.TreeClassifier(pruning="none").fit(np.arange(18).reshape(-1, 1) % 2, y)
+    assert (model.predict([[0], [1]]) == np.asarray(y[:2])).all()
 
 
 @pytest.mark.parametrize("estimator, wrong", [
