@@ -1,5 +1,7 @@
 """A tree as arrays, and its picture."""
 
+import re
+
 import numpy as np
 
 
@@ -56,32 +58,47 @@ class Tree:
         return f"<orvik.Tree: {self.node_count} nodes, {leaves} leaves, depth {int(self.depth.max())}>"
 
 
+def _parted(test):
+    """The name of the column, and what is asked of it, numbers without zeros at their ends."""
+    name, relation, value = re.match(r"(.*?) (<=|>|!=|=) (.*)", test, re.DOTALL).groups()
+    try:
+        value = f"{float(value):g}"
+    except ValueError:
+        pass
+    return name, f"{relation} {value}" if relation != "=" else value
+
+
+def _places(tree, shown):
+    """Where nodes stand: leaves side by side from the left, others in the middle of their children."""
+    children = {i: [] for i in shown}
+    for i in shown[1:]:
+        children[int(tree.parent[i])].append(i)
+    x, leaves = {}, sum(not c for c in children.values())
+    for i in reversed(shown):  # children before their parents
+        leaves -= not children[i]
+        x[i] = sum(x[c] for c in children[i]) / len(children[i]) if children[i] else leaves
+    return {i: (x[i], -int(tree.depth[i])) for i in shown}
+
+
 def plot(tree, classes, depth=None, ax=None):
     """Draws a tree on axes of matplotlib: a node in the middle of its children."""
     import matplotlib.pyplot as plt
 
     ax = plt.gca() if ax is None else ax
     shown = [i for i in range(tree.node_count) if depth is None or tree.depth[i] <= depth]
-    children = {i: [] for i in shown}
+    at, asked = _places(tree, shown), {}
     for i in shown[1:]:
-        children[int(tree.parent[i])].append(i)
-    x, leaves = {}, 0
-    for i in reversed(shown):  # children before their parents
-        if not children[i]:
-            x[i], leaves = -leaves, leaves + 1
-        else:
-            x[i] = sum(x[c] for c in children[i]) / len(children[i])
+        above = int(tree.parent[i])
+        asked[above], answer = _parted(tree.test[i])
+        middle = ((at[above][0] + 2 * at[i][0]) / 3, (at[above][1] + 2 * at[i][1]) / 3)
+        ax.plot(*zip(at[above], at[i]), color="0.7", zorder=1, lw=1)
+        ax.annotate(answer, middle, ha="center", va="center", fontsize=7, color="0.3",
+                    bbox={"boxstyle": "round,pad=0.1", "fc": "white", "lw": 0})
     for i in shown:
-        at = (x[i], -int(tree.depth[i]))
-        if i:
-            above = (x[int(tree.parent[i])], -int(tree.depth[tree.parent[i]]))
-            ax.plot(*zip(above, at), color="0.7", zorder=1, lw=1)
-            ax.annotate(tree.test[i], ((above[0] + at[0]) / 2, (above[1] + at[1]) / 2), ha="center",
-                        va="center", fontsize=7, color="0.3")
-        label = classes[tree.predicted[i]] if tree.n_children[i] == 0 else ""
-        ax.annotate(f"{label}\n{tree.weighted_n_node_samples[i]:g}".strip(), at, ha="center", va="center",
-                    fontsize=8, bbox={"boxstyle": "round", "fc": f"C{tree.predicted[i]}", "alpha": 0.3})
-    ax.set_xlim(min(x.values()) - 0.6, max(x.values()) + 0.6)
-    ax.set_ylim(-max(int(tree.depth[i]) for i in shown) - 0.5, 0.5)
+        label = f"{asked.get(i, classes[tree.predicted[i]])}\n{tree.weighted_n_node_samples[i]:g}"
+        ax.annotate(label, at[i], ha="center", va="center", fontsize=7,
+                    bbox={"boxstyle": "round", "fc": f"C{tree.predicted[i]}", "alpha": 0.3})
+    ax.set_xlim(-0.6, max(x for x, _ in at.values()) + 0.6)
+    ax.set_ylim(min(y for _, y in at.values()) - 0.5, 0.5)
     ax.set_axis_off()
     return ax
