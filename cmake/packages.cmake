@@ -1,6 +1,6 @@
 # Debian packages: `cpack --config build/release/CPackConfig.cmake -B build/packages`.
 # orvik has the programs, and with BUILD_SHARED_LIBS the library that they run with; liborvik-dev what
-# other programs are built with.
+# other programs are built with; python3-orvik the Python package.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
@@ -28,11 +28,31 @@ endif()
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Library, headers, CMake package and pkg-config file for programs that
 learn, apply, save and render classification trees.")
 
+set(packages programs:orvik development:liborvik-dev)
+if(TARGET orvik_python)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  list(APPEND packages python:python3-orvik)
+  string(REGEX MATCH "^[0-9]+\\.[0-9]+" python_version "${PYTHON_VERSION_STRING}")
+  string(REGEX MATCH "[0-9]+$" python_minor "${python_version}")
+  math(EXPR python_next "${python_minor} + 1")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-orvik)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= ${python_version}), python3 (<< 3.${python_next}), \
+python3-numpy, python3-scipy, python3-sklearn")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "python3-pandas, python3-matplotlib, python3-tqdm")
+  # Compiled to bytes by the system when it is installed, as all packages of Python modules are.
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/debian/postinst" "${PROJECT_SOURCE_DIR}/cmake/debian/prerm")
+  set(CPACK_COMPONENT_PYTHON_DESCRIPTION "Classification trees by the gain ratio, random forests and boosted trees as
+estimators of scikit-learn: data frames as they are, with categories and
+unknown values, every core, and the model files of the program orvik.")
+endif()
+
 # What the distribution asks of every package.
 add_custom_command(OUTPUT changelog.gz COMMAND ${GZIP} -9nc ${PROJECT_SOURCE_DIR}/CHANGELOG.md > changelog.gz
                    DEPENDS CHANGELOG.md VERBATIM)
 add_custom_target(orvik_package_files ALL DEPENDS changelog.gz)
-foreach(of programs:orvik development:liborvik-dev)
+foreach(of ${packages})
   string(REGEX MATCH "[^:]+" component ${of})
   string(REGEX REPLACE ".*:" "" package ${of})
   set(folder ${CMAKE_INSTALL_DATADIR}/doc/${package})

@@ -7,6 +7,8 @@ build_packages=(g++ cmake ninja-build libtbb-dev zlib1g-dev libisal-dev rapidjso
   libgtest-dev libgmock-dev
   lowdown pkg-config python3 libxml2-utils)
 bench_packages=(libbenchmark-dev)
+python_packages=(pybind11-dev python3-dev python3-sklearn python3-pandas python3-pytest python3-matplotlib
+  python3-imblearn mypy)
 browser_packages=(nodejs npm chromium)
 lint_packages=(clang-format clang-tidy)
 
@@ -69,7 +71,7 @@ build() {
 # sources: every C++ file of the project, one a line.
 sources() {
   local folder folders=()
-  for folder in cmd prep view verbs include src zel tests bench fuzz examples; do
+  for folder in cmd prep view verbs python include src zel tests bench fuzz examples; do
     [ -d "$folder" ] && folders+=("$folder")
   done
   find "${folders[@]}" -name '*.h' -o -name '*.cpp' | sort

@@ -9,6 +9,7 @@
 #include "impls/rendering/description.h"
 #include "orvik/run_context.h"
 #include "zel/inpout/ioconn.h"
+#include "zel/inpout/iomem.h"
 #include "zel/inpout/stream.h"
 #include "zel/util/run_context.h"
 
@@ -70,6 +71,14 @@ zel::inpout::stream open_rows(const std::string& file, char sep, unsigned long w
   constexpr unsigned long k_half_block = 1UL << 17;
   return {
       zel::inpout::ioconn::get_default_input(file, workers), sep, /*owns=*/true, {k_half_block}};
+}
+
+/// Null where none was written.
+std::unique_ptr<impls::dtree> read_model(zel::inpout::ibinstream& in) {
+  if (!in.read_presence()) return nullptr;
+  auto loaded = std::make_unique<impls::dtree>("");
+  in >> *loaded;
+  return loaded;
 }
 
 /// Predictions of cases by their codes; `shares`, which may be null, are appended to.
@@ -284,19 +293,30 @@ void dtree::set_appendix(const std::string& bytes) { impl_->set_appendix(bytes);
 std::string dtree::get_appendix() const { return impl_->appendix(); }
 
 void dtree::toBinary(const std::string& file) const {
-  write_binary(file, [this](zel::inpout::obinstream& out) {
-    out << (impl_ != nullptr);
-    if (impl_) out << *impl_;
-  });
+  write_binary(file, [this](zel::inpout::obinstream& out) { out << true << *impl_; });
 }
 
 dtree* dtree::fromBinary(const std::string& file) {
   std::unique_ptr<impls::dtree> loaded;
-  read_binary(file, "model", [&loaded](zel::inpout::ibinstream& in) {
-    if (!in.read_presence()) return;
-    loaded = std::make_unique<impls::dtree>("");
-    in >> *loaded;
-  });
+  read_binary(file, "model", [&](zel::inpout::ibinstream& in) { loaded = read_model(in); });
+  return loaded ? new dtree(std::move(loaded)) : nullptr;
+}
+
+std::string dtree::to_bytes() const {
+  constexpr unsigned long k_first_room = 1UL << 12;
+  zel::inpout::iomem memory;
+  memory.open(k_first_room);
+  zel::inpout::obinstream out(&memory, /*owns=*/false);
+  out << true << *impl_;
+  return std::string(memory.bytes());
+}
+
+dtree* dtree::from_bytes(const std::string& bytes) {
+  zel::inpout::iomem memory;
+  memory.open(const_cast<char*>(bytes.data()), bytes.size(), bytes.size());  // only read
+  zel::inpout::ibinstream in(&memory, /*owns=*/false);
+  std::unique_ptr<impls::dtree> loaded = read_model(in);
+  in.require_end();
   return loaded ? new dtree(std::move(loaded)) : nullptr;
 }
 

@@ -41,6 +41,16 @@ void table::load_data(const std::string& file, char sep, unsigned long n, std::o
   impl_->load_data(&in, n, log, *run_);
 }
 
+void table::load_columns(const std::vector<column_cells>& columns, unsigned long n,
+                         const std::string& unknown) {
+  impl_->load_columns(columns, impls::cell_rows(n), unknown, *run_);
+}
+
+void table::load_columns(const std::vector<column_cells>& columns, const std::vector<row_t>& rows,
+                         const std::string& unknown) {
+  impl_->load_columns(columns, impls::cell_rows(rows), unknown, *run_);
+}
+
 std::string table::get_name() const { return impl_->name(); }
 schema_view table::get_schema() const { return schema_view(*impl_); }
 unsigned long table::get_no_columns() const { return impl_->n_columns(); }

@@ -253,6 +253,12 @@ class ORVIK_EXPORT dtree {
   /// caller deletes it. It tests, scores and renders as the saved one; to prune it anew by a
   /// strategy that needs training cases is an error. Errors as table::fromBinary().
   [[nodiscard]] static dtree* fromBinary(const std::string& file);
+  /// The same bytes in memory, not compressed; errors name no file.
+  std::string to_bytes() const;
+  [[nodiscard]] static dtree* from_bytes(const std::string& bytes);
+
+  /// For the library's own use.
+  const impls::dtree* get_impl() const { return impl_.get(); }
 
  private:
   std::unique_ptr<impls::dtree> impl_;

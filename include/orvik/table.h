@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "orvik/cells.h"
 #include "orvik/export.h"
 #include "orvik/schema.h"
 
@@ -58,6 +59,16 @@ class ORVIK_EXPORT table {
   /// and column of the earliest, fewer than two classes, no rows, and weights without a positive
   /// and finite sum.
   void load_data(const std::string& file, char sep, unsigned long n, std::ostream* log);
+  /// Takes schema and rows from memory instead: the first n cells of every column, or those that
+  /// `rows` lists. `unknown` is the text that will stand for a missing value. Columns are coded
+  /// side by side; beside the codes memory is needed for those at work only. Throws as the two
+  /// above do; for an infinite number, one that its column's type does not have, a text that no
+  /// cell of a file can hold, naming row, from 1, or text and the column; and for a table that has
+  /// columns.
+  void load_columns(const std::vector<column_cells>& columns, unsigned long n,
+                    const std::string& unknown);
+  void load_columns(const std::vector<column_cells>& columns, const std::vector<row_t>& rows,
+                    const std::string& unknown);
 
   std::string get_name() const;
   /// What its columns are, and the values of its rows.

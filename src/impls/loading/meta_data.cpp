@@ -1,6 +1,7 @@
 // The schema of a table from text: one line a column, three fields a line.
 #include <stdexcept>
 
+#include "impls/loading/new_column.h"
 #include "impls/tables/table.h"
 #include "zel/text/field_split.h"
 #include "zel/text/message.h"
@@ -11,6 +12,8 @@ namespace {
 
 constexpr char k_no_metadata[] = "Reading metadata: no data provider detected.";
 constexpr char k_has_columns[] = "Reading metadata: the table has its columns already";
+
+}  // namespace
 
 std::unique_ptr<column> make_column(const std::string& name, std::string type,
                                     const std::string& role, const std::string& missing_value) {
@@ -24,8 +27,6 @@ std::unique_ptr<column> make_column(const std::string& name, std::string type,
   static_cast<void>(values.release());  // the column has it now
   return made;
 }
-
-}  // namespace
 
 void table::load_meta_data(zel::inpout::stream* in, const std::string& missing_value) {
   if (in == nullptr) throw std::runtime_error(k_no_metadata);

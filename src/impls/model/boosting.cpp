@@ -96,7 +96,8 @@ void dtree::boost(const growing_plan& plan, const case_list* prune_cases) {
       const double error = weight_of(cases, wrong) / n;
       if (i == 0 && error >= 0.5) k = static_cast<double>(std::max(2UL, n_classes_of(t, cases)));
       const bool hopeless = error >= 1 - 1 / k;
-      const double shown = std::max(error, 0.5 / n);
+      const double shown =
+          std::max(error, 0.5 / std::max(n, 2.0));  // of one row too there are votes
       const double votes = std::log((1 - shown) / shown) + std::log(k - 1);
       if (!hopeless) {
         trees_.add(t, std::move(tree), {seed, votes});

@@ -39,6 +39,10 @@ class table : private zel::util::nocopy {
   /// are no columns, or rows or fixed values already; the table is then as before.
   void load_data(zel::inpout::stream* in, unsigned long workers, std::ostream* log,
                  zel::util::run_context& run = zel::util::default_context());
+  /// Takes columns and rows from memory, as the two above take them from files, and with their
+  /// errors; a cell's is named by its row, from 1, and its column. The table is without columns.
+  void load_columns(std::span<const column_cells> columns, const cell_rows& rows,
+                    const std::string& missing_value, zel::util::run_context& run);
   /// Reads a row to classify: the texts of the attributes in order, and the class as the last
   /// element; fields that the line lacks are empty. The weight is read as the C library reads
   /// decimals, 0 from a text that is none; 1.0 where the table or the line has no weight.

@@ -53,6 +53,12 @@ class growing_array {
     return data() + size_ - n;
   }
 
+  /// Keeps the first n elements.
+  void truncate(std::size_t n) {
+    assert(n <= size_);
+    size_ = n;
+  }
+
   void append(std::span<const T> values) {
     std::copy(values.begin(), values.end(), extend(values.size()));
   }

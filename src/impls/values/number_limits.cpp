@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "impls/values/cell_reader.h"
 #include "zel/text/text_word.h"
 
 namespace orvik::impls {
@@ -88,6 +89,22 @@ bool limits_of<T>::place(const cell_batch& cells, std::string_view missing, std:
     }
   }
   return true;
+}
+
+template <class T>
+void limits_of<T>::place_cells(const cell_array& cells, unsigned long first, unsigned long n,
+                               std::uint32_t* codes, std::size_t stride) const {
+  for (unsigned long i = 0; i < n; ++i) codes[i * stride] = k_unknown;
+  visit_cells(cells, [&](const auto& reader) {
+    for (unsigned long i = first; i < first + n; ++i, codes += stride) {
+      const auto value = reader[i];
+      if (is_nan(value) || is_marked_unknown(cells, i)) continue;
+      if (is_infinite(value)) {
+        throw std::runtime_error("an infinite number (row " + std::to_string(i + 1) + ")");
+      }
+      *codes = place_of(number_not_below<T>(value));
+    }
+  });
 }
 
 template class limits_of<int>;

@@ -11,6 +11,7 @@
 
 #include "impls/types.h"
 #include "impls/values/cell_batch.h"
+#include "orvik/cells.h"
 
 namespace orvik::impls {
 
@@ -27,6 +28,10 @@ class number_limits {
   /// unknown value. @return false where a cell is no number of the set's type.
   virtual bool place(const cell_batch& cells, std::string_view missing, std::uint32_t* codes,
                      std::size_t stride) const = 0;
+  /// The same for n cells in memory from `first` on. Throws std::runtime_error for an infinite one,
+  /// with its row.
+  virtual void place_cells(const cell_array& cells, unsigned long first, unsigned long n,
+                           std::uint32_t* codes, std::size_t stride) const = 0;
 };
 
 /// For values that ascend with their codes. A number up to a limit and above the one before takes
@@ -43,6 +48,8 @@ class limits_of : public number_limits {
   bool reads_fast() const override { return std::is_integral_v<T>; }
   bool place(const cell_batch& cells, std::string_view missing, std::uint32_t* codes,
              std::size_t stride) const override;
+  void place_cells(const cell_array& cells, unsigned long first, unsigned long n,
+                   std::uint32_t* codes, std::size_t stride) const override;
 
  private:
   std::uint32_t place_of(T number) const;

@@ -20,6 +20,7 @@
 #include "impls/types.h"
 #include "impls/values/cell_batch.h"
 #include "impls/values/number_limits.h"
+#include "orvik/cells.h"
 #include "zel/util/nocopy.h"
 
 namespace zel::inpout {
@@ -28,6 +29,19 @@ class ibinstream;
 }  // namespace zel::inpout
 
 namespace orvik::impls {
+
+/// Which cells of a column are its rows: the first n, or those listed.
+class cell_rows {
+ public:
+  explicit cell_rows(unsigned long n) : n_(n) {}
+  explicit cell_rows(std::span<const row_t> listed) : n_(listed.size()), listed_(listed.data()) {}
+  unsigned long size() const { return n_; }
+  row_t operator[](unsigned long i) const { return listed_ == nullptr ? i : listed_[i]; }
+
+ private:
+  unsigned long n_;
+  const row_t* listed_ = nullptr;
+};
 
 class o_set : private zel::util::nocopy {
  public:
@@ -104,6 +118,15 @@ class o_set : private zel::util::nocopy {
   /// The final codes of the cells that `thread` kept, in their order, until set_nthreads().
   virtual std::span<const std::uint32_t> kept_codes(unsigned long thread) const;
 
+  /// Takes all values from memory, into a set without any, and freezes it; `codes` receives those
+  /// of the rows. Throws std::runtime_error for cells of another kind, for an infinite number and
+  /// one that the set's type does not have, for an unknown value where none is admitted, with the
+  /// row, and for a text that no file or not the declared order could hold.
+  virtual void load_cells(const cell_array& cells, const cell_rows& rows,
+                          std::vector<std::uint32_t>& codes);
+  /// The code of a number in a frozen set; k_no_code where it is none of the values.
+  virtual code_t code_of_number(long double number) const;
+
   /// Refuses negative numbers from now on (case weights).
   void forbid_negative() { admits_negative_ = false; }
 
@@ -119,6 +142,8 @@ class o_set : private zel::util::nocopy {
  protected:
   /// Whether `text` stands for the unknown value. Throws where that is not admitted.
   bool note_null(std::string_view text);
+  /// Takes notice of an unknown cell. Throws where that is not admitted.
+  void note_unknown(unsigned long row);
   bool admits_negative() const { return admits_negative_; }
 
  private:

@@ -59,6 +59,9 @@ class o_set_typed : public o_set {
   std::unique_ptr<number_limits> limits_at(std::span<const code_t> codes) const override;
   void bin_out(zel::inpout::obinstream& out) const override;
   bool bin_in(zel::inpout::ibinstream& in) override;
+  void load_cells(const cell_array& cells, const cell_rows& rows,
+                  std::vector<std::uint32_t>& codes) override;
+  code_t code_of_number(long double number) const override;
 
   /// Freezes an open set without values over these, which ascend; throws as bin_in(). @return
   /// whether they differ.
@@ -106,6 +109,13 @@ class o_set_typed : public o_set {
   void assign_final_codes(thread_map& map, const std::vector<local_value>& locals) const;
   code_t declared_code(std::string_view text) const;
   void require_frozen(const char* message) const;
+  template <class S>
+  T number_of(S value, unsigned long row) const;
+  void load_numbers(const cell_array& cells, const cell_rows& rows,
+                    std::vector<std::uint32_t>& codes);
+  void load_texts(const cell_array& cells, const cell_rows& rows,
+                  std::vector<std::uint32_t>& codes);
+  std::uint32_t known_code(const std::string& text) const;
   bool may_be_read(const std::vector<T>& values) const;
   void check_code(code_t code) const;
 

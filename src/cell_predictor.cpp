@@ -1,0 +1,33 @@
+#include "orvik/cell_predictor.h"
+
+#include <stdexcept>
+
+#include "impls/model/cell_predictor.h"
+
+namespace orvik {
+
+namespace {
+
+constexpr char k_not_built[] = "the model has no trees";
+
+std::unique_ptr<const impls::cell_predictor> ready(const dtree& model) {
+  if (model.get_no_trees() == 0) throw std::runtime_error(k_not_built);
+  return std::make_unique<impls::cell_predictor>(*model.get_impl());
+}
+
+}  // namespace
+
+cell_predictor::cell_predictor(const dtree& model) : impl_(ready(model)) {}
+cell_predictor::~cell_predictor() = default;
+
+void cell_predictor::predict(const std::vector<cell_array>& attributes, unsigned long n,
+                             double* shares, dtree::unseen_values* unseen) const {
+  impl_->predict(attributes, n, shares, unseen);
+}
+
+void cell_predictor::codes_of(const std::vector<cell_array>& attributes, unsigned long first,
+                              unsigned long n, std::uint32_t* codes) const {
+  impl_->codes_of(attributes, first, n, codes);
+}
+
+}  // namespace orvik

@@ -1,0 +1,186 @@
+// Tables made of columns in memory, and models asked about rows there: as through files.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "orvik/cell_predictor.h"
+#include "orvik/orvik.h"
+#include "support/error_of.h"
+
+namespace {
+
+using orvik::cell_array;
+using orvik::column_cells;
+using orvik::dtree;
+using orvik::table;
+namespace model = orvik::model;
+
+/// Golf as arrays: texts as places in a list, numbers of several types.
+struct golf_arrays {
+  golf_arrays() {
+    for (orvik::row_t row = 0; row < 14; ++row) {
+      sky.push_back(static_cast<signed char>(code(0, row) - 1));
+      heat.push_back(static_cast<short>(number(1, row)));
+      humidity.push_back(number(2, row));
+      windy.push_back(code(3, row) - 1);
+      play.push_back(code(4, row) - 1);
+    }
+  }
+
+  static std::unique_ptr<table> loaded() {
+    auto t = std::make_unique<table>("golf");
+    t->load_meta_data(ORVIK_ROOT "/examples/golf.names", ',', "?");
+    t->load_data(ORVIK_ROOT "/examples/golf.data", ',', 1, nullptr);
+    return t;
+  }
+  long code(unsigned long c, orvik::row_t row) const {
+    return static_cast<long>(golf->get_schema().column(c).code_in(row));
+  }
+  double number(unsigned long c, orvik::row_t row) const {
+    return golf->get_schema().column(c).number(golf->get_schema().column(c).code_in(row));
+  }
+
+  std::vector<column_cells> columns() const {
+    return {{"outlook",
+             "string",
+             model::DISCRETE,
+             {cell_array::INT8, sky.data(), 1, nullptr, 1, &skies}},
+            {"temperature", "integer", model::CONTINUOUS, {cell_array::INT16, heat.data(), 2}},
+            {"humidity", "integer", model::CONTINUOUS, {cell_array::DOUBLE, humidity.data(), 8}},
+            {"windy",
+             "string",
+             model::DISCRETE,
+             {cell_array::INT64, windy.data(), 8, nullptr, 1, &flags}},
+            {"play",
+             "string",
+             model::CLASS,
+             {cell_array::INT64, play.data(), 8, nullptr, 1, &classes}}};
+  }
+
+  std::unique_ptr<table> golf = loaded();
+  std::vector<signed char> sky;
+  std::vector<short> heat;
+  std::vector<double> humidity;
+  std::vector<long> windy, play;
+  std::vector<std::string> skies{"overcast", "rainy", "sunny"}, flags{"false", "true", "maybe"},
+      classes{"no", "yes"};
+};
+
+std::string csv_of(const table& t) {
+  std::ostringstream out;
+  t.toCSV(out, nullptr, true);
+  return out.str();
+}
+
+TEST(columns_in_memory, make_the_table_that_a_file_makes) {
+  const golf_arrays golf;
+  table t("golf"), some("golf");
+  t.load_columns(golf.columns(), 14, "?");
+  EXPECT_EQ(csv_of(t), csv_of(*golf.golf));
+  EXPECT_EQ(t.get_schema().column(3).n_values(), 2u);  // no row has "maybe"
+  some.load_columns(golf.columns(), {3, 3, 0}, "?");
+  EXPECT_EQ(
+      csv_of(some),
+      "outlook,temperature,humidity,windy,play\nrainy,70,96,false,yes\nrainy,70,96,false,yes\n"
+      "sunny,85,85,false,no\n");
+  EXPECT_EQ(error_of([&] { t.load_columns(golf.columns(), 14, "?"); }),
+            "the table has its columns already");
+}
+
+TEST(columns_in_memory, are_refused_where_a_file_would_be) {
+  const double infinity = HUGE_VAL, half = 0.5, negative = -1, nothing = std::nan("");
+  const std::vector<std::string> odd{" a"};
+  struct sample {
+    const char* type;
+    model::column_role role;
+    cell_array cells;
+    const char* error;
+  };
+  const signed char first = 0;
+  const sample samples[] = {
+      {"double",
+       model::CONTINUOUS,
+       {cell_array::DOUBLE, &infinity, 0},
+       "an infinite number (row 1)"},
+      {"integer",
+       model::CONTINUOUS,
+       {cell_array::DOUBLE, &half, 0},
+       "a number that the column's type does not have (row 1)"},
+      {"double", model::WEIGHTS, {cell_array::DOUBLE, &negative, 0}, "a negative weight (row 1)"},
+      {"double",
+       model::WEIGHTS,
+       {cell_array::DOUBLE, &nothing, 0},
+       "an unknown value, which the column does not admit (row 1)"},
+      {"string", model::DISCRETE, {cell_array::DOUBLE, &half, 0}, "numbers in a column of texts"},
+      {"double",
+       model::CONTINUOUS,
+       {cell_array::INT8, &first, 0, nullptr, 1, &odd},
+       "texts in a column of numbers"},
+      {"string",
+       model::DISCRETE,
+       {cell_array::INT8, &first, 0, nullptr, 1, &odd},
+       " a: a text that no cell of a file holds"},
+      {"ostring:b;c",
+       model::CONTINUOUS,
+       {cell_array::INT8, &first, 0, nullptr, 1, &odd},
+       " a: a text that no cell of a file holds"}};
+  const golf_arrays golf;
+  for (const sample& s : samples) {
+    table t("t");
+    const auto load = [&] {
+      t.load_columns({golf.columns()[4], {"x", s.type, s.role, s.cells}}, 14, "?");
+    };
+    EXPECT_EQ(error_of(load), std::string("column x: ") + s.error);
+    EXPECT_EQ(t.get_no_columns(), 0u);
+  }
+}
+
+TEST(rows_in_memory, are_predicted_as_by_their_codes) {
+  const golf_arrays golf;
+  std::vector<unsigned char> unknown(14);
+  unknown[2] = unknown[5] = 1;
+  for (const int kind : {0, 1, 2, 3}) {
+    dtree m("m");
+    if (kind > 0) m.set_forest(false, true, 5);
+    if (kind > 1) m.set_growth(orvik::k_accurate_growth);
+    if (kind > 2) m.set_combination(orvik::combination::shares);
+    m.set_pruning_strategy(model::NO_PRUNING);
+    m.build(golf.golf.get(), nullptr);
+    std::vector<cell_array> cells;
+    for (const column_cells& c : golf.columns()) cells.push_back(c.cells);
+    cells.pop_back();
+    cells[0].unknown = unknown.data();
+    std::vector<double> found(14 * 3), shares;
+    dtree::unseen_values unseen;
+    const orvik::cell_predictor ready(m);
+    ready.predict(cells, 14, found.data(), &unseen);
+    EXPECT_TRUE(unseen.empty());
+    std::vector<orvik::code_t> codes(14 * 4);
+    for (orvik::row_t row = 0; row < 14; ++row) {
+      golf.golf->get_schema().codes_in(row, &codes[row * 4]);
+      if (unknown[row] != 0) codes[row * 4] = orvik::k_unknown;
+    }
+    const std::vector<dtree::prediction> expected = m.predict_codes(codes, 14, shares);
+    const bool by_votes = kind == 1 || kind == 2;
+    for (std::size_t row = 0; row < 14; ++row) {
+      const auto first = found.begin() + static_cast<long>(3 * row);
+      const auto best = static_cast<orvik::code_t>(std::max_element(first, first + 3) - first);
+      EXPECT_EQ(best, expected[row].class_code);
+      const double share = *(first + static_cast<long>(best));
+      EXPECT_DOUBLE_EQ(share, by_votes ? expected[row].confidence : share);
+    }
+    EXPECT_EQ(found, by_votes ? found : shares);
+    const std::unique_ptr<dtree> again(dtree::from_bytes(m.to_bytes()));
+    std::vector<double> later(14 * 3);
+    orvik::cell_predictor(*again).predict(cells, 14, later.data(), nullptr);
+    EXPECT_EQ(later, found);
+  }
+  EXPECT_NE(error_of([] { delete dtree::from_bytes("\1model"); }), "");
+}
+
+}  // namespace
