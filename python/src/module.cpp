@@ -398,7 +398,7 @@ class held_model {
 std::string held_model::form(const std::string& name, unsigned long tree, long depth,
                              const std::string& relation) const {
   const dtree& m = *model_;
-  const orvview::chosen_tree chosen{m, tree};
+  const orvik::view::chosen_tree chosen{m, tree};
   const unsigned long levels = depth < 0 ? orvik::k_all_levels : static_cast<unsigned long>(depth);
   using writer = std::function<void(std::ostream&)>;
   const std::map<std::string, writer> writers = {
@@ -407,15 +407,15 @@ std::string held_model::form(const std::string& name, unsigned long tree, long d
       {"json", [&](std::ostream& out) { m.toJSON(out); }},
       {"pmml", [&](std::ostream& out) { m.toPMML(out); }},
       {"html",
-       [&](std::ostream& out) { orvview::write_html_report(m, m.get_name(), nullptr, out); }},
-      {"cpp", [&](std::ostream& out) { orvview::write_cpp(m, out); }},
-      {"python", [&](std::ostream& out) { orvview::write_python(m, out); }},
-      {"sql", [&](std::ostream& out) { orvview::write_sql(chosen, relation, out); }},
-      {"svg", [&](std::ostream& out) { orvview::write_svg(chosen, levels, out); }},
-      {"summary", [&](std::ostream& out) { orvview::write_summary(chosen, levels, {}, out); }},
-      {"rules-text", [&](std::ostream& out) { orvview::write_rules_text(chosen, out); }},
-      {"rules-csv", [&](std::ostream& out) { orvview::write_rules_csv(chosen, out); }},
-      {"rules-json", [&](std::ostream& out) { orvview::write_rules_json(chosen, out); }}};
+       [&](std::ostream& out) { orvik::view::write_html_report(m, m.get_name(), nullptr, out); }},
+      {"cpp", [&](std::ostream& out) { orvik::view::write_cpp(m, out); }},
+      {"python", [&](std::ostream& out) { orvik::view::write_python(m, out); }},
+      {"sql", [&](std::ostream& out) { orvik::view::write_sql(chosen, relation, out); }},
+      {"svg", [&](std::ostream& out) { orvik::view::write_svg(chosen, levels, out); }},
+      {"summary", [&](std::ostream& out) { orvik::view::write_summary(chosen, levels, {}, out); }},
+      {"rules-text", [&](std::ostream& out) { orvik::view::write_rules_text(chosen, out); }},
+      {"rules-csv", [&](std::ostream& out) { orvik::view::write_rules_csv(chosen, out); }},
+      {"rules-json", [&](std::ostream& out) { orvik::view::write_rules_json(chosen, out); }}};
   const py::gil_scoped_release release;
   std::ostringstream out;
   named(writers, name)(out);
@@ -442,7 +442,7 @@ PYBIND11_MODULE(_orvik, m) {
   using namespace orvpython;
   m.doc() = "Tables and models of the library.";
   m.attr("__version__") = orvik::get_version();
-  m.attr("whole_model") = orvview::k_whole_model;
+  m.attr("whole_model") = orvik::view::k_whole_model;
   m.def("arrow_columns", arrow_columns);
   py::register_exception_translator(translate);
 

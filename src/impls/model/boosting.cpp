@@ -92,6 +92,7 @@ void dtree::boost(const growing_plan& plan, const case_list* prune_cases) {
       std::unique_ptr<decision_tree> tree = grow_tree(plan, cases, seed);
       prune_tree(
           t, *tree, seed, [&] { return cases; }, prune_cases);
+      run_->count(zel::util::progress::unit::trees);
       const std::vector<unsigned char> wrong = errors_of(t, *tree, cases, *run_);
       const double error = weight_of(cases, wrong) / n;
       if (i == 0 && error >= 0.5) k = static_cast<double>(std::max(2UL, n_classes_of(t, cases)));

@@ -103,7 +103,9 @@ void dtree::grow_side_by_side(const growing_plan& plan, const case_list* prune_c
   const auto grow = [&](unsigned long i) {
     const auto grown_on = [&] { return cases_drawn(plan.t(), seeds[i]); };
     std::unique_ptr<decision_tree> tree = grow_tree(plan, grown_on(), seeds[i]);
+    if (!parameters_.is_ensemble()) tell_of_pruning();
     prune_tree(plan.t(), *tree, seeds[i], grown_on, prune_cases);
+    run_->count(zel::util::progress::unit::trees);
     return tree;
   };
   run_->with_workers([&] {
@@ -123,7 +125,6 @@ std::unique_ptr<decision_tree> dtree::grow_tree(const growing_plan& plan, case_l
   } else {
     tree->build(plan, &cases, parameters_.max_depth, nullptr, seed);
   }
-  run_->count(zel::util::progress::unit::trees);
   return tree;
 }
 

@@ -112,8 +112,7 @@ cell_predictor::cell_predictor(const dtree& model)
   std::vector<std::optional<flat_tree>> flat(voters.size());
   const zel::util::run_context& run = model.run();
   run.with_workers([&] {
-    run.for_each_index(voters.size(),
-                       [&](unsigned long i) { flat[i].emplace(table_, *voters[i].tree); });
+    run.for_each_index(voters.size(), [&](unsigned long i) { flat[i].emplace(table_, voters[i]); });
   });
   for (std::optional<flat_tree>& tree : flat) trees_.push_back(std::move(*tree));
   for (const voter& each : voters) {

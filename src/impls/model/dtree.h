@@ -259,6 +259,7 @@ class dtree : private zel::util::nocopy {
   void choose_attributes(const table& t, const case_list& cases);
   void grow_and_prune(const table& t, const case_list& cases);
   void prune_trees(const table& t, const case_list* prune_cases);
+  void tell_of_pruning() const;
   void renew_training_cm(const table& t);
 
   // What clone() copies, beside the trees.

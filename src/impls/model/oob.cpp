@@ -149,7 +149,8 @@ class bag_judge {
     for (unsigned long a = 0; a < codes.size(); ++a) codes[a] = t_.column_of(a).get_row_index(row);
     std::vector<double> shares(t_.n_class_codes());
     for_each_voter(position, [&](const voter& asked) {
-      asked.tree->add_probabilities(codes, asked.votes, shares);
+      std::visit([&](const auto* tree) { tree->add_probabilities(codes, asked.votes, shares); },
+                 asked.tree);
     });
     for (const double share : shares) to.push_back(share / all);
   }

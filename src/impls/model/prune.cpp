@@ -20,17 +20,17 @@ constexpr char k_other_values[] = "the table has other values than that of the t
 constexpr char k_boosted[] = "boosted trees are pruned as they are grown, and not again";
 constexpr char k_no_training[] = "no training cases provided to prune the tree";
 
+}  // namespace
+
 /// Where growing is what is watched, pruning is not counted as more of it.
-void name_stage(const parameters& settings, const zel::util::run_context& run) {
+void dtree::tell_of_pruning() const {
   using zel::util::progress::unit;
-  const unit watched = run.progress().read().of;
-  const bool prunes = model::row_of(settings.pruning).name != nullptr;
+  const unit watched = run_->progress().read().of;
+  const bool prunes = model::row_of(parameters_.pruning).name != nullptr;
   if (prunes && (watched == unit::nodes || watched == unit::trees)) {
     zel::util::progress::stage("pruning");
   }
 }
-
-}  // namespace
 
 void dtree::require_trees() const {
   if (trees_.empty()) throw std::runtime_error(k_no_tree);
@@ -61,7 +61,7 @@ void dtree::prune_trees(const table& t, const case_list* prune_cases) {
     if (cases_.empty()) throw std::runtime_error(k_no_training);
     require_training_rows(t);
   }
-  name_stage(parameters_, *run_);
+  tell_of_pruning();
   case_list training;
   if (from_training) prune_cases = &(training = cases_.expand());
   all_or_no_trees([&] {

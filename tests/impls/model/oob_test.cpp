@@ -89,8 +89,8 @@ TEST(oob_rows, are_what_the_trees_that_did_not_draw_a_case_say) {
       for (unsigned long i = 0; i < 5; ++i) {
         if (std::ranges::find(drawn[i], each) != drawn[i].end()) continue;
         ++asked;
-        answer == combination::votes ? model->get_tree(i).add_probabilities(codes, 1, shares)
-                                     : model->get_tree(i).add_shares(codes, 1, shares);
+        answer == combination::votes ? model->get_tree(i)->add_probabilities(codes, 1, shares)
+                                     : model->get_tree(i)->add_shares(codes, 1, shares);
       }
       if (asked == 0) continue;
       ASSERT_LT(at, rows.size());
