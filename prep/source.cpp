@@ -26,7 +26,7 @@ constexpr char k_mixed[] =
 constexpr char k_other[] = "not in UTF-8";
 constexpr char k_no_temporary[] = "cannot make a temporary copy of the pipe: ";
 
-constexpr std::size_t k_block = 1UL << 17;
+constexpr std::size_t k_read_at_once = 1UL << 17;
 
 std::string temporary_folder() {
   const char* folder = std::getenv("TMPDIR");
@@ -51,7 +51,7 @@ bool is_half_nul(std::string_view bytes) {
 source::source(const std::string& name, encoding wanted)
     : name_(name),
       path_(name),
-      buffer_(k_block),
+      buffer_(k_read_at_once),
       encoding_(wanted),
       checked_(wanted != encoding::find_out) {
   struct stat status = {};

@@ -8,10 +8,10 @@ namespace orvik {
 
 namespace {
 
-constexpr char k_not_built[] = "the model has no trees";
+constexpr char k_no_trees_to_ask[] = "the model has no trees";
 
 std::unique_ptr<const impls::cell_predictor> ready(const dtree& model) {
-  if (model.get_no_trees() == 0) throw std::runtime_error(k_not_built);
+  if (model.get_no_trees() == 0) throw std::runtime_error(k_no_trees_to_ask);
   return std::make_unique<impls::cell_predictor>(*model.get_impl());
 }
 

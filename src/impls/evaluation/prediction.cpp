@@ -95,7 +95,8 @@ double classify(unsigned long n_codes, const Place& root, const CodeOf& code_of,
 }
 
 template <class Place, class CodeOf>
-double spread(const Place& root, const CodeOf& code_of, double amount, std::span<double> by_code) {
+double share_out(const Place& root, const CodeOf& code_of, double amount,
+                 std::span<double> by_code) {
   return distribute(root, code_of, amount, 0,
                     [&](const Place& leaf, double part) { leaf->add_shares(part, by_code); });
 }
@@ -149,22 +150,22 @@ void packed_tree::add_probabilities(const std::vector<code_t>& codes, double wei
 
 void decision_tree::add_shares(const std::vector<code_t>& codes, double amount,
                                std::span<double> by_code) const {
-  spread(tree_place(*this), codes_of(codes), amount, by_code);
+  share_out(tree_place(*this), codes_of(codes), amount, by_code);
 }
 
 void packed_tree::add_shares(const std::vector<code_t>& codes, double amount,
                              std::span<double> by_code) const {
-  spread(root(), codes_of(codes), amount, by_code);
+  share_out(root(), codes_of(codes), amount, by_code);
 }
 
 void decision_tree::add_row_shares(const table& t, row_t row, double amount,
                                    std::span<double> by_code) const {
-  spread(tree_place(*this), codes_of_row(t, row), amount, by_code);
+  share_out(tree_place(*this), codes_of_row(t, row), amount, by_code);
 }
 
 void packed_tree::add_row_shares(const table& t, row_t row, double amount,
                                  std::span<double> by_code) const {
-  spread(root(), codes_of_row(t, row), amount, by_code);
+  share_out(root(), codes_of_row(t, row), amount, by_code);
 }
 
 double packed_tree::predict_row(const table& t, row_t row, decision_tree::prediction& result,

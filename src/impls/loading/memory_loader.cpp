@@ -12,9 +12,9 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr char k_has_columns[] = "the table has its columns already";
+constexpr char k_has_its_columns[] = "the table has its columns already";
 constexpr char k_no_columns[] = "there must be at least one column";
-constexpr char k_no_rows[] = "there must be at least one row of data";
+constexpr char k_no_row_in_memory[] = "there must be at least one row of data";
 
 const char* name_of(model::column_role role) {
   constexpr const char* k_names[] = {"discrete", "continuous", "class", "weights", "ignore"};
@@ -41,9 +41,9 @@ std::unique_ptr<column> filled(column& empty, const cell_array& cells, const cel
 
 void table::load_columns(std::span<const column_cells> columns, const cell_rows& rows,
                          const std::string& missing_value, zel::util::run_context& run) {
-  if (!columns_.empty()) throw std::runtime_error(k_has_columns);
+  if (!columns_.empty()) throw std::runtime_error(k_has_its_columns);
   if (columns.empty()) throw std::runtime_error(k_no_columns);
-  if (rows.size() == 0) throw std::runtime_error(k_no_rows);
+  if (rows.size() == 0) throw std::runtime_error(k_no_row_in_memory);
   zel::util::cronos watch;
   watch.start();
   std::vector<std::unique_ptr<column>> made;

@@ -20,16 +20,16 @@ constexpr char k_unadmitted[] = "an unknown value, which the column does not adm
 constexpr char k_no_text[] = "a place behind the texts";
 constexpr char k_infinite[] = "an infinite number";
 constexpr char k_other_type[] = "a number that the column's type does not have";
-constexpr char k_negative[] = "a negative weight";
+constexpr char k_negative_weight[] = "a negative weight";
 constexpr char k_no_cell[] = ": a text that no cell of a file holds";
-constexpr char k_not_declared[] = ": a text that the order does not declare";
+constexpr char k_undeclared_text[] = ": a text that the order does not declare";
 
 [[noreturn]] void fail_at(const char* what, unsigned long row) {
   throw std::runtime_error(what + (" (row " + std::to_string(row + 1) + ")"));
 }
 
 /// Whether a cell of a file can hold it.
-bool is_cell(const std::string& text) {
+bool may_be_cell(const std::string& text) {
   return text.size() < zel::inpout::stream::k_max_line && !text.starts_with(' ') &&
          !text.ends_with(' ') && text.find('\n') == text.npos && !zel::text::holds_nul(text);
 }
@@ -85,7 +85,7 @@ template <class S>
 T o_set_typed<T>::number_of(S value, unsigned long row) const {
   if (is_infinite(value)) fail_at(k_infinite, row);
   const T number = number_not_below<T>(value);
-  if (!admits_negative() && number < T{0}) fail_at(k_negative, row);
+  if (!admits_negative() && number < T{0}) fail_at(k_negative_weight, row);
   bool fits = !is_infinite(number);
   if constexpr (std::is_integral_v<T>) {
     const bool lowest = std::is_signed_v<T> && number == std::numeric_limits<T>::lowest();
@@ -141,7 +141,7 @@ void o_set_typed<T>::load_texts(const cell_array& cells, const cell_rows& rows,
     code_of[0] = 0;
     for (std::size_t t = 0; t < texts.size(); ++t) {
       if (code_of[t + 1] == 0) continue;
-      if (!is_cell(texts[t]) || texts[t] == null_value()) {
+      if (!may_be_cell(texts[t]) || texts[t] == null_value()) {
         throw std::runtime_error(zel::text::quoted(texts[t]) + k_no_cell);
       }
       if (!ordered_) values_.push_back(texts[t]);
@@ -165,7 +165,7 @@ std::uint32_t o_set_typed<T>::known_code(const std::string& text) const {
       return static_cast<std::uint32_t>(at - values_.begin()) + 1;
     }
     if (const auto code = declared_.find(text); code != 0) return code;
-    throw std::runtime_error(zel::text::quoted(text) + k_not_declared);
+    throw std::runtime_error(zel::text::quoted(text) + k_undeclared_text);
   }
   return k_unknown;
 }
