@@ -18,7 +18,7 @@ using orvik::dtree;
 using orvik::table;
 using subset_ptr = std::unique_ptr<table::subset>;
 
-constexpr char k_examples[] =
+constexpr char k_compare_examples[] =
     "Examples:\n"
     "  orvik compare people.csv --class buys\n"
     "  orvik compare people.csv --class buys --cv 5 --trees 100 --json\n\n"
@@ -72,7 +72,7 @@ class compare_verb : public trial {
              "least weight of two branches of a split (2, of forests 1)");
     declare_output(all, "the table as JSON");
     declare_rest(all);
-    all.examples(k_examples);
+    all.examples(k_compare_examples);
   }
 
  private:

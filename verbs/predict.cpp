@@ -16,7 +16,7 @@ namespace orvverbs {
 
 namespace {
 
-constexpr char k_examples[] =
+constexpr char k_predict_examples[] =
     "Examples:\n"
     "  orvik predict people.orvik new.csv -o scores.csv\n"
     "  orvik predict people.orvik new.csv --probabilities --keep -o scores.csv\n"
@@ -148,7 +148,7 @@ class predict_verb : public verb {
     all.flag("-k,--keep", keep_, "all columns of FILE in front, not only its keys");
     all.flag("--jsonl", jsonl_, "a JSON object a line instead of CSV");
     applied_.declare_layout(all);
-    all.examples(k_examples);
+    all.examples(k_predict_examples);
   }
 
   void run() override {

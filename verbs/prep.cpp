@@ -11,7 +11,7 @@ namespace orvverbs {
 
 namespace {
 
-constexpr char k_examples[] =
+constexpr char k_prep_examples[] =
     "Examples:\n"
     "  orvik prep people.csv -o people --class buys\n"
     "  orvcmd -f people -tstd\n\n"
@@ -34,7 +34,7 @@ class prep_verb : public verb {
     all.flag("-q,--quiet", quiet_, "no table of the columns");
     input_.declare_columns(all);
     input_.declare_layout(all);
-    all.examples(k_examples);
+    all.examples(k_prep_examples);
   }
 
   void run() override {

@@ -127,19 +127,19 @@ reading parsed(const std::string& text, const orvik::schema_view& schema) {
   return how;
 }
 
-using json_out = zel::text::json_writer<rapidjson::StringBuffer>;
+using json_text = zel::text::json_writer<rapidjson::StringBuffer>;
 
-void write_character(json_out& json, const char* name, char c) {
+void write_character(json_text& json, const char* name, char c) {
   json.key(name);
   json.text({&c, c == 0 ? 0UL : 1UL});
 }
 
-void write_flag(json_out& json, const char* name, bool flag) {
+void write_flag(json_text& json, const char* name, bool flag) {
   json.key(name);
   json.Bool(flag);
 }
 
-void write_column(json_out& json, const orvprep::column_plan& column) {
+void write_column(json_text& json, const orvprep::column_plan& column) {
   json.object([&] {
     json.key("name");
     json.text(column.name);
@@ -157,7 +157,7 @@ void write_column(json_out& json, const orvprep::column_plan& column) {
 
 std::string text_of(const reading& how) {
   rapidjson::StringBuffer bytes;
-  json_out json(bytes);
+  json_text json(bytes);
   const auto text = [&json](const std::string& each) { json.text(each); };
   json.object([&] {
     json.key("reading");

@@ -12,7 +12,7 @@ namespace {
 using orvik::dtree;
 using orvik::table;
 
-constexpr char k_examples[] =
+constexpr char k_select_examples[] =
     "Examples:\n"
     "  orvik select people.csv --class buys --within 1\n"
     "  orvik select people.csv --class buys --method backward --limit 60\n\n"
@@ -59,7 +59,7 @@ class select_verb : public trial {
              "percent of the rows that the sets are compared on (30)");
     declare_output(all, "the result as JSON");
     declare_rest(all);
-    all.examples(k_examples);
+    all.examples(k_select_examples);
   }
 
  private:

@@ -13,7 +13,7 @@ namespace orvverbs {
 
 namespace {
 
-constexpr char k_examples[] =
+constexpr char k_test_examples[] =
     "Examples:\n"
     "  orvik test people.orvik more.csv\n"
     "  orvik test people.orvik more.csv --json > figures.json\n\n"
@@ -44,7 +44,7 @@ class test_verb : public verb {
     all.flag("--json", json_, "the figures as JSON");
     all.file("-o,--output", output_, "where to; else standard output");
     applied_.declare_layout(all);
-    all.examples(k_examples);
+    all.examples(k_test_examples);
   }
 
   void run() override {

@@ -30,7 +30,7 @@ using zel::util::progress::unit;
 
 constexpr unsigned long k_folds = 10;
 constexpr unsigned long k_shown_nodes = 40;
-constexpr char k_examples[] =
+constexpr char k_train_examples[] =
     "Examples:\n"
     "  orvik train people.csv --class buys -o people.orvik\n"
     "  orvik train people.csv --class buys --forest 100 --holdout 30 -o people.orvik \\\n"
@@ -110,7 +110,7 @@ class train_verb : public verb {
                "folds of the cross-validation (10, where nothing else tests)");
     all.flag("--no-cv", no_cv_, "no cross-validation");
     learning_.declare_run(all);
-    all.examples(k_examples);
+    all.examples(k_train_examples);
     said_ = &all;
   }
 

@@ -23,7 +23,7 @@ using orvik::view::chosen_tree;
 using orvik::view::opened;
 
 constexpr char k_no_such_tree[] = ": there is no such tree; the model has ";
-constexpr char k_examples[] =
+constexpr char k_view_examples[] =
     "Examples:\n"
     "  orvik view people.orvik                   # people.html, for a browser\n"
     "  orvik view people.orvik --summary\n"
@@ -58,7 +58,7 @@ class view_verb : public verb {
     all.file("--names", from_.names, "metadata of --data, where they do not lie beside it");
     all.number("--seed", seed_, 0, ~0UL, "of the training run, to know its draws again");
     all.text("-s,--separator", separator_, "CHAR", "of --data: a character, tab or auto");
-    all.examples(k_examples);
+    all.examples(k_view_examples);
     given_ = [&all](const char* name) { return all.given(name); };
   }
 

@@ -340,7 +340,8 @@ class Table:
         self._table.save(str(path))
 
 
-def load_table(path, data=None, *, separator=",", unknown=UNKNOWN, rescale=True, n_jobs=None):
+def load_table(path, data=None, *, separator=",", unknown=UNKNOWN, rescale=True, own_unknown=False,
+               n_jobs=None):
     """Load a table as the programs do.
 
     Parameters
@@ -356,6 +357,8 @@ def load_table(path, data=None, *, separator=",", unknown=UNKNOWN, rescale=True,
         What stands for an unknown value.
     rescale : bool, default=True
         Scale case weights so that they sum to the number of rows (False: ``-norescale``).
+    own_unknown : bool, default=False
+        Unknown cells of text columns are a value of their own (``-ownunk``).
     n_jobs : int, optional
         Threads; by default as many as the machine has.
 
@@ -380,7 +383,8 @@ def load_table(path, data=None, *, separator=",", unknown=UNKNOWN, rescale=True,
     if data is None:
         return Table(_orvik.Table.read(path, workers))
     name = path.rsplit("/", 1)[-1].rsplit(".", 1)[0]
-    return Table(_orvik.Table.load(name, path, str(data), separator, unknown, rescale, workers))
+    return Table(_orvik.Table.load(name, path, str(data), separator, unknown, rescale,
+                                   own_unknown, workers))
 
 
 def n_workers(n_jobs):

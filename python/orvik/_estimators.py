@@ -35,6 +35,7 @@ _CONSTRAINTS = {
     "free": ["boolean"],
     "binary": ["boolean"],
     "random_cuts": ["boolean"],
+    "own_unknown": ["boolean"],
     "categorical_features": ["array-like", StrOptions({"from_dtype"}), None],
     "class_weight": [dict, StrOptions({"balanced"}), None],
     "rescale_weights": ["boolean", StrOptions({"auto"})],
@@ -203,7 +204,7 @@ def training_table(estimator, X, y, sample_weight, reset=True):
     last = class_column(free_name(named_target(y), names), classes, all_places)
     described.append((last.name, _data.type_of(last), "class", *last.parts()))
     table = _orvik.Table.make(type(estimator).__name__, described, n, rows, bool(rescale),
-                              _data.n_workers(estimator.n_jobs))
+                              bool(getattr(estimator, "own_unknown", False)), _data.n_workers(estimator.n_jobs))
     return table, classes
 
 
@@ -537,6 +538,9 @@ class TreeClassifier(_Learner):
         Categories of more than two values are tested for one of them (``-binary``).
     random_cuts : bool, default=False
         A number has one cut, drawn at random (``-extra``).
+    own_unknown : bool, default=False
+        Missing categories are a category of their own, where training has any (``-ownunk``). A
+        :class:`Table` is taken as it was loaded.
     categorical_features : "from_dtype", names, indices or a mask, default="from_dtype"
         Numbers to be taken as categories, beside those that their dtypes say are.
     class_weight : dict or "balanced", optional
@@ -579,7 +583,8 @@ class TreeClassifier(_Learner):
 
     def __init__(self, *, split="gain_ratio", pruning="ebp", min_weight=2.0, max_depth=None,
                  confidence=0.25, max_features=None, free=False, binary=False, random_cuts=False,
-                 categorical_features="from_dtype", class_weight=None, rescale_weights="auto",
+                 own_unknown=False, categorical_features="from_dtype", class_weight=None,
+                 rescale_weights="auto",
                  random_state=None, n_jobs=None, verbose=0, progress=None):
         self.split = split
         self.pruning = pruning
@@ -590,6 +595,7 @@ class TreeClassifier(_Learner):
         self.free = free
         self.binary = binary
         self.random_cuts = random_cuts
+        self.own_unknown = own_unknown
         self.categorical_features = categorical_features
         self.class_weight = class_weight
         self.rescale_weights = rescale_weights
@@ -616,7 +622,8 @@ class BaggingClassifier(_Learner):
         The classes are drawn equally often (``-balance``).
     oob_score : bool, default=False
         Whether to find `oob_score_`: the accuracy on each row of the trees that did not draw it.
-    split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts
+    split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts,
+    own_unknown
         As of :class:`TreeClassifier`.
     categorical_features, class_weight, rescale_weights, random_state, n_jobs, verbose, progress
         As of :class:`TreeClassifier`.
@@ -635,8 +642,9 @@ class BaggingClassifier(_Learner):
     def __init__(self, *, n_estimators=10, voting="hard", max_samples=1.0, bootstrap=True,
                  balanced=False, oob_score=False, split="gain_ratio", pruning="ebp", min_weight=2.0,
                  max_depth=None, confidence=0.25, max_features=None, free=False, binary=False,
-                 random_cuts=False, categorical_features="from_dtype", class_weight=None,
-                 rescale_weights="auto", random_state=None, n_jobs=None, verbose=0, progress=None):
+                 random_cuts=False, own_unknown=False, categorical_features="from_dtype",
+                 class_weight=None, rescale_weights="auto", random_state=None, n_jobs=None, verbose=0,
+                 progress=None):
         self.n_estimators = n_estimators
         self.voting = voting
         self.max_samples = max_samples
@@ -652,6 +660,7 @@ class BaggingClassifier(_Learner):
         self.free = free
         self.binary = binary
         self.random_cuts = random_cuts
+        self.own_unknown = own_unknown
         self.categorical_features = categorical_features
         self.class_weight = class_weight
         self.rescale_weights = rescale_weights
@@ -674,7 +683,8 @@ class ForestClassifier(BaggingClassifier):
         Trees.
     voting, max_samples, bootstrap, balanced, oob_score
         As of :class:`BaggingClassifier`.
-    split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts
+    split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts,
+    own_unknown
         As of :class:`TreeClassifier`.
     categorical_features, class_weight, rescale_weights, random_state, n_jobs, verbose, progress
         As of :class:`TreeClassifier`.
@@ -691,14 +701,15 @@ class ForestClassifier(BaggingClassifier):
     def __init__(self, *, n_estimators=100, voting="soft", max_samples=0.8, bootstrap=False,
                  balanced=False, oob_score=False, split="gain_ratio", pruning="none", min_weight=1.0,
                  max_depth=None, confidence=0.25, max_features="sqrt", free=True, binary=True,
-                 random_cuts=False, categorical_features="from_dtype", class_weight=None,
-                 rescale_weights="auto", random_state=None, n_jobs=None, verbose=0, progress=None):
+                 random_cuts=False, own_unknown=True, categorical_features="from_dtype",
+                 class_weight=None, rescale_weights="auto", random_state=None, n_jobs=None, verbose=0,
+                 progress=None):
         super().__init__(n_estimators=n_estimators, voting=voting, max_samples=max_samples,
                          bootstrap=bootstrap, balanced=balanced, oob_score=oob_score, split=split,
                          pruning=pruning, min_weight=min_weight, max_depth=max_depth,
                          confidence=confidence, max_features=max_features, free=free, binary=binary,
-                         random_cuts=random_cuts, categorical_features=categorical_features,
-                         class_weight=class_weight, rescale_weights=rescale_weights,
+                         random_cuts=random_cuts, own_unknown=own_unknown,
+                         categorical_features=categorical_features, class_weight=class_weight, rescale_weights=rescale_weights,
                          random_state=random_state, n_jobs=n_jobs, verbose=verbose, progress=progress)
 
 
@@ -711,7 +722,8 @@ class BoostClassifier(_Learner):
         Trees at most: one without errors is the last.
     voting : {"soft", "hard"}, default="soft"
         As of :class:`BaggingClassifier`.
-    split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts
+    split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts,
+    own_unknown
         As of :class:`TreeClassifier`; by default as a forest's trees, of a least weight of 2.
     categorical_features, class_weight, rescale_weights, random_state, n_jobs, verbose, progress
         As of :class:`TreeClassifier`.
@@ -722,8 +734,8 @@ class BoostClassifier(_Learner):
 
     def __init__(self, *, n_estimators=100, voting="soft", split="gain_ratio", pruning="none",
                  min_weight=2.0, max_depth=None, confidence=0.25, max_features="sqrt", free=True,
-                 binary=True, random_cuts=False, categorical_features="from_dtype", class_weight=None,
-                 rescale_weights="auto", random_state=None, n_jobs=None, verbose=0, progress=None):
+                 binary=True, random_cuts=False, own_unknown=True, categorical_features="from_dtype",
+                 class_weight=None, rescale_weights="auto", random_state=None, n_jobs=None, verbose=0, progress=None):
         self.n_estimators = n_estimators
         self.voting = voting
         self.split = split
@@ -735,6 +747,7 @@ class BoostClassifier(_Learner):
         self.free = free
         self.binary = binary
         self.random_cuts = random_cuts
+        self.own_unknown = own_unknown
         self.categorical_features = categorical_features
         self.class_weight = class_weight
         self.rescale_weights = rescale_weights

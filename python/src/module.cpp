@@ -104,7 +104,7 @@ class held_table {
   /// `columns`: tuples of name, type, role, values, unknown ones, texts; `rows` None or numbers.
   static std::unique_ptr<held_table> made(const std::string& name, const py::list& columns,
                                           unsigned long n, const py::object& rows, bool rescale,
-                                          unsigned long workers) {
+                                          bool own_unknown, unsigned long workers) {
     auto made = std::make_unique<held_table>(workers);
     py::list parts;
     std::vector<orvik::column_cells> all;
@@ -129,6 +129,7 @@ class held_table {
       all_rows ? made->table_->load_columns(all, n, k_unknown_text)
                : made->table_->load_columns(all, listed, k_unknown_text);
       if (rescale) made->table_->rescale_weights();
+      if (own_unknown) made->table_->own_unknowns();
     });
     return made;
   }
@@ -136,7 +137,7 @@ class held_table {
   static std::unique_ptr<held_table> loaded(const std::string& name, const std::string& names,
                                             const std::string& data, const std::string& separator,
                                             const std::string& unknown, bool rescale,
-                                            unsigned long workers) {
+                                            bool own_unknown, unsigned long workers) {
     if (separator.size() != 1) throw py::value_error("separator must be one character");
     auto made = std::make_unique<held_table>(workers);
     made->begin(name);
@@ -144,6 +145,7 @@ class held_table {
       made->table_->load_meta_data(names, separator[0], unknown);
       made->table_->load_data(data, separator[0], made->run_.get_n_workers(), nullptr);
       if (rescale) made->table_->rescale_weights();
+      if (own_unknown) made->table_->own_unknowns();
     });
     return made;
   }

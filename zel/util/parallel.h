@@ -8,6 +8,9 @@
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 #include <tbb/partitioner.h>
+#include <tbb/task_group.h>
+
+#include <stdexcept>
 
 #include "zel/util/loop_marks.h"
 #include "zel/util/nocopy.h"
@@ -55,6 +58,12 @@ void pfor(unsigned long first, unsigned long last, F f) {
   using range = tbb::blocked_range<unsigned long>;
   loop_marks marks;
   tbb::parallel_for(range(first, last, 1), loop_body<F>{f, marks}, tbb::auto_partitioner());
+}
+
+/// Waits for the tasks of a group. Throws std::runtime_error where some were never begun, because
+/// the loop that this is a part of ended early: what ended it is what its caller sees.
+inline void finish(tbb::task_group& tasks) {
+  if (tasks.wait() == tbb::canceled) throw std::runtime_error("the work was given up");
 }
 
 }  // namespace zel::util::parallel

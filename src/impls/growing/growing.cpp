@@ -122,7 +122,7 @@ class task_growing {
     grow_by_branches(std::move(node), growing_);
   }
 
-  void wait() { tasks_.wait(); }
+  void wait() { zel::util::parallel::finish(tasks_); }
 
  private:
   /// What oneTBB copies into its memory and calls from there.

@@ -31,7 +31,7 @@ std::vector<std::uint32_t> codes_of_texts(const o_set& values,
                                           const std::vector<std::string>& texts) {
   std::vector<std::uint32_t> codes;
   for (const std::string& text : texts) {
-    code_t code = k_unknown;
+    code_t code = values.code_of_null();
     const bool known = text == values.null_value() || values.get_order(text.c_str(), code);
     codes.push_back(known ? narrow(code) : k_unseen);
   }
@@ -44,7 +44,7 @@ std::vector<std::uint32_t> codes_of_texts(const o_set& values,
 class cell_predictor::coder {
  public:
   coder(const column& c, const number_limits* limits, const cell_array& cells)
-      : column_(c), limits_(limits), cells_(cells) {
+      : column_(c), limits_(limits), cells_(cells), unknown_(narrow(c.values()->code_of_null())) {
     if (is_void()) return;
     const bool numeric = c.values()->is_numeric();
     if (cells.texts != nullptr && numeric) fail(k_texts_of_numbers);
@@ -62,13 +62,13 @@ class cell_predictor::coder {
       return 0;
     }
     unsigned long unseen = 0;
-    for (unsigned long i = 0; i < n; ++i) codes[i * stride] = k_unknown;
+    for (unsigned long i = 0; i < n; ++i) codes[i * stride] = unknown_;
     if (is_void()) return 0;
     visit_cells(cells_, [&](const auto& reader) {
       for (unsigned long i = first; i < first + n; ++i, codes += stride) {
-        const std::uint32_t code = is_marked_unknown(cells_, i) ? k_unknown : code_of(reader[i]);
+        const std::uint32_t code = is_marked_unknown(cells_, i) ? unknown_ : code_of(reader[i]);
         unseen += code == k_unseen ? 1 : 0;
-        *codes = code == k_unseen ? k_unknown : code;
+        *codes = code == k_unseen ? unknown_ : code;
       }
     });
     return unseen;
@@ -87,10 +87,10 @@ class cell_predictor::coder {
 
   template <class S>
   std::uint32_t code_of(S value) const {
-    if (is_nan(value)) return k_unknown;
+    if (is_nan(value)) return unknown_;
     if (cells_.texts == nullptr) return narrow(column_.values()->code_of_number(value));
     const auto place = static_cast<std::int64_t>(value);
-    if (place < 0) return k_unknown;
+    if (place < 0) return unknown_;
     if (static_cast<std::size_t>(place) >= code_of_.size()) fail(k_no_text);
     return code_of_[static_cast<std::size_t>(place)];
   }
@@ -102,6 +102,7 @@ class cell_predictor::coder {
   const column& column_;
   const number_limits* limits_;
   const cell_array& cells_;
+  std::uint32_t unknown_;               // of cells without a value
   std::vector<std::uint32_t> code_of_;  // by text
 };
 

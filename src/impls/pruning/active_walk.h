@@ -126,8 +126,11 @@ class active_walk : private zel::util::nocopy {
     } catch (...) {  // the tasks must end before the group does
       failure = std::current_exception();
     }
-    tasks_.wait();
-    if (failure) std::rethrow_exception(failure);
+    if (failure) {
+      tasks_.wait();
+      std::rethrow_exception(failure);
+    }
+    zel::util::parallel::finish(tasks_);
     assert(open_.empty());
   }
 

@@ -18,7 +18,9 @@ namespace {
 double plain_oob_error(const dtree& model, const table& t, const case_list& base,
                        unsigned long n_trees) {
   std::vector<std::set<case_list::value_type>> drawn;
+  std::vector<std::shared_ptr<const decision_tree>> trees;
   for (unsigned long i = 0; i < n_trees; ++i) {
+    trees.push_back(model.get_tree(i));
     const case_list own = model.cases_of_tree(t, i);
     drawn.emplace_back(own.begin(), own.end());
   }
@@ -28,7 +30,7 @@ double plain_oob_error(const dtree& model, const table& t, const case_list& base
     for (unsigned long i = 0; i < n_trees; ++i) {
       if (drawn[i].contains(each)) continue;
       decision_tree::prediction result;
-      model.get_tree(i)->predict_row(t, each.first, result, 1.0);
+      trees[i]->predict_row(t, each.first, result, 1.0);
       ++votes[result.first];
     }
     if (votes.empty()) continue;
@@ -76,7 +78,11 @@ TEST(oob_rows, are_what_the_trees_that_did_not_draw_a_case_say) {
     const judged_rows rows = model->oob_rows(*t);
     EXPECT_NEAR(1 - metrics_of(rows, "").accuracy, model->oob_error(*t), 1e-12);
     std::vector<case_list> drawn;
-    for (unsigned long i = 0; i < 5; ++i) drawn.push_back(model->cases_of_tree(*t, i));
+    std::vector<std::shared_ptr<const decision_tree>> trees;
+    for (unsigned long i = 0; i < 5; ++i) {
+      drawn.push_back(model->cases_of_tree(*t, i));
+      trees.push_back(model->get_tree(i));
+    }
     row_t at = 0;
     const unsigned long k = rows.classes.size();
     for (const auto& each : cases) {
@@ -89,8 +95,8 @@ TEST(oob_rows, are_what_the_trees_that_did_not_draw_a_case_say) {
       for (unsigned long i = 0; i < 5; ++i) {
         if (std::ranges::find(drawn[i], each) != drawn[i].end()) continue;
         ++asked;
-        answer == combination::votes ? model->get_tree(i)->add_probabilities(codes, 1, shares)
-                                     : model->get_tree(i)->add_shares(codes, 1, shares);
+        answer == combination::votes ? trees[i]->add_probabilities(codes, 1, shares)
+                                     : trees[i]->add_shares(codes, 1, shares);
       }
       if (asked == 0) continue;
       ASSERT_LT(at, rows.size());
