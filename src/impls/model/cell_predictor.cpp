@@ -89,7 +89,8 @@ class cell_predictor::coder {
   std::uint32_t code_of(S value) const {
     if (is_nan(value)) return unknown_;
     if (cells_.texts == nullptr) return narrow(column_.values()->code_of_number(value));
-    const auto place = static_cast<std::int64_t>(value);
+    const auto place =
+        static_cast<std::int64_t>(value);  // NOLINT(bugprone-signed-char-misuse): a number
     if (place < 0) return unknown_;
     if (static_cast<std::size_t>(place) >= code_of_.size()) fail(k_no_text);
     return code_of_[static_cast<std::size_t>(place)];
