@@ -9,6 +9,7 @@
 #include "zel/inpout/binstream.h"
 #include "zel/inpout/iogz.h"
 #include "zel/inpout/replacing_file.h"
+#include "zel/util/run_context.h"
 
 namespace orvik {
 
@@ -34,7 +35,7 @@ void write_binary(const std::string& name, const Write& write) {
 /// Reads the whole file by read(ibinstream&); `what` says for messages what it should hold.
 template <class Read>
 void read_binary(const std::string& name, const char* what, const Read& read) {
-  zel::inpout::ibinstream in(name, /*compressed=*/true);
+  zel::inpout::ibinstream in(name, /*compressed=*/true, zel::util::default_context().n_workers);
   try {
     read(in);
     in.require_end();
