@@ -16,6 +16,7 @@
 
 #include "impls/model/dtree.h"
 #include "zel/inpout/binstream.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -113,6 +114,38 @@ bool fits(const conf_matrix& matrix, const table& t) {
   return true;
 }
 
+struct read_member {
+  std::unique_ptr<decision_tree> tree;
+  vote_t votes;
+};
+
+read_member read_tree(ibinstream& in, const table* t, bool with_votes, bool complete) {
+  read_member member{std::make_unique<decision_tree>(), 1};
+  if (with_votes) in >> member.votes;
+  require(member.votes > 0 && std::isfinite(member.votes), k_bad_votes);
+  member.tree->bin_in(in, t, nullptr, complete);
+  return member;
+}
+
+/// Reads n trees, of a table if there are any, a few at a time, which the workers pack side by
+/// side. Memory grows with what is read.
+void read_trees(ibinstream& in, const zel::util::run_context& run, const table* t, bool with_votes,
+                unsigned long n, ensemble& to) {
+  std::vector<read_member> some;
+  while (to.n_trees() < n) {
+    some.clear();
+    const unsigned long size = std::min(n - to.n_trees(), run.n_slots());
+    while (some.size() < size) some.push_back(read_tree(in, t, with_votes, to.is_single()));
+    run.with_workers([&] {
+      to.add_side_by_side(
+          run, *t, size, [&](unsigned long i) { return std::move(some[i].tree); },
+          [&](unsigned long i) {
+            return ensemble::about{/*seed=*/0, some[i].votes};
+          });
+    });
+  }
+}
+
 }  // namespace
 
 bool parameters::fit_first_layout() const {
@@ -187,14 +220,7 @@ void dtree::bin_in(ibinstream& in) {
   require(table_ || n_trees == 0, k_no_table_of_trees);
   require(!table_ || table_->has_class(), k_no_class);
   require(parameters_.is_ensemble() || n_trees <= 1, k_bad_trees);
-  for (unsigned long i = 0; i < n_trees; ++i) {  // grows with what is read
-    vote_t votes = 1;
-    if (!first) in >> votes;
-    require(votes > 0 && std::isfinite(votes), k_bad_votes);
-    auto tree = std::make_unique<decision_tree>();
-    tree->bin_in(in, table_.get(), nullptr, /*complete=*/trees_.is_single());
-    trees_.add(*table_, std::move(tree), {/*seed=*/0, votes});
-  }
+  read_trees(in, *run_, table_.get(), /*with_votes=*/!first, n_trees, trees_);
   parameters_.n_trees = n_trees == 0 ? 1 : n_trees;
   if (!in.at_end()) appendix_ = read_appendix(in);
   check_read();
