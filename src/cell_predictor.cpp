@@ -30,4 +30,16 @@ void cell_predictor::codes_of(const std::vector<cell_array>& attributes, unsigne
   impl_->codes_of(attributes, first, n, codes);
 }
 
+std::vector<dtree::prediction> cell_predictor::predict_codes(const std::vector<code_t>& codes,
+                                                             unsigned long n,
+                                                             std::vector<double>* shares) const {
+  std::vector<impls::outcome> outcomes(n);
+  if (shares != nullptr) shares->resize(n * impl_->n_class_codes());
+  impl_->predict_codes(codes, outcomes, shares == nullptr ? std::span<double>() : *shares);
+  std::vector<dtree::prediction> found;
+  found.reserve(n);
+  for (const impls::outcome& o : outcomes) found.push_back({o.predicted, o.confidence});
+  return found;
+}
+
 }  // namespace orvik

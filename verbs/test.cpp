@@ -64,9 +64,10 @@ class test_verb : public verb {
     all.classes = applied_.model().class_values();
     const bool with_shares = all.classes.size() <= orvik::k_most_judged_classes;
     unsigned long unclassed = 0, other = 0;
+    const orvik::cell_predictor ready(applied_.model());
     predicted_rows found;
     applied_.rows().read({}, [&](row_block& block) {
-      predict_block(applied_.model(), block, with_shares, found);
+      predict_block(ready, block, with_shares, found);
       for (unsigned long i = 0; i < block.n; ++i) {
         if (block.new_class[i]) {
           block.classes[i] = all.classes.size();

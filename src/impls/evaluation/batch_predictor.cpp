@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <numeric>
 #include <optional>
 
 #include "zel/util/run_context.h"
@@ -49,24 +48,50 @@ void batch_predictor::predict_rows(const table& t, case_span cases,
 }
 
 void batch_predictor::predict(const case_block& cases, std::span<outcome> outcomes,
-                              std::span<double> means) const {
-  assert(means.empty() || (answers_shares() && means.size() == outcomes.size() * n_class_codes_));
-  how_ == answer::of_one ? predict_one(trees_[0], cases, outcomes)
-                         : predict_together(cases, outcomes, means);
+                              std::span<double> shares) const {
+  assert(shares.empty() || shares.size() == outcomes.size() * n_class_codes_);
+  if (how_ == answer::of_one) {
+    predict_one(cases, outcomes);
+  } else {
+    thread_local vote_count votes;
+    predict_together(cases, outcomes, votes);
+    for (std::size_t k = 0; how_ == answer::shares && k < shares.size(); ++k) {
+      shares[k] = votes.all()[k] / all_votes_;
+    }
+  }
+  if (how_ != answer::shares && !shares.empty()) add_probabilities(cases, outcomes.size(), shares);
 }
 
-void batch_predictor::predict_one(const flat_tree& tree, const case_block& cases,
-                                  std::span<outcome> outcomes) const {
+void batch_predictor::judge(const case_block& cases, std::span<double> said) const {
+  const std::size_t n = said.size() / n_class_codes_;
+  if (how_ == answer::of_one) return add_probabilities(cases, n, said);
+  thread_local vote_count votes;
+  thread_local std::vector<outcome> outcomes;
+  outcomes.resize(n);
+  predict_together(cases, outcomes, votes);
+  for (std::size_t k = 0; k < said.size(); ++k) said[k] = votes.all()[k] / all_votes_;
+}
+
+/// The mean shares over the trees, what is likely where no case came.
+void batch_predictor::add_probabilities(const case_block& cases, std::size_t n,
+                                        std::span<double> shares) const {
+  std::ranges::fill(shares, 0.0);
+  for (std::size_t tree = 0; tree < trees_.size(); ++tree) {
+    trees_[tree].add_probabilities(cases, all_cases(n), votes_[tree], shares);
+  }
+  for (double& share : shares) share /= all_votes_;
+}
+
+void batch_predictor::predict_one(const case_block& cases, std::span<outcome> outcomes) const {
   const auto take = [&](std::size_t i, const decision_tree::prediction& found, double depth) {
     outcomes[i] = {found.first, found.second, depth};
   };
-  tree.predict(cases, outcomes.size(), take);
+  trees_[0].predict(cases, all_cases(outcomes.size()), take);
 }
 
 /// Tree by tree over all cases: a tree stays in the cache while it is used.
 void batch_predictor::predict_together(const case_block& cases, std::span<outcome> outcomes,
-                                       std::span<double> means) const {
-  thread_local vote_count votes;
+                                       vote_count& votes) const {
   votes.start(outcomes.size(), n_class_codes_);
   for (outcome& o : outcomes) o.depth = 0;
   for (std::size_t tree = 0; tree < trees_.size(); ++tree) {
@@ -78,7 +103,6 @@ void batch_predictor::predict_together(const case_block& cases, std::span<outcom
     outcomes[i].predicted = found.predicted;
     outcomes[i].confidence = found.share_of(all_votes_);
   }
-  for (std::size_t k = 0; k < means.size(); ++k) means[k] = votes.all()[k] / all_votes_;
 }
 
 void batch_predictor::add_votes(std::size_t tree, const case_block& cases,
@@ -87,17 +111,12 @@ void batch_predictor::add_votes(std::size_t tree, const case_block& cases,
     outcomes[i].depth += depth;
     votes.add(i, found.first, votes_[tree]);
   };
-  trees_[tree].predict(cases, outcomes.size(), count);
+  trees_[tree].predict(cases, all_cases(outcomes.size()), count);
 }
 
 void batch_predictor::add_shares(std::size_t tree, const case_block& cases,
                                  std::span<outcome> outcomes, vote_count& votes) const {
-  thread_local std::vector<std::uint32_t> all;
-  if (all.size() != outcomes.size()) {
-    all.resize(outcomes.size());
-    std::iota(all.begin(), all.end(), 0U);
-  }
-  trees_[tree].add_shares(cases, all, votes_[tree], votes.all(),
+  trees_[tree].add_shares(cases, all_cases(outcomes.size()), votes_[tree], votes.all(),
                           [&](std::size_t i, double depth) { outcomes[i].depth += depth; });
 }
 

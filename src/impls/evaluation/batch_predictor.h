@@ -46,18 +46,19 @@ class batch_predictor {
   /// Rows of a table with the codes of the training table. Depths are for a weight of 1, of
   /// several trees their sum.
   void predict_rows(const table& t, case_span cases, std::span<outcome> outcomes) const;
-  /// Cases by their codes. `means`, where not empty, receives the mean shares by case, then by
-  /// class code: only where the trees answer by them.
+  /// Cases by their codes. `shares`, where not empty, receives those of the classes, what
+  /// ensemble::predict_distribution gives, by case, then by class code.
   void predict(const case_block& cases, std::span<outcome> outcomes,
-               std::span<double> means = {}) const;
-  /// Whether the trees answer by mean shares.
-  bool answers_shares() const { return how_ == answer::shares; }
+               std::span<double> shares = {}) const;
+  /// Writes what the classes of the cases are decided by, laid out alike: the shares of a tree, the
+  /// parts of the votes or the mean shares.
+  void judge(const case_block& cases, std::span<double> said) const;
 
  private:
-  void predict_one(const flat_tree& tree, const case_block& cases,
-                   std::span<outcome> outcomes) const;
+  void add_probabilities(const case_block& cases, std::size_t n, std::span<double> shares) const;
+  void predict_one(const case_block& cases, std::span<outcome> outcomes) const;
   void predict_together(const case_block& cases, std::span<outcome> outcomes,
-                        std::span<double> means) const;
+                        vote_count& votes) const;
   void add_votes(std::size_t tree, const case_block& cases, std::span<outcome> outcomes,
                  vote_count& votes) const;
   void add_shares(std::size_t tree, const case_block& cases, std::span<outcome> outcomes,

@@ -23,31 +23,23 @@ class row_predictor {
   batch_coder& coder() { return coder_; }
   const batch_coder& coder() const { return coder_; }
 
-  /// The codes of row i of those taken.
-  std::span<const std::uint32_t> codes_of(std::size_t i) const {
-    return coder_.codes().subspan(i * width_, width_);
-  }
-
-  /// Predicts the rows that the coder has taken, with their mean shares where these are asked for
-  /// and the trees answer by them. @return their outcomes, valid until the next call.
-  std::span<const outcome> predict(bool with_means = false) {
+  /// Predicts the rows that the coder has taken, some at a time, and calls take(i, outcome, shares)
+  /// for each, in order: of the shares of the classes by code there are none unless asked for.
+  template <class Take>
+  void predict(bool with_shares, const Take& take) {
     const std::size_t n = coder_.size(), n_codes = predictor_.n_class_codes();
     const std::size_t chunk = cases_at_once(n, n_codes, predictor_.run());
-    const std::size_t kept = with_means && predictor_.answers_shares() ? n_codes : 0;
-    outcomes_.resize(n);
-    means_.resize(n * kept);
+    const std::size_t kept = with_shares ? n_codes : 0;
     for (std::size_t at = 0; at < n; at += chunk) {
       const std::size_t some = std::min(chunk, n - at);
-      predictor_.predict({coder_.codes().subspan(at * width_, some * width_), width_},
-                         std::span(outcomes_).subspan(at, some),
-                         std::span(means_).subspan(at * kept, some * kept));
+      outcomes_.resize(some);
+      shares_.resize(some * kept);
+      predictor_.predict({coder_.codes().subspan(at * width_, some * width_), width_}, outcomes_,
+                         shares_);
+      for (std::size_t i = 0; i < some; ++i) {
+        take(at + i, outcomes_[i], std::span<const double>(shares_).subspan(i * kept, kept));
+      }
     }
-    return outcomes_;
-  }
-  /// The mean shares of row i, by class code; empty where predict() gave none.
-  std::span<const double> means_of(std::size_t i) const {
-    const std::size_t kept = outcomes_.empty() ? 0 : means_.size() / outcomes_.size();
-    return std::span(means_).subspan(i * kept, kept);
   }
 
  private:
@@ -55,7 +47,7 @@ class row_predictor {
   std::size_t width_;
   const batch_predictor& predictor_;
   std::vector<outcome> outcomes_;
-  std::vector<double> means_;
+  std::vector<double> shares_;
 };
 
 /// A predictor for every worker, made when the worker first asks for it.

@@ -115,6 +115,9 @@ class dtree : private zel::util::nocopy {
                      double weight) const {
     return trees_.predict_row(t, row, result, weight);
   }
+  /// Its trees made ready for many cases of a table with the values of the training table. They
+  /// may go afterwards; the context must stay.
+  batch_predictor make_predictor(const table& t) const;
   /// Predicts the cases of a table with the values of the training table and compares with their
   /// classes; `average_depth` may be null. Throws std::runtime_error for another table.
   std::unique_ptr<conf_matrix> test(const table& t, const case_list& cases,
@@ -227,7 +230,6 @@ class dtree : private zel::util::nocopy {
   /// Throws std::runtime_error without trees, and for a table of other values than that of the
   /// build has.
   void require_values_of(const table& t) const;
-  batch_predictor make_predictor(const table& t) const;
   void search_attributes(const table& t, const case_list& growing, const case_list& searching);
   void drop_trees();
   /// Does work on the trees; what fails half way leaves none, rather than half grown or pruned

@@ -37,35 +37,22 @@ double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& r
   const batch_predictor predictor = make_predictor(*table_);
   row_predictors workers(*table_, {names[k_unknown], unseen != nullptr}, predictor);
 
-  const auto append_probabilities = [&](std::string& line, std::span<const std::uint32_t> codes,
-                                        std::span<const double> shares) {
-    thread_local std::vector<double> own;
-    thread_local std::vector<code_t> wide;
-    if (shares.empty()) {
-      wide.assign(codes.begin(), codes.end());
-      predict_distribution(wide, own);
-      shares = own;
-    }
-    for (code_t c = 1; c < shares.size(); ++c) {
-      line += separator;
-      append_number(line, shares[c]);
-    }
-  };
   const auto work = [&](std::string_view text, row_block<std::string>& block) {
     row_predictor& own = workers.own();
     block.error = own.coder().take(text, batch_coder::rows::SCORE, in->separator());
     block.rows = own.coder().size();
-    block.output.clear();
-    const std::span<const outcome> outcomes = own.predict(probabilities);
-    for (std::size_t i = 0; i < block.rows; ++i) {
-      block.output += names[outcomes[i].predicted];
-      block.output += separator;
-      append_number(block.output, outcomes[i].confidence);
-      if (probabilities) {
-        append_probabilities(block.output, own.codes_of(i), own.means_of(i));
+    std::string& lines = block.output;
+    lines.clear();
+    own.predict(probabilities, [&](std::size_t, const outcome& o, std::span<const double> shares) {
+      lines += names[o.predicted];
+      lines += separator;
+      append_number(lines, o.confidence);
+      for (code_t c = 1; c < shares.size(); ++c) {
+        lines += separator;
+        append_number(lines, shares[c]);
       }
-      block.output += '\n';
-    }
+      lines += '\n';
+    });
   };
   const auto write = [&](const std::string& lines) {
     if (!out.write(lines.data(), static_cast<std::streamsize>(lines.size()))) {
