@@ -51,6 +51,7 @@ class flat_tree::builder {
       }
       if (i > 0) into_.branches_.push_back({at, next.from->weight()});
     }
+    keep_pairs();
   }
 
  private:
@@ -66,6 +67,22 @@ class flat_tree::builder {
     unsigned int end;    // one past its last branch
     std::uint32_t open;  // where its subtree waits; k_none without cases
   };
+
+  /// Two branches go to their split; others stay where they are, closed up.
+  void keep_pairs() const {
+    std::vector<branch> others;
+    for (split& s : into_.splits_) {
+      const auto [first, n] = s.child;
+      const branch* const from = into_.branches_.data() + first;
+      if (n == 2) {
+        s = {s.weight, {from[0].weight, from[1].weight}, {from[0].child, from[1].child}};
+      } else {
+        s.child[0] = static_cast<place>(others.size());
+        others.insert(others.end(), from, from + n);
+      }
+    }
+    into_.branches_ = std::move(others);
+  }
 
   place add_leaf(const subtree& at) {
     const Place& node = at.from;
@@ -125,8 +142,10 @@ class flat_tree::builder {
       add_search(at, 0, runs_.size());
     }
     into_.splits_.resize(into_.tests_.size());
-    into_.splits_[test] = {at.from->weight(), static_cast<std::uint32_t>(first - 1),
-                           static_cast<std::uint32_t>(open_.size() - first)};
+    into_.splits_[test] = {
+        at.from->weight(),
+        {k_many, 0},
+        {static_cast<place>(first - 1), static_cast<place>(open_.size() - first)}};
     return static_cast<place>(test);
   }
 
@@ -282,62 +301,111 @@ std::span<const flat_tree::place> flat_tree::descend(const case_block& cases,
   return ends;
 }
 
-flat_tree::place flat_tree::go_down(place from, const std::uint32_t* codes) const {
-  while ((from & k_marks) == 0) from = below(from, codes);
-  return from;
+std::vector<flat_tree::part>& flat_tree::no_stops() {
+  thread_local std::vector<part> stops;
+  stops.clear();
+  return stops;
 }
 
-/// Two ways at a time: neither waits for the other.
-void flat_tree::go_down_both(place& a, place& b, const std::uint32_t* codes) const {
-  while (((a | b) & k_marks) == 0) {
-    a = below(a, codes);
-    b = below(b, codes);
-  }
-  a = go_down(a, codes);
-  b = go_down(b, codes);
-}
-
-/// Puts the parts of one that stopped behind the n that are open, the first branch last, each where
-/// it comes to next. Nothing adds nothing: branches that no part goes to are left out.
-/// @return how many are open.
-std::size_t flat_tree::open_branches(const std::uint32_t* codes, const part& stopped,
-                                     std::vector<part>& open, std::size_t n) const {
+/// Calls give(child, weight) for the branches that some of a part goes to. Nothing adds nothing.
+template <class Give>
+void flat_tree::for_each_branch(const part& stopped, const Give& give) const {
   const split& here = splits_[stopped.at & ~k_marks];
-  const branch* const branches = branches_.data() + here.first_branch;
-  if (open.size() < n + here.n_branches) open.resize(2 * (n + here.n_branches));
-  part* const to = open.data();
-  const auto part_to = [&](std::uint32_t i) {
-    return part_of(stopped.weight, branches[i].weight, here.weight);
+  const auto part_with = [&](place child, double weight) {
+    const double some = part_of(stopped.weight, weight, here.weight);
+    if (some != 0) give(child, some);
   };
-  if (here.n_branches == 2) {
-    place first = branches[0].child, second = branches[1].child;
-    go_down_both(first, second, codes);
-    to[n] = {second, part_to(1)};
-    n += to[n].weight != 0;
-    to[n] = {first, part_to(0)};
-    return n + (to[n].weight != 0);
+  if (here.has_two()) {
+    part_with(here.child[0], here.below[0]);
+    part_with(here.child[1], here.below[1]);
+    return;
   }
-  for (std::uint32_t i = here.n_branches; i-- > 0;) {
-    const double weight = part_to(i);
-    if (weight != 0) to[n++] = {go_down(branches[i].child, codes), weight};
-  }
-  return n;
+  const auto [first, n] = here.child;
+  for (const branch& b : std::span(branches_).subspan(first, n)) part_with(b.child, b.weight);
 }
 
-std::span<const flat_tree::part> flat_tree::parts_of(const std::uint32_t* codes,
-                                                     const part& stopped) const {
-  thread_local std::vector<part> open(1), ends;
-  ends.clear();
-  open[0] = stopped;
-  for (std::size_t n = 1; n > 0;) {
-    const part next = open[--n];
-    if ((next.at & k_leaf) != 0) {
-      ends.push_back(next);
-    } else {
-      n = open_branches(codes, next, open, n);
+/// Puts the branches of those that stopped in their place. `on_way` receives which of all those
+/// opened are at a test.
+void flat_tree::open_all(const std::vector<part>& all, std::vector<part>& opened,
+                         std::vector<std::uint32_t>& on_way) const {
+  opened.clear();
+  on_way.clear();
+  for (const part& p : all) {
+    if ((p.at & k_stopped) == 0) {
+      opened.push_back(p);
+      continue;
     }
+    for_each_branch(p, [&](place child, double weight) {
+      if ((child & k_marks) == 0) on_way.push_back(static_cast<std::uint32_t>(opened.size()));
+      opened.push_back({child, p.number, weight});
+    });
   }
-  return ends;
+}
+
+/// Takes parts to where they end. @return how many of them stopped.
+std::size_t flat_tree::step_down(const case_block& cases, std::vector<part>& all,
+                                 std::vector<std::uint32_t>& on_way) const {
+  const std::uint32_t* const codes = cases.codes.data();
+  std::size_t stopped = 0;
+  for (std::size_t left = on_way.size(); left > 0;) {
+    std::size_t still = 0;
+    for (std::size_t k = 0; k < left; ++k) {
+      const std::uint32_t i = on_way[k];
+      part& p = all[i];
+      p.at = below(p.at, codes + p.number * cases.n_attributes);
+      stopped += (p.at & k_marks) == k_stopped;
+      on_way[still] = i;
+      still += (p.at & k_marks) == 0;
+    }
+    left = still;
+  }
+  return stopped;
+}
+
+/// A few times all that stopped are opened together; where that is not the end of them, one by one.
+const std::vector<flat_tree::part>& flat_tree::spread(const case_block& cases,
+                                                      std::span<const part> stopped) const {
+  constexpr std::size_t k_most_rounds = 16, k_most_parts = 1U << 12;
+  thread_local std::vector<part> all, other;
+  thread_local std::vector<std::uint32_t> on_way;
+  all.assign(stopped.begin(), stopped.end());
+  std::size_t left = all.size();
+  for (std::size_t i = 0; left > 0 && i < k_most_rounds && all.size() < k_most_parts; ++i) {
+    open_all(all, other, on_way);
+    all.swap(other);
+    left = step_down(cases, all, on_way);
+  }
+  if (left > 0) {
+    other.clear();
+    for (const part& p : all) {
+      (p.at & k_stopped) == 0 ? other.push_back(p)
+                              : finish(cases.of_case(p.number).data(), p, other);
+    }
+    all.swap(other);
+  }
+  all.push_back({0, UINT32_MAX, 0});
+  return all;
+}
+
+/// Depth first to all leaves.
+void flat_tree::finish(const std::uint32_t* codes, const part& stopped,
+                       std::vector<part>& ends) const {
+  thread_local std::vector<part> open;
+  open.assign(1, stopped);
+  while (!open.empty()) {
+    part p = open.back();
+    open.pop_back();
+    while ((p.at & k_marks) == 0) p.at = below(p.at, codes);
+    if ((p.at & k_leaf) != 0) {
+      ends.push_back(p);
+      continue;
+    }
+    const auto first = static_cast<std::ptrdiff_t>(open.size());
+    for_each_branch(p, [&](place child, double weight) {
+      open.push_back({child, p.number, weight});
+    });
+    std::reverse(open.begin() + first, open.end());  // the first comes first
+  }
 }
 
 std::span<double> flat_tree::no_shares() const {

@@ -5,8 +5,9 @@
 // instructions without a jump that could be guessed wrong. Tests with a branch for every value are
 // searched in halves. Cases come as rows of 32-bit codes, one an attribute. All cases of a block go
 // down one step in turn: while one waits for memory the others go on. A case whose value is unknown
-// at a test stops there; afterwards its parts go down every branch, depth first, so that the leaves
-// come up in the order in which their shares are added.
+// at a test stops there; afterwards the parts of such cases go on down every branch, side by side
+// like the cases. They are kept in the order in which a walk comes to them, the first branches
+// first: so are their shares added, whose last bit hangs on it.
 // Threads: many readers.
 #pragma once
 
@@ -113,12 +114,15 @@ class flat_tree {
     double weight;
     std::uint32_t first_share, n_shares;
   };
-  /// Where a case without a value stops: what it goes down, in proportion.
+  /// Where a case without a value stops: what it goes down, in proportion. Of two branches all is
+  /// here, in half a line of the cache; more of them lie elsewhere.
   struct split {
-    double weight;               // of its training cases
-    std::uint32_t first_branch;  // in branches_
-    std::uint32_t n_branches;
+    double weight;    // of its training cases
+    double below[2];  // weights of two branches; k_many first where there are not two
+    place child[2];   // of two branches; else the first one in branches_, and how many there are
+    bool has_two() const { return below[0] >= 0; }
   };
+  static constexpr double k_many = -1;
   struct branch {
     place child;
     double weight;
@@ -150,13 +154,17 @@ class flat_tree {
   std::span<const place> descend(const case_block& cases, std::span<traveller> on_way,
                                  std::size_t n) const;
 
-  /// A part of a case at a leaf, or at a test that the case has no value for.
+  /// A part of a case: all of it, or what went down a branch.
   struct part {
     place at;
+    std::uint32_t number;  // of the case
     double weight;
   };
-  /// Calls arrive(i, leaf) for the cases that come to a leaf, and parted(i, parts) for the others,
-  /// with what of `amount` comes to each leaf.
+  /// More cases at once would leave the cache.
+  static constexpr std::size_t k_spread_at_once = 64;
+
+  /// Calls arrive(i, leaf) for the cases that come to a leaf, and then parted(i, parts) for the
+  /// others, with what of `amount` comes to each leaf.
   template <class Numbers, class Arrive, class Parted>
   void follow(const case_block& cases, const Numbers& which, double amount, const Arrive& arrive,
               const Parted& parted) const {
@@ -166,20 +174,37 @@ class flat_tree {
     for (const std::uint32_t i : which) (next++)->number = i;
     const std::size_t n = which.empty() ? 0 : which.back() + std::size_t{1};
     const std::span<const place> ends = descend(cases, on_way, n);
+    std::vector<part>& stops = no_stops();
     for (const std::uint32_t i : which) {
       if ((ends[i] & k_leaf) != 0) {
         arrive(i, leaf_at(ends[i]));
       } else {
-        parted(i, parts_of(cases.of_case(i).data(), {ends[i], amount}));
+        stops.push_back({ends[i], i, amount});
+      }
+    }
+    for (std::size_t at = 0; at < stops.size(); at += k_spread_at_once) {
+      const std::size_t size = std::min(k_spread_at_once, stops.size() - at);
+      const auto some = std::span<const part>(stops).subspan(at, size);
+      auto first = spread(cases, some).begin();
+      for (const part& whole : some) {
+        const auto begin = first;
+        while (first->number == whole.number) ++first;
+        parted(whole.number, std::span<const part>(begin, first));
       }
     }
   }
-  /// What of a case that stopped comes to leaves, the first branches first. Memory of the thread.
-  std::span<const part> parts_of(const std::uint32_t* codes, const part& stopped) const;
-  std::size_t open_branches(const std::uint32_t* codes, const part& stopped,
-                            std::vector<part>& open, std::size_t n) const;
-  place go_down(place from, const std::uint32_t* codes) const;
-  void go_down_both(place& a, place& b, const std::uint32_t* codes) const;
+  /// Memory of the thread.
+  static std::vector<part>& no_stops();
+  /// What of cases that stopped comes to leaves, case by case, the first branches first; behind it
+  /// a part of no case. Memory of the thread.
+  const std::vector<part>& spread(const case_block& cases, std::span<const part> stopped) const;
+  void open_all(const std::vector<part>& all, std::vector<part>& opened,
+                std::vector<std::uint32_t>& on_way) const;
+  std::size_t step_down(const case_block& cases, std::vector<part>& all,
+                        std::vector<std::uint32_t>& on_way) const;
+  void finish(const std::uint32_t* codes, const part& stopped, std::vector<part>& ends) const;
+  template <class Give>
+  void for_each_branch(const part& stopped, const Give& give) const;
 
   const leaf& leaf_at(place end) const { return leaves_[end & ~k_marks]; }
   std::span<double> own(std::span<double> sums, std::size_t i) const {
