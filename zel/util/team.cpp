@@ -29,21 +29,20 @@ std::uint64_t take_number(std::string_view& text) {
 }
 
 /// What this process found in its part of [0, n): number, length and bytes of each.
-std::string do_part(const run_context& run, unsigned long n,
+std::string do_part(const run_context& run, unsigned long n, unsigned long at_once,
                     const std::function<std::string(unsigned long)>& work) {
   std::string found;
   std::mutex mutex;
-  run.with_workers([&] {
-    run.for_each_index(run.n_slots(), [&](unsigned long) {
-      for (unsigned long i = run.companions->claim(); i < n; i = run.companions->claim()) {
-        const std::string bytes = work(i);
-        const std::lock_guard lock(mutex);
-        put_number(found, i);
-        put_number(found, bytes.size());
-        found += bytes;
-      }
-    });
-  });
+  const auto work_until_none_is_left = [&](unsigned long) {
+    for (unsigned long i = run.companions->claim(); i < n; i = run.companions->claim()) {
+      const std::string bytes = work(i);
+      const std::lock_guard lock(mutex);
+      put_number(found, i);
+      put_number(found, bytes.size());
+      found += bytes;
+    }
+  };
+  run.for_each_index(at_once, work_until_none_is_left);
   return found;
 }
 
@@ -80,12 +79,12 @@ void team::tell_error(std::string_view text) {
   gather(k_error + std::string(text));
 }
 
-void share_out(const run_context& run, unsigned long n,
+void share_out(const run_context& run, unsigned long n, unsigned long at_once,
                const std::function<std::string(unsigned long)>& work,
                const std::function<void(unsigned long, std::string_view)>& take) {
   std::string found;
   try {
-    found = do_part(run, n, work);
+    found = do_part(run, n, at_once, work);
   } catch (...) {
     run.companions->tell_error(name_of_error());
     throw;

@@ -43,10 +43,11 @@ class team : private nocopy {
   bool failed_ = false;
 };
 
-/// Calls work(i) for every i of [0, n), each in one process of the team of `run` and on its
-/// workers, and then in every process take(i, what work(i) gave), one call after another. Called by
-/// all. Throws in all what was thrown in one.
-void share_out(const run_context& run, unsigned long n,
+/// Calls work(i) for every i of [0, n), each in one process of the team of `run`, `at_once` of them
+/// at a time, and then in every process take(i, what work(i) gave), one call after another. Called
+/// by all, inside with_workers() where several are at work at once. Throws in all what was thrown
+/// in one.
+void share_out(const run_context& run, unsigned long n, unsigned long at_once,
                const std::function<std::string(unsigned long)>& work,
                const std::function<void(unsigned long, std::string_view)>& take);
 

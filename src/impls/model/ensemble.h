@@ -143,7 +143,7 @@ void ensemble::add_side_by_side(const zel::util::run_context& run, const table& 
     return;
   }
   zel::util::share_out(
-      run, n, [&](unsigned long i) { return bytes_of(made(i)); },
+      run, n, run.n_slots(), [&](unsigned long i) { return bytes_of(made(i)); },
       [&](unsigned long i, std::string_view bytes) {
         members_[first + i] = from_bytes(t, bytes, about_of(i));
       });
