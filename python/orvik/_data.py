@@ -1,5 +1,6 @@
 """Frames, arrays and files as columns for the library."""
 
+import ast
 import numbers
 import os
 import sys
@@ -48,6 +49,25 @@ def text_of(value, ordered=False):
     if ordered and ";" in text:
         return repr(text).replace(";", "\\x3b")
     return repr(text) if odd else text
+
+
+def name_of(name):
+    """The name that a column has in models: its own, or where a line could not hold that its repr."""
+    return repr(name) if "\n" in name or "\0" in name or not _encodes(name) else name
+
+
+def named(name):
+    """The name that name_of() was given."""
+    plain = text_from(name)
+    return plain if name_of(plain) == name else name
+
+
+def text_from(text):
+    """The text that text_of() was given."""
+    try:
+        return ast.literal_eval(text) if text[:1] in ("'", '"') else text
+    except (SyntaxError, ValueError):
+        return text
 
 
 def _encodes(text):
