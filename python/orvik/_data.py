@@ -101,13 +101,26 @@ def _places(cells):
     """Places of the cells among their different values, and these; by pandas, where it is in use."""
     pandas = sys.modules.get("pandas")
     if pandas is not None and isinstance(cells, np.ndarray):
-        found, values = pandas.factorize(cells)
+        # With a cell that is no text: pandas' table of texts reads freed memory of half surrogate pairs.
+        found, values = pandas.factorize(np.concatenate((cells, [None])))
+        found = found[:-1]
         return (found, [*values]) if (found >= 0).all() else (np.where(found < 0, len(values), found),
                                                               [*values, None])
     places, found = {}, np.empty(len(cells), np.int64)
     for i, value in enumerate(cells):
         found[i] = places.setdefault((value.__class__, value) if value == value else None, len(places))
     return found, [None if key is None else key[1] for key in places]
+
+
+def different_texts(texts):
+    """The different ones of an array of texts in their order, and the place of each among them."""
+    found, values = _places(texts)
+    order = sorted(range(len(values)), key=values.__getitem__)
+    place_of = np.empty(len(values), np.int64)
+    place_of[order] = np.arange(len(values))
+    different = np.empty(len(values), object)
+    different[:] = [values[i] for i in order]
+    return different, place_of[found]
 
 
 def _object_column(name, cells):

@@ -111,6 +111,8 @@ def checked_classes(y, n):
         raise ValueError(f"Found input variables with inconsistent numbers of samples: [{n}, {len(y)}]")
     if y.dtype.kind == "f" and not np.isfinite(y).all():
         raise ValueError("Input y contains NaN or infinity")
+    if y.dtype.kind == "O" and len(y) and all(isinstance(v, str) for v in y):
+        return y
     if y.dtype.kind == "O" and any(_data.is_unknown(v) for v in y):
         raise ValueError("Input y contains NaN or None")
     if y.dtype.kind == "O" and not any(isinstance(v, (str, bytes)) for v in y):
@@ -184,7 +186,8 @@ def training_table(estimator, X, y, sample_weight, reset=True):
     weights = None if sample_weight is None else checked_weights(sample_weight, n)
     rows = np.flatnonzero(weights > 0) if weights is not None and not weights.all() else None
     kept = slice(None) if rows is None else rows
-    classes, places = np.unique(target[kept], return_inverse=True)
+    different = _data.different_texts if target.dtype.kind == "O" else lambda y: np.unique(y, return_inverse=True)
+    classes, places = different(target[kept])
     if estimator.class_weight is not None:
         weights = np.ones(n) if weights is None else weights.copy()
         weights[kept] *= compute_sample_weight(estimator.class_weight, target[kept])
