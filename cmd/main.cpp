@@ -11,6 +11,7 @@
 #include "orvik/orvik.h"
 #include "outputs.h"
 #include "progress.h"
+#include "reasons.h"
 #include "saved_tree.h"
 #include "steps.h"
 #include "zel/inpout/replacing_file.h"
@@ -56,6 +57,7 @@ void run(int argc, char** argv) {
   options opt(argc, argv);
   require_table_if_needed(opt);
   require_experiment(opt);
+  require_rows_to_explain(opt);
   outputs out(opt);
   const zel::util::progress::display progress(opt.log_stdout);
   orvik::set_n_workers(opt.n_workers);
