@@ -18,21 +18,24 @@ constexpr char k_needs_rows[] = "-shap needs the rows of -fs";
 constexpr char k_needs_reasons[] = " needs -shap";
 constexpr char k_read_twice[] = "-s and -shap read -fs twice: it must be a file, and no pipe";
 
+/// One that is missing is told of where it is read.
+bool can_be_read_again(const std::string& file) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::file_type type = fs::status(file, error).type();
+  return type == fs::file_type::regular || type == fs::file_type::not_found;
+}
+
 }  // namespace
 
 void require_rows_to_explain(const options& opt) {
+  const bool explains = opt.is_given("-shap");
   for (const char* option : {"-shappred", "-shaptop"}) {
-    if (opt.is_given(option) && opt.reasons_file.empty())
-      throw failure(option + std::string(k_needs_reasons));
+    if (opt.is_given(option) && !explains) throw failure(option + std::string(k_needs_reasons));
   }
-  if (opt.reasons_file.empty()) return;
+  if (!explains) return;
   if (opt.score_data_file.empty()) throw failure(k_needs_rows);
-  std::error_code error;
-  const std::filesystem::file_type type =
-      std::filesystem::status(opt.score_data_file, error).type();
-  const bool can_be_read_again =
-      type == std::filesystem::file_type::regular || type == std::filesystem::file_type::not_found;
-  if (!opt.score_output_file.empty() && !can_be_read_again) throw failure(k_read_twice);
+  if (opt.is_given("-s") && !can_be_read_again(opt.score_data_file)) throw failure(k_read_twice);
 }
 
 void explain_file(const options& opt, const orvik::dtree& model, std::ostream* log) {

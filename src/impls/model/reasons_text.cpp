@@ -10,6 +10,7 @@
 #include "impls/evaluation/batch_coder.h"
 #include "impls/evaluation/row_blocks.h"
 #include "impls/model/explainer.h"
+#include "zel/util/number_util.h"
 
 namespace orvik::impls {
 
@@ -21,6 +22,7 @@ constexpr char k_reading_title[] = "Reading score data: ";
 /// The shortest digits that are read as the number, in any locale.
 void append_exact(std::string& line, double value) {
   std::array<char, 32> room;
+  value = zel::util::number_util::plain_nan(value);
   line.append(room.data(), std::to_chars(room.data(), room.data() + room.size(), value).ptr);
 }
 
