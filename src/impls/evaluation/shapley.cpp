@@ -22,6 +22,22 @@ std::size_t points_for(std::size_t n_attributes) {
   return std::max<std::size_t>(1, std::min((n_attributes + 1) / 2, enough));
 }
 
+/// The codes from `first` on, as many as `span` more; behind the last one comes 0.
+struct code_span {
+  std::uint32_t first, span;
+};
+
+/// Of the branches from `begin` to before `end`.
+code_span codes_between(const split_test& test, std::size_t begin, std::size_t end) {
+  const auto code = static_cast<std::uint32_t>(test.code);
+  const auto n = static_cast<std::uint32_t>(end - begin);
+  if (!test.parts_in_two()) return {static_cast<std::uint32_t>(begin + 1), n - 1};
+  if (n > 1) return {0, k_to_the_last};
+  if (begin == 0) return test.is_cut() ? code_span{0, code} : code_span{code, 0};
+  const std::uint32_t others = test.is_cut() ? code + 1 : 1;  // codes that are not taken
+  return {code + 1, k_to_the_last - others};
+}
+
 }  // namespace
 
 /// First all nodes, level by level, then the steps, the subtrees of a node by size.
@@ -32,7 +48,7 @@ class shapley_tree::builder {
       : into_(into), how_(how), n_times_(n_attributes), shares_(into.n_class_codes_) {}
 
   void build(const Place& root) {
-    nodes_.push_back({root, 0, 0, 0, 1.0});
+    nodes_.push_back({root, 0, {0, 0}, 1.0});
     for (std::size_t i = 0; i < nodes_.size(); ++i) {
       if (!nodes_[i].from.is_leaf()) open_children(static_cast<std::uint32_t>(i));
     }
@@ -47,7 +63,7 @@ class shapley_tree::builder {
   struct node {
     Place from;
     std::uint32_t father;
-    std::uint32_t first, span;
+    code_span codes;
     double fraction;
     std::uint32_t first_child = 0, n_children = 0;
     std::uint32_t size = 1;  // of the subtree
@@ -81,19 +97,8 @@ class shapley_tree::builder {
 
   void add_child(std::uint32_t father, const Place& child, std::size_t begin, std::size_t end,
                  double fraction) {
-    const split_test& test = nodes_[father].from.test();
-    auto first = static_cast<std::uint32_t>(begin + 1);  // of a branch for every value
-    auto span = static_cast<std::uint32_t>(end - begin - 1);
-    if (test.parts_in_two()) {
-      const auto code = static_cast<std::uint32_t>(test.code);
-      const bool is_second = begin > 0;
-      const bool is_all = end - begin > 1;
-      first = is_second || is_all ? code + 1 : test.is_cut() ? 0 : code;
-      // Behind the code all that are above it, or, around to it, all others.
-      const std::uint32_t above = test.is_cut() ? k_to_the_last - first : k_to_the_last - 1;
-      span = is_all ? k_to_the_last : is_second ? above : test.is_cut() ? code : 0;
-    }
-    nodes_.push_back({child, father, first, span, fraction});
+    const code_span codes = codes_between(nodes_[father].from.test(), begin, end);
+    nodes_.push_back({child, father, codes, fraction});
   }
 
   void take_next() {
@@ -119,8 +124,8 @@ class shapley_tree::builder {
     const std::uint32_t attribute = nodes_[to.father].from.test().attribute;
     note_way(attribute, at.depth);
     const auto number = static_cast<std::uint32_t>(into_.steps_.size());
-    step made{attribute, to.first,   to.span,     at.depth, number + to.size,
-              at.room,   at.is_last, to.fraction, 0,        0};
+    step made{attribute, to.codes.first, to.codes.span, at.depth, number + to.size,
+              at.room,   at.is_last,     to.fraction,   0,        0};
     if (to.n_children == 0) add_shares(to.from, made);
     into_.steps_.push_back(made);
     into_.deepest_ = std::max<std::size_t>(into_.deepest_, at.depth + 1);

@@ -28,27 +28,31 @@ empty_leaves empty_leaves_of(const dtree& model) {
 
 explainer::explainer(const dtree& model) : model_(model), table_(schema_to_explain(model)) {
   flat_tree::require_narrow(table_);
-  const std::vector<voter> voters = model.trees().voters();
-  std::vector<std::optional<shapley_tree>> made(voters.size());
-  const empty_leaves how = empty_leaves_of(model);
-  model.run().with_workers([&] {
-    model.run().for_each_index(voters.size(),
-                               [&](unsigned long i) { made[i].emplace(table_, voters[i], how); });
-  });
-  double all_votes = 0;
-  for (const voter& each : voters) all_votes += each.votes;
+  take_trees();
   std::vector<bool> tested(table_.n_attributes());
-  for (std::size_t i = 0; i < made.size(); ++i) {
-    made[i]->add_tested(tested);
-    trees_.push_back(std::move(*made[i]));
-    amounts_.push_back(voters[i].votes / all_votes);
-  }
-  place_of_.resize(tested.size());
+  for (const shapley_tree& tree : trees_) tree.add_tested(tested);
   for (unsigned long a = 0; a < tested.size(); ++a) {
-    place_of_[a] = static_cast<std::uint32_t>(attributes_.size());
+    place_of_.push_back(static_cast<std::uint32_t>(attributes_.size()));
     if (tested[a]) attributes_.push_back(a);
   }
   model.predict_distribution(std::vector<code_t>(tested.size(), k_unknown), base_);
+}
+
+void explainer::take_trees() {
+  const std::vector<voter> voters = model_.trees().voters();
+  std::vector<std::optional<shapley_tree>> made(voters.size());
+  const empty_leaves how = empty_leaves_of(model_);
+  const zel::util::run_context& run = model_.run();
+  run.with_workers([&] {
+    run.for_each_index(voters.size(),
+                       [&](unsigned long i) { made[i].emplace(table_, voters[i], how); });
+  });
+  double all_votes = 0;
+  for (const voter& each : voters) all_votes += each.votes;
+  for (std::size_t i = 0; i < made.size(); ++i) {
+    trees_.push_back(std::move(*made[i]));
+    amounts_.push_back(voters[i].votes / all_votes);
+  }
 }
 
 std::vector<std::vector<code_t>> explainer::limits() const {

@@ -44,6 +44,7 @@ class explainer {
              const reason_form& form, unseen_values* unseen) const;
 
  private:
+  void take_trees();
   std::vector<std::vector<code_t>> limits() const;
 
   const dtree& model_;

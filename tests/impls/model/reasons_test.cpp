@@ -1,3 +1,5 @@
+#include "orvik/reasons.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -73,6 +75,22 @@ TEST(reasons, of_a_way_with_many_attributes) {
   const numbers parts = parts_of(*t, *tree, narrow_codes(k_attributes, 2));
   for (unsigned int a = 0; a < k_attributes; ++a) {
     ASSERT_NEAR(parts[a * 3 + 2], 1.0 / k_attributes, 1e-15) << a;
+  }
+}
+
+TEST(reasons, are_of_codes_that_the_model_knows) {
+  dtree model("t");
+  EXPECT_THROW(explainer{model}, std::runtime_error);
+  const auto t = golf_table();
+  const std::unique_ptr<case_list> all(t->get_all());
+  model.build(t.get(), all.get());
+  const orvik::dtree built(model.clone(/*parameters_only=*/false));
+  const orvik::explainer made(built);
+  numbers parts;
+  made.explain({3, 1000000, 5, 1}, 1, parts);  // as warm as no day was
+  EXPECT_EQ(parts.size(), made.base().size() * made.attributes().size());
+  for (const std::vector<code_t>& codes : {std::vector<code_t>{4, 1, 1, 1}, {1, 1, 1}, {}}) {
+    EXPECT_THROW(made.explain(codes, 1, parts), std::runtime_error) << codes.size();
   }
 }
 
