@@ -48,6 +48,9 @@ Validation
 Scores
     -fs FILE  -s FILE    rows to score; where the scores go
     -prob                the share of every class, behind class and confidence
+    -shap FILE           why: what each attribute contributes to the share of every class
+    -shappred            in it: the predicted class only
+    -shaptop N           in it: the N largest contributions of a row by name
     -unseen              values that training did not have count as unknown, in tests too
 Output
     -tb FILE  -db FILE   save the model; the table

@@ -13,7 +13,7 @@ function argmax(values) {
 }
 
 /** The branch of a value that is known. */
-function branchOf(tree, node, value) {
+export function branchOf(tree, node, value) {
   const cut = tree.cut[node];
   if (cut < -1) return value === -2 - cut ? 0 : 1;
   if (cut < 0) return value;
