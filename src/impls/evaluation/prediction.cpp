@@ -104,9 +104,9 @@ double share_out(const Place& root, const CodeOf& code_of, double amount,
 /// The same, but where no case came as at the nearest node above to which some came.
 template <class Place, class CodeOf>
 void spread_known(const Place& root, const CodeOf& code_of, double amount,
-                  std::span<double> by_code) {
+                  std::span<double> by_code, prior_shares prior) {
   distribute(root, code_of, amount, 0,
-             [&](const Place& leaf, double part) { leaf->add_known_shares(part, by_code); });
+             [&](const Place& leaf, double part) { leaf->add_known_shares(part, by_code, prior); });
 }
 
 auto codes_of_row(const table& t, row_t row) {
@@ -139,13 +139,13 @@ double decision_tree::predict_distribution(const table&, const std::vector<code_
 }
 
 void decision_tree::add_probabilities(const std::vector<code_t>& codes, double weight,
-                                      std::vector<double>& shares) const {
-  spread_known(tree_place(*this), codes_of(codes), weight, shares);
+                                      std::span<double> shares, prior_shares prior) const {
+  spread_known(tree_place(*this), codes_of(codes), weight, shares, prior);
 }
 
 void packed_tree::add_probabilities(const std::vector<code_t>& codes, double weight,
-                                    std::vector<double>& shares) const {
-  spread_known(root(), codes_of(codes), weight, shares);
+                                    std::span<double> shares, prior_shares prior) const {
+  spread_known(root(), codes_of(codes), weight, shares, prior);
 }
 
 void decision_tree::add_shares(const std::vector<code_t>& codes, double amount,

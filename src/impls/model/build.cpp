@@ -13,6 +13,7 @@
 #include "impls/pruning/strategies.h"
 #include "impls/tables/folds.h"
 #include "impls/tables/same_codes.h"
+#include "impls/trees/distribution.h"
 #include "zel/util/cronos.h"
 #include "zel/util/rand_gen.h"
 #include "zel/util/run_context.h"
@@ -22,6 +23,7 @@ namespace orvik::impls {
 namespace {
 
 constexpr char k_no_training[] = "no training provided to build the tree";
+constexpr char k_other_costs[] = "the costs are of another table's classes";
 constexpr char k_heavy[] = "the weights of a tree's cases have no finite sum";
 
 using zel::util::draw;
@@ -77,12 +79,28 @@ void dtree::grow_and_prune(const table& t, const case_list& cases) {
 
 /// What goes with the trees goes too.
 void dtree::drop_trees() {
-  trees_ = ensemble(parameters_.kind, parameters_.answer);
+  trees_ = no_trees();
   cases_ = training_cases();
 }
 
+/// What the decision learns from the cases that the trees are grown on, or drawn from.
+void dtree::prepare_decision(const table& t) {
+  decision how = parameters_.decides;
+  if (!how.fits(t.n_class_codes())) throw std::runtime_error(k_other_costs);
+  if (how.smooths()) {
+    std::vector<double> prior(t.n_class_codes());
+    const case_list cases = cases_.expand();
+    sum_by_class(t.class_column(), cases, prior);
+    const double all = distribution(prior).sum();
+    for (double& share : prior) share /= all;
+    how.set_prior(std::move(prior));
+  }
+  trees_.set_decision(std::move(how));
+}
+
 void dtree::grow_trees(const table& t, const case_list* prune_cases) {
-  trees_ = ensemble(parameters_.kind, parameters_.answer);
+  trees_ = no_trees();
+  prepare_decision(t);
   growing_plan plan(t, parameters_.split, parameters_.min_obj, attributes_.get(), *run_,
                     parameters_.how);
   plan.leave_out_empty_leaves(parameters_.is_ensemble() &&

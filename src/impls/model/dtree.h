@@ -76,6 +76,12 @@ class dtree : private zel::util::nocopy {
   }
   /// How the trees of the next builds answer.
   void set_combination(combination how) { parameters_.answer = how; }
+  /// What the errors of the next builds cost, by the class codes of their table; null: all 1.
+  void set_costs(std::shared_ptr<const cost_matrix> costs) {
+    parameters_.decides.set_costs(std::move(costs));
+  }
+  /// Whether the shares of their leaves lean on those of the training cases.
+  void set_smoothing(bool smooths) { parameters_.decides.set_smoothing(smooths); }
 
   /// Every attribute of `t` but the ignored ones.
   static zel::adt::bitmap default_features(const table& t);
@@ -173,6 +179,8 @@ class dtree : private zel::util::nocopy {
   const std::string& name() const { return name_; }
   const parameters& settings() const { return parameters_; }
   const ensemble& trees() const { return trees_; }
+  /// How the trees there are decide.
+  const decision& decides() const { return trees_.decides(); }
   unsigned long n_trees() const { return trees_.n_trees(); }
   /// Valid as ensemble::tree() says.
   std::shared_ptr<const decision_tree> get_tree(unsigned long i) const { return trees_.tree(i); }
@@ -230,6 +238,9 @@ class dtree : private zel::util::nocopy {
   batch_predictor make_predictor(const table& t) const;
   void search_attributes(const table& t, const case_list& growing, const case_list& searching);
   void drop_trees();
+  ensemble no_trees() const {
+    return ensemble(parameters_.kind, parameters_.answer, parameters_.decides);
+  }
   /// Does work on the trees; what fails half way leaves none, rather than half grown or pruned
   /// ones.
   template <class Work>
@@ -242,6 +253,7 @@ class dtree : private zel::util::nocopy {
       throw;
     }
   }
+  void prepare_decision(const table& t);
   void grow_trees(const table& t, const case_list* prune_cases);
   std::unique_ptr<decision_tree> grow_tree(const growing_plan& plan, case_list cases,
                                            unsigned long seed) const;

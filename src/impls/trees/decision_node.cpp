@@ -190,10 +190,15 @@ void decision_node::add_shares(double amount, std::span<double> by_code) const {
   }
 }
 
-void decision_node::add_known_shares(double amount, std::span<double> by_code) const {
+void decision_node::add_known_shares(double amount, std::span<double> by_code,
+                                     prior_shares prior) const {
   const decision_node* node = this;
   while (!(node->weight_ > 0) && node->father_ != nullptr) node = node->father_;
-  node->add_shares(amount, by_code);
+  if (prior.empty() || !(node->weight_ > 0)) return node->add_shares(amount, by_code);
+  for (code_t c = 0; c < by_code.size(); ++c) {
+    by_code[c] += part_of(amount, node->distribution_[c], node->weight_ + 1);
+  }
+  add_prior(amount, node->weight_, prior, by_code);
 }
 
 unsigned long decision_node::get_no_of_splits(const table& t) const {

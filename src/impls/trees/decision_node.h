@@ -13,6 +13,7 @@
 #include <span>
 #include <vector>
 
+#include "impls/decision/decision.h"
 #include "impls/tables/table.h"
 #include "impls/trees/candidate.h"
 #include "impls/trees/routing.h"
@@ -87,7 +88,8 @@ class decision_node : private zel::util::nocopy {
   /// its class where no weight came.
   void add_shares(double amount, std::span<double> by_code) const;
   /// The same, but where no weight came in the shares of the nearest node above that has some.
-  void add_known_shares(double amount, std::span<double> by_code) const;
+  /// With a prior they lean on it.
+  void add_known_shares(double amount, std::span<double> by_code, prior_shares prior = {}) const;
   /// Least m-estimate of the error rate over the class codes 1 .. nclasses - 1 (none: the largest
   /// double); `prior` has the class distribution that the estimate leans on.
   double EER(unsigned long nclasses, const decision_node& prior, double m) const;

@@ -86,8 +86,8 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   void add_row_shares(const table& t, row_t row, double amount, std::span<double> by_code) const;
   /// The same with what is likely where no training case came: the shares of the nearest node above
   /// that has cases, instead of all for its class.
-  void add_probabilities(const std::vector<code_t>& codes, double weight,
-                         std::vector<double>& shares) const;
+  void add_probabilities(const std::vector<code_t>& codes, double weight, std::span<double> shares,
+                         prior_shares prior = {}) const;
   /// Classifies a row of the table that the tree was grown on, or of one with its codes.
   double predict_row(const table& t, row_t row, prediction& result, double weight) const;
   /// The same for a weight of 1; sets in `asked` the attributes whose values were looked at.
