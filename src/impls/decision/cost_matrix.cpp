@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 #include <stdexcept>
+#include <utility>
 
 namespace orvik::impls {
 
@@ -24,6 +26,41 @@ cost_matrix::cost_matrix(unsigned long n_class_codes) : n_(n_class_codes) {
     costs_[c * n_ + c] = 0;
     costs_[c] = 0;  // nothing is known of what would be right
   }
+}
+
+cost_matrix::cost_matrix(unsigned long n_class_codes, std::span<const class_cost> given)
+    : cost_matrix(n_class_codes) {
+  std::set<std::pair<code_t, code_t>> named;
+  const auto is_class = [this](code_t c) { return c != k_unknown && c < n_; };
+  for (const auto& [predicted, actual, cost] : given) {
+    const bool fits = is_class(predicted) && is_class(actual) && is_cost(cost);
+    const bool right = predicted != actual || cost == 0;
+    zel::inpout::require(fits && right && named.emplace(predicted, actual).second, k_bad_costs);
+    set(predicted, actual, cost);
+  }
+}
+
+std::vector<class_cost> cost_matrix::given() const {
+  std::vector<class_cost> pairs;
+  for (code_t predicted = 1; predicted < n_; ++predicted) {
+    for (code_t actual = 1; actual < n_; ++actual) {
+      const double c = cost(predicted, actual);
+      if (predicted != actual && c != 1) pairs.push_back({predicted, actual, c});
+    }
+  }
+  return pairs;
+}
+
+cost_matrix cost_matrix::scaled(double factor) const {
+  cost_matrix made = *this;
+  for (double& cost : made.costs_) cost *= factor;
+  return made;
+}
+
+double cost_matrix::of_errors_on(code_t actual) const {
+  double sum = 0;
+  for (code_t predicted = 1; predicted < n_; ++predicted) sum += cost(predicted, actual);
+  return sum;
 }
 
 void cost_matrix::set(code_t predicted, code_t actual, double cost) {

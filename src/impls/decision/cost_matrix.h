@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "impls/types.h"
+#include "orvik/costs.h"
 #include "zel/inpout/binstream.h"
 
 namespace orvik::impls {
@@ -20,11 +21,19 @@ class cost_matrix {
 
   /// Every error costs 1. Throws std::runtime_error for more than k_most_codes codes.
   explicit cost_matrix(unsigned long n_class_codes);
+  /// The same but for the pairs given. Throws also for codes that are none of n known classes, for
+  /// costs that break the invariant, and for a pair that is given twice.
+  cost_matrix(unsigned long n_class_codes, std::span<const class_cost> given);
 
   unsigned long size() const { return n_; }
   double cost(code_t predicted, code_t actual) const { return costs_[actual * n_ + predicted]; }
   /// Codes are known ones and differ, the cost is finite and not negative.
   void set(code_t predicted, code_t actual, double cost);
+
+  /// The pairs that do not cost 1, by predicted, then by actual code.
+  std::vector<class_cost> given() const;
+  /// All costs times a factor above 0.
+  cost_matrix scaled(double factor) const;
 
   /// What predicting a class costs where classes have these weights, by code: the sum of weight x
   /// cost over the codes, in their order.
@@ -37,7 +46,8 @@ class cost_matrix {
   /// proportion to these weights; 1 where there are none.
   double mean_of_errors(code_t predicted, std::span<const double> by_code) const;
 
-  bool operator==(const cost_matrix&) const = default;
+  /// What a case of a class is worth to be right about: the sum of the costs of all errors on it.
+  double of_errors_on(code_t actual) const;
 
   /// The costs between known classes, by the true one.
   void bin_out(zel::inpout::obinstream& out) const;

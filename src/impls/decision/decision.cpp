@@ -11,7 +11,12 @@ namespace {
 constexpr char k_later_decision[] = "it decides in a way of a later version";
 constexpr char k_bad_prior[] = "prior shares that are none";
 
-enum decision_part : unsigned int { k_costs_part = 1, k_smoothing_part = 2, k_all_parts = 3 };
+enum decision_part : unsigned int {
+  k_costs_part = 1,
+  k_smoothing_part = 2,
+  k_weighing_part = 4,  // the costs do not decide
+  k_all_parts = 7
+};
 
 std::vector<double> read_prior(zel::inpout::ibinstream& in) {
   unsigned long n = 0;
@@ -36,7 +41,15 @@ decision decision::as_asked() const {
 }
 
 code_t decision::decide(std::span<const double> shares) const {
-  return costs_ ? costs_->cheapest(shares) : zel::util::number_util::argmax(shares);
+  const cost_matrix* const by = costs();
+  return by != nullptr ? by->cheapest(shares) : zel::util::number_util::argmax(shares);
+}
+
+code_t decision::decide_leaf(std::span<const double> by_code) const {
+  if (prior().empty()) return decide(by_code);
+  std::vector<double> leaning(by_code.begin(), by_code.end());
+  for (code_t c = 0; c < leaning.size(); ++c) leaning[c] += prior()[c];
+  return decide(leaning);
 }
 
 bool decision::fits(unsigned long n_class_codes) const {
@@ -45,7 +58,9 @@ bool decision::fits(unsigned long n_class_codes) const {
 }
 
 void decision::bin_out(zel::inpout::obinstream& out) const {
-  out << ((costs_ ? k_costs_part : 0U) | (smooths_ ? k_smoothing_part : 0U));
+  const bool weighs = costs_ && use_ == cost_use::weighs;
+  out << ((costs_ ? k_costs_part : 0U) | (smooths_ ? k_smoothing_part : 0U) |
+          (weighs ? k_weighing_part : 0U));
   if (costs_) costs_->bin_out(out);
   if (!smooths_) return;
   out << static_cast<unsigned long>(prior().size());
@@ -58,7 +73,9 @@ decision decision::bin_in(zel::inpout::ibinstream& in) {
   zel::inpout::require((parts & ~k_all_parts) == 0, k_later_decision);
   decision read;
   if ((parts & k_costs_part) != 0) {
-    read.costs_ = std::make_shared<const cost_matrix>(cost_matrix::bin_in(in));
+    const bool weighs = (parts & k_weighing_part) != 0;
+    read.set_costs(std::make_shared<const cost_matrix>(cost_matrix::bin_in(in)),
+                   weighs ? cost_use::weighs : cost_use::decides);
   }
   read.smooths_ = (parts & k_smoothing_part) != 0;
   if (read.smooths_) read.set_prior(read_prior(in));

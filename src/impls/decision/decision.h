@@ -33,11 +33,19 @@ struct leaf_rule {
 class decision {
  public:
   /// Whether the shares stay as they are, and the largest decides.
-  bool is_plain() const { return !costs_ && !smooths_; }
+  bool is_plain() const { return costs() == nullptr && !smooths_; }
+  /// Whether there is nothing to be kept of it. Costs that only weighed the training cases are kept
+  /// with a plain decision: errors are priced by them.
+  bool is_empty() const { return !costs_ && !smooths_; }
 
-  /// Null: every error costs the same.
-  const cost_matrix* costs() const { return costs_.get(); }
-  void set_costs(std::shared_ptr<const cost_matrix> costs) { costs_ = std::move(costs); }
+  /// The costs that decide; null: the largest share does.
+  const cost_matrix* costs() const { return use_ == cost_use::decides ? costs_.get() : nullptr; }
+  /// What errors cost, whatever it is used for; null: nothing was said.
+  const cost_matrix* known_costs() const { return costs_.get(); }
+  void set_costs(std::shared_ptr<const cost_matrix> costs, cost_use use) {
+    costs_ = std::move(costs);
+    use_ = use;
+  }
   /// Whether the shares of leaves lean on prior ones, which are known once the model is built.
   bool smooths() const { return smooths_; }
   void set_smoothing(bool smooths) { smooths_ = smooths; }
@@ -55,6 +63,8 @@ class decision {
   void adjust(std::span<double> shares) const { static_cast<void>(shares); }
   /// The class of adjusted shares, or of weights in proportion to them, by code.
   code_t decide(std::span<const double> shares) const;
+  /// That of a leaf by the weights of its cases, of which there are some.
+  code_t decide_leaf(std::span<const double> by_code) const;
 
   /// Whether its parts are of a table with so many class codes.
   bool fits(unsigned long n_class_codes) const;
@@ -65,6 +75,7 @@ class decision {
 
  private:
   std::shared_ptr<const cost_matrix> costs_;
+  cost_use use_ = cost_use::decides;
   bool smooths_ = false;
   std::shared_ptr<const std::vector<double>> prior_;
 };

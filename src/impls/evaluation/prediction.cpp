@@ -201,11 +201,18 @@ double decision_tree::predict_cm(const table& t, const case_list& cases, double 
   return tally(t, cases, weight, matrix, predictor);
 }
 
-double decision_tree::err_misc(const table& t, const case_list& cases,
-                               zel::util::run_context& run) const {
+double decision_tree::err_misc(const table& t, const case_list& cases, zel::util::run_context& run,
+                               const pricing& price) const {
   conf_matrix matrix(&t);
-  predict_cm(t, cases, 1.0, matrix, run);
-  return matrix.err_misc();
+  if (price.costs() == nullptr) {
+    predict_cm(t, cases, 1.0, matrix, run);
+    return matrix.err_misc();
+  }
+  decision by_costs;
+  by_costs.set_costs(std::make_shared<const cost_matrix>(*price.costs()), cost_use::decides);
+  const batch_predictor predictor(t, {{this}}, batch_predictor::answer::of_one, run, by_costs);
+  tally(t, cases, 1.0, matrix, predictor);
+  return matrix.cost(*price.costs()) / matrix.cases();
 }
 
 }  // namespace orvik::impls

@@ -13,7 +13,6 @@
 #include "impls/pruning/strategies.h"
 #include "impls/tables/folds.h"
 #include "impls/tables/same_codes.h"
-#include "impls/trees/distribution.h"
 #include "zel/util/cronos.h"
 #include "zel/util/rand_gen.h"
 #include "zel/util/run_context.h"
@@ -23,7 +22,6 @@ namespace orvik::impls {
 namespace {
 
 constexpr char k_no_training[] = "no training provided to build the tree";
-constexpr char k_other_costs[] = "the costs are of another table's classes";
 constexpr char k_heavy[] = "the weights of a tree's cases have no finite sum";
 
 using zel::util::draw;
@@ -41,13 +39,16 @@ void dtree::build(const table* t, const case_list* cases) {
   if (t == nullptr) throw std::runtime_error(k_no_table_to_build);
   if (cases == nullptr || cases->empty()) throw std::runtime_error(k_no_training);
   require_cases_of(*t, *cases);
+  require_decision_for(*t);
   zel::util::cronos watch;
   watch.start();
   training_cm_.reset();
   choose_attributes(*t, *cases);
   table_ = t->clone(/*schema_only=*/true);
+  weigh_classes(*t, *cases);
   all_or_no_trees([&] {
     grow_and_prune(*t, *cases);
+    settle_classes();
     renew_training_cm(*t);
   });
   watch.stop();
@@ -72,6 +73,7 @@ void dtree::grow_and_prune(const table& t, const case_list& cases) {
   case_parts split;
   if (pruning::needs_separate_cases(parameters_.pruning))
     split = split_by_class(t, cases, run_->seeds());
+  if (split.rest) weigh(t, *split.rest);
   cases_ = training_cases(split.first ? *split.first : cases);
   split.first.reset();  // the model's copy is smaller
   grow_trees(t, split.rest.get());
@@ -81,21 +83,6 @@ void dtree::grow_and_prune(const table& t, const case_list& cases) {
 void dtree::drop_trees() {
   trees_ = no_trees();
   cases_ = training_cases();
-}
-
-/// What the decision learns from the cases that the trees are grown on, or drawn from.
-void dtree::prepare_decision(const table& t) {
-  decision how = parameters_.decides;
-  if (!how.fits(t.n_class_codes())) throw std::runtime_error(k_other_costs);
-  if (how.smooths()) {
-    std::vector<double> prior(t.n_class_codes());
-    const case_list cases = cases_.expand();
-    sum_by_class(t.class_column(), cases, prior);
-    const double all = distribution(prior).sum();
-    for (double& share : prior) share /= all;
-    how.set_prior(std::move(prior));
-  }
-  trees_.set_decision(std::move(how));
 }
 
 void dtree::grow_trees(const table& t, const case_list* prune_cases) {
@@ -151,10 +138,14 @@ zel::util::rand_gen dtree::attribute_draws(unsigned long seed) const {
 }
 
 case_list dtree::cases_drawn(const table& t, unsigned long seed) const {
-  if (!trees_.draws_cases()) return cases_.expand();
   case_list drawn;
-  drawn.reserve(cases_.size());
-  draws_on(t).for_each(seed, [&](unsigned long position) { drawn.push_back(cases_[position]); });
+  if (trees_.draws_cases()) {
+    drawn.reserve(cases_.size());
+    draws_on(t).for_each(seed, [&](unsigned long position) { drawn.push_back(cases_[position]); });
+  } else {
+    drawn = cases_.expand();
+  }
+  weigh(t, drawn);
   return drawn;
 }
 

@@ -125,7 +125,7 @@ bool parameters::fit_first_layout() const {
 }
 
 void parameters::write_growth(obinstream& out, const decision& how_decided) const {
-  const bool plain = how_decided.is_plain();
+  const bool plain = how_decided.is_empty();
   out << k_marked_depth << (plain ? k_second_layout : k_third_layout);
   if (!plain) how_decided.bin_out(out);
   out << static_cast<unsigned char>(how.attributes.how) << how.attributes.amount << how.free
@@ -153,7 +153,7 @@ bool parameters::read_growth(ibinstream& in, decision& how_decided) {
 }
 
 void dtree::bin_out(obinstream& out) const {
-  const bool first = parameters_.fit_first_layout() && decides().is_plain();
+  const bool first = parameters_.fit_first_layout() && decides().is_empty();
   if (!first) parameters_.write_growth(out, decides());
   out << parameters_.max_depth << (parameters_.kind == ensemble_kind::bagging) << training_cm_.get()
       << elapsed_;

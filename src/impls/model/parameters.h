@@ -24,7 +24,9 @@ struct parameters {
   ensemble_kind kind = ensemble_kind::single;
   resampling draws;  // of bagged trees and forests
   combination answer = combination::votes;
-  decision decides;  // as asked: what it learns from cases is the ensemble's
+  decision decides;                   // as asked: what it learns from cases is the ensemble's
+  bool balanced_classes = false;      // all classes weigh the same
+  std::vector<double> class_weights;  // by class code; empty: 1
   unsigned long n_trees = 1;
   bool keep_training_cm = true;
 

@@ -14,6 +14,7 @@ namespace {
 
 constexpr char k_nothing_to_select_on[] = "no table provided to select features";
 constexpr char k_no_cases[] = "no cases provided to select features";
+constexpr char k_costs[] = "a search for attributes counts errors, not their costs";
 constexpr char k_too_few[] = " + too few cases to search: all attributes";
 
 }  // namespace
@@ -28,6 +29,7 @@ void dtree::feature_selection(const table* t, const case_list* growing,
   if (searching != nullptr) require_cases_of(*t, *searching);
   zel::util::cronos watch;
   watch.start();
+  weigh_classes(*t, *growing);
   case_parts split;
   if (searching == nullptr) {
     split = split_by_class(*t, *growing, run_->seeds());
@@ -53,9 +55,15 @@ void dtree::feature_selection(const table* t, const case_list* growing,
 /// Search trees are single trees without draws, whatever the model grows.
 void dtree::search_attributes(const table& t, const case_list& growing,
                               const case_list& searching) {
+  if (parameters_.decides.costs() != nullptr) throw std::runtime_error(k_costs);
+  case_list grown_on, searched_on;
+  if (!class_weights_.empty()) {
+    weigh(t, grown_on = growing);
+    weigh(t, searched_on = searching);
+  }
   const selection::setting s{t,
-                             growing,
-                             searching,
+                             class_weights_.empty() ? growing : grown_on,
+                             class_weights_.empty() ? searching : searched_on,
                              parameters_.split,
                              parameters_.min_obj,
                              parameters_.max_depth,

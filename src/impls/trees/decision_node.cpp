@@ -167,6 +167,13 @@ double decision_node::get_estimated_error_if_leaf() const {
   return weight_ - distribution_[leaf_class_];
 }
 
+class_t decision_node::priced_class(const pricing& price) const {
+  const decision_node* const from = weight_ > 0 ? this : father_;
+  if (price.costs() == nullptr || from == nullptr) return get_leaf_class();
+  return static_cast<class_t>(
+      price.class_of({from->distribution_.get(), price.n_codes()}, from->leaf_class_));
+}
+
 class_t decision_node::get_leaf_class() const {
   if (weight_ > 0) return leaf_class_;
   return father_ == nullptr ? class_t{0} : father_->leaf_class_;

@@ -1,0 +1,31 @@
+#include "cost_options.h"
+
+#include "errors.h"
+
+namespace orvcmd {
+
+namespace {
+
+void require_fit(bool fits, const char* message) {
+  if (!fits) throw failure(message);
+}
+
+bool searches(const options& opt) {
+  return opt.feature_selection != static_cast<int>(orvik::model::NO_SELECTION);
+}
+
+}  // namespace
+
+void require_sense_of_costs(const options& opt) {
+  const bool decides = !opt.costs_file.empty() && !opt.weighs_costs;
+  require_fit(!opt.weighs_costs || !opt.costs_file.empty(), "-costw needs costs: -costs");
+  require_fit(!opt.weighs_costs || opt.class_weights.empty(),
+              "-costw and -cw are different weights of the classes");
+  require_fit(
+      !decides || opt.is_ensemble() || opt.strategy().family != orvik::model::PEP,
+      "-costs: pessimistic pruning corrects numbers of errors and has no meaning for costs");
+  require_fit(!decides || !searches(opt),
+              "-costs: a search for attributes counts errors; -costw lets it weigh them");
+}
+
+}  // namespace orvcmd
