@@ -40,12 +40,12 @@ void dtree::build(const table* t, const case_list* cases) {
   if (cases == nullptr || cases->empty()) throw std::runtime_error(k_no_training);
   require_cases_of(*t, *cases);
   require_decision_for(*t);
+  weigh_classes(*t, *cases);
   zel::util::cronos watch;
   watch.start();
   training_cm_.reset();
   choose_attributes(*t, *cases);
   table_ = t->clone(/*schema_only=*/true);
-  weigh_classes(*t, *cases);
   all_or_no_trees([&] {
     grow_and_prune(*t, *cases);
     settle_classes();
