@@ -10,10 +10,6 @@ void require_fit(bool fits, const char* message) {
   if (!fits) throw failure(message);
 }
 
-bool searches(const options& opt) {
-  return opt.feature_selection != static_cast<int>(orvik::model::NO_SELECTION);
-}
-
 }  // namespace
 
 void require_sense_of_costs(const options& opt) {
@@ -24,8 +20,6 @@ void require_sense_of_costs(const options& opt) {
   require_fit(
       !decides || opt.is_ensemble() || opt.strategy().family != orvik::model::PEP,
       "-costs: pessimistic pruning corrects numbers of errors and has no meaning for costs");
-  require_fit(!decides || !searches(opt),
-              "-costs: a search for attributes counts errors; -costw lets it weigh them");
 }
 
 }  // namespace orvcmd

@@ -1,6 +1,7 @@
 // What it costs to predict a class where another is true.
 #pragma once
 
+#include <algorithm>
 #include <cassert>
 #include <span>
 #include <vector>
@@ -48,6 +49,8 @@ class cost_matrix {
 
   /// What a case of a class is worth to be right about: the sum of the costs of all errors on it.
   double of_errors_on(code_t actual) const;
+  /// The greatest cost.
+  double dearest() const { return *std::max_element(costs_.begin(), costs_.end()); }
 
   /// The costs between known classes, by the true one.
   void bin_out(zel::inpout::obinstream& out) const;

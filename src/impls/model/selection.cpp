@@ -5,6 +5,7 @@
 #include "impls/selection/search.h"
 #include "impls/tables/folds.h"
 #include "impls/tables/same_codes.h"
+#include "impls/trees/distribution.h"
 #include "zel/util/cronos.h"
 #include "zel/util/run_context.h"
 
@@ -14,7 +15,6 @@ namespace {
 
 constexpr char k_nothing_to_select_on[] = "no table provided to select features";
 constexpr char k_no_cases[] = "no cases provided to select features";
-constexpr char k_costs[] = "a search for attributes counts errors, not their costs";
 constexpr char k_too_few[] = " + too few cases to search: all attributes";
 
 }  // namespace
@@ -55,12 +55,15 @@ void dtree::feature_selection(const table* t, const case_list* growing,
 /// Search trees are single trees without draws, whatever the model grows.
 void dtree::search_attributes(const table& t, const case_list& growing,
                               const case_list& searching) {
-  if (parameters_.decides.costs() != nullptr) throw std::runtime_error(k_costs);
   case_list grown_on, searched_on;
   if (!class_weights_.empty()) {
     weigh(t, grown_on = growing);
     weigh(t, searched_on = searching);
   }
+  const cost_matrix* const costs = parameters_.decides.costs();
+  std::vector<double> prior(t.n_class_codes());
+  sum_by_class(t.class_column(), class_weights_.empty() ? growing : grown_on, prior);
+  const double unit = costs == nullptr ? 1 : costs->mean_of_errors(costs->cheapest(prior), prior);
   const selection::setting s{t,
                              class_weights_.empty() ? growing : grown_on,
                              class_weights_.empty() ? searching : searched_on,
@@ -69,7 +72,9 @@ void dtree::search_attributes(const table& t, const case_list& growing,
                              parameters_.max_depth,
                              parameters_.pruning != model::NO_PRUNING,
                              *attributes_,
-                             *run_};
+                             *run_,
+                             costs == nullptr ? pricing() : pricing(*costs, prior),
+                             unit > 0 ? unit : 1.0};
   selection::found_attributes found = run_->with_workers([&] {
     return selection::find_attributes(s, search_.method, search_.delta, search_.seconds);
   });

@@ -23,6 +23,15 @@ std::shared_ptr<const cost_matrix> costs_of(unsigned long n, std::vector<class_c
   return std::make_shared<const cost_matrix>(n, given);
 }
 
+/// Of three classes.
+std::shared_ptr<const cost_matrix> all_cost(double cost) {
+  std::vector<class_cost> all;
+  for (code_t p = 1; p < 4; ++p) {
+    for (code_t a = 1; a < 4; ++a) all.push_back({p, a, p == a ? 0 : cost});
+  }
+  return costs_of(4, all);
+}
+
 struct way {
   const char* name;
   unsigned long trees;  // 0: a single one
@@ -223,11 +232,7 @@ TEST(pruning_by_costs, is_pruning_by_errors_where_all_cost_the_same) {
       return [=](dtree& m) {
         m.set_pruning_strategy(static_cast<model::pruning_strategy>(strategy));
         if (cost == 0) return;
-        std::vector<class_cost> all;
-        for (code_t p = 1; p < 4; ++p) {
-          for (code_t a = 1; a < 4; ++a) all.push_back({p, a, p == a ? 0 : cost});
-        }
-        m.set_costs(costs_of(4, all), cost_use::decides);
+        m.set_costs(all_cost(cost), cost_use::decides);
       };
     };
     const way one{"", 0, combination::votes, false, false};
@@ -264,6 +269,24 @@ TEST(pruning_by_costs, cuts_what_does_not_save_any) {
     const double added = decision_tree::add_errs(0.25, decision_tree::CFCoefficient(0.25), 10, 4);
     EXPECT_DOUBLE_EQ(model->get_tree(0)->get_node()->estimated_error(),
                      4 + (strategy == model::PRE_PRUNING_ONLY ? 0 : added));
+  }
+}
+
+TEST(searches_by_costs, are_those_by_errors_where_all_cost_the_same) {
+  const auto t = mixed_table(500, 9, /*weighted=*/true);
+  for (const auto method : {model::FORWARD, model::OPTIMISED_BACKWARD, model::ACCEPTABLE_SUBSET}) {
+    const auto found = [&](double cost) {
+      return grown(*t, {"", 0, combination::votes, false, false}, [&](dtree& m) {
+        m.set_fs(method, 1);
+        if (cost > 0) m.set_costs(all_cost(cost), cost_use::decides);
+      });
+    };
+    const auto plain = found(0), ones = found(1), twos = found(2);
+    EXPECT_EQ(ones->get_attributes(*t), plain->get_attributes(*t));
+    EXPECT_NEAR(ones->get_search().error, plain->get_search().error, 1e-12);
+    if (method == model::ACCEPTABLE_SUBSET) continue;  // a point is less of two
+    EXPECT_EQ(twos->get_attributes(*t), plain->get_attributes(*t));
+    EXPECT_NEAR(twos->get_search().error, 2 * plain->get_search().error, 1e-12);
   }
 }
 
