@@ -2,7 +2,6 @@
 #include "orvik/costs.h"
 
 #include <algorithm>
-#include <cmath>
 #include <fstream>
 #include <optional>
 #include <set>
@@ -132,13 +131,13 @@ code_t class_in(const named_rows& rows, std::size_t i, const std::vector<std::st
             (near.empty() ? "" : "; did you mean '" + near + "'?"));
 }
 
-/// A number that is not negative.
+/// A number that both costs and weights may be.
 double number_in(const named_rows& rows, std::size_t i, const char* what) {
   const std::string& text = rows.cell(i);
   if (text.empty()) rows.fail(std::string("the ") + what + " is missing");
   const std::optional<double> number = zel::text::parse_decimal<double>(text);
-  if (number && std::isfinite(*number) && *number >= 0) return *number;
-  rows.fail(std::string("the ") + what + " must be a number that is not negative, not '" +
+  if (number && *number >= 0 && *number <= k_dearest) return *number;
+  rows.fail(std::string("the ") + what + " must be a number from 0 to 1e+100, not '" +
             zel::text::quoted(text) + "'");
 }
 

@@ -264,8 +264,8 @@ inline int cheapest(const std::vector<double>& shares) {
   if (!some) return 0;
   const double least = *std::min_element(sums.begin() + 1, sums.end());
   int best = 1;
-  while (!(sums[best] <= least * (1 + 1e-9))) ++best;
-  return best;
+  while (best < n && !(sums[best] <= least * (1 + 1e-9))) ++best;
+  return best < n ? best : 0;
 }
 
 inline std::pair<int, double> ask_by_costs(int root, const codes& of) {

@@ -220,7 +220,7 @@ inline constexpr char k_python_costs[] = R"source(def _cheapest(shares):
             total += shares[actual] * _COSTS[actual * len(CLASSES) + predicted]
         sums.append(total)
     least = min(sums) * (1 + 1e-9)
-    return 1 + next(i for i, total in enumerate(sums) if total <= least)
+    return 1 + next((i for i, total in enumerate(sums) if total <= least), -1)
 
 
 def _ask_by_costs(root, codes):

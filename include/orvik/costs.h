@@ -14,8 +14,9 @@ namespace orvik {
 /// right costs 0.
 struct class_cost {
   code_t predicted, actual;
-  double cost;  ///< finite, not negative; of the right class 0
+  double cost;  ///< from 0 to k_dearest; of the right class 0
 };
+constexpr double k_dearest = 1e100;
 
 inline bool operator==(const class_cost& a, const class_cost& b) {
   return a.predicted == b.predicted && a.actual == b.actual && a.cost == b.cost;

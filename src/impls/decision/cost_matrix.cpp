@@ -1,7 +1,6 @@
 #include "impls/decision/cost_matrix.h"
 
 #include <algorithm>
-#include <cmath>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -15,7 +14,7 @@ constexpr char k_bad_costs[] = "costs that are none";
 
 constexpr double k_cost_rounding = 1e-9;  // relative; equal sums of other terms
 
-bool is_cost(double cost) { return std::isfinite(cost) && cost >= 0; }
+bool is_cost(double cost) { return cost >= 0 && cost <= k_dearest; }
 
 }  // namespace
 
@@ -93,7 +92,8 @@ code_t cost_matrix::cheapest(std::span<const double> by_code) const {
   if (!some) return k_unknown;
   const double least = *std::min_element(sums.begin() + 1, sums.end());
   const auto is_least = [most = least * (1 + k_cost_rounding)](double sum) { return sum <= most; };
-  return static_cast<code_t>(std::find_if(sums.begin() + 1, sums.end(), is_least) - sums.begin());
+  const auto found = std::find_if(sums.begin() + 1, sums.end(), is_least);
+  return found == sums.end() ? k_unknown : static_cast<code_t>(found - sums.begin());
 }
 
 double cost_matrix::mean_of_errors(code_t predicted, std::span<const double> by_code) const {

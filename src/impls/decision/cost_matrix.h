@@ -14,7 +14,7 @@ namespace orvik::impls {
 
 /// Shape: n x n over class codes, n = number of known classes + 1. The unknown class costs nothing
 /// where it is true and is never predicted: its row and column count for nothing.
-/// Invariant: costs are finite and not negative, those of the right class are 0.
+/// Invariant: costs are from 0 to k_dearest, those of the right class are 0.
 /// Threads: many readers or one writer.
 class cost_matrix {
  public:
@@ -28,7 +28,7 @@ class cost_matrix {
 
   unsigned long size() const { return n_; }
   double cost(code_t predicted, code_t actual) const { return costs_[actual * n_ + predicted]; }
-  /// Codes are known ones and differ, the cost is finite and not negative.
+  /// Codes are known ones and differ, the cost is one.
   void set(code_t predicted, code_t actual, double cost);
 
   /// The pairs that do not cost 1, by predicted, then by actual code.
@@ -40,8 +40,9 @@ class cost_matrix {
   /// cost over the codes, in their order.
   double expected(code_t predicted, std::span<const double> by_code) const;
   /// The known class of the least such sum, the lowest code of equals; without a weight of a known
-  /// class the unknown one. Sums that are equal but for their rounding are equal: whether a class
-  /// is decided on by weights or by shares of them must not matter. O(n x classes with weight).
+  /// class, or with one that is no number, the unknown one. Sums that are equal but for their
+  /// rounding are equal: whether a class is decided on by weights or by shares of them must not
+  /// matter. O(n x classes with weight).
   code_t cheapest(std::span<const double> by_code) const;
   /// The mean cost of an error where `predicted` is answered and the other classes are true in
   /// proportion to these weights; 1 where there are none.

@@ -302,12 +302,12 @@ std::span<double> flat_tree::no_shares() const {
 
 /// Adds the shares of a leaf. Classes without a share would add nothing.
 void flat_tree::distribute(const leaf& reached, double weight, std::span<double> sums) const {
-  if (!prior_.empty() && reached.n_shares > 0) return distribute_leaning(reached, weight, sums);
   if (reached.n_shares == 0) {
     // As the class's share of all: weight x w / w is not always the weight to the last bit.
     sums[reached.predicted] += part_of(weight, reached.weight, reached.weight);
     return;
   }
+  if (!prior_.empty()) return distribute_leaning(reached, weight, sums);
   for (const share& s : std::span(shares_).subspan(reached.first_share, reached.n_shares)) {
     sums[s.class_code] += part_of(weight, s.weight, reached.weight);
   }

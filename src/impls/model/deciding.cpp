@@ -52,7 +52,7 @@ void for_each_node(decision_tree& tree, const Visit& visit) {
 scaled_costs::scaled_costs(const cost_matrix& costs, const decision_node& root)
     : prior_(root.class_weights(), root.class_weights() + costs.size()) {
   const double mean = costs.mean_of_errors(costs.cheapest(prior_), prior_);
-  if (mean > 0) unit_ = mean;
+  if (mean > 0 && std::isfinite(mean)) unit_ = mean;
   costs_ = costs.scaled(1 / unit_);
 }
 

@@ -1,4 +1,5 @@
 // Choosing the attributes that a model may use, before it is grown.
+#include <cmath>
 #include <stdexcept>
 
 #include "impls/model/dtree.h"
@@ -74,7 +75,7 @@ void dtree::search_attributes(const table& t, const case_list& growing,
                              *attributes_,
                              *run_,
                              costs == nullptr ? pricing() : pricing(*costs, prior),
-                             unit > 0 ? unit : 1.0};
+                             unit > 0 && std::isfinite(unit) ? unit : 1.0};
   selection::found_attributes found = run_->with_workers([&] {
     return selection::find_attributes(s, search_.method, search_.delta, search_.seconds);
   });
