@@ -64,10 +64,8 @@ void learning::declare(options& all) {
 
 void learning::declare_costs(options& all) {
   all.group("What errors cost");
-  all.file(
-      "--costs", costs,
-      "lines predicted,actual,cost below such a header, others cost 1: the class of the least\n"
-      "expected cost is predicted");
+  all.file("--costs", costs,
+           "lines predicted,actual,cost: the class of the least expected cost is predicted");
   all.file("--class-weights", class_weights, "lines class,weight: the rows of a class weigh more");
   all.flag("--balanced", balanced, "every class weighs the same");
   all.flag("--laplace", laplace, "shares of leaves lean on those of all rows");
