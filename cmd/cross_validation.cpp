@@ -23,6 +23,9 @@ void add(double value, double& sum, double& sum2) {
 }
 
 void add_fold(const options& opt, const dtree& model, const conf_matrix& cm, _cv_errors& errors) {
+  if (const auto costs = model.get_costs()) {
+    add(cm.get_cost(*costs) / cm.cases(), errors.cost, errors.cost2);
+  }
   add(static_cast<double>(model.size()), errors.size, errors.size2);
   add(static_cast<double>(model.depth()), errors.depth, errors.depth2);
   add(static_cast<double>(model.nfeatures()), errors.features, errors.features2);
@@ -76,9 +79,13 @@ void log_figure(std::ostream* log, const char* title, double sum, double sum2, d
   log_line(log, title, truncated(mean), " +- ", truncated(deviation), unit);
 }
 
-void log_figures(std::ostream* log, const _cv_errors& e, double n) {
+void log_figures(std::ostream* log, const _cv_errors& e, double n, bool with_costs) {
   const auto [mean, deviation] = figure_of(e.misc, e.misc2, n);
   log_line(log, " + err: ", percent_truncated(mean), "% +- ", percent_truncated(deviation), "%");
+  if (with_costs) {
+    const auto [cost, cost_deviation] = figure_of(e.cost, e.cost2, n);
+    log_line(log, " + cost: ", cost, " +- ", cost_deviation, " a case");
+  }
   log_figure(log, " + sz: ", e.size, e.size2, n);
   log_figure(log, " + depth: ", e.depth, e.depth2, n);
   log_figure(log, " + nf: ", e.features, e.features2, n);
@@ -122,7 +129,7 @@ void cross_validate(const options& opt, table* t, const dtree& model, _cv_errors
     }
   }
   judged.times = static_cast<double>(repetitions);
-  log_figures(log, errors, static_cast<double>(k * repetitions));
+  log_figures(log, errors, static_cast<double>(k * repetitions), !opt.costs_file.empty());
 }
 
 }  // namespace orvcmd

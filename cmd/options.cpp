@@ -11,6 +11,7 @@
 #include <limits>
 #include <span>
 
+#include "cost_options.h"
 #include "ensemble_options.h"
 #include "errors.h"
 #include "orvik/orvik.h"
@@ -365,6 +366,10 @@ constexpr option_row k_options[] = {
     {"-seed", set_seed},
     {"-unseen", set_to<&options::unseen, true>},
     {"-imp", set_to<&options::importance, true>},
+    {"-costs", set_file<&options::costs_file>},
+    {"-costw", set_to<&options::weighs_costs, true>},
+    {"-cw", set_file<&options::class_weights>},
+    {"-laplace", set_to<&options::laplace, true>},
     {"-prob", set_to<&options::probabilities, true>},
     {"-metrics", set_to<&options::metrics, true>},
     {"-mjson", set_file<&options::metrics_file>},
@@ -403,6 +408,7 @@ options options::parse(int argc, const char* const* argv) {
   arguments args({argv + 1, static_cast<std::size_t>(argc) - 1});
   while (!args.done()) take_option(opt, args);
   settle_ensemble(opt);
+  require_sense_of_costs(opt);
   return opt;
 }
 

@@ -114,7 +114,9 @@ cell_predictor::cell_predictor(const dtree& model)
   std::vector<std::optional<flat_tree>> flat(voters.size());
   const zel::util::run_context& run = model.run();
   run.with_workers([&] {
-    run.for_each_index(voters.size(), [&](unsigned long i) { flat[i].emplace(table_, voters[i]); });
+    const leaf_rule rule = model.trees().decides().leaves(/*alone=*/false);
+    run.for_each_index(voters.size(),
+                       [&](unsigned long i) { flat[i].emplace(table_, voters[i], rule); });
   });
   for (std::optional<flat_tree>& tree : flat) trees_.push_back(std::move(*tree));
   for (const voter& each : voters) {
@@ -188,6 +190,10 @@ void cell_predictor::predict_block(const case_block& cases, std::span<double> sh
   model_.trees().answer() == combination::votes ? add_votes(cases, shares, run)
                                                 : add_shares(cases, shares, run);
   for (double& share : shares) share /= all_votes_;
+  const std::size_t k = table_.n_class_codes();
+  for (std::size_t at = 0; at < shares.size(); at += k) {
+    model_.trees().decides().adjust(shares.subspan(at, k));
+  }
 }
 
 void cell_predictor::walk(const case_block& cases, std::span<double> shares) const {

@@ -39,13 +39,17 @@ class ensemble {
 
   ensemble() = default;
   /// Without trees yet.
-  explicit ensemble(ensemble_kind kind, combination answer = combination::votes)
-      : kind_(kind), answer_(answer) {}
+  explicit ensemble(ensemble_kind kind, combination answer = combination::votes,
+                    decision decides = {})
+      : kind_(kind), answer_(answer), decides_(std::move(decides)) {}
   /// A deep copy; `t` has the classes of the trees, here and below.
   ensemble clone(const table& t) const;
 
   ensemble_kind kind() const { return kind_; }
   combination answer() const { return answer_; }
+  /// How the shares or the votes of the trees become a class.
+  const decision& decides() const { return decides_; }
+  void set_decision(decision how) { decides_ = std::move(how); }
   bool is_single() const { return kind_ == ensemble_kind::single; }
   bool draws_cases() const {
     return kind_ == ensemble_kind::bagging || kind_ == ensemble_kind::forest;
@@ -115,6 +119,9 @@ class ensemble {
   template <class Predict, class AddShares>
   double ask(const table& t, decision_tree::prediction& result, const Predict& predict,
              const AddShares& add_shares) const;
+  template <class Tree>
+  void add_answer(const Tree& tree, const std::vector<code_t>& codes, vote_t votes,
+                  std::span<double> sums) const;
   template <class Measure>
   unsigned long sum(const Measure& of) const {
     unsigned long all = 0;
@@ -129,6 +136,7 @@ class ensemble {
 
   ensemble_kind kind_ = ensemble_kind::single;
   combination answer_ = combination::votes;
+  decision decides_;
   std::vector<member> members_;
 };
 
