@@ -44,8 +44,8 @@ code_span codes_between(const split_test& test, std::size_t begin, std::size_t e
 template <class Place>
 class shapley_tree::builder {
  public:
-  builder(shapley_tree& into, std::size_t n_attributes, empty_leaves how)
-      : into_(into), how_(how), n_times_(n_attributes), shares_(into.n_class_codes_) {}
+  builder(shapley_tree& into, std::size_t n_attributes, empty_leaves how, prior_shares prior)
+      : into_(into), how_(how), prior_(prior), n_times_(n_attributes), shares_(into.n_class_codes_) {}
 
   void build(const Place& root) {
     nodes_.push_back({root, 0, {0, 0}, 1.0});
@@ -143,7 +143,7 @@ class shapley_tree::builder {
   void add_shares(const Place& leaf, step& to) {
     std::ranges::fill(shares_, 0.0);
     how_ == empty_leaves::as_class ? leaf->add_shares(1.0, shares_)
-                                   : leaf->add_known_shares(1.0, shares_);
+                                   : leaf->add_known_shares(1.0, shares_, prior_);
     to.first_share = static_cast<std::uint32_t>(into_.shares_.size());
     for (std::uint32_t c = 0; c < shares_.size(); ++c) {
       if (shares_[c] != 0) into_.shares_.push_back({c, shares_[c]});
@@ -153,6 +153,7 @@ class shapley_tree::builder {
 
   shapley_tree& into_;
   empty_leaves how_;
+  prior_shares prior_;
   std::vector<node> nodes_;
   std::vector<waiting> open_;
   std::vector<std::uint32_t> way_;      // the attributes tested, by depth
@@ -161,14 +162,15 @@ class shapley_tree::builder {
   std::vector<double> shares_;
 };
 
-shapley_tree::shapley_tree(const table& t, const voter& asked, empty_leaves how)
+shapley_tree::shapley_tree(const table& t, const voter& asked, empty_leaves how,
+                           prior_shares prior)
     : n_class_codes_(t.n_class_codes()) {
   const unsigned long n = t.n_attributes();
   if (const auto* tree = std::get_if<const decision_tree*>(&asked.tree)) {
-    builder<tree_place>(*this, n, how).build(tree_place(**tree));
+    builder<tree_place>(*this, n, how, prior).build(tree_place(**tree));
   } else {
     const packed_tree& packed = *std::get<const packed_tree*>(asked.tree);
-    builder<packed_tree::node>(*this, n, how).build(packed.root());
+    builder<packed_tree::node>(*this, n, how, prior).build(packed.root());
   }
 }
 

@@ -45,7 +45,8 @@ class shapley_tree {
   using lane_codes = std::array<std::uint32_t, k_lanes>;
   class workspace;
 
-  shapley_tree(const table& t, const voter& asked, empty_leaves how);
+  /// The shares of leaves lean on `prior`, where that has any; then those of no case are known.
+  shapley_tree(const table& t, const voter& asked, empty_leaves how, prior_shares prior = {});
 
   /// Adds the attributes that are tested.
   void add_tested(std::vector<bool>& tested) const;

@@ -20,8 +20,10 @@ const table& schema_to_explain(const dtree& model) {
 
 /// As dtree::predict_distribution() takes them.
 empty_leaves empty_leaves_of(const dtree& model) {
-  return model.votes() && model.trees().answer() == combination::shares ? empty_leaves::as_class
-                                                                        : empty_leaves::as_known;
+  const ensemble& trees = model.trees();
+  return model.votes() && trees.answer() == combination::shares && !trees.decides().smooths()
+             ? empty_leaves::as_class
+             : empty_leaves::as_known;
 }
 
 }  // namespace
@@ -42,10 +44,11 @@ void explainer::take_trees() {
   const std::vector<voter> voters = model_.trees().voters();
   std::vector<std::optional<shapley_tree>> made(voters.size());
   const empty_leaves how = empty_leaves_of(model_);
+  const prior_shares prior = model_.trees().decides().prior();
   const zel::util::run_context& run = model_.run();
   run.with_workers([&] {
     run.for_each_index(voters.size(),
-                       [&](unsigned long i) { made[i].emplace(table_, voters[i], how); });
+                       [&](unsigned long i) { made[i].emplace(table_, voters[i], how, prior); });
   });
   double all_votes = 0;
   for (const voter& each : voters) all_votes += each.votes;
