@@ -78,6 +78,19 @@ TEST(reasons, of_a_way_with_many_attributes) {
   }
 }
 
+// The only attribute there is makes the whole difference.
+TEST(reasons, of_a_deep_tree) {
+  const auto t = make_table("x,integer,continuous\nc,string,class\n", "0,p\n1,q\n");
+  const auto tree = build_path(20000, [](unsigned long level) {
+    return level % 3 == 0 ? numbers{1, 1} : numbers{2, 0};
+  });
+  numbers nothing(3), all(3), difference;
+  tree->add_shares({0}, 1.0, nothing);
+  tree->add_shares({2}, 1.0, all);
+  for (int c = 0; c < 3; ++c) difference.push_back(all[c] - nothing[c]);
+  EXPECT_THAT(parts_of(*t, *tree, {2}), Pointwise(DoubleNear(1e-12), difference));
+}
+
 TEST(reasons, are_of_codes_that_the_model_knows) {
   dtree model("t");
   EXPECT_THROW(explainer{model}, std::runtime_error);

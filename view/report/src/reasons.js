@@ -5,6 +5,8 @@ import { el, largest, name, percent } from './dom.js';
 import { branchOf, readValue } from './predict.js';
 
 const LISTED = 12;
+const MOST_NODES = 500_000;     // to explain a case at once by
+const MOST_VISITS = 4_000_000;  // of nodes, for a summary
 const rules = [];
 
 /** n points in (0, 1) and their weights. */
@@ -111,32 +113,38 @@ function bars(model, parts, title, shown) {
     rest.length > 0 ? row(`${rest.length} others`, rest.reduce((sum, c) => sum + parts[c], 0)) : []));
 }
 
-/** The reasons for the class of a case. */
+const nodesOf = (model) =>
+  model.sizes.slice(0, model.shownTrees).reduce((sum, [nodes]) => sum + nodes, 0);
+
+/** The reasons for the class of a case; null where there are none, or too much to go through. */
 export function reasonBars(model, values, code) {
+  if (nodesOf(model) > MOST_NODES) return null;
   const { base, share, parts } = reasonsOf(model, values, code);
   if (parts.every((part) => part === 0)) return null;
   return bars(model, parts, el('span', {}, 'Reasons: ', name(model.classNames[code]),
     ` from ${percent(base)}, with nothing known, to ${percent(share)}, in points`), points);
 }
 
-/** The mean size of the contributions over the rows of the page, to their predicted classes. */
-export function meanReasons(model) {
+/** The mean size of the contributions over rows of the page, to their predicted classes. */
+function meanReasons(model, rows) {
   const sums = new Float64Array(model.columns.length);
-  model.rows.rows.forEach((row, i) => {
+  rows.forEach((row, i) => {
     const values = model.columns.map((c) => c.role === 'discrete' || c.role === 'continuous'
       ? readValue(c, row[c.place]).value ?? null : null);
     reasonsOf(model, values, model.rows.predicted[i]).parts.forEach((part, c) => {
-      sums[c] += Math.abs(part) / model.rows.rows.length;
+      sums[c] += Math.abs(part) / rows.length;
     });
   });
   return sums;
 }
 
-/** Computed when it is asked for: of many trees it takes a while. */
+/** Computed when it is asked for, over as many rows as do not take long. */
 export function reasonSummary(model) {
   const area = el('div', {});
-  const show = () => area.replaceChildren(bars(model, meanReasons(model),
-    `Mean size of the contributions over ${model.rows.rows.length} rows, in points`, points));
+  const rows = model.rows.rows.slice(0, Math.max(1, Math.floor(MOST_VISITS / nodesOf(model))));
+  const show = () => area.replaceChildren(bars(model, meanReasons(model, rows),
+    `Mean size of the contributions over ${rows.length} rows, in points`,
+    (x) => (100 * x).toFixed(1)));
   area.append(el('button', { type: 'button', id: 'sum-up-reasons', onclick: show },
                  'Reasons over these rows'));
   return area;
