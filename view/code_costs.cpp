@@ -12,7 +12,8 @@ std::vector<double> cost_table(const orvik::dtree& model) {
       costs[actual * n + predicted] = actual == predicted ? 0 : 1;
     }
   }
-  for (const orvik::class_cost& c : *model.get_costs()) costs[c.actual * n + c.predicted] = c.cost;
+  const auto given = model.get_costs();
+  for (const orvik::class_cost& c : *given) costs[c.actual * n + c.predicted] = c.cost;
   return costs;
 }
 
