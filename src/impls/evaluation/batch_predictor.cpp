@@ -16,12 +16,17 @@ std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes,
 }
 
 batch_predictor::batch_predictor(const table& t, const std::vector<voter>& trees, answer how,
-                                 zel::util::run_context& run)
-    : run_(run), n_class_codes_(t.n_class_codes()), n_attributes_(t.n_attributes()), how_(how) {
+                                 zel::util::run_context& run, const decision& decides)
+    : run_(run),
+      n_class_codes_(t.n_class_codes()),
+      n_attributes_(t.n_attributes()),
+      decides_(decides),
+      how_(how == answer::of_one && !decides.is_plain() ? answer::shares : how) {
   assert(how == answer::of_one ? trees.size() == 1 : !trees.empty());
   flat_tree::require_narrow(t);
   std::vector<std::optional<flat_tree>> flat(trees.size());
-  run.for_each_index(trees.size(), [&](unsigned long i) { flat[i].emplace(t, trees[i]); });
+  const leaf_rule rule = decides_.leaves(/*alone=*/how == answer::of_one);
+  run.for_each_index(trees.size(), [&](unsigned long i) { flat[i].emplace(t, trees[i], rule); });
   trees_.reserve(trees.size());
   for (std::optional<flat_tree>& tree : flat) trees_.push_back(std::move(*tree));
   for (const voter& each : trees) {
@@ -54,22 +59,28 @@ void batch_predictor::predict(const case_block& cases, std::span<outcome> outcom
     predict_one(cases, outcomes);
   } else {
     thread_local vote_count votes;
-    predict_together(cases, outcomes, votes);
-    for (std::size_t k = 0; how_ == answer::shares && k < shares.size(); ++k) {
-      shares[k] = votes.all()[k] / all_votes_;
-    }
+    predict_together(cases, outcomes, votes, run_);
+    if (how_ == answer::shares) share_out(votes, shares);
   }
   if (how_ != answer::shares && !shares.empty()) add_probabilities(cases, outcomes.size(), shares);
 }
 
-void batch_predictor::judge(const case_block& cases, std::span<double> said) const {
+void batch_predictor::judge(const case_block& cases, std::span<double> said,
+                            const zel::util::run_context& run) const {
   const std::size_t n = said.size() / n_class_codes_;
   if (how_ == answer::of_one) return add_probabilities(cases, n, said);
   thread_local vote_count votes;
   thread_local std::vector<outcome> outcomes;
   outcomes.resize(n);
-  predict_together(cases, outcomes, votes);
-  for (std::size_t k = 0; k < said.size(); ++k) said[k] = votes.all()[k] / all_votes_;
+  predict_together(cases, outcomes, votes, run);
+  share_out(votes, said);
+}
+
+/// The shares that cases were decided by: of votes by any but the plain decision these are made
+/// already.
+void batch_predictor::share_out(vote_count& votes, std::span<double> shares) const {
+  const vote_t all = decides_.is_plain() ? all_votes_ : 1;
+  for (std::size_t k = 0; k < shares.size(); ++k) shares[k] = votes.all()[k] / all;
 }
 
 /// The mean shares over the trees, what is likely where no case came.
@@ -80,6 +91,9 @@ void batch_predictor::add_probabilities(const case_block& cases, std::size_t n,
     trees_[tree].add_probabilities(cases, all_cases(n), votes_[tree], shares);
   }
   for (double& share : shares) share /= all_votes_;
+  for (std::size_t i = 0; i < n; ++i) {
+    decides_.adjust(shares.subspan(i * n_class_codes_, n_class_codes_));
+  }
 }
 
 void batch_predictor::predict_one(const case_block& cases, std::span<outcome> outcomes) const {
@@ -91,17 +105,24 @@ void batch_predictor::predict_one(const case_block& cases, std::span<outcome> ou
 
 /// Tree by tree over all cases: a tree stays in the cache while it is used.
 void batch_predictor::predict_together(const case_block& cases, std::span<outcome> outcomes,
-                                       vote_count& votes) const {
+                                       vote_count& votes, const zel::util::run_context& run) const {
   votes.start(outcomes.size(), n_class_codes_);
   for (outcome& o : outcomes) o.depth = 0;
   for (std::size_t tree = 0; tree < trees_.size(); ++tree) {
+    run.require_not_cancelled();
     how_ == answer::votes ? add_votes(tree, cases, outcomes, votes)
                           : add_shares(tree, cases, outcomes, votes);
   }
   for (std::size_t i = 0; i < outcomes.size(); ++i) {
-    const vote_count::verdict found = votes.decide(i);
-    outcomes[i].predicted = found.predicted;
-    outcomes[i].confidence = found.share_of(all_votes_);
+    if (decides_.is_plain()) {
+      const vote_count::verdict found = votes.decide(i);
+      outcomes[i].predicted = found.predicted;
+      outcomes[i].confidence = found.share_of(all_votes_);
+    } else {
+      const vote_count::verdict found = votes.decide_shares(i, all_votes_, decides_);
+      outcomes[i].predicted = found.predicted;
+      outcomes[i].confidence = found.votes;
+    }
   }
 }
 

@@ -92,7 +92,8 @@ class flat_tree::builder {
     if (const double weight = node->weight(); weight > 0) {
       made.confidence = node->get_leaf_classfreq();
       made.weight = weight;
-      if (const std::uint32_t n = add_weights(node); n > 1) {
+      const bool of_one = into_.prior_.empty();  // else its share leans on the prior as others do
+      if (const std::uint32_t n = add_weights(node); n > (of_one ? 1U : 0U)) {
         made.first_share = first_share;
         made.n_shares = n;
       } else {
@@ -255,7 +256,10 @@ class flat_tree::builder {
   place empty_ = k_none;               // its leaf without cases, if there is one by now
 };
 
-flat_tree::flat_tree(const table& t, const voter& asked) : n_class_codes_(t.n_class_codes()) {
+flat_tree::flat_tree(const table& t, const voter& asked, const leaf_rule& rule)
+    : n_class_codes_(t.n_class_codes()),
+      known_only_(rule.known),
+      prior_(rule.prior.begin(), rule.prior.end()) {
   if (const auto* tree = std::get_if<const decision_tree*>(&asked.tree)) {
     builder<tree_place>(*this).build(tree_place(**tree));
   } else {
@@ -431,11 +435,21 @@ void flat_tree::add_parts(const known_shares& from, double weight, std::span<dou
 }
 
 void flat_tree::distribute_known(const leaf& reached, double weight, std::span<double> sums) const {
-  if (reached.n_shares == 0 && reached.first_share != k_none) {
-    add_parts(known_[reached.first_share], weight, sums);
-  } else {
-    distribute(reached, weight, sums);
+  const bool is_empty = reached.n_shares == 0 && reached.first_share != k_none;
+  if (!is_empty && (prior_.empty() || reached.n_shares == 0)) {
+    return distribute(reached, weight, sums);
   }
+  const known_shares from =
+      is_empty ? known_[reached.first_share]
+               : known_shares{reached.weight, reached.first_share, reached.n_shares};
+  prior_.empty() ? add_parts(from, weight, sums) : add_leaning(from, weight, sums);
+}
+
+void flat_tree::add_leaning(const known_shares& from, double weight, std::span<double> sums) const {
+  for (const share& s : std::span(shares_).subspan(from.first_share, from.n_shares)) {
+    sums[s.class_code] += part_of(weight, s.weight, from.weight + 1);
+  }
+  add_prior(weight, from.weight, prior_, sums);
 }
 
 double flat_tree::add_up(std::span<const part> parts, std::span<double> sums) const {

@@ -39,8 +39,9 @@ class flat_tree {
   /// Throws std::runtime_error, naming the column, unless all codes of the table fit in 32 bits.
   static void require_narrow(const table& t);
 
-  /// Leaves that no case came to may be missing.
-  flat_tree(const table& t, const voter& asked);
+  /// Leaves that no case came to may be missing. add_shares() goes by the rule, add_probabilities()
+  /// by its prior; predict() does not.
+  flat_tree(const table& t, const voter& asked, const leaf_rule& rule = {});
 
   /// Adds the codes that tests of each attribute compare with.
   void add_limits(std::vector<std::vector<code_t>>& by_attribute) const;
@@ -63,16 +64,21 @@ class flat_tree {
 
   /// Spreads `amount` of every case over the classes: sums by case of the block, then by class
   /// code. Calls reached(i, depth) for a weight of 1. The steps and their order are those of
-  /// decision_tree::add_shares.
+  /// decision_tree::add_shares, or by a rule of known shares of add_probabilities.
   template <class Numbers, class Reached>
   void add_shares(const case_block& cases, const Numbers& which, double amount,
                   std::span<double> sums, const Reached& reached) const {
     const auto arrive = [&](std::uint32_t i, const leaf& end) {
-      distribute(end, amount, own(sums, i));
+      distribute_by_rule(end, amount, own(sums, i));
       reached(i, end.depth * amount / amount);
     };
     follow(cases, which, amount, arrive, [&](std::uint32_t i, std::span<const part> parts) {
-      reached(i, add_up(parts, own(sums, i)) / amount);
+      double depths = 0;
+      for (const part& p : parts) {
+        distribute_by_rule(leaf_at(p.at), p.weight, own(sums, i));
+        depths += leaf_at(p.at).depth * p.weight;
+      }
+      reached(i, depths / amount);
     });
   }
   /// The same as by decision_tree::add_probabilities.
@@ -214,10 +220,16 @@ class flat_tree {
   /// Adds what the parts bring. @return depth x amount.
   double add_up(std::span<const part> parts, std::span<double> sums) const;
   void distribute(const leaf& reached, double weight, std::span<double> sums) const;
+  void distribute_by_rule(const leaf& reached, double weight, std::span<double> sums) const {
+    known_only_ ? distribute_known(reached, weight, sums) : distribute(reached, weight, sums);
+  }
   void distribute_known(const leaf& reached, double weight, std::span<double> sums) const;
   void add_parts(const known_shares& from, double weight, std::span<double> sums) const;
+  void add_leaning(const known_shares& from, double weight, std::span<double> sums) const;
 
   std::size_t n_class_codes_;
+  bool known_only_;            // by the rule
+  std::vector<double> prior_;  // that the shares of leaves lean on; empty: on none
   place root_ = 0;
   std::vector<test> tests_;
   std::vector<leaf> leaves_;

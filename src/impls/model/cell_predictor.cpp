@@ -135,8 +135,8 @@ cell_predictor::~cell_predictor() = default;
 
 /// Calls predict_block(first, size) for blocks of all n cases, on the workers.
 template <class PredictBlock>
-void cell_predictor::for_each_block(unsigned long n, const PredictBlock& predict_block) const {
-  const zel::util::run_context& run = model_.run();
+void cell_predictor::for_each_block(unsigned long n, const zel::util::run_context& run,
+                                    const PredictBlock& predict_block) const {
   const unsigned long at_once = cases_at_once(n, table_.n_class_codes(), run);
   const unsigned long blocks = (n + at_once - 1) / at_once;
   const auto predict_one = [&](unsigned long b) {
@@ -154,7 +154,7 @@ void cell_predictor::predict_codes(std::span<const code_t> codes, std::span<outc
   require_codes(table_, codes, outcomes.size());
   const unsigned long width = table_.n_attributes();
   const unsigned long kept = shares.empty() ? 0 : table_.n_class_codes();
-  for_each_block(outcomes.size(), [&](unsigned long first, unsigned long size) {
+  for_each_block(outcomes.size(), run(), [&](unsigned long first, unsigned long size) {
     thread_local std::vector<std::uint32_t> narrow;
     narrow.resize(size * width);
     std::ranges::transform(
@@ -175,7 +175,8 @@ void cell_predictor::codes_of(std::span<const cell_array> attributes, unsigned l
 }
 
 void cell_predictor::predict(std::span<const cell_array> attributes, unsigned long n,
-                             double* shares, unseen_values* unseen) const {
+                             double* shares, unseen_values* unseen,
+                             const zel::util::run_context& run) const {
   if (attributes.size() != table_.n_attributes()) throw std::runtime_error(k_other_attributes);
   std::vector<coder> coders;
   for (unsigned long a = 0; a < attributes.size(); ++a) {
@@ -183,14 +184,14 @@ void cell_predictor::predict(std::span<const cell_array> attributes, unsigned lo
   }
   const unsigned long width = coders.size(), k = table_.n_class_codes();
   std::vector<std::atomic<unsigned long>> n_unseen(width);
-  for_each_block(n, [&](unsigned long first, unsigned long size) {
+  for_each_block(n, run, [&](unsigned long first, unsigned long size) {
     thread_local std::vector<std::uint32_t> codes;
     codes.resize(size * width);
     for (unsigned long a = 0; a < width; ++a) {
       const unsigned long some = coders[a].code(first, size, codes.data() + a, width);
       if (some > 0) n_unseen[a] += some;
     }
-    predictor_.judge({codes, width}, {shares + first * k, size * k});
+    predictor_.judge({codes, width}, {shares + first * k, size * k}, run);
   });
   if (unseen == nullptr) return;
   for (unsigned long a = 0; a < width; ++a) {

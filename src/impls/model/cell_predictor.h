@@ -27,9 +27,10 @@ class cell_predictor {
   explicit cell_predictor(const dtree& model);
   ~cell_predictor();
 
+  const zel::util::run_context& run() const { return model_.run(); }
   /// See orvik/cell_predictor.h.
   void predict(std::span<const cell_array> attributes, unsigned long n, double* shares,
-               unseen_values* unseen) const;
+               unseen_values* unseen, const zel::util::run_context& run) const;
   void codes_of(std::span<const cell_array> attributes, unsigned long first, unsigned long n,
                 std::uint32_t* codes) const;
   /// Cases by their codes, as require_codes() has them. `shares` may be empty, else has room for a
@@ -42,7 +43,8 @@ class cell_predictor {
   class coder;
 
   template <class PredictBlock>
-  void for_each_block(unsigned long n, const PredictBlock& predict_block) const;
+  void for_each_block(unsigned long n, const zel::util::run_context& run,
+                      const PredictBlock& predict_block) const;
 
   const dtree& model_;
   const table& table_;

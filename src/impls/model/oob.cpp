@@ -49,6 +49,7 @@ struct chunk {
 struct ballot {
   std::vector<std::optional<voting_tree>> trees;
   combination answer;
+  const decision& decides;
 };
 
 /// Counts the votes of one tree after the other for the cases of the chunk; after each calls
@@ -86,7 +87,13 @@ void vote(const table& t, const ballot& asked, const chunk& some, std::span<doub
   }
 }
 
-std::uint32_t winner(const vote_count& votes, std::size_t c) {
+std::uint32_t winner(const decision& decides, const vote_count& votes, std::size_t c) {
+  if (!decides.is_plain()) {
+    std::vector<double> shares = votes.shares_of(c);
+    if (shares.empty()) return k_no_vote;
+    decides.adjust(shares);
+    return static_cast<std::uint32_t>(decides.decide(shares));
+  }
   const vote_count::verdict found = votes.decide(c);
   return found.votes == 0 ? k_no_vote : static_cast<std::uint32_t>(found.predicted);
 }
@@ -108,11 +115,13 @@ void for_each_chunk(const zel::util::run_context& run, const Cases& cases, unsig
 ballot make_ballot(const zel::util::run_context& run, const table& t, const ensemble& trees,
                    const case_draws& draws) {
   const std::vector<voter> asked = trees.voters();
-  ballot voters{{}, trees.answer()};
+  const bool alone = !trees.is_put_to_vote() && !trees.decides().is_plain();
+  ballot voters{{}, alone ? combination::shares : trees.answer(), trees.decides()};
+  const leaf_rule rule = voters.decides.leaves(alone);
   voters.trees.resize(asked.size());
   run.for_each_index(asked.size(), [&](unsigned long i) {
     voters.trees[i].emplace(
-        voting_tree{draws.in_bag(trees.seed(i)), flat_tree(t, asked[i]), asked[i].votes});
+        voting_tree{draws.in_bag(trees.seed(i)), flat_tree(t, asked[i], rule), asked[i].votes});
   });
   return voters;
 }
@@ -132,7 +141,7 @@ class bag_judge {
     vote(t_, asked_, some, likely, [&](std::size_t tree, auto, vote_count& votes) {
       if (tree + 1 < asked_.trees.size()) return;
       for (std::size_t c = 0; c < some.cases.size(); ++c) {
-        const std::uint32_t predicted = winner(votes, c);
+        const std::uint32_t predicted = winner(asked_.decides, votes, c);
         if (predicted == k_no_vote) continue;
         const auto& [row, weight] = some.cases[c];
         rows.actual.push_back(t_.class_column().get_row_index(row));
@@ -153,7 +162,10 @@ class bag_judge {
     for (const auto& tree : asked_.trees) {
       if (!tree->in_bag[position]) all += tree->votes;
     }
-    for (const double share : sums) to.push_back(share / all);
+    std::vector<double> shares(sums.begin(), sums.end());
+    for (double& share : shares) share /= all;
+    asked_.decides.adjust(shares);
+    to.insert(to.end(), shares.begin(), shares.end());
   }
 
   const table& t_;
@@ -181,7 +193,7 @@ void follow(const table& t, const ballot& trees, const chunk& some, voted_weight
       } else if (is_wrong(c)) {
         wrong -= weight;
       }
-      winners[c] = winner(votes, c);
+      winners[c] = winner(trees.decides, votes, c);
       if (is_wrong(c)) wrong += weight;
     }
     sums.voted[tree] = voted;
@@ -212,7 +224,7 @@ double dtree::oob_error(const table& t) const {
       vote(t, trees, some, {}, [&](std::size_t tree, auto, const vote_count& votes) {
         if (tree + 1 < trees.trees.size()) return;
         for (std::size_t c = 0; c < some.cases.size(); ++c) {
-          winners[some.first + c] = winner(votes, c);
+          winners[some.first + c] = winner(trees.decides, votes, c);
         }
       });
     });
