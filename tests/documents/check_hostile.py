@@ -34,7 +34,7 @@ FAMILIES = {
     "words": ["int", "class", "NULL", "None", "select", "from", "return", "lambda", "true", "nan", "inf",
               "predicted", "confidence", "node", "digraph", "0x10", "__proto__", "constructor"],
     "direction": ["\u202eabc", "\u200b", "\u200f", "\u2066x", "\ufeff", "a\u0301", "\u061c", "\u05d0\u05d1"],
-    "controls": ["\x01", "\x1b[31mred", "\x07", "\x7f", "\x85", "a\tb", "\x0b", "\x1e"],
+    "controls": ["\x01a", "\x1b[31mred", "\x07b", "\x7fc", "\x85d", "a\tb", "\x0be", "\x1ef"],
     "characters": ["\ufffe", "\uffff", "\U0010ffff", "\U0001f600", "\u2028", "\ufffd", "\ud7ff", "\ue000"],
     "bytes": [b"\xff", b"\xed\xa0\x80", b"\xc0\x80", b"\xf4\x90\x80\x80", b"\xe2\x82", b"\x80\x9f", b"<\xe9>"],
     "long": ["x" * 100000, "\u00e9" * 50000, "<" * 30000, '"' * 30000, "\\" * 30000 + "a"],
@@ -244,6 +244,7 @@ class Family:
 
 
 def main(orvcmd, orvik, root, cxx="", *chosen):
+    csv.field_size_limit(1 << 30)
     for name in chosen or (FAMILIES if cxx else ("markup", "bytes")):
         with tempfile.TemporaryDirectory() as folder:
             family = Family((orvcmd, orvik, cxx), name, folder)
