@@ -3,7 +3,15 @@
 #include <algorithm>
 #include <cassert>
 
+#include "zel/inpout/iomem.h"
+
 namespace orvik::impls {
+
+namespace {
+
+constexpr unsigned long k_room_for_measures = 64;
+
+}  // namespace
 
 ensemble ensemble::clone(const table& t) const {
   ensemble copy(kind_, answer_);
@@ -27,6 +35,21 @@ ensemble::member ensemble::keep(const table& t, std::unique_ptr<decision_tree> t
   member made{how, nullptr, std::nullopt};
   is_single() ? void(made.tree = std::move(tree)) : void(made.packed.emplace(t, *tree));
   return made;
+}
+
+std::string ensemble::bytes_of(const member& m) {
+  zel::inpout::iomem memory;
+  memory.open(m.packed->bytes() + k_room_for_measures);
+  zel::inpout::obinstream out(&memory, /*owns=*/false);
+  m.packed->write(out);
+  return std::string(memory.bytes());
+}
+
+ensemble::member ensemble::from_bytes(const table& t, std::string_view bytes, const about& how) {
+  zel::inpout::iomem memory;
+  memory.open(const_cast<char*>(bytes.data()), bytes.size(), bytes.size());  // which is only read
+  zel::inpout::ibinstream in(&memory, /*owns=*/false);
+  return {how, nullptr, packed_tree(t, in)};
 }
 
 void ensemble::add(const table& t, std::unique_ptr<decision_tree> tree, const about& how) {

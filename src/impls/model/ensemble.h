@@ -6,6 +6,8 @@
 
 #include <memory>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "impls/evaluation/votes.h"
@@ -59,7 +61,8 @@ class ensemble {
   /// In an ensemble the tree may lack leaves that no case came to.
   void add(const table& t, std::unique_ptr<decision_tree> tree, const about& how);
   /// Adds n trees that make(i) gives, each packed as soon as it is there, side by side on the
-  /// workers of `run`; about(i) is what goes with them.
+  /// workers of `run` and, in an ensemble, on its team of processes; about(i) is what goes with
+  /// them.
   template <class Make, class About>
   void add_side_by_side(const zel::util::run_context& run, const table& t, unsigned long n,
                         const Make& make, const About& about_of);
@@ -107,6 +110,8 @@ class ensemble {
   };
 
   member keep(const table& t, std::unique_ptr<decision_tree> tree, const about& how) const;
+  static std::string bytes_of(const member& m);
+  static member from_bytes(const table& t, std::string_view bytes, const about& how);
   template <class Predict, class AddShares>
   double ask(const table& t, decision_tree::prediction& result, const Predict& predict,
              const AddShares& add_shares) const;
@@ -132,8 +137,16 @@ void ensemble::add_side_by_side(const zel::util::run_context& run, const table& 
                                 const Make& make, const About& about_of) {
   const std::size_t first = members_.size();
   members_.resize(first + n);
-  run.for_each_index(n,
-                     [&](unsigned long i) { members_[first + i] = keep(t, make(i), about_of(i)); });
+  const auto made = [&](unsigned long i) { return keep(t, make(i), about_of(i)); };
+  if (run.companions == nullptr || is_single()) {
+    run.for_each_index(n, [&](unsigned long i) { members_[first + i] = made(i); });
+    return;
+  }
+  zel::util::share_out(
+      run, n, run.n_slots(), [&](unsigned long i) { return bytes_of(made(i)); },
+      [&](unsigned long i, std::string_view bytes) {
+        members_[first + i] = from_bytes(t, bytes, about_of(i));
+      });
 }
 
 template <class Change>

@@ -326,6 +326,18 @@ packed_tree::packed_tree(const table& t, const decision_tree& tree)
   packer(*this).pack(tree);
 }
 
+packed_tree::packed_tree(const table& t, zel::inpout::ibinstream& in)
+    : n_class_codes_(t.n_class_codes()) {
+  unsigned long n_bytes = 0;
+  in >> size_ >> leaves_ >> depth_ >> epl_ >> n_bytes;
+  bytes_ = in.read_array<byte>(n_bytes);
+}
+
+void packed_tree::write(zel::inpout::obinstream& out) const {
+  out << size_ << leaves_ << depth_ << epl_ << bytes_.size();
+  out.write_array(std::span<const byte>(bytes_));
+}
+
 /// Makes the nodes from the root down, and then, upwards, what is summed up.
 class packed_tree::unpacker {
  public:

@@ -28,6 +28,7 @@
 
 #include "impls/trees/decision_tree.h"
 #include "zel/adt/bitmap.h"
+#include "zel/inpout/binstream.h"
 
 namespace orvik::impls {
 
@@ -37,6 +38,11 @@ class packed_tree {
 
   /// `tree` is complete, or lacks branches without cases; none of its nodes is active.
   packed_tree(const table& t, const decision_tree& tree);
+
+  /// What write() wrote, of a tree on a table of these classes: bytes of this process or of one
+  /// that it trusts, as they are not checked.
+  packed_tree(const table& t, zel::inpout::ibinstream& in);
+  void write(zel::inpout::obinstream& out) const;
 
   /// What was packed, with the leaves that no case came to or without them.
   std::unique_ptr<decision_tree> unpack(bool complete) const;
