@@ -226,14 +226,10 @@ void output::close() {
   target_.reset();
 }
 
-void output::close_with_rest() {
-  if (target_ && file_.is_open() && file_.tellp() == std::streampos(0)) return give_up();
-  close();
-}
-
 void output::close_after_error() noexcept {
   try {
-    close_with_rest();
+    if (target_ && file_.is_open() && file_.tellp() == std::streampos(0)) return give_up();
+    close();
   } catch (...) {  // the error that there is matters more
   }
 }

@@ -61,9 +61,8 @@ class output {
   /// Closes an own file and puts it in the place of an older one, flushes standard output; throws
   /// std::runtime_error, naming the output, if anything written so far was lost.
   void close();
-  /// The same after an error elsewhere; an own file to which nothing was written stays as it was.
-  void close_with_rest();
-  /// The same without a word.
+  /// The same after an error, without a word; an own file to which nothing was written stays as it
+  /// was.
   void close_after_error() noexcept;
 
  private:

@@ -41,7 +41,7 @@ double score_into(output& file, const options& opt, const orvik::dtree& model,
   } catch (const std::bad_alloc&) {
     throw;
   } catch (...) {
-    file.close_with_rest();
+    file.close();
     throw;
   }
 }
