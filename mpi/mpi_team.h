@@ -29,7 +29,7 @@ class mpi_team : public zel::util::team {
   std::vector<unsigned long> numbers_of_all(unsigned long mine) const;
 
   int size_ = 1, rank_ = 0;
-  std::mutex mutex_;  // one thread at a time calls MPI
+  std::mutex mutex_;               // one thread at a time calls MPI
   MPI_Win window_ = MPI_WIN_NULL;  // of the counter, which lies with rank 0
   unsigned long n_claimed_ = 0;    // by this process, since the last exchange
   unsigned long first_ = 0;        // the counter then

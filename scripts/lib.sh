@@ -72,7 +72,7 @@ build() {
 # sources: every C++ file of the project, one a line.
 sources() {
   local folder folders=()
-  for folder in cmd prep view verbs python include src zel tests bench fuzz examples; do
+  for folder in cmd prep view verbs python mpi include src zel tests bench fuzz examples; do
     [ -d "$folder" ] && folders+=("$folder")
   done
   find "${folders[@]}" -name '*.h' -o -name '*.cpp' | sort

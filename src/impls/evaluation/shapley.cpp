@@ -45,7 +45,11 @@ template <class Place>
 class shapley_tree::builder {
  public:
   builder(shapley_tree& into, std::size_t n_attributes, empty_leaves how, prior_shares prior)
-      : into_(into), how_(how), prior_(prior), n_times_(n_attributes), shares_(into.n_class_codes_) {}
+      : into_(into),
+        how_(how),
+        prior_(prior),
+        n_times_(n_attributes),
+        shares_(into.n_class_codes_) {}
 
   void build(const Place& root) {
     nodes_.push_back({root, 0, {0, 0}, 1.0});
@@ -162,8 +166,7 @@ class shapley_tree::builder {
   std::vector<double> shares_;
 };
 
-shapley_tree::shapley_tree(const table& t, const voter& asked, empty_leaves how,
-                           prior_shares prior)
+shapley_tree::shapley_tree(const table& t, const voter& asked, empty_leaves how, prior_shares prior)
     : n_class_codes_(t.n_class_codes()) {
   const unsigned long n = t.n_attributes();
   if (const auto* tree = std::get_if<const decision_tree*>(&asked.tree)) {
