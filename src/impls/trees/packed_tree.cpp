@@ -5,6 +5,7 @@
 #include <cassert>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "impls/trees/distribution.h"
 
@@ -119,18 +120,20 @@ void packed_tree::node::add_known_shares(double amount, std::span<double> by_cod
 
 /// Writes all bytes backwards, the last subtree and the last figure of a node first, so that all
 /// lengths are known where they are written; and turns them round at the end.
+template <class Tree>
 class packed_tree::packer {
  public:
-  explicit packer(packed_tree& into)
-      : into_(into), bytes_(into.bytes_), n_codes_(into.n_class_codes_) {}
+  /// `by` makes the tree, if it is not const.
+  packer(packed_tree& into, maker* by)
+      : into_(into), by_(by), bytes_(into.bytes_), n_codes_(into.n_class_codes_) {}
 
-  void pack(const decision_tree& root) {
+  void pack(Tree& root) {
     std::vector<step> path;
     enter(path, root);
     while (!path.empty()) {
       step& top = path.back();
       if (top.next > 0) {
-        const decision_tree* child = top.tree->get_child(--top.next);
+        Tree* const child = top.tree->get_child(--top.next);
         const bool kept = child != nullptr && !child->get_node()->is_empty_leaf(n_codes_);
         if (kept) enter(path, *child);  // `top` is gone from here
         continue;
@@ -145,8 +148,9 @@ class packed_tree::packer {
 
  private:
   using node = packed_tree::node;
+  static constexpr bool k_is_made = !std::is_const_v<Tree>;
   struct step {
-    const decision_tree* tree;
+    Tree* tree;
     unsigned int next;  // children before it are still to be packed
     std::size_t begin;  // bytes when it was met
     std::size_t first_subtree;
@@ -157,12 +161,14 @@ class packed_tree::packer {
     std::size_t length;
   };
 
-  void enter(std::vector<step>& path, const decision_tree& tree) {
+  void enter(std::vector<step>& path, Tree& tree) {
+    if constexpr (k_is_made) by_->enter(tree);
     path.push_back({&tree, tree.get_no_childs(), bytes_.size(), subtrees_.size()});
   }
 
   void leave(const step& done, unsigned long level) {
-    const decision_tree& tree = *done.tree;
+    Tree& tree = *done.tree;
+    if constexpr (k_is_made) by_->leave(tree);
     const decision_node& n = *tree.get_node();
     const unsigned int n_branches = tree.get_no_childs();
     assert(n.is_split() == (n_branches > 0));
@@ -180,6 +186,7 @@ class packed_tree::packer {
     }
     subtrees_.resize(done.first_subtree);
     if (level > 0) subtrees_.push_back({n.position() - 1, bytes_.size() - done.begin});
+    if constexpr (k_is_made) tree.delete_childs();  // only now: a split sums up its children
   }
 
   void measure(unsigned long n_branches, std::size_t n_subtrees, unsigned long level) {
@@ -315,6 +322,7 @@ class packed_tree::packer {
   }
 
   packed_tree& into_;
+  maker* by_;
   std::vector<byte>& bytes_;
   unsigned long n_codes_;
   std::vector<subtree> subtrees_;  // finished ones below the nodes of the path
@@ -323,7 +331,12 @@ class packed_tree::packer {
 
 packed_tree::packed_tree(const table& t, const decision_tree& tree)
     : n_class_codes_(t.n_class_codes()) {
-  packer(*this).pack(tree);
+  packer<const decision_tree>(*this, nullptr).pack(tree);
+}
+
+packed_tree::packed_tree(const table& t, decision_tree& tree, maker& by)
+    : n_class_codes_(t.n_class_codes()) {
+  packer<decision_tree>(*this, &by).pack(tree);
 }
 
 /// Makes the nodes from the root down, and then, upwards, what is summed up.
