@@ -35,13 +35,16 @@ struct class_places {
   std::vector<count_t> totals;
 
   void set(const decision_node& node, unsigned long n_codes) {
-    place_of.assign(n_codes, 0);
-    totals.clear();
-    for (code_t c = 1; c < n_codes; ++c) {
-      if (node.class_weight(c) == 0) continue;
-      place_of[c] = static_cast<std::uint16_t>(totals.size());
-      totals.push_back(static_cast<count_t>(node.class_weight(c)));
+    place_of.resize(n_codes);
+    totals.resize(n_codes);
+    std::uint16_t n = 0;
+    for (code_t c = 1; c < n_codes; ++c) {  // without a branch, which nobody could foretell
+      const double weight = node.class_weight(c);
+      place_of[c] = n;
+      totals[n] = static_cast<count_t>(static_cast<std::int64_t>(weight));
+      n += weight != 0;
     }
+    totals.resize(n);
   }
 };
 

@@ -278,29 +278,45 @@ class packed_tree::packer {
   }
 
   unsigned int write_weights(const decision_node& n) {
-    const std::span<const double> weights(n.class_weights(), n_codes_);
-    const distribution classes(weights);
-    const bool whole = std::ranges::all_of(weights, is_whole);
+    const double* const weights = n.class_weights();
+    kept_.clear();
+    bool whole = true;
+    for (code_t c = 0; c < n_codes_; ++c) {
+      if (is_nothing(weights[c])) continue;
+      kept_.push_back(c);
+      whole = whole && is_whole(weights[c]);
+    }
     unsigned int head = whole ? node::k_whole : 0U;
-    if (!same_bits(n.weight(), classes.sum())) {
+    if (!same_bits(n.weight(), sum_of_kept(weights))) {
       head |= node::k_weight_given;
       write_double(n.weight());
     }
-    if (n.majority_class() != classes.decide()) {
+    if (n.majority_class() != decision_on(weights)) {
       head |= node::k_class_given;
       write(n.majority_class());
     }
-    unsigned long n_kept = 0;
-    code_t above = 0;  // the code kept before this one
-    for (code_t c = n_codes_; c-- > 0;) {
-      if (is_nothing(weights[c])) continue;
-      if (n_kept++ > 0) write(above - c);
-      write_weight(weights[c], whole);
-      above = c;
+    for (std::size_t i = kept_.size(); i-- > 0;) {
+      write_weight(weights[kept_[i]], whole);
+      write(i > 0 ? kept_[i] - kept_[i - 1] : kept_[i]);
     }
-    if (n_kept > 0) write(above);
-    write(n_kept);
+    write(kept_.size());
     return head;
+  }
+
+  /// The sum of all: nothing adds nothing.
+  double sum_of_kept(const double* weights) const {
+    double sum = 0;
+    for (const code_t c : kept_) sum += weights[c];
+    return sum;
+  }
+  /// Few of many classes are kept; of these one has the largest weight unless none is above 0.
+  code_t decision_on(const double* weights) const {
+    if (!kept_.empty()) {
+      const auto weight_of = [weights](code_t c) { return weights[c]; };
+      const code_t largest = *std::ranges::max_element(kept_, {}, weight_of);
+      if (weights[largest] > 0) return largest;
+    }
+    return distribution(std::span(weights, n_codes_)).decide();
   }
 
   void write_links(const split_test& test, unsigned int n_branches,
@@ -327,6 +343,7 @@ class packed_tree::packer {
   unsigned long n_codes_;
   std::vector<subtree> subtrees_;  // finished ones below the nodes of the path
   std::vector<double> sums_;
+  std::vector<code_t> kept_;  // codes of the weights that are kept
 };
 
 packed_tree::packed_tree(const table& t, const decision_tree& tree)
