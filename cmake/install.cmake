@@ -10,6 +10,9 @@ install(TARGETS orvik EXPORT orvik-targets
         ARCHIVE COMPONENT development
         LIBRARY COMPONENT programs NAMELINK_COMPONENT development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+if(TARGET orvmpi)
+  install(TARGETS orvmpi COMPONENT mpi)
+endif()
 if(BUILD_SHARED_LIBS)
   set_target_properties(orvcmd orvik_program PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 endif()

@@ -48,6 +48,17 @@ estimators of scikit-learn: data frames as they are, with categories and
 unknown values, every core, and the model files of the program orvik.")
 endif()
 
+if(TARGET orvmpi)
+  list(APPEND CPACK_COMPONENTS_ALL mpi)
+  list(APPEND packages mpi:orvik-mpi)
+  set(CPACK_DEBIAN_MPI_PACKAGE_NAME orvik-mpi)
+  set(CPACK_DEBIAN_MPI_PACKAGE_SECTION science)
+  set(CPACK_DEBIAN_MPI_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_MPI_PACKAGE_DEPENDS "openmpi-bin")
+  set(CPACK_COMPONENT_MPI_DESCRIPTION "orvmpi makes one run of orvcmd on several processes or machines: the trees
+of a forest are shared out among them, with the same bytes as one process.")
+endif()
+
 # What the distribution asks of every package.
 add_custom_command(OUTPUT changelog.gz COMMAND ${GZIP} -9nc ${PROJECT_SOURCE_DIR}/CHANGELOG.md > changelog.gz
                    DEPENDS CHANGELOG.md VERBATIM)

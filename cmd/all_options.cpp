@@ -36,6 +36,11 @@ Pruning
     -pep  -pepg  -pepa   pessimistic pruning
     -rep  -repg  -repa   reduced-error pruning, on cases that are set aside
     -mep  -mepg  -mepa   minimum-error pruning, likewise
+Costs
+    -costs FILE          what errors cost, lines predicted,actual,cost: the cheapest class is predicted
+    -costw               the costs weigh the cases that are grown on instead
+    -cw W                weights of the classes: balanced, or a file of lines class,weight
+    -laplace             shares of leaves lean on those of the training cases
 Attributes
     -as B                the smallest set with an error of at most the best one + B points
     -sfs  -sbe  -dtsbe   forward selection; backward elimination; the same faster
@@ -48,6 +53,9 @@ Validation
 Scores
     -fs FILE  -s FILE    rows to score; where the scores go
     -prob                the share of every class, behind class and confidence
+    -shap FILE           why: what each attribute contributes to the share of every class
+    -shappred            in it: the predicted class only
+    -shaptop N           in it: the N largest contributions of a row by name
     -unseen              values that training did not have count as unknown, in tests too
 Output
     -tb FILE  -db FILE   save the model; the table

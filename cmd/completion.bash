@@ -9,13 +9,14 @@ declare -gA _orvcmd_takes=(
   [-np]='' [-npp]='' [-c]=number
   [-ebp]='' [-ebpg]='' [-ebpa]='' [-pep]='' [-pepg]='' [-pepa]=''
   [-rep]='' [-repg]='' [-repa]='' [-mep]='' [-mepg]='' [-mepa]=''
+  [-costs]=file [-costw]='' [-cw]=class_weights [-laplace]=''
   [-as]=number [-fslimit]=number [-sfs]='' [-sbe]='' [-dtsbe]=''
   [-ba]=number [-fo]=number [-rf]=number [-bo]=number [-mtry]=attributes [-bag]=number
   [-free]='' [-binary]='' [-extra]='' [-soft]='' [-noreplace]='' [-balance]=''
   [-h]=number [-hf]=number [-hs]=number [-hd]=number [-cv]='number number'
   [-l]=file [-nl]='' [-lstd]='' [-t]=file [-tstd]='' [-oerr]='' [-imp]='' [-metrics]='' [-mjson]=file
   [-x]=file [-xstd]='' [-d]=file [-dstd]='' [-pmml]=file [-json]=file
-  [-db]=file [-tb]=file [-s]=file [-prob]=''
+  [-db]=file [-tb]=file [-s]=file [-prob]='' [-shap]=file [-shappred]='' [-shaptop]=number
   [-tt]=workers [-tti]='number workers file' [-seed]=number
   [-sdm2012]=number [-as2018]='number number number number'
 )
@@ -55,6 +56,7 @@ _orvcmd() {
     stem) _orvcmd_stems "$current" ;;
     file) _orvcmd_files "$current" ;;
     separator) _orvcmd_words "$current" , "';'" "'|'" "\$'\\t'" ;;
+    class_weights) _orvcmd_files "$current"; _orvcmd_words "$current" balanced ;;
     attributes) _orvcmd_words "$current" sqrt log2 all ;;
     workers) _orvcmd_words "$current" 0 1 "$(nproc)" ;;
   esac

@@ -6,6 +6,7 @@
 #include "log.h"
 #include "side_sets.h"
 #include "zel/util/run_context.h"
+#include "zel/util/team.h"
 
 namespace orvcmd {
 
@@ -22,6 +23,9 @@ void add(double value, double& sum, double& sum2) {
 }
 
 void add_fold(const options& opt, const dtree& model, const conf_matrix& cm, _cv_errors& errors) {
+  if (const auto costs = model.get_costs()) {
+    add(cm.get_cost(*costs) / cm.cases(), errors.cost, errors.cost2);
+  }
   add(static_cast<double>(model.size()), errors.size, errors.size2);
   add(static_cast<double>(model.depth()), errors.depth, errors.depth2);
   add(static_cast<double>(model.nfeatures()), errors.features, errors.features2);
@@ -46,15 +50,42 @@ std::unique_ptr<conf_matrix> test_fold(const options& opt, const dtree& model, t
   return matrix;
 }
 
+/// Whether processes may grow the models of folds in any order: those that draw from the sequences
+/// of the run, and ensembles, which share out their trees, are grown one after another by all.
+bool may_share_out(const options& opt) {
+  return zel::util::default_context().companions != nullptr && !opt.is_ensemble() &&
+         !opt.strategy().separate_cases && opt.feature_selection == orvik::model::NO_SELECTION;
+}
+
+/// The models of all folds, each grown by one of the processes; none where all grow them
+/// themselves.
+std::vector<std::string> share_out_folds(const options& opt, table* t, table::subset& all,
+                                         const dtree& model, unsigned long k) {
+  if (!may_share_out(opt)) return {};
+  std::vector<std::string> grown(k);
+  const auto grow = [&](unsigned long i) {
+    const std::unique_ptr<dtree> copy(model.clone(/*parameters_only=*/true));
+    copy->build(t, take_fold(all, k, i).train.get());
+    return copy->to_bytes();
+  };
+  zel::util::share_out(zel::util::default_context(), k, /*at_once=*/1, grow,
+                       [&](unsigned long i, std::string_view bytes) { grown[i] = bytes; });
+  return grown;
+}
+
 void log_figure(std::ostream* log, const char* title, double sum, double sum2, double n,
                 const char* unit = "") {
   const auto [mean, deviation] = figure_of(sum, sum2, n);
   log_line(log, title, truncated(mean), " +- ", truncated(deviation), unit);
 }
 
-void log_figures(std::ostream* log, const _cv_errors& e, double n) {
+void log_figures(std::ostream* log, const _cv_errors& e, double n, bool with_costs) {
   const auto [mean, deviation] = figure_of(e.misc, e.misc2, n);
   log_line(log, " + err: ", percent_truncated(mean), "% +- ", percent_truncated(deviation), "%");
+  if (with_costs) {
+    const auto [cost, cost_deviation] = figure_of(e.cost, e.cost2, n);
+    log_line(log, " + cost: ", cost, " +- ", cost_deviation, " a case");
+  }
   log_figure(log, " + sz: ", e.size, e.size2, n);
   log_figure(log, " + depth: ", e.depth, e.depth2, n);
   log_figure(log, " + nf: ", e.features, e.features2, n);
@@ -85,10 +116,12 @@ void cross_validate(const options& opt, table* t, const dtree& model, _cv_errors
   const subset_ptr all(t->get_wsubset_all());
   for (unsigned long repetition = 0; repetition < repetitions; ++repetition) {
     all->stratify_cross(k, t, true);
-    const std::unique_ptr<dtree> copy(model.clone(/*parameters_only=*/true));
+    std::unique_ptr<dtree> copy(model.clone(/*parameters_only=*/true));
+    const std::vector<std::string> grown = share_out_folds(opt, t, *all, *copy, k);
     for (unsigned long i = 0; i < k; ++i) {
       const fold_parts parts = take_fold(*all, k, i);
-      copy->build(t, parts.train.get());
+      grown.empty() ? copy->build(t, parts.train.get())
+                    : void(copy.reset(dtree::from_bytes(grown[i])));
       const std::unique_ptr<conf_matrix> cm = test_fold(opt, *copy, t, *parts.test, judged);
       add_fold(opt, *copy, *cm, errors);
       zel::util::default_context().count(unit::folds);
@@ -96,7 +129,7 @@ void cross_validate(const options& opt, table* t, const dtree& model, _cv_errors
     }
   }
   judged.times = static_cast<double>(repetitions);
-  log_figures(log, errors, static_cast<double>(k * repetitions));
+  log_figures(log, errors, static_cast<double>(k * repetitions), !opt.costs_file.empty());
 }
 
 }  // namespace orvcmd

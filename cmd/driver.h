@@ -16,6 +16,7 @@ struct _cv_errors {
   double features, features2;
   double time, time2;
   double misc, misc2;
+  double cost, cost2;                     // a case, with "-costs"
   double mae, mse, rmse, r, rint, gamma;  // with "-oerr"
 };
 

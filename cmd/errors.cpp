@@ -24,26 +24,6 @@ constexpr char k_unknown_error[] = "unknown error";
 constexpr char k_out_of_memory[] = "out of memory";
 constexpr char k_lost_output[] = "Cannot write to standard output\n";
 
-/// The end that stands for the exception being handled.
-early_end current_end() {
-  try {
-    throw;
-  } catch (const early_end& end) {
-    return end;
-  } catch (const std::bad_alloc&) {
-    return failure(k_out_of_memory);
-  } catch (const std::system_error& error) {
-    return failure(error.code() == std::errc::not_enough_memory ? k_out_of_memory : error.what());
-  } catch (const std::exception& error) {
-    return failure(error.what());
-  } catch (const std::runtime_error* error) {
-    const std::unique_ptr<const std::runtime_error> owned(error);
-    return failure(owned ? owned->what() : k_unknown_error);
-  } catch (...) {
-    return failure(k_unknown_error);
-  }
-}
-
 /// @return whether all of it was written.
 bool write_past_streams(std::string_view text) {
   const ssize_t put = write(STDOUT_FILENO, text.data(), text.size());
@@ -71,6 +51,25 @@ int print(const early_end& end) {
 }
 
 }  // namespace
+
+early_end current_end() {
+  try {
+    throw;
+  } catch (const early_end& end) {
+    return end;
+  } catch (const std::bad_alloc&) {
+    return failure(k_out_of_memory);
+  } catch (const std::system_error& error) {
+    return failure(error.code() == std::errc::not_enough_memory ? k_out_of_memory : error.what());
+  } catch (const std::exception& error) {
+    return failure(error.what());
+  } catch (const std::runtime_error* error) {
+    const std::unique_ptr<const std::runtime_error> owned(error);
+    return failure(owned ? owned->what() : k_unknown_error);
+  } catch (...) {
+    return failure(k_unknown_error);
+  }
+}
 
 early_end failure(std::string_view message) {
   return {k_failure, zel::text::one_line(message) + '\n'};

@@ -22,6 +22,9 @@ struct early_end {
 /// @return the end with status 255 and `message` made one line, newline included.
 early_end failure(std::string_view message);
 
+/// The end that stands for the exception being handled; deletes one thrown as a pointer.
+early_end current_end();
+
 /// Runs `body` and turns whatever it throws into what the user sees: the text of an early_end, or
 /// the message of an error as one line. Knows errors thrown by value and, as pointers to
 /// std::runtime_error on the heap, those that it must delete.

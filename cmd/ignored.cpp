@@ -16,8 +16,10 @@ bool scores(const options& o) {
   return !o.score_data_file.empty() && !o.score_output_file.empty() && !is_experiment(o);
 }
 
+bool explains(const options& o) { return !o.reasons_file.empty() && !is_experiment(o); }
+
 bool tests_or_scores(const options& o) {
-  return scores(o) || (!o.test_file.empty() && !is_experiment(o));
+  return scores(o) || explains(o) || (!o.test_file.empty() && !is_experiment(o));
 }
 
 bool reads_text(const options& o) {
@@ -114,6 +116,10 @@ constexpr option_row k_options[] = {
     {"-mepg", SAVED_MODEL | EXPERIMENT},
     {"-mepa", SAVED_MODEL | EXPERIMENT},
     {"-c", SAVED_MODEL | NO_ERROR_BASED},
+    {"-costs", SAVED_MODEL | EXPERIMENT},
+    {"-costw", SAVED_MODEL | EXPERIMENT},
+    {"-cw", SAVED_MODEL | EXPERIMENT},
+    {"-laplace", SAVED_MODEL | EXPERIMENT},
     {"-as", SAVED_MODEL | EXPERIMENT},
     {"-sfs", SAVED_MODEL | EXPERIMENT},
     {"-sbe", SAVED_MODEL | EXPERIMENT},
@@ -150,6 +156,9 @@ constexpr option_row k_options[] = {
     {"-mjson", EXPERIMENT},
     {"-s", EXPERIMENT | NOTHING_SCORED},
     {"-prob", EXPERIMENT | NOTHING_SCORED},
+    {"-shap", EXPERIMENT},
+    {"-shappred", EXPERIMENT},
+    {"-shaptop", EXPERIMENT},
     {"-tti", EXPERIMENT},  // but that it sets the number of workers
     {"-seed", SAVED_MODEL},
     {"-as2018", SDM2012},

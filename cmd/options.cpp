@@ -11,6 +11,7 @@
 #include <limits>
 #include <span>
 
+#include "cost_options.h"
 #include "ensemble_options.h"
 #include "errors.h"
 #include "orvik/orvik.h"
@@ -39,6 +40,7 @@ constexpr char k_mtry_range[] =
     "in -mtry, <attributes> must be a whole number > 0, a share such as 30%, sqrt, log2 or all";
 constexpr char k_bag_range[] = "in -bag, <share> must be in (0,1000] percent";
 constexpr double k_largest_bag = 1000;
+constexpr char k_top_range[] = "in -shaptop, <n> must be > 0";
 constexpr char k_seed_range[] = "in -seed, <n> must be a whole number from 0 to ";
 
 early_end argument_expected(std::string_view option) {
@@ -270,6 +272,14 @@ void set_trace(options& opt, arguments& args) {
   opt.n_workers = 1;
 }
 
+void set_reasons_by_name(options& opt, arguments& args) {
+  const long n = args.next_integer();
+  require(n >= 1, k_top_range);
+  args.require_at_most(n, k_largest_count, "n");
+  opt.reasons.most = static_cast<unsigned long>(n);
+}
+void set_reasons_of_predicted(options& opt, arguments&) { opt.reasons.predicted_only = true; }
+
 void set_seed(options& opt, arguments& args) {
   opt.seed = zel::text::parse_whole(args.next());
   require(opt.seed.has_value(),
@@ -356,9 +366,16 @@ constexpr option_row k_options[] = {
     {"-seed", set_seed},
     {"-unseen", set_to<&options::unseen, true>},
     {"-imp", set_to<&options::importance, true>},
+    {"-costs", set_file<&options::costs_file>},
+    {"-costw", set_to<&options::weighs_costs, true>},
+    {"-cw", set_file<&options::class_weights>},
+    {"-laplace", set_to<&options::laplace, true>},
     {"-prob", set_to<&options::probabilities, true>},
     {"-metrics", set_to<&options::metrics, true>},
     {"-mjson", set_file<&options::metrics_file>},
+    {"-shap", set_file<&options::reasons_file>},
+    {"-shappred", set_reasons_of_predicted},
+    {"-shaptop", set_reasons_by_name},
 };
 
 void take_option(options& opt, arguments& args) {
@@ -391,6 +408,7 @@ options options::parse(int argc, const char* const* argv) {
   arguments args({argv + 1, static_cast<std::size_t>(argc) - 1});
   while (!args.done()) take_option(opt, args);
   settle_ensemble(opt);
+  require_sense_of_costs(opt);
   return opt;
 }
 

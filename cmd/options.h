@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "orvik/growth.h"
+#include "orvik/reason_form.h"
 #include "orvik/strategies.h"
 
 namespace orvcmd {
@@ -44,6 +45,8 @@ class options {
   std::string test_file;
   std::string score_data_file;
   std::string score_output_file;
+  std::string reasons_file;
+  orvik::reason_form reasons;
   char separator = ',';
   std::string binary_data_input;
   std::string tree_binary_input;
@@ -97,10 +100,14 @@ class options {
   const char* as2018_arg = nullptr;  ///< borrowed from the command line
   double as2018_x = 0;
   double as2018_y = 0;
-  bool unseen = false;       ///< rows to test or score: values training lacked count as unknown
-  bool importance = false;   ///< the text report shows what the model owes to each attribute
-  bool metrics = false;      ///< the text report has figures by class and of the shares
-  std::string metrics_file;  ///< the same as JSON
+  bool unseen = false;        ///< rows to test or score: values training lacked count as unknown
+  std::string costs_file;     ///< what errors cost
+  bool weighs_costs = false;  ///< they weigh the cases instead of deciding
+  std::string class_weights;  ///< "balanced" or a file
+  bool laplace = false;       ///< the shares of leaves lean on those of the training cases
+  bool importance = false;    ///< the text report shows what the model owes to each attribute
+  bool metrics = false;       ///< the text report has figures by class and of the shares
+  std::string metrics_file;   ///< the same as JSON
   bool judges() const { return metrics || !metrics_file.empty(); }
   bool probabilities = false;           ///< scores show the share of every class
   std::optional<unsigned long> seed;    ///< not set: every run draws its own random numbers

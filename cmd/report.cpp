@@ -6,6 +6,7 @@
 #include "driver.h"
 #include "log.h"
 #include "outputs.h"
+#include "reasons.h"
 #include "score.h"
 #include "steps.h"
 
@@ -39,24 +40,38 @@ void report_cross_validation(const options& opt, const _cv_errors& e, std::ostre
   out << "MISCLASSIFICATION on " << opt.cv_folds << " folds and " << opt.cv_repetitions
       << " repetitions: " << percent_truncated(mean) << " +- " << percent_truncated(deviation)
       << "%.\n";
+  if (!opt.costs_file.empty()) {
+    const auto [cost, cost_deviation] = figure_of(e.cost, e.cost2, n);
+    out << "COST on " << opt.cv_folds << " folds and " << opt.cv_repetitions
+        << " repetitions: " << cost << " +- " << cost_deviation << " a case.\n";
+  }
   if (opt.ordinal_errors == 0) return;
   report_ordinal({e.mae / n, e.mse / n, e.rmse / n, e.r / n, e.rint / n, e.gamma / n}, out);
 }
 
-/// "TITLE: E% of N cases. " and the matrix.
-void report_errors(const char* title, const conf_matrix& cm, const options& opt,
-                   std::ostream& out) {
-  out << title << 100 * cm.err_misc() << "% of " << cm.cases() << " cases. \n";
+/// What errors cost; null where nothing was said of it.
+using known_costs = std::unique_ptr<std::vector<orvik::class_cost>>;
+
+/// "MISCLASSIFICATION on ROWS: E% of N cases. ", what they cost, and the matrix.
+void report_errors(const char* rows, const conf_matrix& cm, const known_costs& costs,
+                   const options& opt, std::ostream& out) {
+  out << "MISCLASSIFICATION " << rows << ": " << 100 * cm.err_misc() << "% of " << cm.cases()
+      << " cases. \n";
+  if (costs) {
+    const double cost = cm.get_cost(*costs);
+    out << "COST " << rows << ": " << cost << ", " << cost / cm.cases() << " a case. \n";
+  }
   cm.toTEXT(out, 0);
   if (opt.ordinal_errors != 0) report_ordinal(cm, out);
 }
 
-void report_training(const conf_matrix& cm, const options& opt, std::ostream& out) {
+void report_training(const conf_matrix& cm, const known_costs& costs, const options& opt,
+                     std::ostream& out) {
   out << "MAJORITY CLASS value: " << cm.get_majority_class_value() << " (" << cm.size() - 1
       << " classes)\n"
       << "MAJORITY MISCLASSIFICATION on training: " << 100 * cm.err_misc_majority() << "% of "
       << cm.cases() << " cases. \n";
-  report_errors("MISCLASSIFICATION on training: ", cm, opt, out);
+  report_errors("on training", cm, costs, opt, out);
 }
 
 /// A line an attribute; the permutations only of a model that has them.
@@ -112,7 +127,7 @@ class reporting {
   }
 
  private:
-  void report_test(const char* title, const conf_matrix& cm) const;
+  void report_test(const char* rows, const conf_matrix& cm) const;
   void report_figures(const orvik::judged_rows& rows, const char* source);
   void report_out_of_bag(const orvik::judged_rows& rows);
 
@@ -136,7 +151,7 @@ void reporting::report_model(const training& result, const _cv_errors& errors) {
     begin_report(to_.log, to_.text);
     *to_.text << orvik::get_copyright() << '\n';
     const std::unique_ptr<conf_matrix> cm(model_.get_training_cm());
-    if (cm) report_training(*cm, opt_, *to_.text);
+    if (cm) report_training(*cm, model_.get_costs(), opt_, *to_.text);
   }
   report_figures(result.judged, "training rows");
   report_out_of_bag(result.judged_out_of_bag);
@@ -153,15 +168,15 @@ void reporting::report_model(const training& result, const _cv_errors& errors) {
 void reporting::report_out_of_bag(const orvik::judged_rows& rows) {
   if (rows.size() == 0) return;
   if (to_.text != nullptr && opt_.metrics) {
-    report_errors("MISCLASSIFICATION out of bag: ", *matrix_of(rows), opt_, *to_.text);
+    report_errors("out of bag", *matrix_of(rows), model_.get_costs(), opt_, *to_.text);
   }
   report_figures(rows, "out-of-bag rows");
 }
 
-void reporting::report_test(const char* title, const conf_matrix& cm) const {
+void reporting::report_test(const char* rows, const conf_matrix& cm) const {
   if (to_.text == nullptr) return;
   begin_report(to_.log, to_.text);
-  report_errors(title, cm, opt_, *to_.text);
+  report_errors(rows, cm, model_.get_costs(), opt_, *to_.text);
 }
 
 void reporting::test_holdout(table::subset* holdout) {
@@ -169,7 +184,7 @@ void reporting::test_holdout(table::subset* holdout) {
   orvik::judged_rows rows;
   last_test_.reset(opt_.judges() ? model_.test(t_, holdout, rows)
                                  : model_.test(t_, holdout, nullptr));
-  report_test("MISCLASSIFICATION on holdout test: ", *last_test_);
+  report_test("on holdout test", *last_test_);
   report_figures(rows, "hold-out");
   log_line(to_.log, " + time: ", last_test_->get_elapsed(), " secs");
 }
@@ -177,7 +192,7 @@ void reporting::test_holdout(table::subset* holdout) {
 void reporting::test_file() {
   log_line(to_.log, "Testing data");
   file_test test = test_on_file(opt_, model_);
-  report_test("MISCLASSIFICATION on test file: ", *test.matrix);
+  report_test("on test file", *test.matrix);
   report_figures(test.judged, "test file");
   log_file_test(to_.log, test);
   last_test_ = std::move(test.matrix);
@@ -203,6 +218,7 @@ void test_save_tree(const options& opt, table* t, const training& result, const 
   if (to.xml != nullptr) steps.run([&] { report.write_xml(); });
   steps.run([&] { report.write_figures(); });
   if (!opt.score_data_file.empty()) steps.run([&] { score_file(opt, *result.model, to.log); });
+  if (!opt.reasons_file.empty()) steps.run([&] { explain_file(opt, *result.model, to.log); });
   steps.end();
 }
 

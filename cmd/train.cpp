@@ -1,6 +1,7 @@
 // Training: the hold-out split, growing, pruning.
 #include <cmath>
 
+#include "cost_options.h"
 #include "cross_validation.h"
 #include "driver.h"
 #include "log.h"
@@ -17,6 +18,13 @@ namespace {
 using orvik::dtree;
 using orvik::table;
 using subset_ptr = std::unique_ptr<table::subset>;
+
+std::vector<std::string> class_texts(const orvik::schema_view& schema) {
+  const orvik::column_view classes = schema.class_column();
+  std::vector<std::string> texts;
+  for (orvik::code_t c = 0; c < schema.n_class_codes(); ++c) texts.push_back(classes.exact(c));
+  return texts;
+}
 
 unsigned long share_of(unsigned long rows, double fraction) {
   return static_cast<unsigned long>(static_cast<double>(rows) * fraction);
@@ -144,11 +152,32 @@ void make_ensemble(const options& opt, dtree& model) {
   model.set_combination(opt.answer);
 }
 
+namespace {
+
+/// How it decides, and what its classes weigh.
+void make_decision(const options& opt, const table& t, dtree& model) {
+  model.set_smoothing(opt.laplace);
+  if (opt.costs_file.empty() && opt.class_weights.empty()) return;
+  const std::vector<std::string> classes = class_texts(t.get_schema());
+  if (!opt.costs_file.empty()) {
+    model.set_costs(t, orvik::read_costs(opt.costs_file, classes),
+                    opt.weighs_costs ? orvik::cost_use::weighs : orvik::cost_use::decides);
+  }
+  if (opt.class_weights == k_balanced) {
+    model.set_balanced_classes(true);
+  } else if (!opt.class_weights.empty()) {
+    model.set_class_weights(orvik::read_class_weights(opt.class_weights, classes));
+  }
+}
+
+}  // namespace
+
 training buildtree(const options& opt, table* t, _cv_errors& errors, std::ostream* log,
                    std::ostream* trace) {
   holdout_split split = split_holdout(opt, t);
   std::unique_ptr<dtree> model = make_model(opt, *t);
   make_ensemble(opt, *model);
+  make_decision(opt, *t, *model);
   if (trace != nullptr) begin_trace(*trace);
   select_attributes(opt, t, *split.train, model, log, trace);
   const side_sets sets = set_aside(opt, t, *split.train, log, /*random=*/trace == nullptr);

@@ -9,6 +9,7 @@ build_packages=(g++ cmake ninja-build libtbb-dev zlib1g-dev libisal-dev rapidjso
 bench_packages=(libbenchmark-dev)
 python_packages=(pybind11-dev python3-dev python3-sklearn python3-pandas python3-pytest python3-matplotlib
   python3-imblearn mypy)
+mpi_packages=(libopenmpi-dev openmpi-bin)
 browser_packages=(nodejs npm chromium)
 lint_packages=(clang-format clang-tidy)
 

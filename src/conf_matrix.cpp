@@ -48,6 +48,9 @@ double conf_matrix::err_misc_majority() const { return held_by(this).err_misc_ma
 double conf_matrix::err_misc_majority(const conf_matrix* other) const {
   return held_by(this).err_misc_majority(&held_by(other));
 }
+double conf_matrix::get_cost(const std::vector<class_cost>& costs) const {
+  return held_by(this).cost(impls::cost_matrix(size(), costs));
+}
 double conf_matrix::err_mae() const { return held_by(this).err_mae(); }
 double conf_matrix::err_maee() const { return held_by(this).err_maee(); }
 double conf_matrix::err_mse() const { return held_by(this).err_mse(); }

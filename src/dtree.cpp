@@ -1,6 +1,7 @@
 #include "orvik/dtree.h"
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <stdexcept>
 
@@ -21,6 +22,8 @@ constexpr char k_no_training_table[] = "no table provided with the training case
 constexpr char k_no_test_table[] = "no table provided to test the tree";
 constexpr char k_no_attributes[] = "no table provided with the attributes";
 constexpr char k_not_built[] = "the model has no trees";
+constexpr char k_bad_weights[] = "the weights of classes must be numbers above 0";
+constexpr char k_other_shares[] = "the shares are not those of the model's classes";
 constexpr char k_other_codes[] = "the codes are not those of the model's attributes";
 
 impls::table* impl_of(const table* t) { return t == nullptr ? nullptr : t->get_impl(); }
@@ -127,6 +130,31 @@ void dtree::set_boosting(unsigned long n) { impl_->set_boosting(n); }
 void dtree::set_growth(const growth& how) { impl_->set_growth(how); }
 void dtree::set_resampling(const resampling& draws) { impl_->set_resampling(draws); }
 void dtree::set_combination(combination how) { impl_->set_combination(how); }
+void dtree::set_costs(const table& t, const std::vector<class_cost>& costs, cost_use use) {
+  const unsigned long n = t.get_impl()->n_class_codes();
+  impl_->set_costs(costs.empty() ? nullptr : std::make_shared<const impls::cost_matrix>(n, costs),
+                   use);
+}
+void dtree::set_class_weights(const std::vector<double>& by_code) {
+  const auto fits = [](double weight) { return std::isfinite(weight) && weight > 0; };
+  if (!std::ranges::all_of(by_code, fits)) throw std::runtime_error(k_bad_weights);
+  impl_->set_class_weights(by_code);
+}
+void dtree::set_balanced_classes(bool balanced) { impl_->set_balanced_classes(balanced); }
+void dtree::set_smoothing(bool smooths) { impl_->set_smoothing(smooths); }
+std::unique_ptr<std::vector<class_cost>> dtree::get_costs() const {
+  const impls::cost_matrix* const costs = impl_->decides().known_costs();
+  return costs == nullptr ? nullptr : std::make_unique<std::vector<class_cost>>(costs->given());
+}
+bool dtree::decides_by_costs() const { return impl_->decides().costs() != nullptr; }
+std::vector<double> dtree::get_prior() const {
+  const impls::prior_shares prior = impl_->decides().prior();
+  return {prior.begin(), prior.end()};
+}
+code_t dtree::decide(const std::vector<double>& shares) const {
+  if (shares.size() != schema_of(*impl_).n_class_codes()) throw std::runtime_error(k_other_shares);
+  return impl_->decides().decide(shares);
+}
 void dtree::set_min_obj(double m) { impl_->set_min_obj(m); }
 void dtree::set_max_depth(unsigned long depth) { impl_->set_max_depth(depth); }
 void dtree::set_conf_level(double level) { impl_->set_conf_level(level); }

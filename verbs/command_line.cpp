@@ -3,9 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
-#include <numeric>
 
 #include "orvik/orvik.h"
+#include "zel/text/nearest_name.h"
 
 namespace orvverbs {
 
@@ -15,39 +15,7 @@ std::string range_of(const std::string& least, const std::string& most) {
   return "must be from " + least + " to " + most;
 }
 
-/// The number of insertions, removals, replacements and swaps of neighbours from one to the other.
-std::size_t distance(const std::string& from, const std::string& to) {
-  std::vector<std::size_t> before(to.size() + 1), last(to.size() + 1), now(to.size() + 1);
-  std::iota(last.begin(), last.end(), 0UL);
-  for (std::size_t i = 1; i <= from.size(); ++i) {
-    now[0] = i;
-    for (std::size_t j = 1; j <= to.size(); ++j) {
-      const bool same = from[i - 1] == to[j - 1];
-      now[j] = std::min({last[j] + 1, now[j - 1] + 1, last[j - 1] + (same ? 0 : 1)});
-      const bool swapped = i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1];
-      if (swapped) now[j] = std::min(now[j], before[j - 2] + 1);
-    }
-    before.swap(last);
-    last.swap(now);
-  }
-  return last[to.size()];
-}
-
 }  // namespace
-
-std::string nearest(const std::string& word, const std::vector<std::string>& names) {
-  std::string best;
-  std::size_t least = word.size() / 3 + 2;
-  for (const std::string& name : names) {
-    const bool begun = word.size() > 2 && name.starts_with(word);
-    const std::size_t d = begun ? 1 : distance(word, name);
-    if (d < least) {
-      least = d;
-      best = name;
-    }
-  }
-  return best;
-}
 
 options::options(const std::string& program, const std::string& summary)
     : program_(program), app_(std::make_unique<CLI::App>(summary, program)) {
@@ -98,7 +66,7 @@ void options::choice(const std::string& names, std::string& to,
   note(app_->add_option(names, to, help), argument::choice, among)
       ->check([names, among](const std::string& word) {
         if (std::ranges::find(among, word) != among.end()) return std::string();
-        const std::string near = nearest(word, among);
+        const std::string near = zel::text::nearest_name(word, among);
         std::string text = "'" + word + "' is none of";
         for (const std::string& each : among) text += (each == among[0] ? " " : ", ") + each;
         return text + (near.empty() ? "" : "; did you mean " + near + "?");
@@ -173,7 +141,7 @@ void options::require_known(const std::vector<std::string>& words) const {
       return std::ranges::find(d.names, name) != d.names.end();
     });
     if (known == declared_.end()) {
-      const std::string near = nearest(word.substr(0, word.find('=')), names);
+      const std::string near = zel::text::nearest_name(word.substr(0, word.find('=')), names);
       throw usage_error("no option " + word + (near.empty() ? "" : "; did you mean " + near + "?"));
     }
     const bool argument_apart = known->takes != argument::none && name.size() == word.size();

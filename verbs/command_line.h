@@ -102,9 +102,6 @@ class verb {
 
 using verbs = std::vector<std::unique_ptr<verb>>;
 
-/// The nearest of the names to a mistyped one; empty where none is near.
-std::string nearest(const std::string& word, const std::vector<std::string>& names);
-
 /// A shell's completion script of the program with all its verbs. Throws usage_error for a shell
 /// other than bash, zsh and fish.
 std::string completion_for(const std::string& shell, const verbs& all);

@@ -29,6 +29,7 @@ struct contender {
   std::string name;
   std::string shown;  // where there is little room
   mean_of error{}, size{}, seconds{};
+  double cost = 0;                               // of all rows, where errors have costs
   std::unique_ptr<orvik::conf_matrix> matrix{};  // of all folds
   double weight = 0, log_loss = 0, brier = 0;    // sums over the rows
   orvik::metrics of_matrix{};
@@ -70,6 +71,7 @@ class compare_verb : public trial {
     all.number("--trees", n_trees_, 1, 1'000'000, "trees of the ensembles (25)");
     all.real("--min", learning_.min_weight, 1e-300, 1e300,
              "least weight of two branches of a split (2, of forests 1)");
+    learning_.declare_costs(all);
     declare_output(all, "the table as JSON");
     declare_rest(all);
     all.examples(k_compare_examples);
@@ -81,10 +83,16 @@ class compare_verb : public trial {
     all_ = measure(*in.table);
   }
 
+  /// Pessimistic pruning counts errors, whatever they cost.
+  bool takes_part(const pruning_name& p) const {
+    return learning_.costs.empty() || orvik::model::row_of(p.strategy).family != orvik::model::PEP;
+  }
+
   std::vector<contender> measure(table& t) const {
     std::vector<contender> all;
     all.push_back({"majority class", "majority class"});
     for (const pruning_name& p : pruning_names()) {
+      if (!takes_part(p)) continue;
       const std::string how = p.name;
       const bool none = p.strategy == orvik::model::NO_PRUNING;
       all.push_back({"tree, " + (none ? "not pruned" : how), "tree, " + (none ? "unpruned" : how)});
@@ -127,6 +135,7 @@ class compare_verb : public trial {
 
   static void add(contender& to, double error, judged_test fold) {
     to.error.add(error);
+    if (fold.costs) to.cost += fold.matrix->get_cost(*fold.costs);
     if (fold.rows.size() > 0) {
       const orvik::metrics figures = metrics_of(fold.rows, to.name);
       to.weight += figures.weight;
@@ -145,7 +154,7 @@ class compare_verb : public trial {
     contender* next = all.data() + 1;
     const split_cases parts = split(t, grow, orvik::model::k_growing_share);
     const auto grown = [&](orvik::model::pruning_strategy strategy, table::subset& cases) {
-      auto model = learning_.make("compared");
+      auto model = learning_.make("compared", t);
       model->set_keep_training_cm(false);
       model->set_pruning_strategy(strategy);
       model->build(&t, &cases);
@@ -156,6 +165,7 @@ class compare_verb : public trial {
     const bool both = parts.first->size() > 0 && parts.rest->size() > 0;
     const auto part = both ? grown(orvik::model::PRE_PRUNING_ONLY, *parts.first) : nullptr;
     for (const pruning_name& p : pruning_names()) {
+      if (!takes_part(p)) continue;
       if (p.strategy == orvik::model::NO_PRUNING) {
         const auto model = grown(p.strategy, grow);
         add(*next++, *model, t, test, model->get_elapsed());
@@ -175,7 +185,9 @@ class compare_verb : public trial {
     const std::unique_ptr<orvik::conf_matrix> of_test(whole->test(&t, &test, nullptr));
     const std::unique_ptr<orvik::conf_matrix> of_grow(whole->test(&t, &grow, nullptr));
     const orvik::judged_rows by_shares = by_majority(*of_test, *of_grow, whole->class_values());
-    add(all[0], of_test->err_misc_majority(of_grow.get()), test_of(by_shares, all[0].name));
+    judged_test by_most = test_of(by_shares, all[0].name);
+    by_most.costs = whole->get_costs();
+    add(all[0], of_test->err_misc_majority(of_grow.get()), std::move(by_most));
     all[0].size.add(1);
     all[0].seconds.add(0);
   }
@@ -188,7 +200,7 @@ class compare_verb : public trial {
       if (k_ensembles[k].accurate != accurate) continue;
       learning of_kind = learning_;
       of_kind.trees[k] = n_trees_;
-      const auto model = of_kind.make("compared");
+      const auto model = of_kind.make("compared", t);
       model->set_keep_training_cm(false);
       model->build(&t, &grow);
       add(*next, *model, t, test, model->get_elapsed());
@@ -196,14 +208,19 @@ class compare_verb : public trial {
   }
 
   void write(std::ostream& out) const override {
+    const bool with_costs = !learning_.costs.empty();
     std::vector<std::vector<std::string>> rows{
         {"model", "error", "+-", "balanced", "F1", "log-loss", "Brier", "nodes", "s"}};
+    if (with_costs) rows[0].insert(rows[0].begin() + 3, "cost");
     for (const contender& c : all_) {
       rows.push_back({c.shown, percent(c.error.mean()), figure("%.2f", 100 * c.error.deviation()),
                       figure("%.3f", c.of_matrix.balanced_accuracy),
                       figure("%.3f", c.of_matrix.mean.f1), figure("%.4f", c.log_loss / c.weight),
                       figure("%.3f", c.brier / c.weight), figure("%.0f", c.size.mean()),
                       figure(c.seconds.mean() < 10 ? "%.2f" : "%.0f", c.seconds.mean())});
+      if (with_costs) {
+        rows.back().insert(rows.back().begin() + 3, figure("%.3f", c.cost / c.matrix->cases()));
+      }
     }
     out << folds_ << "-fold cross-validation, seed " << learning_.seed << "; ensembles of "
         << n_trees_ << (n_trees_ == 1 ? " tree" : " trees")
@@ -232,6 +249,7 @@ class compare_verb : public trial {
         json.text(c.name);
         number("error", c.error.mean());
         number("deviation", c.error.deviation());
+        if (!learning_.costs.empty()) number("mean_cost", c.cost / c.matrix->cases());
         number("balanced_accuracy", c.of_matrix.balanced_accuracy);
         number("f1", c.of_matrix.mean.f1);
         number("log_loss", c.log_loss / c.weight);

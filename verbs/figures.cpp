@@ -89,7 +89,7 @@ bool keeps_rows(unsigned long n_rows, unsigned long n_classes) {
 }
 
 judged_test test_of(orvik::judged_rows rows, const std::string& from) {
-  judged_test test{rows.classes, orvik::view::test_on_rows(rows), {}, from};
+  judged_test test{rows.classes, orvik::view::test_on_rows(rows), {}, from, nullptr};
   test.rows = std::move(rows);
   return test;
 }
@@ -102,6 +102,15 @@ void add(orvik::conf_matrix& to, const orvik::conf_matrix& more) {
   }
 }
 
+void write_cost(const judged_test& test, std::ostream& out) {
+  if (!test.costs) return;
+  const double cost = test.matrix->get_cost(*test.costs);
+  std::array<char, 64> room;
+  std::snprintf(room.data(), room.size(), "cost: %.1f, %.3f a row", cost,
+                cost / test.matrix->cases());
+  out << room.data() << " of the " << test.from << '\n';
+}
+
 void write_error(const judged_test& test, std::ostream& out) {
   out << "error: " << percent(test.matrix->err_misc()) << " of "
       << weight_text(test.matrix->cases()) << ' ' << test.from
@@ -109,6 +118,7 @@ void write_error(const judged_test& test, std::ostream& out) {
 }
 
 void write_figures(const judged_test& test, std::ostream& out) {
+  write_cost(test, out);
   write_matrix(test, out);
   if (test.rows.size() > 0) write_metrics_text(metrics_of(test.rows, test.from), out);
 }
@@ -123,6 +133,13 @@ void write_figures(const judged_test& test, const std::string& rows, json_out& j
   json.number(matrix.err_misc());
   json.key("majority_error");
   json.number(matrix.err_misc_majority());
+  if (test.costs) {
+    const double cost = matrix.get_cost(*test.costs);
+    json.key("cost");
+    json.number(cost);
+    json.key("mean_cost");
+    json.number(cost / matrix.cases());
+  }
   json.array("classes", test.classes, [&](const std::string& name) {
     json.text(zel::util::string_util::is_utf8(name) ? name
                                                     : zel::util::string_util::utf8_of_latin1(name));

@@ -23,6 +23,8 @@ struct judged_test {
   std::unique_ptr<orvik::conf_matrix> matrix;  ///< null: nothing was tested
   orvik::judged_rows rows;                     ///< none where they are too many for figures
   std::string from;                            ///< which rows: "hold-out rows"
+  /// What errors cost; null: nothing was said of it.
+  std::shared_ptr<const std::vector<orvik::class_cost>> costs{};
 };
 
 /// Whether what is said of so many rows is kept: their shares of the classes take 8 bytes each.
@@ -33,9 +35,11 @@ judged_test test_of(orvik::judged_rows rows, const std::string& from);
 /// Adds the weights of a matrix of the same classes.
 void add(orvik::conf_matrix& to, const orvik::conf_matrix& more);
 
+/// "cost: 12.0, 0.550 a row of the ROWS", where errors have costs.
+void write_cost(const judged_test& test, std::ostream& out);
 /// Error and majority class.
 void write_error(const judged_test& test, std::ostream& out);
-/// The matrix, and figures by class and over all.
+/// What errors cost, the matrix, and figures by class and over all.
 void write_figures(const judged_test& test, std::ostream& out);
 /// Error, matrix and figures: members of an object that the caller has begun; `rows` says which
 /// ones they are.

@@ -51,6 +51,7 @@ void learning::declare(options& all) {
   all.number("--depth", depth, 1, 1'000'000'000, "levels of splits; else no limit");
   all.flag("--own-unknown", own_unknown,
            "unknown cells of a text column are a value, as for --forest and --boost");
+  declare_costs(all);
   all.group("How the trees of an ensemble differ");
   all.choice("--attributes", attributes, {"all", "sqrt", "log2", "third", "half"},
              "of how many a node takes the best; else sqrt for --forest and --boost");
@@ -59,6 +60,15 @@ void learning::declare(options& all) {
   all.flag("--balance", balance, "draw every class equally often");
   all.flag("--vote", vote,
            "trees name a class each; else shares of --forest and --boost are averaged");
+}
+
+void learning::declare_costs(options& all) {
+  all.group("What errors cost");
+  all.file("--costs", costs,
+           "lines predicted,actual,cost: the class of the least expected cost is predicted");
+  all.file("--class-weights", class_weights, "lines class,weight: the rows of a class weigh more");
+  all.flag("--balanced", balanced, "every class weighs the same");
+  all.flag("--laplace", laplace, "shares of leaves lean on those of all rows");
 }
 
 void learning::declare_run(options& all) {
@@ -82,6 +92,9 @@ void learning::begin() const {
     throw usage_error("--sample and --balance are for --forest and --bag");
   }
   if (vote && kind() == nullptr) throw usage_error("--vote is for --forest, --boost and --bag");
+  if (balanced && !class_weights.empty()) {
+    throw usage_error("--balanced and --class-weights: one of them");
+  }
   orvik::set_n_workers(threads);
   orvik::set_seed(seed);
 }
@@ -131,7 +144,18 @@ orvik::resampling learning::draws() const {
   return how;
 }
 
-std::unique_ptr<dtree> learning::make(const std::string& name) const {
+namespace {
+
+std::vector<std::string> class_texts(const orvik::schema_view& schema) {
+  const orvik::column_view classes = schema.class_column();
+  std::vector<std::string> texts;
+  for (orvik::code_t c = 0; c < schema.n_class_codes(); ++c) texts.push_back(classes.exact(c));
+  return texts;
+}
+
+}  // namespace
+
+std::unique_ptr<dtree> learning::make(const std::string& name, const table& t) const {
   auto model = std::make_unique<dtree>(name);
   const double usual = kind() == nullptr ? 2 : kind()->least_weight;
   model->set_min_obj(min_weight > 0 ? min_weight : usual);
@@ -139,6 +163,13 @@ std::unique_ptr<dtree> learning::make(const std::string& name) const {
   if (depth > 0) model->set_max_depth(depth);
   model->set_pruning_strategy(strategy());
   model->set_growth(growth());
+  model->set_smoothing(laplace);
+  model->set_balanced_classes(balanced);
+  const std::vector<std::string> classes = class_texts(t.get_schema());
+  if (!costs.empty()) model->set_costs(t, orvik::read_costs(costs, classes));
+  if (!class_weights.empty()) {
+    model->set_class_weights(orvik::read_class_weights(class_weights, classes));
+  }
   if (const ensemble_kind* k = kind()) {
     k->boosts ? model->set_boosting(n_trees()) : model->set_forest(false, true, n_trees());
     if (!k->boosts) model->set_resampling(draws());
@@ -171,7 +202,7 @@ subset_ptr draw_folds(table& t, unsigned long folds) {
 }
 
 judged_test tested(const dtree& model, table& t, table::subset& cases, const std::string& from) {
-  judged_test test{model.class_values(), nullptr, {}, from};
+  judged_test test{model.class_values(), nullptr, {}, from, model.get_costs()};
   test.matrix.reset(keeps_rows(cases.size(), test.classes.size())
                         ? model.test(&t, &cases, test.rows)
                         : model.test(&t, &cases, nullptr));

@@ -35,6 +35,8 @@ const std::vector<pruning_name>& pruning_names();
 
 struct learning {
   void declare(options& all);
+  /// What errors cost and classes weigh.
+  void declare_costs(options& all);
   /// Workers and seed of the run; of verbs that draw nothing the workers alone.
   void declare_run(options& all);
   void declare_threads(options& all);
@@ -51,8 +53,8 @@ struct learning {
   bool owns_unknown() const { return own_unknown || (kind() != nullptr && kind()->accurate); }
   /// "a tree pruned by ebp", "a random forest of 100 trees"
   std::string describe() const;
-  /// A model of these parameters.
-  std::unique_ptr<orvik::dtree> make(const std::string& name) const;
+  /// A model of these parameters, to be grown on the table.
+  std::unique_ptr<orvik::dtree> make(const std::string& name, const orvik::table& t) const;
 
   std::array<unsigned long, k_ensembles.size()> trees{};  // by kind; 0: not asked for
   std::string prune;                                      // empty: ebp, for an ensemble none
@@ -61,6 +63,8 @@ struct learning {
   double sample = 0;                                      // percent; 0: that of the kind
   bool random_cuts = false, vote = false, balance = false;
   bool own_unknown = false;
+  std::string costs, class_weights;  // files
+  bool balanced = false, laplace = false;
   unsigned long depth = 0;  // 0: no limit
   unsigned long seed = 1, threads = 0;
 };

@@ -21,6 +21,7 @@
 #include "verbs.h"
 #include "zel/inpout/replacing_file.h"
 #include "zel/text/message.h"
+#include "zel/text/nearest_name.h"
 #include "zel/util/progress_display.h"
 
 namespace {
@@ -58,7 +59,7 @@ void show_verbs(const verbs& all, std::ostream& out) {
 [[noreturn]] void refuse_verb(const std::string& word, const verbs& all) {
   std::vector<std::string> names{"completion"};
   for (const auto& each : all) names.emplace_back(each->name());
-  const std::string near = nearest(word, names);
+  const std::string near = zel::text::nearest_name(word, names);
   throw usage_error("no verb '" + word + "'" +
                     (near.empty() ? "" : "; did you mean " + near + "?"));
 }

@@ -69,7 +69,7 @@ class select_verb : public trial {
     table& t = *in.table;
     const std::unique_ptr<table::subset> all(t.get_wsubset_all());
     const split_cases parts = split(t, *all, 1 - holdout_ / 100);
-    const auto model = learning_.make("selected");
+    const auto model = learning_.make("selected", *in.table);
     model->set_keep_training_cm(false);
     model->build(&t, parts.first.get());
     selection found;

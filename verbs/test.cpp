@@ -54,7 +54,8 @@ class test_verb : public verb {
                                applied_.model().get_schema().class_column().name() +
                                "', the class; orvik predict needs none");
     }
-    const judged_test found = test_of(judged(), "rows of " + applied_.file());
+    judged_test found = test_of(judged(), "rows of " + applied_.file());
+    found.costs = applied_.model().get_costs();
     write_file(output_, [&](std::ostream& out) { write(found, out); });
   }
 

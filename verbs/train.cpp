@@ -152,7 +152,7 @@ class train_verb : public verb {
     split_cases parts;
     if (holdout_ > 0) parts = split(t, *all, 1 - holdout_ / 100);
     table::subset* const cases = parts.first ? parts.first.get() : all.get();
-    found.model = learning_.make(base_name(output_.empty() ? input_.file : output_));
+    found.model = learning_.make(base_name(output_.empty() ? input_.file : output_), t);
     const unsigned long n_trees = learning_.n_trees();
     begin(n_trees > 1 ? unit::trees : unit::nodes, n_trees > 1 ? n_trees : 0);
     found.model->build(&t, cases);
@@ -185,7 +185,7 @@ class train_verb : public verb {
   /// Figures of the rows that it was grown on flatter: they are for programs that ask.
   judged_test training_test(const dtree& m, table& t, table::subset& cases) const {
     if (json_) return tested(m, t, cases, "training rows");
-    judged_test test{m.class_values(), nullptr, {}, "training rows"};
+    judged_test test{m.class_values(), nullptr, {}, "training rows", m.get_costs()};
     test.matrix.reset(m.get_training_cm());
     return test;
   }
@@ -194,6 +194,7 @@ class train_verb : public verb {
     const dtree& m = *found.model;
     if (keeps_rows(n_rows, t.get_schema().n_class_codes())) {
       found.out_of_bag = test_of(m.get_oob_rows(&t), "out-of-bag rows");
+      found.out_of_bag.costs = m.get_costs();
       found.out_of_bag_error = found.out_of_bag.matrix->err_misc();
     } else {
       found.out_of_bag_error = m.get_oob_error(&t);
@@ -246,6 +247,7 @@ class train_verb : public verb {
     std::cout << "error: " << percent(found.training.matrix->err_misc())
               << " of the training rows (majority class: "
               << percent(found.training.matrix->err_misc_majority()) << ")\n";
+    write_cost(found.training, std::cout);
     if (!std::isnan(found.out_of_bag_error)) {
       std::cout << "error: " << percent(found.out_of_bag_error)
                 << " out of bag (each row by the trees that did not draw it)\n";

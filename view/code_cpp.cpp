@@ -3,6 +3,7 @@
 #include <cctype>
 #include <set>
 
+#include "code_costs.h"
 #include "code_cpp_text.h"
 #include "forms.h"
 #include "node_tables.h"
@@ -53,6 +54,7 @@ class cpp_writer {
   void write_nodes();
   void write_values(std::size_t i);
   void write_codes();
+  void write_costs();
   void write_reading();
   template <class Item>
   void write_array(const std::string& declaration, std::size_t n, const Item& item);
@@ -163,6 +165,13 @@ void cpp_writer::write_values(std::size_t i) {
               [&](std::size_t k) { out_ << "  " << literal_of(c, k + 1); });
 }
 
+/// By actual, then by predicted class code.
+void cpp_writer::write_costs() {
+  const std::vector<double> costs = cost_table(model_);
+  write_array(declared("double", costs.size(), "costs"), costs.size(),
+              [&](std::size_t i) { out_ << "  " << zel::text::shortest_decimal(costs[i]); });
+}
+
 void cpp_writer::write_codes() {
   out_ << "inline codes codes_of(const row& values) {\n  codes of{};\n";
   for (std::size_t i = 0; i < fields_.size(); ++i) {
@@ -209,15 +218,27 @@ void cpp_writer::write() {
        << ">;\n\n";
   write_nodes();
   for (std::size_t i = 0; i < fields_.size(); ++i) write_values(i);
+  if (model_.decides_by_costs()) write_costs();
   out_ << k_codes;
   write_codes();
   out_ << k_descent;
+  if (model_.decides_by_costs()) {
+    out_ << k_costs_descent
+         << reworded(k_classify,
+                     {{"detail::ask(detail::roots[0]", "detail::ask_by_costs(detail::roots[0]"},
+                      {"detail::first_largest(votes)", "detail::cheapest(votes)"}});
+  } else {
+    out_ << k_classify;
+  }
   write_reading();
   out_ << k_main;
 }
 
 }  // namespace
 
-void write_cpp(const orvik::dtree& model, std::ostream& out) { cpp_writer(model, out).write(); }
+void write_cpp(const orvik::dtree& model, std::ostream& out) {
+  require_form(model, "C++");
+  cpp_writer(model, out).write();
+}
 
 }  // namespace orvik::view

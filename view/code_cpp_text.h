@@ -173,7 +173,9 @@ inline double all_votes() {
 
 }  // namespace detail
 
-inline prediction classify(const row& values) {
+)source";
+
+inline constexpr char k_classify[] = R"source(inline prediction classify(const row& values) {
   const detail::codes of = detail::codes_of(values);
   if (!detail::votes) {
     const auto [code, confidence] = detail::ask(detail::roots[0], of);
@@ -242,6 +244,38 @@ T value_of(const std::string& text) {
     return value;
   }
 }
+
+)source";
+
+/// Between k_descent and k_classify, of a model that decides by costs.
+inline constexpr char k_costs_descent[] = R"source(namespace detail {
+
+// The known class of the least expected cost, the first of equals: sums that differ by their
+// rounding are equal.
+inline int cheapest(const std::vector<double>& shares) {
+  const int n = static_cast<int>(class_names.size());
+  std::vector<double> sums(n);
+  bool some = false;
+  for (int actual = 1; actual < n; ++actual) {
+    if (shares[actual] == 0) continue;
+    some = true;
+    for (int p = 1; p < n; ++p) sums[p] += shares[actual] * costs[actual * n + p];
+  }
+  if (!some) return 0;
+  const double least = *std::min_element(sums.begin() + 1, sums.end());
+  int best = 1;
+  while (best < n && !(sums[best] <= least * (1 + 1e-9))) ++best;
+  return best < n ? best : 0;
+}
+
+inline std::pair<int, double> ask_by_costs(int root, const codes& of) {
+  std::vector<double> sums(class_names.size());
+  spread(root, of, purpose::shares, sums);
+  const int best = cheapest(sums);
+  return {best, sums[best]};
+}
+
+}  // namespace detail
 
 )source";
 

@@ -1,5 +1,6 @@
 // Models as Python: the tables of the C++ source, held in texts that are split when the module is
 // loaded, as Python is slow and greedy with long lists in its sources.
+#include "code_costs.h"
 #include "code_python_text.h"
 #include "forms.h"
 #include "node_tables.h"
@@ -60,6 +61,7 @@ class python_writer {
   void write_values(const tested_column& tested);
   void write_cuts(const tested_column& tested);
   void write_nodes();
+  void write_costs();
 
   const orvik::dtree& model_;
   orvik::schema_view schema_;
@@ -160,6 +162,13 @@ void python_writer::write_nodes() {
               [&](const class_share& s) { return decimal(s.weight); });
 }
 
+/// By actual, then by predicted class code.
+void python_writer::write_costs() {
+  if (!model_.decides_by_costs()) return;
+  write_words("_COSTS", "float", cost_table(model_),
+              [](double x) { return zel::text::shortest_decimal(x); });
+}
+
 void python_writer::write() {
   out_ << "#!/usr/bin/env python3\n# The class "
        << python_literal(words_.column_name(schema_.class_column().index())) << " by the model "
@@ -168,12 +177,21 @@ void python_writer::write() {
   write_names();
   write_columns();
   write_nodes();
+  write_costs();
   out_ << k_python_descent;
+  if (model_.decides_by_costs()) {
+    out_ << k_python_costs
+         << reworded(k_python_classify, {{"_ask(_ROOTS[0]", "_ask_by_costs(_ROOTS[0]"},
+                                         {"_first_largest(votes)", "_cheapest(votes)"}});
+  } else {
+    out_ << k_python_classify;
+  }
 }
 
 }  // namespace
 
 void write_python(const orvik::dtree& model, std::ostream& out) {
+  require_form(model, "Python");
   python_writer(model, out).write();
 }
 

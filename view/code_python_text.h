@@ -157,7 +157,9 @@ def _ask(root, codes):
     return code, sum(of_class) / _WEIGHT[end]
 
 
-def classify(row):
+)source";
+
+inline constexpr char k_python_classify[] = R"source(def classify(row):
     codes = _Codes(row)
     if not VOTES:
         code, confidence = _ask(_ROOTS[0], codes)
@@ -203,6 +205,31 @@ def _main(separator=","):
 
 if __name__ == "__main__":
     _main(*sys.argv[1:])
+)source";
+
+/// Between k_python_descent and k_python_classify, of a model that decides by costs.
+inline constexpr char k_python_costs[] = R"source(def _cheapest(shares):
+    """The known class of the least expected cost, the first of equals: sums that differ by their
+    rounding are equal."""
+    if not any(shares[1:]):
+        return 0
+    sums = []
+    for predicted in range(1, len(CLASSES)):
+        total = 0.0
+        for actual in range(1, len(CLASSES)):
+            total += shares[actual] * _COSTS[actual * len(CLASSES) + predicted]
+        sums.append(total)
+    least = min(sums) * (1 + 1e-9)
+    return 1 + next((i for i, total in enumerate(sums) if total <= least), -1)
+
+
+def _ask_by_costs(root, codes):
+    sums = [0.0] * len(CLASSES)
+    _spread(root, codes, sums, False)
+    best = _cheapest(sums)
+    return best, sums[best]
+
+
 )source";
 
 }  // namespace orvik::view

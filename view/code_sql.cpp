@@ -7,6 +7,7 @@
 #include <cfloat>
 #include <cmath>
 
+#include "code_costs.h"
 #include "forms.h"
 #include "node_tables.h"
 #include "wording.h"
@@ -426,6 +427,7 @@ void sql_writer::write_query() {
 }  // namespace
 
 void write_sql(const chosen_tree& chosen, const std::string& relation, std::ostream& out) {
+  require_form(chosen.model, "SQL", /*without_costs=*/true);
   sql_writer(chosen, relation, out).write();
 }
 

@@ -8,6 +8,7 @@
 #include <map>
 #include <sstream>
 
+#include "code_costs.h"
 #include "numbers.h"
 #include "orvik/orvik.h"
 #include "report_profile.h"
@@ -113,6 +114,16 @@ void data_writer::write_head(const std::string& title) {
   json_.Uint64(model_.get_no_trees());
   key("averages");
   json_.Bool(model_.get_combination() == orvik::combination::shares);
+  if (model_.decides_by_costs()) {
+    begin("costs");  // by actual, then by predicted class
+    for (const double cost : cost_table(model_)) json_.number(cost);
+    json_.EndArray();
+  }
+  if (const std::vector<double> prior = model_.get_prior(); !prior.empty()) {
+    begin("prior");
+    for (const double share : prior) json_.number(share);
+    json_.EndArray();
+  }
   begin("votes");
   for (unsigned long i = 0; i < model_.get_no_trees(); ++i) json_.number(model_.get_votes(i));
   json_.EndArray();
@@ -288,6 +299,10 @@ void data_writer::write_matrix(const char* title, const orvik::conf_matrix& m,
       {"Misclassification, in per cent", 100 * m.err_misc()},
       {"The same of always the most frequent class", 100 * m.err_misc_majority()},
       {"Weight of the cases", m.cases()}};
+  if (const auto costs = model_.get_costs()) {
+    figures.emplace_back("What the errors cost", m.get_cost(*costs));
+    figures.emplace_back("The same a case", m.get_cost(*costs) / m.cases());
+  }
   if (classes.is_ordered() || classes.is_numeric()) {
     const auto ordinal = ordinal_errors(m);
     figures.insert(figures.end(), ordinal.begin(), ordinal.end());

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "orvik/costs.h"
 #include "orvik/export.h"
 
 namespace orvik {
@@ -50,6 +51,11 @@ class ORVIK_EXPORT conf_matrix {
   /// The same had the majority class always been predicted, that of this matrix or of another.
   double err_misc_majority() const;
   double err_misc_majority(const conf_matrix* other) const;
+
+  /// The sum of weight x cost over all cells, pairs that are not given costing 1: over cases() it
+  /// is the mean. Cases of unknown class cost nothing, nor does what is predicted as unknown.
+  /// Throws std::runtime_error for a pair of other classes.
+  double get_cost(const std::vector<class_cost>& costs) const;
 
   // Measures for ordered classes, with codes as positions on a scale.
   /// Mean distance of actual and predicted code; over all cases, and over the wrong ones.

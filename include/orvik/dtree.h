@@ -9,6 +9,7 @@
 
 #include "orvik/codes.h"
 #include "orvik/conf_matrix.h"
+#include "orvik/costs.h"
 #include "orvik/enums.h"
 #include "orvik/export.h"
 #include "orvik/feature_search.h"
@@ -68,6 +69,21 @@ class ORVIK_EXPORT dtree {
   void set_growth(const growth& how);
   void set_resampling(const resampling& draws);
   void set_combination(combination how);
+  /// What the errors of the next builds cost, by the class codes of `t`, and what becomes of it;
+  /// none: an error is an error. By costs that decide, the class of the least expected cost is
+  /// predicted, the first of equals: sum over the classes of share x cost. Throws
+  /// std::runtime_error for codes and costs that are none, a pair that is given twice, and more
+  /// than 1000 classes.
+  void set_costs(const table& t, const std::vector<class_cost>& costs,
+                 cost_use use = cost_use::decides);
+  /// Multiplies the weights of the cases that the next builds grow on: by class code, above 0,
+  /// empty: not at all; or, `balanced`, so that every class has the same weight. The sum stays as
+  /// it is where they are balanced, or weighed by costs.
+  void set_class_weights(const std::vector<double>& by_code);
+  void set_balanced_classes(bool balanced);
+  /// Whether the shares of leaves lean on those of the training cases: (n f + p) / (n + 1), where
+  /// of the weight n of a leaf the share f is of a class, and of that of all cases the share p.
+  void set_smoothing(bool smooths);
   /// Least weight of two branches of a split, above 0; by default 2.
   void set_min_obj(double m);
   /// Levels of splits; by default without limit.
@@ -183,6 +199,16 @@ class ORVIK_EXPORT dtree {
   /// the table of the build the permutation is not-a-number.
   std::vector<attribute_importance> get_importance(table* t) const;
   std::vector<attribute_importance> get_importance() const;
+
+  /// What the errors of the model as built cost: the pairs that do not cost 1; null where nothing
+  /// was said of costs.
+  std::unique_ptr<std::vector<class_cost>> get_costs() const;
+  /// Whether costs decide on its classes, and whether the shares of its leaves lean on prior
+  /// shares: these, by class code, else none.
+  bool decides_by_costs() const;
+  std::vector<double> get_prior() const;
+  /// The class of shares of the classes, by code, as the model decides.
+  code_t decide(const std::vector<double>& shares) const;
 
   // Reading the model. The views are valid until it is built, pruned or set to other trees. What
   // is not there without trees throws std::runtime_error.

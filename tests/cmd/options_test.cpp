@@ -87,7 +87,8 @@ TEST(command_line, numbers_what_there_is_to_choose_as_the_library_does) {
 TEST(command_line, names_the_option_whose_argument_is_missing) {
   std::vector<words> lines;
   for (const std::string_view option : option_names()) {
-    const bool alone = option == "-soft" || option == "-noreplace" || option == "-balance";
+    const bool alone =
+        option == "-soft" || option == "-noreplace" || option == "-balance" || option == "-costw";
     if (!alone && end_of({option.data()}).status == 255) lines.push_back({option.data()});
   }
   EXPECT_GT(lines.size(), 30);

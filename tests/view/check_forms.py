@@ -31,6 +31,7 @@ SETTINGS = ([], ["-npp", "-m", "0.5", "-ownunk"], ["-fo", "7", "-npp", "-m", "0.
             ["-binary", "-free"], ["-bo", "7", "-soft", "-mtry", "2", "-binary", "-seed", "5"])
 UNEQUAL_VOTES = ["-bo", "5", "-mtry", "all", "-seed", "2"]
 COMPILED = (SETTINGS[0], SETTINGS[2], SETTINGS[4])  # compilers are slow
+COSTS = ([], ["-fo", "7", "-npp", "-seed", "1"], ["-ba", "5", "-soft", "-seed", "2"])
 ROWS = 10000
 AFFINITY = {"float": "REAL", "double": "REAL", "long double": "REAL", "integer": "INTEGER",
             "uinteger": "INTEGER"}
@@ -229,6 +230,29 @@ class Check:
                 raise SystemExit(f"{self.what} --summary: {lines} for {width} columns")
 
 
+def write_costs(table, folder):
+    """It is dear to predict the first class."""
+    place = [c[2] for c in table.schema].index("class")
+    first, *others = sorted({row[place] for row in table.rows} - {"?"})
+    file = os.path.join(folder, "costs.csv")
+    with open(file, "w", encoding=table.encoding, newline="") as out:
+        csv.writer(out).writerows([["actual", "predicted", "cost"]] + [[c, first, 7] for c in others])
+    return file
+
+
+def check_costs(programs, table, folder):
+    """Forms that apply the costs agree; those that cannot say them say so."""
+    for settings in COSTS:
+        check = Check(programs, table, settings + ["-costs", write_costs(table, folder)], folder)
+        check.python()
+        if programs[2] and settings == COSTS[0]:
+            check.cpp()
+        done = subprocess.run([programs[1], "view", check.model, "--rules", "sql"],
+                              capture_output=True, check=False)
+        if done.returncode != 1 or done.stdout or b"SQL does not say what errors cost" not in done.stderr:
+            raise SystemExit(f"{check.what} sql: {done}")
+
+
 def write_ties(folder):
     """A case without a value is as likely x as y on paper; the last bits of the sums, added in the
     order of the leaves, say y: 2/40 + 4/40 + 6/40 > 12/40. Between z and w nothing decides."""
@@ -312,6 +336,8 @@ def main(orvcmd, orvik, root, cxx, *files):
                 check.summary()
             if cxx:
                 check.shares()
+            if table is tables[0]:
+                check_costs((orvcmd, orvik, cxx), table, folder)
             if table in tables[:3]:
                 Check((orvcmd, orvik, cxx), table, UNEQUAL_VOTES, folder).sql()
     return 0

@@ -16,6 +16,7 @@
 #include "zel/util/parallel.h"
 #include "zel/util/progress.h"
 #include "zel/util/seed.h"
+#include "zel/util/team.h"
 
 namespace zel::util {
 
@@ -59,6 +60,10 @@ class run_context : private nocopy {
     tbb::this_task_arena::isolate(
         [this, &f, n] { parallel::pfor(0, n, [this, &f](unsigned long i) { call(f, i); }); });
   }
+
+  /// Other processes at the same run, with which it shares out some loops; null: none. Set between
+  /// operations.
+  team* companions = nullptr;
 
   // ---- seeds and progress
 

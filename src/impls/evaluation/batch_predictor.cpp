@@ -17,12 +17,17 @@ std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes,
 }
 
 batch_predictor::batch_predictor(const table& t, const std::vector<voter>& trees, answer how,
-                                 zel::util::run_context& run)
-    : run_(run), n_class_codes_(t.n_class_codes()), n_attributes_(t.n_attributes()), how_(how) {
+                                 zel::util::run_context& run, const decision& decides)
+    : run_(run),
+      n_class_codes_(t.n_class_codes()),
+      n_attributes_(t.n_attributes()),
+      decides_(decides),
+      how_(how == answer::of_one && !decides.is_plain() ? answer::shares : how) {
   assert(how == answer::of_one ? trees.size() == 1 : !trees.empty());
   flat_tree::require_narrow(t);
   std::vector<std::optional<flat_tree>> flat(trees.size());
-  run.for_each_index(trees.size(), [&](unsigned long i) { flat[i].emplace(t, trees[i]); });
+  const leaf_rule rule = decides_.leaves(/*alone=*/how == answer::of_one);
+  run.for_each_index(trees.size(), [&](unsigned long i) { flat[i].emplace(t, trees[i], rule); });
   trees_.reserve(trees.size());
   for (std::optional<flat_tree>& tree : flat) trees_.push_back(std::move(*tree));
   for (const voter& each : trees) {
@@ -73,12 +78,23 @@ void batch_predictor::predict_together(const case_block& cases, std::span<outcom
     how_ == answer::votes ? add_votes(tree, cases, outcomes, votes)
                           : add_shares(tree, cases, outcomes, votes);
   }
+  if (!decides_.is_plain()) return decide_by_shares(votes, outcomes, means);
   for (std::size_t i = 0; i < outcomes.size(); ++i) {
     const vote_count::verdict found = votes.decide(i);
     outcomes[i].predicted = found.predicted;
     outcomes[i].confidence = found.share_of(all_votes_);
   }
   for (std::size_t k = 0; k < means.size(); ++k) means[k] = votes.all()[k] / all_votes_;
+}
+
+void batch_predictor::decide_by_shares(vote_count& votes, std::span<outcome> outcomes,
+                                       std::span<double> means) const {
+  for (std::size_t i = 0; i < outcomes.size(); ++i) {
+    const vote_count::verdict found = votes.decide_shares(i, all_votes_, decides_);
+    outcomes[i].predicted = found.predicted;
+    outcomes[i].confidence = found.votes;
+  }
+  std::ranges::copy(votes.all().first(means.size()), means.begin());
 }
 
 void batch_predictor::add_votes(std::size_t tree, const case_block& cases,

@@ -32,9 +32,9 @@ class batch_predictor {
   /// How the trees answer: one by itself, many by votes or by mean shares.
   enum class answer : unsigned char { of_one, votes, shares };
   /// The confidence is the tree's, the share of the votes or the mean share. Uses the workers of
-  /// `run`, which must outlive this.
+  /// `run`, which must outlive this. By a decision that is not plain, one tree answers by shares.
   batch_predictor(const table& t, const std::vector<voter>& trees, answer how,
-                  zel::util::run_context& run);
+                  zel::util::run_context& run, const decision& decides = {});
 
   zel::util::run_context& run() const { return run_; }
 
@@ -58,6 +58,8 @@ class batch_predictor {
                    std::span<outcome> outcomes) const;
   void predict_together(const case_block& cases, std::span<outcome> outcomes,
                         std::span<double> means) const;
+  void decide_by_shares(vote_count& votes, std::span<outcome> outcomes,
+                        std::span<double> means) const;
   void add_votes(std::size_t tree, const case_block& cases, std::span<outcome> outcomes,
                  vote_count& votes) const;
   void add_shares(std::size_t tree, const case_block& cases, std::span<outcome> outcomes,
@@ -66,6 +68,7 @@ class batch_predictor {
   zel::util::run_context& run_;
   unsigned long n_class_codes_;
   unsigned long n_attributes_;
+  decision decides_;
   answer how_;
   std::vector<flat_tree> trees_;
   std::vector<vote_t> votes_;  // by tree

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "impls/decision/cost_matrix.h"
 #include "impls/evaluation/class_cells.h"
 
 namespace zel::inpout {
@@ -75,6 +76,11 @@ class conf_matrix {
   /// the same classes; all weight counts. Throws like get_majority_class.
   double err_misc_majority() const;
   double err_misc_majority(const conf_matrix* other) const;
+
+  /// The sum of weight x cost over the cells. A class that the costs do not have, as one past
+  /// theirs, costs 1 where it is wrong; weight of the unknown class costs nothing, and so does
+  /// weight that is predicted as unknown.
+  double cost(const cost_matrix& costs) const;
 
   /// Mean absolute and mean squared difference of the codes. No weight: not-a-number, and 0.
   double err_mae() const;

@@ -110,6 +110,17 @@ double conf_matrix::err_misc_majority(const conf_matrix* other) const {
   return plain_nan(1 - cases_actual(other->get_majority_class()) / cases());
 }
 
+double conf_matrix::cost(const cost_matrix& costs) const {
+  double sum = 0;
+  for (const class_cells::cell& cell : cells_.occupied()) {
+    const bool known = cell.row != k_unknown && cell.column != k_unknown;
+    const bool named = cell.row < costs.size() && cell.column < costs.size();
+    if (!known || cell.row == cell.column) continue;
+    sum += cell.weight * (named ? costs.cost(cell.column, cell.row) : 1.0);
+  }
+  return sum;
+}
+
 double conf_matrix::err_mae() const {
   double sum = 0;
   for (const auto& [i, j, weight] : cells_.occupied()) sum += gap(i, j) * weight;

@@ -37,7 +37,7 @@ void flat_tree::require_narrow(const table& t) {
 template <class Place>
 class flat_tree::builder {
  public:
-  explicit builder(flat_tree& into) : into_(into) {}
+  builder(flat_tree& into, bool known) : into_(into), known_(known) {}
 
   void build(const Place& root) {
     open_.push_back({root, {k_none, k_none}, 0});
@@ -77,13 +77,24 @@ class flat_tree::builder {
         into_.shares_.push_back({static_cast<std::uint32_t>(c), w});
       });
       made.n_shares = static_cast<std::uint32_t>(into_.shares_.size()) - first_share;
-      if (made.n_shares == 1) {
+      if (made.n_shares == 1 && into_.prior_.empty()) {
         into_.shares_.pop_back();
         made.n_shares = 0;
       }
+    } else if (known_) {
+      set_known_shares(node, made);
     }
     into_.leaves_.push_back(made);
     return static_cast<place>(into_.leaves_.size() - 1) | k_leaf;
+  }
+
+  /// Those of the nearest node, from here up, to which some cases came.
+  void set_known_shares(const Place& node, leaf& made) {
+    const double weight = node.for_each_known_weight(into_.n_class_codes_, [&](code_t c, double w) {
+      into_.shares_.push_back({static_cast<std::uint32_t>(c), w});
+      ++made.n_shares;
+    });
+    if (weight > 0) made.weight = weight;
   }
 
   place add_split(const subtree& at) {
@@ -189,8 +200,14 @@ class flat_tree::builder {
 
   place empty_leaf(const subtree& father) {
     if (empty_ != k_none) return empty_;
-    into_.leaves_.push_back({father.from->get_leaf_class(), father.depth + 1, 1.0, 1.0,
-                             static_cast<std::uint32_t>(into_.shares_.size()), 0});
+    leaf made{father.from->get_leaf_class(),
+              father.depth + 1,
+              1.0,
+              1.0,
+              static_cast<std::uint32_t>(into_.shares_.size()),
+              0};
+    if (known_) set_known_shares(father.from, made);
+    into_.leaves_.push_back(made);
     return empty_ = static_cast<place>(into_.leaves_.size() - 1) | k_leaf;
   }
 
@@ -204,6 +221,7 @@ class flat_tree::builder {
   }
 
   flat_tree& into_;
+  const bool known_;
   std::vector<subtree> open_;
   // Of the split at work:
   std::vector<run> runs_;
@@ -211,11 +229,13 @@ class flat_tree::builder {
   place empty_ = k_none;               // its leaf without cases, if there is one by now
 };
 
-flat_tree::flat_tree(const table& t, const voter& asked) : n_class_codes_(t.n_class_codes()) {
+flat_tree::flat_tree(const table& t, const voter& asked, const leaf_rule& rule)
+    : n_class_codes_(t.n_class_codes()), prior_(rule.prior.begin(), rule.prior.end()) {
   if (const auto* tree = std::get_if<const decision_tree*>(&asked.tree)) {
-    builder<tree_place>(*this).build(tree_place(**tree));
+    builder<tree_place>(*this, rule.known).build(tree_place(**tree));
   } else {
-    builder<packed_tree::node>(*this).build(std::get<const packed_tree*>(asked.tree)->root());
+    builder<packed_tree::node>(*this, rule.known)
+        .build(std::get<const packed_tree*>(asked.tree)->root());
   }
 }
 
@@ -287,9 +307,18 @@ void flat_tree::distribute(const leaf& reached, double weight, std::span<double>
     sums[reached.predicted] += part_of(weight, reached.weight, reached.weight);
     return;
   }
+  if (!prior_.empty()) return distribute_leaning(reached, weight, sums);
   for (const share& s : std::span(shares_).subspan(reached.first_share, reached.n_shares)) {
     sums[s.class_code] += part_of(weight, s.weight, reached.weight);
   }
+}
+
+void flat_tree::distribute_leaning(const leaf& reached, double weight,
+                                   std::span<double> sums) const {
+  for (const share& s : std::span(shares_).subspan(reached.first_share, reached.n_shares)) {
+    sums[s.class_code] += part_of(weight, s.weight, reached.weight + 1);
+  }
+  add_prior(weight, reached.weight, prior_, sums);
 }
 
 void flat_tree::add_leaf(place at, double weight, std::span<double> sums, double& depths) const {

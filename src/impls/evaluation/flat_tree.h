@@ -36,8 +36,8 @@ class flat_tree {
   /// Throws std::runtime_error, naming the column, unless all codes of the table fit in 32 bits.
   static void require_narrow(const table& t);
 
-  /// Leaves that no case came to may be missing.
-  flat_tree(const table& t, const voter& asked);
+  /// Leaves that no case came to may be missing. Only add_shares() goes by the rule.
+  flat_tree(const table& t, const voter& asked, const leaf_rule& rule = {});
 
   /// Adds the codes that tests of each attribute compare with.
   void add_limits(std::vector<std::vector<code_t>>& by_attribute) const;
@@ -112,7 +112,7 @@ class flat_tree {
     std::uint32_t predicted;
     std::uint32_t depth;
     double confidence;
-    double weight;              // of its training cases; 1 where none came
+    double weight;              // of its training cases, or those it leans on; 1 where none came
     std::uint32_t first_share;  // in shares_
     std::uint32_t n_shares;     // 0: all is of the predicted class
   };
@@ -227,8 +227,10 @@ class flat_tree {
   void add_leaf(place at, double weight, std::span<double> sums, double& depths) const;
   std::span<double> no_shares() const;
   void distribute(const leaf& reached, double weight, std::span<double> sums) const;
+  void distribute_leaning(const leaf& reached, double weight, std::span<double> sums) const;
 
   std::size_t n_class_codes_;
+  std::vector<double> prior_;  // that the shares of leaves lean on; empty: on none
   place root_ = 0;
   std::vector<test> tests_;
   std::vector<leaf> leaves_;

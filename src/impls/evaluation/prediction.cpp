@@ -104,9 +104,9 @@ double share_out(const Place& root, const CodeOf& code_of, double amount,
 /// The same, but where no case came as at the nearest node above to which some came.
 template <class Place, class CodeOf>
 void spread_known(const Place& root, const CodeOf& code_of, double amount,
-                  std::span<double> by_code) {
+                  std::span<double> by_code, prior_shares prior) {
   distribute(root, code_of, amount, 0,
-             [&](const Place& leaf, double part) { leaf->add_known_shares(part, by_code); });
+             [&](const Place& leaf, double part) { leaf->add_known_shares(part, by_code, prior); });
 }
 
 auto codes_of_row(const table& t, row_t row) {
@@ -139,13 +139,13 @@ double decision_tree::predict_distribution(const table&, const std::vector<code_
 }
 
 void decision_tree::add_probabilities(const std::vector<code_t>& codes, double weight,
-                                      std::vector<double>& shares) const {
-  spread_known(tree_place(*this), codes_of(codes), weight, shares);
+                                      std::span<double> shares, prior_shares prior) const {
+  spread_known(tree_place(*this), codes_of(codes), weight, shares, prior);
 }
 
 void packed_tree::add_probabilities(const std::vector<code_t>& codes, double weight,
-                                    std::vector<double>& shares) const {
-  spread_known(root(), codes_of(codes), weight, shares);
+                                    std::span<double> shares, prior_shares prior) const {
+  spread_known(root(), codes_of(codes), weight, shares, prior);
 }
 
 void decision_tree::add_shares(const std::vector<code_t>& codes, double amount,
@@ -201,11 +201,18 @@ double decision_tree::predict_cm(const table& t, const case_list& cases, double 
   return tally(t, cases, weight, matrix, predictor);
 }
 
-double decision_tree::err_misc(const table& t, const case_list& cases,
-                               zel::util::run_context& run) const {
+double decision_tree::err_misc(const table& t, const case_list& cases, zel::util::run_context& run,
+                               const pricing& price) const {
   conf_matrix matrix(&t);
-  predict_cm(t, cases, 1.0, matrix, run);
-  return matrix.err_misc();
+  if (price.costs() == nullptr) {
+    predict_cm(t, cases, 1.0, matrix, run);
+    return matrix.err_misc();
+  }
+  decision by_costs;
+  by_costs.set_costs(std::make_shared<const cost_matrix>(*price.costs()), cost_use::decides);
+  const batch_predictor predictor(t, {{this}}, batch_predictor::answer::of_one, run, by_costs);
+  tally(t, cases, 1.0, matrix, predictor);
+  return matrix.cost(*price.costs()) / matrix.cases();
 }
 
 }  // namespace orvik::impls

@@ -6,6 +6,7 @@
 #include <variant>
 #include <vector>
 
+#include "impls/decision/decision.h"
 #include "impls/trees/distribution.h"
 
 namespace orvik::impls {
@@ -52,6 +53,25 @@ class vote_count {
         std::span<const vote_t>(counts_.data() + i * n_class_codes_, n_class_codes_));
     const code_t predicted = said.decide();
     return {predicted, said[predicted]};
+  }
+  /// What was said of a case, as shares of it all: none where no tree was asked.
+  std::vector<double> shares_of(std::size_t i) const {
+    const std::span<const vote_t> said(counts_.data() + i * n_class_codes_, n_class_codes_);
+    const vote_t all = distribution(said).sum();
+    std::vector<double> shares;
+    for (const vote_t votes : said) {
+      if (all > 0) shares.push_back(votes / all);
+    }
+    return shares;
+  }
+  /// The same by a decision, with the share of `all` votes in place of the votes. Makes of the
+  /// votes the shares that are answered.
+  verdict decide_shares(std::size_t i, vote_t all, const decision& how) {
+    const std::span<double> shares = of_case(i);
+    for (double& share : shares) share /= all;
+    how.adjust(shares);
+    const code_t predicted = how.decide(shares);
+    return {predicted, shares[predicted]};
   }
 
  private:

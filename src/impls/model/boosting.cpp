@@ -80,6 +80,7 @@ double weight_of(const case_list& cases, const std::vector<unsigned char>& wrong
 void dtree::boost(const growing_plan& plan, const case_list* prune_cases) {
   const table& t = plan.t();
   case_list cases = cases_.expand();
+  weigh(t, cases);
   normalise(cases);
   const auto n = static_cast<double>(cases.size());
   double k = 2;

@@ -40,6 +40,8 @@ void dtree::build(const table* t, const case_list* cases) {
   if (t == nullptr) throw std::runtime_error(k_no_table_to_build);
   if (cases == nullptr || cases->empty()) throw std::runtime_error(k_no_training);
   require_cases_of(*t, *cases);
+  require_decision_for(*t);
+  weigh_classes(*t, *cases);
   zel::util::cronos watch;
   watch.start();
   training_cm_.reset();
@@ -47,6 +49,7 @@ void dtree::build(const table* t, const case_list* cases) {
   table_ = t->clone(/*schema_only=*/true);
   all_or_no_trees([&] {
     grow_and_prune(*t, *cases);
+    settle_classes();
     renew_training_cm(*t);
   });
   watch.stop();
@@ -71,19 +74,22 @@ void dtree::grow_and_prune(const table& t, const case_list& cases) {
   case_parts split;
   if (pruning::needs_separate_cases(parameters_.pruning))
     split = split_by_class(t, cases, run_->seeds());
+  if (split.rest) weigh(t, *split.rest);
   cases_ = training_cases(split.first ? *split.first : cases);
   split.first.reset();  // the model's copy is smaller
-  grow_trees(t, split.rest.get());
+  // Cases too few to be split are grown and pruned on.
+  grow_trees(t, split.rest ? split.rest.get() : &cases);
 }
 
 /// What goes with the trees goes too.
 void dtree::drop_trees() {
-  trees_ = ensemble(parameters_.kind, parameters_.answer);
+  trees_ = no_trees();
   cases_ = training_cases();
 }
 
 void dtree::grow_trees(const table& t, const case_list* prune_cases) {
-  trees_ = ensemble(parameters_.kind, parameters_.answer);
+  trees_ = no_trees();
+  prepare_decision(t);
   growing_plan plan(t, parameters_.split, parameters_.min_obj, attributes_.get(), *run_,
                     parameters_.how);
   plan.leave_out_empty_leaves(parameters_.is_ensemble() &&
@@ -150,10 +156,14 @@ zel::util::rand_gen dtree::attribute_draws(unsigned long seed) const {
 }
 
 case_list dtree::cases_drawn(const table& t, unsigned long seed) const {
-  if (!trees_.draws_cases()) return cases_.expand();
   case_list drawn;
-  drawn.reserve(cases_.size());
-  draws_on(t).for_each(seed, [&](unsigned long position) { drawn.push_back(cases_[position]); });
+  if (trees_.draws_cases()) {
+    drawn.reserve(cases_.size());
+    draws_on(t).for_each(seed, [&](unsigned long position) { drawn.push_back(cases_[position]); });
+  } else {
+    drawn = cases_.expand();
+  }
+  weigh(t, drawn);
   return drawn;
 }
 

@@ -14,7 +14,7 @@ constexpr char k_forest[] = "set_forest uncompatible parameters";
 std::unique_ptr<dtree> dtree::clone(bool parameters_only) const {
   auto copy = std::make_unique<dtree>(name_);
   settings_of(*copy) = settings_of(*this);
-  copy->trees_ = ensemble(trees_.kind(), trees_.answer());
+  copy->trees_ = ensemble(trees_.kind(), trees_.answer(), parameters_.decides);
   if (parameters_only) return copy;
   results_of(*copy) = results_of(*this);
   if (table_) copy->trees_ = trees_.clone(*table_);

@@ -34,6 +34,7 @@
 namespace orvik::impls {
 
 class growing_plan;
+class scaled_costs;
 
 class dtree : private zel::util::nocopy {
  public:
@@ -76,6 +77,19 @@ class dtree : private zel::util::nocopy {
   }
   /// How the trees of the next builds answer.
   void set_combination(combination how) { parameters_.answer = how; }
+  /// What the errors of the next builds cost, by the class codes of their table; null: all 1.
+  void set_costs(std::shared_ptr<const cost_matrix> costs, cost_use use) {
+    parameters_.decides.set_costs(std::move(costs), use);
+  }
+  /// Whether the shares of their leaves lean on those of the training cases.
+  void set_smoothing(bool smooths) { parameters_.decides.set_smoothing(smooths); }
+  /// What the cases of each class weigh, times their own weight, when the next builds grow on them;
+  /// by class code, empty: 1.
+  void set_class_weights(std::vector<double> by_code) {
+    parameters_.class_weights = std::move(by_code);
+  }
+  /// Whether these are what makes the classes weigh the same.
+  void set_balanced_classes(bool balanced) { parameters_.balanced_classes = balanced; }
 
   /// Every attribute of `t` but the ignored ones.
   static zel::adt::bitmap default_features(const table& t);
@@ -173,6 +187,8 @@ class dtree : private zel::util::nocopy {
   const std::string& name() const { return name_; }
   const parameters& settings() const { return parameters_; }
   const ensemble& trees() const { return trees_; }
+  /// How the trees there are decide.
+  const decision& decides() const { return trees_.decides(); }
   unsigned long n_trees() const { return trees_.n_trees(); }
   /// Valid as ensemble::tree() says.
   std::shared_ptr<const decision_tree> get_tree(unsigned long i) const { return trees_.tree(i); }
@@ -230,6 +246,9 @@ class dtree : private zel::util::nocopy {
   batch_predictor make_predictor(const table& t) const;
   void search_attributes(const table& t, const case_list& growing, const case_list& searching);
   void drop_trees();
+  ensemble no_trees() const {
+    return ensemble(parameters_.kind, parameters_.answer, parameters_.decides);
+  }
   /// Does work on the trees; what fails half way leaves none, rather than half grown or pruned
   /// ones.
   template <class Work>
@@ -242,6 +261,15 @@ class dtree : private zel::util::nocopy {
       throw;
     }
   }
+  void require_decision_for(const table& t) const;
+  void weigh_classes(const table& t, const case_list& cases);
+  void weigh(const table& t, case_list& cases) const;
+  void prepare_decision(const table& t);
+  scaled_costs costs_of(const decision_tree& tree) const;
+  /// Gives the nodes of a model that answers as one tree the classes of a decision: forms show
+  /// them.
+  void set_classes(const decision& how);
+  void settle_classes();
   void grow_trees(const table& t, const case_list* prune_cases);
   std::unique_ptr<decision_tree> grow_tree(const growing_plan& plan, case_list cases,
                                            unsigned long seed) const;
@@ -270,7 +298,8 @@ class dtree : private zel::util::nocopy {
   }
   template <class Self>
   static auto results_of(Self& self) {
-    return std::tie(self.table_, self.training_cm_, self.cases_, self.elapsed_, self.appendix_);
+    return std::tie(self.table_, self.training_cm_, self.cases_, self.class_weights_, self.elapsed_,
+                    self.appendix_);
   }
 
   zel::util::run_context* run_ = &zel::util::default_context();
@@ -282,7 +311,8 @@ class dtree : private zel::util::nocopy {
   std::shared_ptr<const table> table_;                  // the schema of the training table
   std::shared_ptr<const conf_matrix> training_cm_;
   ensemble trees_;
-  training_cases cases_;  // what the trees were grown on, or drawn from
+  training_cases cases_;               // what the trees were grown on, or drawn from
+  std::vector<double> class_weights_;  // of the build, by class code; empty: 1
   double elapsed_ = 0;
   std::string appendix_;
 };

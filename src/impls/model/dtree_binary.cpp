@@ -3,9 +3,11 @@
 // The table is the schema, whose value sets give codes and thresholds their meaning; the
 // training rows stay behind.
 //
-// There are two layouts. The first holds single trees, bagged trees and forests; what it has no
-// place for is written in the second: a depth that no model has, the number of the layout, the
-// depth, how trees are grown and answer, then the first layout, with its votes before every tree.
+// There are three layouts. The first holds single trees, bagged trees and forests; what it has no
+// place for is written in the second: a depth that no model has, the number of the layout, how
+// trees are grown and answer, then the first layout, with its votes before every tree. A model that
+// decides by other than the largest share is written in the third: the second, with the decision
+// behind the number of the layout.
 
 #include <zlib.h>
 
@@ -31,6 +33,7 @@ constexpr char k_no_attributes[] = "a feature selection without attributes";
 constexpr char k_bad_attributes[] = "usable attributes of another table";
 constexpr char k_bad_layout[] = "a layout of models of another version";
 constexpr char k_bad_votes[] = "a tree with votes that are none";
+constexpr char k_bad_decision[] = "a decision on other classes";
 constexpr char k_bad_matrix[] = "a confusion matrix of other classes";
 
 constexpr char k_bad_appendix[] = "what stands behind the model is no appendix";
@@ -48,6 +51,7 @@ using zel::inpout::require;
 
 constexpr unsigned long k_marked_depth = ~1UL;
 constexpr unsigned long k_second_layout = 2;
+constexpr unsigned long k_third_layout = 3;
 
 /// Strategies that are none pre-prune, and keep their number.
 constexpr unsigned long k_any_strategy = 1UL << 32;
@@ -145,20 +149,24 @@ bool parameters::fit_first_layout() const {
   return grown && kind != ensemble_kind::boosting && max_depth != k_marked_depth;
 }
 
-void parameters::write_growth(obinstream& out) const {
-  out << k_marked_depth << k_second_layout << static_cast<unsigned char>(how.attributes.how)
-      << how.attributes.amount << how.free << how.random_cuts << how.one_value << draws.share
-      << draws.replace << draws.balanced << static_cast<unsigned char>(answer)
-      << (kind == ensemble_kind::boosting);
+void parameters::write_growth(obinstream& out, const decision& how_decided) const {
+  const bool plain = how_decided.is_empty();
+  out << k_marked_depth << (plain ? k_second_layout : k_third_layout);
+  if (!plain) how_decided.bin_out(out);
+  out << static_cast<unsigned char>(how.attributes.how) << how.attributes.amount << how.free
+      << how.random_cuts << how.one_value << draws.share << draws.replace << draws.balanced
+      << static_cast<unsigned char>(answer) << (kind == ensemble_kind::boosting);
 }
 
 /// @return whether the model is boosted.
-bool parameters::read_growth(ibinstream& in) {
+bool parameters::read_growth(ibinstream& in, decision& how_decided) {
   unsigned long layout = 0;
   unsigned char rule = 0, answers = 0;
   bool boosted = false;
   in >> layout;
-  require(layout == k_second_layout, k_bad_layout);
+  require(layout == k_second_layout || layout == k_third_layout, k_bad_layout);
+  if (layout == k_third_layout) how_decided = decision::bin_in(in);
+  decides = how_decided.as_asked();
   in >> rule >> how.attributes.amount >> how.free >> how.random_cuts >> how.one_value >>
       draws.share >> draws.replace >> draws.balanced >> answers >> boosted;
   require(rule <= attribute_draw::LOGARITHM && draws.is_valid(), k_bad_parameter);
@@ -170,8 +178,8 @@ bool parameters::read_growth(ibinstream& in) {
 }
 
 void dtree::bin_out(obinstream& out) const {
-  const bool first = parameters_.fit_first_layout();
-  if (!first) parameters_.write_growth(out);
+  const bool first = parameters_.fit_first_layout() && decides().is_empty();
+  if (!first) parameters_.write_growth(out, decides());
   out << parameters_.max_depth << (parameters_.kind == ensemble_kind::bagging) << training_cm_.get()
       << elapsed_;
   write_bits(out, attributes_.get());
@@ -197,7 +205,8 @@ void dtree::bin_in(ibinstream& in) {
   bool bagging = false, is_ensemble = false;
   in >> parameters_.max_depth;
   const bool first = parameters_.max_depth != k_marked_depth;
-  const bool boosted = !first && parameters_.read_growth(in);
+  decision how_decided;
+  const bool boosted = !first && parameters_.read_growth(in, how_decided);
   if (!first) in >> parameters_.max_depth;
   in >> bagging >> matrix;
   training_cm_.reset(matrix);
@@ -205,7 +214,7 @@ void dtree::bin_in(ibinstream& in) {
   attributes_ = read_bits(in);
   in >> is_ensemble;
   parameters_.kind = boosted ? ensemble_kind::boosting : kind_of(is_ensemble, bagging);
-  trees_ = ensemble(parameters_.kind, parameters_.answer);
+  trees_ = ensemble(parameters_.kind, parameters_.answer, std::move(how_decided));
   search_.made_by = read_enum<_FeatureSelection>(in, model::N_FEATURE_SELECTIONS);
   search_.method = search_.made_by;
   in >> name_ >> n_trees >> parameters_.conf_level >> parameters_.min_obj;
@@ -237,6 +246,7 @@ void dtree::check_read() const {
   require(search_.made_by == model::NO_SELECTION || attributes_, k_no_attributes);
   if (!table_) return;
   require(!attributes_ || attributes_->size() == table_->n_attributes(), k_bad_attributes);
+  require(decides().fits(table_->n_class_codes()), k_bad_decision);
   require(!training_cm_ || fits(*training_cm_, *table_), k_bad_matrix);
 }
 

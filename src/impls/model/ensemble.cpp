@@ -3,10 +3,24 @@
 #include <algorithm>
 #include <cassert>
 
+#include "zel/inpout/iomem.h"
+
 namespace orvik::impls {
 
+namespace {
+
+constexpr unsigned long k_room_for_measures = 64;
+
+std::vector<code_t> own_codes(const table& t, row_t row) {
+  std::vector<code_t> codes(t.n_attributes());
+  for (unsigned long a = 0; a < codes.size(); ++a) codes[a] = t.column_of(a).get_row_index(row);
+  return codes;
+}
+
+}  // namespace
+
 ensemble ensemble::clone(const table& t) const {
-  ensemble copy(kind_, answer_);
+  ensemble copy(kind_, answer_, decides_);
   for (const member& m : members_) {
     member& made = copy.members_.emplace_back();
     static_cast<about&>(made) = m;
@@ -27,6 +41,21 @@ ensemble::member ensemble::keep(const table& t, std::unique_ptr<decision_tree> t
   member made{how, nullptr, std::nullopt};
   is_single() ? void(made.tree = std::move(tree)) : void(made.packed.emplace(t, *tree));
   return made;
+}
+
+std::string ensemble::bytes_of(const member& m) {
+  zel::inpout::iomem memory;
+  memory.open(m.packed->bytes() + k_room_for_measures);
+  zel::inpout::obinstream out(&memory, /*owns=*/false);
+  m.packed->write(out);
+  return std::string(memory.bytes());
+}
+
+ensemble::member ensemble::from_bytes(const table& t, std::string_view bytes, const about& how) {
+  zel::inpout::iomem memory;
+  memory.open(const_cast<char*>(bytes.data()), bytes.size(), bytes.size());  // which is only read
+  zel::inpout::ibinstream in(&memory, /*owns=*/false);
+  return {how, nullptr, packed_tree(t, in)};
 }
 
 void ensemble::add(const table& t, std::unique_ptr<decision_tree> tree, const about& how) {
@@ -50,17 +79,22 @@ double ensemble::ask(const table& t, decision_tree::prediction& result, const Pr
   const auto predict_by = [&](const member& m) {
     return m.visit([&](const auto& tree) { return predict(tree, result); });
   };
-  if (!is_put_to_vote()) return predict_by(members_[0]);
+  if (!is_put_to_vote() && decides_.is_plain()) return predict_by(members_[0]);
   vote_count votes;
   votes.start(1, t.n_class_codes());
   double depths = 0;
   for (const member& m : members_) {
     depths += predict_by(m);
-    if (answer_ == combination::votes) {
+    if (is_put_to_vote() && answer_ == combination::votes) {
       votes.add(0, result.first, m.votes);
     } else {
       m.visit([&](const auto& tree) { add_shares(tree, m.votes, votes.of_case(0)); });
     }
+  }
+  if (!decides_.is_plain()) {
+    const vote_count::verdict found = votes.decide_shares(0, n_votes(), decides_);
+    result = {found.predicted, found.votes};
+    return depths;
   }
   const vote_count::verdict found = votes.decide(0);
   result = {found.predicted, found.share_of(n_votes())};
@@ -75,12 +109,22 @@ double ensemble::predict(const table& t, const std::vector<code_t>& codes,
         return tree.predict_class(t, codes, r, weight, 0);
       },
       [&](const auto& tree, vote_t votes, std::span<double> sums) {
-        tree.add_shares(codes, votes, sums);
+        add_answer(tree, codes, votes, sums);
       });
+}
+
+/// The shares that a tree answers by.
+template <class Tree>
+void ensemble::add_answer(const Tree& tree, const std::vector<code_t>& codes, vote_t votes,
+                          std::span<double> sums) const {
+  const leaf_rule rule = decides_.leaves(/*alone=*/!is_put_to_vote());
+  rule.known ? tree.add_probabilities(codes, votes, sums, rule.prior)
+             : static_cast<void>(tree.add_shares(codes, votes, sums));
 }
 
 double ensemble::predict_row(const table& t, row_t row, decision_tree::prediction& result,
                              double weight) const {
+  if (!decides_.is_plain()) return predict(t, own_codes(t, row), result, weight);
   return ask(
       t, result,
       [&](const auto& tree, decision_tree::prediction& r) {
@@ -98,14 +142,15 @@ void ensemble::predict_distribution(const table& t, const std::vector<code_t>& c
   for (const member& m : members_) {
     m.visit([&](const auto& tree) {
       if (is_put_to_vote() && answer_ == combination::shares) {
-        tree.add_shares(codes, m.votes, shares);  // what they answer by
+        add_answer(tree, codes, m.votes, shares);
       } else {
-        tree.add_probabilities(codes, m.votes, shares);
+        tree.add_probabilities(codes, m.votes, shares, decides_.prior());
       }
     });
   }
   const vote_t all = n_votes();
   for (double& share : shares) share /= all;
+  decides_.adjust(shares);
 }
 
 unsigned long ensemble::depth() const {

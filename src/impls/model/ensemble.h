@@ -6,6 +6,8 @@
 
 #include <memory>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "impls/evaluation/votes.h"
@@ -37,13 +39,17 @@ class ensemble {
 
   ensemble() = default;
   /// Without trees yet.
-  explicit ensemble(ensemble_kind kind, combination answer = combination::votes)
-      : kind_(kind), answer_(answer) {}
+  explicit ensemble(ensemble_kind kind, combination answer = combination::votes,
+                    decision decides = {})
+      : kind_(kind), answer_(answer), decides_(std::move(decides)) {}
   /// A deep copy; `t` has the classes of the trees, here and below.
   ensemble clone(const table& t) const;
 
   ensemble_kind kind() const { return kind_; }
   combination answer() const { return answer_; }
+  /// How the shares or the votes of the trees become a class.
+  const decision& decides() const { return decides_; }
+  void set_decision(decision how) { decides_ = std::move(how); }
   bool is_single() const { return kind_ == ensemble_kind::single; }
   bool draws_cases() const {
     return kind_ == ensemble_kind::bagging || kind_ == ensemble_kind::forest;
@@ -59,7 +65,8 @@ class ensemble {
   /// In an ensemble the tree may lack leaves that no case came to.
   void add(const table& t, std::unique_ptr<decision_tree> tree, const about& how);
   /// Adds n trees that make(i) gives, packed or to be packed as soon as they are there, side by
-  /// side on the workers of `run`; about(i) is what goes with them.
+  /// side on the workers of `run` and, in an ensemble, on its team of processes; about(i) is what
+  /// goes with them.
   template <class Make, class About>
   void add_side_by_side(const zel::util::run_context& run, const table& t, unsigned long n,
                         const Make& make, const About& about_of);
@@ -111,9 +118,14 @@ class ensemble {
   static member keep(const table&, packed_tree tree, const about& how) {
     return {how, nullptr, std::move(tree)};
   }
+  static std::string bytes_of(const member& m);
+  static member from_bytes(const table& t, std::string_view bytes, const about& how);
   template <class Predict, class AddShares>
   double ask(const table& t, decision_tree::prediction& result, const Predict& predict,
              const AddShares& add_shares) const;
+  template <class Tree>
+  void add_answer(const Tree& tree, const std::vector<code_t>& codes, vote_t votes,
+                  std::span<double> sums) const;
   template <class Measure>
   unsigned long sum(const Measure& of) const {
     unsigned long all = 0;
@@ -128,6 +140,7 @@ class ensemble {
 
   ensemble_kind kind_ = ensemble_kind::single;
   combination answer_ = combination::votes;
+  decision decides_;
   std::vector<member> members_;
 };
 
@@ -136,8 +149,16 @@ void ensemble::add_side_by_side(const zel::util::run_context& run, const table& 
                                 const Make& make, const About& about_of) {
   const std::size_t first = members_.size();
   members_.resize(first + n);
-  run.for_each_index(n,
-                     [&](unsigned long i) { members_[first + i] = keep(t, make(i), about_of(i)); });
+  const auto made = [&](unsigned long i) { return keep(t, make(i), about_of(i)); };
+  if (run.companions == nullptr || is_single()) {
+    run.for_each_index(n, [&](unsigned long i) { members_[first + i] = made(i); });
+    return;
+  }
+  zel::util::share_out(
+      run, n, run.n_slots(), [&](unsigned long i) { return bytes_of(made(i)); },
+      [&](unsigned long i, std::string_view bytes) {
+        members_[first + i] = from_bytes(t, bytes, about_of(i));
+      });
 }
 
 template <class Change>

@@ -49,6 +49,7 @@ struct chunk {
 struct ballot {
   std::vector<std::optional<voting_tree>> trees;
   combination answer;
+  const decision& decides;
 };
 
 /// Counts the votes of one tree after the other for the cases of the chunk; after each calls
@@ -81,7 +82,13 @@ void vote(const table& t, const ballot& asked, const chunk& some, const After& a
   }
 }
 
-std::uint32_t winner(const vote_count& votes, std::size_t c) {
+std::uint32_t winner(const decision& decides, const vote_count& votes, std::size_t c) {
+  if (!decides.is_plain()) {
+    std::vector<double> shares = votes.shares_of(c);
+    if (shares.empty()) return k_no_vote;
+    decides.adjust(shares);
+    return static_cast<std::uint32_t>(decides.decide(shares));
+  }
   const vote_count::verdict found = votes.decide(c);
   return found.votes == 0 ? k_no_vote : static_cast<std::uint32_t>(found.predicted);
 }
@@ -103,11 +110,13 @@ void for_each_chunk(const zel::util::run_context& run, const Cases& cases, unsig
 ballot make_ballot(const zel::util::run_context& run, const table& t, const ensemble& trees,
                    const case_draws& draws) {
   const std::vector<voter> asked = trees.voters();
-  ballot voters{{}, trees.answer()};
+  const bool alone = !trees.is_put_to_vote() && !trees.decides().is_plain();
+  ballot voters{{}, alone ? combination::shares : trees.answer(), trees.decides()};
+  const leaf_rule rule = voters.decides.leaves(alone);
   voters.trees.resize(asked.size());
   run.for_each_index(asked.size(), [&](unsigned long i) {
     voters.trees[i].emplace(
-        voting_tree{draws.in_bag(trees.seed(i)), flat_tree(t, asked[i]), asked[i].votes});
+        voting_tree{draws.in_bag(trees.seed(i)), flat_tree(t, asked[i], rule), asked[i].votes});
   });
   return voters;
 }
@@ -124,35 +133,42 @@ class bag_judge {
     vote(t_, asked_, some, [&](std::size_t tree, auto, vote_count& votes) {
       if (tree + 1 < trees_.size()) return;
       for (std::size_t c = 0; c < some.cases.size(); ++c) {
-        const std::uint32_t predicted = winner(votes, c);
+        const std::uint32_t predicted = winner(asked_.decides, votes, c);
         if (predicted == k_no_vote) continue;
         const auto& [row, weight] = some.cases[c];
         rows.actual.push_back(t_.class_column().get_row_index(row));
         rows.predicted.push_back(predicted);
         rows.weights.push_back(weight);
-        if (with_shares_) add_shares(some.first + c, row, votes.of_case(c), rows.shares);
+        if (!with_shares_) continue;
+        std::vector<double> shares = shares_of(some.first + c, row, votes.of_case(c));
+        asked_.decides.adjust(shares);
+        rows.shares.insert(rows.shares.end(), shares.begin(), shares.end());
       }
     });
   }
 
  private:
   /// As ensemble::predict_distribution() of those trees; `said` is what they answer by.
-  void add_shares(unsigned long position, row_t row, std::span<const vote_t> said,
-                  std::vector<double>& to) const {
+  std::vector<double> shares_of(unsigned long position, row_t row,
+                                std::span<const vote_t> said) const {
     vote_t all = 0;
     for_each_voter(position, [&all](const voter& asked) { all += asked.votes; });
-    if (asked_.answer == combination::shares) {
-      for (const vote_t share : said) to.push_back(share / all);
-      return;
-    }
+    std::vector<double> shares(said.begin(), said.end());
+    if (asked_.answer != combination::shares) add_probabilities(position, row, shares);
+    for (double& share : shares) share /= all;
+    return shares;
+  }
+
+  void add_probabilities(unsigned long position, row_t row, std::vector<double>& shares) const {
+    std::ranges::fill(shares, 0.0);
     std::vector<code_t> codes(t_.n_attributes());
     for (unsigned long a = 0; a < codes.size(); ++a) codes[a] = t_.column_of(a).get_row_index(row);
-    std::vector<double> shares(t_.n_class_codes());
     for_each_voter(position, [&](const voter& asked) {
-      std::visit([&](const auto* tree) { tree->add_probabilities(codes, asked.votes, shares); },
-                 asked.tree);
+      const auto add = [&](const auto* tree) {
+        tree->add_probabilities(codes, asked.votes, shares, asked_.decides.prior());
+      };
+      std::visit(add, asked.tree);
     });
-    for (const double share : shares) to.push_back(share / all);
   }
 
   template <class Visit>
@@ -188,7 +204,7 @@ void follow(const table& t, const ballot& trees, const chunk& some, voted_weight
       } else if (is_wrong(c)) {
         wrong -= weight;
       }
-      winners[c] = winner(votes, c);
+      winners[c] = winner(trees.decides, votes, c);
       if (is_wrong(c)) wrong += weight;
     }
     sums.voted[tree] = voted;
@@ -219,7 +235,7 @@ double dtree::oob_error(const table& t) const {
       vote(t, trees, some, [&](std::size_t tree, auto, const vote_count& votes) {
         if (tree + 1 < trees.trees.size()) return;
         for (std::size_t c = 0; c < some.cases.size(); ++c) {
-          winners[some.first + c] = winner(votes, c);
+          winners[some.first + c] = winner(trees.decides, votes, c);
         }
       });
     });

@@ -31,11 +31,15 @@ std::string pruning_of(const parameters& p) {
 
 std::vector<std::pair<std::string, std::string>> described(const parameters& p) {
   const bool limited = p.max_depth != k_no_depth_limit;
-  return {{"Model", model_kind(p)},
-          {"Splits chosen by", p.split < model::N_SPLIT_TYPES ? k_splits[p.split] : "?"},
-          {"Least weight of two branches", zel::text::shortest_decimal(p.min_obj)},
-          {"Greatest depth", limited ? std::to_string(p.max_depth) : "no limit"},
-          {"Pruning", pruning_of(p)}};
+  std::vector<std::pair<std::string, std::string>> all = {
+      {"Model", model_kind(p)},
+      {"Splits chosen by", p.split < model::N_SPLIT_TYPES ? k_splits[p.split] : "?"},
+      {"Least weight of two branches", zel::text::shortest_decimal(p.min_obj)},
+      {"Greatest depth", limited ? std::to_string(p.max_depth) : "no limit"},
+      {"Pruning", pruning_of(p)}};
+  if (p.decides.costs() != nullptr) all.emplace_back("Class", "that of the least expected cost");
+  if (p.decides.smooths()) all.emplace_back("Shares of leaves", "lean on those of all cases");
+  return all;
 }
 
 }  // namespace orvik::impls

@@ -24,13 +24,16 @@ struct parameters {
   ensemble_kind kind = ensemble_kind::single;
   resampling draws;  // of bagged trees and forests
   combination answer = combination::votes;
+  decision decides;                   // as asked: what it learns from cases is the ensemble's
+  bool balanced_classes = false;      // all classes weigh the same
+  std::vector<double> class_weights;  // by class code; empty: 1
   unsigned long n_trees = 1;
   bool keep_training_cm = true;
 
   // The part of the binary form that only models in the second layout have.
   bool fit_first_layout() const;
-  void write_growth(zel::inpout::obinstream& out) const;
-  bool read_growth(zel::inpout::ibinstream& in);
+  void write_growth(zel::inpout::obinstream& out, const decision& how_decided) const;
+  bool read_growth(zel::inpout::ibinstream& in, decision& how_decided);
 
   bool is_ensemble() const { return kind != ensemble_kind::single; }
   /// Whether the nodes of a tree draw from one generator, one after another.

@@ -20,7 +20,8 @@ batch_predictor dtree::make_predictor(const table& t) const {
   const answer how = !votes()                                ? answer::of_one
                      : trees_.answer() == combination::votes ? answer::votes
                                                              : answer::shares;
-  return run_->with_workers([&] { return batch_predictor(t, trees_.voters(), how, *run_); });
+  return run_->with_workers(
+      [&] { return batch_predictor(t, trees_.voters(), how, *run_, trees_.decides()); });
 }
 
 std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,

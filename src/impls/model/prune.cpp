@@ -4,6 +4,7 @@
 
 #include "impls/growing/measured_order.h"
 #include "impls/model/dtree.h"
+#include "impls/model/scaled_costs.h"
 #include "impls/pruning/strategies.h"
 #include "impls/tables/same_codes.h"
 #include "zel/util/cronos.h"
@@ -48,6 +49,7 @@ void dtree::prune(const table* t, const case_list* prune_cases) {
   zel::util::cronos watch;
   watch.start();
   prune_trees(*t, prune_cases);
+  settle_classes();
   renew_training_cm(*t);
   watch.stop();
   elapsed_ = watch.get_elapsed();
@@ -55,6 +57,7 @@ void dtree::prune(const table* t, const case_list* prune_cases) {
 
 void dtree::prune_trees(const table& t, const case_list* prune_cases) {
   if (trees_.kind() == ensemble_kind::boosting) throw std::runtime_error(k_boosted);
+  require_decision_for(t);
   const bool from_training =
       pruning::needs_separate_cases(parameters_.pruning) && prune_cases == nullptr;
   if (from_training || pruning::needs_training_cases(parameters_.pruning)) {
@@ -64,7 +67,13 @@ void dtree::prune_trees(const table& t, const case_list* prune_cases) {
   tell_of_pruning();
   case_list training;
   if (from_training) prune_cases = &(training = cases_.expand());
+  if (prune_cases != nullptr && !class_weights_.empty()) {
+    if (!from_training) training = *prune_cases;
+    weigh(t, training);
+    prune_cases = &training;
+  }
   all_or_no_trees([&] {
+    set_classes(decision());  // growing's: pruning goes by these
     run_->with_workers([&] {
       run_->for_each_index(trees_.n_trees(), [&](unsigned long i) {
         const auto grown_on = [&] { return cases_of_tree(t, i); };
@@ -104,16 +113,18 @@ void dtree::sort_as_grown(const table& t, const decision_tree& tree, unsigned lo
 void dtree::prune_tree(const table& t, decision_tree& tree, unsigned long seed,
                        const std::function<case_list()>& grown_on, const case_list* prune_cases) {
   assert(!tree.get_node()->is_active());
-  const pruning::material with{t, parameters_.conf_level, prune_cases, *run_};
+  const scaled_costs costs = costs_of(tree);
+  const pruning::material with{t, parameters_.conf_level, prune_cases, *run_, costs.price()};
   if (!pruning::needs_training_cases(parameters_.pruning)) {
     pruning::prune(tree, parameters_.pruning, with);
-    return;
+    return costs.restore(tree);
   }
   case_list own = grown_on();
   sort_as_grown(t, tree, seed, own);
   tree.get_node()->set_cases(&own);
   pruning::prune(tree, parameters_.pruning, with);
   tree.get_node()->disactivate();  // the root, whichever it is now, forgets the list
+  costs.restore(tree);
 }
 
 }  // namespace orvik::impls

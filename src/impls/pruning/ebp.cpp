@@ -1,5 +1,7 @@
 // Error-based pruning (Quinlan, C4.5: Programs for Machine Learning, 1993, chapter 4): the errors
 // of a leaf are estimated by the upper confidence bound of a binomial with its training errors.
+// Where errors have costs, a leaf costs what its training errors do, and the errors that the bound
+// adds cost what the errors of its class do in the mean over the whole tree.
 #include <array>
 #include <cmath>
 #include <stdexcept>
@@ -41,18 +43,34 @@ double estimate(double cf, double coeff, double n, double e) {
   return e + decision_tree::add_errs(cf, coeff, n, e);
 }
 
+/// At their price.
+double estimate(double cf, double coeff, const pricing& price, std::span<const double> by_code,
+                double weight, code_t majority) {
+  const code_t predicted = price.class_of(by_code, majority);
+  const double added = decision_tree::add_errs(cf, coeff, weight, weight - by_code[predicted]);
+  return price.of_leaf(by_code, weight, majority) + added * price.of_error(predicted);
+}
+
+double estimate(double cf, double coeff, const pricing& price, const decision_node& node) {
+  if (price.costs() == nullptr) {
+    return estimate(cf, coeff, node.weight(), node.get_estimated_error_if_leaf());
+  }
+  return estimate(cf, coeff, price, {node.class_weights(), price.n_codes()}, node.weight(),
+                  node.majority_class());
+}
+
 struct ebp : pruning::visitor {
   static constexpr pruning::tie tie_rule = pruning::tie::smaller_subtree;
   const table& t;
   double cf;
   double coeff;
+  const pricing& price;
 
   double as_leaf(const decision_tree& tree, const state&) const {
-    const decision_node& node = *tree.get_node();
-    return estimate(cf, coeff, node.weight(), node.get_estimated_error_if_leaf());
+    return estimate(cf, coeff, price, *tree.get_node());
   }
   double as_child(const decision_tree& child, const state&, double limit) const {
-    return child.prune_ebp_est(t, cf, coeff, limit);
+    return child.prune_ebp_est(t, cf, coeff, limit, price);
   }
   static double limit(double, double subtree) { return subtree + k_least_saving; }
   static pruning::fate decide(double leaf, double subtree, double child) {
@@ -87,32 +105,34 @@ double decision_tree::add_errs(double cf, double coeff, double n, double e) {
   return n * p - e;
 }
 
-double decision_tree::prune_dt(const table& t, double cf, double coeff,
-                               zel::util::run_context& run) {
-  return prune_ebp(t, cf, coeff, /*graft=*/false, /*all=*/false, run);
+double decision_tree::prune_dt(const table& t, double cf, double coeff, zel::util::run_context& run,
+                               const pricing& price) {
+  return prune_ebp(t, cf, coeff, /*graft=*/false, /*all=*/false, run, price);
 }
 
 double decision_tree::prune_ebp(const table& t, double cf, double coeff, bool graft, bool all,
-                                zel::util::run_context& run) {
-  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), ebp{{}, t, cf, coeff},
-                                  run);
+                                zel::util::run_context& run, const pricing& price) {
+  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all),
+                                  ebp{{}, t, cf, coeff, price}, run);
 }
 
-double decision_tree::prune_ebp_est(const table& t, double cf, double coeff, double limit) const {
+double decision_tree::prune_ebp_est(const table& t, double cf, double coeff, double limit,
+                                    const pricing& price) const {
   return pruning::sum_over_leaves(
-      *this, t, *get_node()->father()->cases(), limit,
-      [&](const pruning::reached& r) { return estimate(cf, coeff, r.weight, r.leaf_error()); });
+      *this, t, *get_node()->father()->cases(), limit, [&](const pruning::reached& r) {
+        return price.costs() == nullptr
+                   ? estimate(cf, coeff, r.weight, r.leaf_error())
+                   : estimate(cf, coeff, price, r.distribution, r.weight, r.majority);
+      });
 }
 
-double decision_tree::set_estimated_error_ebp(double cf, double coeff) {
+double decision_tree::set_estimated_error_ebp(double cf, double coeff, const pricing& price) {
   zel::adt::walk(
       *this, [](const decision_tree&, unsigned long) { return true; },
-      [cf, coeff](decision_tree& tree, unsigned long) {
+      [cf, coeff, &price](decision_tree& tree, unsigned long) {
         decision_node& node = *tree.get_node();
-        node.set_estimated_error(
-            tree.get_no_childs() > 0
-                ? tree.errors_of_children()
-                : estimate(cf, coeff, node.weight(), node.get_estimated_error_if_leaf()));
+        node.set_estimated_error(tree.get_no_childs() > 0 ? tree.errors_of_children()
+                                                          : estimate(cf, coeff, price, node));
       });
   return get_node()->estimated_error();
 }
@@ -120,11 +140,11 @@ double decision_tree::set_estimated_error_ebp(double cf, double coeff) {
 void pruning::prune_by_ebp(decision_tree& tree, const material& with, raising how) {
   const double cf = with.confidence, coeff = decision_tree::CFCoefficient(cf);
   if (how == raising::none) {
-    tree.prune_dt(with.t, cf, coeff, with.run);
+    tree.prune_dt(with.t, cf, coeff, with.run, with.price);
     return;
   }
-  tree.prune_ebp(with.t, cf, coeff, true, how == raising::best_child, with.run);
-  tree.set_estimated_error_ebp(cf, coeff);
+  tree.prune_ebp(with.t, cf, coeff, true, how == raising::best_child, with.run, with.price);
+  tree.set_estimated_error_ebp(cf, coeff, with.price);
 }
 
 }  // namespace orvik::impls

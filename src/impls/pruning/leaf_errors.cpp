@@ -12,19 +12,19 @@ bool visit(const decision_tree&, unsigned long) { return true; }
 
 }  // namespace
 
-double decision_tree::set_estimated_error_from_leaf_error() {
-  zel::adt::walk(*this, visit, [](decision_tree& tree, unsigned long) {
+double decision_tree::set_estimated_error_from_leaf_error(const pricing& price) {
+  zel::adt::walk(*this, visit, [&price](decision_tree& tree, unsigned long) {
     decision_node& node = *tree.get_node();
-    node.set_estimated_error(tree.get_no_childs() == 0 ? node.get_estimated_error_if_leaf()
+    node.set_estimated_error(tree.get_no_childs() == 0 ? node.price_if_leaf(price)
                                                        : tree.errors_of_children());
   });
   return get_node()->estimated_error();
 }
 
-double decision_tree::preprune(double bound) {
-  zel::adt::walk(*this, visit, [bound](decision_tree& tree, unsigned long) {
+double decision_tree::preprune(double bound, const pricing& price) {
+  zel::adt::walk(*this, visit, [bound, &price](decision_tree& tree, unsigned long) {
     decision_node& node = *tree.get_node();
-    const double leaf_error = node.get_estimated_error_if_leaf();
+    const double leaf_error = node.price_if_leaf(price);
     if (tree.get_no_childs() == 0) {
       node.set_estimated_error(leaf_error);
       return;

@@ -32,18 +32,30 @@ double m_estimate(std::span<const double> distribution, double weight, const dec
   return least;
 }
 
+/// The least mean cost by these estimates.
+double m_estimate(std::span<const double> distribution, double weight, const decision_node& prior,
+                  double m, const pricing& price) {
+  if (price.costs() == nullptr) return m_estimate(distribution, weight, prior, m);
+  std::vector<double> leaning(distribution.begin(), distribution.end());
+  for (code_t c = 0; c < leaning.size(); ++c) {
+    leaning[c] += m * (prior.class_weight(c) / prior.weight());
+  }
+  return price.of_leaf(leaning, weight + m, k_unknown) / (weight + m);
+}
+
 struct mep : pruning::visitor {
   static constexpr pruning::tie tie_rule = pruning::tie::later_child;
   const table& t;
   const decision_node& prior;
   double m;
+  const pricing& price;
 
   double as_leaf(const decision_tree& tree, const state&) const {
     const decision_node& node = *tree.get_node();
-    return node.weight() * node.EER(t.n_class_codes(), prior, m);
+    return node.weight() * node.EER(t.n_class_codes(), prior, m, price);
   }
   double as_child(const decision_tree& child, const state&, double limit) const {
-    return child.prune_mep_est(t, prior, m, limit);
+    return child.prune_mep_est(t, prior, m, limit, price);
   }
   static double limit(double leaf, double subtree) { return std::min(leaf, subtree); }
   static fate decide(double leaf, double subtree, double child) {
@@ -75,26 +87,27 @@ class best_clone {
 
 }  // namespace
 
-double decision_node::EER(unsigned long nclasses, const decision_node& prior, double m) const {
-  return m_estimate({distribution_.get(), nclasses}, weight_, prior, m);
+double decision_node::EER(unsigned long nclasses, const decision_node& prior, double m,
+                          const pricing& price) const {
+  return m_estimate({distribution_.get(), nclasses}, weight_, prior, m, price);
 }
 
 double decision_tree::prune_mep(const table& t, const decision_node& prior, double m, bool graft,
-                                bool all, zel::util::run_context& run) {
-  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all), mep{{}, t, prior, m},
-                                  run);
+                                bool all, zel::util::run_context& run, const pricing& price) {
+  return pruning::prune_bottom_up(*this, t, pruning::raising_of(graft, all),
+                                  mep{{}, t, prior, m, price}, run);
 }
 
 double decision_tree::prune_mep_est(const table& t, const decision_node& prior, double m,
-                                    double limit) const {
+                                    double limit, const pricing& price) const {
   return pruning::sum_over_leaves(
       *this, t, *get_node()->father()->cases(), limit, [&](const pruning::reached& r) {
-        return r.weight * m_estimate(r.distribution, r.weight, prior, m);
+        return r.weight * m_estimate(r.distribution, r.weight, prior, m, price);
       });
 }
 
 void decision_tree::prune_mep(const table& t, const case_list& cases, bool graft, bool all,
-                              zel::util::run_context& run) {
+                              zel::util::run_context& run, const pricing& price) {
   const decision_node& prior = *get_node();
   if (graft) pruning::require_cases(prior);
   best_clone best;
@@ -105,8 +118,8 @@ void decision_tree::prune_mep(const table& t, const case_list& cases, bool graft
       own = *prior.cases();
       pruned->get_node()->set_cases(&own);
     }
-    pruned->prune_mep(t, prior, k_m[i], graft, all, run);
-    const double error = pruned->err_misc(t, cases, run);
+    pruned->prune_mep(t, prior, k_m[i], graft, all, run, price);
+    const double error = pruned->err_misc(t, cases, run, price);
     best.offer(std::move(pruned), error, i);
   });
   delete_childs();
@@ -116,8 +129,9 @@ void decision_tree::prune_mep(const table& t, const case_list& cases, bool graft
 }
 
 void pruning::prune_by_mep(decision_tree& tree, const material& with, raising how) {
-  tree.prune_mep(with.t, *with.cases, how != raising::none, how == raising::best_child, with.run);
-  tree.set_estimated_error_from_leaf_error();
+  tree.prune_mep(with.t, *with.cases, how != raising::none, how == raising::best_child, with.run,
+                 with.price);
+  tree.set_estimated_error_from_leaf_error(with.price);
 }
 
 }  // namespace orvik::impls

@@ -26,6 +26,10 @@ algorithm algorithm_of(model::pruning_strategy family) {
 
 }  // namespace
 
+bool prunes_by_costs(model::pruning_strategy strategy) {
+  return model::row_of(strategy).family != model::PEP;
+}
+
 bool needs_separate_cases(model::pruning_strategy strategy) {
   return model::row_of(strategy).separate_cases;
 }
@@ -42,10 +46,10 @@ bool needs_empty_leaves(model::pruning_strategy strategy) {
 
 void prune(decision_tree& tree, model::pruning_strategy strategy, const material& with) {
   if (strategy == model::NO_PRUNING) {
-    tree.set_estimated_error_from_leaf_error();
+    tree.set_estimated_error_from_leaf_error(with.price);
     return;
   }
-  tree.preprune(std::numeric_limits<double>::max());
+  tree.preprune(std::numeric_limits<double>::max(), with.price);
   const model::strategy_row& row = model::row_of(strategy);
   if (const algorithm prune_by = algorithm_of(row.family)) prune_by(tree, with, row.raises);
 }

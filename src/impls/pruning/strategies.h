@@ -16,8 +16,11 @@ struct material {
   double confidence;       // of error-based pruning
   const case_list* cases;  // pruning cases; null where the strategy has no use for them
   zel::util::run_context& run = zel::util::default_context();
+  pricing price{};  // of errors
 };
 
+/// Whether the strategy can do without counting errors, where these have costs.
+bool prunes_by_costs(model::pruning_strategy strategy);
 /// Whether the strategy prunes on separate cases, and whether on the training cases at the nodes.
 bool needs_separate_cases(model::pruning_strategy strategy);
 bool needs_training_cases(model::pruning_strategy strategy);

@@ -25,6 +25,7 @@ class model_writer {
       : table_(t), encoding_(encoding_of(t, model_name)), sink_(out), json_(sink_) {}
 
   void write_combination(const ensemble& trees);
+  void write_decision(const decision& how);
   void write(const dtree& model);
 
  private:
@@ -73,8 +74,9 @@ void model_writer::write_column(unsigned long i) {
   json_.EndObject();
 }
 
-/// 2 where a reader of 1 would go wrong.
+/// 2 where a reader of 1 would go wrong, 3 where one of 2 would.
 unsigned version_of(const dtree& model) {
+  if (!model.decides().is_plain()) return 3;
   const table& schema = *model.get_training_table();
   for (unsigned long a = 0; a < schema.n_attributes(); ++a) {
     if (schema.column_of(a).values()->code_of_null() != k_unknown) return 2;
@@ -181,6 +183,27 @@ void model_writer::write_combination(const ensemble& trees) {
   json_.EndArray();
 }
 
+/// Said where another class than that of the largest share may be found, or leaves have other
+/// shares than their weights.
+void model_writer::write_decision(const decision& how) {
+  const unsigned long n = table_.n_class_codes();
+  if (const cost_matrix* const costs = how.costs()) {
+    key("costs");
+    json_.StartArray();
+    for (code_t predicted = 1; predicted < n; ++predicted) {
+      json_.StartArray();
+      for (code_t actual = 1; actual < n; ++actual) json_.number(costs->cost(predicted, actual));
+      json_.EndArray();
+    }
+    json_.EndArray();
+  }
+  if (how.prior().empty()) return;
+  key("prior");
+  json_.StartArray();
+  for (code_t c = 1; c < n; ++c) json_.number(how.prior()[c]);
+  json_.EndArray();
+}
+
 void model_writer::write(const dtree& model) {
   json_.StartObject();
   key("format");
@@ -201,6 +224,7 @@ void model_writer::write(const dtree& model) {
   table_.has_weights() ? json_.Uint64(table_.weights_index()) : json_.Null();
   write_columns();
   write_combination(model.trees());
+  write_decision(model.decides());
   key("trees");
   json_.StartArray();
   for (unsigned long i = 0; i < model.n_trees(); ++i) write_tree(*model.get_tree(i));

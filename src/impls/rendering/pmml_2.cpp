@@ -3,6 +3,7 @@
 // Values are printed ones. The weights of the classes at leaves set the stream to three decimals,
 // for good; other numbers are written in the format that the stream has.
 #include <iomanip>
+#include <stdexcept>
 
 #include "impls/identity.h"
 #include "impls/model/dtree.h"
@@ -13,6 +14,9 @@
 namespace orvik::impls {
 
 namespace {
+
+constexpr char k_no_decision_together[] =
+    "PMML does not say what errors cost, nor the shares of leaves that lean on prior ones";
 
 std::string escaped(const std::string& text) { return zel::util::string_util::toXML(text); }
 
@@ -109,6 +113,7 @@ void decision_tree::toXML(const table& t, std::ostream& out) const {
 
 void dtree::toXML(std::ostream& out, const conf_matrix* test) const {
   require_trees();
+  if (!decides().is_plain() && votes()) throw std::runtime_error(k_no_decision_together);
   out << "<PMML version=\"2.0\">\n<Header copyright=\"" << k_copyright << "\">\n"
       << "<Application name=\"" << k_library_name << "\" version=\"" << k_version << "\" />\n"
       << "</Header>\n";

@@ -23,6 +23,8 @@ namespace orvik::impls {
 namespace {
 
 constexpr char k_namespace[] = "http://www.dmg.org/PMML-4_4";
+constexpr char k_no_decision[] =
+    "PMML does not say what errors cost, nor the shares of leaves that lean on prior ones";
 constexpr char k_not_xml[] = "PMML output: a name or a value has a character that XML cannot hold";
 
 bool is_noncharacter(std::string_view utf8) {  // U+FFFE and U+FFFF
@@ -239,6 +241,7 @@ void write_segments(const pmml_writer& writer, const table& t, const dtree& mode
 
 void dtree::toPMML(std::ostream& out) const {
   require_trees();
+  if (!decides().is_plain()) throw std::runtime_error(k_no_decision);
   const pmml_writer writer(*table_, name_, out);
   const zel::adt::bitmap usable = attributes_ ? *attributes_ : default_features(*table_);
   out << "<?xml version=\"1.0\" encoding=\"" << writer.encoding() << "\"?>\n"

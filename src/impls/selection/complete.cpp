@@ -167,7 +167,7 @@ class complete_search {
 /// Errors that are at most `delta` percentage points above the least.
 unsigned long acceptable_errors(const search_cases& cases, unsigned long least, double delta) {
   const double more = delta / 100 * static_cast<double>(cases.total());
-  const unsigned long most = cases.total();
+  const unsigned long most = cases.most();
   return more >= static_cast<double>(most - least)
              ? most
              : least + static_cast<unsigned long>(std::llround(more));

@@ -13,8 +13,16 @@ namespace {
 constexpr char k_proven[] = " + proven optimal";
 constexpr char k_stopped[] = " + stopped at the time limit: the best subset so far, not proven";
 
-void write_percent(std::ostream& out, const search_cases& cases, const rated_set& rated) {
-  out << 100 * cases.share(rated.errors) << "% with " << rated.set.count();
+/// "E%", or what errors cost.
+std::string search_figure(const setting& s, const search_cases& cases, unsigned long errors) {
+  std::ostringstream out;
+  s.has_costs() ? out << cases.share(errors) << " a case" : out << 100 * cases.share(errors) << '%';
+  return out.str();
+}
+
+void write_percent(std::ostream& out, const setting& s, const search_cases& cases,
+                   const rated_set& rated) {
+  out << search_figure(s, cases, rated.errors) << " with " << rated.set.count();
 }
 
 feature_search summed_up(feature_search done, const search_cases& cases, const rated_set& best,
@@ -28,10 +36,11 @@ feature_search summed_up(feature_search done, const search_cases& cases, const r
 /// The lines that all searches have.
 void write_search(std::ostream& out, const char* name, const setting& s, const search_cases& cases,
                   const rated_set& best, const rated_set& start) {
-  out << " + " << name << " on " << s.growing.size() << " growing cases\n + search error: ";
-  write_percent(out, cases, best);
+  out << " + " << name << " on " << s.growing.size() << " growing cases\n + search "
+      << (s.has_costs() ? "cost: " : "error: ");
+  write_percent(out, s, cases, best);
   out << " of " << s.usable.count() << " attributes, from ";
-  write_percent(out, cases, start);
+  write_percent(out, s, cases, start);
 }
 
 void write_work(std::ostream& out, const setting& s, const feature_search& done) {
@@ -56,7 +65,8 @@ found_attributes result_of(const char* name, const setting& s, const complete_re
   std::ostringstream out;
   const search_cases cases(s);
   write_search(out, name, s, cases, found.best, found.start);
-  out << "\n + least search error: " << 100 * cases.share(found.least_errors) << '%';
+  out << "\n + least search " << (s.has_costs() ? "cost: " : "error: ")
+      << search_figure(s, cases, found.least_errors);
   write_work(out, s, found.done);
   if (found.done.trees_distinct > 0) out << "\n + distinct trees: " << found.done.trees_distinct;
   out << '\n' << (found.proven ? k_proven : k_stopped);

@@ -175,10 +175,8 @@ void search_tree::route(search_node& node, const node_split& split) const {
 void search_tree::settle(search_node& node, unsigned long levels) const {
   assert(std::ranges::is_sorted(node.whole));
   node.levels = levels;
-  const class_t predicted = node.stats.get_leaf_class();
-  for (const unsigned long at : node.whole) {
-    if (cases_.class_of(at) != predicted) node.leaf_errors += cases_.units(at);
-  }
+  const class_t predicted = node.stats.priced_class(s_.price);
+  for (const unsigned long at : node.whole) node.leaf_errors += cases_.units(at, predicted);
   node.parts.shrink_to_fit();
   if (levels > 0 && !node.stats.stays_leaf(s_.min_weight)) {
     for (const unsigned long a : usable_) {

@@ -14,23 +14,31 @@ constexpr double k_longest_limit = 1e9;  // seconds; more would not fit the cloc
 
 }  // namespace
 
-search_cases::search_cases(const setting& s) {
+search_cases::search_cases(const setting& s) : costs_(s.price.costs()) {
   const unsigned long n = s.searching.size();
   rows_.reserve(n);
   classes_.reserve(n);
   units_.reserve(n);
   double sum = 0;
-  for (const auto& each : s.searching) sum += each.second;
+  const double dearest = costs_ == nullptr ? 1.0 : std::max(1.0, costs_->dearest());
+  for (const auto& each : s.searching) sum += each.second * dearest;
   // Weights of any size are finite, their sum need not be.
   const double bounded = std::min(sum, std::numeric_limits<double>::max());
   const int spare = std::isfinite(sum) ? 0 : static_cast<int>(std::bit_width(n));
-  const int scale = sum > 0 ? k_unit_bits - 1 - std::ilogb(bounded) - spare : 0;
+  scale_ = sum > 0 ? k_unit_bits - 1 - std::ilogb(bounded) - spare : 0;
   for (const auto& [row, weight] : s.searching) {
     rows_.push_back(row);
     classes_.push_back(static_cast<class_t>(s.t.class_column().get_row_index(row)));
-    units_.push_back(static_cast<unsigned long>(std::llround(std::ldexp(weight, scale))));
+    units_.push_back(static_cast<unsigned long>(std::llround(std::ldexp(weight, scale_))));
     total_ += units_.back();
+    if (costs_ != nullptr) weights_.push_back(weight);
   }
+  most_ = costs_ == nullptr ? total_ : 1UL << (k_unit_bits + 1);
+}
+
+unsigned long search_cases::priced_units(unsigned long at, code_t predicted) const {
+  const double price = weights_[at] * costs_->cost(predicted, classes_[at]);
+  return static_cast<unsigned long>(std::llround(std::ldexp(price, scale_)));
 }
 
 deadline::deadline(double seconds) : limited_(seconds > 0) {

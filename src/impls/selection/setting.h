@@ -4,6 +4,7 @@
 
 #include <chrono>
 
+#include "impls/decision/pricing.h"
 #include "impls/selection/attribute_set.h"
 #include "impls/tables/table.h"
 #include "orvik/enums.h"
@@ -26,9 +27,13 @@ struct setting {
   bool preprune;
   attribute_set usable;  // the attributes to choose from
   const zel::util::run_context& run = zel::util::default_context();
+  pricing price{};        // of errors
+  double mean_price = 1;  // of an error at the root of the trees
+
+  bool has_costs() const { return price.costs() != nullptr; }
 };
 
-/// The search cases, column by column.
+/// The search cases, column by column. They must not outlive the setting.
 ///
 /// Weights count in whole units of 2^k, k such that all of them have at most 2^52: sums of errors
 /// are then the same in every order, and equal errors are equal.
@@ -39,19 +44,30 @@ class search_cases {
   unsigned long size() const { return rows_.size(); }
   row_t row(unsigned long at) const { return rows_[at]; }
   class_t class_of(unsigned long at) const { return classes_[at]; }
-  unsigned long units(unsigned long at) const { return units_[at]; }
-  /// Units of all cases.
+  /// What the case adds to the errors, or the cost, where a class is predicted.
+  unsigned long units(unsigned long at, code_t predicted) const {
+    if (costs_ != nullptr) return priced_units(at, predicted);
+    return classes_[at] == predicted ? 0 : units_[at];
+  }
+  /// Units of all cases; where errors have costs those of a cost of 1 each.
   unsigned long total() const { return total_; }
+  /// The most units that errors can add up to.
+  unsigned long most() const { return most_; }
   /// The share of all cases; 0 where they weigh nothing.
   double share(unsigned long units) const {
     return total_ == 0 ? 0.0 : static_cast<double>(units) / static_cast<double>(total_);
   }
 
  private:
+  unsigned long priced_units(unsigned long at, code_t predicted) const;
+
+  const cost_matrix* costs_;
+  int scale_ = 0;
+  std::vector<double> weights_;  // where errors have costs
   std::vector<row_t> rows_;
   std::vector<class_t> classes_;
   std::vector<unsigned long> units_;
-  unsigned long total_ = 0;
+  unsigned long total_ = 0, most_ = 0;
 };
 
 /// When a search must stop.

@@ -33,7 +33,7 @@ subset_tree::subset_tree(const search_node& root, const attribute_set& subset, c
 void subset_tree::preprune() {
   std::vector<double> errors(places_.size());
   for (std::size_t i = places_.size(); i-- > 0;) {
-    const double leaf_error = places_[i].node->stats.get_estimated_error_if_leaf();
+    const double leaf_error = places_[i].node->stats.price_if_leaf(s_.price) / s_.mean_price;
     errors[i] = leaf_error;
     if (places_[i].choice == nullptr) continue;
     double sum = 0;
@@ -106,10 +106,8 @@ unsigned long subset_tree::errors_of_parts(const search_cases& cases, unsigned l
 
   unsigned long errors = 0;
   for (std::size_t slot = 0; slot < parted.size(); ++slot) {
-    const distribution sum(std::span<const double>(&sums[slot * n_codes], n_codes));
-    if (sum.decide() != cases.class_of(parted[slot])) {
-      errors += cases.units(parted[slot]);
-    }
+    const std::span<const double> sum(&sums[slot * n_codes], n_codes);
+    errors += cases.units(parted[slot], s_.price.class_of(sum, distribution(sum).decide()));
   }
   return errors;
 }

@@ -167,6 +167,13 @@ double decision_node::get_estimated_error_if_leaf() const {
   return weight_ - distribution_[leaf_class_];
 }
 
+class_t decision_node::priced_class(const pricing& price) const {
+  const decision_node* const from = weight_ > 0 ? this : father_;
+  if (price.costs() == nullptr || from == nullptr) return get_leaf_class();
+  return static_cast<class_t>(
+      price.class_of({from->distribution_.get(), price.n_codes()}, from->leaf_class_));
+}
+
 class_t decision_node::get_leaf_class() const {
   if (weight_ > 0) return leaf_class_;
   return father_ == nullptr ? class_t{0} : father_->leaf_class_;
@@ -190,10 +197,15 @@ void decision_node::add_shares(double amount, std::span<double> by_code) const {
   }
 }
 
-void decision_node::add_known_shares(double amount, std::span<double> by_code) const {
+void decision_node::add_known_shares(double amount, std::span<double> by_code,
+                                     prior_shares prior) const {
   const decision_node* node = this;
   while (!(node->weight_ > 0) && node->father_ != nullptr) node = node->father_;
-  node->add_shares(amount, by_code);
+  if (prior.empty() || !(node->weight_ > 0)) return node->add_shares(amount, by_code);
+  for (code_t c = 0; c < by_code.size(); ++c) {
+    by_code[c] += part_of(amount, node->distribution_[c], node->weight_ + 1);
+  }
+  add_prior(amount, node->weight_, prior, by_code);
 }
 
 unsigned long decision_node::get_no_of_splits(const table& t) const {

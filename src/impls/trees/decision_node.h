@@ -13,6 +13,8 @@
 #include <span>
 #include <vector>
 
+#include "impls/decision/decision.h"
+#include "impls/decision/pricing.h"
 #include "impls/tables/table.h"
 #include "impls/trees/candidate.h"
 #include "impls/trees/routing.h"
@@ -79,6 +81,14 @@ class decision_node : private zel::util::nocopy {
 
   void set_as_leaf();
   double get_estimated_error_if_leaf() const;
+  /// The same at the price of its errors.
+  double price_if_leaf(const pricing& price) const {
+    return price.of_leaf({distribution_.get(), price.n_codes()}, weight_, leaf_class_);
+  }
+  /// get_leaf_class() at that price.
+  class_t priced_class(const pricing& price) const;
+  /// Its class from now on, if some weight came here.
+  void set_leaf_class(code_t c) { leaf_class_ = static_cast<class_t>(c); }
   /// The majority class, of the father where no weight came here, 0 at an empty root.
   class_t get_leaf_class() const;
   /// Share of the majority class; 1.0 at an empty node.
@@ -87,10 +97,13 @@ class decision_node : private zel::util::nocopy {
   /// its class where no weight came.
   void add_shares(double amount, std::span<double> by_code) const;
   /// The same, but where no weight came in the shares of the nearest node above that has some.
-  void add_known_shares(double amount, std::span<double> by_code) const;
+  /// With a prior they lean on it.
+  void add_known_shares(double amount, std::span<double> by_code, prior_shares prior = {}) const;
   /// Least m-estimate of the error rate over the class codes 1 .. nclasses - 1 (none: the largest
-  /// double); `prior` has the class distribution that the estimate leans on.
-  double EER(unsigned long nclasses, const decision_node& prior, double m) const;
+  /// double), or the least such cost; `prior` has the class distribution that the estimate leans
+  /// on.
+  double EER(unsigned long nclasses, const decision_node& prior, double m,
+             const pricing& price = {}) const;
   /// Weight of the given cases whose class is not this node's.
   double get_leaf_error(const column& class_column, const case_list& cases) const;
 

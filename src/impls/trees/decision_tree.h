@@ -86,8 +86,8 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   void add_row_shares(const table& t, row_t row, double amount, std::span<double> by_code) const;
   /// The same with what is likely where no training case came: the shares of the nearest node above
   /// that has cases, instead of all for its class.
-  void add_probabilities(const std::vector<code_t>& codes, double weight,
-                         std::vector<double>& shares) const;
+  void add_probabilities(const std::vector<code_t>& codes, double weight, std::span<double> shares,
+                         prior_shares prior = {}) const;
   /// Classifies a row of the table that the tree was grown on, or of one with its codes.
   double predict_row(const table& t, row_t row, prediction& result, double weight) const;
   /// The same for a weight of 1; sets in `asked` the attributes whose values were looked at.
@@ -100,8 +100,10 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   /// @return the sum of depth x weight over the cases. Uses the workers.
   double predict_cm(const table& t, const case_list& cases, double weight, conf_matrix& matrix,
                     zel::util::run_context& run = zel::util::default_context()) const;
+  /// The share of the cases that it gets wrong; at a price the mean price of the cases.
   double err_misc(const table& t, const case_list& cases,
-                  zel::util::run_context& run = zel::util::default_context()) const;
+                  zel::util::run_context& run = zel::util::default_context(),
+                  const pricing& price = {}) const;
 
   // ---- pruning
 
@@ -111,7 +113,8 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   static double add_errs(double cf, double coeff, double n, double e);
   /// Collapses, bottom-up, split nodes whose subtree makes no fewer training errors than a leaf
   /// there and whose leaf error is at most `bound`. Stores errors in all nodes; returns them.
-  double preprune(double bound);
+  /// Every figure of errors is at its price.
+  double preprune(double bound, const pricing& price = {});
   // Each strategy has an operation that prunes a subtree, with `graft` also by raising its
   // largest child, with `all` whichever child is best; and an estimate: the errors of a child,
   // put in the place of its active father, on the father's cases; infinity will do for more than
@@ -120,10 +123,13 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
 
   /// Error-based pruning (Quinlan 1993). @return the estimated errors, also stored in the nodes.
   double prune_dt(const table& t, double cf, double coeff,
-                  zel::util::run_context& run = zel::util::default_context());
+                  zel::util::run_context& run = zel::util::default_context(),
+                  const pricing& price = {});
   double prune_ebp(const table& t, double cf, double coeff, bool graft, bool all,
-                   zel::util::run_context& run = zel::util::default_context());
-  double prune_ebp_est(const table& t, double cf, double coeff, double limit) const;
+                   zel::util::run_context& run = zel::util::default_context(),
+                   const pricing& price = {});
+  double prune_ebp_est(const table& t, double cf, double coeff, double limit,
+                       const pricing& price = {}) const;
   /// Pessimistic pruning (Quinlan 1987). Stored errors must be training errors, and `leaves`
   /// those of set_nleaves().
   void prune_pep(const table& t, std::unordered_map<const decision_tree*, unsigned long>& leaves,
@@ -133,21 +139,26 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   unsigned long set_nleaves(std::unordered_map<const decision_tree*, unsigned long>& leaves) const;
   /// Reduced-error pruning (Quinlan 1987) on the pruning cases. @return the errors on them.
   double prune_rep(const table& t, const case_list& cases, bool graft, bool all,
-                   zel::util::run_context& run = zel::util::default_context());
-  double prune_rep_est(const table& t, const case_list& cases, double limit) const;
+                   zel::util::run_context& run = zel::util::default_context(),
+                   const pricing& price = {});
+  double prune_rep_est(const table& t, const case_list& cases, double limit,
+                       const pricing& price = {}) const;
   /// Minimum-error pruning (Cestnik and Bratko 1991) with the m of the fewest errors on the
   /// pruning cases. Uses the workers.
   void prune_mep(const table& t, const case_list& cases, bool graft, bool all,
-                 zel::util::run_context& run = zel::util::default_context());
+                 zel::util::run_context& run = zel::util::default_context(),
+                 const pricing& price = {});
   /// The same with one m. `prior` has the class distribution that estimates lean on.
   double prune_mep(const table& t, const decision_node& prior, double m, bool graft, bool all,
-                   zel::util::run_context& run = zel::util::default_context());
-  double prune_mep_est(const table& t, const decision_node& prior, double m, double limit) const;
+                   zel::util::run_context& run = zel::util::default_context(),
+                   const pricing& price = {});
+  double prune_mep_est(const table& t, const decision_node& prior, double m, double limit,
+                       const pricing& price = {}) const;
 
   /// Stores the error-based estimates of leaves and their sums above. @return the root's.
-  double set_estimated_error_ebp(double cf, double coeff);
+  double set_estimated_error_ebp(double cf, double coeff, const pricing& price = {});
   /// Stores leaf errors at leaves and their sums above. @return the root's.
-  double set_estimated_error_from_leaf_error();
+  double set_estimated_error_from_leaf_error(const pricing& price = {});
 
   // ---- rendering
 

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "impls/tables/column.h"
+#include "impls/trees/routing.h"
 #include "zel/util/number_util.h"
 
 namespace orvik::impls {
@@ -33,6 +34,12 @@ class distribution {
 
 template <class Range>
 explicit distribution(const Range&) -> distribution<std::ranges::range_value_t<Range>>;
+
+/// Adds what `amount` of a case has of the prior shares at a leaf of some weight.
+inline void add_prior(double amount, double weight, std::span<const double> prior,
+                      std::span<double> by_code) {
+  for (code_t c = 0; c < prior.size(); ++c) by_code[c] += part_of(amount, prior[c], weight + 1);
+}
 
 /// Sums up the weights of cases by class code, from 0, in their order.
 inline void sum_by_class(const column& class_column, std::span<const case_list::value_type> cases,

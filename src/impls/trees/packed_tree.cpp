@@ -112,10 +112,19 @@ void packed_tree::node::add_shares(double amount, std::span<double> by_code) con
   by_code[get_leaf_class()] += amount;
 }
 
-void packed_tree::node::add_known_shares(double amount, std::span<double> by_code) const {
-  const bool here = weight() > 0 || weighted_ == nullptr;
-  here ? add_shares(amount, by_code)
-       : node(weighted_, nullptr, nullptr).add_shares(amount, by_code);
+packed_tree::node packed_tree::node::nearest_known() const {
+  return weight() > 0 || weighted_ == nullptr ? *this : node(weighted_, nullptr, nullptr);
+}
+
+void packed_tree::node::add_known_shares(double amount, std::span<double> by_code,
+                                         prior_shares prior) const {
+  const node from = nearest_known();
+  const double weight = from.weight();
+  if (prior.empty() || !(weight > 0)) return from.add_shares(amount, by_code);
+  from.for_each_weight(by_code.size(), [&](code_t code, double of_class) {
+    by_code[code] += part_of(amount, of_class, weight + 1);
+  });
+  add_prior(amount, weight, prior, by_code);
 }
 
 /// Writes all bytes backwards, the last subtree and the last figure of a node first, so that all
@@ -354,6 +363,18 @@ packed_tree::packed_tree(const table& t, const decision_tree& tree)
 packed_tree::packed_tree(const table& t, decision_tree& tree, maker& by)
     : n_class_codes_(t.n_class_codes()) {
   packer<decision_tree>(*this, &by).pack(tree);
+}
+
+packed_tree::packed_tree(const table& t, zel::inpout::ibinstream& in)
+    : n_class_codes_(t.n_class_codes()) {
+  unsigned long n_bytes = 0;
+  in >> size_ >> leaves_ >> depth_ >> epl_ >> n_bytes;
+  bytes_ = in.read_array<byte>(n_bytes);
+}
+
+void packed_tree::write(zel::inpout::obinstream& out) const {
+  out << size_ << leaves_ << depth_ << epl_ << bytes_.size();
+  out.write_array(std::span<const byte>(bytes_));
 }
 
 /// Makes the nodes from the root down, and then, upwards, what is summed up.

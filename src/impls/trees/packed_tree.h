@@ -28,6 +28,7 @@
 
 #include "impls/trees/decision_tree.h"
 #include "zel/adt/bitmap.h"
+#include "zel/inpout/binstream.h"
 
 namespace orvik::impls {
 
@@ -43,6 +44,11 @@ class packed_tree {
   /// The same of a tree that is made meanwhile: what is packed is destroyed, so that of the tree
   /// there is at any time no more than a path and what branches off it.
   packed_tree(const table& t, decision_tree& tree, maker& by);
+
+  /// What write() wrote, of a tree on a table of these classes: bytes of this process or of one
+  /// that it trusts, as they are not checked.
+  packed_tree(const table& t, zel::inpout::ibinstream& in);
+  void write(zel::inpout::obinstream& out) const;
 
   /// What was packed, with the leaves that no case came to or without them.
   std::unique_ptr<decision_tree> unpack(bool complete) const;
@@ -64,8 +70,8 @@ class packed_tree {
                      double weight) const;
   void add_shares(const std::vector<code_t>& codes, double amount, std::span<double> by_code) const;
   void add_row_shares(const table& t, row_t row, double amount, std::span<double> by_code) const;
-  void add_probabilities(const std::vector<code_t>& codes, double weight,
-                         std::vector<double>& shares) const;
+  void add_probabilities(const std::vector<code_t>& codes, double weight, std::span<double> shares,
+                         prior_shares prior = {}) const;
 
  private:
   using byte = unsigned char;
@@ -106,7 +112,7 @@ class packed_tree::node {
   class_t get_leaf_class() const;
   double get_leaf_classfreq() const;
   void add_shares(double amount, std::span<double> by_code) const;
-  void add_known_shares(double amount, std::span<double> by_code) const;
+  void add_known_shares(double amount, std::span<double> by_code, prior_shares prior = {}) const;
   /// Calls f(code, weight) for the classes of some weight; of a leaf.
   template <class F>
   void for_each_weight(unsigned long, const F& f) const {
@@ -114,6 +120,13 @@ class packed_tree::node {
     read_weights(statistics(), [&](code_t code, double weight) {
       if (weight != 0) f(code, weight);
     });
+  }
+  /// The same of the nearest node from here up to which some cases came. @return its weight.
+  template <class F>
+  double for_each_known_weight(unsigned long n, const F& f) const {
+    const node from = nearest_known();
+    from.for_each_weight(n, f);
+    return from.weight();
   }
 
  private:
@@ -145,6 +158,7 @@ class packed_tree::node {
   };
 
   node(const byte* at, const byte* father, const byte* weighted);
+  node nearest_known() const;
   figures statistics() const;
   template <class F>
   const byte* read_weights(const figures& of, const F& f) const;

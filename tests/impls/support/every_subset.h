@@ -93,7 +93,7 @@ inline unsigned long errors_of(const decision_tree& tree, const selection::setti
   for (unsigned long at = 0; at < cases.size(); ++at) {
     decision_tree::prediction result;
     tree.predict_row(s.t, cases.row(at), result, 1.0);
-    if (result.first != cases.class_of(at)) errors += cases.units(at);
+    errors += cases.units(at, result.first);
   }
   return errors;
 }

@@ -12,8 +12,24 @@ function argmax(values) {
   return best;
 }
 
+/** The known class of the least expected cost, the first of equals but for their rounding. */
+function cheapest(shares, costs) {
+  const n = shares.length;
+  const sums = new Float64Array(n - 1);
+  for (let actual = 1; actual < n; ++actual) {
+    for (let p = 1; p < n; ++p) sums[p - 1] += shares[actual] * costs[actual * n + p];
+  }
+  const least = sums.reduce((a, b) => Math.min(a, b), Infinity);
+  return shares.some((share, code) => code > 0 && share > 0)
+    ? 1 + sums.findIndex((sum) => sum <= least * (1 + 1e-9)) : 0;
+}
+
+/** What the model answers for the shares of the classes. */
+const decide = (model, shares) =>
+  model.costs ? cheapest(shares, model.costs) : argmax(shares);
+
 /** The branch of a value that is known. */
-function branchOf(tree, node, value) {
+export function branchOf(tree, node, value) {
   const cut = tree.cut[node];
   if (cut < -1) return value === -2 - cut ? 0 : 1;
   if (cut < 0) return value;
@@ -32,11 +48,13 @@ function descend(tree, node, values, share, visit) {
   return node;
 }
 
-function addLeaf(tree, leaf, share, sums) {
+function addLeaf(tree, leaf, share, sums, prior) {
   if (tree.weight[leaf] > 0) {
+    const whole = tree.weight[leaf] + (prior ? 1 : 0);
     for (let at = tree.start[leaf]; at < tree.start[leaf + 1]; ++at) {
-      sums[tree.codes[at]] += share * tree.shares[at] / tree.weight[leaf];
+      sums[tree.codes[at]] += share * tree.shares[at] / whole;
     }
+    prior?.forEach((p, code) => { sums[code] += share * p / whole; });
     if (Number.isNaN(share)) sums.fill(NaN);  // from a branch that no weight came down
   } else {
     sums[tree.classOf[leaf]] += share;
@@ -61,11 +79,11 @@ function spread(tree, start, values, visit, add, amount = 1) {
 }
 
 /** Adds what is likely of a case: where no training case came, by the nearest node above. */
-export function shareOut(tree, values, sums) {
+export function shareOut(tree, values, sums, amount = 1) {
   spread(tree, 0, values, () => {}, (leaf, share) => {
     while (!tree.hasCases(leaf) && tree.parent[leaf] >= 0) leaf = tree.parent[leaf];
-    addLeaf(tree, leaf, share, sums);
-  });
+    addLeaf(tree, leaf, share, sums, tree.model.prior);
+  }, amount);
 }
 
 /**
@@ -90,20 +108,29 @@ export function classify(tree, values) {
 
 /** Classifies by the model: by its tree, or by what its trees say where there are several. */
 export function predict(model, values) {
-  if (model.tree_count === 1) return classify(model.tree(0), values);
+  if (model.tree_count === 1) {
+    const found = classify(model.tree(0), values);
+    if (!model.costs && !model.prior) return found;
+    const sums = new Float64Array(model.classNames.length);
+    shareOut(model.tree(0), values, sums);
+    const code = decide(model, sums);
+    return { ...found, code, confidence: sums[code], ...(found.sums && { sums }) };
+  }
   const votes = new Float64Array(model.classNames.length);
   let all = 0;
   for (let i = 0; i < model.shownTrees; ++i) {
     const tree = model.tree(i);
     const own = model.votes[i];
-    if (model.averages) {
+    if (model.averages && model.prior) {
+      shareOut(tree, values, votes, own);
+    } else if (model.averages) {
       spread(tree, 0, values, () => {}, (leaf, share) => addLeaf(tree, leaf, share, votes), own);
     } else {
       votes[classify(tree, values).code] += own;
     }
     all += own;
   }
-  const code = argmax(votes);
+  const code = decide(model, votes);
   return { code, confidence: votes[code] / all, votes };
 }
 

@@ -1,0 +1,103 @@
+#!/usr/bin/env python3
+"""Runs orvmpi on several processes and compares what it writes with what orvcmd writes.
+
+Usage: check_mpi.py MPIRUN ORVCMD ORVMPI NAMES DATA [PROCESSES...]
+
+Models are compared without the seconds that they took. Then a process is killed in the middle of a
+run, and one of two has no table: the older model must stay whole, and the line must say whose fault
+it was.
+"""
+import os
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+OPTIONS = (["-rf", "9"], ["-fo", "7", "-c", "0.1"], ["-ba", "5", "-rep", "-cv", "1", "3"], ["-bo", "4"], ["-npp", "-cv", "2", "4"])
+FILES = (("-t", "text"), ("-json", "json"), ("-tb", "model"))
+ENVIRONMENT = dict(os.environ, OMPI_ALLOW_RUN_AS_ROOT="1", OMPI_ALLOW_RUN_AS_ROOT_CONFIRM="1",
+                   OMPI_MCA_rmaps_base_oversubscribe="1")
+
+
+def run(command):
+    return subprocess.run(command, env=ENVIRONMENT, capture_output=True, check=False, text=True)
+
+
+def without_times(orvcmd, model, folder):
+    """The model as its JSON: the binary form holds the seconds of its making."""
+    json = os.path.join(folder, "loaded.json")
+    done = run([orvcmd, "-bt", model, "-json", json])
+    if done.returncode:
+        raise SystemExit(f"{model}: {done.stdout}")
+    with open(json, "rb") as text:
+        return text.read()
+
+
+def outputs(orvcmd, program, settings, folder):
+    places = [os.path.join(folder, name) for _, name in FILES]
+    done = run(program + settings + [word for (option, _), place in zip(FILES, places) for word in (option, place)])
+    if done.returncode:
+        raise SystemExit(f"{program} {settings}: {done.stdout}{done.stderr}")
+    found = [[line for line in done.stdout.split("\n") if re.match(r" \+ (err|sz|depth|nf|oob):", line)]]
+    for place in places[:-1]:
+        with open(place, "rb") as text:
+            found.append(text.read())
+    return found + [without_times(orvcmd, places[-1], folder)]
+
+
+def check_same(mpirun, orvcmd, orvmpi, table, processes, folder):
+    for options in OPTIONS:
+        settings = table + options + ["-seed", "5", "-tt", "2"]
+        wanted = outputs(orvcmd, [orvcmd], settings, folder)
+        for n in processes:
+            own = outputs(orvcmd, [mpirun, "-n", n, orvmpi], settings, folder)
+            for name, one, other in zip(("log",) + tuple(name for _, name in FILES), wanted, own):
+                if one != other:
+                    raise SystemExit(f"{options} on {n} processes: another {name}")
+
+
+def children_of(pid):
+    with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as listed:
+        return [int(each) for each in listed.read().split()]
+
+
+def check_killed(mpirun, orvmpi, table, folder):
+    model = os.path.join(folder, "old")
+    with open(model, "w", encoding="ascii") as old:
+        old.write("old")
+    job = subprocess.Popen([mpirun, "-n", "2", orvmpi] + table + ["-rf", "1000000", "-tb", model],
+                           env=ENVIRONMENT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    deadline = time.monotonic() + 20
+    while len(children_of(job.pid)) < 2 and time.monotonic() < deadline:
+        time.sleep(0.05)
+    time.sleep(0.5)
+    os.kill(children_of(job.pid)[-1], signal.SIGKILL)
+    said = job.communicate(timeout=20)[0]
+    with open(model, encoding="ascii") as kept:
+        if job.returncode == 0 or kept.read() != "old" or "rank" not in said:
+            raise SystemExit(f"killed: status {job.returncode}, {said}")
+    left = [name for name in os.listdir(folder) if "unfinished" in name]
+    if left:
+        raise SystemExit(f"killed: left {left}")
+
+
+def check_lone_error(mpirun, orvmpi, table):
+    done = run([mpirun, "-n", "1", orvmpi] + table + ["-rf", "9", ":", "-n", "1", orvmpi, "-f", "/nowhere/t"])
+    last = done.stdout.strip().rsplit("\n", 1)[-1]
+    if done.returncode != 255 or last != "process 1: File: /nowhere/t.names not found or inaccessible":
+        raise SystemExit(f"one without a table: status {done.returncode}, {done.stdout}")
+
+
+def main(mpirun, orvcmd, orvmpi, names, data, *processes):
+    table = ["-fm", names, "-fd", data]
+    with tempfile.TemporaryDirectory() as folder:
+        check_same(mpirun, orvcmd, orvmpi, table, processes or ("1", "3"), folder)
+        check_killed(mpirun, orvmpi, table, folder)
+    check_lone_error(mpirun, orvmpi, table)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
