@@ -304,7 +304,8 @@ void dtree::set_appendix(const std::string& bytes) { impl_->set_appendix(bytes);
 std::string dtree::get_appendix() const { return impl_->appendix(); }
 
 void dtree::toBinary(const std::string& file) const {
-  write_binary(file, [this](zel::inpout::obinstream& out) { out << true << *impl_; });
+  write_binary(file, impl_->run().n_workers,
+               [this](zel::inpout::obinstream& out) { out << true << *impl_; });
 }
 
 dtree* dtree::fromBinary(const std::string& file) {

@@ -276,6 +276,7 @@ class dtree : private zel::util::nocopy {
   std::unique_ptr<decision_tree> grow_tree(const growing_plan& plan, case_list cases,
                                            unsigned long seed) const;
   void grow_side_by_side(const growing_plan& plan, const case_list* prune_cases);
+  bool is_packed_as_it_grows() const;
   void boost(const growing_plan& plan, const case_list* prune_cases);
   zel::util::rand_gen attribute_draws(unsigned long seed) const;
   case_draws draws_on(const table& t) const { return {parameters_.draws, t, cases_}; }

@@ -18,6 +18,7 @@
 
 #include "impls/model/dtree.h"
 #include "zel/inpout/binstream.h"
+#include "zel/inpout/iomem.h"
 #include "zel/util/run_context.h"
 
 namespace orvik::impls {
@@ -109,6 +110,29 @@ std::string read_appendix(ibinstream& in) {
   return bytes;
 }
 
+/// Writes trees in their order, as many at a time as there are threads to put them into bytes.
+/// write_tree(out, i) writes one of n.
+template <class WriteTree>
+void write_side_by_side(obinstream& out, const zel::util::run_context& run, unsigned long n,
+                        const WriteTree& write_tree) {
+  constexpr unsigned long k_first_room = 1UL << 16;
+  std::vector<zel::inpout::iomem> bytes(std::min(run.n_slots(), n));
+  for (unsigned long first = 0; first < n; first += bytes.size()) {
+    const unsigned long some = std::min<unsigned long>(bytes.size(), n - first);
+    run.with_workers([&] {
+      run.for_each_index(some, [&](unsigned long i) {
+        bytes[i].open(k_first_room);
+        obinstream own(&bytes[i], /*owns=*/false);
+        write_tree(own, first + i);
+      });
+    });
+    for (unsigned long i = 0; i < some; ++i) {
+      out.write_array(std::span<const char>(bytes[i].bytes()));
+      bytes[i].close();
+    }
+  }
+}
+
 /// Whether the matrix has the classes of the table, under their names.
 bool fits(const conf_matrix& matrix, const table& t) {
   if (matrix.size() != t.n_class_codes()) return false;
@@ -195,9 +219,14 @@ void dtree::bin_out(obinstream& out) const {
       << trees_.n_trees() << parameters_.conf_level << parameters_.min_obj
       << static_cast<unsigned int>(parameters_.pruning)
       << static_cast<unsigned int>(parameters_.split) << table_.get();
-  for (unsigned long i = 0; i < trees_.n_trees(); ++i) {
-    if (!first) out << trees_.votes(i);
-    trees_.tree(i, /*complete=*/false)->bin_out(out, table_.get());
+  const auto write_tree = [&](obinstream& to, unsigned long i) {
+    if (!first) to << trees_.votes(i);
+    trees_.tree(i, /*complete=*/false)->bin_out(to, table_.get());
+  };
+  if (run_->n_workers > 1 && trees_.n_trees() > 1) {
+    write_side_by_side(out, *run_, trees_.n_trees(), write_tree);
+  } else {
+    for (unsigned long i = 0; i < trees_.n_trees(); ++i) write_tree(out, i);
   }
   if (!appendix_.empty()) write_appendix(out, appendix_);
 }
