@@ -282,12 +282,8 @@ std::unique_ptr<column> data_loader::finish_column(unsigned long i) {
                       empty.values()->kept_codes(w)});
   }
 
-  std::string error;
-  std::unique_ptr<column> full(
-      column::NEW_COLUMN(empty.values(), empty.name(), empty.get_type(), error));
-  if (!full) throw std::runtime_error(error);
-  static_cast<void>(empty.release_values().release());  // the new column has it now
-  if (full->codes().bits == 0) return full;             // stores nothing
+  std::unique_ptr<column> full = empty.refitted();
+  if (full->codes().bits == 0) return full;  // stores nothing
 
   full->reserve(rows_);
   for (const source& s : sources_) {

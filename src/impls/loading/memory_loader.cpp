@@ -25,12 +25,8 @@ const char* name_of(model::column_role role) {
 std::unique_ptr<column> filled(column& empty, const cell_array& cells, const cell_rows& rows) {
   std::vector<std::uint32_t> codes;
   empty.values()->load_cells(cells, rows, codes);
-  std::string error;
-  std::unique_ptr<column> full(
-      column::NEW_COLUMN(empty.values(), empty.name(), empty.get_type(), error));
-  if (!full) throw std::runtime_error(error);
-  static_cast<void>(empty.release_values().release());  // the new column has it now
-  if (full->codes().bits == 0) return full;             // stores nothing
+  std::unique_ptr<column> full = empty.refitted();
+  if (full->codes().bits == 0) return full;  // stores nothing
   full->reserve(rows.size());
   append_codes(
       codes.size(), [&codes](std::size_t i) { return code_t{codes[i]}; }, *full);

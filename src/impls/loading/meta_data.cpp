@@ -21,11 +21,7 @@ std::unique_ptr<column> make_column(const std::string& name, std::string type,
   if (weights) type = "double";  // whatever the line says
   std::unique_ptr<o_set> values(o_set::NEW_O_SET(type, column::admits_null(role), missing_value));
   if (weights) values->forbid_negative();
-  std::string error;
-  std::unique_ptr<column> made(column::NEW_COLUMN(values.get(), name, role, error));
-  if (!made) throw std::runtime_error(error);
-  static_cast<void>(values.release());  // the column has it now
-  return made;
+  return column::over(std::move(values), name, role);
 }
 
 void table::load_meta_data(zel::inpout::stream* in, const std::string& missing_value) {

@@ -421,16 +421,6 @@ std::vector<code_t> codes_of_ranks(const open_column& c, o_set& values,
   return codes;
 }
 
-/// A column over the value set of an empty one.
-std::unique_ptr<column> over_values_of(column& empty) {
-  std::string error;
-  std::unique_ptr<column> full(
-      column::NEW_COLUMN(empty.values(), empty.name(), empty.get_type(), error));
-  if (!full) throw std::runtime_error(error);
-  static_cast<void>(empty.release_values().release());  // the new column has it now
-  return full;
-}
-
 }  // namespace
 
 std::unique_ptr<column> open_table::finish(unsigned long i, column& empty, const cell_writer& write,
@@ -439,7 +429,7 @@ std::unique_ptr<column> open_table::finish(unsigned long i, column& empty, const
   o_set& values = *empty.values();
   if (values.type() == "null") {
     values.set_has_null(true);
-    return over_values_of(empty);
+    return empty.refitted();
   }
   const row_flags used = used_by(i, rows);
   std::vector<code_t> of_text, of_rank;
@@ -452,7 +442,7 @@ std::unique_ptr<column> open_table::finish(unsigned long i, column& empty, const
   }
   final_column finals(c, of_text);
   if (!rows.empty()) finals.of_rank.swap(of_rank);
-  std::unique_ptr<column> full = over_values_of(empty);
+  std::unique_ptr<column> full = empty.refitted();
   full->reserve(n_rows_);
   for_each_code(i, finals, [&](unsigned long row, std::span<const code_t> codes) {
     if (rows.empty()) return full->append(codes);

@@ -90,6 +90,17 @@ column* column::NEW_COLUMN(o_set* values, const std::string& name, const std::st
   return made.release();        // to the caller
 }
 
+std::unique_ptr<column> column::over(std::unique_ptr<o_set>&& values, const std::string& name,
+                                     const std::string& role) {
+  std::string error;
+  std::unique_ptr<column> made(NEW_COLUMN(values.get(), name, role, error));
+  if (!made) throw std::runtime_error(error);
+  static_cast<void>(values.release());  // the column has it now
+  return made;
+}
+
+std::unique_ptr<column> column::refitted() { return over(std::move(values_), name_, get_type()); }
+
 /// A column without values that can store the codes of `values`.
 std::unique_ptr<column> column::of_width_for(const o_set& values, role type,
                                              const std::string& name) {

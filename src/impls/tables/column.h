@@ -91,8 +91,9 @@ class column : private zel::util::nocopy {
   const o_set* values() const { return values_.get(); }
   /// Freezes the value set; an error names the column.
   void freeze_values();
-  /// Hands the value set over, to a column of another width.
-  std::unique_ptr<o_set> release_values() { return std::move(values_); }
+  /// A new column with the value set of this empty one, of the width that its values ask for by
+  /// now.
+  std::unique_ptr<column> refitted();
 
   /// Whether a column of this role may hold unknown values.
   static bool admits_null(const std::string& role);
@@ -101,6 +102,9 @@ class column : private zel::util::nocopy {
   /// still the caller's, where role, type and values do not fit.
   [[nodiscard]] static column* NEW_COLUMN(o_set* values, const std::string& name,
                                           const std::string& role, std::string& error);
+  /// The same, throwing the reason; `values` is taken where there is none.
+  static std::unique_ptr<column> over(std::unique_ptr<o_set>&& values, const std::string& name,
+                                      const std::string& role);
 
  protected:
   /// The code of a text of the value set; throws where the set does not hold it.

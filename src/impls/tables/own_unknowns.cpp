@@ -37,10 +37,7 @@ std::unique_ptr<column> with_own_unknown(const column& c) {
   for (code_t code = 0; code <= c.values()->size_of_known(); ++code) {
     own->get_order(c.values()->get_exact_value(code).c_str(), own_codes.emplace_back());
   }
-  std::string error;
-  std::unique_ptr<column> made(column::NEW_COLUMN(own.get(), c.name(), c.get_type(), error));
-  if (!made) throw std::runtime_error(error);
-  static_cast<void>(own.release());  // the column has it now
+  std::unique_ptr<column> made = column::over(std::move(own), c.name(), c.get_type());
   std::vector<code_t> codes;
   codes.reserve(c.size());
   visit_codes(c.codes(), [&](const auto& of_row) {

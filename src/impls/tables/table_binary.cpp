@@ -128,10 +128,7 @@ std::unique_ptr<column> read_column(ibinstream& in) {
   std::unique_ptr<o_set> values = read_values(in, differ);
   const std::string name = read_line_text(in), role = read_line_text(in);
   require(!values || fits_role(*values, role), k_unadmitted);
-  std::string error;
-  std::unique_ptr<column> made(column::NEW_COLUMN(values.get(), name, role, error));
-  if (!made) throw std::runtime_error(error);
-  static_cast<void>(values.release());  // the column has it now
+  std::unique_ptr<column> made = column::over(std::move(values), name, role);
   if (made->type() == column::WEIGHTS) {
     check_weights_values(*made);
   } else if (!differ) {

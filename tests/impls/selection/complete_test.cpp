@@ -27,7 +27,7 @@ struct plan {
 };
 
 TEST(complete_selection, finds_what_trying_every_subset_finds) {
-  std::vector<plan> plans{{10, 70, 5, true, true}, {12, 40, 6, true, true}};
+  std::vector<plan> plans{{9, 70, 5, true, true}, {10, 40, 6, true, true}};
   for (unsigned long seed = 10; seed < 30; ++seed) {
     plans.push_back({5 + seed % 4, 60 + seed, seed, seed % 2 == 0, seed % 3 != 0});
   }
