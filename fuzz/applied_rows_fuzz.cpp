@@ -60,11 +60,11 @@ const dtree& model_of(unsigned which) {
 }
 
 /// What came of the rows: text, then the error if there was one.
-struct outcome {
+struct rows_result {
   std::string text, error;
   unsigned long rows = 0;
   unseen_values unseen;
-  bool operator==(const outcome&) const = default;
+  bool operator==(const rows_result&) const = default;
 };
 
 struct how {
@@ -74,26 +74,26 @@ struct how {
 };
 
 template <class Work>
-outcome on_rows(std::string_view rows, const how& h, const Work& work) {
+rows_result on_rows(std::string_view rows, const how& h, const Work& work) {
   const loop_threads threads(h.workers);
   dripping_text text(rows, h.most);
   zel::inpout::stream in(&text, ',', /*owns=*/false, {256});
-  outcome result;
+  rows_result result;
   std::ostringstream out;
   result.error = error_of([&] { work(in, out, result.rows, h.unseen ? &result.unseen : nullptr); });
   result.text = out.str();
   return result;
 }
 
-outcome score(const dtree& m, std::string_view rows, const how& h) {
+rows_result score(const dtree& m, std::string_view rows, const how& h) {
   return on_rows(rows, h, [&](auto& in, auto& out, auto& n, auto* unseen) {
     m.score(&in, out, n, ',', h.probabilities, unseen);
   });
 }
 
-outcome test(const dtree& m, std::string_view rows, const how& h) {
+rows_result test(const dtree& m, std::string_view rows, const how& h) {
   return on_rows(rows, h, [&](auto& in, auto& out, auto& n, auto* unseen) {
-    judged_rows judged;
+    orvik::judged_rows judged;
     const auto matrix = m.test(&in, "?", unseen, &judged);
     matrix->toTEXT(out, 0);
     matrix->toXML(out, "");
@@ -116,7 +116,7 @@ std::vector<std::string> plain_cells(std::string_view line, const dtree& m) {
 }
 
 /// The golf table has its attributes first, and no other columns but the class.
-void check_first_row(const dtree& m, std::string_view rows, const outcome& scored) {
+void check_first_row(const dtree& m, std::string_view rows, const rows_result& scored) {
   if (!scored.error.empty() || scored.rows == 0 || m.get_training_table()->n_columns() != 5) return;
   const auto cells = plain_cells(rows.substr(0, rows.find('\n')), m);
   if (cells.empty()) return;
@@ -135,10 +135,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const how plain{(data[0] & 4) != 0, (data[0] & 8) != 0, 1, dripping_text::k_all};
   const how by_three{plain.unseen, plain.probabilities, 3, 5};
 
-  const outcome scored = score(m, rows, plain);
+  const rows_result scored = score(m, rows, plain);
   require(!scored.error.empty() || lines_of(scored.text) == scored.rows, "a line a row");
   if (!plain.unseen) check_first_row(m, rows, scored);
-  const outcome tested = test(m, rows, plain);
+  const rows_result tested = test(m, rows, plain);
   require(tested.error.empty() || tested.text.empty(), "a whole test or none");
   if (!gets_slow_checks(rows)) return 0;
   require(score(m, rows, by_three) == scored, "the same scores, whatever the workers");

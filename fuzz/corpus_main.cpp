@@ -2,13 +2,14 @@
 // what comes of changing them for a while.
 // Usage: fuzz_TARGET FILE...
 //        fuzz_TARGET --change SECONDS SEED FILE...
-// An input under work is kept in the file "under-work" beside: after a crash it is the one that failed.
+// The input under work is kept in the file "under-work": after a crash it is the one that failed.
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -80,12 +81,13 @@ class changes {
 
 int change_for(double seconds, unsigned long seed, const std::vector<std::string>& inputs) {
   using clock = std::chrono::steady_clock;
+  const auto kept = std::filesystem::absolute("under-work");  // targets may go to another folder
   const auto end = clock::now() + std::chrono::duration<double>(seconds);
   changes next(inputs, seed);
   unsigned long n = 0;
   for (; clock::now() < end; ++n) {
     const std::string bytes = next.next();
-    std::ofstream("under-work", std::ios::binary) << bytes;
+    std::ofstream(kept, std::ios::binary) << bytes;
     run(bytes);
   }
   std::printf("%lu inputs\n", n);

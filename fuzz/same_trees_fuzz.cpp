@@ -42,7 +42,8 @@ struct settings {
 
 measured as_measured(const table& t, const column& c, const decision_node& node,
                      const code_range& range, const split_rules& rules) {
-  measured m{{}, range, rules.min_weight, t.n_class_codes() - 1, rules.how.free};
+  measured m{{},           range, rules.min_weight, t.n_class_codes() - 1, rules.how.free,
+             node.weight()};
   for (const auto& [row, weight] : *node.cases()) {
     m.cases.push_back({c.get_row_index(row), t.class_column().get_row_index(row), weight});
   }
@@ -150,7 +151,8 @@ void check_batches(const dtree& m, const table& t) {
     weight += w;
   }
   require(std::abs(matrix->err_misc() - wrong / weight) < 1e-9, "the errors of the rows");
-  require(std::abs(depth - depths / weight) < 1e-9 * (1 + depth), "the depths of the rows");
+  depths /= weight * static_cast<double>(m.n_trees());
+  require(std::abs(depth - depths) < 1e-9 * (1 + depth), "the depths of the rows");
 }
 
 /// What the model is to be: one byte each.

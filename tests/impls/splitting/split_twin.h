@@ -27,8 +27,10 @@ struct measured {
   double min_weight;
   unsigned long n_classes;
   bool free = false;  // a cut pays nothing for the choice, a branch needs no share
+  double weight = 0;  // of the cases, as their node has it; 0: their sum
 
   double total() const {
+    if (weight > 0) return weight;
     double sum = 0;
     for (const seen_case& c : cases) sum += c.weight;
     return sum;
