@@ -1,7 +1,6 @@
-// Rows that a model is put to, scored and tested: any text gives a line a row or is refused with the
-// row's number, on one worker as on three, in one piece as in many; and what is said of a row is what
-// is said of its values alone.
-// Input: a byte that picks model and options, then the rows.
+// Rows that a model is put to, scored and tested: any text gives a line a row or is refused with
+// the row's number, on one worker as on three, in one piece as in many; and what is said of a row
+// is what is said of its values alone. Input: a byte that picks model and options, then the rows.
 #include <algorithm>
 #include <array>
 #include <cstddef>

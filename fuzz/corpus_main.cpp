@@ -1,6 +1,5 @@
-// Runs a fuzz target without libFuzzer, with any compiler: once on every file named, as a test, or on
-// what comes of changing them for a while.
-// Usage: fuzz_TARGET FILE...
+// Runs a fuzz target without libFuzzer, with any compiler: once on every file named, as a test, or
+// on what comes of changing them for a while. Usage: fuzz_TARGET FILE...
 //        fuzz_TARGET --change SECONDS SEED FILE...
 // The input under work is kept in the file "under-work": after a crash it is the one that failed.
 #include <chrono>
@@ -54,8 +53,10 @@ class changes {
   const std::string& any() { return inputs_[below(inputs_.size())]; }
 
   void change(std::string& bytes) {
-    constexpr const char* k_texts[] = {"?", ",", "\n", "0", "-1", "1e308", "65535", "4294967296", "\xff\xff"};
-    const std::size_t at = below(bytes.size() + 1), length = below(std::min<std::size_t>(bytes.size() - at + 1, 40));
+    constexpr const char* k_texts[] = {"?",     ",",     "\n",         "0",       "-1",
+                                       "1e308", "65535", "4294967296", "\xff\xff"};
+    const std::size_t at = below(bytes.size() + 1),
+                      length = below(std::min<std::size_t>(bytes.size() - at + 1, 40));
     switch (below(6)) {
       case 0:
         return void(bytes.erase(at, length));
@@ -71,7 +72,8 @@ class changes {
       case 4:
         return void(bytes.insert(at, 1, static_cast<char>(below(256))));
       default:
-        if (at < bytes.size()) bytes[at] = static_cast<char>(below(2) ? below(256) : bytes[at] ^ 1 << below(8));
+        if (at < bytes.size())
+          bytes[at] = static_cast<char>(below(2) ? below(256) : bytes[at] ^ 1 << below(8));
     }
   }
 

@@ -1,6 +1,6 @@
-// Delimited files: any bytes become a table that loads, or are refused with a message; and the table
-// that is made of a plain file at once is the one that is made of it cell by cell.
-// Input: a byte of options, then the file.
+// Delimited files: any bytes become a table that loads, or are refused with a message; and the
+// table that is made of a plain file at once is the one that is made of it cell by cell. Input: a
+// byte of options, then the file.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>

@@ -1,6 +1,5 @@
-// Gzip files: what is unpacked is what zlib unpacks, behind which comes the same kind of end; a file
-// that is none is read as it is; going back and ahead finds the same bytes.
-// Input: the file.
+// Gzip files: what is unpacked is what zlib unpacks, behind which comes the same kind of end; a
+// file that is none is read as it is; going back and ahead finds the same bytes. Input: the file.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>

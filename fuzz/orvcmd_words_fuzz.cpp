@@ -1,6 +1,6 @@
-// Command lines of orvcmd: any words are refused with one line and status 255, or do what they say on
-// small files, to the end or to one line that says why not.
-// Input: the words, one a line; see words_of().
+// Command lines of orvcmd: any words are refused with one line and status 255, or do what they say
+// on small files, to the end or to one line that says why not. Input: the words, one a line; see
+// words_of().
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -21,8 +21,9 @@ namespace {
 
 const std::vector<std::string>& names() {
   static const std::vector<std::string> all = [] {
-    std::vector<std::string> words{"golf.names", "golf.data", "golf",      "golf.rows", "golf.table",
-                                   "golf.tree",  "forest",    "made.file", "made.more"};
+    std::vector<std::string> words{"golf.names", "golf.data",  "golf",
+                                   "golf.rows",  "golf.table", "golf.tree",
+                                   "forest",     "made.file",  "made.more"};
     for (const std::string_view option : orvcmd::option_names()) words.emplace_back(option);
     return words;
   }();

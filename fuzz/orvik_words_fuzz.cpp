@@ -1,6 +1,5 @@
-// Command lines of orvik: any words are refused with one line, or do what they say on small files, to
-// the end or to one line that says why not.
-// Input: the words, one a line; see words_of().
+// Command lines of orvik: any words are refused with one line, or do what they say on small files,
+// to the end or to one line that says why not. Input: the words, one a line; see words_of().
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -20,8 +19,8 @@ namespace {
 
 const std::vector<std::string>& names() {
   static const std::vector<std::string> all = [] {
-    std::vector<std::string> words{"golf.csv",  "golf.names", "golf.orvik", "forest", "new.csv",
-                                   "made.file", "made.more",  "-"};
+    std::vector<std::string> words{"golf.csv", "golf.names", "golf.orvik", "forest",
+                                   "new.csv",  "made.file",  "made.more",  "-"};
     for (const auto& each : all_verbs()) {
       words.emplace_back(each->name());
       orvverbs::options declared("orvik", "");

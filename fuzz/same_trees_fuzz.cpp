@@ -1,7 +1,6 @@
-// One table, one tree: the trees of the ways of growing that are quick are those of the definitions,
-// node by node, to the last bit; with one worker as with three; saved and read again. The same
-// holds for what they predict.
-// Input: settings, then a table; see drawn.h.
+// One table, one tree: the trees of the ways of growing that are quick are those of the
+// definitions, node by node, to the last bit; with one worker as with three; saved and read again.
+// The same holds for what they predict. Input: settings, then a table; see drawn.h.
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -42,8 +41,7 @@ struct settings {
 
 measured as_measured(const table& t, const column& c, const decision_node& node,
                      const code_range& range, const split_rules& rules) {
-  measured m{{},           range, rules.min_weight, t.n_class_codes() - 1, rules.how.free,
-             node.weight()};
+  measured m{{}, range, rules.min_weight, t.n_class_codes() - 1, rules.how.free, node.weight()};
   for (const auto& [row, weight] : *node.cases()) {
     m.cases.push_back({c.get_row_index(row), t.class_column().get_row_index(row), weight});
   }

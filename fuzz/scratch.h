@@ -111,8 +111,8 @@ inline std::vector<std::string> words_of(std::string_view bytes,
   return words;
 }
 
-/// Whether a command line stays in its folder and is done in a moment: no other folder is named, and
-/// its numbers are small.
+/// Whether a command line stays in its folder and is done in a moment: no other folder is named,
+/// and its numbers are small.
 inline bool is_harmless(const std::vector<std::string>& words) {
   double work = 1;
   for (const std::string& word : words) {

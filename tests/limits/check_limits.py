@@ -105,7 +105,7 @@ CASES = [
     Case("4,000,000 texts in a column", "orvcmd", TRAIN, 2500, "tree(s) built",
          files={"t.names": "x,string,discrete\nn,integer,continuous\nk,string,class\n"},
          rows=many(lambda i: f"a text of row {i},{i % 1000},{'pq'[i % 1000 // 500]}\n", 4000000)),
-    Case("a cell of 1 GiB", "orvcmd", TRAIN, 4500, "line", 255, files={"t.names": ONE}, rows=long_cell(1 << 30)),
+    Case("a cell of 1 GiB", "orvcmd", TRAIN, 4500, "out of big memory", 255, files={"t.names": ONE}, rows=long_cell(1 << 30)),
     Case("a cell of 1,000,000,000 bytes", "orvcmd", TRAIN, 9000, "tree(s) built", files={"t.names": ONE},
          rows=long_cell(1000000000)),
     Case("a cell of 1 GiB, a CSV file", "orvik", ["train", "-", "-q", "--no-cv"], 4500, "", 1,
@@ -116,7 +116,7 @@ CASES = [
          rows=flags(1000), large=True),
     Case("100,000 stumps", "orvcmd", TRAIN[:6] + ["-fo", "100000", "-depth", "1", "-tb", "t.tree"], 500,
          "tree(s) built", files={"t.names": GOLF_NAMES}, rows=many(lambda i: GOLF, 1),
-         then=["-bt", "t.tree", "-json", "t.json", "-pmml", "t.pmml", "-dot", "t.dot"]),
+         then=["-bt", "t.tree", "-json", "t.json", "-pmml", "t.pmml"]),
 ]
 
 

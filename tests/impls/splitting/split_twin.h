@@ -119,8 +119,7 @@ inline desc_t twin_continuous(const measured& m, double unknown,
   for (const seen_case& c : moves) right[c.class_code] += c.weight;
   if (moves.empty() || 2 * m.min_weight > known) return {};
   const double share = 0.1 * known / static_cast<double>(m.n_classes);
-  const double min_split =
-      m.free || m.min_weight >= share ? m.min_weight : std::min(25.0, share);
+  const double min_split = m.free || m.min_weight >= share ? m.min_weight : std::min(25.0, share);
   const double base = twin_info(right) / known;
   code_t reference = moves[0].class_code;
   std::set<code_t> since;  // classes of the cases since the reference point
