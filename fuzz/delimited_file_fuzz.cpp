@@ -50,12 +50,12 @@ void load(const std::string& stem, char separator) {
   t.load_data(&data, 1, nullptr);
 }
 
-/// The table that training takes, or why there is none.
+/// The table that training takes, if there is one.
 std::string taken(orvprep::settings how, char comment) {
   how.cells.out_separator = orvprep::k_inner_separator;
   how.layout.comment = comment;
   std::ostringstream text;
-  text << error_of([&] {
+  const std::string error = error_of([&] {
     orvprep::planned_input in(how);
     unsigned long n_dropped = 0;
     const auto table = orvprep::load_rows(in, "t", n_dropped);
@@ -63,7 +63,7 @@ std::string taken(orvprep::settings how, char comment) {
     text << n_dropped << '\n';
     table->toCSV(text, nullptr, /*header=*/true);
   });
-  return text.str();
+  return error.empty() ? text.str() : "refused";  // the roads may word it in two ways
 }
 
 /// A file that may have comments is read cell by cell; the mark is not in it.

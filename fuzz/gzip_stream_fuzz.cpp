@@ -24,6 +24,7 @@ constexpr std::size_t k_most = 1UL << 22;  // bytes unpacked: small files are la
 struct unpacked {
   std::string bytes;
   bool failed = false;
+  bool of_later_form = false;  // reserved flags, which zlib refuses and ISA-L passes over
   bool whole() const { return bytes.size() <= k_most; }
 };
 
@@ -48,8 +49,11 @@ void unpack_member(std::string_view& from, unpacked& to) {
 
 unpacked by_zlib(std::string_view from) {
   unpacked to;
-  if (!from.starts_with("\x1f\x8b")) return {std::string(from), false};
-  while (from.starts_with("\x1f\x8b") && !to.failed && to.whole()) unpack_member(from, to);
+  if (!from.starts_with("\x1f\x8b")) return {std::string(from)};
+  while (from.starts_with("\x1f\x8b") && !to.failed && to.whole()) {
+    to.of_later_form |= from.size() > 3 && (from[3] & 0xe0) != 0;
+    unpack_member(from, to);
+  }
   return to;
 }
 
@@ -83,6 +87,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const int file = ::memfd_create("input", MFD_CLOEXEC);
   require(::write(file, data, size) == static_cast<long>(size), "an input file");
   const unpacked expected = by_zlib(bytes);
+  if (expected.of_later_form) return ::close(file);
   const std::string name = "/proc/self/fd/" + std::to_string(file);
   for (const auto& [buffer, at_once] : {std::pair{2U, 1000L}, std::pair{1U << 12, 7L}}) {
     zel::inpout::iogunzip in(buffer);

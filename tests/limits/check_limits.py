@@ -51,7 +51,8 @@ def long_cell(n):
 
 
 def wide_rows(n):
-    return many(lambda i: ",".join("0123456789"[i % 7:][:7] * (n // 7 + 1))[:2 * n] + f"c{i % 2}\n", 21)
+    cells = "0123456789123456789"
+    return many(lambda i: ",".join((cells[i % 7:][:7] * (n // 7 + 1))[:n]) + f",c{i % 2}\n", 21)
 
 
 def flags(times):
