@@ -154,6 +154,10 @@ constexpr option_row k_options[] = {
     {"-mjson", EXPERIMENT},
     {"-s", EXPERIMENT | NOTHING_SCORED},
     {"-prob", EXPERIMENT | NOTHING_SCORED},
+    {"-calibrate", EXPERIMENT},
+    {"-calrows", EXPERIMENT},
+    {"-sets", EXPERIMENT},
+    {"-byclass", EXPERIMENT},
     {"-tti", EXPERIMENT},  // but that it sets the number of workers
     {"-seed", SAVED_MODEL},
     {"-as2018", SDM2012},

@@ -8,9 +8,9 @@
 #include "figures.h"
 #include "files.h"
 #include "predictions.h"
+#include "sets.h"
 #include "verbs.h"
 #include "zel/text/decimal.h"
-#include "zel/util/string_util.h"
 
 namespace orvverbs {
 
@@ -28,6 +28,7 @@ struct score_form {
   std::vector<unsigned long> kept;  // columns of the file
   bool numbered = false;            // nothing is kept: rows are counted
   bool probabilities = false;
+  std::vector<double> set_limits;        // by class code; empty: no sets
   std::vector<std::string> names;        // of the columns that are written
   std::vector<std::string> class_names;  // by code
 };
@@ -46,11 +47,6 @@ void append_csv(std::string& to, const std::string& cell) {
     to += c;
   }
   to += '"';
-}
-
-std::string utf8(const std::string& text) {
-  using namespace zel::util::string_util;
-  return is_utf8(text) ? text : utf8_of_latin1(text);
 }
 
 class score_writer {
@@ -96,6 +92,11 @@ class score_writer {
       lines_ += ',';
       lines_ += zel::text::shortest_decimal(found.shares[row * n + c]);
     }
+    if (!form_.set_limits.empty()) {
+      lines_ += ',';
+      append_csv(lines_, orvik::set_text(form_.class_names, found.plain.data() + row * n,
+                                         form_.set_limits));
+    }
     lines_ += '\n';
   }
 
@@ -119,6 +120,14 @@ class score_writer {
         key();
         json.number(found.shares[row * n + c]);
       }
+      if (form_.set_limits.empty()) return;
+      key();
+      json.StartArray();
+      for (std::size_t c = 1; c < n; ++c) {
+        const bool in_set = found.plain[row * n + c] >= form_.set_limits[c];
+        if (in_set) json.text(utf8(form_.class_names[c]));
+      }
+      json.EndArray();
     });
     out_ << '\n';
   }
@@ -145,6 +154,7 @@ class predict_verb : public verb {
     all.group("What is written");
     all.file("-o,--output", output_, "the scores; else standard output");
     all.flag("-p,--probabilities", probabilities_, "a column for the probability of every class");
+    sets_.declare(all);
     all.flag("-k,--keep", keep_, "all columns of FILE in front, not only its keys");
     all.flag("--jsonl", jsonl_, "a JSON object a line instead of CSV");
     applied_.declare_layout(all);
@@ -154,6 +164,7 @@ class predict_verb : public verb {
   void run() override {
     applied_.open(output_);
     const orvik::dtree& model = applied_.model();
+    sets_.open(model, applied_.model_file());
     new_rows& rows = applied_.rows();
     const score_form form = form_of(model, rows);
     write_file(output_, [&](std::ostream& out) {
@@ -161,7 +172,7 @@ class predict_verb : public verb {
       writer.write_header();
       predicted_rows found;
       rows.read(form.kept, [&](row_block& block) {
-        predict_block(model, block, probabilities_, found);
+        predict_block(model, block, probabilities_ || sets_.wanted(), found);
         writer.write(block, found);
       });
     });
@@ -172,6 +183,7 @@ class predict_verb : public verb {
   score_form form_of(const orvik::dtree& model, const new_rows& rows) const {
     score_form form;
     form.probabilities = probabilities_;
+    form.set_limits = sets_.limits();
     form.class_names = model.class_values();
     if (keep_) {
       form.kept.resize(rows.names().size());
@@ -188,6 +200,7 @@ class predict_verb : public verb {
     for (std::size_t c = 1; c < form.class_names.size() && probabilities_; ++c) {
       names.push_back("p_" + form.class_names[c]);
     }
+    if (sets_.wanted()) names.emplace_back("set");
     for (std::string& name : names) {
       while (std::ranges::find(form.names, name) != form.names.end()) name += '_';
       form.names.push_back(name);
@@ -196,6 +209,7 @@ class predict_verb : public verb {
   }
 
   applied_model applied_;
+  asked_sets sets_;
   std::string output_ = "-";
   bool probabilities_ = false, keep_ = false, jsonl_ = false;
 };
