@@ -56,6 +56,9 @@ Scores
     -sets P  -byclass    sets with the true class for P % of the rows; for those of each class
     -calibrate HOW       shares that mean what they say: isotonic, platt, plain (for sets only)
     -calrows FILE        on these rows, not on training rows that trees were not grown on
+    -shap FILE           why: what each attribute contributes to the share of every class
+    -shappred            in it: the predicted class only
+    -shaptop N           in it: the N largest contributions of a row by name
     -unseen              values that training did not have count as unknown, in tests too
 Output
     -tb FILE  -db FILE   save the model; the table

@@ -16,8 +16,10 @@ bool scores(const options& o) {
   return !o.score_data_file.empty() && !o.score_output_file.empty() && !is_experiment(o);
 }
 
+bool explains(const options& o) { return !o.reasons_file.empty() && !is_experiment(o); }
+
 bool tests_or_scores(const options& o) {
-  return scores(o) || (!o.test_file.empty() && !is_experiment(o));
+  return scores(o) || explains(o) || (!o.test_file.empty() && !is_experiment(o));
 }
 
 bool reads_text(const options& o) {
@@ -158,6 +160,9 @@ constexpr option_row k_options[] = {
     {"-calrows", EXPERIMENT},
     {"-sets", EXPERIMENT},
     {"-byclass", EXPERIMENT},
+    {"-shap", EXPERIMENT},
+    {"-shappred", EXPERIMENT},
+    {"-shaptop", EXPERIMENT},
     {"-tti", EXPERIMENT},  // but that it sets the number of workers
     {"-seed", SAVED_MODEL},
     {"-as2018", SDM2012},

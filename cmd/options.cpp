@@ -43,6 +43,7 @@ constexpr char k_bag_range[] = "in -bag, <share> must be in (0,1000] percent";
 constexpr double k_largest_bag = 1000;
 constexpr char k_calibrations[] = "in -calibrate, <how> must be isotonic, platt or plain";
 constexpr char k_sets_range[] = "in -sets, <percent> must be a number > 0 and < 100";
+constexpr char k_top_range[] = "in -shaptop, <n> must be > 0";
 constexpr char k_seed_range[] = "in -seed, <n> must be a whole number from 0 to ";
 
 early_end argument_expected(std::string_view option) {
@@ -290,6 +291,14 @@ void set_trace(options& opt, arguments& args) {
   opt.n_workers = 1;
 }
 
+void set_reasons_by_name(options& opt, arguments& args) {
+  const long n = args.next_integer();
+  require(n >= 1, k_top_range);
+  args.require_at_most(n, k_largest_count, "n");
+  opt.reasons.most = static_cast<unsigned long>(n);
+}
+void set_reasons_of_predicted(options& opt, arguments&) { opt.reasons.predicted_only = true; }
+
 void set_seed(options& opt, arguments& args) {
   opt.seed = zel::text::parse_whole(args.next());
   require(opt.seed.has_value(),
@@ -387,6 +396,9 @@ constexpr option_row k_options[] = {
     {"-byclass", set_by_class},
     {"-metrics", set_to<&options::metrics, true>},
     {"-mjson", set_file<&options::metrics_file>},
+    {"-shap", set_file<&options::reasons_file>},
+    {"-shappred", set_reasons_of_predicted},
+    {"-shaptop", set_reasons_by_name},
 };
 
 void take_option(options& opt, arguments& args) {

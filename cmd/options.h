@@ -10,6 +10,7 @@
 
 #include "orvik/growth.h"
 #include "orvik/probabilities.h"
+#include "orvik/reason_form.h"
 #include "orvik/strategies.h"
 
 namespace orvcmd {
@@ -45,6 +46,8 @@ class options {
   std::string test_file;
   std::string score_data_file;
   std::string score_output_file;
+  std::string reasons_file;
+  orvik::reason_form reasons;
   char separator = ',';
   std::string binary_data_input;
   std::string tree_binary_input;

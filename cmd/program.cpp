@@ -11,6 +11,7 @@
 #include "orvik/orvik.h"
 #include "outputs.h"
 #include "progress.h"
+#include "reasons.h"
 #include "saved_tree.h"
 #include "steps.h"
 
@@ -57,6 +58,7 @@ void train_and_save(options& opt, outputs& out) {
 void run_program(options& opt) {
   require_table_if_needed(opt);
   require_experiment(opt);
+  require_rows_to_explain(opt);
   outputs out(opt);
   const zel::util::progress::display progress(opt.log_stdout);
   orvik::set_n_workers(opt.n_workers);

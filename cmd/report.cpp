@@ -6,6 +6,7 @@
 #include "driver.h"
 #include "log.h"
 #include "outputs.h"
+#include "reasons.h"
 #include "score.h"
 #include "steps.h"
 
@@ -227,6 +228,7 @@ void test_save_tree(const options& opt, table* t, const training& result, const 
   if (to.xml != nullptr) steps.run([&] { report.write_xml(); });
   steps.run([&] { report.write_figures(); });
   if (!opt.score_data_file.empty()) steps.run([&] { score_file(opt, *result.model, to.log); });
+  if (!opt.reasons_file.empty()) steps.run([&] { explain_file(opt, *result.model, to.log); });
   steps.end();
 }
 

@@ -15,12 +15,6 @@ using unseen_values = orvik::dtree::unseen_values;
 
 constexpr char k_no_output[] = "No score output file provided!\n";
 
-void log_unseen(std::ostream* log, const unseen_values& unseen) {
-  for (const auto& [column, count] : unseen) {
-    log_line(log, " + ", count, " values unseen in column ", column, ", taken as unknown");
-  }
-}
-
 /// The text report may have left the log's stream in another notation.
 void use_default_notation(std::ostream* log) {
   if (log == nullptr) return;
@@ -44,6 +38,12 @@ double score_into(output& file, const options& opt, const orvik::dtree& model,
 
 }  // namespace
 
+void log_unseen(std::ostream* log, const unseen_values& unseen) {
+  for (const auto& [column, count] : unseen) {
+    log_line(log, " + ", count, " values unseen in column ", column, ", taken as unknown");
+  }
+}
+
 file_test test_on_file(const options& opt, const orvik::dtree& model) {
   file_test test;
   const auto& file = opt.test_file;
@@ -65,6 +65,7 @@ void log_file_test(std::ostream* log, const file_test& test) {
 
 void score_file(const options& opt, const orvik::dtree& model, std::ostream* log) {
   if (opt.score_output_file.empty()) {
+    if (!opt.reasons_file.empty()) return;
     if (log == &std::cout) std::cout << '\n';  // the log is in the middle of a line
     std::cout << k_no_output;
     return;

@@ -23,8 +23,11 @@ file_test test_on_file(const options& opt, const orvik::dtree& model);
 /// Logs rows, time and unseen values; `log` may be null, here and below.
 void log_file_test(std::ostream* log, const file_test& test);
 
+/// Logs the columns whose values counted as unknown, and how many.
+void log_unseen(std::ostream* log, const orvik::dtree::unseen_values& unseen);
+
 /// Scores the score file of the options into the score output file, which is replaced once there
-/// are rows to read; without one says so on standard output.
+/// are rows to read; without one, and without one of reasons, says so on standard output.
 /// Throws std::runtime_error for a file that cannot be read or written and for the first bad row.
 void score_file(const options& opt, const orvik::dtree& model, std::ostream* log);
 

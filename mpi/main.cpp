@@ -38,7 +38,7 @@ void leave_out_outputs(options& opt) {
   for (std::string options::*file :
        {&options::score_output_file, &options::binary_data_output, &options::tree_binary_output,
         &options::text_file, &options::xml_file, &options::dot_file, &options::pmml_file,
-        &options::json_file, &options::log_file, &options::metrics_file}) {
+        &options::json_file, &options::log_file, &options::metrics_file, &options::reasons_file}) {
     (opt.*file).clear();
   }
   opt.text_stdout = opt.log_stdout = opt.xml_stdout = opt.dot_stdout = false;

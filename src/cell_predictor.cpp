@@ -22,7 +22,13 @@ cell_predictor::~cell_predictor() = default;
 
 void cell_predictor::predict(const std::vector<cell_array>& attributes, unsigned long n,
                              double* shares, dtree::unseen_values* unseen) const {
-  impl_->predict(attributes, n, shares, unseen);
+  impl_->predict(attributes, n, shares, unseen, impl_->run());
+}
+
+void cell_predictor::predict(const std::vector<cell_array>& attributes, unsigned long n,
+                             double* shares, dtree::unseen_values* unseen,
+                             const run_context& run) const {
+  impl_->predict(attributes, n, shares, unseen, run.get_impl());
 }
 
 void cell_predictor::codes_of(const std::vector<cell_array>& attributes, unsigned long first,

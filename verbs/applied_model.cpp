@@ -19,9 +19,9 @@ void applied_model::declare_layout(options& all) {
   run_.declare_threads(all);
 }
 
-void applied_model::open(const std::string& output) {
+void applied_model::open(const std::string& output, const std::string& second) {
   run_.begin();
-  check_files({model_file_, file_}, {output});
+  check_files({model_file_, file_}, {output, second});
   model_ = read_model(model_file_);
   how_ = reading_of(*model_);
   const char separator = separator_of("--separator", separator_);

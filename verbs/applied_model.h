@@ -15,9 +15,10 @@ class applied_model {
   /// What the file looks like, and the workers.
   void declare_layout(options& all);
 
-  /// Reads the model, opens the file and tells on standard error of its columns; `output` must be
-  /// another file. Throws usage_error and std::runtime_error, naming the file.
-  void open(const std::string& output);
+  /// Reads the model, opens the file and tells on standard error of its columns; `output` and
+  /// `second`, which may be empty, must be other files. Throws usage_error and std::runtime_error,
+  /// naming the file.
+  void open(const std::string& output, const std::string& second = "");
 
   const std::string& file() const { return file_; }
   const std::string& model_file() const { return model_file_; }

@@ -2,12 +2,15 @@
 #include <algorithm>
 #include <iostream>
 #include <numeric>
+#include <optional>
 #include <stdexcept>
 
 #include "applied_model.h"
+#include "csv_cell.h"
 #include "figures.h"
 #include "files.h"
 #include "predictions.h"
+#include "reasons.h"
 #include "sets.h"
 #include "verbs.h"
 #include "zel/text/decimal.h"
@@ -27,27 +30,12 @@ constexpr char k_predict_examples[] =
 struct score_form {
   std::vector<unsigned long> kept;  // columns of the file
   bool numbered = false;            // nothing is kept: rows are counted
+  std::size_t n_kept() const { return numbered ? 1 : kept.size(); }
   bool probabilities = false;
   std::vector<double> set_limits;        // by class code; empty: no sets
   std::vector<std::string> names;        // of the columns that are written
   std::vector<std::string> class_names;  // by code
 };
-
-/// As RFC 4180 has it: cells that hold a separator, a quote or a line end are quoted.
-void append_csv(std::string& to, const std::string& cell) {
-  const bool plain =
-      cell.find_first_of(",\"\r\n") == cell.npos && !cell.starts_with(' ') && !cell.ends_with(' ');
-  if (plain) {
-    to += cell;
-    return;
-  }
-  to += '"';
-  for (const char c : cell) {
-    if (c == '"') to += '"';
-    to += c;
-  }
-  to += '"';
-}
 
 class score_writer {
  public:
@@ -71,18 +59,21 @@ class score_writer {
     give();
   }
 
+  void append_front(std::string& to, const row_block& rows, unsigned long row) const {
+    for (std::size_t i = 0; i < form_.n_kept(); ++i) {
+      append_csv(to, kept(rows, row, i));
+      to += ',';
+    }
+  }
+
  private:
   std::string kept(const row_block& rows, unsigned long row, std::size_t i) const {
     return form_.numbered ? std::to_string(rows.first + row + 1)
                           : rows.kept[row * form_.kept.size() + i];
   }
-  std::size_t n_kept() const { return form_.numbered ? 1 : form_.kept.size(); }
 
   void append_row(const row_block& rows, const predicted_rows& found, unsigned long row) {
-    for (std::size_t i = 0; i < n_kept(); ++i) {
-      append_csv(lines_, kept(rows, row, i));
-      lines_ += ',';
-    }
+    append_front(lines_, rows, row);
     const auto& [code, confidence] = found.outcomes[row];
     append_csv(lines_, form_.class_names[code]);
     lines_ += ',';
@@ -107,7 +98,7 @@ class score_writer {
     std::size_t name = 0;
     const auto key = [&] { json.key(utf8(form_.names[name++])); };
     json.object([&] {
-      for (std::size_t i = 0; i < n_kept(); ++i) {
+      for (std::size_t i = 0; i < form_.n_kept(); ++i) {
         key();
         form_.numbered ? json.digits(kept(rows, row, i)) : json.text(utf8(kept(rows, row, i)));
       }
@@ -156,26 +147,39 @@ class predict_verb : public verb {
     all.flag("-p,--probabilities", probabilities_, "a column for the probability of every class");
     sets_.declare(all);
     all.flag("-k,--keep", keep_, "all columns of FILE in front, not only its keys");
+    reasons_.declare(all);
     all.flag("--jsonl", jsonl_, "a JSON object a line instead of CSV");
     applied_.declare_layout(all);
     all.examples(k_predict_examples);
   }
 
   void run() override {
-    applied_.open(output_);
+    reasons_.check();
+    applied_.open(output_, reasons_.file);
     const orvik::dtree& model = applied_.model();
     sets_.open(model, applied_.model_file());
     new_rows& rows = applied_.rows();
     const score_form form = form_of(model, rows);
+    std::optional<reason_file> reasons;
+    if (!reasons_.file.empty()) {
+      const auto front = form.names.begin();
+      reasons.emplace(model, reasons_,
+                      std::vector<std::string>(front, front + static_cast<long>(form.n_kept())));
+    }
     write_file(output_, [&](std::ostream& out) {
       score_writer writer(form, jsonl_, out);
       writer.write_header();
       predicted_rows found;
       rows.read(form.kept, [&](row_block& block) {
-        predict_block(model, block, probabilities_ || sets_.wanted(), found);
+        predict_block(model, block, probabilities_ || sets_.wanted() || reasons, found);
         writer.write(block, found);
+        if (!reasons) return;
+        reasons->write(block, found, [&](std::string& to, unsigned long row) {
+          writer.append_front(to, block, row);
+        });
       });
     });
+    if (reasons) reasons->close();
     if (!is_standard(output_)) std::cerr << "written: " << with_size(output_) << '\n';
   }
 
@@ -210,6 +214,7 @@ class predict_verb : public verb {
 
   applied_model applied_;
   asked_sets sets_;
+  reason_request reasons_;
   std::string output_ = "-";
   bool probabilities_ = false, keep_ = false, jsonl_ = false;
 };

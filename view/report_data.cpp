@@ -294,20 +294,22 @@ void data_writer::write_training(const training_facts& facts) {
   write_pairs("training", all, [](const std::string& own) { return own; });
 }
 
+using figure_list = std::vector<std::pair<const char*, double>>;
+
 /// Distances of classes mean something where the classes are in an order.
-std::vector<std::pair<const char*, double>> ordinal_errors(const orvik::conf_matrix& m) {
-  return {{"Mean absolute error of the class codes (MAE)", m.err_mae()},
-          {"Mean squared error of the class codes (MSE)", m.err_mse()},
-          {"Root of the mean squared error (RMSE)", std::sqrt(m.err_mse())},
-          {"Correlation (R)", m.err_r()},
-          {"Agreement of the orders (RINT)", m.err_rint()},
-          {"Goodman and Kruskal's gamma (G)", m.err_gamma()}};
+void add_ordinal_errors(const orvik::conf_matrix& m, figure_list& figures) {
+  figures.emplace_back("Mean absolute error of the class codes (MAE)", m.err_mae());
+  figures.emplace_back("Mean squared error of the class codes (MSE)", m.err_mse());
+  figures.emplace_back("Root of the mean squared error (RMSE)", std::sqrt(m.err_mse()));
+  figures.emplace_back("Correlation (R)", m.err_r());
+  figures.emplace_back("Agreement of the orders (RINT)", m.err_rint());
+  figures.emplace_back("Goodman and Kruskal's gamma (G)", m.err_gamma());
 }
 
 void data_writer::write_matrix(const char* title, const orvik::conf_matrix& m,
                                const orvik::judged_rows& rows) {
   const orvik::column_view classes = schema_.class_column();
-  std::vector<std::pair<const char*, double>> figures = {
+  figure_list figures = {
       {"Misclassification, in per cent", 100 * m.err_misc()},
       {"The same of always the most frequent class", 100 * m.err_misc_majority()},
       {"Weight of the cases", m.cases()}};
@@ -315,10 +317,7 @@ void data_writer::write_matrix(const char* title, const orvik::conf_matrix& m,
     figures.emplace_back("What the errors cost", m.get_cost(*costs));
     figures.emplace_back("The same a case", m.get_cost(*costs) / m.cases());
   }
-  if (classes.is_ordered() || classes.is_numeric()) {
-    const auto ordinal = ordinal_errors(m);
-    figures.insert(figures.end(), ordinal.begin(), ordinal.end());
-  }
+  if (classes.is_ordered() || classes.is_numeric()) add_ordinal_errors(m, figures);
   json_.StartObject();
   key("title");
   text(title);

@@ -8,6 +8,7 @@
 #include "orvik/cells.h"
 #include "orvik/dtree.h"
 #include "orvik/export.h"
+#include "orvik/run_context.h"
 
 namespace orvik {
 
@@ -36,6 +37,9 @@ class ORVIK_EXPORT cell_predictor {
   /// attributes, for texts instead of numbers or the other way round, and for an infinite number.
   void predict(const std::vector<cell_array>& attributes, unsigned long n, double* shares,
                dtree::unseen_values* unseen) const;
+  /// As predict() on the workers of `run`: cancelling that ends this call and no other one.
+  void predict(const std::vector<cell_array>& attributes, unsigned long n, double* shares,
+               dtree::unseen_values* unseen, const run_context& run) const;
   /// Writes the codes of rows `first` to `first` + n - 1, those of a row side by side. They go the
   /// way through the trees that the cells do; a number may have the code of a near one. Throws as
   /// predict() does.

@@ -1,5 +1,6 @@
 """Frames, arrays and files as columns for the library."""
 
+import ast
 import numbers
 import os
 import sys
@@ -50,6 +51,25 @@ def text_of(value, ordered=False):
     return repr(text) if odd else text
 
 
+def name_of(name):
+    """The name that a column has in models: its own, or where a line could not hold that its repr."""
+    return repr(name) if "\n" in name or "\0" in name or not _encodes(name) else name
+
+
+def named(name):
+    """The name that name_of() was given."""
+    plain = text_from(name)
+    return plain if name_of(plain) == name else name
+
+
+def text_from(text):
+    """The text that text_of() was given."""
+    try:
+        return ast.literal_eval(text) if text[:1] in ("'", '"') else text
+    except (SyntaxError, ValueError):
+        return text
+
+
 def _encodes(text):
     try:
         text.encode()
@@ -81,13 +101,26 @@ def _places(cells):
     """Places of the cells among their different values, and these; by pandas, where it is in use."""
     pandas = sys.modules.get("pandas")
     if pandas is not None and isinstance(cells, np.ndarray):
-        found, values = pandas.factorize(cells)
+        # With a cell that is no text: pandas' table of texts reads freed memory of half surrogate pairs.
+        found, values = pandas.factorize(np.concatenate((cells, [None])))
+        found = found[:-1]
         return (found, [*values]) if (found >= 0).all() else (np.where(found < 0, len(values), found),
                                                               [*values, None])
     places, found = {}, np.empty(len(cells), np.int64)
     for i, value in enumerate(cells):
         found[i] = places.setdefault((value.__class__, value) if value == value else None, len(places))
     return found, [None if key is None else key[1] for key in places]
+
+
+def different_texts(texts):
+    """The different ones of an array of texts in their order, and the place of each among them."""
+    found, values = _places(texts)
+    order = sorted(range(len(values)), key=values.__getitem__)
+    place_of = np.empty(len(values), np.int64)
+    place_of[order] = np.arange(len(values))
+    different = np.empty(len(values), object)
+    different[:] = [values[i] for i in order]
+    return different, place_of[found]
 
 
 def _object_column(name, cells):

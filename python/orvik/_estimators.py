@@ -1,6 +1,5 @@
 """Trees, and ensembles of them, as estimators of scikit-learn."""
 
-import ast
 import numbers
 import warnings
 
@@ -112,6 +111,8 @@ def checked_classes(y, n):
         raise ValueError(f"Found input variables with inconsistent numbers of samples: [{n}, {len(y)}]")
     if y.dtype.kind == "f" and not np.isfinite(y).all():
         raise ValueError("Input y contains NaN or infinity")
+    if y.dtype.kind == "O" and len(y) and all(isinstance(v, str) for v in y):
+        return y
     if y.dtype.kind == "O" and any(_data.is_unknown(v) for v in y):
         raise ValueError("Input y contains NaN or None")
     if y.dtype.kind == "O" and not any(isinstance(v, (str, bytes)) for v in y):
@@ -142,7 +143,7 @@ def free_name(name, taken):
 
 def named_target(y):
     name = getattr(y, "name", None)
-    return str(name) if name is not None else "class"
+    return _data.name_of(str(name)) if name is not None else "class"
 
 
 def check_names(estimator, X, columns, reset):
@@ -185,21 +186,22 @@ def training_table(estimator, X, y, sample_weight, reset=True):
     weights = None if sample_weight is None else checked_weights(sample_weight, n)
     rows = np.flatnonzero(weights > 0) if weights is not None and not weights.all() else None
     kept = slice(None) if rows is None else rows
-    classes, places = np.unique(target[kept], return_inverse=True)
+    different = _data.different_texts if target.dtype.kind == "O" else lambda y: np.unique(y, return_inverse=True)
+    classes, places = different(target[kept])
     if estimator.class_weight is not None:
         weights = np.ones(n) if weights is None else weights.copy()
         weights[kept] *= compute_sample_weight(estimator.class_weight, target[kept])
     all_places = np.zeros(n, dtype=np.int64)
     all_places[kept] = places
-    names = [c.name for c in columns]
-    described = [(c.name, _data.type_of(c), "discrete" if c.kind == "category" else "continuous", *c.parts())
-                 for c in columns]
+    names = [_data.name_of(c.name) for c in columns]
+    described = [(name, _data.type_of(c), "discrete" if c.kind == "category" else "continuous", *c.parts())
+                 for name, c in zip(names, columns)]
     rescale = False
     if weights is not None and (weights[kept] != 1).any():
         rescale = estimator.rescale_weights
         if rescale == "auto":
             rescale = bool((weights[kept] % 1 != 0).any())
-        name = str(getattr(sample_weight, "name", None) or "sample_weight")
+        name = _data.name_of(str(getattr(sample_weight, "name", None) or "sample_weight"))
         described.append((free_name(name, names), "double", "weights", weights, None, None))
     last = class_column(free_name(named_target(y), names), classes, all_places)
     described.append((last.name, _data.type_of(last), "class", *last.parts()))
@@ -212,15 +214,7 @@ def class_values(values):
     """Classes of a model or a table as an array: numbers, or texts."""
     if values and not isinstance(values[0], bytes):
         return np.array(values)
-    return np.array([_plain(v.decode(errors="surrogateescape")) for v in values])
-
-
-def _plain(text):
-    """The text that text_of() was given."""
-    try:
-        return ast.literal_eval(text) if text[:1] in ("'", '"') else text
-    except (SyntaxError, ValueError):
-        return text
+    return np.array([_data.text_from(v.decode(errors="surrogateescape")) for v in values])
 
 
 class _Learner(ClassifierMixin, BaseEstimator):
@@ -777,7 +771,7 @@ def load_model(path, *, n_jobs=None):
     made = kind(n_jobs=n_jobs)
     made.model_ = model
     columns = model.columns()
-    made.feature_names_in_ = np.array([c["name"].decode(errors="backslashreplace") for c in columns
+    made.feature_names_in_ = np.array([_data.named(c["name"].decode(errors="backslashreplace")) for c in columns
                                        if c["input"] and c["role"] not in ("class", "weights")], dtype=object)
     values = model.values(next(i for i, c in enumerate(columns) if c["role"] == "class"))
     made._learn_schema(class_values([v for v in values if v != NO_OTHER.encode()]), coded=True)

@@ -248,10 +248,8 @@ class held_model {
     py::array_t<double> shares({n, k});
     double* const to = shares.mutable_data();
     dtree::unseen_values unseen;
-    {
-      const py::gil_scoped_release release;
-      ready().predict(held.cells, n, to, &unseen);
-    }
+    ask(n,
+        [&](const orvik::run_context& run) { ready().predict(held.cells, n, to, &unseen, run); });
     return py::make_tuple(shares, unseen);
   }
 
@@ -261,10 +259,11 @@ class held_model {
     const unsigned long n_trees = model_->get_no_trees();
     py::array_t<std::int64_t> leaves({n, n_trees});
     std::int64_t* const to = leaves.mutable_data();
-    const py::gil_scoped_release release;
-    const std::vector<tree_walker> trees = walkers();
-    for_each_row(held, n, [&](unsigned long row, const std::uint32_t* codes) {
-      for (unsigned long t = 0; t < n_trees; ++t) to[row * n_trees + t] = trees[t].leaf_of(codes);
+    ask(n, [&](const orvik::run_context& run) {
+      const std::vector<tree_walker> trees = walkers();
+      for_each_row(held, n, run, [&](unsigned long row, const std::uint32_t* codes) {
+        for (unsigned long t = 0; t < n_trees; ++t) to[row * n_trees + t] = trees[t].leaf_of(codes);
+      });
     });
     return leaves;
   }
@@ -273,13 +272,12 @@ class held_model {
   py::tuple decision_path(const py::list& columns, unsigned long n) const {
     const held_columns held(columns, n);
     std::vector<std::int64_t> begins{0}, nodes, offsets{0};
-    {
-      const py::gil_scoped_release release;
+    ask(n, [&](const orvik::run_context& run) {
       const std::vector<tree_walker> trees = walkers();
       for (const tree_walker& t : trees) {
         offsets.push_back(offsets.back() + static_cast<std::int64_t>(t.size()));
       }
-      for_each_row(held, n, [&](unsigned long, const std::uint32_t* codes) {
+      for_each_row(held, n, run, [&](unsigned long, const std::uint32_t* codes) {
         for (std::size_t t = 0; t < trees.size(); ++t) {
           const std::size_t first = nodes.size();
           trees[t].path_of(codes, nodes);
@@ -287,7 +285,7 @@ class held_model {
         }
         begins.push_back(static_cast<std::int64_t>(nodes.size()));
       });
-    }
+    });
     const auto array = [](const std::vector<std::int64_t>& v) {
       return py::array_t<std::int64_t>(static_cast<py::ssize_t>(v.size()), v.data());
     };
@@ -364,6 +362,19 @@ class held_model {
     m.set_keep_training_cm(setting<bool>(how, "keep_matrix"));
   }
 
+  /// work(run) under a run of its own, which an interrupt ends; a few rows are not worth a thread.
+  template <class Work>
+  void ask(unsigned long n, const Work& work) const {
+    constexpr unsigned long k_few = 1UL << 16;  // answers of trees
+    orvik::run_context run;
+    run.set_n_workers(run_.get_n_workers());
+    if (n * model_->get_no_trees() > k_few) {
+      return run_watched(run, py::none(), [&] { work(run); });
+    }
+    const py::gil_scoped_release release;
+    work(run);
+  }
+
   /// Made by whoever predicts first.
   const orvik::cell_predictor& ready() const {
     const std::lock_guard lock(making_);
@@ -379,14 +390,18 @@ class held_model {
   }
 
   template <class Take>
-  void for_each_row(const held_columns& held, unsigned long n, const Take& take) const {
+  void for_each_row(const held_columns& held, unsigned long n, const orvik::run_context& run,
+                    const Take& take) const {
     constexpr unsigned long k_block = 4096;
     const unsigned long width = held.cells.size();
     std::vector<std::uint32_t> codes(k_block * width);
     for (unsigned long first = 0; first < n; first += k_block) {
       const unsigned long some = std::min(k_block, n - first);
       ready().codes_of(held.cells, first, some, codes.data());
-      for (unsigned long i = 0; i < some; ++i) take(first + i, codes.data() + i * width);
+      for (unsigned long i = 0; i < some; ++i) {
+        if (run.is_cancelled()) throw std::runtime_error("cancelled");
+        take(first + i, codes.data() + i * width);
+      }
     }
   }
 

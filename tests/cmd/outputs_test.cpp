@@ -84,11 +84,11 @@ TEST_F(output_files, are_all_compared) {
   const auto inputs = {&options::metadata_file,     &options::data_file,
                        &options::test_file,         &options::score_data_file,
                        &options::binary_data_input, &options::tree_binary_input};
-  const auto file_outputs = {&options::log_file,           &options::text_file,
-                             &options::trace_file,         &options::xml_file,
-                             &options::pmml_file,          &options::json_file,
-                             &options::dot_file,           &options::binary_data_output,
-                             &options::tree_binary_output, &options::score_output_file};
+  const auto file_outputs = {
+      &options::log_file,          &options::text_file,          &options::trace_file,
+      &options::xml_file,          &options::pmml_file,          &options::json_file,
+      &options::dot_file,          &options::binary_data_output, &options::tree_binary_output,
+      &options::score_output_file, &options::reasons_file};
   for (const auto output : file_outputs) {
     for (const auto& others : {inputs, file_outputs}) {
       for (const auto other : others) {

@@ -4,6 +4,7 @@ import ctypes
 import io
 import json
 import multiprocessing
+import os
 import pickle
 import subprocess
 import sys
@@ -157,31 +158,35 @@ def large(n=400_000):
     return X, (X[:, 0] + draw.rand(n) > 1).astype(int)
 
 
-def test_an_interrupt_ends_a_long_fit_and_others_run_meanwhile():
-    X, y = large()
-    forest = orvik.ForestClassifier(n_estimators=10_000)
-    ticks, ended = [], threading.Event()
+def test_interrupts_end_what_takes_long_and_others_run_meanwhile():
+    X, y = large(100_000)
+    slow = orvik.ForestClassifier(n_estimators=10_000)
+    grown = orvik.ForestClassifier(n_estimators=60, min_weight=9).fit(X[:5000], y[:5000])
+    rows = np.tile(X, (20, 1))
+    for work in (lambda: slow.fit(X, y), lambda: grown.predict_proba(rows), lambda: grown.apply(rows)):
+        ticks, ended = [], threading.Event()
 
-    def interrupt():
-        while not ended.wait(0.02):  # the lock of Python is free meanwhile
-            ticks.append(time.monotonic())
-            if len(ticks) == 60:
-                ctypes.pythonapi.PyErr_SetInterrupt()
+        def interrupt(ticks=ticks, ended=ended):
+            while not ended.wait(0.02):  # the lock of Python is free meanwhile
+                ticks.append(time.monotonic())
+                if len(ticks) == 10:
+                    ctypes.pythonapi.PyErr_SetInterrupt()
 
-    helper = threading.Thread(target=interrupt)
-    helper.start()
-    try:
-        with pytest.raises(KeyboardInterrupt):
-            forest.fit(X, y)
-    finally:
-        stopped = time.monotonic()
-        ended.set()
-        helper.join()
-    assert stopped - ticks[59] < 5 and not hasattr(forest, "model_")  # a loaded machine is slow
+        helper = threading.Thread(target=interrupt)
+        helper.start()
+        try:
+            with pytest.raises(KeyboardInterrupt):
+                work()
+        finally:
+            stopped = time.monotonic()
+            ended.set()
+            helper.join()
+        assert stopped - ticks[9] < 3  # a second; a loaded machine is slow
+    assert not hasattr(slow, "model_")
 
 
 def test_a_callback_is_told_and_may_end_the_fit(capsys):
-    X, y = large(20_000)
+    X, y = large(4_000)
     told = []
     orvik.ForestClassifier(n_estimators=8, progress=lambda *done: told.append(done), verbose=1).fit(X, y)
     assert told[-1][2] == 8 and [t[2] for t in told] == sorted(t[2] for t in told)
@@ -215,20 +220,21 @@ def test_a_fork_behind_a_fit_fits_too():
         assert pool.map_async(_fitted, range(3)).get(60) == [expected] * 3
 
 
+@pytest.mark.skipif("asan" in os.environ.get("LD_PRELOAD", ""), reason="what was freed stays")
 def test_a_fit_makes_no_second_copy_of_the_numbers():
     script = """
 import resource, numpy as np, orvik
-X = np.asfortranarray(np.random.RandomState(0).randint(0, 50, (250_000, 40)).astype(float)); y = X[:, 0] > 20
+X = np.asfortranarray(np.random.RandomState(0).randint(0, 50, (60_000, 80), np.int8).astype(float)); y = X[:, 0] > 20
 peak = lambda: resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 1024
 orvik.TreeClassifier(max_depth=1).fit(X[:9], y[:9]); before = peak()
 orvik.TreeClassifier(max_depth=1, n_jobs=1).fit(X, y)
 print(peak() - before)
 """
     done = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, check=True)
-    assert float(done.stdout) < 40, done.stdout  # MiB; the numbers take 76, their codes 10
+    assert float(done.stdout) < 20, done.stdout  # MiB; the numbers take 37, their codes 5
 
 
 def test_random_frames_end_in_models_or_in_errors():
     import random_frames
 
-    assert random_frames.main(60) == 0
+    assert random_frames.main(40) == 0

@@ -117,6 +117,8 @@ class Check:
             (["predict", "golf.tree", "flats.csv", "-o", "out"], 1, "none of its columns"),
             (["test", "golf.tree", "new-flats.csv", "-o", "out"], 1, "none of its columns"),
             (["predict", "flats.csv", "flats.csv", "-o", "out"], 1, "flats.csv"),
+            (["predict", "golf.tree", "flats.csv", "--reasons-top", "2"], 2, "need --reasons"),
+            (["predict", "golf.tree", "flats.csv", "-o", "out", "--reasons", "./out"], 1, "same file"),
             (["view", "--svg", "--cpp", "golf.tree", "-o", "out"], 2, "--svg"),
             (["view", "--rules", "prose", "golf.tree"], 2, "prose"),
             (["view", "--names", "x", "golf.tree"], 2, "--data"),
@@ -186,6 +188,21 @@ class Check:
                                   done.stderr.split("written")[0]))
                 require(forms[0] == forms[1], f"{file} {options}: {forms}")
 
+    def check_reasons(self, model, scores):
+        """They add up to the probabilities; or, with few by name, to the same."""
+        for options in ([], ["--reasons-top", "2", "-k"], ["--reasons-all"]):
+            self.run("predict", model, "new-flats.csv", "-o", "out", "--reasons", "why.csv", *options)
+            names, *rows = self.rows("why.csv")
+            at = names.index("base")
+            for i, row in enumerate(rows):
+                found = scores[1 + (i // 3 if "--reasons-all" in options else i)]
+                share = float(found[scores[0].index("p_" + row[at - 1])])
+                parts = [float(cell) for name, cell in zip(names[at:-1], row[at:])
+                         if not name.startswith("attribute")]
+                require(row[0] == found[0] and abs(sum(parts) - share) < 1e-12 and float(row[-1]) == share,
+                        f"reasons: {names} {row} {found}")
+            require(len(rows) == (3 if "--reasons-all" in options else 1) * (len(scores) - 1), "rows explained")
+
     def check_new_files(self):
         """Columns in any order, extra, missing; values never seen; and what orvcmd predicts."""
         new = self.rows("new-flats.csv")
@@ -200,6 +217,7 @@ class Check:
             for row in scores[1:]:
                 require(abs(sum(map(float, row[10:])) - 1) < 1e-9, f"probabilities: {row}")
             self.check_against_orvcmd(model, new, scores)
+            self.check_reasons(model, scores)
             order = [6, 3, 0, 5, 1, 7, 4, 2]
             self.write("shuffled.csv", "".join(
                 ";".join(["x" if i else "extra"] + [row[c] for c in order]) + "\n"

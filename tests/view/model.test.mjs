@@ -23,6 +23,7 @@ const source = join(ORVIK_ROOT, 'view', 'report', 'src');
 const { conditions, conditionText, readModel } = await import(join(source, 'model.js'));
 const { predict, readValue } = await import(join(source, 'predict.js'));
 const { dependenceOf, gridOf } = await import(join(source, 'dependence.js'));
+const { reasonsOf } = await import(join(source, 'reasons.js'));
 const { rulesOf, sorted } = await import(join(source, 'rules.js'));
 
 function modelOf(file) {
@@ -141,5 +142,22 @@ test('the dependence on an attribute is what a case gets of which nothing else i
         [...shares].slice(1).map((share) => Number(share.toPrecision(6))));
       assert.deepEqual(own, wanted, name);
     }
+  }
+});
+
+test('the reasons for a class are those that the program gives', () => {
+  const { names, rows } = tableOf(rentals);
+  const some = rows.slice(0, 12).map((row, i) => row.map((c, at) => (i + at) % 5 === 0 ? '?' : c));
+  for (const options of [FULL, ['-ba', '4', '-seed', '1', ...FULL], ['-bo', '4', '-soft', '-binary', '-seed', '3']]) {
+    const file = shop.grow(rentals, ...options);
+    const model = modelOf(file);
+    const [titles, ...lines] = shop.reasons(file, some.map((row) => row.join(',')));
+    lines.forEach((line, i) => {
+      const code = i % (model.classNames.length - 1) + 1;
+      const row = some[Math.floor(i / (model.classNames.length - 1))];
+      const { base, share, parts } = reasonsOf(model, valuesOf(model, names, row), code);
+      const own = [base, ...titles.slice(3, -1).map((t) => parts[names.indexOf(t)]), share];
+      own.forEach((x, k) => assert.ok(Math.abs(x - line[k + 2]) < 1e-12, `${options} ${titles} ${line} ${own}`));
+    });
   }
 });

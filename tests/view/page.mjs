@@ -1,6 +1,6 @@
 // Reports made by the programs and opened in a browser, for the tests of the page.
 import { execFileSync } from 'node:child_process';
-import { existsSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
+import { existsSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { pathToFileURL } from 'node:url';
@@ -51,6 +51,14 @@ export class Workshop {
                                '-fs', this.file('rows', `${lines.join('\n')}\n`)]);
     return execFileSync('cat', [out], { encoding: 'utf8' }).trimEnd().split('\n')
       .map((line) => line.split(','));
+  }
+
+  /** The table of reasons that the program gives to lines of text: names, then a line a row and class. */
+  reasons(model, lines) {
+    const out = this.file('reasons');
+    execFileSync(this.orvcmd, ['-nl', '-bt', model, '-unseen', '-shap', out,
+                               '-fs', this.file('rows', `${lines.join('\n')}\n`)]);
+    return readFileSync(out, 'utf8').trimEnd().split('\n').map((line) => line.split(','));
   }
 
   close() { rmSync(this.folder, { recursive: true }); }

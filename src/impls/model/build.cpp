@@ -77,7 +77,8 @@ void dtree::grow_and_prune(const table& t, const case_list& cases) {
   if (split.rest) weigh(t, *split.rest);
   cases_ = training_cases(split.first ? *split.first : cases);
   split.first.reset();  // the model's copy is smaller
-  grow_trees(t, split.rest.get());
+  // Cases too few to be split are grown and pruned on.
+  grow_trees(t, split.rest ? split.rest.get() : &cases);
 }
 
 /// What goes with the trees goes too.

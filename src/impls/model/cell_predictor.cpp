@@ -151,14 +151,14 @@ void cell_predictor::codes_of(std::span<const cell_array> attributes, unsigned l
 }
 
 void cell_predictor::predict(std::span<const cell_array> attributes, unsigned long n,
-                             double* shares, unseen_values* unseen) const {
+                             double* shares, unseen_values* unseen,
+                             const zel::util::run_context& run) const {
   if (attributes.size() != table_.n_attributes()) throw std::runtime_error(k_other_attributes);
   std::vector<coder> coders;
   for (unsigned long a = 0; a < attributes.size(); ++a) {
     coders.emplace_back(table_.column_of(a), limits_[a].get(), attributes[a]);
   }
   const unsigned long width = coders.size(), k = table_.n_class_codes();
-  const zel::util::run_context& run = model_.run();
   const unsigned long at_once = cases_at_once(n, k, run);
   const unsigned long blocks = (n + at_once - 1) / at_once;
   std::vector<std::atomic<unsigned long>> n_unseen(width);
@@ -170,7 +170,7 @@ void cell_predictor::predict(std::span<const cell_array> attributes, unsigned lo
       const unsigned long some = coders[a].code(first, size, codes.data() + a, width);
       if (some > 0) n_unseen[a] += some;
     }
-    predict_block({codes, width}, {shares + first * k, size * k});
+    predict_block({codes, width}, {shares + first * k, size * k}, run);
   };
   if (blocks < 2) {
     for (unsigned long b = 0; b < blocks; ++b) predict_one(b);
@@ -183,11 +183,12 @@ void cell_predictor::predict(std::span<const cell_array> attributes, unsigned lo
   }
 }
 
-void cell_predictor::predict_block(const case_block& cases, std::span<double> shares) const {
+void cell_predictor::predict_block(const case_block& cases, std::span<double> shares,
+                                   const zel::util::run_context& run) const {
   if (!model_.votes()) return walk(cases, shares);
   std::ranges::fill(shares, 0.0);
-  model_.trees().answer() == combination::votes ? add_votes(cases, shares)
-                                                : add_shares(cases, shares);
+  model_.trees().answer() == combination::votes ? add_votes(cases, shares, run)
+                                                : add_shares(cases, shares, run);
   for (double& share : shares) share /= all_votes_;
   const std::size_t k = table_.n_class_codes();
   for (std::size_t at = 0; at < shares.size(); at += k) {
@@ -207,9 +208,11 @@ void cell_predictor::walk(const case_block& cases, std::span<double> shares) con
   }
 }
 
-void cell_predictor::add_votes(const case_block& cases, std::span<double> shares) const {
+void cell_predictor::add_votes(const case_block& cases, std::span<double> shares,
+                               const zel::util::run_context& run) const {
   const std::size_t k = table_.n_class_codes();
   for (std::size_t t = 0; t < trees_.size(); ++t) {
+    run.require_not_cancelled();
     trees_[t].predict(cases, shares.size() / k,
                       [&](std::size_t i, const decision_tree::prediction& found, double) {
                         shares[i * k + found.first] += votes_[t];
@@ -217,11 +220,13 @@ void cell_predictor::add_votes(const case_block& cases, std::span<double> shares
   }
 }
 
-void cell_predictor::add_shares(const case_block& cases, std::span<double> shares) const {
+void cell_predictor::add_shares(const case_block& cases, std::span<double> shares,
+                                const zel::util::run_context& run) const {
   thread_local std::vector<std::uint32_t> all;
   all.resize(shares.size() / table_.n_class_codes());
   std::iota(all.begin(), all.end(), 0U);
   for (std::size_t t = 0; t < trees_.size(); ++t) {
+    run.require_not_cancelled();
     trees_[t].add_shares(cases, all, votes_[t], shares, [](std::size_t, double) {});
   }
 }

@@ -25,9 +25,10 @@ class cell_predictor {
   explicit cell_predictor(const dtree& model);
   ~cell_predictor();
 
+  const zel::util::run_context& run() const { return model_.run(); }
   /// See orvik/cell_predictor.h.
   void predict(std::span<const cell_array> attributes, unsigned long n, double* shares,
-               unseen_values* unseen) const;
+               unseen_values* unseen, const zel::util::run_context& run) const;
   void codes_of(std::span<const cell_array> attributes, unsigned long first, unsigned long n,
                 std::uint32_t* codes) const;
 
@@ -35,9 +36,13 @@ class cell_predictor {
   class coder;
 
   void find_limits();
-  void predict_block(const case_block& cases, std::span<double> shares) const;
-  void add_votes(const case_block& cases, std::span<double> shares) const;
-  void add_shares(const case_block& cases, std::span<double> shares) const;
+  // These ask before every tree whether the run is cancelled.
+  void predict_block(const case_block& cases, std::span<double> shares,
+                     const zel::util::run_context& run) const;
+  void add_votes(const case_block& cases, std::span<double> shares,
+                 const zel::util::run_context& run) const;
+  void add_shares(const case_block& cases, std::span<double> shares,
+                  const zel::util::run_context& run) const;
   void walk(const case_block& cases, std::span<double> shares) const;
 
   const dtree& model_;

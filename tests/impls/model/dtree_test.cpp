@@ -165,4 +165,15 @@ TEST(pruning, is_told_by_its_name_where_growing_is_watched) {
   }
 }
 
+TEST(pruning, takes_the_training_cases_where_they_are_too_few_to_be_split) {
+  const auto t = mixed_table(60, 31, false);
+  const case_list one(1, {7, 1.0});
+  for (const auto strategy : {REP, REPG, MEP, MEPA}) {
+    dtree model("m");
+    model.set_pruning_strategy(strategy);
+    model.build(t.get(), &one);
+    EXPECT_EQ(model.trees().n_trees(), 1);
+  }
+}
+
 }  // namespace

@@ -3,6 +3,7 @@ import { el, largest, name, percent, shown } from './dom.js';
 import { classify, predict, readValue } from './predict.js';
 import { classBar, swatch } from './colours.js';
 import { NO_CASES } from './model.js';
+import { reasonBars, reasonSummary } from './reasons.js';
 
 const CHOICES = 300;  // values, at most, of a list to choose from
 const LISTED = 6;     // columns of the table of rows
@@ -75,7 +76,7 @@ function mainEnd(tree, shares) {
   return end;
 }
 
-function answer(model, result, actual) {
+function answer(model, result, actual, values) {
   const parts = [el('p', { class: 'answer' }, 'Class ',
     el('strong', { class: 'predicted' }, swatch(result.code),
        name(model.classNames[result.code])),
@@ -90,7 +91,7 @@ function answer(model, result, actual) {
     parts.push(el('p', { class: 'muted' },
                   `By the ${model.shownTrees} trees that this report holds.`));
   }
-  return [...parts, voteBars(model, result)].filter(Boolean);
+  return [...parts, voteBars(model, result), reasonBars(model, values, result.code)].filter(Boolean);
 }
 
 function rowTable(model, fields, pick) {
@@ -130,7 +131,7 @@ export function caseForm(model, view, goTo) {
   const answerCase = () => {
     way = readFields(fields);
     if (!way) return result.replaceChildren(el('p', { class: 'wrong' }, 'Mend the marked values.'));
-    result.replaceChildren(...answer(model, predict(model, way), actual),
+    result.replaceChildren(...answer(model, predict(model, way), actual, way),
       el('button', { type: 'button', onclick: () => {
         goTo(mainEnd(view.tree, classify(view.tree, way).shares));
       } }, 'Show the way in the tree'));
@@ -169,7 +170,7 @@ export function caseForm(model, view, goTo) {
   if (model.rows) {
     parts.push(el('h3', {}, 'Rows of the table'),
       el('p', { class: 'muted' }, `The first ${model.rows.rows.length} rows; a row's number puts it
-        into the form.`), rowTable(model, fields, pick));
+        into the form.`), rowTable(model, fields, pick), reasonSummary(model));
   }
   return { element: el('div', {}, parts), mark };
 }

@@ -29,7 +29,7 @@ const decide = (model, shares) =>
   model.costs ? cheapest(shares, model.costs) : argmax(shares);
 
 /** The branch of a value that is known. */
-function branchOf(tree, node, value) {
+export function branchOf(tree, node, value) {
   const cut = tree.cut[node];
   if (cut < -1) return value === -2 - cut ? 0 : 1;
   if (cut < 0) return value;
