@@ -5,7 +5,9 @@ namespace orvverbs {
 void predict_block(const orvik::cell_predictor& model, const row_block& rows, bool with_shares,
                    predicted_rows& to) {
   to.shares.clear();
-  to.outcomes = model.predict_codes(rows.codes, rows.n, with_shares ? &to.shares : nullptr);
+  to.plain.clear();
+  to.outcomes = with_shares ? model.predict_codes(rows.codes, rows.n, to.shares, to.plain)
+                            : model.predict_codes(rows.codes, rows.n);
 }
 
 }  // namespace orvverbs

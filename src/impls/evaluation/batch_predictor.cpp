@@ -53,13 +53,14 @@ void batch_predictor::predict_rows(const table& t, case_span cases,
 }
 
 void batch_predictor::predict(const case_block& cases, std::span<outcome> outcomes,
-                              std::span<double> shares) const {
+                              std::span<double> shares, std::span<double> plain) const {
   assert(shares.empty() || shares.size() == outcomes.size() * n_class_codes_);
+  assert(plain.empty() || calibrates());
   if (how_ == answer::of_one) {
     predict_one(cases, outcomes);
   } else {
     thread_local vote_count votes;
-    predict_together(cases, outcomes, votes, run_);
+    predict_together(cases, outcomes, votes, plain, run_);
     if (how_ == answer::shares) share_out(votes, shares);
   }
   if (how_ != answer::shares && !shares.empty()) add_probabilities(cases, outcomes.size(), shares);
@@ -72,7 +73,7 @@ void batch_predictor::judge(const case_block& cases, std::span<double> said,
   thread_local vote_count votes;
   thread_local std::vector<outcome> outcomes;
   outcomes.resize(n);
-  predict_together(cases, outcomes, votes, run);
+  predict_together(cases, outcomes, votes, {}, run);
   share_out(votes, said);
 }
 
@@ -105,7 +106,8 @@ void batch_predictor::predict_one(const case_block& cases, std::span<outcome> ou
 
 /// Tree by tree over all cases: a tree stays in the cache while it is used.
 void batch_predictor::predict_together(const case_block& cases, std::span<outcome> outcomes,
-                                       vote_count& votes, const zel::util::run_context& run) const {
+                                       vote_count& votes, std::span<double> plain,
+                                       const zel::util::run_context& run) const {
   votes.start(outcomes.size(), n_class_codes_);
   for (outcome& o : outcomes) o.depth = 0;
   for (std::size_t tree = 0; tree < trees_.size(); ++tree) {
@@ -113,6 +115,7 @@ void batch_predictor::predict_together(const case_block& cases, std::span<outcom
     how_ == answer::votes ? add_votes(tree, cases, outcomes, votes)
                           : add_shares(tree, cases, outcomes, votes);
   }
+  for (std::size_t k = 0; k < plain.size(); ++k) plain[k] = votes.all()[k] / all_votes_;
   for (std::size_t i = 0; i < outcomes.size(); ++i) {
     if (decides_.is_plain()) {
       const vote_count::verdict found = votes.decide(i);

@@ -30,14 +30,18 @@ class row_predictor {
     const std::size_t n = coder_.size(), n_codes = predictor_.n_class_codes();
     const std::size_t chunk = cases_at_once(n, n_codes, predictor_.run());
     const std::size_t kept = with_shares ? n_codes : 0;
+    const std::size_t kept_plain = predictor_.calibrates() ? kept : 0;
     for (std::size_t at = 0; at < n; at += chunk) {
       const std::size_t some = std::min(chunk, n - at);
       outcomes_.resize(some);
       shares_.resize(some * kept);
+      plain_.resize(some * kept_plain);
       predictor_.predict({coder_.codes().subspan(at * width_, some * width_), width_}, outcomes_,
-                         shares_);
+                         shares_, plain_);
       for (std::size_t i = 0; i < some; ++i) {
-        take(at + i, outcomes_[i], std::span<const double>(shares_).subspan(i * kept, kept));
+        take(at + i, outcomes_[i],
+             row_shares{std::span<const double>(shares_).subspan(i * kept, kept),
+                        std::span<const double>(plain_).subspan(i * kept_plain, kept_plain)});
       }
     }
   }
@@ -47,7 +51,7 @@ class row_predictor {
   std::size_t width_;
   const batch_predictor& predictor_;
   std::vector<outcome> outcomes_;
-  std::vector<double> shares_;
+  std::vector<double> shares_, plain_;
 };
 
 /// A predictor for every worker, made when the worker first asks for it.

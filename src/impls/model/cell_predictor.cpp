@@ -150,10 +150,11 @@ void cell_predictor::for_each_block(unsigned long n, const zel::util::run_contex
 }
 
 void cell_predictor::predict_codes(std::span<const code_t> codes, std::span<outcome> outcomes,
-                                   std::span<double> shares) const {
+                                   std::span<double> shares, std::span<double> plain) const {
   require_codes(table_, codes, outcomes.size());
   const unsigned long width = table_.n_attributes();
   const unsigned long kept = shares.empty() ? 0 : table_.n_class_codes();
+  const unsigned long kept_plain = plain.empty() ? 0 : kept;
   for_each_block(outcomes.size(), run(), [&](unsigned long first, unsigned long size) {
     thread_local std::vector<std::uint32_t> narrow;
     narrow.resize(size * width);
@@ -161,7 +162,8 @@ void cell_predictor::predict_codes(std::span<const code_t> codes, std::span<outc
         codes.subspan(first * width, size * width), narrow.begin(),
         [](code_t c) { return static_cast<std::uint32_t>(std::min<code_t>(c, UINT32_MAX)); });
     predictor_.predict({narrow, width}, outcomes.subspan(first, size),
-                       shares.subspan(first * kept, size * kept));
+                       shares.subspan(first * kept, size * kept),
+                       plain.subspan(first * kept_plain, size * kept_plain));
   });
 }
 

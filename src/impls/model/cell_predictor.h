@@ -34,9 +34,10 @@ class cell_predictor {
   void codes_of(std::span<const cell_array> attributes, unsigned long first, unsigned long n,
                 std::uint32_t* codes) const;
   /// Cases by their codes, as require_codes() has them. `shares` may be empty, else has room for a
-  /// number a class code and case.
+  /// number a class code and case; so has `plain`, those before calibration, where calibrates().
   void predict_codes(std::span<const code_t> codes, std::span<outcome> outcomes,
-                     std::span<double> shares) const;
+                     std::span<double> shares, std::span<double> plain) const;
+  bool calibrates() const { return predictor_.calibrates(); }
   unsigned long n_class_codes() const { return table_.n_class_codes(); }
 
  private:

@@ -149,23 +149,23 @@ class bag_judge {
         rows.weights.push_back(weight);
         const std::span<const double> sums =
             beside ? std::span(likely).subspan(c * k, k) : votes.of_case(c);
-        if (with_shares_) add_shares(some.first + c, sums, rows.shares);
+        if (with_shares_) add_shares(some.first + c, sums, rows);
       }
     });
   }
 
  private:
   /// As ensemble::predict_distribution() of those trees, of which these are the sums.
-  void add_shares(unsigned long position, std::span<const double> sums,
-                  std::vector<double>& to) const {
+  void add_shares(unsigned long position, std::span<const double> sums, judged_rows& to) const {
     vote_t all = 0;
     for (const auto& tree : asked_.trees) {
       if (!tree->in_bag[position]) all += tree->votes;
     }
     std::vector<double> shares(sums.begin(), sums.end());
     for (double& share : shares) share /= all;
+    if (asked_.decides.calibrates()) to.plain.insert(to.plain.end(), shares.begin(), shares.end());
     asked_.decides.adjust(shares);
-    to.insert(to.end(), shares.begin(), shares.end());
+    to.shares.insert(to.shares.end(), shares.begin(), shares.end());
   }
 
   const table& t_;

@@ -13,14 +13,16 @@ void row_judge::start(judged_rows& rows) const {
   rows.predicted.clear();
   rows.weights.clear();
   rows.shares.clear();
+  rows.plain.clear();
 }
 
-void row_judge::add(code_t actual, code_t predicted, double weight, std::span<const double> shares,
+void row_judge::add(code_t actual, code_t predicted, double weight, const row_shares& shares,
                     judged_rows& rows) const {
   rows.actual.push_back(actual);
   rows.predicted.push_back(predicted);
   rows.weights.push_back(weight);
-  rows.shares.insert(rows.shares.end(), shares.begin(), shares.end());
+  rows.plain.insert(rows.plain.end(), shares.plain.begin(), shares.plain.end());
+  rows.shares.insert(rows.shares.end(), shares.all.begin(), shares.all.end());
 }
 
 judged_rows dtree::judge(const table& t, const case_list& cases) const {
@@ -38,13 +40,16 @@ judged_rows dtree::judge(const table& t, const case_list& cases) const {
     std::vector<outcome> outcomes(some.size());
     gather_codes(t, some, codes);
     const std::size_t kept = judge.keeps_shares() ? classes.size() : 0;
-    std::vector<double> shares(some.size() * kept);
-    predictor.predict({codes, n_attributes}, outcomes, shares);
+    const std::size_t kept_plain = predictor.calibrates() ? kept : 0;
+    std::vector<double> shares(some.size() * kept), plain(some.size() * kept_plain);
+    predictor.predict({codes, n_attributes}, outcomes, shares, plain);
     judge.start(parts[i]);
     for (std::size_t k = 0; k < some.size(); ++k) {
       const auto& [row, weight] = some[k];
       judge.add(t.class_column().get_row_index(row), outcomes[k].predicted, weight,
-                std::span(shares).subspan(k * kept, kept), parts[i]);
+                {std::span(shares).subspan(k * kept, kept),
+                 std::span(plain).subspan(k * kept_plain, kept_plain)},
+                parts[i]);
     }
   };
   run_->with_workers([&] { run_->for_each_index(parts.size(), judge_chunk); });

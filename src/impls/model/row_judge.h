@@ -22,8 +22,8 @@ class row_judge {
   void start(judged_rows& rows) const;
   /// Whether the shares of the classes are kept: not of very many.
   bool keeps_shares() const { return classes_.size() <= k_most_judged_classes; }
-  /// Appends a row; `shares` by class code, or none where they are not kept.
-  void add(code_t actual, code_t predicted, double weight, std::span<const double> shares,
+  /// Appends a row; `shares` are none where they are not kept.
+  void add(code_t actual, code_t predicted, double weight, const row_shares& shares,
            judged_rows& rows) const;
 
  private:

@@ -28,31 +28,39 @@ void append_number(std::string& line, double value) {
 }  // namespace
 
 double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& rows, char separator,
-                    bool probabilities, unseen_values* unseen) const {
+                    bool probabilities, unseen_values* unseen, const set_request& sets) const {
   if (in == nullptr) throw std::runtime_error(k_nothing_to_score);
   require_trees();
   zel::util::cronos watch;
   watch.start();
   const std::vector<std::string> names = class_names();
+  const std::vector<double> limits = sets.wanted() ? set_limits(sets) : std::vector<double>();
   const batch_predictor predictor = make_predictor(*table_);
   row_predictors workers(*table_, {names[k_unknown], unseen != nullptr}, predictor);
 
+  const auto append_shares = [&](std::string& line, const row_shares& found) {
+    for (code_t c = 1; c < found.all.size() && probabilities; ++c) {
+      line += separator;
+      append_number(line, found.all[c]);
+    }
+    if (limits.empty()) return;
+    line += separator;
+    line += set_text(names, found.before_calibration().data(), limits);
+  };
   const auto work = [&](std::string_view text, row_block<std::string>& block) {
     row_predictor& own = workers.own();
     block.error = own.coder().take(text, batch_coder::rows::SCORE, in->separator());
     block.rows = own.coder().size();
     std::string& lines = block.output;
     lines.clear();
-    own.predict(probabilities, [&](std::size_t, const outcome& o, std::span<const double> shares) {
+    const auto take = [&](std::size_t, const outcome& o, const row_shares& shares) {
       lines += names[o.predicted];
       lines += separator;
       append_number(lines, o.confidence);
-      for (code_t c = 1; c < shares.size(); ++c) {
-        lines += separator;
-        append_number(lines, shares[c]);
-      }
+      append_shares(lines, shares);
       lines += '\n';
-    });
+    };
+    own.predict(probabilities || sets.wanted(), take);
   };
   const auto write = [&](const std::string& lines) {
     if (!out.write(lines.data(), static_cast<std::streamsize>(lines.size()))) {

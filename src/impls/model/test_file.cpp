@@ -46,7 +46,7 @@ std::unique_ptr<conf_matrix> dtree::test(zel::inpout::stream* in, const std::str
     block.rows = own.coder().size();
     block.output.tested.clear();
     judge.start(block.output.judged);
-    const auto take = [&](std::size_t i, const outcome& o, std::span<const double> shares) {
+    const auto take = [&](std::size_t i, const outcome& o, const row_shares& shares) {
       const tested_row row{own.coder().class_code(i), o.predicted, own.coder().weight(i)};
       block.output.tested.push_back(row);
       if (judged != nullptr) {
