@@ -105,10 +105,11 @@ void add(orvik::conf_matrix& to, const orvik::conf_matrix& more) {
 void write_cost(const judged_test& test, std::ostream& out) {
   if (!test.costs) return;
   const double cost = test.matrix->get_cost(*test.costs);
-  std::array<char, 64> room;
-  std::snprintf(room.data(), room.size(), "cost: %.1f, %.3f a row", cost,
-                cost / test.matrix->cases());
-  out << room.data() << " of the " << test.from << '\n';
+  std::array<char, 32> of_all, of_one;
+  std::snprintf(of_all.data(), of_all.size(), "%.6g", cost);
+  std::snprintf(of_one.data(), of_one.size(), "%.4g", cost / test.matrix->cases());
+  out << "cost: " << of_all.data() << " of " << weight_text(test.matrix->cases()) << ' '
+      << test.from << ", " << of_one.data() << " a row\n";
 }
 
 void write_error(const judged_test& test, std::ostream& out) {

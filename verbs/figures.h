@@ -35,7 +35,7 @@ judged_test test_of(orvik::judged_rows rows, const std::string& from);
 /// Adds the weights of a matrix of the same classes.
 void add(orvik::conf_matrix& to, const orvik::conf_matrix& more);
 
-/// "cost: 12.0, 0.550 a row of the ROWS", where errors have costs.
+/// "cost: 55 of 100 ROWS, 0.55 a row", where errors have costs.
 void write_cost(const judged_test& test, std::ostream& out);
 /// Error and majority class.
 void write_error(const judged_test& test, std::ostream& out);

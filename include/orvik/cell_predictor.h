@@ -28,13 +28,13 @@ class ORVIK_EXPORT cell_predictor {
   cell_predictor& operator=(const cell_predictor&) = delete;
 
   /// Writes for n rows what their class is decided by, the class codes of a row side by side: the
-  /// shares of a tree, or of an ensemble the mean shares or the part of the votes; the class is the
-  /// first of the largest. `attributes` has the cells of every attribute of the model, in order.
-  /// As in files a number that training did not have takes its place among those it had; any other
-  /// value that it did not have counts as unknown, and `unseen`, which may be null, is told.
-  /// On the workers of the model's context; memory does not grow with the rows.
-  /// Throws std::runtime_error for cells of another number of attributes, for texts instead of
-  /// numbers or the other way round, and for an infinite number.
+  /// shares of a tree, or of an ensemble the mean shares or the part of the votes; the class is
+  /// what dtree::decide() says of them, without costs the first of the largest. `attributes` has
+  /// the cells of every attribute of the model, in order. As in files a number that training did
+  /// not have takes its place among those it had; any other value that it did not have counts as
+  /// unknown, and `unseen`, which may be null, is told. On the workers of the model's context;
+  /// memory does not grow with the rows. Throws std::runtime_error for cells of another number of
+  /// attributes, for texts instead of numbers or the other way round, and for an infinite number.
   void predict(const std::vector<cell_array>& attributes, unsigned long n, double* shares,
                dtree::unseen_values* unseen) const;
   /// As predict() on the workers of `run`: cancelling that ends this call and no other one.
