@@ -53,6 +53,9 @@ Validation
 Scores
     -fs FILE  -s FILE    rows to score; where the scores go
     -prob                the share of every class, behind class and confidence
+    -sets P  -byclass    sets with the true class for P % of the rows; for those of each class
+    -calibrate HOW       shares that mean what they say: isotonic, platt, plain (for sets only)
+    -calrows FILE        on these rows, not on training rows that trees were not grown on
     -shap FILE           why: what each attribute contributes to the share of every class
     -shappred            in it: the predicted class only
     -shaptop N           in it: the N largest contributions of a row by name

@@ -17,6 +17,7 @@ declare -gA _orvcmd_takes=(
   [-l]=file [-nl]='' [-lstd]='' [-t]=file [-tstd]='' [-oerr]='' [-imp]='' [-metrics]='' [-mjson]=file
   [-x]=file [-xstd]='' [-d]=file [-dstd]='' [-pmml]=file [-json]=file
   [-db]=file [-tb]=file [-s]=file [-prob]='' [-shap]=file [-shappred]='' [-shaptop]=number
+  [-calibrate]=calibration [-calrows]=file [-sets]=number [-byclass]=''
   [-tt]=workers [-tti]='number workers file' [-seed]=number
   [-sdm2012]=number [-as2018]='number number number number'
 )
@@ -58,6 +59,7 @@ _orvcmd() {
     separator) _orvcmd_words "$current" , "';'" "'|'" "\$'\\t'" ;;
     class_weights) _orvcmd_files "$current"; _orvcmd_words "$current" balanced ;;
     attributes) _orvcmd_words "$current" sqrt log2 all ;;
+    calibration) _orvcmd_words "$current" isotonic platt plain ;;
     workers) _orvcmd_words "$current" 0 1 "$(nproc)" ;;
   esac
 }

@@ -18,6 +18,7 @@ std::vector<const std::string*> text_inputs(const options& opt) {
   }
   if (opt.sdm2012 || opt.as2018) return files;
   if (!opt.test_file.empty()) files.push_back(&opt.test_file);
+  if (!opt.calibration_rows.empty()) files.push_back(&opt.calibration_rows);
   const bool is_wanted = !opt.score_output_file.empty() || !opt.reasons_file.empty();
   if (!opt.score_data_file.empty() && is_wanted) files.push_back(&opt.score_data_file);
   return files;

@@ -11,6 +11,7 @@
 #include <limits>
 #include <span>
 
+#include "calibrate.h"
 #include "cost_options.h"
 #include "ensemble_options.h"
 #include "errors.h"
@@ -40,6 +41,8 @@ constexpr char k_mtry_range[] =
     "in -mtry, <attributes> must be a whole number > 0, a share such as 30%, sqrt, log2 or all";
 constexpr char k_bag_range[] = "in -bag, <share> must be in (0,1000] percent";
 constexpr double k_largest_bag = 1000;
+constexpr char k_calibrations[] = "in -calibrate, <how> must be isotonic, platt or plain";
+constexpr char k_sets_range[] = "in -sets, <percent> must be a number > 0 and < 100";
 constexpr char k_top_range[] = "in -shaptop, <n> must be > 0";
 constexpr char k_seed_range[] = "in -seed, <n> must be a whole number from 0 to ";
 
@@ -167,6 +170,22 @@ template <auto Member, bool Value>
 void set_draws(options& opt, arguments&) {
   opt.draws.*Member = Value;
 }
+
+void set_calibration(options& opt, arguments& args) {
+  const std::string_view word = args.next();
+  const auto how = orvik::calibration_of(word);
+  require(how.has_value(), k_calibrations);
+  opt.calibration = *how;
+}
+
+/// All of the word must be a number.
+void set_sets(options& opt, arguments& args) {
+  const auto percent = zel::text::parse_decimal<double>(args.next());
+  opt.sets.percent = percent.value_or(0);
+  require(opt.sets.is_valid(), k_sets_range);
+}
+
+void set_by_class(options& opt, arguments&) { opt.sets.by_class = true; }
 
 void show_usage(options&, arguments&) { throw early_end{0, usage_now()}; }
 
@@ -371,6 +390,10 @@ constexpr option_row k_options[] = {
     {"-cw", set_file<&options::class_weights>},
     {"-laplace", set_to<&options::laplace, true>},
     {"-prob", set_to<&options::probabilities, true>},
+    {"-calibrate", set_calibration},
+    {"-calrows", set_file<&options::calibration_rows>},
+    {"-sets", set_sets},
+    {"-byclass", set_by_class},
     {"-metrics", set_to<&options::metrics, true>},
     {"-mjson", set_file<&options::metrics_file>},
     {"-shap", set_file<&options::reasons_file>},
@@ -409,6 +432,7 @@ options options::parse(int argc, const char* const* argv) {
   while (!args.done()) take_option(opt, args);
   settle_ensemble(opt);
   require_sense_of_costs(opt);
+  settle_calibration(opt);
   return opt;
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "orvik/growth.h"
+#include "orvik/probabilities.h"
 #include "orvik/reason_form.h"
 #include "orvik/strategies.h"
 
@@ -109,7 +110,11 @@ class options {
   bool metrics = false;       ///< the text report has figures by class and of the shares
   std::string metrics_file;   ///< the same as JSON
   bool judges() const { return metrics || !metrics_file.empty(); }
-  bool probabilities = false;           ///< scores show the share of every class
+  bool judges_tests() const { return judges() || sets.wanted(); }
+  bool probabilities = false;  ///< scores show the share of every class
+  orvik::calibration calibration = orvik::calibration::none;  ///< plain where sets are asked for
+  std::string calibration_rows;                               ///< a file of rows to calibrate on
+  orvik::set_request sets;              ///< scores and tests have sets of classes
   std::optional<unsigned long> seed;    ///< not set: every run draws its own random numbers
   std::vector<std::string_view> given;  ///< the options of the command line, as they came
 

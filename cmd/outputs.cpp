@@ -112,6 +112,7 @@ std::vector<run_file> fixed_files(const options& opt) {
   add_file(files, "metadata file ", opt.metadata_file);
   add_file(files, "training data file ", opt.data_file);
   add_file(files, "test data file ", opt.test_file);
+  add_file(files, "calibration data file ", opt.calibration_rows);
   add_file(files, "score data file ", opt.score_data_file);
   add_file(files, "binary data file ", opt.binary_data_input);
   add_file(files, "binary tree file ", opt.tree_binary_input);

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "calibrate.h"
 #include "driver.h"
 #include "errors.h"
 #include "experiments.h"
@@ -41,6 +42,7 @@ void train_and_save(options& opt, outputs& out) {
   training result;
   if (!opt.tree_binary_input.empty()) {
     result.model = load_tree(opt, out.log());
+    if (result.model) calibrate(opt, nullptr, nullptr, *result.model, out.log());
   } else {
     table = load_save_table(opt, out.log());
     result = opt.sdm2012  ? exp_sdm2012(table.get(), opt, out.log())

@@ -130,6 +130,7 @@ class reporting {
   void report_test(const char* rows, const conf_matrix& cm) const;
   void report_figures(const orvik::judged_rows& rows, const char* source);
   void report_out_of_bag(const orvik::judged_rows& rows);
+  void report_sets(const orvik::judged_rows& rows);
 
   const options& opt_;
   table* t_;
@@ -141,7 +142,7 @@ class reporting {
 
 /// Keeps the figures of rows, and writes them where the report is to have them.
 void reporting::report_figures(const orvik::judged_rows& rows, const char* source) {
-  if (rows.size() == 0) return;
+  if (rows.size() == 0 || !opt_.judges()) return;
   figures_.push_back(metrics_of(rows, source));
   if (to_.text != nullptr && opt_.metrics) write_metrics_text(figures_.back(), *to_.text);
 }
@@ -173,6 +174,13 @@ void reporting::report_out_of_bag(const orvik::judged_rows& rows) {
   report_figures(rows, "out-of-bag rows");
 }
 
+/// Of rows that the model was not calibrated on: what sets promise for other rows.
+void reporting::report_sets(const orvik::judged_rows& rows) {
+  if (to_.text == nullptr || !opt_.sets.wanted()) return;
+  const std::vector<double> limits = model_.get_set_limits(opt_.sets);
+  write_set_figures(set_figures_of(rows, limits), opt_.sets, *to_.text);
+}
+
 void reporting::report_test(const char* rows, const conf_matrix& cm) const {
   if (to_.text == nullptr) return;
   begin_report(to_.log, to_.text);
@@ -182,10 +190,11 @@ void reporting::report_test(const char* rows, const conf_matrix& cm) const {
 void reporting::test_holdout(table::subset* holdout) {
   log_line(to_.log, "Testing holdout on ", holdout->size(), " cases");
   orvik::judged_rows rows;
-  last_test_.reset(opt_.judges() ? model_.test(t_, holdout, rows)
-                                 : model_.test(t_, holdout, nullptr));
+  last_test_.reset(opt_.judges_tests() ? model_.test(t_, holdout, rows)
+                                       : model_.test(t_, holdout, nullptr));
   report_test("on holdout test", *last_test_);
   report_figures(rows, "hold-out");
+  report_sets(rows);
   log_line(to_.log, " + time: ", last_test_->get_elapsed(), " secs");
 }
 
@@ -194,6 +203,7 @@ void reporting::test_file() {
   file_test test = test_on_file(opt_, model_);
   report_test("on test file", *test.matrix);
   report_figures(test.judged, "test file");
+  report_sets(test.judged);
   log_file_test(to_.log, test);
   last_test_ = std::move(test.matrix);
 }

@@ -29,7 +29,7 @@ double score_into(output& file, const options& opt, const orvik::dtree& model,
   zel::util::progress::stage("scoring");
   try {
     return model.score(opt.score_data_file, opt.separator, *file.stream(), rows, opt.separator,
-                       opt.probabilities, unseen);
+                       opt.probabilities, unseen, opt.sets);
   } catch (...) {
     file.close();
     throw;
@@ -49,8 +49,9 @@ file_test test_on_file(const options& opt, const orvik::dtree& model) {
   const auto& file = opt.test_file;
   orvik::dtree::unseen_values* const unseen = opt.unseen ? &test.unseen : nullptr;
   test.matrix.reset(
-      opt.judges() ? model.test(file, opt.separator, orvik::k_unknown_text, unseen, test.judged)
-                   : model.test(file, opt.separator, orvik::k_unknown_text, unseen));
+      opt.judges_tests()
+          ? model.test(file, opt.separator, orvik::k_unknown_text, unseen, test.judged)
+          : model.test(file, opt.separator, orvik::k_unknown_text, unseen));
   return test;
 }
 

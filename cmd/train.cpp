@@ -1,6 +1,7 @@
 // Training: the hold-out split, growing, pruning.
 #include <cmath>
 
+#include "calibrate.h"
 #include "cost_options.h"
 #include "cross_validation.h"
 #include "driver.h"
@@ -184,6 +185,7 @@ training buildtree(const options& opt, table* t, _cv_errors& errors, std::ostrea
   table::subset* const cases = sets.grow ? sets.grow.get() : split.train.get();
   grow(opt, t, cases, model, log, trace);
   prune(opt, t, *model, sets.held.get(), log);
+  calibrate(opt, t, cases, *model, log);
   model->set_training_cm(t, cases);
   log_unseen_error(opt, t, *model, split.holdout.get(), log);
   training result{std::move(model), std::move(split.holdout), {}, {}, {}};

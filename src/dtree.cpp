@@ -87,13 +87,14 @@ std::unique_ptr<impls::dtree> read_model(zel::inpout::ibinstream& in) {
 /// Predictions of cases by their codes; `shares`, which may be null, are appended to.
 std::vector<dtree::prediction> predictions_of(const impls::dtree& model,
                                               const std::vector<code_t>& codes, unsigned long n,
-                                              std::vector<double>* shares) {
+                                              std::vector<double>* shares,
+                                              std::vector<double>* plain = nullptr) {
   const impls::table& schema = schema_of(model);
   const std::vector<code_t> last = last_codes(schema);
   require_codes(codes.size() == n * last.size());
   std::vector<dtree::prediction> found;
   std::vector<code_t> one(last.size());
-  std::vector<double> of_case;
+  std::vector<double> of_case, plain_of_case;
   for (auto at = codes.begin(); found.size() < n; at += static_cast<long>(one.size())) {
     std::copy_n(at, one.size(), one.begin());
     require_codes(std::equal(one.begin(), one.end(), last.begin(), std::less_equal<>()));
@@ -101,8 +102,9 @@ std::vector<dtree::prediction> predictions_of(const impls::dtree& model,
     model.predict(schema, one, result, /*weight=*/1.0);
     found.push_back({result.first, result.second});
     if (shares == nullptr) continue;
-    model.predict_distribution(one, of_case);
+    model.predict_distribution(one, of_case, &plain_of_case);
     shares->insert(shares->end(), of_case.begin(), of_case.end());
+    if (plain != nullptr) plain->insert(plain->end(), plain_of_case.begin(), plain_of_case.end());
   }
   return found;
 }
@@ -130,6 +132,15 @@ void dtree::set_boosting(unsigned long n) { impl_->set_boosting(n); }
 void dtree::set_growth(const growth& how) { impl_->set_growth(how); }
 void dtree::set_resampling(const resampling& draws) { impl_->set_resampling(draws); }
 void dtree::set_combination(combination how) { impl_->set_combination(how); }
+void dtree::set_calibration(calibration how) { impl_->set_calibration(how); }
+calibration dtree::get_calibration() const { return impl_->settings().calibrated; }
+bool dtree::is_calibrated() const { return impl_->trees().decides().calibrates(); }
+std::vector<share_map> dtree::get_share_maps() const {
+  return impl_->trees().decides().maps().maps();
+}
+std::vector<double> dtree::get_set_limits(const set_request& asked) const {
+  return impl_->set_limits(asked);
+}
 void dtree::set_costs(const table& t, const std::vector<class_cost>& costs, cost_use use) {
   const unsigned long n = t.get_impl()->n_class_codes();
   impl_->set_costs(costs.empty() ? nullptr : std::make_shared<const impls::cost_matrix>(n, costs),
@@ -170,6 +181,14 @@ void dtree::build(table* t, table::subset* cases) {
 }
 
 void dtree::prune(table* t, table::subset* cases) { impl_->prune(impl_of(t), impl_of(cases)); }
+
+void dtree::calibrate(table* t, table::subset* cases) {
+  const impls::table& calibrated = required(t, k_no_training_table);
+  const std::unique_ptr<table::subset> all = all_instead_of(t, cases);
+  impl_->calibrate(calibrated, *impl_of(all ? all.get() : cases));
+}
+
+void dtree::calibrate(const judged_rows& rows) { impl_->calibrate(rows); }
 
 table* dtree::get_training_table() const {
   const impls::table* t = impl_->get_training_table();
@@ -214,8 +233,13 @@ conf_matrix* dtree::test(const std::string& file, char sep, const std::string& m
 
 double dtree::score(const std::string& file, char sep, std::ostream& out, unsigned long& n, char c,
                     bool probabilities, unseen_values* unseen) const {
+  return score(file, sep, out, n, c, probabilities, unseen, {});
+}
+
+double dtree::score(const std::string& file, char sep, std::ostream& out, unsigned long& n, char c,
+                    bool probabilities, unseen_values* unseen, const set_request& sets) const {
   zel::inpout::stream in = open_rows(file, sep, impl_->run().n_workers);
-  return impl_->score(&in, out, n, c, probabilities, unseen);
+  return impl_->score(&in, out, n, c, probabilities, unseen, sets);
 }
 
 std::string dtree::predict(const std::vector<std::string>& row, double weight) const {
@@ -244,6 +268,14 @@ std::vector<dtree::prediction> dtree::predict_codes(const std::vector<code_t>& c
                                                     std::vector<double>& shares) const {
   shares.clear();
   return predictions_of(*impl_, codes, n, &shares);
+}
+
+std::vector<dtree::prediction> dtree::predict_codes(const std::vector<code_t>& codes,
+                                                    unsigned long n, std::vector<double>& shares,
+                                                    std::vector<double>& plain) const {
+  shares.clear();
+  plain.clear();
+  return predictions_of(*impl_, codes, n, &shares, &plain);
 }
 
 double dtree::get_oob_error(table* t) const {

@@ -21,6 +21,7 @@ class applied_model {
   void open(const std::string& output, const std::string& second = "");
 
   const std::string& file() const { return file_; }
+  const std::string& model_file() const { return model_file_; }
   // After open():
   const orvik::dtree& model() const { return *model_; }
   new_rows& rows() { return *rows_; }

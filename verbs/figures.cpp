@@ -60,6 +60,11 @@ void write_matrix(const judged_test& test, std::ostream& out) {
 
 }  // namespace
 
+std::string utf8(const std::string& text) {
+  using namespace zel::util::string_util;
+  return is_utf8(text) ? text : utf8_of_latin1(text);
+}
+
 std::string percent(double share) {
   if (std::isnan(share)) return "-";
   std::array<char, 32> room;
@@ -141,10 +146,7 @@ void write_figures(const judged_test& test, const std::string& rows, json_out& j
     json.key("mean_cost");
     json.number(cost / matrix.cases());
   }
-  json.array("classes", test.classes, [&](const std::string& name) {
-    json.text(zel::util::string_util::is_utf8(name) ? name
-                                                    : zel::util::string_util::utf8_of_latin1(name));
-  });
+  json.array("classes", test.classes, [&](const std::string& name) { json.text(utf8(name)); });
   json.key("matrix");
   json.StartArray();
   for (unsigned long a = 0; a < matrix.size(); ++a) {

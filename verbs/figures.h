@@ -14,6 +14,9 @@ namespace orvverbs {
 
 using json_out = zel::text::json_writer<zel::text::json_sink>;
 
+/// As it is, or of ISO-8859-1 where it is not UTF-8.
+std::string utf8(const std::string& text);
+
 /// "12.34 %"
 std::string percent(double share);
 

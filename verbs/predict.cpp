@@ -11,9 +11,9 @@
 #include "files.h"
 #include "predictions.h"
 #include "reasons.h"
+#include "sets.h"
 #include "verbs.h"
 #include "zel/text/decimal.h"
-#include "zel/util/string_util.h"
 
 namespace orvverbs {
 
@@ -32,14 +32,10 @@ struct score_form {
   bool numbered = false;            // nothing is kept: rows are counted
   std::size_t n_kept() const { return numbered ? 1 : kept.size(); }
   bool probabilities = false;
+  std::vector<double> set_limits;        // by class code; empty: no sets
   std::vector<std::string> names;        // of the columns that are written
   std::vector<std::string> class_names;  // by code
 };
-
-std::string utf8(const std::string& text) {
-  using namespace zel::util::string_util;
-  return is_utf8(text) ? text : utf8_of_latin1(text);
-}
 
 class score_writer {
  public:
@@ -87,6 +83,11 @@ class score_writer {
       lines_ += ',';
       lines_ += zel::text::shortest_decimal(found.shares[row * n + c]);
     }
+    if (!form_.set_limits.empty()) {
+      lines_ += ',';
+      append_csv(lines_, orvik::set_text(form_.class_names, found.plain.data() + row * n,
+                                         form_.set_limits));
+    }
     lines_ += '\n';
   }
 
@@ -110,6 +111,14 @@ class score_writer {
         key();
         json.number(found.shares[row * n + c]);
       }
+      if (form_.set_limits.empty()) return;
+      key();
+      json.StartArray();
+      for (std::size_t c = 1; c < n; ++c) {
+        const bool in_set = found.plain[row * n + c] >= form_.set_limits[c];
+        if (in_set) json.text(utf8(form_.class_names[c]));
+      }
+      json.EndArray();
     });
     out_ << '\n';
   }
@@ -136,6 +145,7 @@ class predict_verb : public verb {
     all.group("What is written");
     all.file("-o,--output", output_, "the scores; else standard output");
     all.flag("-p,--probabilities", probabilities_, "a column for the probability of every class");
+    sets_.declare(all);
     all.flag("-k,--keep", keep_, "all columns of FILE in front, not only its keys");
     reasons_.declare(all);
     all.flag("--jsonl", jsonl_, "a JSON object a line instead of CSV");
@@ -147,6 +157,7 @@ class predict_verb : public verb {
     reasons_.check();
     applied_.open(output_, reasons_.file);
     const orvik::dtree& model = applied_.model();
+    sets_.open(model, applied_.model_file());
     new_rows& rows = applied_.rows();
     const score_form form = form_of(model, rows);
     std::optional<reason_file> reasons;
@@ -160,7 +171,7 @@ class predict_verb : public verb {
       writer.write_header();
       predicted_rows found;
       rows.read(form.kept, [&](row_block& block) {
-        predict_block(model, block, probabilities_ || reasons, found);
+        predict_block(model, block, probabilities_ || sets_.wanted() || reasons, found);
         writer.write(block, found);
         if (!reasons) return;
         reasons->write(block, found, [&](std::string& to, unsigned long row) {
@@ -176,6 +187,7 @@ class predict_verb : public verb {
   score_form form_of(const orvik::dtree& model, const new_rows& rows) const {
     score_form form;
     form.probabilities = probabilities_;
+    form.set_limits = sets_.limits();
     form.class_names = model.class_values();
     if (keep_) {
       form.kept.resize(rows.names().size());
@@ -192,6 +204,7 @@ class predict_verb : public verb {
     for (std::size_t c = 1; c < form.class_names.size() && probabilities_; ++c) {
       names.push_back("p_" + form.class_names[c]);
     }
+    if (sets_.wanted()) names.emplace_back("set");
     for (std::string& name : names) {
       while (std::ranges::find(form.names, name) != form.names.end()) name += '_';
       form.names.push_back(name);
@@ -200,6 +213,7 @@ class predict_verb : public verb {
   }
 
   applied_model applied_;
+  asked_sets sets_;
   reason_request reasons_;
   std::string output_ = "-";
   bool probabilities_ = false, keep_ = false, jsonl_ = false;

@@ -11,6 +11,7 @@ namespace orvverbs {
 struct predicted_rows {
   std::vector<orvik::dtree::prediction> outcomes;
   std::vector<double> shares;  ///< row by row, a class code after the other; none unless asked for
+  std::vector<double> plain;   ///< the same before calibration
 };
 
 void predict_block(const orvik::dtree& model, const row_block& rows, bool with_shares,

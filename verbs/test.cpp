@@ -1,12 +1,11 @@
 // orvik test: how good a model is on rows whose classes are known.
-#include <algorithm>
-#include <iostream>
-#include <stdexcept>
+#include <sstream>
 
 #include "applied_model.h"
 #include "figures.h"
 #include "files.h"
-#include "predictions.h"
+#include "judged_file.h"
+#include "sets.h"
 #include "verbs.h"
 
 namespace orvverbs {
@@ -19,20 +18,6 @@ constexpr char k_test_examples[] =
     "  orvik test people.orvik more.csv --json > figures.json\n\n"
     "Rows of unknown class are left out, and told. See orvik-test(1).";
 
-constexpr char k_other_class[] = "(not in the model)";
-
-/// Gives rows a class more, the last one, of which the model says nothing.
-void add_class(const std::string& name, orvik::judged_rows& rows) {
-  const std::size_t k = rows.classes.size();
-  rows.classes.push_back(name);
-  if (rows.shares.empty()) return;
-  std::vector<double> shares(rows.size() * (k + 1));
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    std::copy_n(rows.shares.data() + i * k, k, shares.data() + i * (k + 1));
-  }
-  rows.shares = std::move(shares);
-}
-
 class test_verb : public verb {
  public:
   const char* name() const override { return "test"; }
@@ -43,17 +28,14 @@ class test_verb : public verb {
     all.group("What is written");
     all.flag("--json", json_, "the figures as JSON");
     all.file("-o,--output", output_, "where to; else standard output");
+    sets_.declare(all);
     applied_.declare_layout(all);
     all.examples(k_test_examples);
   }
 
   void run() override {
     applied_.open(output_);
-    if (!applied_.rows().has_class()) {
-      throw std::runtime_error(applied_.file() + ": has no column '" +
-                               applied_.model().get_schema().class_column().name() +
-                               "', the class; orvik predict needs none");
-    }
+    sets_.open(applied_.model(), applied_.model_file());
     judged_test found = test_of(judged(), "rows of " + applied_.file());
     found.costs = applied_.model().get_costs();
     write_file(output_, [&](std::ostream& out) { write(found, out); });
@@ -61,57 +43,58 @@ class test_verb : public verb {
 
  private:
   orvik::judged_rows judged() {
-    orvik::judged_rows all;
-    all.classes = applied_.model().class_values();
-    const bool with_shares = all.classes.size() <= orvik::k_most_judged_classes;
-    unsigned long unclassed = 0, other = 0;
-    predicted_rows found;
-    applied_.rows().read({}, [&](row_block& block) {
-      predict_block(applied_.model(), block, with_shares, found);
-      for (unsigned long i = 0; i < block.n; ++i) {
-        if (block.new_class[i]) {
-          block.classes[i] = all.classes.size();
-          ++other;
-        }
-        block.classes[i] == orvik::k_unknown ? static_cast<void>(++unclassed)
-                                             : add(block, i, found, all);
-      }
-    });
-    if (other > 0) add_class(k_other_class, all);
-    tell(unclassed, " of unknown class left out");
-    tell(other, " of a class that the model does not have: errors");
-    if (all.size() == 0) throw std::runtime_error(applied_.file() + ": no rows of known class");
-    return all;
-  }
-
-  void tell(unsigned long n_rows, const char* what) const {
-    if (n_rows == 0) return;
-    std::cerr << applied_.file() << ": " << n_rows << (n_rows == 1 ? " row" : " rows") << what
-              << '\n';
-  }
-
-  static void add(const row_block& block, unsigned long i, const predicted_rows& found,
-                  orvik::judged_rows& to) {
-    to.actual.push_back(block.classes[i]);
-    to.predicted.push_back(found.outcomes[i].class_code);
-    to.weights.push_back(block.weights[i]);
-    const unsigned long k = found.shares.size() / block.n;
-    const auto shares = found.shares.begin() + static_cast<std::ptrdiff_t>(i * k);
-    to.shares.insert(to.shares.end(), shares, shares + static_cast<std::ptrdiff_t>(k));
+    judged_file found = judge_file(applied_.model(), applied_.rows(), applied_.file());
+    tell_rows(applied_.file(), found.unclassed, " of unknown class left out");
+    tell_rows(applied_.file(), found.other, " of a class that the model does not have: errors");
+    return std::move(found.rows);
   }
 
   void write(const judged_test& found, std::ostream& out) const {
     if (!json_) {
       write_error(found, out);
-      return write_figures(found, out);
+      write_figures(found, out);
+      if (sets_.wanted()) write_set_figures(set_figures(found), sets_.request(), out);
+      return;
     }
     zel::text::json_sink sink(out);
     json_out json(sink);
-    json.object([&] { write_figures(found, applied_.file(), json); });
+    json.object([&] {
+      write_figures(found, applied_.file(), json);
+      if (sets_.wanted()) write_sets(set_figures(found), json);
+    });
     out << '\n';
   }
 
+  std::vector<orvik::set_figures> set_figures(const judged_test& found) const {
+    return set_figures_of(found.rows, sets_.limits());
+  }
+
+  void write_sets(const std::vector<orvik::set_figures>& all, json_out& json) const {
+    const auto number = [&json](const char* key, double x) {
+      json.key(key);
+      json.number(x);
+    };
+    json.key("sets");
+    json.object([&] {
+      number("percent", sets_.request().percent);
+      json.key("by_class");
+      json.Bool(sets_.request().by_class);
+      json.array("figures", all, [&](const orvik::set_figures& each) {
+        json.object([&] {
+          json.key("class");
+          &each == all.data() ? static_cast<void>(json.Null()) : json.text(utf8(each.name));
+          number("weight", each.weight);
+          number("covered", each.covered);
+          number("size", each.size);
+          number("empty", each.empty);
+          number("single", each.single);
+        });
+      });
+    });
+  }
+
   applied_model applied_;
+  asked_sets sets_;
   std::string output_ = "-";
   bool json_ = false;
 };

@@ -11,7 +11,9 @@
 #include "files.h"
 #include "forms.h"
 #include "input.h"
+#include "judged_file.h"
 #include "learning.h"
+#include "new_rows.h"
 #include "report.h"
 #include "row_file.h"
 #include "verbs.h"
@@ -44,23 +46,24 @@ struct document {
   const char* option;
   const char* help;
   bool of_one_tree;  ///< has no room for an ensemble
+  bool calibrated;   ///< has room for calibrated shares
   void (*write)(const dtree& model, std::ostream& out);
 };
 
 constexpr std::array<document, 8> k_documents = {
-    {{"--pmml", "the model as PMML 4.4", false,
+    {{"--pmml", "the model as PMML 4.4", false, false,
       [](const dtree& m, std::ostream& out) { m.toPMML(out); }},
-     {"--model-json", "the model as JSON", false,
+     {"--model-json", "the model as JSON", false, true,
       [](const dtree& m, std::ostream& out) { m.toJSON(out); }},
-     {"--cpp", "a C++17 source that predicts", false, orvik::view::write_cpp},
-     {"--python", "a Python 3 module that predicts", false, orvik::view::write_python},
-     {"--sql", "an SQL query that predicts", true,
+     {"--cpp", "a C++17 source that predicts", false, true, orvik::view::write_cpp},
+     {"--python", "a Python 3 module that predicts", false, true, orvik::view::write_python},
+     {"--sql", "an SQL query that predicts", true, false,
       [](const dtree& m, std::ostream& out) { orvik::view::write_sql({m}, "cases", out); }},
-     {"--dot", "a graph for Graphviz", false,
+     {"--dot", "a graph for Graphviz", false, true,
       [](const dtree& m, std::ostream& out) { m.toDOT(out); }},
-     {"--text", "the tree as indented text", false,
+     {"--text", "the tree as indented text", false, true,
       [](const dtree& m, std::ostream& out) { m.toTEXT(out); }},
-     {"--svg", "a picture of the tree", true, [](const dtree& m, std::ostream& out) {
+     {"--svg", "a picture of the tree", true, true, [](const dtree& m, std::ostream& out) {
         orvik::view::write_svg({m}, orvik::k_all_levels, out);
       }}}};
 
@@ -104,6 +107,11 @@ class train_verb : public verb {
     input_.declare_columns(all);
     input_.declare_layout(all);
     learning_.declare(all);
+    all.group("What its probabilities are worth");
+    all.choice("--calibrate", calibrate_, {"isotonic", "platt", "plain"},
+               "shares that mean what they say; plain: as they are, for orvik predict --sets");
+    all.file("--calibration-rows", calibration_rows_,
+             "rows to calibrate on; else training rows that trees were not grown on");
     all.group("How it is tested");
     all.real("--holdout", holdout_, 0.001, 99.999, "percent of the rows that are kept for a test");
     all.number("--cv", folds_, 2, 1'000'000,
@@ -116,6 +124,9 @@ class train_verb : public verb {
 
   void run() override {
     learning_.begin();
+    if (calibrate_.empty() && !calibration_rows_.empty()) {
+      throw usage_error("--calibration-rows is for --calibrate");
+    }
     if (no_cv_ && folds_ > 0) throw usage_error("--cv and --no-cv: one of them");
     check_outputs();
     std::ostringstream nowhere;
@@ -136,13 +147,23 @@ class train_verb : public verb {
     outputs.push_back(output_);
     outputs.push_back(report_);
     const auto [names, data] = pair_of(input_.file);
-    check_files({input_.file, names, data}, outputs);
+    check_files({input_.file, names, data, calibration_rows_}, outputs);
+    check_calibrated_outputs();
     for (std::size_t i = 0; i < k_documents.size(); ++i) {
       if (documents_[i].empty() || !k_documents[i].of_one_tree || learning_.n_trees() == 1)
         continue;
       throw usage_error(std::string(k_documents[i].option) +
                         " is of one tree: save the model and choose one by orvik view --tree N");
     }
+  }
+
+  void check_calibrated_outputs() const {
+    if (calibrate_.empty() || how() == orvik::calibration::plain) return;
+    std::string refused;
+    for (std::size_t i = 0; i < documents_.size(); ++i) {
+      if (!documents_[i].empty() && !k_documents[i].calibrated) refused = k_documents[i].option;
+    }
+    if (!refused.empty()) throw usage_error(refused + " has no place for calibrated shares");
   }
 
   results grow(const training_input& in) const {
@@ -155,11 +176,28 @@ class train_verb : public verb {
     found.model = learning_.make(base_name(output_.empty() ? input_.file : output_), t);
     const unsigned long n_trees = learning_.n_trees();
     begin(n_trees > 1 ? unit::trees : unit::nodes, n_trees > 1 ? n_trees : 0);
+    if (!calibrate_.empty() && calibration_rows_.empty()) found.model->set_calibration(how());
     found.model->build(&t, cases);
     keep_reading(in.how, *found.model);
+    if (!calibration_rows_.empty()) calibrate_on_file(in, *cases, *found.model);
     tell_growing(t, *cases, found);
     test(t, *cases, parts.rest.get(), found);
     return found;
+  }
+
+  orvik::calibration how() const { return *orvik::calibration_of(calibrate_); }
+
+  void calibrate_on_file(const training_input& in, table::subset& cases, dtree& model) const {
+    model.set_calibration(how());
+    std::ostringstream nowhere;
+    new_rows rows(model, in.how, calibration_rows_, /*separator=*/0, quiet_ ? nowhere : std::cerr);
+    judged_file found = judge_file(model, rows, calibration_rows_);
+    tell_rows(calibration_rows_, found.unclassed, " of unknown class left out");
+    if (found.other > 0) {
+      throw std::runtime_error(calibration_rows_ + ": rows of a class that training did not have");
+    }
+    model.calibrate(found.rows);
+    model.set_training_cm(in.table.get(), &cases);
   }
 
   void test(table& t, table::subset& cases, table::subset* holdout, results& found) const {
@@ -371,7 +409,7 @@ class train_verb : public verb {
   const options* said_ = nullptr;  // lives until the run is over
   input_options input_;
   learning learning_;
-  std::string output_, report_;
+  std::string output_, report_, calibrate_, calibration_rows_;
   std::array<std::string, k_documents.size()> documents_;
   bool json_ = false, quiet_ = false, no_cv_ = false;
   double holdout_ = 0;

@@ -54,6 +54,8 @@ class cpp_writer {
   void write_nodes();
   void write_values(std::size_t i);
   void write_codes();
+  void write_answers();
+  void write_calibrated_answers();
   void write_costs();
   void write_reading();
   template <class Item>
@@ -192,6 +194,42 @@ void cpp_writer::write_codes() {
   out_ << (fields_.empty() ? "  static_cast<void>(values);\n" : "") << "  return of;\n}\n";
 }
 
+void cpp_writer::write_answers() {
+  const bool by_costs = model_.decides_by_costs();
+  out_ << (by_costs
+               ? reworded(k_classify, {{"detail::ask(detail::roots[0]",
+                                        "detail::ask_by_costs(detail::roots[0]"},
+                                       {"detail::first_largest(votes)", "detail::cheapest(votes)"}})
+               : std::string(k_classify))
+       << k_predict << k_shares << "shares" << k_shares_body;
+}
+
+void cpp_writer::write_calibrated_answers() {
+  const std::vector<orvik::share_map> maps = model_.get_share_maps();
+  const auto number = [](double x) { return zel::text::shortest_decimal(x); };
+  out_ << k_shares << "plain_shares" << k_shares_body << k_knots
+       << "inline const knot knots[] = {\n";
+  for (const orvik::share_map& map : maps) {
+    for (std::size_t i = 0; i < map.x.size(); ++i) {
+      out_ << '{' << number(map.x[i]) << ',' << number(map.y[i]) << "},\n";
+    }
+  }
+  out_ << "{0,0}};\n// Of two known classes one, of the second; of more one for each.\n"
+       << "inline const map maps[] = {\n";
+  std::size_t first = 0;
+  for (const orvik::share_map& map : maps) {
+    out_ << '{' << first << ',' << map.x.size() << ',' << number(map.a) << ',' << number(map.b)
+         << "},\n";
+    first += map.x.size();
+  }
+  const bool by_costs = model_.decides_by_costs();
+  out_ << "};\n"
+       << (by_costs
+               ? reworded(k_calibration, {{"detail::first_largest(all)", "detail::cheapest(all)"}})
+               : std::string(k_calibration))
+       << k_predict;
+}
+
 void cpp_writer::write_reading() {
   out_ << "constexpr std::size_t n_columns = " << schema_.n_columns()
        << ";\nconstexpr int class_column = " << schema_.class_column().index()
@@ -222,14 +260,9 @@ void cpp_writer::write() {
   out_ << k_codes;
   write_codes();
   out_ << k_descent;
-  if (model_.decides_by_costs()) {
-    out_ << k_costs_descent
-         << reworded(k_classify,
-                     {{"detail::ask(detail::roots[0]", "detail::ask_by_costs(detail::roots[0]"},
-                      {"detail::first_largest(votes)", "detail::cheapest(votes)"}});
-  } else {
-    out_ << k_classify;
-  }
+  if (model_.decides_by_costs()) out_ << k_costs_descent;
+  model_.is_calibrated() ? write_calibrated_answers() : write_answers();
+  out_ << k_values;
   write_reading();
   out_ << k_main;
 }

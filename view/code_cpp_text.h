@@ -195,10 +195,19 @@ inline constexpr char k_classify[] = R"source(inline prediction classify(const r
   return {std::string(class_names[best]), votes[best] / detail::all_votes()};
 }
 
-inline std::string predict(const row& values) { return classify(values).class_name; }
+)source";
 
-// By class of class_names, the unknown class first; the mean over the trees.
-inline std::vector<double> shares(const row& values) {
+inline constexpr char k_predict[] =
+    R"source(inline std::string predict(const row& values) { return classify(values).class_name; }
+
+)source";
+
+/// The shares; of a calibrated model those before that, under another name.
+inline constexpr char k_shares[] =
+    R"source(// By class of class_names, the unknown class first; the mean over the trees.
+inline std::vector<double> )source";
+
+inline constexpr char k_shares_body[] = R"source((const row& values) {
   const detail::codes of = detail::codes_of(values);
   std::vector<double> sums(class_names.size());
   const auto to = detail::votes && detail::averages ? detail::purpose::decide
@@ -210,7 +219,71 @@ inline std::vector<double> shares(const row& values) {
   return sums;
 }
 
-}  // namespace ORVIK_NAMESPACE
+)source";
+
+/// What shares are worth as probabilities, behind the tables of knots and maps; and the answers.
+inline constexpr char k_calibration[] = R"source(
+inline double mapped(const map& by, double share) {
+  if (by.n == 0) {
+    const double at = by.a * share + by.b;
+    return at >= 0 ? std::exp(-at) / (1 + std::exp(-at)) : 1 / (1 + std::exp(at));
+  }
+  const knot* const begin = knots + by.first;
+  const knot* const end = begin + by.n;
+  const knot* const above = std::upper_bound(
+      begin, end, share, [](double found, const knot& k) { return found < k.share; });
+  if (above == begin) return begin->value;
+  if (above == end) return end[-1].value;
+  const double part = (share - above[-1].share) / (above->share - above[-1].share);
+  return std::min(above[-1].value + part * (above->value - above[-1].value), above->value);
+}
+
+// Of two classes one map decides. Of more what the maps give is divided by its sum; where all give
+// 0 the shares stay as they are.
+inline void calibrate(std::vector<double>& shares) {
+  if (shares.size() == 3) {
+    shares[2] = mapped(maps[0], shares[2]);
+    shares[1] = 1 - shares[2];
+    shares[0] = 0;
+    return;
+  }
+  double sum = 0;
+  for (std::size_t c = 1; c < shares.size(); ++c) sum += mapped(maps[c - 1], shares[c]);
+  if (!(sum > 0)) return;
+  shares[0] = 0;
+  for (std::size_t c = 1; c < shares.size(); ++c) shares[c] = mapped(maps[c - 1], shares[c]) / sum;
+}
+
+}  // namespace detail
+
+// By class of class_names, the unknown class first: calibrated ones.
+inline std::vector<double> shares(const row& values) {
+  std::vector<double> all = plain_shares(values);
+  detail::calibrate(all);
+  return all;
+}
+
+inline prediction classify(const row& values) {
+  const std::vector<double> all = shares(values);
+  const int best = detail::first_largest(all);
+  return {std::string(class_names[best]), all[best]};
+}
+
+)source";
+
+inline constexpr char k_knots[] = R"source(namespace detail {
+
+// Of a map its knots, ascending: it is linear between them. Or it is 1 / (1 + exp(a share + b)).
+struct knot {
+  double share, value;
+};
+struct map {
+  int first, n;
+  double a, b;
+};
+)source";
+
+inline constexpr char k_values[] = R"source(}  // namespace ORVIK_NAMESPACE
 
 #ifdef ORVIK_MAIN
 #include <cstdio>

@@ -61,6 +61,7 @@ class python_writer {
   void write_values(const tested_column& tested);
   void write_cuts(const tested_column& tested);
   void write_nodes();
+  void write_maps();
   void write_costs();
 
   const orvik::dtree& model_;
@@ -162,6 +163,26 @@ void python_writer::write_nodes() {
               [&](const class_share& s) { return decimal(s.weight); });
 }
 
+/// Knots, or none; a and b. Of two known classes one, of the second; of more one for each.
+void python_writer::write_maps() {
+  const auto decimal = [](double x) { return zel::text::shortest_decimal(x); };
+  const auto write_numbers = [&](const std::vector<double>& all) {
+    out_ << "_words(";
+    word_block block(out_);
+    for (const double x : all) block.add(decimal(x));
+    block.end();
+    out_ << ", float), ";
+  };
+  out_ << "_MAPS = [\n";
+  for (const orvik::share_map& map : model_.get_share_maps()) {
+    out_ << "    (";
+    write_numbers(map.x);
+    write_numbers(map.y);
+    out_ << decimal(map.a) << ", " << decimal(map.b) << "),\n";
+  }
+  out_ << "]\n\n";
+}
+
 /// By actual, then by predicted class code.
 void python_writer::write_costs() {
   if (!model_.decides_by_costs()) return;
@@ -179,13 +200,22 @@ void python_writer::write() {
   write_nodes();
   write_costs();
   out_ << k_python_descent;
-  if (model_.decides_by_costs()) {
-    out_ << k_python_costs
-         << reworded(k_python_classify, {{"_ask(_ROOTS[0]", "_ask_by_costs(_ROOTS[0]"},
-                                         {"_first_largest(votes)", "_cheapest(votes)"}});
+  const bool by_costs = model_.decides_by_costs();
+  if (by_costs) out_ << k_python_costs;
+  if (model_.is_calibrated()) {
+    out_ << "def _plain_shares" << k_python_shares;
+    write_maps();
+    out_ << (by_costs
+                 ? reworded(k_python_calibration, {{"_first_largest(found)", "_cheapest(found)"}})
+                 : std::string(k_python_calibration))
+         << k_python_predict;
   } else {
-    out_ << k_python_classify;
+    out_ << (by_costs ? reworded(k_python_classify, {{"_ask(_ROOTS[0]", "_ask_by_costs(_ROOTS[0]"},
+                                                     {"_first_largest(votes)", "_cheapest(votes)"}})
+                      : std::string(k_python_classify))
+         << k_python_predict << "def shares" << k_python_shares;
   }
+  out_ << k_python_main;
 }
 
 }  // namespace

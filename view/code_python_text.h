@@ -174,11 +174,16 @@ inline constexpr char k_python_classify[] = R"source(def classify(row):
     return CLASSES[best], votes[best] / _ALL_VOTES
 
 
-def predict(row):
+)source";
+
+inline constexpr char k_python_predict[] = R"source(def predict(row):
     return classify(row)[0]
 
 
-def shares(row):
+)source";
+
+/// The shares; of a calibrated model those before that, under another name.
+inline constexpr char k_python_shares[] = R"source((row):
     codes = _Codes(row)
     sums = [0.0] * len(CLASSES)
     for root, amount in zip(_ROOTS, _VOTES):
@@ -186,7 +191,50 @@ def shares(row):
     return {c: s / _ALL_VOTES for c, s in zip(CLASSES, sums)}
 
 
-def _main(separator=","):
+)source";
+
+/// What shares are worth as probabilities, behind the maps; and the answers.
+inline constexpr char k_python_calibration[] = R"source(
+def _mapped(by, share):
+    """Linear between knots, or 1 / (1 + exp(a share + b))."""
+    x, y, a, b = by
+    if not x:
+        at = a * share + b
+        return math.exp(-at) / (1 + math.exp(-at)) if at >= 0 else 1 / (1 + math.exp(at))
+    above = bisect.bisect_right(x, share)
+    if above == 0 or above == len(x):
+        return y[0] if above == 0 else y[-1]
+    part = (share - x[above - 1]) / (x[above] - x[above - 1])
+    return min(y[above - 1] + part * (y[above] - y[above - 1]), y[above])
+
+
+def shares(row):
+    """Calibrated: of two classes by one map; of more what the maps give is divided by its sum, and
+    where all give 0 the shares stay as they are."""
+    plain = _plain_shares(row)
+    found = list(plain.values())
+    if len(found) == 3:
+        found[2] = _mapped(_MAPS[0], found[2])
+        found[:2] = [0.0, 1 - found[2]]
+        return dict(zip(CLASSES, found))
+    mapped = [_mapped(by, share) for by, share in zip(_MAPS, found[1:])]
+    total = 0.0
+    for value in mapped:
+        total += value
+    if not total > 0:
+        return plain
+    return dict(zip(CLASSES, [0.0] + [value / total for value in mapped]))
+
+
+def classify(row):
+    found = list(shares(row).values())
+    best = _first_largest(found)
+    return CLASSES[best], found[best]
+
+
+)source";
+
+inline constexpr char k_python_main[] = R"source(def _main(separator=","):
     sys.stdin.reconfigure(encoding=ENCODING, newline="\n")
     sys.stdout.reconfigure(encoding=ENCODING)
     # A row may lack the class, or the class and the weight.

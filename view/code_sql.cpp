@@ -427,6 +427,7 @@ void sql_writer::write_query() {
 }  // namespace
 
 void write_sql(const chosen_tree& chosen, const std::string& relation, std::ostream& out) {
+  require_plain_shares(chosen.model, "SQL");
   require_form(chosen.model, "SQL", /*without_costs=*/true);
   sql_writer(chosen, relation, out).write();
 }

@@ -4,6 +4,12 @@
 
 namespace orvik::view {
 
+void require_plain_shares(const orvik::dtree& model, const char* form) {
+  if (model.is_calibrated()) {
+    throw std::runtime_error(std::string(form) + " has no place for calibrated shares");
+  }
+}
+
 orvik::tree_node chosen_tree::root() const {
   const unsigned long n = model.get_no_trees();
   if (tree != k_whole_model || n == 1) return model.get_tree(tree == k_whole_model ? 0 : tree);

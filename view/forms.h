@@ -31,6 +31,9 @@ struct chosen_tree {
   orvik::schema_view schema() const { return model.get_schema(); }
 };
 
+/// Throws std::runtime_error for a form, by its name, that has no place for calibrated shares.
+void require_plain_shares(const orvik::dtree& model, const char* form);
+
 // Programs that predict, of models with one tree or many. What they hold and how exactly they
 // agree with the library stands in docs/orvik::view.1.md.
 

@@ -119,6 +119,18 @@ void data_writer::write_head(const std::string& title) {
     for (const double cost : cost_table(model_)) json_.number(cost);
     json_.EndArray();
   }
+  if (model_.is_calibrated()) {
+    json_.array("maps", model_.get_share_maps(), [this](const orvik::share_map& map) {
+      json_.object([&] {
+        json_.array("x", map.x, [this](double x) { json_.number(x); });
+        json_.array("y", map.y, [this](double y) { json_.number(y); });
+        key("a");
+        json_.number(map.a);
+        key("b");
+        json_.number(map.b);
+      });
+    });
+  }
   if (const std::vector<double> prior = model_.get_prior(); !prior.empty()) {
     begin("prior");
     for (const double share : prior) json_.number(share);

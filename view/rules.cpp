@@ -100,6 +100,7 @@ std::string rule_texts::of(const condition& c) const {
 }  // namespace
 
 std::vector<rule> rules_of(const chosen_tree& chosen) {
+  require_plain_shares(chosen.model, "the list of rules");
   std::vector<rule> rules;
   path_conditions path;
   for (const orvik::placed_node& at : nodes_of(chosen.root())) {

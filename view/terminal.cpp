@@ -197,6 +197,10 @@ void summary_writer::write_head() {
   head += ": " + std::to_string(root_.size()) + " nodes, " + std::to_string(root_.leaves()) +
           " leaves, depth " + std::to_string(root_.depth());
   out_ << cut(shown_text(head), width_) << '\n';
+  if (chosen_.model.is_calibrated()) {
+    out_ << cut("shares are calibrated: classes are predicted by them, not by leaves", width_)
+         << '\n';
+  }
   unsigned long used = 0;
   for (orvik::code_t c = 1; color_ && c < schema_.n_class_codes(); ++c) {
     const std::string name = cut(shown_text(words_.class_name(c)), width_ - 3);

@@ -16,6 +16,7 @@
 #include "orvik/growth.h"
 #include "orvik/importance.h"
 #include "orvik/metrics.h"
+#include "orvik/probabilities.h"
 #include "orvik/schema.h"
 #include "orvik/table.h"
 #include "orvik/tree_node.h"
@@ -90,6 +91,12 @@ class ORVIK_EXPORT dtree {
   void set_max_depth(unsigned long depth);
   /// Of error-based pruning, in (0, 1]; by default 0.25.
   void set_conf_level(double level);
+  /// What build() learns beside the trees, on rows that the trees were not grown on: what shares of
+  /// the classes are worth as probabilities, and what sets of classes need; docs/probabilities.md
+  /// says how. Ensembles whose shares are mapped answer by them, not by votes. What was learned
+  /// before is forgotten, here and in prune().
+  void set_calibration(calibration how);
+  calibration get_calibration() const;
   /// Whether build() and prune() make the confusion matrix of the cases that the model was grown
   /// on, as they do by default. Whoever sets it, or needs none, saves the time of testing.
   void set_keep_training_cm(bool keep);
@@ -113,6 +120,20 @@ class ORVIK_EXPORT dtree {
   /// Throws std::runtime_error where a strategy needs training cases that the model lacks, and for
   /// a table that has other values than that of the build, as test() does.
   void prune(table* t, table::subset* cases);
+
+  /// Learns what set_calibration() asked for, now: on the cases that the model was grown on (null:
+  /// all rows of the table), out of bag or by folds, or on rows that test() gave. Throws
+  /// std::runtime_error where nothing was asked for, for rows of other classes, for more than
+  /// k_most_judged_classes, and where no row has a known class.
+  void calibrate(table* t, table::subset* cases);
+  void calibrate(const judged_rows& rows);
+  /// Whether shares are mapped; and the maps: of two known classes that of the second, of more one
+  /// for each. What they give is divided by its sum; where all give 0 the shares stay as they are.
+  bool is_calibrated() const;
+  std::vector<share_map> get_share_maps() const;
+  /// The least share, before calibration, with which a class is in a set, by class code. Throws
+  /// std::runtime_error for a percentage out of range and for a model that was not calibrated.
+  std::vector<double> get_set_limits(const set_request& asked) const;
 
   /// Copies, which the caller deletes; null before a build. The table is without its rows. The
   /// matrix is that of build() or prune() or, if it is the later, of set_training_cm(); null where
@@ -151,6 +172,9 @@ class ORVIK_EXPORT dtree {
   /// @return the seconds it took.
   double score(const std::string& file, char sep, std::ostream& out, unsigned long& n, char c,
                bool probabilities = false, unseen_values* unseen = nullptr) const;
+  /// The same; where `sets` are wanted `c` and the set stand at the end, as set_text() writes it.
+  double score(const std::string& file, char sep, std::ostream& out, unsigned long& n, char c,
+               bool probabilities, unseen_values* unseen, const set_request& sets) const;
   /// The predicted class of one row: a text for every attribute, ignored ones too; a class behind
   /// them is not looked at. The confidence that a tree has in a case with unknown values is
   /// multiplied by its `weight`; the share of an ensemble's votes is not.
@@ -177,6 +201,10 @@ class ORVIK_EXPORT dtree {
   /// The same; `shares` receives those of the classes, case after case, one a class code.
   std::vector<prediction> predict_codes(const std::vector<code_t>& codes, unsigned long n,
                                         std::vector<double>& shares) const;
+  /// The same; `plain` receives the shares as they were before calibration.
+  std::vector<prediction> predict_codes(const std::vector<code_t>& codes, unsigned long n,
+                                        std::vector<double>& shares,
+                                        std::vector<double>& plain) const;
 
   /// Error of the trees of an ensemble on the cases they were not grown on: each training case is
   /// put to the vote of the trees that did not draw it (Breiman 1996). `t` is the table the model

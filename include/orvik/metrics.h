@@ -26,6 +26,8 @@ struct judged_rows {
   std::vector<double> shares;
   /// How often each row is among them: an interval is as wide as it is with each row once.
   double times = 1;
+  /// The shares before they were calibrated, likewise; empty where they are not.
+  std::vector<double> plain = {};
 
   unsigned long size() const { return actual.size(); }
 };
@@ -54,7 +56,8 @@ struct class_metrics {
   /// False positives, true positives, from (0, 0) at an infinite threshold; recall, precision. Of
   /// longer curves some 200 points.
   std::vector<curve_point> roc, precision_recall;
-  std::vector<reliability_bin> reliability;  ///< of those tenths that have rows
+  std::vector<reliability_bin> reliability;             ///< of those tenths that have rows
+  std::vector<reliability_bin> plain_reliability = {};  ///< before calibration; else none
 };
 
 /// Means over the classes that are among the rows or predicted.
@@ -81,6 +84,7 @@ struct metrics {
   /// Mean of the squared distances of all shares from 1 of the row's class and 0 of the others
   /// (Brier 1950); of two classes twice the figure that looks at one of them.
   double brier;
+  double plain_log_loss, plain_brier;  ///< before calibration; else not-a-number
   mean_metrics mean, weighted_mean;    ///< each class alike, and by its support
   std::vector<class_metrics> classes;  ///< by code, those of mean_metrics
   /// Weights by class and predicted class, row by row, all codes; rows of unknown class too. None

@@ -9,8 +9,10 @@ The readers here follow the documents alone: PMML 2.0 for rows without unknown v
 JSON for all rows, with values that training did not have among them. Classes must be the same and
 confidences equal to the six digits that the program prints (PMML 2.0 rounds weights to three).
 """
+import bisect
 import collections
 import json
+import math
 import os
 import random
 import shutil
@@ -67,8 +69,37 @@ def classify(tree, row, classes):
     return classes[best], shares[best]
 
 
+def mapped(by, share):
+    if "a" in by:
+        return 1 / (1 + math.exp(by["a"] * share + by["b"]))
+    x, y = by["x"], by["y"]
+    above = bisect.bisect_right(x, share)
+    if above in (0, len(x)):
+        return y[max(above - 1, 0)]
+    return y[above - 1] + (share - x[above - 1]) / (x[above] - x[above - 1]) * (y[above] - y[above - 1])
+
+
+def calibrated(maps, shares):
+    if len(shares) == 2:
+        second = mapped(maps[0], shares[1])
+        return [1 - second, second]
+    values = [mapped(by, share) for by, share in zip(maps, shares, strict=True)]
+    return [value / sum(values) for value in values] if sum(values) > 0 else shares
+
+
+def predict_calibrated(model, row):
+    sums = [0.0] * len(model.classes)
+    for tree, votes in zip(model.trees, model.votes or [1], strict=True):
+        spread(tree, row, votes, sums)
+    shares = calibrated(model.maps, [s / sum(model.votes or [1]) for s in sums])
+    best = first_of_largest(shares)
+    return model.classes[best], shares[best]
+
+
 def predict(model, row):
     """`votes` has those of every tree, or is None for a single tree."""
+    if getattr(model, "maps", None):
+        return predict_calibrated(model, row)
     if model.votes is None:
         return classify(model.trees[0], row, model.classes)
     sums = [0.0] * len(model.classes)
@@ -188,6 +219,7 @@ class Json:
         self.columns = model["columns"]
         self.classes = [str(v) for v in self.columns[model["class"]]["values"]]
         self.averages = model.get("combination") == "shares"
+        self.maps = model.get("calibration", {}).get("maps")
         self.votes = model.get("votes", [1] * len(model["trees"])) if model["ensemble"] else None
         self.trees = [self.tree(t["nodes"]) for t in model["trees"]]
 
@@ -207,7 +239,7 @@ class Json:
                 goes = children.__getitem__
             else:
                 score = self.classes[n["class"] - 1]
-                if not n["weight"]:
+                if not n["weight"] and not any(shares):
                     shares = [float(c == score) for c in self.classes]
             confidence = max(shares, default=0) / n["weight"] if n["weight"] else 1.0
             built[place] = Node(n["weight"], score, confidence, shares, n.get("column"), goes,

@@ -29,6 +29,7 @@ import check_documents as documents
 
 SETTINGS = ([], ["-npp", "-m", "0.5", "-ownunk"], ["-fo", "7", "-npp", "-m", "0.5", "-seed", "1"],
             ["-binary", "-free"], ["-bo", "7", "-soft", "-mtry", "2", "-binary", "-seed", "5"])
+CALIBRATED = (["-calibrate", "platt", "-seed", "1"], ["-fo", "5", "-npp", "-seed", "1", "-calibrate", "isotonic"])
 UNEQUAL_VOTES = ["-bo", "5", "-mtry", "all", "-seed", "2"]
 COMPILED = (SETTINGS[0], SETTINGS[2], SETTINGS[4])  # compilers are slow
 COSTS = ([], ["-fo", "7", "-npp", "-seed", "1"], ["-ba", "5", "-soft", "-seed", "2"])
@@ -197,6 +198,18 @@ class Check:
             if own != [wanted]:
                 fail(self.what + " --rules json", row, own, wanted)
 
+    def calibrated(self, compiles):
+        """Forms apply the maps of shares, or say that they cannot."""
+        self.python()
+        self.read_json()
+        if compiles:
+            self.cpp()
+            self.shares()
+        for form in (["--rules", "sql"], ["--rules", "json"]):
+            done = subprocess.run([self.orvik, "view", self.model, *form], capture_output=True, check=False)
+            if done.returncode != 1 or b"no place for calibrated shares" not in done.stderr:
+                raise SystemExit(f"{self.what} {form}: {done}")
+
     def refusals(self):
         """One of several trees is shown by its number only."""
         for form in (["--svg"], ["--rules", "text"], ["--rules", "csv"], ["--rules", "json"]):
@@ -336,6 +349,9 @@ def main(orvcmd, orvik, root, cxx, *files):
                 check.summary()
             if cxx:
                 check.shares()
+            for settings in CALIBRATED if table in tables[:3] else ():
+                compiles = cxx and table == tables[0] and settings == CALIBRATED[1]
+                Check((orvcmd, orvik, cxx), table, settings, folder).calibrated(compiles)
             if table is tables[0]:
                 check_costs((orvcmd, orvik, cxx), table, folder)
             if table in tables[:3]:

@@ -67,7 +67,9 @@ test('a case has the class and the confidence that the program gives it', () => 
     return type.endsWith('string') ? 'never seen' : '17';
   }));
   for (const options of [[], FULL, ['-fo', '9', '-seed', '3', ...FULL], ['-ba', '2', '-seed', '1'],
-                         ['-binary', '-free'], ['-bo', '5', '-soft', '-binary', '-mtry', '2', '-seed', '3']]) {
+                         ['-binary', '-free'], ['-bo', '5', '-soft', '-binary', '-mtry', '2', '-seed', '3'],
+                         ['-calibrate', 'isotonic', '-seed', '1'],
+                         ['-fo', '5', '-calibrate', 'platt', '-seed', '1']]) {
     assertScores(shop.grow(rentals, ...options), names, [...rows, ...gaps, ...unseen]);
   }
 });

@@ -22,7 +22,8 @@ enum class draw : unsigned {
   stratify,
   bitmap,
   attributes,
-  permutation
+  permutation,
+  calibration
 };
 
 /// Threads: next() and at() from any thread; set() and clear() between operations.
@@ -43,7 +44,7 @@ class seed_source : private nocopy {
  private:
   bool seeded_ = false;
   unsigned long run_ = 0;
-  std::array<std::atomic<unsigned long>, 7> next_number_{};  // by purpose
+  std::array<std::atomic<unsigned long>, 8> next_number_{};  // by purpose
 };
 
 /// Those of the default context.

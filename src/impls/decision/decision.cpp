@@ -15,7 +15,8 @@ enum decision_part : unsigned int {
   k_costs_part = 1,
   k_smoothing_part = 2,
   k_weighing_part = 4,  // the costs do not decide
-  k_all_parts = 7
+  k_calibration_part = 8,
+  k_all_parts = 15
 };
 
 std::vector<double> read_prior(zel::inpout::ibinstream& in) {
@@ -34,9 +35,20 @@ void decision::set_prior(std::vector<double> shares) {
       shares.empty() ? nullptr : std::make_shared<const std::vector<double>>(std::move(shares));
 }
 
+const calibrator decision::k_no_maps;
+const own_shares decision::k_none_seen;
+
+void decision::set_calibration(calibrator maps, own_shares seen) {
+  const bool nothing = maps.how() == calibration::none;
+  learned_ = nothing
+                 ? nullptr
+                 : std::make_shared<const calibrated>(calibrated{std::move(maps), std::move(seen)});
+}
+
 decision decision::as_asked() const {
   decision asked = *this;
   asked.prior_.reset();
+  asked.learned_.reset();
   return asked;
 }
 
@@ -54,17 +66,22 @@ code_t decision::decide_leaf(std::span<const double> by_code) const {
 
 bool decision::fits(unsigned long n_class_codes) const {
   return (!costs_ || costs_->size() == n_class_codes) &&
-         (!prior_ || prior_->size() == n_class_codes);
+         (!prior_ || prior_->size() == n_class_codes) && maps().fits(n_class_codes) &&
+         seen().fits(n_class_codes);
 }
 
 void decision::bin_out(zel::inpout::obinstream& out) const {
   const bool weighs = costs_ && use_ == cost_use::weighs;
   out << ((costs_ ? k_costs_part : 0U) | (smooths_ ? k_smoothing_part : 0U) |
-          (weighs ? k_weighing_part : 0U));
+          (weighs ? k_weighing_part : 0U) | (learned_ ? k_calibration_part : 0U));
   if (costs_) costs_->bin_out(out);
-  if (!smooths_) return;
-  out << static_cast<unsigned long>(prior().size());
-  out.write_array(prior());
+  if (smooths_) {
+    out << static_cast<unsigned long>(prior().size());
+    out.write_array(prior());
+  }
+  if (!learned_) return;
+  learned_->maps.bin_out(out);
+  learned_->seen.bin_out(out);
 }
 
 decision decision::bin_in(zel::inpout::ibinstream& in) {
@@ -79,6 +96,10 @@ decision decision::bin_in(zel::inpout::ibinstream& in) {
   }
   read.smooths_ = (parts & k_smoothing_part) != 0;
   if (read.smooths_) read.set_prior(read_prior(in));
+  if ((parts & k_calibration_part) != 0) {
+    calibrator maps = calibrator::bin_in(in);
+    read.set_calibration(std::move(maps), own_shares::bin_in(in));
+  }
   return read;
 }
 

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "impls/decision/calibration.h"
+#include "impls/decision/conformal.h"
 #include "impls/decision/cost_matrix.h"
 #include "impls/types.h"
 #include "zel/inpout/binstream.h"
@@ -33,10 +35,10 @@ struct leaf_rule {
 class decision {
  public:
   /// Whether the shares stay as they are, and the largest decides.
-  bool is_plain() const { return costs() == nullptr && !smooths_; }
+  bool is_plain() const { return costs() == nullptr && !smooths_ && !calibrates(); }
   /// Whether there is nothing to be kept of it. Costs that only weighed the training cases are kept
-  /// with a plain decision: errors are priced by them.
-  bool is_empty() const { return !costs_ && !smooths_; }
+  /// with a plain decision: errors are priced by them; so is what sets need.
+  bool is_empty() const { return !costs_ && !smooths_ && !learned_; }
 
   /// The costs that decide; null: the largest share does.
   const cost_matrix* costs() const { return use_ == cost_use::decides ? costs_.get() : nullptr; }
@@ -52,15 +54,23 @@ class decision {
   prior_shares prior() const { return prior_ ? prior_shares(*prior_) : prior_shares(); }
   void set_prior(std::vector<double> shares);
 
+  /// What was learned on rows that the trees were not grown on: maps of shares, and what sets need.
+  const calibrator& maps() const { return learned_ ? learned_->maps : k_no_maps; }
+  const own_shares& seen() const { return learned_ ? learned_->seen : k_none_seen; }
+  bool calibrates() const { return maps().changes(); }
+  void set_calibration(calibrator maps, own_shares seen);
+
   /// What leaves give to it: those of a tree that answers `alone`, or of one of many.
   leaf_rule leaves(bool alone) const { return {smooths_ || (alone && !is_plain()), prior()}; }
 
   /// The same without what is learned from cases.
   decision as_asked() const;
 
-  /// Makes of shares by class code, which sum up to 1, those that are answered. Here nothing is
-  /// done; it is called once for each case, before decide() and before shares are given out.
-  void adjust(std::span<double> shares) const { static_cast<void>(shares); }
+  /// Makes of shares by class code, which sum up to 1, those that are answered. It is called once
+  /// for each case, before decide() and before shares are given out.
+  void adjust(std::span<double> shares) const {
+    if (learned_) learned_->maps.apply(shares);
+  }
   /// The class of adjusted shares, or of weights in proportion to them, by code.
   code_t decide(std::span<const double> shares) const;
   /// That of a leaf by the weights of its cases, of which there are some.
@@ -78,6 +88,13 @@ class decision {
   cost_use use_ = cost_use::decides;
   bool smooths_ = false;
   std::shared_ptr<const std::vector<double>> prior_;
+  struct calibrated {
+    calibrator maps;
+    own_shares seen;
+  };
+  std::shared_ptr<const calibrated> learned_;
+  static const calibrator k_no_maps;
+  static const own_shares k_none_seen;
 };
 
 }  // namespace orvik::impls

@@ -54,10 +54,10 @@ void batch_predictor::predict_rows(const table& t, case_span cases,
 }
 
 void batch_predictor::predict(const case_block& cases, std::span<outcome> outcomes,
-                              std::span<double> means) const {
+                              std::span<double> means, std::span<double> plain) const {
   assert(means.empty() || (answers_shares() && means.size() == outcomes.size() * n_class_codes_));
   how_ == answer::of_one ? predict_one(trees_[0], cases, outcomes)
-                         : predict_together(cases, outcomes, means);
+                         : predict_together(cases, outcomes, means, plain);
 }
 
 void batch_predictor::predict_one(const flat_tree& tree, const case_block& cases,
@@ -70,7 +70,7 @@ void batch_predictor::predict_one(const flat_tree& tree, const case_block& cases
 
 /// Tree by tree over all cases: a tree stays in the cache while it is used.
 void batch_predictor::predict_together(const case_block& cases, std::span<outcome> outcomes,
-                                       std::span<double> means) const {
+                                       std::span<double> means, std::span<double> plain) const {
   thread_local vote_count votes;
   votes.start(outcomes.size(), n_class_codes_);
   for (outcome& o : outcomes) o.depth = 0;
@@ -78,7 +78,7 @@ void batch_predictor::predict_together(const case_block& cases, std::span<outcom
     how_ == answer::votes ? add_votes(tree, cases, outcomes, votes)
                           : add_shares(tree, cases, outcomes, votes);
   }
-  if (!decides_.is_plain()) return decide_by_shares(votes, outcomes, means);
+  if (!decides_.is_plain()) return decide_by_shares(votes, outcomes, means, plain);
   for (std::size_t i = 0; i < outcomes.size(); ++i) {
     const vote_count::verdict found = votes.decide(i);
     outcomes[i].predicted = found.predicted;
@@ -88,7 +88,8 @@ void batch_predictor::predict_together(const case_block& cases, std::span<outcom
 }
 
 void batch_predictor::decide_by_shares(vote_count& votes, std::span<outcome> outcomes,
-                                       std::span<double> means) const {
+                                       std::span<double> means, std::span<double> plain) const {
+  for (std::size_t k = 0; k < plain.size(); ++k) plain[k] = votes.all()[k] / all_votes_;
   for (std::size_t i = 0; i < outcomes.size(); ++i) {
     const vote_count::verdict found = votes.decide_shares(i, all_votes_, decides_);
     outcomes[i].predicted = found.predicted;

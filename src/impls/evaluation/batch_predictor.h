@@ -48,8 +48,10 @@ class batch_predictor {
   void predict_rows(const table& t, case_span cases, std::span<outcome> outcomes) const;
   /// Cases by their codes. `means`, where not empty, receives the mean shares by case, then by
   /// class code: only where the trees answer by them.
-  void predict(const case_block& cases, std::span<outcome> outcomes,
-               std::span<double> means = {}) const;
+  void predict(const case_block& cases, std::span<outcome> outcomes, std::span<double> means = {},
+               std::span<double> plain = {}) const;
+  /// Whether the shares are calibrated; `plain` above are they before that.
+  bool calibrates() const { return decides_.calibrates(); }
   /// Whether the trees answer by mean shares.
   bool answers_shares() const { return how_ == answer::shares; }
 
@@ -57,9 +59,9 @@ class batch_predictor {
   void predict_one(const flat_tree& tree, const case_block& cases,
                    std::span<outcome> outcomes) const;
   void predict_together(const case_block& cases, std::span<outcome> outcomes,
-                        std::span<double> means) const;
-  void decide_by_shares(vote_count& votes, std::span<outcome> outcomes,
-                        std::span<double> means) const;
+                        std::span<double> means, std::span<double> plain) const;
+  void decide_by_shares(vote_count& votes, std::span<outcome> outcomes, std::span<double> means,
+                        std::span<double> plain) const;
   void add_votes(std::size_t tree, const case_block& cases, std::span<outcome> outcomes,
                  vote_count& votes) const;
   void add_shares(std::size_t tree, const case_block& cases, std::span<outcome> outcomes,

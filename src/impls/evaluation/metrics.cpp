@@ -64,7 +64,8 @@ class summary {
     into_.accuracy = sums.all > 0 ? sums.all_right / sums.all : k_nan;
     set_interval();
     set_agreement(sums);
-    set_losses();
+    set_losses(rows_.shares, into_.log_loss, into_.brier);
+    set_losses(rows_.plain, into_.plain_log_loss, into_.plain_brier);
   }
 
  private:
@@ -98,18 +99,18 @@ class summary {
     into_.kappa = by_chance == 1 ? k_nan : (into_.accuracy - by_chance) / (1 - by_chance);
   }
 
-  void set_losses() {
+  void set_losses(const std::vector<double>& all, double& mean_log_loss, double& mean_brier) const {
     double log_loss = 0, brier = 0;
     const std::size_t k = rows_.classes.size();
-    for (row_t i = 0; i < rows_.size() && !rows_.shares.empty(); ++i) {
+    for (row_t i = 0; i < rows_.size() && !all.empty(); ++i) {
       if (rows_.actual[i] == k_unknown) continue;
-      const std::span<const double> shares = std::span(rows_.shares).subspan(i * k, k);
+      const std::span<const double> shares = std::span(all).subspan(i * k, k);
       log_loss += rows_.weights[i] * log_loss_of(shares, rows_.actual[i]);
       brier += rows_.weights[i] * brier_of(shares, rows_.actual[i]);
     }
-    const bool known = into_.weight > 0 && !rows_.shares.empty();
-    into_.log_loss = known ? log_loss / into_.weight : k_nan;
-    into_.brier = known ? brier / into_.weight : k_nan;
+    const bool known = into_.weight > 0 && !all.empty();
+    mean_log_loss = known ? log_loss / into_.weight : k_nan;
+    mean_brier = known ? brier / into_.weight : k_nan;
   }
 
   static double log_loss_of(std::span<const double> shares, code_t actual) {
@@ -134,16 +135,25 @@ class summary {
   metrics& into_;
 };
 
-void set_probabilities(const judged_rows& rows, class_metrics& of) {
+std::vector<impls::scored_row> scored_rows(const judged_rows& rows,
+                                           const std::vector<double>& shares, code_t c) {
   std::vector<impls::scored_row> scored;
   for (row_t i = 0; i < rows.size(); ++i) {
     if (rows.actual[i] == k_unknown) continue;
-    const bool positive = rows.actual[i] == of.code;
-    const double weight = rows.weights[i], share = rows.shares[i * rows.classes.size() + of.code];
+    const bool positive = rows.actual[i] == c;
+    const double weight = rows.weights[i], share = shares[i * rows.classes.size() + c];
     scored.push_back({share, positive ? weight : 0, positive ? 0 : weight});
   }
+  return scored;
+}
+
+void set_probabilities(const judged_rows& rows, class_metrics& of) {
+  std::vector<impls::scored_row> scored = scored_rows(rows, rows.shares, of.code);
   impls::set_curves(scored, of);
   of.reliability = impls::reliability_of(scored);
+  if (!rows.plain.empty()) {
+    of.plain_reliability = impls::reliability_of(scored_rows(rows, rows.plain, of.code));
+  }
 }
 
 class_metrics metrics_of_class(const judged_rows& rows, const margins& sums, code_t c) {
@@ -220,6 +230,7 @@ void append(judged_rows& rows, const judged_rows& more) {
   append_all(rows.predicted, more.predicted);
   append_all(rows.weights, more.weights);
   append_all(rows.shares, more.shares);
+  append_all(rows.plain, more.plain);
 }
 
 }  // namespace orvik

@@ -1,4 +1,6 @@
 // Figures of predictions for programs: docs/formats.md has the layout.
+#include <cmath>
+
 #include "impls/identity.h"
 #include "orvik/metrics.h"
 #include "zel/text/json.h"
@@ -39,6 +41,11 @@ class metrics_writer {
   void write_curve(std::string_view name, const std::vector<curve_point>& points) {
     json_.array(name, points, [this](const curve_point& p) { numbers({p.x, p.y, p.threshold}); });
   }
+  void write_reliability(std::string_view name, const std::vector<reliability_bin>& bins) {
+    json_.array(name, bins, [this](const reliability_bin& b) {
+      numbers({b.weight, b.share, b.frequency});
+    });
+  }
   template <class Figures>
   void write_figures(const Figures& of) {
     number("precision", of.precision);
@@ -68,9 +75,8 @@ void metrics_writer::write_class(const class_metrics& of) {
     write_figures(of);
     write_curve("roc", of.roc);
     write_curve("precision_recall", of.precision_recall);
-    json_.array("reliability", of.reliability, [this](const reliability_bin& b) {
-      numbers({b.weight, b.share, b.frequency});
-    });
+    write_reliability("reliability", of.reliability);
+    if (!of.plain_reliability.empty()) write_reliability("plain_reliability", of.plain_reliability);
   });
 }
 
@@ -86,6 +92,9 @@ void metrics_writer::write_overall(const metrics& of) {
   number("kappa", of.kappa);
   number("log_loss", of.log_loss);
   number("brier", of.brier);
+  if (std::isnan(of.plain_log_loss)) return;
+  number("plain_log_loss", of.plain_log_loss);
+  number("plain_brier", of.plain_brier);
 }
 
 void metrics_writer::write_rows(const metrics& of) {

@@ -67,6 +67,9 @@ void write_metrics_text(const metrics& all, std::ostream& out) {
       << figure(all.accuracy_to) << "), balanced: " << figure(all.balanced_accuracy)
       << ", kappa: " << figure(all.kappa) << "\nLog-loss: " << figure(all.log_loss)
       << ", Brier score: " << figure(all.brier) << '\n';
+  if (std::isnan(all.plain_log_loss)) return;
+  out << "Before calibration: log-loss: " << figure(all.plain_log_loss)
+      << ", Brier score: " << figure(all.plain_brier) << '\n';
 }
 
 }  // namespace orvik

@@ -36,26 +36,32 @@ class row_predictor {
     const std::size_t kept = with_means && predictor_.answers_shares() ? n_codes : 0;
     outcomes_.resize(n);
     means_.resize(n * kept);
+    plain_.resize(predictor_.calibrates() ? n * kept : 0);
     for (std::size_t at = 0; at < n; at += chunk) {
       const std::size_t some = std::min(chunk, n - at);
-      predictor_.predict({coder_.codes().subspan(at * width_, some * width_), width_},
-                         std::span(outcomes_).subspan(at, some),
-                         std::span(means_).subspan(at * kept, some * kept));
+      predictor_.predict(
+          {coder_.codes().subspan(at * width_, some * width_), width_},
+          std::span(outcomes_).subspan(at, some), std::span(means_).subspan(at * kept, some * kept),
+          plain_.empty() ? std::span<double>() : std::span(plain_).subspan(at * kept, some * kept));
     }
     return outcomes_;
   }
   /// The mean shares of row i, by class code; empty where predict() gave none.
-  std::span<const double> means_of(std::size_t i) const {
-    const std::size_t kept = outcomes_.empty() ? 0 : means_.size() / outcomes_.size();
-    return std::span(means_).subspan(i * kept, kept);
-  }
+  std::span<const double> means_of(std::size_t i) const { return of_row(means_, i); }
+  /// The same before they were calibrated; empty also where they are not.
+  std::span<const double> plain_of(std::size_t i) const { return of_row(plain_, i); }
 
  private:
+  std::span<const double> of_row(const std::vector<double>& all, std::size_t i) const {
+    const std::size_t kept = outcomes_.empty() ? 0 : all.size() / outcomes_.size();
+    return std::span(all).subspan(i * kept, kept);
+  }
+
   batch_coder coder_;
   std::size_t width_;
   const batch_predictor& predictor_;
   std::vector<outcome> outcomes_;
-  std::vector<double> means_;
+  std::vector<double> means_, plain_;
 };
 
 /// A predictor for every worker, made when the worker first asks for it.

@@ -49,6 +49,7 @@ void dtree::build(const table* t, const case_list* cases) {
   all_or_no_trees([&] {
     grow_and_prune(*t, *cases);
     settle_classes();
+    if (parameters_.calibrated != calibration::none) calibrate(*t, *cases);
     renew_training_cm(*t);
   });
   watch.stop();

@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <ostream>
+#include <span>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -26,6 +27,7 @@
 #include "orvik/enums.h"
 #include "orvik/importance.h"
 #include "orvik/metrics.h"
+#include "orvik/probabilities.h"
 #include "zel/adt/bitmap.h"
 #include "zel/util/default_context.h"
 #include "zel/util/nocopy.h"
@@ -34,6 +36,7 @@
 namespace orvik::impls {
 
 class growing_plan;
+class row_predictor;
 class scaled_costs;
 
 class dtree : private zel::util::nocopy {
@@ -76,13 +79,18 @@ class dtree : private zel::util::nocopy {
     if (draws.is_valid()) parameters_.draws = draws;
   }
   /// How the trees of the next builds answer.
-  void set_combination(combination how) { parameters_.answer = how; }
   /// What the errors of the next builds cost, by the class codes of their table; null: all 1.
   void set_costs(std::shared_ptr<const cost_matrix> costs, cost_use use) {
     parameters_.decides.set_costs(std::move(costs), use);
   }
   /// Whether the shares of their leaves lean on those of the training cases.
   void set_smoothing(bool smooths) { parameters_.decides.set_smoothing(smooths); }
+  void set_combination(combination how) {
+    if (!parameters_.maps_shares()) parameters_.answer = how;
+  }
+  /// What build() and calibrate() learn beside the trees; forgets what was learned. Ensembles whose
+  /// shares are mapped answer by them, from now on.
+  void set_calibration(calibration how);
   /// What the cases of each class weigh, times their own weight, when the next builds grow on them;
   /// by class code, empty: 1.
   void set_class_weights(std::vector<double> by_code) {
@@ -112,6 +120,16 @@ class dtree : private zel::util::nocopy {
   /// Throws std::runtime_error without a table, for another one, without trees, and where the
   /// strategy needs training cases that the model does not have.
   void prune(const table* t, const case_list* prune_cases);
+  /// Learns what set_calibration() asked for, in place of what was learned before: on the cases
+  /// that the model was grown on, each by trees that did not draw it, or else by those of a model
+  /// that is grown on nine tenths of the cases without it. Throws std::runtime_error where nothing
+  /// was asked for, for more than k_most_judged_classes and where no case has a known class.
+  void calibrate(const table& t, const case_list& cases);
+  /// The same on other rows, as test() and judge() give them.
+  void calibrate(const judged_rows& rows);
+  /// The least share, before calibration, with which a class is in a set, by class code. Throws
+  /// std::runtime_error for a model that learned nothing of it.
+  std::vector<double> set_limits(const set_request& asked) const;
   /// Whether build() and prune() make the training confusion matrix; they do by default. Whoever
   /// sets it, or needs none, saves the time.
   void set_keep_training_cm(bool keep) { parameters_.keep_training_cm = keep; }
@@ -144,12 +162,13 @@ class dtree : private zel::util::nocopy {
   std::unique_ptr<conf_matrix> test(zel::inpout::stream* in, const std::string& missing,
                                     unseen_values* unseen, judged_rows* judged = nullptr) const;
   /// Writes for every row of text, with or without class and weight, in order, a line of the
-  /// predicted class, the confidence and, with `probabilities`, the share of every known class,
-  /// between them `separator`. `rows` receives the number of rows read well; `unseen` and errors
-  /// as in test(), a row's after the lines of those before it, and also one where `out` fails.
+  /// predicted class, the confidence, with `probabilities` the share of every known class, and the
+  /// set of classes where `sets` are wanted, between them `separator`. `rows` receives the number
+  /// of rows read well; `unseen` and errors as in test(), a row's after the lines of those before
+  /// it, and also one where `out` fails.
   /// @return the seconds it took.
   double score(zel::inpout::stream* in, std::ostream& out, unsigned long& rows, char separator,
-               bool probabilities, unseen_values* unseen) const;
+               bool probabilities, unseen_values* unseen, const set_request& sets = {}) const;
   /// The codes of a row of texts, an attribute a text; a class behind them is not looked at.
   /// Throws std::runtime_error for a value that training did not have, except between numbers.
   void string2index(const std::vector<std::string>& values, std::vector<code_t>& codes) const;
@@ -158,7 +177,9 @@ class dtree : private zel::util::nocopy {
                  decision_tree::prediction& result, std::vector<double>* shares) const;
   /// The shares of the classes, by code: of the leaf, or of the leaves that a case with unknown
   /// values reaches; the mean over the trees of an ensemble.
-  void predict_distribution(const std::vector<code_t>& codes, std::vector<double>& shares) const;
+  /// `plain`, which may be null, receives them as they were before calibration.
+  void predict_distribution(const std::vector<code_t>& codes, std::vector<double>& shares,
+                            std::vector<double>* plain = nullptr) const;
   /// The class values by code, the unknown value first; none before the first build.
   std::vector<std::string> class_names() const;
   /// Keeps the confusion matrix of `cases`.
@@ -240,6 +261,8 @@ class dtree : private zel::util::nocopy {
 
   void check_read() const;
   void require_trees() const;
+  /// Throws std::runtime_error for a form, by its name, that has no place for the maps of shares.
+  void require_plain_shares(const char* form) const;
   /// Throws std::runtime_error without trees, and for a table of other values than that of the
   /// build has.
   void require_values_of(const table& t) const;
@@ -265,6 +288,15 @@ class dtree : private zel::util::nocopy {
   void weigh_classes(const table& t, const case_list& cases);
   void weigh(const table& t, case_list& cases) const;
   void prepare_decision(const table& t);
+  /// Of a row, by class code: those that are answered, and those before calibration.
+  struct row_shares {
+    std::span<const double> shares, plain;
+  };
+  /// Of row i, in the last two where they are not at hand.
+  row_shares shares_at(const row_predictor& from, std::size_t i, std::vector<double>& shares,
+                       std::vector<double>& plain) const;
+  void decide_by(calibrator maps, own_shares seen);
+  judged_rows rows_of_folds(const table& t, const case_list& cases) const;
   scaled_costs costs_of(const decision_tree& tree) const;
   /// Gives the nodes of a model that answers as one tree the classes of a decision: forms show
   /// them.

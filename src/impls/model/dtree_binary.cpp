@@ -142,6 +142,7 @@ bool parameters::read_growth(ibinstream& in, decision& how_decided) {
   require(layout == k_second_layout || layout == k_third_layout, k_bad_layout);
   if (layout == k_third_layout) how_decided = decision::bin_in(in);
   decides = how_decided.as_asked();
+  calibrated = how_decided.maps().how();
   in >> rule >> how.attributes.amount >> how.free >> how.random_cuts >> how.one_value >>
       draws.share >> draws.replace >> draws.balanced >> answers >> boosted;
   require(rule <= attribute_draw::LOGARITHM && draws.is_valid(), k_bad_parameter);

@@ -136,7 +136,7 @@ double ensemble::predict_row(const table& t, row_t row, decision_tree::predictio
 }
 
 void ensemble::predict_distribution(const table& t, const std::vector<code_t>& codes,
-                                    std::vector<double>& shares) const {
+                                    std::vector<double>& shares, std::vector<double>* plain) const {
   assert(!empty());
   shares.assign(t.n_class_codes(), 0.0);
   for (const member& m : members_) {
@@ -150,6 +150,7 @@ void ensemble::predict_distribution(const table& t, const std::vector<code_t>& c
   }
   const vote_t all = n_votes();
   for (double& share : shares) share /= all;
+  if (plain != nullptr) *plain = shares;
   decides_.adjust(shares);
 }
 

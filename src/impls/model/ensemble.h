@@ -49,6 +49,7 @@ class ensemble {
   combination answer() const { return answer_; }
   /// How the shares or the votes of the trees become a class.
   const decision& decides() const { return decides_; }
+  void set_answer(combination answer) { answer_ = answer; }
   void set_decision(decision how) { decides_ = std::move(how); }
   bool is_single() const { return kind_ == ensemble_kind::single; }
   bool draws_cases() const {
@@ -85,9 +86,11 @@ class ensemble {
                  decision_tree::prediction& result, double weight) const;
   double predict_row(const table& t, row_t row, decision_tree::prediction& result,
                      double weight) const;
-  /// The mean of what the trees say, by class code.
+  /// The mean of what the trees say, by class code; `plain`, which may be null, receives it as it
+  /// was before calibration.
   void predict_distribution(const table& t, const std::vector<code_t>& codes,
-                            std::vector<double>& shares) const;
+                            std::vector<double>& shares,
+                            std::vector<double>* plain = nullptr) const;
 
   // Measures over the trees: sums, for the depth the largest, for the path length the mean.
   unsigned long size() const {

@@ -141,6 +141,9 @@ class bag_judge {
         rows.weights.push_back(weight);
         if (!with_shares_) continue;
         std::vector<double> shares = shares_of(some.first + c, row, votes.of_case(c));
+        if (asked_.decides.calibrates()) {
+          rows.plain.insert(rows.plain.end(), shares.begin(), shares.end());
+        }
         asked_.decides.adjust(shares);
         rows.shares.insert(rows.shares.end(), shares.begin(), shares.end());
       }

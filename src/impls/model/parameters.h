@@ -10,6 +10,7 @@
 #include "impls/types.h"
 #include "orvik/enums.h"
 #include "orvik/growth.h"
+#include "orvik/probabilities.h"
 #include "zel/inpout/binstream.h"
 
 namespace orvik::impls {
@@ -27,6 +28,7 @@ struct parameters {
   decision decides;                   // as asked: what it learns from cases is the ensemble's
   bool balanced_classes = false;      // all classes weigh the same
   std::vector<double> class_weights;  // by class code; empty: 1
+  calibration calibrated = calibration::none;
   unsigned long n_trees = 1;
   bool keep_training_cm = true;
 
@@ -35,6 +37,10 @@ struct parameters {
   void write_growth(zel::inpout::obinstream& out, const decision& how_decided) const;
   bool read_growth(zel::inpout::ibinstream& in, decision& how_decided);
 
+  /// Whether shares become others, once that is learned.
+  bool maps_shares() const {
+    return calibrated == calibration::isotonic || calibrated == calibration::platt;
+  }
   bool is_ensemble() const { return kind != ensemble_kind::single; }
   /// Whether the nodes of a tree draw from one generator, one after another.
   bool draws_in_order() const {

@@ -50,10 +50,10 @@ double dtree::predict(const std::vector<std::string>& values, double weight,
   return predict(*table_, codes, result, weight);
 }
 
-void dtree::predict_distribution(const std::vector<code_t>& codes,
-                                 std::vector<double>& shares) const {
+void dtree::predict_distribution(const std::vector<code_t>& codes, std::vector<double>& shares,
+                                 std::vector<double>* plain) const {
   require_trees();
-  trees_.predict_distribution(*table_, codes, shares);
+  trees_.predict_distribution(*table_, codes, shares, plain);
 }
 
 }  // namespace orvik::impls

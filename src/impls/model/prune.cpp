@@ -58,6 +58,7 @@ void dtree::prune(const table* t, const case_list* prune_cases) {
 void dtree::prune_trees(const table& t, const case_list* prune_cases) {
   if (trees_.kind() == ensemble_kind::boosting) throw std::runtime_error(k_boosted);
   require_decision_for(t);
+  decide_by(calibrator(), own_shares());  // what was learned is of the trees as they were
   const bool from_training =
       pruning::needs_separate_cases(parameters_.pruning) && prune_cases == nullptr;
   if (from_training || pruning::needs_training_cases(parameters_.pruning)) {

@@ -13,17 +13,19 @@ void row_judge::start(judged_rows& rows) const {
   rows.predicted.clear();
   rows.weights.clear();
   rows.shares.clear();
+  rows.plain.clear();
 }
 
 void row_judge::add(code_t actual, code_t predicted, double weight,
                     std::span<const std::uint32_t> codes, std::span<const double> means,
-                    judged_rows& rows) const {
+                    std::span<const double> plain, judged_rows& rows) const {
   rows.actual.push_back(actual);
   rows.predicted.push_back(predicted);
   rows.weights.push_back(weight);
   if (classes_.size() > k_most_judged_classes) return;
   if (!means.empty()) {
     rows.shares.insert(rows.shares.end(), means.begin(), means.end());
+    rows.plain.insert(rows.plain.end(), plain.begin(), plain.end());
     return;
   }
   thread_local std::vector<double> shares;
@@ -49,13 +51,16 @@ judged_rows dtree::judge(const table& t, const case_list& cases) const {
     gather_codes(t, some, codes);
     const std::size_t kept = predictor.answers_shares() ? classes.size() : 0;
     std::vector<double> means(some.size() * kept);
-    predictor.predict({codes, n_attributes}, outcomes, means);
+    std::vector<double> plain(predictor.calibrates() ? means.size() : 0);
+    const std::size_t kept_plain = plain.empty() ? 0 : kept;
+    predictor.predict({codes, n_attributes}, outcomes, means, plain);
     judge.start(parts[i]);
     for (std::size_t k = 0; k < some.size(); ++k) {
       const auto& [row, weight] = some[k];
       judge.add(t.class_column().get_row_index(row), outcomes[k].predicted, weight,
                 std::span(codes).subspan(k * n_attributes, n_attributes),
-                std::span(means).subspan(k * kept, kept), parts[i]);
+                std::span(means).subspan(k * kept, kept),
+                std::span(plain).subspan(k * kept_plain, kept_plain), parts[i]);
     }
   };
   run_->with_workers([&] { run_->for_each_index(parts.size(), judge_chunk); });

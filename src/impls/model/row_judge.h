@@ -22,9 +22,9 @@ class row_judge {
   /// Empties `rows`, keeping its memory.
   void start(judged_rows& rows) const;
   /// Appends a row; `codes` are its codes by attribute, `means` its mean shares by class code, or
-  /// empty: then the trees are asked for its shares.
+  /// empty: then the trees are asked for its shares. `plain` are those before calibration.
   void add(code_t actual, code_t predicted, double weight, std::span<const std::uint32_t> codes,
-           std::span<const double> means, judged_rows& rows) const;
+           std::span<const double> means, std::span<const double> plain, judged_rows& rows) const;
 
  private:
   const ensemble& trees_;

@@ -27,43 +27,49 @@ void append_number(std::string& line, double value) {
 
 }  // namespace
 
+dtree::row_shares dtree::shares_at(const row_predictor& from, std::size_t i,
+                                   std::vector<double>& shares, std::vector<double>& plain) const {
+  const std::span<const double> means = from.means_of(i), before = from.plain_of(i);
+  if (!means.empty()) return {means, before.empty() ? means : before};
+  const std::span<const std::uint32_t> codes = from.codes_of(i);
+  predict_distribution({codes.begin(), codes.end()}, shares, &plain);
+  return {shares, plain};
+}
+
 double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& rows, char separator,
-                    bool probabilities, unseen_values* unseen) const {
+                    bool probabilities, unseen_values* unseen, const set_request& sets) const {
   if (in == nullptr) throw std::runtime_error(k_nothing_to_score);
   require_trees();
   zel::util::cronos watch;
   watch.start();
   const std::vector<std::string> names = class_names();
+  const std::vector<double> limits = sets.wanted() ? set_limits(sets) : std::vector<double>();
   const batch_predictor predictor = make_predictor(*table_);
   row_predictors workers(*table_, {names[k_unknown], unseen != nullptr}, predictor);
 
-  const auto append_probabilities = [&](std::string& line, std::span<const std::uint32_t> codes,
-                                        std::span<const double> shares) {
-    thread_local std::vector<double> own;
-    thread_local std::vector<code_t> wide;
-    if (shares.empty()) {
-      wide.assign(codes.begin(), codes.end());
-      predict_distribution(wide, own);
-      shares = own;
-    }
-    for (code_t c = 1; c < shares.size(); ++c) {
+  const bool asks_shares = probabilities || sets.wanted();
+  const auto append_shares = [&](std::string& line, const row_predictor& from, std::size_t i) {
+    thread_local std::vector<double> own, own_plain;
+    const row_shares found = shares_at(from, i, own, own_plain);
+    for (code_t c = 1; c < found.shares.size() && probabilities; ++c) {
       line += separator;
-      append_number(line, shares[c]);
+      append_number(line, found.shares[c]);
     }
+    if (limits.empty()) return;
+    line += separator;
+    line += set_text(names, found.plain.data(), limits);
   };
   const auto work = [&](std::string_view text, row_block<std::string>& block) {
     row_predictor& own = workers.own();
     block.error = own.coder().take(text, batch_coder::rows::SCORE, in->separator());
     block.rows = own.coder().size();
     block.output.clear();
-    const std::span<const outcome> outcomes = own.predict(probabilities);
+    const std::span<const outcome> outcomes = own.predict(asks_shares);
     for (std::size_t i = 0; i < block.rows; ++i) {
       block.output += names[outcomes[i].predicted];
       block.output += separator;
       append_number(block.output, outcomes[i].confidence);
-      if (probabilities) {
-        append_probabilities(block.output, own.codes_of(i), own.means_of(i));
-      }
+      if (asks_shares) append_shares(block.output, own, i);
       block.output += '\n';
     }
   };

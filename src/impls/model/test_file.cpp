@@ -52,7 +52,7 @@ std::unique_ptr<conf_matrix> dtree::test(zel::inpout::stream* in, const std::str
       block.output.tested.push_back(row);
       if (judged == nullptr) continue;
       judge.add(row.actual, row.predicted, row.weight, own.codes_of(i), own.means_of(i),
-                block.output.judged);
+                own.plain_of(i), block.output.judged);
     }
   };
   const auto add_rows = [&](const block_output& rows) {

@@ -92,6 +92,10 @@ unsigned long decision_tree::toDOT(const table& t, std::ostream& out, unsigned l
 void dtree::toDOT(std::ostream& out) const {
   require_trees();
   out << "digraph Orvik {\n";
+  if (trees_.decides().calibrates()) {
+    out << "// Shares are calibrated (" << name_of(trees_.decides().maps().how())
+        << "): classes are predicted by them, not by the leaves\n";
+  }
   for (unsigned long i = 0; i < n_trees(); ++i) get_tree(i)->toDOT(*table_, out, 0);
   out << "}\n";
 }

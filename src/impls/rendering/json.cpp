@@ -25,6 +25,7 @@ class model_writer {
       : table_(t), encoding_(encoding_of(t, model_name)), sink_(out), json_(sink_) {}
 
   void write_combination(const ensemble& trees);
+  void write_calibration(const calibrator& maps);
   void write_decision(const decision& how);
   void write(const dtree& model);
 
@@ -38,8 +39,10 @@ class model_writer {
   void write_node(const decision_tree& tree, const std::vector<unsigned long>& places);
   void write_test(const decision_tree& tree, const std::vector<unsigned long>& places);
   void write_class(const decision_node& leaf);
+  std::vector<double> known_shares(const decision_node& leaf) const;
 
   const table& table_;
+  bool knows_ = false;  // leaves without cases have shares
   text_encoding encoding_;
   zel::text::json_sink sink_;
   zel::text::json_writer<zel::text::json_sink> json_;
@@ -125,12 +128,24 @@ void model_writer::write_test(const decision_tree& tree, const std::vector<unsig
   json_.EndArray();
 }
 
+/// What a tree whose shares are mapped answers where no case came: the shares of the nearest node
+/// above to which some came. None for other leaves.
+std::vector<double> model_writer::known_shares(const decision_node& leaf) const {
+  if (!knows_ || leaf.weight() > 0) return {};
+  std::vector<double> shares(table_.n_class_codes());
+  leaf.add_known_shares(1, shares, {});
+  return shares;
+}
+
 void model_writer::write_class(const decision_node& leaf) {
   key("class");
   json_.Uint64(leaf.get_leaf_class());
   key("classes");
   json_.StartArray();
-  for (code_t c = 1; c < table_.n_class_codes(); ++c) json_.number(leaf.class_weight(c));
+  const std::vector<double> known = known_shares(leaf);
+  for (code_t c = 1; c < table_.n_class_codes(); ++c) {
+    json_.number(known.empty() ? leaf.class_weight(c) : known[c]);
+  }
   json_.EndArray();
 }
 
@@ -183,6 +198,33 @@ void model_writer::write_combination(const ensemble& trees) {
   json_.EndArray();
 }
 
+/// The maps of shares; numbers that the method does not have are not there.
+void model_writer::write_calibration(const calibrator& maps) {
+  if (!maps.changes()) return;
+  const auto numbers = [this](const char* name, const std::vector<double>& all) {
+    json_.array(name, all, [this](double x) { json_.number(x); });
+  };
+  key("calibration");
+  json_.StartObject();
+  key("method");
+  text(name_of(maps.how()));
+  json_.array("maps", maps.maps(), [&](const share_map& map) {
+    json_.StartObject();
+    if (map.x.empty()) {
+      key("a");
+      json_.number(map.a);
+      key("b");
+      json_.number(map.b);
+    } else {
+      numbers("x", map.x);
+      numbers("y", map.y);
+    }
+    json_.EndObject();
+  });
+  json_.EndObject();
+  sink_.Put('\n');
+}
+
 /// Said where another class than that of the largest share may be found, or leaves have other
 /// shares than their weights.
 void model_writer::write_decision(const decision& how) {
@@ -205,6 +247,7 @@ void model_writer::write_decision(const decision& how) {
 }
 
 void model_writer::write(const dtree& model) {
+  knows_ = !model.votes() && model.decides().calibrates() && model.decides().prior().empty();
   json_.StartObject();
   key("format");
   text(k_format);
@@ -225,6 +268,7 @@ void model_writer::write(const dtree& model) {
   write_columns();
   write_combination(model.trees());
   write_decision(model.decides());
+  write_calibration(model.decides().maps());
   key("trees");
   json_.StartArray();
   for (unsigned long i = 0; i < model.n_trees(); ++i) write_tree(*model.get_tree(i));

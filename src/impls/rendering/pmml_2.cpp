@@ -113,6 +113,7 @@ void decision_tree::toXML(const table& t, std::ostream& out) const {
 
 void dtree::toXML(std::ostream& out, const conf_matrix* test) const {
   require_trees();
+  require_plain_shares("PMML");
   if (!decides().is_plain() && votes()) throw std::runtime_error(k_no_decision_together);
   out << "<PMML version=\"2.0\">\n<Header copyright=\"" << k_copyright << "\">\n"
       << "<Application name=\"" << k_library_name << "\" version=\"" << k_version << "\" />\n"

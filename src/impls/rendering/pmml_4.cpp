@@ -241,6 +241,7 @@ void write_segments(const pmml_writer& writer, const table& t, const dtree& mode
 
 void dtree::toPMML(std::ostream& out) const {
   require_trees();
+  require_plain_shares("PMML");
   if (!decides().is_plain()) throw std::runtime_error(k_no_decision);
   const pmml_writer writer(*table_, name_, out);
   const zel::adt::bitmap usable = attributes_ ? *attributes_ : default_features(*table_);

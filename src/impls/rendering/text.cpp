@@ -66,6 +66,10 @@ void decision_tree::toTEXT(const table& t, std::ostream& out, unsigned long dept
 void dtree::toTEXT(std::ostream& out, unsigned long depth) const {
   require_trees();
   if (search_.made_by != model::NO_SELECTION) write_selected(*table_, *attributes_, out);
+  if (trees_.decides().calibrates()) {
+    out << "\nSHARES CALIBRATED (" << name_of(trees_.decides().maps().how())
+        << "): classes are predicted by them, not by the leaves\n";
+  }
   out << '\n';
   if (is_ensemble()) {
     out << "DECISION FOREST (ntrees=" << n_trees() << ')';

@@ -106,13 +106,38 @@ export function classify(tree, values) {
   return { code, confidence: sums[code], shares, sums };
 }
 
+/** What a share is worth: linear between the knots of a map, or 1 / (1 + exp(a share + b)). */
+function mapped({ x, y, a, b }, share) {
+  if (x.length === 0) {
+    const at = a * share + b;
+    return at >= 0 ? Math.exp(-at) / (1 + Math.exp(-at)) : 1 / (1 + Math.exp(at));
+  }
+  const above = x.findIndex((knot) => knot > share);
+  if (above < 1) return above === 0 ? y[0] : y[y.length - 1];
+  const part = (share - x[above - 1]) / (x[above] - x[above - 1]);
+  return Math.min(y[above - 1] + part * (y[above] - y[above - 1]), y[above]);
+}
+
+/** Calibrates shares in place: of two classes by one map, of more by one each, scaled to 1. */
+function calibrate(maps, shares) {
+  if (shares.length === 3) {
+    const second = mapped(maps[0], shares[2]);
+    shares.set([0, 1 - second, second]);
+    return;
+  }
+  const values = maps.map((map, i) => mapped(map, shares[i + 1]));
+  const sum = values.reduce((all, value) => all + value, 0);
+  if (sum > 0) shares.set([0, ...values.map((value) => value / sum)]);
+}
+
 /** Classifies by the model: by its tree, or by what its trees say where there are several. */
 export function predict(model, values) {
   if (model.tree_count === 1) {
     const found = classify(model.tree(0), values);
-    if (!model.costs && !model.prior) return found;
+    if (!model.costs && !model.prior && !model.maps) return found;
     const sums = new Float64Array(model.classNames.length);
     shareOut(model.tree(0), values, sums);
+    if (model.maps) calibrate(model.maps, sums);
     const code = decide(model, sums);
     return { ...found, code, confidence: sums[code], ...(found.sums && { sums }) };
   }
@@ -129,6 +154,11 @@ export function predict(model, values) {
       votes[classify(tree, values).code] += own;
     }
     all += own;
+  }
+  if (model.maps) {
+    for (let i = 0; i < votes.length; ++i) votes[i] /= all;
+    calibrate(model.maps, votes);
+    all = 1;
   }
   const code = decide(model, votes);
   return { code, confidence: votes[code] / all, votes };

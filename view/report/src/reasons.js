@@ -122,7 +122,7 @@ export function reasonBars(model, values, code) {
   const { base, share, parts } = reasonsOf(model, values, code);
   if (parts.every((part) => part === 0)) return null;
   return bars(model, parts, el('span', {}, 'Reasons: ', name(model.classNames[code]),
-    ` from ${percent(base)}, with nothing known, to ${percent(share)}, in points`), points);
+    ` from ${percent(base)}, with nothing known, to ${percent(share)}${model.maps ? ' before calibration' : ''}, in points`), points);
 }
 
 /** The mean size of the contributions over rows of the page, to their predicted classes. */
