@@ -41,6 +41,7 @@ _CONSTRAINTS = {
     "cost_use": [StrOptions({"decides", "weighs"})],
     "class_weight": [dict, StrOptions({"balanced"}), None],
     "laplace": ["boolean"],
+    "calibrate": [StrOptions({"isotonic", "platt", "plain"}), None],
     "rescale_weights": ["boolean", StrOptions({"auto"})],
     "random_state": ["random_state"],
     "n_jobs": [None, numbers.Integral],
@@ -142,6 +143,7 @@ def settings_of(estimator, table, classes, coded, **more):
             "random_cuts": bool(estimator.random_cuts), "one_value": bool(estimator.binary),
             "kind": "tree", "n_trees": 1, "soft": False, "share": 1.0, "replace": True,
             "balanced": False, "keep_matrix": True, "laplace": bool(getattr(estimator, "laplace", False)),
+            "calibrate": getattr(estimator, "calibrate", None),
             **decision_of(estimator, table, classes, coded), **more}
 
 
@@ -392,6 +394,39 @@ class _Learner(ClassifierMixin, BaseEstimator):
         class_of[self._class_places + 1] = np.arange(len(self.classes_))
         return self.classes_[class_of[self.model_.decide(shares)]]
 
+    def predict_sets(self, X, coverage=0.9, by_class=False):
+        """Sets of classes with a promise: they have the true class for so many of the rows.
+
+        Conformal sets of a model that was fitted with `calibrate`; rows are to be as those of the fit.
+
+        Parameters
+        ----------
+        X : as for fit
+        coverage : float, default=0.9
+            Part of the rows whose class is to be in their set, above 0 and below 1.
+        by_class : bool, default=False
+            The promise holds for the rows of each class.
+
+        Returns
+        -------
+        ndarray of bool of shape (n, n_classes)
+            By `classes_`. A set may be empty, or have all classes.
+
+        Examples
+        --------
+        >>> import orvik
+        >>> from sklearn.datasets import load_iris
+        >>> X, y = load_iris(return_X_y=True, as_frame=True)
+        >>> forest = orvik.ForestClassifier(calibrate="plain", random_state=1).fit(X[::2], y[::2])
+        >>> sets = forest.predict_sets(X[1::2], coverage=0.95)
+        >>> sets.shape, bool(sets[range(75), y[1::2]].mean() > 0.9)
+        ((75, 3), True)
+        """
+        if not isinstance(coverage, numbers.Real) or not 0 < coverage < 1:
+            raise ValueError(f"coverage must be above 0 and below 1; got {coverage!r}")
+        cells, n = self._cells(X)
+        return self._of_classes(self.model_.sets(cells, n, 100 * float(coverage), bool(by_class)))
+
     def _shares(self, X):
         """Those of the model, by class code."""
         cells, n = self._cells(X)
@@ -415,7 +450,7 @@ class _Learner(ClassifierMixin, BaseEstimator):
         They are exact and additive: base and contributions of a row sum up to its shares, where
         `predict_proba` gives mean shares. With hard voting they sum up to the mean shares of the
         trees instead of those of the votes. What a row without a feature is, is the model's own answer
-        to one whose value is unknown.
+        to one whose value is unknown. Shares that were calibrated by maps have none: ValueError.
 
         Parameters
         ----------
@@ -668,6 +703,9 @@ class TreeClassifier(_Learner):
         "balanced": every class has the same weight.
     laplace : bool, default=False
         Shares of leaves lean on those of all rows, (n f + p) / (n + 1) (``-laplace``).
+    calibrate : {"isotonic", "platt", "plain"}, optional
+        What the fit learns on rows that trees were not grown on, out of bag or by ten folds: maps that
+        make probabilities of shares, or only what `predict_sets` needs (``-calibrate``).
     rescale_weights : "auto" or bool, default="auto"
         Whether weights are scaled to sum to the number of rows, as the programs do without
         ``-norescale``. "auto": not if all are whole: a weight of 3 is then the row three times.
@@ -707,7 +745,7 @@ class TreeClassifier(_Learner):
     def __init__(self, *, split="gain_ratio", pruning="ebp", min_weight=2.0, max_depth=None,
                  confidence=0.25, max_features=None, free=False, binary=False, random_cuts=False,
                  own_unknown=False, categorical_features="from_dtype", costs=None, cost_use="decides",
-                 class_weight=None, laplace=False, rescale_weights="auto", random_state=None, n_jobs=None,
+                 class_weight=None, laplace=False, calibrate=None, rescale_weights="auto", random_state=None, n_jobs=None,
                  verbose=0, progress=None):
         self.split = split
         self.pruning = pruning
@@ -724,6 +762,7 @@ class TreeClassifier(_Learner):
         self.cost_use = cost_use
         self.class_weight = class_weight
         self.laplace = laplace
+        self.calibrate = calibrate
         self.rescale_weights = rescale_weights
         self.random_state = random_state
         self.n_jobs = n_jobs
@@ -751,8 +790,8 @@ class BaggingClassifier(_Learner):
     split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts,
     own_unknown
         As of :class:`TreeClassifier`.
-    categorical_features, costs, cost_use, class_weight, laplace, rescale_weights, random_state, n_jobs,
-    verbose, progress
+    categorical_features, costs, cost_use, class_weight, laplace, calibrate, rescale_weights,
+    random_state, n_jobs, verbose, progress
         As of :class:`TreeClassifier`.
 
     Attributes
@@ -770,7 +809,7 @@ class BaggingClassifier(_Learner):
                  balanced=False, oob_score=False, split="gain_ratio", pruning="ebp", min_weight=2.0,
                  max_depth=None, confidence=0.25, max_features=None, free=False, binary=False,
                  random_cuts=False, own_unknown=False, categorical_features="from_dtype",
-                 costs=None, cost_use="decides", class_weight=None, laplace=False, rescale_weights="auto",
+                 costs=None, cost_use="decides", class_weight=None, laplace=False, calibrate=None, rescale_weights="auto",
                  random_state=None, n_jobs=None, verbose=0, progress=None):
         self.n_estimators = n_estimators
         self.voting = voting
@@ -793,6 +832,7 @@ class BaggingClassifier(_Learner):
         self.cost_use = cost_use
         self.class_weight = class_weight
         self.laplace = laplace
+        self.calibrate = calibrate
         self.rescale_weights = rescale_weights
         self.random_state = random_state
         self.n_jobs = n_jobs
@@ -816,8 +856,8 @@ class ForestClassifier(BaggingClassifier):
     split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts,
     own_unknown
         As of :class:`TreeClassifier`.
-    categorical_features, costs, cost_use, class_weight, laplace, rescale_weights, random_state, n_jobs,
-    verbose, progress
+    categorical_features, costs, cost_use, class_weight, laplace, calibrate, rescale_weights,
+    random_state, n_jobs, verbose, progress
         As of :class:`TreeClassifier`.
 
     Examples
@@ -833,7 +873,7 @@ class ForestClassifier(BaggingClassifier):
                  balanced=False, oob_score=False, split="gain_ratio", pruning="none", min_weight=1.0,
                  max_depth=None, confidence=0.25, max_features="sqrt", free=True, binary=True,
                  random_cuts=False, own_unknown=True, categorical_features="from_dtype",
-                 costs=None, cost_use="decides", class_weight=None, laplace=False, rescale_weights="auto",
+                 costs=None, cost_use="decides", class_weight=None, laplace=False, calibrate=None, rescale_weights="auto",
                  random_state=None, n_jobs=None, verbose=0, progress=None):
         super().__init__(n_estimators=n_estimators, voting=voting, max_samples=max_samples,
                          bootstrap=bootstrap, balanced=balanced, oob_score=oob_score, split=split,
@@ -841,7 +881,7 @@ class ForestClassifier(BaggingClassifier):
                          confidence=confidence, max_features=max_features, free=free, binary=binary,
                          random_cuts=random_cuts, own_unknown=own_unknown,
                          categorical_features=categorical_features, costs=costs, cost_use=cost_use,
-                         class_weight=class_weight, laplace=laplace, rescale_weights=rescale_weights,
+                         class_weight=class_weight, laplace=laplace, calibrate=calibrate, rescale_weights=rescale_weights,
                          random_state=random_state, n_jobs=n_jobs, verbose=verbose, progress=progress)
 
 
@@ -857,8 +897,8 @@ class BoostClassifier(_Learner):
     split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts,
     own_unknown
         As of :class:`TreeClassifier`; by default as a forest's trees, of a least weight of 2.
-    categorical_features, costs, cost_use, class_weight, laplace, rescale_weights, random_state, n_jobs,
-    verbose, progress
+    categorical_features, costs, cost_use, class_weight, laplace, calibrate, rescale_weights,
+    random_state, n_jobs, verbose, progress
         As of :class:`TreeClassifier`.
     """
 
@@ -868,7 +908,7 @@ class BoostClassifier(_Learner):
     def __init__(self, *, n_estimators=100, voting="soft", split="gain_ratio", pruning="none",
                  min_weight=2.0, max_depth=None, confidence=0.25, max_features="sqrt", free=True,
                  binary=True, random_cuts=False, own_unknown=True, categorical_features="from_dtype",
-                 costs=None, cost_use="decides", class_weight=None, laplace=False, rescale_weights="auto",
+                 costs=None, cost_use="decides", class_weight=None, laplace=False, calibrate=None, rescale_weights="auto",
                  random_state=None, n_jobs=None, verbose=0, progress=None):
         self.n_estimators = n_estimators
         self.voting = voting
@@ -887,6 +927,7 @@ class BoostClassifier(_Learner):
         self.cost_use = cost_use
         self.class_weight = class_weight
         self.laplace = laplace
+        self.calibrate = calibrate
         self.rescale_weights = rescale_weights
         self.random_state = random_state
         self.n_jobs = n_jobs

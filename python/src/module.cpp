@@ -12,6 +12,7 @@
 #include "forms.h"
 #include "orvik/cell_predictor.h"
 #include "orvik/orvik.h"
+#include "orvik/probabilities.h"
 #include "orvik/reasons.h"
 #include "report.h"
 #include "rules.h"
@@ -63,6 +64,10 @@ const std::map<std::string, orvik::attribute_draw::rule> k_draws = {
     {"by_kind", orvik::attribute_draw::BY_KIND},  {"all", orvik::attribute_draw::ALL},
     {"count", orvik::attribute_draw::COUNT},      {"percent", orvik::attribute_draw::PERCENT},
     {"sqrt", orvik::attribute_draw::SQUARE_ROOT}, {"log2", orvik::attribute_draw::LOGARITHM}};
+const std::map<std::string, orvik::calibration> k_calibrations = {
+    {"plain", orvik::calibration::plain},
+    {"isotonic", orvik::calibration::isotonic},
+    {"platt", orvik::calibration::platt}};
 
 /// A dictionary for every column: what tables and models say of theirs.
 py::list described(const orvik::schema_view& schema) {
@@ -286,6 +291,26 @@ class held_model {
     return py::make_tuple(all, py::array_t<double>(static_cast<py::ssize_t>(k), by->base().data()));
   }
 
+  /// Whether a class is in the set of a row, by row and class code.
+  py::array_t<bool> sets(const py::list& columns, unsigned long n, double percent,
+                         bool by_class) const {
+    const held_columns held(columns, n);
+    const std::vector<double> limits = model_->get_set_limits({percent, by_class});
+    const unsigned long k = limits.size();
+    py::array_t<bool> all({n, k});
+    bool* to = all.mutable_data();
+    alone([&] {
+      std::vector<double> shares, plain;
+      for_each_block(held, n, 4096,
+                     [&](unsigned long some, const std::vector<orvik::code_t>& codes) {
+                       model_->predict_codes(codes, some, shares, plain);
+                       for (unsigned long i = 0; i < some * k; ++i)
+                         *to++ = plain[i] >= limits[i % k];
+                     });
+    });
+    return all;
+  }
+
   /// Leaves by row and tree.
   py::array_t<std::int64_t> apply(const py::list& columns, unsigned long n) const {
     const held_columns held(columns, n);
@@ -392,6 +417,9 @@ class held_model {
                       setting<bool>(how, "balanced")});
     m.set_combination(setting<bool>(how, "soft") ? orvik::combination::shares
                                                  : orvik::combination::votes);
+    if (!how["calibrate"].is_none()) {
+      m.set_calibration(named(k_calibrations, setting<std::string>(how, "calibrate")));
+    }
     m.set_smoothing(setting<bool>(how, "laplace"));
     m.set_balanced_classes(setting<bool>(how, "balanced_classes"));
     m.set_class_weights(setting<std::vector<double>>(how, "class_weights"));
@@ -444,18 +472,31 @@ class held_model {
     const std::vector<unsigned long>& tested = by.attributes();
     const unsigned long width = held.cells.size(), k = by.base().size();
     const unsigned long most = std::max(k_numbers / std::max(width, k * tested.size()), 1024UL);
-    std::vector<std::uint32_t> narrow(std::min(n, most) * width);
     std::vector<double> parts;
-    for (unsigned long first = 0; first < n; first += most) {
-      const unsigned long some = std::min(most, n - first);
-      ready().codes_of(held.cells, first, some, narrow.data());
-      by.explain({narrow.begin(), narrow.begin() + static_cast<long>(some * width)}, some, parts);
+    for_each_block(held, n, most, [&](unsigned long some, const std::vector<orvik::code_t>& codes) {
+      by.explain(codes, some, parts);
       std::fill_n(to, some * k * width, 0.0);
       for (unsigned long i = 0; i < some * k; ++i, to += width) {
         for (std::size_t j = 0; j < tested.size(); ++j) {
           to[tested[j]] = parts[i * tested.size() + j];
         }
       }
+    });
+  }
+
+  /// take(n, codes) for at most so many rows at a time, in order, until the model's run is
+  /// cancelled.
+  template <class Take>
+  void for_each_block(const held_columns& held, unsigned long n, unsigned long most,
+                      const Take& take) const {
+    const unsigned long width = held.cells.size();
+    std::vector<std::uint32_t> narrow(std::min(n, most) * width);
+    for (unsigned long first = 0; first < n; first += most) {
+      if (run_.is_cancelled()) throw std::runtime_error("cancelled");
+      const unsigned long some = std::min(most, n - first);
+      ready().codes_of(held.cells, first, some, narrow.data());
+      take(some, std::vector<orvik::code_t>(narrow.begin(),
+                                            narrow.begin() + static_cast<long>(some * width)));
     }
   }
 
@@ -570,6 +611,7 @@ PYBIND11_MODULE(_orvik, m) {
       .def("predict", &held_model::predict)
       .def("decide", &held_model::decide)
       .def("explain", &held_model::explain)
+      .def("sets", &held_model::sets)
       .def("apply", &held_model::apply)
       .def("decision_path", &held_model::decision_path)
       .def("importance", &held_model::importance, py::arg("training").none(true))

@@ -174,7 +174,32 @@ def test_costs_decide_and_shares_stay(estimator):
     assert (by_costs.predict(frame) == by_costs.classes_[(shares @ costs).argmin(axis=1)]).all()
     assert (by_costs.predict(frame) != by_costs.classes_[shares.argmax(axis=1)]).any()
     same = copy.deepcopy(estimator).set_params(costs={("yes", "no"): 7.0}).fit(frame, y)
-    assert same.model_.to_bytes()[-500:] == by_costs.model_.to_bytes()[-500:] or same.to_json() == by_costs.to_json()
+    assert same.to_json() == by_costs.to_json()
+
+
+@pytest.mark.parametrize("estimator", [orvik.TreeClassifier(calibrate="plain", laplace=True),
+                                       orvik.BaggingClassifier(n_estimators=30, calibrate="isotonic", random_state=1),
+                                       orvik.ForestClassifier(n_estimators=30, calibrate="platt", random_state=1)])
+def test_sets_have_the_class_as_often_as_they_promise(estimator, tmp_path):
+    frame, y = credit(1500)
+    model = estimator.fit(frame[:700], y[:700])
+    later, places = frame[700:].assign(age=frame.age + 0.5), (y[700:] == "yes").astype(int).to_numpy()
+    for by_class in (False, True):
+        sets = model.predict_sets(later, 0.8, by_class)
+        held = sets[np.arange(800), places]
+        assert held.mean() > 0.76 and sets.mean() < 0.95
+        assert not by_class or min(held[places == 0].mean(), held[places == 1].mean()) > 0.73
+    shares = model.predict_proba(later)
+    assert np.allclose(shares.sum(axis=1), 1) and (model.predict(later) == model.classes_[shares.argmax(axis=1)]).all()
+    model.save(tmp_path / "m")
+    assert (orvik.load_model(tmp_path / "m").predict_sets(later, 0.8, True) == sets).all()
+    with pytest.raises(ValueError, match="coverage"):
+        model.predict_sets(later, 90)
+    if model.calibrate != "plain":
+        with pytest.raises(ValueError, match="calibrated"):
+            model.explain(later)
+    with pytest.raises(ValueError, match="cannot give sets"):
+        orvik.TreeClassifier().fit(frame, y).predict_sets(frame)
 
 
 def test_results_hang_on_the_seed_alone():
