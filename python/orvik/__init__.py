@@ -8,10 +8,10 @@
 """
 
 from ._data import Table, load_table
-from ._estimators import BaggingClassifier, BoostClassifier, ForestClassifier, TreeClassifier, load_model
+from ._estimators import BaggingClassifier, BoostClassifier, Explanation, ForestClassifier, TreeClassifier, load_model
 from ._orvik import __version__
 from ._search import FeatureSearch
 from ._tree import Tree
 
-__all__ = ["BaggingClassifier", "BoostClassifier", "FeatureSearch", "ForestClassifier", "Table", "Tree",
+__all__ = ["BaggingClassifier", "BoostClassifier", "Explanation", "FeatureSearch", "ForestClassifier", "Table", "Tree",
            "TreeClassifier", "__version__", "load_model", "load_table"]

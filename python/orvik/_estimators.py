@@ -2,12 +2,13 @@
 
 import numbers
 import warnings
+from typing import NamedTuple
 
 import numpy as np
 from sklearn.base import BaseEstimator, ClassifierMixin
 from sklearn.utils import check_random_state
 from sklearn.utils._param_validation import Interval, StrOptions
-from sklearn.utils.class_weight import compute_sample_weight
+from sklearn.utils.class_weight import compute_class_weight
 from sklearn.utils.multiclass import check_classification_targets
 from sklearn.utils.validation import check_is_fitted, column_or_1d
 
@@ -36,7 +37,11 @@ _CONSTRAINTS = {
     "random_cuts": ["boolean"],
     "own_unknown": ["boolean"],
     "categorical_features": ["array-like", StrOptions({"from_dtype"}), None],
+    "costs": ["array-like", dict, None],
+    "cost_use": [StrOptions({"decides", "weighs"})],
     "class_weight": [dict, StrOptions({"balanced"}), None],
+    "laplace": ["boolean"],
+    "calibrate": [StrOptions({"isotonic", "platt", "plain"}), None],
     "rescale_weights": ["boolean", StrOptions({"auto"})],
     "random_state": ["random_state"],
     "n_jobs": [None, numbers.Integral],
@@ -74,7 +79,59 @@ def draw_of(max_features):
     return "percent", 100 * float(max_features)
 
 
-def settings_of(estimator, **more):
+def costs_of(costs, classes, codes):
+    """Pairs of codes, the predicted and the actual one, with what the errors cost."""
+    if costs is None:
+        return []
+    if isinstance(costs, dict):
+        code_of = dict(zip(classes.tolist(), codes))
+        pairs = []
+        for pair, cost in costs.items():
+            if not isinstance(pair, tuple) or len(pair) != 2:
+                raise ValueError(f"costs: {pair!r} is no pair of the true and the predicted class")
+            for each in pair:
+                if each not in code_of:
+                    raise ValueError(f"costs: there is no class {each!r}")
+            pairs.append((code_of[pair[1]], code_of[pair[0]], cost))
+    else:
+        n = len(classes)
+        try:
+            costs = np.asarray(costs, dtype=np.float64)
+        except (TypeError, ValueError) as failure:
+            raise ValueError(f"costs must be numbers: {failure}") from None
+        if costs.shape != (n, n):
+            raise ValueError(f"costs.shape == {costs.shape}, expected {(n, n)}, the number of classes")
+        pairs = [(codes[j], codes[i], costs[i, j]) for i in range(n) for j in range(n)]
+    for predicted, actual, cost in pairs:
+        if not isinstance(cost, numbers.Real) or not 0 <= cost <= 1e100 or (predicted == actual and cost != 0):
+            raise ValueError(f"costs must be numbers from 0 to 1e100, of right classes 0; got {cost!r}")
+    return [(predicted, actual, float(cost)) for predicted, actual, cost in pairs]
+
+
+def class_weights_of(class_weight, classes, codes):
+    """Weights by class code, that of the unknown class first; none where all are 1."""
+    if not isinstance(class_weight, dict):
+        return []
+    weights = np.ones(max(codes, default=0) + 1)
+    weights[codes] = compute_class_weight(class_weight, classes=classes, y=classes)
+    if not (np.isfinite(weights).all() and (weights > 0).all()):
+        raise ValueError("class_weight must have finite weights above 0")
+    return weights.tolist()
+
+
+def decision_of(estimator, table, classes, coded):
+    """What errors cost and classes weigh, by the class codes of the table."""
+    columns = table.columns()
+    target = next(i for i, c in enumerate(columns) if c["role"] == "class")
+    values = table.values(target)
+    codes = (class_places(columns[target], values, classes, coded) + 1).tolist()
+    weights = class_weights_of(estimator.class_weight, classes, codes)
+    return {"costs": costs_of(estimator.costs, classes, codes), "costs_weigh": estimator.cost_use == "weighs",
+            "class_weights": weights + [1.0] * (len(values) + 1 - len(weights)) if weights else [],
+            "balanced_classes": isinstance(estimator.class_weight, str)}
+
+
+def settings_of(estimator, table, classes, coded, **more):
     """The library's names for what an estimator's parameters say."""
     draw, amount = draw_of(estimator.max_features)
     depth = estimator.max_depth
@@ -85,7 +142,9 @@ def settings_of(estimator, **more):
             "draw": draw, "draw_amount": amount, "free": bool(estimator.free),
             "random_cuts": bool(estimator.random_cuts), "one_value": bool(estimator.binary),
             "kind": "tree", "n_trees": 1, "soft": False, "share": 1.0, "replace": True,
-            "balanced": False, "keep_matrix": True, **more}
+            "balanced": False, "keep_matrix": True, "laplace": bool(getattr(estimator, "laplace", False)),
+            "calibrate": getattr(estimator, "calibrate", None),
+            **decision_of(estimator, table, classes, coded), **more}
 
 
 def checked_weights(sample_weight, n):
@@ -188,9 +247,6 @@ def training_table(estimator, X, y, sample_weight, reset=True):
     kept = slice(None) if rows is None else rows
     different = _data.different_texts if target.dtype.kind == "O" else lambda y: np.unique(y, return_inverse=True)
     classes, places = different(target[kept])
-    if estimator.class_weight is not None:
-        weights = np.ones(n) if weights is None else weights.copy()
-        weights[kept] *= compute_sample_weight(estimator.class_weight, target[kept])
     all_places = np.zeros(n, dtype=np.int64)
     all_places[kept] = places
     names = [_data.name_of(c.name) for c in columns]
@@ -215,6 +271,29 @@ def class_values(values):
     if values and not isinstance(values[0], bytes):
         return np.array(values)
     return np.array([_data.text_from(v.decode(errors="surrogateescape")) for v in values])
+
+
+def class_places(column, values, classes, coded):
+    """Places of the classes among the values of their column; `coded`: as it numbers them."""
+    if coded:
+        return np.arange(len(classes))
+    by_value = {v: code for code, v in enumerate(values)}
+    return np.array([by_value[c.item() if column["numeric"] else
+                              _data.text_of(c, column["ordered"]).encode(errors="surrogateescape")]
+                     for c in classes])
+
+
+class Explanation(NamedTuple):
+    """What the features contribute to the shares of the classes, see :meth:`TreeClassifier.explain`.
+
+    Attributes
+    ----------
+    values : ndarray of shape (n, n_classes, n_features)
+    base_values : ndarray of shape (n_classes,)
+    """
+
+    values: np.ndarray
+    base_values: np.ndarray
 
 
 class _Learner(ClassifierMixin, BaseEstimator):
@@ -242,7 +321,7 @@ class _Learner(ClassifierMixin, BaseEstimator):
         """
         self._validate_params()
         table, classes = training_table(self, X, y, sample_weight)
-        settings = settings_of(self, **self._ensemble_settings())
+        settings = settings_of(self, table, classes, isinstance(X, Table), **self._ensemble_settings())
         with progress_of(self, settings["n_trees"]) as progress:
             self.model_ = _orvik.Model.grow(table, settings, progress)
         self._learn_schema(classes, isinstance(X, Table))
@@ -274,15 +353,8 @@ class _Learner(ClassifierMixin, BaseEstimator):
         self.classes_ = classes
         self.n_classes_ = len(classes)
         target = next(i for i, c in enumerate(columns) if c["role"] == "class")
-        values = self.model_.values(target)
-        if not coded:  # the model has the texts of the classes in its own order
-            by_value = {v: code for code, v in enumerate(values)}
-            ordered = columns[target]["ordered"]
-            order = [by_value[c.item() if columns[target]["numeric"] else
-                              _data.text_of(c, ordered).encode(errors="surrogateescape")] for c in classes]
-        else:
-            order = range(len(classes))
-        self._class_places = np.array(order)
+        # The model has the texts of the classes in its own order.
+        self._class_places = class_places(columns[target], self.model_.values(target), classes, coded)
         self._attributes = (len(attributes), inputs, [columns[attributes[a]]["numeric"] for a in inputs],
                             [bool(columns[attributes[a]]["ordered"]) for a in inputs])
 
@@ -311,21 +383,102 @@ class _Learner(ClassifierMixin, BaseEstimator):
             that the case comes to; of an ensemble their means, or with hard voting the shares of the
             votes. Values that training did not have count as unknown, with one warning.
         """
+        return self._of_classes(self._shares(X))
+
+    def predict(self, X):
+        """The class of each row: the first of the largest shares, or by `costs` of the least expected cost."""
+        shares = self._shares(X)
+        if not self.model_.decides_by_costs:
+            return self.classes_[np.argmax(self._of_classes(shares), axis=1)]
+        class_of = np.zeros(shares.shape[1], dtype=np.int64)
+        class_of[self._class_places + 1] = np.arange(len(self.classes_))
+        return self.classes_[class_of[self.model_.decide(shares)]]
+
+    def predict_sets(self, X, coverage=0.9, by_class=False):
+        """Sets of classes with a promise: they have the true class for so many of the rows.
+
+        Conformal sets of a model that was fitted with `calibrate`; rows are to be as those of the fit.
+
+        Parameters
+        ----------
+        X : as for fit
+        coverage : float, default=0.9
+            Part of the rows whose class is to be in their set, above 0 and below 1.
+        by_class : bool, default=False
+            The promise holds for the rows of each class.
+
+        Returns
+        -------
+        ndarray of bool of shape (n, n_classes)
+            By `classes_`. A set may be empty, or have all classes.
+
+        Examples
+        --------
+        >>> import orvik
+        >>> from sklearn.datasets import load_iris
+        >>> X, y = load_iris(return_X_y=True, as_frame=True)
+        >>> forest = orvik.ForestClassifier(calibrate="plain", random_state=1).fit(X[::2], y[::2])
+        >>> sets = forest.predict_sets(X[1::2], coverage=0.95)
+        >>> sets.shape, bool(sets[range(75), y[1::2]].mean() > 0.9)
+        ((75, 3), True)
+        """
+        if not isinstance(coverage, numbers.Real) or not 0 < coverage < 1:
+            raise ValueError(f"coverage must be above 0 and below 1; got {coverage!r}")
+        cells, n = self._cells(X)
+        return self._of_classes(self.model_.sets(cells, n, 100 * float(coverage), bool(by_class)))
+
+    def _shares(self, X):
+        """Those of the model, by class code."""
         cells, n = self._cells(X)
         shares, unseen = self.model_.predict(cells, n)
         if unseen:
             told = ", ".join(f"{name!r}: {count}" for name, count in unseen)
-            warnings.warn(f"{sum(count for _, count in unseen)} cells have values that training did not "
-                          f"have; they are taken as unknown (by column, {told})", UserWarning, stacklevel=2)
+            warnings.warn(f"{sum(count for _, count in unseen)} cells have values that training did not have; "
+                          f"they are taken as unknown (by column, {told})", UserWarning, stacklevel=3)
+        return shares
+
+    def _of_classes(self, by_code):
+        """By `classes_` what is by class code along the second axis; no copy where the order is one."""
         places = self._class_places + 1
         if (places == np.arange(1, len(places) + 1)).all():
-            return shares[:, 1:len(places) + 1]
-        return shares[:, places]
+            return by_code[:, 1:len(places) + 1]
+        return by_code[:, places]
 
-    def predict(self, X):
-        """The class of each row: the first of the largest shares."""
-        shares = self.predict_proba(X)
-        return self.classes_[np.argmax(shares, axis=1)]
+    def explain(self, X):
+        """What each feature contributes to the share of each class: Shapley values.
+
+        They are exact and additive: base and contributions of a row sum up to its shares, where
+        `predict_proba` gives mean shares. With hard voting they sum up to the mean shares of the
+        trees instead of those of the votes. What a row without a feature is, is the model's own answer
+        to one whose value is unknown. Shares that were calibrated by maps have none: ValueError.
+
+        Parameters
+        ----------
+        X : as for fit
+
+        Returns
+        -------
+        Explanation : (values, base_values)
+            `values` of shape (n, n_classes, n_features), and `base_values` of shape (n_classes,): the
+            shares of a row of which nothing is known.
+
+        Examples
+        --------
+        >>> import orvik
+        >>> table = orvik.load_table("examples/golf.names")
+        >>> tree = orvik.TreeClassifier(pruning="none").fit(table)
+        >>> values, base = tree.explain(table)
+        >>> base.round(3)
+        array([0.357, 0.643])
+        >>> dict(zip(tree.feature_names_in_, values[0, 0].round(3)))
+        {'outlook': 0.443, 'temperature': 0.0, 'humidity': 0.271, 'windy': -0.071}
+        """
+        cells, n = self._cells(X)
+        values, base = self.model_.explain(cells, n)
+        inputs = self._attributes[1]
+        if len(inputs) < values.shape[2]:
+            values = values[:, :, inputs]
+        return Explanation(self._of_classes(values), self._of_classes(base[np.newaxis])[0])
 
     def predict_log_proba(self, X):
         """Natural logarithms of the shares; -inf where a class has none."""
@@ -537,8 +690,22 @@ class TreeClassifier(_Learner):
         :class:`Table` is taken as it was loaded.
     categorical_features : "from_dtype", names, indices or a mask, default="from_dtype"
         Numbers to be taken as categories, beside those that their dtypes say are.
+    costs : array-like of shape (n_classes, n_classes) or dict, optional
+        What errors cost, by true and predicted class as in a confusion matrix of scikit-learn:
+        ``costs[i][j]`` where `classes_[i]` is true and `classes_[j]` predicted, 0 for i = j; or a
+        dictionary by pairs ``(true, predicted)``, in which pairs that are not there cost 1. `predict`
+        gives the class of the least expected cost, and pruning looks at costs (``-costs``);
+        `predict_proba` remains what it is.
+    cost_use : {"decides", "weighs"}, default="decides"
+        "weighs": the costs multiply the weights of the rows instead (``-costw``).
     class_weight : dict or "balanced", optional
-        Weights by class, times `sample_weight`.
+        Weights by class, which multiply those of the rows that trees are grown on (``-cw``).
+        "balanced": every class has the same weight.
+    laplace : bool, default=False
+        Shares of leaves lean on those of all rows, (n f + p) / (n + 1) (``-laplace``).
+    calibrate : {"isotonic", "platt", "plain"}, optional
+        What the fit learns on rows that trees were not grown on, out of bag or by ten folds: maps that
+        make probabilities of shares, or only what `predict_sets` needs (``-calibrate``).
     rescale_weights : "auto" or bool, default="auto"
         Whether weights are scaled to sum to the number of rows, as the programs do without
         ``-norescale``. "auto": not if all are whole: a weight of 3 is then the row three times.
@@ -577,9 +744,9 @@ class TreeClassifier(_Learner):
 
     def __init__(self, *, split="gain_ratio", pruning="ebp", min_weight=2.0, max_depth=None,
                  confidence=0.25, max_features=None, free=False, binary=False, random_cuts=False,
-                 own_unknown=False, categorical_features="from_dtype", class_weight=None,
-                 rescale_weights="auto",
-                 random_state=None, n_jobs=None, verbose=0, progress=None):
+                 own_unknown=False, categorical_features="from_dtype", costs=None, cost_use="decides",
+                 class_weight=None, laplace=False, calibrate=None, rescale_weights="auto", random_state=None, n_jobs=None,
+                 verbose=0, progress=None):
         self.split = split
         self.pruning = pruning
         self.min_weight = min_weight
@@ -591,7 +758,11 @@ class TreeClassifier(_Learner):
         self.random_cuts = random_cuts
         self.own_unknown = own_unknown
         self.categorical_features = categorical_features
+        self.costs = costs
+        self.cost_use = cost_use
         self.class_weight = class_weight
+        self.laplace = laplace
+        self.calibrate = calibrate
         self.rescale_weights = rescale_weights
         self.random_state = random_state
         self.n_jobs = n_jobs
@@ -619,7 +790,8 @@ class BaggingClassifier(_Learner):
     split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts,
     own_unknown
         As of :class:`TreeClassifier`.
-    categorical_features, class_weight, rescale_weights, random_state, n_jobs, verbose, progress
+    categorical_features, costs, cost_use, class_weight, laplace, calibrate, rescale_weights,
+    random_state, n_jobs, verbose, progress
         As of :class:`TreeClassifier`.
 
     Attributes
@@ -637,8 +809,8 @@ class BaggingClassifier(_Learner):
                  balanced=False, oob_score=False, split="gain_ratio", pruning="ebp", min_weight=2.0,
                  max_depth=None, confidence=0.25, max_features=None, free=False, binary=False,
                  random_cuts=False, own_unknown=False, categorical_features="from_dtype",
-                 class_weight=None, rescale_weights="auto", random_state=None, n_jobs=None, verbose=0,
-                 progress=None):
+                 costs=None, cost_use="decides", class_weight=None, laplace=False, calibrate=None, rescale_weights="auto",
+                 random_state=None, n_jobs=None, verbose=0, progress=None):
         self.n_estimators = n_estimators
         self.voting = voting
         self.max_samples = max_samples
@@ -656,7 +828,11 @@ class BaggingClassifier(_Learner):
         self.random_cuts = random_cuts
         self.own_unknown = own_unknown
         self.categorical_features = categorical_features
+        self.costs = costs
+        self.cost_use = cost_use
         self.class_weight = class_weight
+        self.laplace = laplace
+        self.calibrate = calibrate
         self.rescale_weights = rescale_weights
         self.random_state = random_state
         self.n_jobs = n_jobs
@@ -680,7 +856,8 @@ class ForestClassifier(BaggingClassifier):
     split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts,
     own_unknown
         As of :class:`TreeClassifier`.
-    categorical_features, class_weight, rescale_weights, random_state, n_jobs, verbose, progress
+    categorical_features, costs, cost_use, class_weight, laplace, calibrate, rescale_weights,
+    random_state, n_jobs, verbose, progress
         As of :class:`TreeClassifier`.
 
     Examples
@@ -696,14 +873,15 @@ class ForestClassifier(BaggingClassifier):
                  balanced=False, oob_score=False, split="gain_ratio", pruning="none", min_weight=1.0,
                  max_depth=None, confidence=0.25, max_features="sqrt", free=True, binary=True,
                  random_cuts=False, own_unknown=True, categorical_features="from_dtype",
-                 class_weight=None, rescale_weights="auto", random_state=None, n_jobs=None, verbose=0,
-                 progress=None):
+                 costs=None, cost_use="decides", class_weight=None, laplace=False, calibrate=None, rescale_weights="auto",
+                 random_state=None, n_jobs=None, verbose=0, progress=None):
         super().__init__(n_estimators=n_estimators, voting=voting, max_samples=max_samples,
                          bootstrap=bootstrap, balanced=balanced, oob_score=oob_score, split=split,
                          pruning=pruning, min_weight=min_weight, max_depth=max_depth,
                          confidence=confidence, max_features=max_features, free=free, binary=binary,
                          random_cuts=random_cuts, own_unknown=own_unknown,
-                         categorical_features=categorical_features, class_weight=class_weight, rescale_weights=rescale_weights,
+                         categorical_features=categorical_features, costs=costs, cost_use=cost_use,
+                         class_weight=class_weight, laplace=laplace, calibrate=calibrate, rescale_weights=rescale_weights,
                          random_state=random_state, n_jobs=n_jobs, verbose=verbose, progress=progress)
 
 
@@ -719,7 +897,8 @@ class BoostClassifier(_Learner):
     split, pruning, min_weight, max_depth, confidence, max_features, free, binary, random_cuts,
     own_unknown
         As of :class:`TreeClassifier`; by default as a forest's trees, of a least weight of 2.
-    categorical_features, class_weight, rescale_weights, random_state, n_jobs, verbose, progress
+    categorical_features, costs, cost_use, class_weight, laplace, calibrate, rescale_weights,
+    random_state, n_jobs, verbose, progress
         As of :class:`TreeClassifier`.
     """
 
@@ -729,7 +908,8 @@ class BoostClassifier(_Learner):
     def __init__(self, *, n_estimators=100, voting="soft", split="gain_ratio", pruning="none",
                  min_weight=2.0, max_depth=None, confidence=0.25, max_features="sqrt", free=True,
                  binary=True, random_cuts=False, own_unknown=True, categorical_features="from_dtype",
-                 class_weight=None, rescale_weights="auto", random_state=None, n_jobs=None, verbose=0, progress=None):
+                 costs=None, cost_use="decides", class_weight=None, laplace=False, calibrate=None, rescale_weights="auto",
+                 random_state=None, n_jobs=None, verbose=0, progress=None):
         self.n_estimators = n_estimators
         self.voting = voting
         self.split = split
@@ -743,7 +923,11 @@ class BoostClassifier(_Learner):
         self.random_cuts = random_cuts
         self.own_unknown = own_unknown
         self.categorical_features = categorical_features
+        self.costs = costs
+        self.cost_use = cost_use
         self.class_weight = class_weight
+        self.laplace = laplace
+        self.calibrate = calibrate
         self.rescale_weights = rescale_weights
         self.random_state = random_state
         self.n_jobs = n_jobs

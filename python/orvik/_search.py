@@ -29,6 +29,8 @@ class FeatureSearch(SelectorMixin, BaseEstimator):
         Seconds after which a search ends with the best set so far (``-fslimit``).
     split, pruning, min_weight, max_depth, confidence
         Of the trees, as of :class:`TreeClassifier`.
+    costs, cost_use
+        As of :class:`TreeClassifier`: sets are judged by costs that decide, not by errors.
     categorical_features, class_weight, rescale_weights, random_state, n_jobs, verbose, progress
         As of :class:`TreeClassifier`.
 
@@ -52,8 +54,8 @@ class FeatureSearch(SelectorMixin, BaseEstimator):
 
     _parameter_constraints = {
         **{name: _CONSTRAINTS[name] for name in
-           ("split", "min_weight", "max_depth", "confidence", "categorical_features", "class_weight",
-            "rescale_weights", "random_state", "n_jobs", "verbose", "progress")},
+           ("split", "min_weight", "max_depth", "confidence", "categorical_features", "costs",
+            "cost_use", "class_weight", "rescale_weights", "random_state", "n_jobs", "verbose", "progress")},
         "pruning": [StrOptions({"none", "pre", "ebp", "ebpg", "ebpa", "pep", "pepg", "pepa"})],
         "method": [StrOptions({"acceptable", "exhaustive", "forward", "backward", "fast-backward"})],
         "within": [Interval(numbers.Real, 0, 100, closed="both")],
@@ -64,8 +66,8 @@ class FeatureSearch(SelectorMixin, BaseEstimator):
 
     def __init__(self, *, method="acceptable", within=1.0, limit=None, split="gain_ratio", pruning="ebp",
                  min_weight=2.0, max_depth=None, confidence=0.25, categorical_features="from_dtype",
-                 class_weight=None, rescale_weights="auto", random_state=None, n_jobs=None, verbose=0,
-                 progress=None):
+                 costs=None, cost_use="decides", class_weight=None, rescale_weights="auto", random_state=None,
+                 n_jobs=None, verbose=0, progress=None):
         self.method = method
         self.within = within
         self.limit = limit
@@ -75,6 +77,8 @@ class FeatureSearch(SelectorMixin, BaseEstimator):
         self.max_depth = max_depth
         self.confidence = confidence
         self.categorical_features = categorical_features
+        self.costs = costs
+        self.cost_use = cost_use
         self.class_weight = class_weight
         self.rescale_weights = rescale_weights
         self.random_state = random_state
@@ -85,9 +89,9 @@ class FeatureSearch(SelectorMixin, BaseEstimator):
     def fit(self, X, y=None, sample_weight=None):
         """Search; X, y and sample_weight as for :class:`TreeClassifier`."""
         self._validate_params()
-        table, _ = training_table(self, X, y, sample_weight)
-        settings = settings_of(self, method=self.method, within=float(self.within),
-                               limit=float(self.limit or 0))
+        table, classes = training_table(self, X, y, sample_weight)
+        settings = settings_of(self, table, classes, isinstance(X, _data.Table), method=self.method,
+                               within=float(self.within), limit=float(self.limit or 0))
         with progress_of(self, 1) as progress:
             found, facts = _orvik.Model.search(table, settings, progress)
         columns = [c for c in table.columns() if c["role"] not in ("class", "weights")]

@@ -12,6 +12,8 @@
 #include "forms.h"
 #include "orvik/cell_predictor.h"
 #include "orvik/orvik.h"
+#include "orvik/probabilities.h"
+#include "orvik/reasons.h"
 #include "report.h"
 #include "rules.h"
 #include "trees.h"
@@ -62,6 +64,10 @@ const std::map<std::string, orvik::attribute_draw::rule> k_draws = {
     {"by_kind", orvik::attribute_draw::BY_KIND},  {"all", orvik::attribute_draw::ALL},
     {"count", orvik::attribute_draw::COUNT},      {"percent", orvik::attribute_draw::PERCENT},
     {"sqrt", orvik::attribute_draw::SQUARE_ROOT}, {"log2", orvik::attribute_draw::LOGARITHM}};
+const std::map<std::string, orvik::calibration> k_calibrations = {
+    {"plain", orvik::calibration::plain},
+    {"isotonic", orvik::calibration::isotonic},
+    {"platt", orvik::calibration::platt}};
 
 /// A dictionary for every column: what tables and models say of theirs.
 py::list described(const orvik::schema_view& schema) {
@@ -197,6 +203,7 @@ class held_model {
     auto made = std::make_unique<held_model>(setting<unsigned long>(how, "workers"));
     made->start(how);
     made->set_parameters(how);
+    made->set_costs(on.get(), how);
     dtree& model = *made->model_;
     run_watched(made->run_, progress, [&] { model.build(&on.get(), nullptr); });
     return made;
@@ -207,6 +214,7 @@ class held_model {
     held_model made(setting<unsigned long>(how, "workers"));
     made.start(how);
     made.set_parameters(how);
+    made.set_costs(on.get(), how);
     dtree& model = *made.model_;
     model.set_fs(named(k_searches, setting<std::string>(how, "method")),
                  setting<double>(how, "within"));
@@ -253,6 +261,56 @@ class held_model {
     return py::make_tuple(shares, unseen);
   }
 
+  /// The codes of the classes of `shares`, which are as predict() gives them.
+  py::array_t<std::uint32_t> decide(
+      const py::array_t<double, py::array::c_style | py::array::forcecast>& shares) const {
+    const unsigned long k = model_->get_schema().n_class_codes();
+    if (shares.ndim() != 2 || static_cast<unsigned long>(shares.shape(1)) != k)
+      throw py::value_error("shares that are not of the classes");
+    py::array_t<std::uint32_t> codes(shares.shape(0));
+    const double* from = shares.data();
+    for (py::ssize_t i = 0; i < shares.shape(0); ++i, from += k) {
+      codes.mutable_at(i) = static_cast<std::uint32_t>(model_->decide({from, from + k}));
+    }
+    return codes;
+  }
+
+  /// What the attributes contribute to the shares by row, class code and attribute, and the shares
+  /// without them by class code.
+  py::tuple explain(const py::list& columns, unsigned long n) const {
+    const held_columns held(columns, n);
+    const orvik::explainer* by = nullptr;
+    alone([&] {
+      if (!explainer_) explainer_ = std::make_unique<orvik::explainer>(*model_);
+      by = explainer_.get();
+    });
+    const unsigned long k = by->base().size(), width = held.cells.size();
+    py::array_t<double> all({n, k, width});
+    double* const to = all.mutable_data();
+    alone([&] { explain_blocks(*by, held, n, to); });
+    return py::make_tuple(all, py::array_t<double>(static_cast<py::ssize_t>(k), by->base().data()));
+  }
+
+  /// Whether a class is in the set of a row, by row and class code.
+  py::array_t<bool> sets(const py::list& columns, unsigned long n, double percent,
+                         bool by_class) const {
+    const held_columns held(columns, n);
+    const std::vector<double> limits = model_->get_set_limits({percent, by_class});
+    const unsigned long k = limits.size();
+    py::array_t<bool> all({n, k});
+    bool* to = all.mutable_data();
+    alone([&] {
+      std::vector<double> shares, plain;
+      for_each_block(held, n, 4096,
+                     [&](unsigned long some, const std::vector<orvik::code_t>& codes) {
+                       model_->predict_codes(codes, some, shares, plain);
+                       for (unsigned long i = 0; i < some * k; ++i)
+                         *to++ = plain[i] >= limits[i % k];
+                     });
+    });
+    return all;
+  }
+
   /// Leaves by row and tree.
   py::array_t<std::int64_t> apply(const py::list& columns, unsigned long n) const {
     const held_columns held(columns, n);
@@ -295,11 +353,10 @@ class held_model {
   /// Gain and permutation by attribute; the latter not-a-number without the training table.
   py::tuple importance(const held_table* training) const {
     std::vector<orvik::attribute_importance> all;
-    {
-      const py::gil_scoped_release release;
+    alone([&] {
       all =
           training == nullptr ? model_->get_importance() : model_->get_importance(&training->get());
-    }
+    });
     const auto n = static_cast<py::ssize_t>(model_->get_schema().n_attributes());
     py::array_t<double> gain(n), permutation(n);
     std::fill_n(gain.mutable_data(), n, 0.0);
@@ -311,8 +368,9 @@ class held_model {
     return py::make_tuple(gain, permutation);
   }
   std::vector<double> oob_errors(const held_table& training) const {
-    const py::gil_scoped_release release;
-    return model_->get_oob_errors(&training.get());
+    std::vector<double> errors;
+    alone([&] { errors = model_->get_oob_errors(&training.get()); });
+    return errors;
   }
   bool recall_draws(const held_table& training, unsigned long seed) {
     run_.set_seed(seed);
@@ -359,7 +417,26 @@ class held_model {
                       setting<bool>(how, "balanced")});
     m.set_combination(setting<bool>(how, "soft") ? orvik::combination::shares
                                                  : orvik::combination::votes);
+    if (!how["calibrate"].is_none()) {
+      m.set_calibration(named(k_calibrations, setting<std::string>(how, "calibrate")));
+    }
+    m.set_smoothing(setting<bool>(how, "laplace"));
+    m.set_balanced_classes(setting<bool>(how, "balanced_classes"));
+    m.set_class_weights(setting<std::vector<double>>(how, "class_weights"));
     m.set_keep_training_cm(setting<bool>(how, "keep_matrix"));
+  }
+
+  /// Costs of pairs of class codes: tuples of the predicted, the actual one and the cost.
+  void set_costs(const table& of, const py::dict& how) {
+    std::vector<orvik::class_cost> costs;
+    for (const py::handle each : how["costs"].cast<py::list>()) {
+      const auto c = each.cast<py::tuple>();
+      costs.push_back(
+          {c[0].cast<orvik::code_t>(), c[1].cast<orvik::code_t>(), c[2].cast<double>()});
+    }
+    model_->set_costs(
+        of, costs,
+        setting<bool>(how, "costs_weigh") ? orvik::cost_use::weighs : orvik::cost_use::decides);
   }
 
   /// work(run) under a run of its own, which an interrupt ends; a few rows are not worth a thread.
@@ -373,6 +450,54 @@ class held_model {
     }
     const py::gil_scoped_release release;
     work(run);
+  }
+
+  /// work() under the model's own run, which an interrupt ends: one at a time.
+  template <class Work>
+  void alone(const Work& work) const {
+    std::unique_lock lock(working_, std::defer_lock);
+    const auto is_free = [&] {
+      const py::gil_scoped_release release;
+      return lock.try_lock_for(std::chrono::milliseconds(100));
+    };
+    while (!is_free()) {
+      if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+    }
+    run_watched(run_, py::none(), work);
+  }
+
+  void explain_blocks(const orvik::explainer& by, const held_columns& held, unsigned long n,
+                      double* to) const {
+    constexpr unsigned long k_numbers = 1UL << 20;  // in memory beside the result
+    const std::vector<unsigned long>& tested = by.attributes();
+    const unsigned long width = held.cells.size(), k = by.base().size();
+    const unsigned long most = std::max(k_numbers / std::max(width, k * tested.size()), 1024UL);
+    std::vector<double> parts;
+    for_each_block(held, n, most, [&](unsigned long some, const std::vector<orvik::code_t>& codes) {
+      by.explain(codes, some, parts);
+      std::fill_n(to, some * k * width, 0.0);
+      for (unsigned long i = 0; i < some * k; ++i, to += width) {
+        for (std::size_t j = 0; j < tested.size(); ++j) {
+          to[tested[j]] = parts[i * tested.size() + j];
+        }
+      }
+    });
+  }
+
+  /// take(n, codes) for at most so many rows at a time, in order, until the model's run is
+  /// cancelled.
+  template <class Take>
+  void for_each_block(const held_columns& held, unsigned long n, unsigned long most,
+                      const Take& take) const {
+    const unsigned long width = held.cells.size();
+    std::vector<std::uint32_t> narrow(std::min(n, most) * width);
+    for (unsigned long first = 0; first < n; first += most) {
+      if (run_.is_cancelled()) throw std::runtime_error("cancelled");
+      const unsigned long some = std::min(most, n - first);
+      ready().codes_of(held.cells, first, some, narrow.data());
+      take(some, std::vector<orvik::code_t>(narrow.begin(),
+                                            narrow.begin() + static_cast<long>(some * width)));
+    }
   }
 
   /// Made by whoever predicts first.
@@ -405,10 +530,12 @@ class held_model {
     }
   }
 
-  orvik::run_context run_;
+  mutable orvik::run_context run_;
   std::unique_ptr<dtree> model_;
   mutable std::mutex making_;
   mutable std::unique_ptr<const orvik::cell_predictor> predictor_;
+  mutable std::timed_mutex working_;
+  mutable std::unique_ptr<const orvik::explainer> explainer_;
 };
 
 /// The model, or one of its trees, in a form by its name.
@@ -482,6 +609,9 @@ PYBIND11_MODULE(_orvik, m) {
       .def("to_bytes", &held_model::to_bytes)
       .def("save", &held_model::save)
       .def("predict", &held_model::predict)
+      .def("decide", &held_model::decide)
+      .def("explain", &held_model::explain)
+      .def("sets", &held_model::sets)
       .def("apply", &held_model::apply)
       .def("decision_path", &held_model::decision_path)
       .def("importance", &held_model::importance, py::arg("training").none(true))
@@ -513,6 +643,8 @@ PYBIND11_MODULE(_orvik, m) {
                              [](const held_model& held) { return held.get().is_boosted(); })
       .def_property_readonly("has_draws",
                              [](const held_model& held) { return held.get().has_draws(); })
+      .def_property_readonly("decides_by_costs",
+                             [](const held_model& held) { return held.get().decides_by_costs(); })
       .def_property_readonly("workers", &held_model::workers)
       .def(py::pickle(
           [](const held_model& held) { return py::make_tuple(held.to_bytes(), held.workers()); },

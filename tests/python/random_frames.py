@@ -111,7 +111,7 @@ def given(draw, n, k):
 def estimator(draw):
     how = {"random_state": int(draw.randint(99)), "n_jobs": 1, "min_weight": float(draw.choice([0.1, 1, 2]))}
     if draw.rand() < 0.2:
-        how.update(class_weight="balanced", max_features="log2", own_unknown=True, random_cuts=True)
+        how.update(class_weight="balanced", laplace=True, max_features="log2", own_unknown=True, random_cuts=True)
     made = draw.randint(4)
     how["pruning"] = str(draw.choice(["none", "pre", "ebp", "pepg", "repa", "mep"]))
     if made == 0:
@@ -124,6 +124,9 @@ def keeps_its_word(draw, model, how, X, other):
     shares = model.predict_proba(other)
     assert len(shares) == model.predict(other).size and np.allclose(shares.sum(axis=1), 1) and (shares >= 0).all()
     assert (model.predict(other) == model.classes_[shares.argmax(axis=1)]).all()
+    values, base = model.explain(other)
+    if getattr(model, "voting", "soft") == "soft":
+        assert np.allclose(values.sum(axis=2) + base, shares, atol=1e-9)
     again = pickle.loads(pickle.dumps(model))
     assert again.model_.to_bytes() == model.model_.to_bytes()
     assert (again.predict_proba(other) == shares).all()

@@ -24,6 +24,12 @@ MODELS = [
     (["-ba", "5", "-seed", "3"], lambda: orvik.BaggingClassifier(n_estimators=5, random_state=3)),
     (["-rf", "10", "-seed", "3"], lambda: orvik.ForestClassifier(n_estimators=10, random_state=3)),
     (["-bo", "5", "-seed", "3"], lambda: orvik.BoostClassifier(n_estimators=5, random_state=3)),
+    (["-costs", "costs", "-laplace"], lambda: orvik.TreeClassifier(laplace=True)),
+    (["-costs", "costs", "-costw"], lambda: orvik.TreeClassifier(cost_use="weighs")),
+    (["-costs", "costs", "-ba", "5", "-seed", "3"], lambda: orvik.BaggingClassifier(n_estimators=5, random_state=3)),
+    (["-cw", "balanced", "-rf", "5", "-seed", "3"],
+     lambda: orvik.ForestClassifier(n_estimators=5, random_state=3, class_weight="balanced")),
+    (["-cw", "weights"], lambda: orvik.TreeClassifier()),
 ]
 TABLE = "the table"
 DTYPES = {"integer": "Int32", "uinteger": "UInt32", "float": "float32", "double": "float64"}
@@ -93,9 +99,17 @@ def compare(orvcmd, names, data, folder):
     table = in_order(names, data, folder)
     X, y, weights, whole = frame_of(table + ".names", table + ".data")
     as_they_are = ["-norescale"] if weights is not None and (weights % 1 == 0).all() else []
+    first, last = min(y), max(y)
+    for name, text in (("costs", f'predicted,actual,cost\n"{first}","{last}",5\n'), ("weights", f'class,weight\n"{last}",2.5\n')):
+        with open(os.path.join(folder, name), "w", encoding="utf-8") as out:
+            out.write(text)
     failures = []
     for options, make in MODELS:
         model = make()
+        if "costs" in options:
+            model.costs = {(last, first): 5}
+        if "weights" in options:
+            model.class_weight = {last: 2.5, **{c: 1 for c in set(y) - {last}}}
         theirs, scores = os.path.join(folder, "theirs"), os.path.join(folder, "scores")
         subprocess.run([orvcmd, "-f", TABLE, "-nl", *as_they_are, "-tb", theirs, "-fs", table + ".data",
                         "-s", scores, *options], check=True, stdout=subprocess.DEVNULL,

@@ -186,6 +186,10 @@ def test_classes_of_every_dtype_come_back(kind):
     (orvik.TreeClassifier, {"max_features": 1.5}), (orvik.TreeClassifier, {"n_jobs": 0}),
     (orvik.TreeClassifier, {"categorical_features": ["none"]}), (orvik.TreeClassifier, {"class_weight": "b"}),
     (orvik.TreeClassifier, {"categorical_features": [True]}), (orvik.TreeClassifier, {"random_state": -1}),
+    (orvik.TreeClassifier, {"costs": [[0, 1]]}), (orvik.TreeClassifier, {"costs": [[1, 1], [1, 0]]}),
+    (orvik.TreeClassifier, {"costs": {(0, 7): 2}}), (orvik.BoostClassifier, {"costs": {(0, 1): -1}}),
+    (orvik.TreeClassifier, {"costs": {0: 2}}), (orvik.FeatureSearch, {"cost_use": "both"}),
+    (orvik.TreeClassifier, {"class_weight": {0: 0, 1: 1}}), (orvik.TreeClassifier, {"laplace": "a lot"}),
     (orvik.ForestClassifier, {"n_estimators": 0}), (orvik.ForestClassifier, {"max_samples": 2}),
     (orvik.BoostClassifier, {"voting": "loud"}), (orvik.FeatureSearch, {"method": "guess"}),
 ])

@@ -141,6 +141,67 @@ def test_importances_and_out_of_bag():
     assert np.isnan(orvik.TreeClassifier().fit(frame, y).permutation_importances(frame, y)).any()
 
 
+@pytest.mark.parametrize("estimator", [orvik.TreeClassifier(), orvik.TreeClassifier(laplace=True), *ENSEMBLES,
+                                       orvik.BoostClassifier(n_estimators=3, laplace=True, random_state=1)], ids=lambda e: str(e)[:32])
+def test_reasons_sum_up_to_the_shares(estimator, tmp_path):
+    frame, y = credit()
+    model = estimator.fit(frame, y)
+    values, base = model.explain(frame)
+    soft = copy.deepcopy(model).set_params(**{"voting": "soft"} if hasattr(model, "voting") else {}).fit(frame, y)
+    assert values.shape == (300, 2, 6) and np.allclose(values.sum(axis=2) + base, soft.predict_proba(frame), atol=1e-12)
+    assert (values[frame.debt.isna(), :, 1] == 0).all() and np.abs(values[:, :, 3]).max() > 0.05
+    model.save(tmp_path / "m")
+    assert (orvik.load_model(tmp_path / "m").explain(frame[:9])[0] == values[:9]).all()
+
+
+def test_reasons_are_those_of_the_program(orvcmd, golf, tmp_path):
+    data, model = golf[:-len(".names")], ["-rf", "5", "-laplace", "-seed", "1"]
+    subprocess.run([orvcmd, "-nl", "-f", data, *model, "-fs", data + ".data", "-shap", "why"], check=True, cwd=tmp_path)
+    why, table = pd.read_csv(tmp_path / "why"), orvik.load_table(golf)
+    forest = orvik.ForestClassifier(n_estimators=5, laplace=True, random_state=1).fit(table)
+    values, base = forest.explain(table)
+    for j, name in enumerate(forest.feature_names_in_):
+        assert np.allclose(values[:, :, j].ravel(), why[name], atol=1e-14)
+    assert np.allclose(np.tile(base, 14), why.base) and list(why["class"][:2]) == list(forest.classes_)
+
+
+@pytest.mark.parametrize("estimator", [orvik.TreeClassifier(), *ENSEMBLES], ids=lambda e: str(e)[:24])
+def test_costs_decide_and_shares_stay(estimator):
+    frame, y = credit()
+    costs = np.array([[0, 1], [7, 0]])  # a "yes" that is called "no" is dear
+    by_costs = copy.deepcopy(estimator).set_params(costs=costs).fit(frame, y)
+    shares = by_costs.predict_proba(frame)
+    assert (by_costs.predict(frame) == by_costs.classes_[(shares @ costs).argmin(axis=1)]).all()
+    assert (by_costs.predict(frame) != by_costs.classes_[shares.argmax(axis=1)]).any()
+    same = copy.deepcopy(estimator).set_params(costs={("yes", "no"): 7.0}).fit(frame, y)
+    assert same.to_json() == by_costs.to_json()
+
+
+@pytest.mark.parametrize("estimator", [orvik.TreeClassifier(calibrate="plain", laplace=True),
+                                       orvik.BaggingClassifier(n_estimators=30, calibrate="isotonic", random_state=1),
+                                       orvik.ForestClassifier(n_estimators=30, calibrate="platt", random_state=1)])
+def test_sets_have_the_class_as_often_as_they_promise(estimator, tmp_path):
+    frame, y = credit(1500)
+    model = estimator.fit(frame[:700], y[:700])
+    later, places = frame[700:].assign(age=frame.age + 0.5), (y[700:] == "yes").astype(int).to_numpy()
+    for by_class in (False, True):
+        sets = model.predict_sets(later, 0.8, by_class)
+        held = sets[np.arange(800), places]
+        assert held.mean() > 0.76 and sets.mean() < 0.95
+        assert not by_class or min(held[places == 0].mean(), held[places == 1].mean()) > 0.73
+    shares = model.predict_proba(later)
+    assert np.allclose(shares.sum(axis=1), 1) and (model.predict(later) == model.classes_[shares.argmax(axis=1)]).all()
+    model.save(tmp_path / "m")
+    assert (orvik.load_model(tmp_path / "m").predict_sets(later, 0.8, True) == sets).all()
+    with pytest.raises(ValueError, match="coverage"):
+        model.predict_sets(later, 90)
+    if model.calibrate != "plain":
+        with pytest.raises(ValueError, match="calibrated"):
+            model.explain(later)
+    with pytest.raises(ValueError, match="cannot give sets"):
+        orvik.TreeClassifier().fit(frame, y).predict_sets(frame)
+
+
 def test_results_hang_on_the_seed_alone():
     frame, y = credit()
     make = lambda **how: orvik.ForestClassifier(n_estimators=6, **how).fit(frame, y).to_json()
@@ -163,7 +224,8 @@ def test_interrupts_end_what_takes_long_and_others_run_meanwhile():
     slow = orvik.ForestClassifier(n_estimators=10_000)
     grown = orvik.ForestClassifier(n_estimators=60, min_weight=9).fit(X[:5000], y[:5000])
     rows = np.tile(X, (20, 1))
-    for work in (lambda: slow.fit(X, y), lambda: grown.predict_proba(rows), lambda: grown.apply(rows)):
+    for work in (lambda: slow.fit(X, y), lambda: grown.predict_proba(rows), lambda: grown.apply(rows),
+                 lambda: grown.explain(rows)):
         ticks, ended = [], threading.Event()
 
         def interrupt(ticks=ticks, ended=ended):

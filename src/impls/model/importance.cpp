@@ -148,6 +148,7 @@ std::vector<attribute_importance> dtree::importance(const table& t, bool permute
     const out_of_bag cases(t, *tree, std::move(others));
     for (share& s : shares) {
       using zel::util::draw;
+      run_->require_not_cancelled();
       s.permutation = cases.rise(
           s.attribute, run_->seeds().at(draw::permutation, {trees_.seed(i), s.attribute}));
     }
