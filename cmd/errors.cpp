@@ -40,12 +40,18 @@ int print(const early_end& end) {
   return k_failure;
 }
 
+early_end end_of_terminate() noexcept {
+  try {
+    return std::current_exception() != nullptr ? current_end() : failure(k_unknown_error);
+  } catch (...) {  // for its text
+    return {k_failure, "out of memory\n"};
+  }
+}
+
 /// Ends the process where no handler can: an error in a thread of the scheduler, as when the system
 /// gives it no further thread. Other threads may be writing, so the line goes past the streams.
 [[noreturn]] void end_at_terminate() {
-  const early_end end =
-      std::current_exception() != nullptr ? current_end() : failure(k_unknown_error);
-  write_past_streams(end.text);
+  write_past_streams(end_of_terminate().text);
   zel::inpout::remove_unfinished();
   std::_Exit(k_failure);
 }

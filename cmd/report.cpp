@@ -1,6 +1,7 @@
 // What a run says of its model: reports on training and held-out cases, and the model's forms.
 #include <cmath>
 #include <iomanip>
+#include <iostream>
 
 #include "cross_validation.h"
 #include "driver.h"
@@ -103,6 +104,17 @@ void begin_report(const std::ostream* log, std::ostream* out) {
   if (out == log) *out << '\n';
 }
 
+/// Half a document is none: where write() throws, its file fails, so that an older one stays.
+template <class Write>
+void write_whole(std::ostream& out, const Write& write) {
+  try {
+    write();
+  } catch (...) {
+    if (&out != &std::cout) out.setstate(std::ios::failbit);
+    throw;
+  }
+}
+
 /// One run's reports, a step each; those of a stream that is null are not to be made.
 class reporting {
  public:
@@ -111,19 +123,21 @@ class reporting {
 
   void draw_graph() const {
     begin_report(to_.log, to_.dot);
-    model_.toDOT(*to_.dot);
+    write_whole(*to_.dot, [this] { model_.toDOT(*to_.dot); });
   }
   void report_model(const training& result, const _cv_errors& errors);
   void test_holdout(table::subset* holdout);
   void test_file();
-  void write_tree() const { model_.toTEXT(*to_.text); }
+  void write_tree() const {
+    write_whole(*to_.text, [this] { model_.toTEXT(*to_.text); });
+  }
   void write_figures() const {
     to_.metrics.write([this](std::ostream& out) { write_metrics_json(figures_, out); });
   }
   /// With the matrix of the last test.
   void write_xml() const {
     if (to_.xml != to_.text) begin_report(to_.log, to_.xml);
-    model_.toXML(*to_.xml, last_test_.get());
+    write_whole(*to_.xml, [this] { model_.toXML(*to_.xml, last_test_.get()); });
   }
 
  private:

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <iostream>
+#include <new>
 
 #include "log.h"
 #include "outputs.h"
@@ -22,7 +23,8 @@ void use_default_notation(std::ostream* log) {
   log->precision(6);
 }
 
-/// Scores into `file`; a write that failed is reported as the file's, whatever came of it.
+/// Scores into `file`; a write that failed is reported as the file's, whatever came of it. The rows
+/// in front of one that cannot be read are kept; where memory ends an older file stays.
 double score_into(output& file, const options& opt, const orvik::dtree& model,
                   unseen_values* unseen) {
   unsigned long rows = 0;
@@ -30,6 +32,8 @@ double score_into(output& file, const options& opt, const orvik::dtree& model,
   try {
     return model.score(opt.score_data_file, opt.separator, *file.stream(), rows, opt.separator,
                        opt.probabilities, unseen, opt.sets);
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (...) {
     file.close();
     throw;

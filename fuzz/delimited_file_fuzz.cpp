@@ -1,5 +1,6 @@
-// Delimited files: any bytes become a table that loads, or are refused with a message.
-// Input: a byte of options, then the file.
+// Delimited files: any bytes become a table that loads, or are refused with a message; and the
+// table that is made of a plain file at once is the one that is made of it cell by cell. Input: a
+// byte of options, then the file.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -12,6 +13,8 @@
 
 #include "conversion.h"
 #include "impls/tables/table.h"
+#include "intake.h"
+#include "orvik/table.h"
 #include "require.h"
 #include "zel/inpout/iofile.h"
 
@@ -47,6 +50,29 @@ void load(const std::string& stem, char separator) {
   t.load_data(&data, 1, nullptr);
 }
 
+/// The table that training takes, if there is one.
+std::string taken(orvprep::settings how, char comment) {
+  how.cells.out_separator = orvprep::k_inner_separator;
+  how.layout.comment = comment;
+  std::ostringstream text;
+  const std::string error = error_of([&] {
+    orvprep::planned_input in(how);
+    unsigned long n_dropped = 0;
+    const auto table = orvprep::load_rows(in, "t", n_dropped);
+    for (const auto& c : in.plan.columns) text << c.name << ' ' << c.type << ' ' << c.role << '\n';
+    text << n_dropped << '\n';
+    table->toCSV(text, nullptr, /*header=*/true);
+  });
+  return error.empty() ? text.str() : "refused";  // the roads may word it in two ways
+}
+
+/// A file that may have comments is read cell by cell; the mark is not in it.
+void compare_roads(const orvprep::settings& how, std::string_view bytes) {
+  constexpr char k_mark = '\x02';
+  if (how.layout.comment != 0 || bytes.find(k_mark) != std::string_view::npos) return;
+  require(taken(how, 0) == taken(how, k_mark), "one table, whatever the road");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -74,6 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // Rows of unknown class were left out, perhaps all of a class.
     require(refused.empty() || refused.starts_with("there must be at least"), refused.c_str());
   }
+  compare_roads(how, {reinterpret_cast<const char*>(data) + 1, size - 1});
   ::close(file);
   return 0;
 }

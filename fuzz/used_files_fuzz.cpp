@@ -1,6 +1,6 @@
 // Binary files in use: what a reader accepted must not fail later. A table is grown, pruned,
 // tested, shown and saved; a model scores and tests rows, is shown and saved.
-// Input: a byte that picks what is done how, then the file.
+// Input: two bytes that pick what is done how, then the file.
 #include <rapidjson/document.h>
 
 #include <array>
@@ -25,22 +25,26 @@ using orvik::fuzz::require;
 
 namespace {
 
-/// The first byte: what is done, and how a model is grown.
+/// The first bytes: what is done, and how a model is grown.
 struct choices {
-  bool is_model : 1;
-  bool ensemble : 1;
-  bool forest : 1;
-  bool light_branches : 1;
-  bool rescaled : 1;
-  unsigned split_type : 2;
+  bool is_model, ensemble, forest, light_branches, rescaled;
+  unsigned split_type;
+  bool boosted, shares, own_unknowns;
+  orvik::growth growth;
 
-  explicit choices(std::uint8_t byte)
+  choices(std::uint8_t byte, std::uint8_t more)
       : is_model(byte & 1),
         ensemble(byte & 2),
         forest(byte & 4),
         light_branches(byte & 8),
         rescaled(byte & 16),
-        split_type(byte >> 5 & 3) {}
+        split_type(byte >> 5 & 3),
+        boosted(more & 1),
+        shares(more & 2),
+        own_unknowns(more & 4),
+        growth{more & 64 ? orvik::attribute_draw{orvik::attribute_draw::SQUARE_ROOT, 0}
+                         : orvik::attribute_draw{},
+               (more & 8) != 0, (more & 16) != 0, (more & 32) != 0} {}
 };
 
 /// Whether the table is one to grow on in little time.
@@ -185,7 +189,10 @@ std::unique_ptr<dtree> grow(const table& t, const choices& how, const case_list&
   m->set_split_type(static_cast<model::split_type>(how.split_type));
   m->set_min_obj(how.light_branches ? 0.01 : 2);
   m->set_max_depth(9);
-  if (how.ensemble) m->set_forest(how.forest, !how.forest, 3);
+  if (how.ensemble && how.boosted) m->set_boosting(3);
+  if (how.ensemble && !how.boosted) m->set_forest(how.forest, !how.forest, 3);
+  m->set_growth(how.growth);
+  if (how.shares) m->set_combination(orvik::combination::shares);
   m->build(&t, &cases);
   return m;
 }
@@ -194,6 +201,7 @@ void use_table(std::string_view bytes, const choices& how) {
   std::unique_ptr<table> t;
   if (!error_of([&] { t = table_of(bytes); }).empty() || !t) return;
   if (how.rescaled) t->rescale_weights();
+  if (how.own_unknowns) t->own_unknowns();
   show(*t);
   if (!t->has_class() || !is_small(*t)) return;
 
@@ -225,10 +233,10 @@ void use_table(std::string_view bytes, const choices& how) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size == 0) return 0;
+  if (size < 2) return 0;
   const loop_threads threads(1);
-  const choices how(data[0]);
-  const std::string_view bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
+  const choices how(data[0], data[1]);
+  const std::string_view bytes(reinterpret_cast<const char*>(data) + 2, size - 2);
   how.is_model ? use_model(bytes) : use_table(bytes, how);
   return 0;
 }

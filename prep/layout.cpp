@@ -19,6 +19,9 @@ constexpr char k_no_separator[] =
     ": rows of one column, or of different lengths with every separator; name it by --separator";
 
 constexpr std::size_t k_looked_at = 1UL << 18;
+// Of long lines more of the file, until there are some.
+constexpr std::size_t k_looked_at_most = 1UL << 26;
+constexpr long k_some_lines = 10;
 constexpr std::size_t k_first_rows = 100;
 constexpr char k_comment = '#';
 
@@ -359,7 +362,14 @@ std::string start_of(source& in, bool& whole) {
   in.rewind();
   std::string start;
   std::string_view text;
-  while (start.size() < k_looked_at && !(text = in.read()).empty()) start += text;
+  long lines = 0;
+  const auto goes_on = [&] {
+    return start.size() < k_looked_at || (lines < k_some_lines && start.size() < k_looked_at_most);
+  };
+  while (goes_on() && !(text = in.read()).empty()) {
+    start += text;
+    lines += std::ranges::count(text, '\n') + std::ranges::count(text, '\r');
+  }
   whole = text.empty();
   return start;
 }

@@ -15,6 +15,13 @@ std::unique_ptr<const impls::cell_predictor> ready(const dtree& model) {
   return std::make_unique<impls::cell_predictor>(*model.get_impl());
 }
 
+std::vector<dtree::prediction> predictions_of(std::span<const impls::outcome> outcomes) {
+  std::vector<dtree::prediction> found;
+  found.reserve(outcomes.size());
+  for (const impls::outcome& o : outcomes) found.push_back({o.predicted, o.confidence});
+  return found;
+}
+
 }  // namespace
 
 cell_predictor::cell_predictor(const dtree& model) : impl_(ready(model)) {}
@@ -34,6 +41,25 @@ void cell_predictor::predict(const std::vector<cell_array>& attributes, unsigned
 void cell_predictor::codes_of(const std::vector<cell_array>& attributes, unsigned long first,
                               unsigned long n, std::uint32_t* codes) const {
   impl_->codes_of(attributes, first, n, codes);
+}
+
+std::vector<dtree::prediction> cell_predictor::predict_codes(const std::vector<code_t>& codes,
+                                                             unsigned long n) const {
+  std::vector<impls::outcome> outcomes(n);
+  impl_->predict_codes(codes, outcomes, {}, {});
+  return predictions_of(outcomes);
+}
+
+std::vector<dtree::prediction> cell_predictor::predict_codes(const std::vector<code_t>& codes,
+                                                             unsigned long n,
+                                                             std::vector<double>& shares,
+                                                             std::vector<double>& plain) const {
+  std::vector<impls::outcome> outcomes(n);
+  shares.resize(n * impl_->n_class_codes());
+  plain.resize(impl_->calibrates() ? shares.size() : 0);
+  impl_->predict_codes(codes, outcomes, shares, plain);
+  if (!impl_->calibrates()) plain = shares;
+  return predictions_of(outcomes);
 }
 
 }  // namespace orvik

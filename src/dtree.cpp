@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "binary_file.h"
+#include "impls/model/cell_predictor.h"
 #include "impls/model/dtree.h"
 #include "impls/rendering/description.h"
 #include "orvik/run_context.h"
@@ -24,7 +25,6 @@ constexpr char k_no_attributes[] = "no table provided with the attributes";
 constexpr char k_not_built[] = "the model has no trees";
 constexpr char k_bad_weights[] = "the weights of classes must be numbers above 0";
 constexpr char k_other_shares[] = "the shares are not those of the model's classes";
-constexpr char k_other_codes[] = "the codes are not those of the model's attributes";
 
 impls::table* impl_of(const table* t) { return t == nullptr ? nullptr : t->get_impl(); }
 
@@ -45,21 +45,6 @@ unsigned long checked_tree(const impls::dtree& model, unsigned long i) {
   if (i < model.n_trees()) return i;
   throw std::runtime_error("there is no tree " + std::to_string(i) + " in a model of " +
                            std::to_string(model.n_trees()));
-}
-
-/// The largest code of every attribute with which a case finds its way: of numbers any does.
-std::vector<code_t> last_codes(const impls::table& schema) {
-  std::vector<code_t> last;
-  for (unsigned long a = 0; a < schema.n_attributes(); ++a) {
-    const impls::column& c = schema.column_of(a);
-    const bool any = c.type() != impls::column::DISCRETE;
-    last.push_back(any ? impls::k_no_code : c.values()->size_of_known());
-  }
-  return last;
-}
-
-void require_codes(bool fit) {
-  if (!fit) throw std::runtime_error(k_other_codes);
 }
 
 /// All rows of a table where no cases are given.
@@ -90,14 +75,12 @@ std::vector<dtree::prediction> predictions_of(const impls::dtree& model,
                                               std::vector<double>* shares,
                                               std::vector<double>* plain = nullptr) {
   const impls::table& schema = schema_of(model);
-  const std::vector<code_t> last = last_codes(schema);
-  require_codes(codes.size() == n * last.size());
+  impls::require_codes(schema, codes, n);
   std::vector<dtree::prediction> found;
-  std::vector<code_t> one(last.size());
+  std::vector<code_t> one(schema.n_attributes());
   std::vector<double> of_case, plain_of_case;
   for (auto at = codes.begin(); found.size() < n; at += static_cast<long>(one.size())) {
     std::copy_n(at, one.size(), one.begin());
-    require_codes(std::equal(one.begin(), one.end(), last.begin(), std::less_equal<>()));
     impls::decision_tree::prediction result;
     model.predict(schema, one, result, /*weight=*/1.0);
     found.push_back({result.first, result.second});
@@ -353,7 +336,8 @@ void dtree::set_appendix(const std::string& bytes) { impl_->set_appendix(bytes);
 std::string dtree::get_appendix() const { return impl_->appendix(); }
 
 void dtree::toBinary(const std::string& file) const {
-  write_binary(file, [this](zel::inpout::obinstream& out) { out << true << *impl_; });
+  write_binary(file, impl_->run().n_workers,
+               [this](zel::inpout::obinstream& out) { out << true << *impl_; });
 }
 
 dtree* dtree::fromBinary(const std::string& file) {

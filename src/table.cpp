@@ -64,7 +64,7 @@ void table::own_unknowns() { impl_->own_unknowns(); }
 void table::rescale_weights() { impl_->rescale_weights(); }
 
 void table::toBinary(const std::string& file) const {
-  write_binary(file, [this](zel::inpout::obinstream& out) { out << impl_.get(); });
+  write_binary(file, run_->n_workers, [this](zel::inpout::obinstream& out) { out << impl_.get(); });
 }
 
 table* table::fromBinary(const std::string& file) {

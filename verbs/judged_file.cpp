@@ -53,9 +53,10 @@ judged_file judge_file(const orvik::dtree& model, new_rows& rows, const std::str
   all.rows.classes = model.class_values();
   const std::size_t n_classes = all.rows.classes.size();
   const bool with_shares = n_classes <= orvik::k_most_judged_classes;
+  const orvik::cell_predictor ready(model);
   predicted_rows found;
   rows.read({}, [&](row_block& block) {
-    predict_block(model, block, with_shares, found);
+    predict_block(ready, block, with_shares, found);
     for (unsigned long i = 0; i < block.n; ++i) {
       if (block.new_class[i]) {
         block.classes[i] = n_classes;

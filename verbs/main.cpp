@@ -110,10 +110,18 @@ std::string current_error() {
   }
 }
 
+std::string error_of_terminate() noexcept {
+  try {
+    if (std::current_exception() != nullptr) return current_error();
+  } catch (...) {  // for its text
+  }
+  return k_out_of_memory;
+}
+
 /// Ends the process where no handler can: an error in a thread of the scheduler, as when there is
 /// no memory for it.
 [[noreturn]] void end_at_terminate() {
-  const std::string text = std::current_exception() != nullptr ? current_error() : k_out_of_memory;
+  const std::string text = error_of_terminate();
   for (const std::string_view part :
        {std::string_view("orvik: "), std::string_view(text), "\n"sv}) {
     static_cast<void>(!write(STDERR_FILENO, part.data(), part.size()));

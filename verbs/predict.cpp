@@ -169,9 +169,10 @@ class predict_verb : public verb {
     write_file(output_, [&](std::ostream& out) {
       score_writer writer(form, jsonl_, out);
       writer.write_header();
+      const orvik::cell_predictor ready(model);
       predicted_rows found;
       rows.read(form.kept, [&](row_block& block) {
-        predict_block(model, block, probabilities_ || sets_.wanted() || reasons, found);
+        predict_block(ready, block, probabilities_ || sets_.wanted() || reasons, found);
         writer.write(block, found);
         if (!reasons) return;
         reasons->write(block, found, [&](std::string& to, unsigned long row) {

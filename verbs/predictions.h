@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "new_rows.h"
-#include "orvik/dtree.h"
+#include "orvik/cell_predictor.h"
 
 namespace orvverbs {
 
@@ -14,7 +14,7 @@ struct predicted_rows {
   std::vector<double> plain;   ///< the same before calibration
 };
 
-void predict_block(const orvik::dtree& model, const row_block& rows, bool with_shares,
+void predict_block(const orvik::cell_predictor& model, const row_block& rows, bool with_shares,
                    predicted_rows& to);
 
 }  // namespace orvverbs

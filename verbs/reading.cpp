@@ -12,7 +12,6 @@
 #include "reading.h"
 
 #include <rapidjson/document.h>
-#include <rapidjson/stringbuffer.h>
 
 #include <cmath>
 #include <stdexcept>
@@ -27,7 +26,9 @@ namespace {
 constexpr char k_bad[] = "what the model says of its files cannot be understood: ";
 constexpr int k_version = 1;
 
-using rapidjson::Value;
+using json_pool = rapidjson::MemoryPoolAllocator<zel::text::json_memory>;
+using document = rapidjson::GenericDocument<rapidjson::UTF8<>, json_pool, zel::text::json_memory>;
+using Value = document::ValueType;
 
 [[noreturn]] void refuse(const std::string& what) { throw std::runtime_error(k_bad + what); }
 
@@ -105,7 +106,7 @@ orvprep::column_plan column_of(const Value& value, const orvik::column_view& col
 }
 
 reading parsed(const std::string& text, const orvik::schema_view& schema) {
-  rapidjson::Document all;
+  document all;
   constexpr unsigned k_flags = rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag;
   all.Parse<k_flags>(text.data(), text.size());
   if (all.HasParseError() || !all.IsObject()) refuse("no JSON object");
@@ -127,7 +128,7 @@ reading parsed(const std::string& text, const orvik::schema_view& schema) {
   return how;
 }
 
-using json_text = zel::text::json_writer<rapidjson::StringBuffer>;
+using json_text = zel::text::json_writer<zel::text::json_buffer>;
 
 void write_character(json_text& json, const char* name, char c) {
   json.key(name);
@@ -156,7 +157,7 @@ void write_column(json_text& json, const orvprep::column_plan& column) {
 }
 
 std::string text_of(const reading& how) {
-  rapidjson::StringBuffer bytes;
+  zel::text::json_buffer bytes;
   json_text json(bytes);
   const auto text = [&json](const std::string& each) { json.text(each); };
   json.object([&] {

@@ -1,7 +1,5 @@
 #include "report_data.h"
 
-#include <rapidjson/stringbuffer.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -92,8 +90,8 @@ class data_writer {
   orvik::schema_view schema_;
   orvik::table* rows_;  // may be null
   wording words_;
-  rapidjson::StringBuffer buffer_;
-  zel::text::json_writer<rapidjson::StringBuffer> json_;
+  zel::text::json_buffer buffer_;
+  zel::text::json_writer<zel::text::json_buffer> json_;
   std::vector<unsigned long> tested_;         // attributes
   std::vector<std::map<code_t, long>> cuts_;  // by column: codes of thresholds and their places
   std::vector<bool> shown_;                   // by column: the class and what is tested

@@ -45,6 +45,12 @@ class ORVIK_EXPORT cell_predictor {
   /// predict() does.
   void codes_of(const std::vector<cell_array>& attributes, unsigned long first, unsigned long n,
                 std::uint32_t* codes) const;
+  /// As dtree::predict_codes(), on the workers of the model's context.
+  std::vector<dtree::prediction> predict_codes(const std::vector<code_t>& codes,
+                                               unsigned long n) const;
+  std::vector<dtree::prediction> predict_codes(const std::vector<code_t>& codes, unsigned long n,
+                                               std::vector<double>& shares,
+                                               std::vector<double>& plain) const;
 
  private:
   std::unique_ptr<const impls::cell_predictor> impl_;

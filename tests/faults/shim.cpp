@@ -2,10 +2,15 @@
 // otherwise as users run it.
 //
 // FAULT=KIND:N[+] with the kinds memory, open, read, short_read, write, short_write, full, sync,
-// rename, map and thread; "+": every later call fails too. Calls count from main() on. The file
-// FAULT_TOLD, if it is named, is made when the call failed.
+// rename, map and thread; "+": every later call fails too. Calls count from main() on, but for
+// those while a library is loaded. The file FAULT_TOLD, if it is named, is made when the call
+// failed.
+//
+// FAULT_CALLS=FILE: the number of calls of the kind, where the program ends by itself.
+// FAULT_LOG=FILE: a line for each call that changes what is on a disk after a power cut.
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <sys/uio.h>
@@ -47,8 +52,12 @@ void tell() {
   if (fd >= 0) close(fd);
 }
 
+/// What fails while a library is loaded is the C library's own: glibc writes through a pointer that
+/// is none where dlopen() in a library's constructor has no memory for its error.
+thread_local int loading = 0;
+
 bool is_on(const char* what) {
-  return counting.load(std::memory_order_relaxed) && std::strcmp(kind, what) == 0;
+  return counting.load(std::memory_order_relaxed) && loading == 0 && std::strcmp(kind, what) == 0;
 }
 
 /// Counts a call of this kind. @return whether it is to fail.
@@ -59,7 +68,38 @@ bool fails(const char* what) {
   return number == fails_at || (goes_on && number > fails_at);
 }
 
+int log_fd = -1;
+
+template <class... Words>
+void note(const char* format, Words... words) {
+  if (log_fd == -1 || !counting.load(std::memory_order_relaxed)) return;
+  char line[2 * PATH_MAX];
+  const int n = std::snprintf(line, sizeof line, format, words...);
+  static auto* const write_next = next<ssize_t(int, const void*, std::size_t)>("write");
+  static_cast<void>(!write_next(log_fd, line, static_cast<std::size_t>(n)));
+}
+
+void open_log() {
+  const char* const log = std::getenv("FAULT_LOG");
+  if (log == nullptr) return;
+  const int fd = open(log, O_CREAT | O_WRONLY | O_APPEND, 0600);
+  log_fd = fcntl(fd, F_DUPFD_CLOEXEC, 100);  // out of the way of the program's own
+  close(fd);
+}
+
+/// How many calls there were, for who has yet to choose.
+[[gnu::destructor]] void tell_calls() {
+  const char* const to = std::getenv("FAULT_CALLS");
+  if (to == nullptr) return;
+  counting = false;
+  if (std::FILE* const file = std::fopen(to, "w")) {
+    std::fprintf(file, "%ld", calls.load());
+    std::fclose(file);
+  }
+}
+
 void read_order() {
+  open_log();
   const char* order = std::getenv("FAULT");
   const char* const colon = order == nullptr ? nullptr : std::strchr(order, ':');
   if (colon == nullptr || colon - order >= static_cast<long>(sizeof kind)) return;
@@ -122,7 +162,9 @@ int open(const char* path, int flags, ...) {
   va_end(more);
   if (fails("open")) return failed(EMFILE, -1);
   static auto* const open_next = next<int(const char*, int, ...)>("open");
-  return open_next(path, flags, mode);
+  const int fd = open_next(path, flags, mode);
+  note("open %d %d %s\n", fd, (flags & O_ACCMODE) != O_RDONLY, path);
+  return fd;
 }
 int open64(const char* path, int flags, ...) {
   std::va_list more;
@@ -134,7 +176,10 @@ int open64(const char* path, int flags, ...) {
 std::FILE* fopen64(const char* path, const char* mode) {
   if (fails("open")) return failed<std::FILE*>(EMFILE, nullptr);
   static auto* const fopen_next = next<std::FILE*(const char*, const char*)>("fopen64");
-  return fopen_next(path, mode);
+  std::FILE* const file = fopen_next(path, mode);
+  if (file != nullptr)
+    note("open %d %d %s\n", fileno(file), std::strpbrk(mode, "wa+") != nullptr, path);
+  return file;
 }
 std::FILE* fopen(const char* path, const char* mode) { return fopen64(path, mode); }
 
@@ -153,6 +198,7 @@ ssize_t write(int fd, const void* bytes, std::size_t n) {
     if (fails("full")) return failed<ssize_t>(ENOSPC, -1);
     if (fails("eintr_write")) return failed<ssize_t>(EINTR, -1);
     if (n > 1 && fails("short_write")) n /= 2;
+    note("write %d\n", fd);
   }
   return write_next(fd, bytes, n);
 }
@@ -162,17 +208,32 @@ ssize_t writev(int fd, const iovec* parts, int n) {
     if (fails("write")) return failed<ssize_t>(EIO, -1);
     if (fails("full")) return failed<ssize_t>(ENOSPC, -1);
     if (fails("eintr_write")) return failed<ssize_t>(EINTR, -1);
+    note("write %d\n", fd);
   }
   return writev_next(fd, parts, n);
 }
 
 int fsync(int fd) {
   static auto* const fsync_next = next<int(int)>("fsync");
-  return fails("sync") ? failed(EIO, -1) : fsync_next(fd);
+  if (fails("sync")) return failed(EIO, -1);
+  note("sync %d\n", fd);
+  return fsync_next(fd);
 }
 int rename(const char* from, const char* to) {
   static auto* const rename_next = next<int(const char*, const char*)>("rename");
-  return fails("rename") ? failed(EACCES, -1) : rename_next(from, to);
+  if (fails("rename")) return failed(EACCES, -1);
+  note("rename %s %s\n", from, to);
+  return rename_next(from, to);
+}
+int unlink(const char* path) {
+  static auto* const unlink_next = next<int(const char*)>("unlink");
+  note("unlink %s\n", path);
+  return unlink_next(path);
+}
+int ftruncate(int fd, off_t length) {
+  static auto* const ftruncate_next = next<int(int, off_t)>("ftruncate");
+  note("write %d\n", fd);
+  return ftruncate_next(fd, length);
 }
 void* mmap(void* at, std::size_t n, int protection, int flags, int fd, off_t offset) {
   static auto* const mmap_next = next<void*(void*, std::size_t, int, int, int, off_t)>("mmap");
@@ -181,6 +242,13 @@ void* mmap(void* at, std::size_t n, int protection, int flags, int fd, off_t off
 }
 void* mmap64(void* at, std::size_t n, int protection, int flags, int fd, off_t offset) {
   return mmap(at, n, protection, flags, fd, offset);
+}
+void* dlopen(const char* name, int flags) {
+  static auto* const dlopen_next = next<void*(const char*, int)>("dlopen");
+  ++loading;
+  void* const library = dlopen_next(name, flags);
+  --loading;
+  return library;
 }
 int pthread_create(pthread_t* made, const pthread_attr_t* how, void* (*run)(void*), void* with) {
   using create = int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);

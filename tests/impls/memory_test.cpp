@@ -155,7 +155,7 @@ TEST(rows_in_memory, are_predicted_as_by_their_codes) {
     for (const column_cells& c : golf.columns()) cells.push_back(c.cells);
     cells.pop_back();
     cells[0].unknown = unknown.data();
-    std::vector<double> found(14 * 3), shares;
+    std::vector<double> found(14 * 3), shares, later, plain;
     dtree::unseen_values unseen;
     const orvik::cell_predictor ready(m);
     ready.predict(cells, 14, found.data(), &unseen);
@@ -166,17 +166,21 @@ TEST(rows_in_memory, are_predicted_as_by_their_codes) {
       if (unknown[row] != 0) codes[row * 4] = orvik::k_unknown;
     }
     const std::vector<dtree::prediction> expected = m.predict_codes(codes, 14, shares);
+    const std::vector<dtree::prediction> together = ready.predict_codes(codes, 14, later, plain);
+    EXPECT_EQ(later, shares);
+    EXPECT_EQ(plain, shares);
     const bool by_votes = kind == 1 || kind == 2;
     for (std::size_t row = 0; row < 14; ++row) {
       const auto first = found.begin() + static_cast<long>(3 * row);
       const auto best = static_cast<orvik::code_t>(std::max_element(first, first + 3) - first);
       EXPECT_EQ(best, expected[row].class_code);
+      EXPECT_EQ(together[row].class_code, best);
+      EXPECT_EQ(together[row].confidence, expected[row].confidence);
       const double share = *(first + static_cast<long>(best));
       EXPECT_DOUBLE_EQ(share, by_votes ? expected[row].confidence : share);
     }
     EXPECT_EQ(found, by_votes ? found : shares);
     const std::unique_ptr<dtree> again(dtree::from_bytes(m.to_bytes()));
-    std::vector<double> later(14 * 3);
     orvik::cell_predictor(*again).predict(cells, 14, later.data(), nullptr);
     EXPECT_EQ(later, found);
   }

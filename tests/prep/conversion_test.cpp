@@ -60,6 +60,7 @@ std::string counted_up(int n) {
 }
 
 const std::vector<awkward>& awkward_files() {
+  const std::string long_name(300000, 'h');
   const std::string two = "a,string,discrete\nk,string,class\n";
   const std::string number = "a,integer,continuous\nk,string,class\n";
   static const std::vector<awkward> rows = {
@@ -128,6 +129,8 @@ const std::vector<awkward>& awkward_files() {
          s.columns.ignored = {"a"};
          s.columns.ordered["o"] = {"lo", "hi"};
        }},
+      {"a line longer than what is looked at first", long_name + ",k\nx,p\ny,q\n",
+       long_name + ",string,discrete\nk,string,class\n", "x,p\ny,q\n"},
       {"another separator and replacement", "a,k\n\"x|y\",p\n\"x,z\",q\n",
        "a|string|discrete\nk|string|class\n", "x/y|p\nx,z|q\n",
        [](settings& s) {

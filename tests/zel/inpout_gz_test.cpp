@@ -8,6 +8,7 @@
 #include "zel/inpout/iobuf.h"
 #include "zel/inpout/iogunzip.h"
 #include "zel/inpout/iogz.h"
+#include "zel/inpout/iogzip.h"
 
 namespace {
 
@@ -155,6 +156,37 @@ TEST(gzip_connection, remembers_that_a_full_disk_lost_bytes_as_does_a_buffer_ove
       EXPECT_EQ(conn->error(), "No space left on device");
     }
   }
+}
+
+// Sizes around those of the parts, and of what is packed at a time.
+TEST(gzip_output, is_one_member_and_the_same_by_any_number_of_workers) {
+  const scratch::folder files;
+  const std::string text = noisy_lines(500000, 4);
+  for (const std::size_t size : {0, 1, (1 << 18) - 1, 1 << 18, (1 << 18) + 1, 1 << 22, 5000000}) {
+    std::string by_one;
+    for (const unsigned workers : {1U, 3U}) {
+      zel::inpout::iogzip out(workers);
+      ASSERT_TRUE(out.open(files.put("packed", "")));
+      for (std::size_t at = 0; at < size; at += 99999) {
+        const std::size_t piece = std::min<std::size_t>(99999, size - at);
+        ASSERT_EQ(out.write(text.data() + at, static_cast<long>(piece)), static_cast<long>(piece));
+      }
+      out.close();
+      ASSERT_FALSE(out.failed());
+      const std::string packed = scratch::content_of(files.at("packed"));
+      if (workers == 1) by_one = packed;
+      ASSERT_TRUE(packed == by_one);
+    }
+    ASSERT_LT(by_one.size(), size * 2 / 3 + 40);
+    iogz in;  // by zlib, which checks sum and length
+    ASSERT_TRUE(in.open(files.at("packed"), 2, 1, Z_DEFAULT_STRATEGY));
+    ASSERT_TRUE(scratch::drain(in) == text.substr(0, size)) << size;
+  }
+  zel::inpout::iogzip full(2);
+  ASSERT_TRUE(full.open("/dev/full"));
+  full.write("lost", 4);
+  full.close();
+  EXPECT_EQ(full.error(), "No space left on device");
 }
 
 }  // namespace

@@ -119,6 +119,26 @@ TEST(contexts, have_their_own_threads_however_few_another_one_has) {
   EXPECT_EQ(most, 5);
 }
 
+std::string ends;
+struct noted_end {
+  char name;
+  ~noted_end() {
+    ends += name;
+    if (name != '1') return;
+    thread_local noted_end late{'3'};
+    ends += late.name;
+  }
+};
+
+TEST(thread_ends, destroy_the_youngest_objects_first_and_those_made_meanwhile) {
+  std::thread([] {
+    thread_local noted_end first{'1'};
+    thread_local noted_end second{'2'};
+    ends = {first.name, second.name, ':'};
+  }).join();
+  EXPECT_EQ(ends, "12:2133");
+}
+
 TEST(progress, is_counted_from_its_beginning_by_each_context) {
   run_context first, second;
   first.count(progress::unit::trees, 3);

@@ -7,7 +7,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include "zel/inpout/iobuf.h"
+#include "zel/inpout/ioahead.h"
 #include "zel/inpout/iofile.h"
 #include "zel/inpout/iogunzip.h"
 
@@ -22,8 +22,8 @@ constexpr char k_more[] = "more data than expected after byte ";
 constexpr char k_long_text[] = "a text too long before byte ";
 constexpr char k_long_double[] = "long double values need the format of x86-64";
 
-constexpr unsigned long k_buffer = 64000;
-constexpr unsigned long k_transfer = 1UL << 30;  // more than a connection takes at once
+constexpr unsigned long k_buffer = ioahead::k_piece;  // what is read ahead comes in pieces of it
+constexpr unsigned long k_transfer = 1UL << 30;       // more than a connection takes at once
 
 /// Bytes of a long double that have a meaning, and in a file.
 constexpr std::size_t k_extended = 10;
@@ -36,19 +36,18 @@ void require_extended() {
   if (!is_extended) throw std::runtime_error(k_long_double);
 }
 
-std::unique_ptr<ioconn> open_compressed(const std::string& name) {
+std::unique_ptr<ioconn> open_compressed(const std::string& name, unsigned long workers) {
   auto conn = std::make_unique<iogunzip>();
   if (!conn->open(name)) return nullptr;
-  return conn;
+  if (workers < 2) return conn;
+  return std::make_unique<ioahead>(std::move(conn));
 }
 
 std::unique_ptr<ioconn> open_plain(const std::string& name) {
   constexpr int k_permissions = 0644;
   auto file = std::make_unique<iofile>();
   if (!file->open(name, mode_read, k_permissions)) return nullptr;
-  auto buffered = std::make_unique<iobuf>();
-  buffered->open(file.release(), /*owns=*/true, k_buffer);
-  return buffered;
+  return file;
 }
 
 void close_and_delete(ioconn* conn) {
@@ -106,9 +105,11 @@ void obinstream::close() {
   throw std::runtime_error(conn_->error().empty() ? k_no_reason : conn_->error());
 }
 
-ibinstream::ibinstream(const std::string& file_name, bool compressed) : owns_(true) {
+ibinstream::ibinstream(const std::string& file_name, bool compressed, unsigned long workers)
+    : owns_(true), room_(k_buffer) {
   errno = 0;
-  std::unique_ptr<ioconn> conn = compressed ? open_compressed(file_name) : open_plain(file_name);
+  std::unique_ptr<ioconn> conn =
+      compressed ? open_compressed(file_name, workers) : open_plain(file_name);
   if (!conn) throw std::runtime_error("File: " + file_name + ": " + system_reason(errno));
   conn_ = conn.release();
 }
@@ -177,36 +178,46 @@ void ibinstream::skip(unsigned long count) {
   }
 }
 
-bool ibinstream::at_end() {
-  char byte;
-  if (!ahead_ && read_some(&byte, 1) != 0) ahead_ = byte;
-  return !ahead_;
-}
+bool ibinstream::at_end() { return held() == 0 && !refill(); }
 
 void ibinstream::require_end() {
-  if (!at_end()) throw std::runtime_error(k_more + std::to_string(position_ - 1));
+  if (!at_end()) throw std::runtime_error(k_more + std::to_string(position_));
 }
 
-void ibinstream::read(void* bytes, unsigned long count) {
+/// More than is held: large pieces, and all of a connection, without a copy.
+void ibinstream::read_on(void* bytes, unsigned long count) {
   auto* to = static_cast<char*>(bytes);
-  if (ahead_ && count > 0) {
-    *to++ = *ahead_;
-    --count;
-    ahead_.reset();
-  }
   while (count > 0) {
-    const long got = read_some(to, count);
-    if (got == 0) throw std::runtime_error(k_truncated + std::to_string(position_));
-    to += got;
-    count -= static_cast<unsigned long>(got);
+    unsigned long some = std::min(count, held());
+    if (some > 0) {
+      std::memcpy(to, next_, some);
+      next_ += some;
+    } else if (count < room_) {
+      if (!refill()) throw std::runtime_error(k_truncated + std::to_string(position_));
+      continue;
+    } else {
+      some = static_cast<unsigned long>(read_some(to, count));
+      if (some == 0) throw std::runtime_error(k_truncated + std::to_string(position_));
+    }
+    to += some;
+    count -= some;
+    position_ += some;
   }
+}
+
+/// Of an empty buffer. @return false at the end.
+bool ibinstream::refill() {
+  if (!buffer_) buffer_ = std::make_unique_for_overwrite<char[]>(room_);
+  const long got = read_some(buffer_.get(), room_);
+  next_ = buffer_.get();
+  end_ = next_ + got;
+  return got > 0;
 }
 
 /// @return 0 at the end.
 long ibinstream::read_some(void* bytes, unsigned long count) {
   const long got = conn_->read(bytes, static_cast<long>(std::min(count, k_transfer)));
   if (got < 0) throw std::runtime_error(conn_->error().empty() ? k_no_reason : conn_->error());
-  position_ += static_cast<unsigned long>(got);
   return got;
 }
 

@@ -17,7 +17,6 @@
 #include <concepts>
 #include <cstring>
 #include <memory>
-#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -111,9 +110,9 @@ class ibinstream : private zel::util::nocopy {
   /// outlive this.
   ibinstream(ioconn* conn, bool owns) : conn_(conn), owns_(owns) {}
   /// Opens a file for reading, `compressed` through gzip, which takes a file that is not
-  /// compressed as it stands. Throws std::runtime_error when it cannot be opened: its name and
-  /// the reason.
-  ibinstream(const std::string& file_name, bool compressed);
+  /// compressed as it stands; with several workers one of them unpacks it ahead. Throws
+  /// std::runtime_error when it cannot be opened: its name and the reason.
+  ibinstream(const std::string& file_name, bool compressed, unsigned long workers = 1);
   virtual ~ibinstream();
 
   // All throw std::runtime_error where the input ends early or its device fails.
@@ -163,13 +162,26 @@ class ibinstream : private zel::util::nocopy {
  private:
   static constexpr std::size_t k_first_items = 65536;
 
-  void read(void* bytes, unsigned long count);
+  void read(void* bytes, unsigned long count) {
+    if (count > held()) return read_on(bytes, count);
+    std::memcpy(bytes, next_, count);
+    next_ += count;
+    position_ += count;
+  }
+  unsigned long held() const { return static_cast<unsigned long>(end_ - next_); }
+  void read_on(void* bytes, unsigned long count);
+  bool refill();
   long read_some(void* bytes, unsigned long count);
 
   ioconn* conn_;
   bool owns_;
-  unsigned long position_ = 0;  // bytes read
-  std::optional<char> ahead_;   // read by at_end()
+  unsigned long position_ = 0;  // bytes given
+  // Bytes that were read and not given yet: of a file its next ones, of a connection only the one
+  // that at_end() asked for.
+  unsigned long room_ = 1;
+  std::unique_ptr<char[]> buffer_;
+  const char* next_ = nullptr;
+  const char* end_ = nullptr;
 };
 
 }  // namespace zel::inpout

@@ -105,12 +105,11 @@ replacing_file::~replacing_file() {
 void replacing_file::commit(bool durable) {
   committed_ = target_.empty();
   if (committed_) return;
-  if (const int error = durable ? sync(path_, 0) : 0) fail(error);
   struct stat status;
+  const bool replaces = ::stat(target_.c_str(), &status) == 0;
   // A file system without permissions of its own may refuse; the content matters more.
-  if (::stat(target_.c_str(), &status) == 0) {
-    static_cast<void>(!::chmod(path_.c_str(), status.st_mode & 07777));
-  }
+  if (replaces) static_cast<void>(!::chmod(path_.c_str(), status.st_mode & 07777));
+  if (const int error = durable || replaces ? sync(path_, 0) : 0) fail(error);
   {
     const std::lock_guard lock(unfinished().mutex);
     if (std::rename(path_.c_str(), target_.c_str()) != 0) fail(errno);

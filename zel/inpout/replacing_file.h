@@ -19,8 +19,9 @@ class replacing_file : private zel::util::nocopy {
   ~replacing_file();
 
   const std::string& path() const { return path_; }
-  /// Puts the closed file under its name, `durable` ones when they are on the disk. Throws
-  /// std::runtime_error with the system's reason when it cannot.
+  /// Puts the closed file under its name; `durable` ones, and those that replace one, when they are
+  /// on the disk: no power cut loses both. Throws std::runtime_error with the system's reason when
+  /// it cannot.
   void commit(bool durable = true);
 
  private:

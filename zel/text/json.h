@@ -2,9 +2,12 @@
 // decimals that read back to them, lines only where the writer of a document begins them.
 #pragma once
 
+#include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
 #include <cmath>
+#include <cstdlib>
+#include <new>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -28,12 +31,29 @@ class json_sink {
   std::ostream& out_;
 };
 
+/// The memory of rapidjson, which writes through the null that its own allocator gives where there
+/// is none: this one throws.
+struct json_memory {
+  static constexpr bool kNeedFree = true;
+  static void* Malloc(std::size_t n) { return Realloc(nullptr, 0, n); }
+  static void* Realloc(void* old, std::size_t, std::size_t n) {
+    if (n == 0) return Free(old), nullptr;
+    void* const got = std::realloc(old, n);
+    return got != nullptr ? got : throw std::bad_alloc();
+  }
+  static void Free(void* old) { std::free(old); }
+};
+
+/// A stream of rapidjson's that keeps the text.
+using json_buffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, json_memory>;
+
 /// Writes members and items in order. `Sink` is a json_sink or another stream of rapidjson's, which
 /// must outlive this.
 template <class Sink>
-class json_writer : public rapidjson::Writer<Sink> {
+class json_writer
+    : public rapidjson::Writer<Sink, rapidjson::UTF8<>, rapidjson::UTF8<>, json_memory> {
  public:
-  explicit json_writer(Sink& out) : rapidjson::Writer<Sink>(out) {}
+  explicit json_writer(Sink& out) : json_writer::Writer(out) {}
 
   void key(std::string_view name) { this->Key(name.data(), size_of(name)); }
   void text(std::string_view utf8) { this->String(utf8.data(), size_of(utf8)); }

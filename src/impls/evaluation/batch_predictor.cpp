@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <numeric>
 #include <optional>
 
 #include "zel/util/run_context.h"
@@ -54,48 +53,80 @@ void batch_predictor::predict_rows(const table& t, case_span cases,
 }
 
 void batch_predictor::predict(const case_block& cases, std::span<outcome> outcomes,
-                              std::span<double> means, std::span<double> plain) const {
-  assert(means.empty() || (answers_shares() && means.size() == outcomes.size() * n_class_codes_));
-  how_ == answer::of_one ? predict_one(trees_[0], cases, outcomes)
-                         : predict_together(cases, outcomes, means, plain);
+                              std::span<double> shares, std::span<double> plain) const {
+  assert(shares.empty() || shares.size() == outcomes.size() * n_class_codes_);
+  assert(plain.empty() || calibrates());
+  if (how_ == answer::of_one) {
+    predict_one(cases, outcomes);
+  } else {
+    thread_local vote_count votes;
+    predict_together(cases, outcomes, votes, plain, run_);
+    if (how_ == answer::shares) share_out(votes, shares);
+  }
+  if (how_ != answer::shares && !shares.empty()) add_probabilities(cases, outcomes.size(), shares);
 }
 
-void batch_predictor::predict_one(const flat_tree& tree, const case_block& cases,
-                                  std::span<outcome> outcomes) const {
+void batch_predictor::judge(const case_block& cases, std::span<double> said,
+                            const zel::util::run_context& run) const {
+  const std::size_t n = said.size() / n_class_codes_;
+  if (how_ == answer::of_one) return add_probabilities(cases, n, said);
+  thread_local vote_count votes;
+  thread_local std::vector<outcome> outcomes;
+  outcomes.resize(n);
+  predict_together(cases, outcomes, votes, {}, run);
+  share_out(votes, said);
+}
+
+/// The shares that cases were decided by: of votes by any but the plain decision these are made
+/// already.
+void batch_predictor::share_out(vote_count& votes, std::span<double> shares) const {
+  const vote_t all = decides_.is_plain() ? all_votes_ : 1;
+  for (std::size_t k = 0; k < shares.size(); ++k) shares[k] = votes.all()[k] / all;
+}
+
+/// The mean shares over the trees, what is likely where no case came.
+void batch_predictor::add_probabilities(const case_block& cases, std::size_t n,
+                                        std::span<double> shares) const {
+  std::ranges::fill(shares, 0.0);
+  for (std::size_t tree = 0; tree < trees_.size(); ++tree) {
+    trees_[tree].add_probabilities(cases, all_cases(n), votes_[tree], shares);
+  }
+  for (double& share : shares) share /= all_votes_;
+  for (std::size_t i = 0; i < n; ++i) {
+    decides_.adjust(shares.subspan(i * n_class_codes_, n_class_codes_));
+  }
+}
+
+void batch_predictor::predict_one(const case_block& cases, std::span<outcome> outcomes) const {
   const auto take = [&](std::size_t i, const decision_tree::prediction& found, double depth) {
     outcomes[i] = {found.first, found.second, depth};
   };
-  tree.predict(cases, outcomes.size(), take);
+  trees_[0].predict(cases, all_cases(outcomes.size()), take);
 }
 
 /// Tree by tree over all cases: a tree stays in the cache while it is used.
 void batch_predictor::predict_together(const case_block& cases, std::span<outcome> outcomes,
-                                       std::span<double> means, std::span<double> plain) const {
-  thread_local vote_count votes;
+                                       vote_count& votes, std::span<double> plain,
+                                       const zel::util::run_context& run) const {
   votes.start(outcomes.size(), n_class_codes_);
   for (outcome& o : outcomes) o.depth = 0;
   for (std::size_t tree = 0; tree < trees_.size(); ++tree) {
+    run.require_not_cancelled();
     how_ == answer::votes ? add_votes(tree, cases, outcomes, votes)
                           : add_shares(tree, cases, outcomes, votes);
   }
-  if (!decides_.is_plain()) return decide_by_shares(votes, outcomes, means, plain);
-  for (std::size_t i = 0; i < outcomes.size(); ++i) {
-    const vote_count::verdict found = votes.decide(i);
-    outcomes[i].predicted = found.predicted;
-    outcomes[i].confidence = found.share_of(all_votes_);
-  }
-  for (std::size_t k = 0; k < means.size(); ++k) means[k] = votes.all()[k] / all_votes_;
-}
-
-void batch_predictor::decide_by_shares(vote_count& votes, std::span<outcome> outcomes,
-                                       std::span<double> means, std::span<double> plain) const {
   for (std::size_t k = 0; k < plain.size(); ++k) plain[k] = votes.all()[k] / all_votes_;
   for (std::size_t i = 0; i < outcomes.size(); ++i) {
-    const vote_count::verdict found = votes.decide_shares(i, all_votes_, decides_);
-    outcomes[i].predicted = found.predicted;
-    outcomes[i].confidence = found.votes;
+    if (decides_.is_plain()) {
+      const vote_count::verdict found = votes.decide(i);
+      outcomes[i].predicted = found.predicted;
+      outcomes[i].confidence = found.share_of(all_votes_);
+    } else {
+      const vote_count::verdict found = votes.decide_shares(i, all_votes_, decides_);
+      outcomes[i].predicted = found.predicted;
+      outcomes[i].confidence = found.votes;
+    }
   }
-  std::ranges::copy(votes.all().first(means.size()), means.begin());
 }
 
 void batch_predictor::add_votes(std::size_t tree, const case_block& cases,
@@ -104,17 +135,12 @@ void batch_predictor::add_votes(std::size_t tree, const case_block& cases,
     outcomes[i].depth += depth;
     votes.add(i, found.first, votes_[tree]);
   };
-  trees_[tree].predict(cases, outcomes.size(), count);
+  trees_[tree].predict(cases, all_cases(outcomes.size()), count);
 }
 
 void batch_predictor::add_shares(std::size_t tree, const case_block& cases,
                                  std::span<outcome> outcomes, vote_count& votes) const {
-  thread_local std::vector<std::uint32_t> all;
-  if (all.size() != outcomes.size()) {
-    all.resize(outcomes.size());
-    std::iota(all.begin(), all.end(), 0U);
-  }
-  trees_[tree].add_shares(cases, all, votes_[tree], votes.all(),
+  trees_[tree].add_shares(cases, all_cases(outcomes.size()), votes_[tree], votes.all(),
                           [&](std::size_t i, double depth) { outcomes[i].depth += depth; });
 }
 

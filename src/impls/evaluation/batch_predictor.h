@@ -18,6 +18,13 @@ struct outcome {
   double depth;
 };
 
+/// Those of the classes of a row, by code, and what they were before calibration: none where there
+/// is no calibration, and none of both where they were not asked for.
+struct row_shares {
+  std::span<const double> all, plain;
+  std::span<const double> before_calibration() const { return plain.empty() ? all : plain; }
+};
+
 /// Some cases of a list, next to each other.
 using case_span = std::span<const case_list::value_type>;
 
@@ -46,22 +53,25 @@ class batch_predictor {
   /// Rows of a table with the codes of the training table. Depths are for a weight of 1, of
   /// several trees their sum.
   void predict_rows(const table& t, case_span cases, std::span<outcome> outcomes) const;
-  /// Cases by their codes. `means`, where not empty, receives the mean shares by case, then by
-  /// class code: only where the trees answer by them.
-  void predict(const case_block& cases, std::span<outcome> outcomes, std::span<double> means = {},
+  /// Cases by their codes. `shares`, where not empty, receives those of the classes, what
+  /// ensemble::predict_distribution gives, by case, then by class code; `plain`, where not empty,
+  /// what they were before calibration: only where calibrates().
+  void predict(const case_block& cases, std::span<outcome> outcomes, std::span<double> shares = {},
                std::span<double> plain = {}) const;
-  /// Whether the shares are calibrated; `plain` above are they before that.
+  /// Whether the shares are calibrated; then trees answer by mean shares.
   bool calibrates() const { return decides_.calibrates(); }
-  /// Whether the trees answer by mean shares.
-  bool answers_shares() const { return how_ == answer::shares; }
+  /// Writes what the classes of the cases are decided by, laid out alike: the shares of a tree, the
+  /// parts of the votes or the mean shares.
+  /// Throws where `run` is cancelled: it is asked before every tree.
+  void judge(const case_block& cases, std::span<double> said,
+             const zel::util::run_context& run) const;
 
  private:
-  void predict_one(const flat_tree& tree, const case_block& cases,
-                   std::span<outcome> outcomes) const;
-  void predict_together(const case_block& cases, std::span<outcome> outcomes,
-                        std::span<double> means, std::span<double> plain) const;
-  void decide_by_shares(vote_count& votes, std::span<outcome> outcomes, std::span<double> means,
-                        std::span<double> plain) const;
+  void add_probabilities(const case_block& cases, std::size_t n, std::span<double> shares) const;
+  void predict_one(const case_block& cases, std::span<outcome> outcomes) const;
+  void predict_together(const case_block& cases, std::span<outcome> outcomes, vote_count& votes,
+                        std::span<double> plain, const zel::util::run_context& run) const;
+  void share_out(vote_count& votes, std::span<double> shares) const;
   void add_votes(std::size_t tree, const case_block& cases, std::span<outcome> outcomes,
                  vote_count& votes) const;
   void add_shares(std::size_t tree, const case_block& cases, std::span<outcome> outcomes,

@@ -37,12 +37,13 @@ void flat_tree::require_narrow(const table& t) {
 template <class Place>
 class flat_tree::builder {
  public:
-  builder(flat_tree& into, bool known) : into_(into), known_(known) {}
+  explicit builder(flat_tree& into) : into_(into) {}
 
   void build(const Place& root) {
-    open_.push_back({root, {k_none, k_none}, 0});
+    open_.push_back({root, {k_none, k_none}, 0, k_none, k_none});
     for (std::size_t i = 0; i < open_.size(); ++i) {
       const subtree next = open_[i];
+      at_ = static_cast<std::uint32_t>(i);
       const place at = next.from.is_leaf() ? add_leaf(next) : add_split(next);
       if (i == 0) into_.root_ = at;
       for (const std::uint32_t slot : next.slots) {
@@ -50,14 +51,16 @@ class flat_tree::builder {
       }
       if (i > 0) into_.branches_.push_back({at, next.from->weight()});
     }
+    keep_pairs();
   }
 
  private:
-  static constexpr std::uint32_t k_none = UINT32_MAX;
   struct subtree {
     Place from;
     std::array<std::uint32_t, 2> slots;  // which ways of tests lead here: 2 * test + way
     std::uint32_t depth;
+    std::uint32_t father;  // in open_
+    std::uint32_t known;   // its class weights in known_, once they were asked for
   };
   /// Branches next to each other: one with cases, or some without.
   struct run {
@@ -65,36 +68,64 @@ class flat_tree::builder {
     std::uint32_t open;  // where its subtree waits; k_none without cases
   };
 
+  /// Two branches go to their split; others stay where they are, closed up.
+  void keep_pairs() const {
+    std::vector<branch> others;
+    for (split& s : into_.splits_) {
+      const auto [first, n] = s.child;
+      const branch* const from = into_.branches_.data() + first;
+      if (n == 2) {
+        s = {s.weight, {from[0].weight, from[1].weight}, {from[0].child, from[1].child}};
+      } else {
+        s.child[0] = static_cast<place>(others.size());
+        others.insert(others.end(), from, from + n);
+      }
+    }
+    into_.branches_ = std::move(others);
+  }
+
   place add_leaf(const subtree& at) {
     const Place& node = at.from;
     const std::uint32_t predicted = node->get_leaf_class();
     const auto first_share = static_cast<std::uint32_t>(into_.shares_.size());
-    leaf made{predicted, at.depth, 1.0, 1.0, first_share, 0};
+    leaf made{predicted, at.depth, 1.0, 1.0, k_none, 0};
     if (const double weight = node->weight(); weight > 0) {
       made.confidence = node->get_leaf_classfreq();
       made.weight = weight;
-      node.for_each_weight(into_.n_class_codes_, [this](code_t c, double w) {
-        into_.shares_.push_back({static_cast<std::uint32_t>(c), w});
-      });
-      made.n_shares = static_cast<std::uint32_t>(into_.shares_.size()) - first_share;
-      if (made.n_shares == 1 && into_.prior_.empty()) {
-        into_.shares_.pop_back();
-        made.n_shares = 0;
+      const bool of_one = into_.prior_.empty();  // else its share leans on the prior as others do
+      if (const std::uint32_t n = add_weights(node); n > (of_one ? 1U : 0U)) {
+        made.first_share = first_share;
+        made.n_shares = n;
+      } else {
+        into_.shares_.resize(first_share);
       }
-    } else if (known_) {
-      set_known_shares(node, made);
+    } else {
+      made.first_share = known_above(at.father);
     }
     into_.leaves_.push_back(made);
     return static_cast<place>(into_.leaves_.size() - 1) | k_leaf;
   }
 
-  /// Those of the nearest node, from here up, to which some cases came.
-  void set_known_shares(const Place& node, leaf& made) {
-    const double weight = node.for_each_known_weight(into_.n_class_codes_, [&](code_t c, double w) {
+  /// @return the number of classes of some weight.
+  std::uint32_t add_weights(const Place& node) {
+    const std::size_t before = into_.shares_.size();
+    node.for_each_weight(into_.n_class_codes_, [this](code_t c, double w) {
       into_.shares_.push_back({static_cast<std::uint32_t>(c), w});
-      ++made.n_shares;
     });
-    if (weight > 0) made.weight = weight;
+    return static_cast<std::uint32_t>(into_.shares_.size() - before);
+  }
+
+  /// The class weights of subtree i, or of the nearest above it that has some; k_none without one.
+  std::uint32_t known_above(std::uint32_t i) {
+    while (i != k_none && !(open_[i].from->weight() > 0)) i = open_[i].father;
+    if (i == k_none) return k_none;
+    if (open_[i].known == k_none) {
+      const auto first = static_cast<std::uint32_t>(into_.shares_.size());
+      const std::uint32_t n = add_weights(open_[i].from);
+      open_[i].known = static_cast<std::uint32_t>(into_.known_.size());
+      into_.known_.push_back({open_[i].from->weight(), first, n});
+    }
+    return open_[i].known;
   }
 
   place add_split(const subtree& at) {
@@ -112,8 +143,10 @@ class flat_tree::builder {
       add_search(at, 0, runs_.size());
     }
     into_.splits_.resize(into_.tests_.size());
-    into_.splits_[test] = {at.from->weight(), static_cast<std::uint32_t>(first - 1),
-                           static_cast<std::uint32_t>(open_.size() - first)};
+    into_.splits_[test] = {
+        at.from->weight(),
+        {k_many, 0},
+        {static_cast<place>(first - 1), static_cast<place>(open_.size() - first)}};
     return static_cast<place>(test);
   }
 
@@ -129,7 +162,7 @@ class flat_tree::builder {
       if (branch > next) add_run(static_cast<unsigned int>(branch), k_none, 0.0);
       next = static_cast<unsigned int>(branch) + 1;
       add_run(next, static_cast<std::uint32_t>(open_.size()), weight);
-      open_.push_back({child, {k_none, k_none}, depth});
+      open_.push_back({child, {k_none, k_none}, depth, at_, k_none});
     });
     const auto n = static_cast<unsigned int>(at.from.n_branches());
     if (next < n) add_run(n, k_none, 0.0);
@@ -200,14 +233,8 @@ class flat_tree::builder {
 
   place empty_leaf(const subtree& father) {
     if (empty_ != k_none) return empty_;
-    leaf made{father.from->get_leaf_class(),
-              father.depth + 1,
-              1.0,
-              1.0,
-              static_cast<std::uint32_t>(into_.shares_.size()),
-              0};
-    if (known_) set_known_shares(father.from, made);
-    into_.leaves_.push_back(made);
+    into_.leaves_.push_back(
+        {father.from->get_leaf_class(), father.depth + 1, 1.0, 1.0, known_above(at_), 0});
     return empty_ = static_cast<place>(into_.leaves_.size() - 1) | k_leaf;
   }
 
@@ -221,8 +248,8 @@ class flat_tree::builder {
   }
 
   flat_tree& into_;
-  const bool known_;
   std::vector<subtree> open_;
+  std::uint32_t at_ = 0;  // the subtree at work
   // Of the split at work:
   std::vector<run> runs_;
   std::vector<double> weight_before_;  // by run, and in all
@@ -230,12 +257,13 @@ class flat_tree::builder {
 };
 
 flat_tree::flat_tree(const table& t, const voter& asked, const leaf_rule& rule)
-    : n_class_codes_(t.n_class_codes()), prior_(rule.prior.begin(), rule.prior.end()) {
+    : n_class_codes_(t.n_class_codes()),
+      known_only_(rule.known),
+      prior_(rule.prior.begin(), rule.prior.end()) {
   if (const auto* tree = std::get_if<const decision_tree*>(&asked.tree)) {
-    builder<tree_place>(*this, rule.known).build(tree_place(**tree));
+    builder<tree_place>(*this).build(tree_place(**tree));
   } else {
-    builder<packed_tree::node>(*this, rule.known)
-        .build(std::get<const packed_tree*>(asked.tree)->root());
+    builder<packed_tree::node>(*this).build(std::get<const packed_tree*>(asked.tree)->root());
   }
 }
 
@@ -243,37 +271,14 @@ void flat_tree::add_limits(std::vector<std::vector<code_t>>& by_attribute) const
   for (const test& t : tests_) by_attribute[t.attribute].push_back(t.limit);
 }
 
-/// Takes what stands at tests to its ends one step in turn; those on their way close up. Every
-/// place on the way is told, the last one last.
-template <class Traveller, class SetEnd>
-void flat_tree::step_down(const case_block& cases, std::span<Traveller> on_way,
-                          const SetEnd& set_end) const {
-  const std::uint32_t* const codes = cases.codes.data();
-  const std::size_t width = cases.n_attributes;
-  const test* const tests = tests_.data();
-  for (std::size_t left = on_way.size(); left > 0;) {
-    std::size_t still = 0;
-    for (std::size_t k = 0; k < left; ++k) {
-      Traveller c = on_way[k];
-      const test& t = tests[c.at];
-      const std::uint32_t code = codes[c.number * width + t.attribute];
-      const place next = t.below[code > t.limit];
-      c.at = code == k_unknown ? c.at | k_stopped : next;
-      set_end(c);
-      on_way[still] = c;
-      still += (c.at & k_marks) == 0;
-    }
-    left = still;
-  }
-}
-
-/// Memory of the thread for `n` cases on their way, all at the root; their numbers are to be set.
 std::vector<flat_tree::traveller>& flat_tree::at_root(std::size_t n) const {
   thread_local std::vector<traveller> on_way;
   on_way.assign(n, {0, root_});
   return on_way;
 }
 
+/// One step in turn; the cases on their way close up. Every place on the way is noted, the last one
+/// last.
 std::span<const flat_tree::place> flat_tree::descend(const case_block& cases,
                                                      std::span<traveller> on_way,
                                                      std::size_t n) const {
@@ -284,14 +289,127 @@ std::span<const flat_tree::place> flat_tree::descend(const case_block& cases,
     return ends;
   }
   place* const to = ends.data();
-  step_down(cases, on_way, [to](const traveller& c) { to[c.number] = c.at; });
+  const std::uint32_t* const codes = cases.codes.data();
+  const std::size_t width = cases.n_attributes;
+  for (std::size_t left = on_way.size(); left > 0;) {
+    std::size_t still = 0;
+    for (std::size_t k = 0; k < left; ++k) {
+      traveller c = on_way[k];
+      c.at = below(c.at, codes + c.number * width);
+      to[c.number] = c.at;
+      on_way[still] = c;
+      still += (c.at & k_marks) == 0;
+    }
+    left = still;
+  }
   return ends;
 }
 
-std::vector<flat_tree::stop>& flat_tree::no_stops() {
-  thread_local std::vector<stop> stops;
+std::vector<flat_tree::part>& flat_tree::no_stops() {
+  thread_local std::vector<part> stops;
   stops.clear();
   return stops;
+}
+
+/// Calls give(child, weight) for the branches that some of a part goes to. Nothing adds nothing.
+template <class Give>
+void flat_tree::for_each_branch(const part& stopped, const Give& give) const {
+  const split& here = splits_[stopped.at & ~k_marks];
+  const auto part_with = [&](place child, double weight) {
+    const double some = part_of(stopped.weight, weight, here.weight);
+    if (some != 0) give(child, some);
+  };
+  if (here.has_two()) {
+    part_with(here.child[0], here.below[0]);
+    part_with(here.child[1], here.below[1]);
+    return;
+  }
+  const auto [first, n] = here.child;
+  for (const branch& b : std::span(branches_).subspan(first, n)) part_with(b.child, b.weight);
+}
+
+/// Puts the branches of those that stopped in their place. `on_way` receives which of all those
+/// opened are at a test.
+void flat_tree::open_all(const std::vector<part>& all, std::vector<part>& opened,
+                         std::vector<std::uint32_t>& on_way) const {
+  opened.clear();
+  on_way.clear();
+  for (const part& p : all) {
+    if ((p.at & k_stopped) == 0) {
+      opened.push_back(p);
+      continue;
+    }
+    for_each_branch(p, [&](place child, double weight) {
+      if ((child & k_marks) == 0) on_way.push_back(static_cast<std::uint32_t>(opened.size()));
+      opened.push_back({child, p.number, weight});
+    });
+  }
+}
+
+/// Takes parts to where they end. @return how many of them stopped.
+std::size_t flat_tree::step_down(const case_block& cases, std::vector<part>& all,
+                                 std::vector<std::uint32_t>& on_way) const {
+  const std::uint32_t* const codes = cases.codes.data();
+  std::size_t stopped = 0;
+  for (std::size_t left = on_way.size(); left > 0;) {
+    std::size_t still = 0;
+    for (std::size_t k = 0; k < left; ++k) {
+      const std::uint32_t i = on_way[k];
+      part& p = all[i];
+      p.at = below(p.at, codes + p.number * cases.n_attributes);
+      stopped += (p.at & k_marks) == k_stopped;
+      on_way[still] = i;
+      still += (p.at & k_marks) == 0;
+    }
+    left = still;
+  }
+  return stopped;
+}
+
+/// A few times all that stopped are opened together; where that is not the end of them, one by one.
+const std::vector<flat_tree::part>& flat_tree::spread(const case_block& cases,
+                                                      std::span<const part> stopped) const {
+  constexpr std::size_t k_most_rounds = 16, k_most_parts = 1U << 12;
+  thread_local std::vector<part> all, other;
+  thread_local std::vector<std::uint32_t> on_way;
+  all.assign(stopped.begin(), stopped.end());
+  std::size_t left = all.size();
+  for (std::size_t i = 0; left > 0 && i < k_most_rounds && all.size() < k_most_parts; ++i) {
+    open_all(all, other, on_way);
+    all.swap(other);
+    left = step_down(cases, all, on_way);
+  }
+  if (left > 0) {
+    other.clear();
+    for (const part& p : all) {
+      (p.at & k_stopped) == 0 ? other.push_back(p)
+                              : finish(cases.of_case(p.number).data(), p, other);
+    }
+    all.swap(other);
+  }
+  all.push_back({0, UINT32_MAX, 0});
+  return all;
+}
+
+/// Depth first to all leaves.
+void flat_tree::finish(const std::uint32_t* codes, const part& stopped,
+                       std::vector<part>& ends) const {
+  thread_local std::vector<part> open;
+  open.assign(1, stopped);
+  while (!open.empty()) {
+    part p = open.back();
+    open.pop_back();
+    while ((p.at & k_marks) == 0) p.at = below(p.at, codes);
+    if ((p.at & k_leaf) != 0) {
+      ends.push_back(p);
+      continue;
+    }
+    const auto first = static_cast<std::ptrdiff_t>(open.size());
+    for_each_branch(p, [&](place child, double weight) {
+      open.push_back({child, p.number, weight});
+    });
+    std::reverse(open.begin() + first, open.end());  // the first comes first
+  }
 }
 
 std::span<double> flat_tree::no_shares() const {
@@ -305,121 +423,43 @@ void flat_tree::distribute(const leaf& reached, double weight, std::span<double>
   if (reached.n_shares == 0) {
     // As the class's share of all: weight x w / w is not always the weight to the last bit.
     sums[reached.predicted] += part_of(weight, reached.weight, reached.weight);
-    return;
-  }
-  if (!prior_.empty()) return distribute_leaning(reached, weight, sums);
-  for (const share& s : std::span(shares_).subspan(reached.first_share, reached.n_shares)) {
-    sums[s.class_code] += part_of(weight, s.weight, reached.weight);
+  } else {
+    add_parts({reached.weight, reached.first_share, reached.n_shares}, weight, sums);
   }
 }
 
-void flat_tree::distribute_leaning(const leaf& reached, double weight,
-                                   std::span<double> sums) const {
-  for (const share& s : std::span(shares_).subspan(reached.first_share, reached.n_shares)) {
-    sums[s.class_code] += part_of(weight, s.weight, reached.weight + 1);
+void flat_tree::add_parts(const known_shares& from, double weight, std::span<double> sums) const {
+  for (const share& s : std::span(shares_).subspan(from.first_share, from.n_shares)) {
+    sums[s.class_code] += part_of(weight, s.weight, from.weight);
   }
-  add_prior(weight, reached.weight, prior_, sums);
 }
 
-void flat_tree::add_leaf(place at, double weight, std::span<double> sums, double& depths) const {
-  const leaf& reached = leaves_[at & ~k_marks];
-  distribute(reached, weight, sums);
-  depths += reached.depth * weight;
-}
-
-/// Appends the branches of portion k that some of it goes to; those that lead to a test set out.
-void flat_tree::open_branches(parting& all, std::size_t k) const {
-  const portion from = all.portions[k];
-  const split& stopped = splits_[from.at & ~k_marks];
-  all.reserve(stopped.n_branches);
-  const branch* const branches = branches_.data() + stopped.first_branch;
-  std::size_t n = all.n;
-  for (std::uint32_t i = 0; i < stopped.n_branches; ++i) {
-    const double part = part_of(from.weight, branches[i].weight, stopped.weight);
-    const place child = branches[i].child;
-    all.portions[n] = {child, 0, 0, from.number, part};
-    all.on_way[all.n_on_way] = {from.number, child, static_cast<std::uint32_t>(n)};
-    const bool some = part != 0;  // nothing adds nothing
-    n += some;
-    all.n_on_way += some && (child & k_marks) == 0;
+void flat_tree::distribute_known(const leaf& reached, double weight, std::span<double> sums) const {
+  const bool is_empty = reached.n_shares == 0 && reached.first_share != k_none;
+  if (!is_empty && (prior_.empty() || reached.n_shares == 0)) {
+    return distribute(reached, weight, sums);
   }
-  all.portions[k].first = static_cast<std::uint32_t>(all.n);
-  all.portions[k].n = static_cast<std::uint32_t>(n - all.n);
-  all.n = n;
+  const known_shares from =
+      is_empty ? known_[reached.first_share]
+               : known_shares{reached.weight, reached.first_share, reached.n_shares};
+  prior_.empty() ? add_parts(from, weight, sums) : add_leaning(from, weight, sums);
 }
 
-/// The parts of cases, those opened at the same time going down together. Where a tree makes too
-/// many of them, the rest stay where they stopped.
-const flat_tree::parting& flat_tree::spread(const case_block& cases, std::span<const stop> stops,
-                                            double amount) const {
-  constexpr std::size_t k_most = 1U << 14;
-  thread_local parting all;
-  all.n = 0;
-  all.reserve(stops.size());
-  for (const stop& s : stops) all.portions[all.n++] = {s.at, 0, 0, s.number, amount};
-  for (std::size_t from = 0; from < all.n;) {
-    const std::size_t end = all.n;
-    all.n_on_way = 0;
-    for (std::size_t k = from; k < end && all.n < k_most; ++k) {
-      if ((all.portions[k].at & k_stopped) != 0) open_branches(all, k);
-    }
-    portion* const to = all.portions.data();
-    step_down(cases, std::span(all.on_way).first(all.n_on_way),
-              [to](const part_on_way& c) { to[c.part].at = c.at; });
-    for (std::size_t k = end; k < all.n; ++k) {
-      __builtin_prefetch(leaves_.data() + (to[k].at & ~k_marks));
-    }
-    from = end;
+void flat_tree::add_leaning(const known_shares& from, double weight, std::span<double> sums) const {
+  for (const share& s : std::span(shares_).subspan(from.first_share, from.n_shares)) {
+    sums[s.class_code] += part_of(weight, s.weight, from.weight + 1);
   }
-  return all;
+  add_prior(weight, from.weight, prior_, sums);
 }
 
-double flat_tree::add_up(const parting& all, std::size_t k, const std::uint32_t* codes,
-                         std::span<double> sums) const {
-  struct range {
-    std::size_t next, end;
-  };
-  thread_local std::vector<range> open;
-  open.assign(1, {k, k + 1});
+double flat_tree::add_up(std::span<const part> parts, std::span<double> sums) const {
   double depths = 0;
-  while (!open.empty()) {
-    const portion& p = all.portions[open.back().next++];
-    if (open.back().next == open.back().end) open.pop_back();
-    if ((p.at & k_leaf) != 0) {
-      add_leaf(p.at, p.weight, sums, depths);
-    } else if (p.n > 0) {
-      open.push_back({p.first, p.first + p.n});
-    } else {
-      add_branches(p, codes, sums, depths);
-    }
+  for (const part& p : parts) {
+    const leaf& reached = leaf_at(p.at);
+    distribute(reached, p.weight, sums);
+    depths += reached.depth * p.weight;
   }
   return depths;
-}
-
-/// Branch by branch, to the leaves of each before the next.
-void flat_tree::add_branches(const portion& of, const std::uint32_t* codes, std::span<double> sums,
-                             double& depths) const {
-  struct part {
-    place at;
-    double weight;
-  };
-  thread_local std::vector<part> open;
-  open.assign(1, {of.at & ~k_marks, of.weight});
-  while (!open.empty()) {
-    part p = open.back();
-    open.pop_back();
-    while ((p.at & k_marks) == 0) p.at = below(p.at, codes[tests_[p.at].attribute]);
-    if ((p.at & k_leaf) != 0) {
-      add_leaf(p.at, p.weight, sums, depths);
-      continue;
-    }
-    const split& stopped = splits_[p.at & ~k_marks];
-    const branch* const first = branches_.data() + stopped.first_branch;
-    for (std::uint32_t i = stopped.n_branches; i-- > 0;) {  // the first comes first
-      const double weight = part_of(p.weight, first[i].weight, stopped.weight);
-      if (weight != 0) open.push_back({first[i].child, weight});
-    }
-  }
 }
 
 void gather_codes(const table& t, std::span<const case_list::value_type> cases,

@@ -5,13 +5,16 @@
 // instructions without a jump that could be guessed wrong. Tests with a branch for every value are
 // searched in halves. Cases come as rows of 32-bit codes, one an attribute. All cases of a block go
 // down one step in turn: while one waits for memory the others go on. A case whose value is unknown
-// at a test stops there and goes on down every branch.
+// at a test stops there; afterwards the parts of such cases go on down every branch, side by side
+// like the cases. They are kept in the order in which a walk comes to them, the first branches
+// first: so are their shares added, whose last bit hangs on it.
 // Threads: many readers.
 #pragma once
 
 #include <algorithm>
 #include <cassert>
 #include <cstdint>
+#include <ranges>
 #include <span>
 #include <vector>
 
@@ -36,62 +39,57 @@ class flat_tree {
   /// Throws std::runtime_error, naming the column, unless all codes of the table fit in 32 bits.
   static void require_narrow(const table& t);
 
-  /// Leaves that no case came to may be missing. Only add_shares() goes by the rule.
+  /// Leaves that no case came to may be missing. add_shares() goes by the rule, add_probabilities()
+  /// by its prior; predict() does not.
   flat_tree(const table& t, const voter& asked, const leaf_rule& rule = {});
 
   /// Adds the codes that tests of each attribute compare with.
   void add_limits(std::vector<std::vector<code_t>>& by_attribute) const;
 
   /// Calls take(i, prediction, depth), what decision_tree::predict_class gives for a weight of 1,
-  /// for cases 0 .. n - 1 of the block. Does not allocate once the thread's memory has grown.
-  template <class Take>
-  void predict(const case_block& cases, std::size_t n, const Take& take) const {
-    std::vector<traveller>& on_way = at_root(n);
-    for (std::uint32_t i = 0; i < n; ++i) on_way[i].number = i;
-    const std::span<const place> ends = descend(cases, on_way, n);
-    std::vector<stop>& stops = no_stops();
-    for (std::uint32_t i = 0; i < n; ++i) arrive(i, ends[i], stops, take);
-    predict_stopped(cases, stops, take);
-  }
-  /// The same for some cases, in ascending order; those that stop come after the others.
-  template <class Take>
-  void predict(const case_block& cases, std::span<const std::uint32_t> which,
-               const Take& take) const {
-    assert(std::ranges::is_sorted(which));
-    std::vector<traveller>& on_way = at_root(which.size());
-    for (std::size_t i = 0; i < which.size(); ++i) on_way[i].number = which[i];
-    const std::size_t n = which.empty() ? 0 : which.back() + 1;  // also where no code is
-    const std::span<const place> ends = descend(cases, on_way, n);
-    std::vector<stop>& stops = no_stops();
-    for (const std::uint32_t i : which) arrive(i, ends[i], stops, take);
-    predict_stopped(cases, stops, take);
+  /// for the cases `which` of the block, numbers in ascending order, here and below. Does not
+  /// allocate once the thread's memory has grown.
+  template <class Numbers, class Take>
+  void predict(const case_block& cases, const Numbers& which, const Take& take) const {
+    const auto arrive = [&](std::uint32_t i, const leaf& reached) {
+      take(i, {reached.predicted, reached.confidence}, reached.depth);
+    };
+    follow(cases, which, 1.0, arrive, [&](std::uint32_t i, std::span<const part> parts) {
+      const std::span<double> shares = no_shares();
+      const double depth = add_up(parts, shares);
+      const code_t best = distribution(shares).decide();
+      take(i, {best, shares[best]}, depth);
+    });
   }
 
-  /// Spreads `amount` of every case of the block over the classes: sums by case, then by class
+  /// Spreads `amount` of every case over the classes: sums by case of the block, then by class
   /// code. Calls reached(i, depth) for a weight of 1. The steps and their order are those of
-  /// decision_tree::add_shares.
-  template <class Reached>
-  void add_shares(const case_block& cases, std::span<const std::uint32_t> which, double amount,
+  /// decision_tree::add_shares, or by a rule of known shares of add_probabilities.
+  template <class Numbers, class Reached>
+  void add_shares(const case_block& cases, const Numbers& which, double amount,
                   std::span<double> sums, const Reached& reached) const {
-    std::vector<traveller>& on_way = at_root(which.size());
-    for (std::size_t i = 0; i < which.size(); ++i) on_way[i].number = which[i];
-    const std::size_t n = which.empty() ? 0 : which.back() + 1;
-    const std::span<const place> ends = descend(cases, on_way, n);
-    const auto own = [&](std::uint32_t i) {
-      return sums.subspan(i * n_class_codes_, n_class_codes_);
-    };
-    std::vector<stop>& stops = no_stops();
-    for (const std::uint32_t i : which) {
-      if ((ends[i] & k_leaf) == 0) {
-        stops.push_back({i, ends[i]});
-        continue;
-      }
-      const leaf& end = leaves_[ends[i] & ~k_marks];
-      distribute(end, amount, own(i));
+    const auto arrive = [&](std::uint32_t i, const leaf& end) {
+      distribute_by_rule(end, amount, own(sums, i));
       reached(i, end.depth * amount / amount);
-    }
-    for_each_spread(cases, stops, amount, [&](std::uint32_t i, const parting& all, std::size_t k) {
-      reached(i, add_up(all, k, cases.of_case(i).data(), own(i)) / amount);
+    };
+    follow(cases, which, amount, arrive, [&](std::uint32_t i, std::span<const part> parts) {
+      double depths = 0;
+      for (const part& p : parts) {
+        distribute_by_rule(leaf_at(p.at), p.weight, own(sums, i));
+        depths += leaf_at(p.at).depth * p.weight;
+      }
+      reached(i, depths / amount);
+    });
+  }
+  /// The same as by decision_tree::add_probabilities.
+  template <class Numbers>
+  void add_probabilities(const case_block& cases, const Numbers& which, double amount,
+                         std::span<double> sums) const {
+    const auto arrive = [&](std::uint32_t i, const leaf& end) {
+      distribute_known(end, amount, own(sums, i));
+    };
+    follow(cases, which, amount, arrive, [&](std::uint32_t i, std::span<const part> parts) {
+      for (const part& p : parts) distribute_known(leaf_at(p.at), p.weight, own(sums, i));
     });
   }
 
@@ -112,16 +110,25 @@ class flat_tree {
     std::uint32_t predicted;
     std::uint32_t depth;
     double confidence;
-    double weight;              // of its training cases, or those it leans on; 1 where none came
-    std::uint32_t first_share;  // in shares_
+    double weight;              // of its training cases; 1 where none came
+    std::uint32_t first_share;  // in shares_; where no case came a number in known_
     std::uint32_t n_shares;     // 0: all is of the predicted class
   };
-  /// Where a case without a value stops: what it goes down, in proportion.
-  struct split {
-    double weight;               // of its training cases
-    std::uint32_t first_branch;  // in branches_
-    std::uint32_t n_branches;
+  static constexpr std::uint32_t k_none = UINT32_MAX;
+  /// What is likely where no case came: the class weights of the nearest node above with some.
+  struct known_shares {
+    double weight;
+    std::uint32_t first_share, n_shares;
   };
+  /// Where a case without a value stops: what it goes down, in proportion. Of two branches all is
+  /// here, in half a line of the cache; more of them lie elsewhere.
+  struct split {
+    double weight;    // of its training cases
+    double below[2];  // weights of two branches; k_many first where there are not two
+    place child[2];   // of two branches; else the first one in branches_, and how many there are
+    bool has_two() const { return below[0] >= 0; }
+  };
+  static constexpr double k_many = -1;
   struct branch {
     place child;
     double weight;
@@ -134,8 +141,10 @@ class flat_tree {
   template <class Place>
   class builder;
 
-  place below(place at, std::uint32_t code) const {
+  /// One step of a case at a test.
+  place below(place at, const std::uint32_t* codes) const {
     const test& t = tests_[at];
+    const std::uint32_t code = codes[t.attribute];
     const place next = t.below[code > t.limit];
     return code == k_unknown ? at | k_stopped : next;
   }
@@ -144,92 +153,82 @@ class flat_tree {
     std::uint32_t number;  // of the case
     place at;
   };
-  struct part_on_way {
-    std::uint32_t number;  // of the case
-    place at;
-    std::uint32_t part;  // its portion
-  };
+  /// Memory of the thread for n cases on their way, all at the root; their numbers are to be set.
   std::vector<traveller>& at_root(std::size_t n) const;
   /// Where the cases, of numbers below n, end, by number: a leaf, or a test that a case stopped at.
   /// Valid until the thread's next descent.
   std::span<const place> descend(const case_block& cases, std::span<traveller> on_way,
                                  std::size_t n) const;
-  template <class Traveller, class SetEnd>
-  void step_down(const case_block& cases, std::span<Traveller> on_way, const SetEnd& set_end) const;
 
-  /// A case at a test that it has no value for.
-  struct stop {
+  /// A part of a case: all of it, or what went down a branch.
+  struct part {
+    place at;
     std::uint32_t number;  // of the case
-    place at;
+    double weight;
   };
-  /// Memory of the thread.
-  static std::vector<stop>& no_stops();
-
-  template <class Take>
-  void arrive(std::uint32_t i, place end, std::vector<stop>& stops, const Take& take) const {
-    if ((end & k_leaf) == 0) return stops.push_back({i, end});
-    const leaf& reached = leaves_[end & ~k_marks];
-    take(i, {reached.predicted, reached.confidence}, reached.depth);
-  }
-  template <class Take>
-  void predict_stopped(const case_block& cases, std::span<const stop> stops,
-                       const Take& take) const {
-    for_each_spread(cases, stops, 1.0, [&](std::uint32_t i, const parting& all, std::size_t k) {
-      const std::span<double> shares = no_shares();
-      const double depth = add_up(all, k, cases.of_case(i).data(), shares);
-      const code_t best = distribution(shares).decide();
-      take(i, {best, shares[best]}, depth);
-    });
-  }
-
-  /// A part of a case: where it came to, and, where its branches were followed, what became of
-  /// them.
-  struct portion {
-    place at;
-    std::uint32_t first = 0, n = 0;  // of its branches that some of it went to, among the portions
-    std::uint32_t number = 0;        // of the case
-    double weight = 0;
-  };
-  /// The parts of some cases. Memory of the thread.
-  struct parting {
-    std::size_t n = 0, n_on_way = 0;  // in use
-    std::vector<portion> portions;
-    std::vector<part_on_way> on_way;  // has as much room
-
-    void reserve(std::size_t more) {
-      if (n + more <= portions.size()) return;
-      portions.resize(2 * (n + more));
-      on_way.resize(portions.size());
-    }
-  };
-  /// More at once would leave the cache.
+  /// More cases at once would leave the cache.
   static constexpr std::size_t k_spread_at_once = 64;
 
-  /// Calls with_parts(i, portions, k), portion k that of the whole case i, for every one that
-  /// stopped.
-  template <class WithParts>
-  void for_each_spread(const case_block& cases, std::span<const stop> stops, double amount,
-                       const WithParts& with_parts) const {
+  /// Calls arrive(i, leaf) for the cases that come to a leaf, and then parted(i, parts) for the
+  /// others, with what of `amount` comes to each leaf.
+  template <class Numbers, class Arrive, class Parted>
+  void follow(const case_block& cases, const Numbers& which, double amount, const Arrive& arrive,
+              const Parted& parted) const {
+    assert(std::ranges::is_sorted(which));
+    std::vector<traveller>& on_way = at_root(which.size());
+    auto next = on_way.begin();
+    for (const std::uint32_t i : which) (next++)->number = i;
+    const std::size_t n = which.empty() ? 0 : which.back() + std::size_t{1};
+    const std::span<const place> ends = descend(cases, on_way, n);
+    std::vector<part>& stops = no_stops();
+    for (const std::uint32_t i : which) {
+      if ((ends[i] & k_leaf) != 0) {
+        arrive(i, leaf_at(ends[i]));
+      } else {
+        stops.push_back({ends[i], i, amount});
+      }
+    }
     for (std::size_t at = 0; at < stops.size(); at += k_spread_at_once) {
-      const auto some = stops.subspan(at, std::min(k_spread_at_once, stops.size() - at));
-      const parting& all = spread(cases, some, amount);
-      for (std::size_t k = 0; k < some.size(); ++k) with_parts(some[k].number, all, k);
+      const std::size_t size = std::min(k_spread_at_once, stops.size() - at);
+      const auto some = std::span<const part>(stops).subspan(at, size);
+      auto first = spread(cases, some).begin();
+      for (const part& whole : some) {
+        const auto begin = first;
+        while (first->number == whole.number) ++first;
+        parted(whole.number, std::span<const part>(begin, first));
+      }
     }
   }
+  /// Memory of the thread.
+  static std::vector<part>& no_stops();
+  /// What of cases that stopped comes to leaves, case by case, the first branches first; behind it
+  /// a part of no case. Memory of the thread.
+  const std::vector<part>& spread(const case_block& cases, std::span<const part> stopped) const;
+  void open_all(const std::vector<part>& all, std::vector<part>& opened,
+                std::vector<std::uint32_t>& on_way) const;
+  std::size_t step_down(const case_block& cases, std::vector<part>& all,
+                        std::vector<std::uint32_t>& on_way) const;
+  void finish(const std::uint32_t* codes, const part& stopped, std::vector<part>& ends) const;
+  template <class Give>
+  void for_each_branch(const part& stopped, const Give& give) const;
 
-  const parting& spread(const case_block& cases, std::span<const stop> stops, double amount) const;
-  void open_branches(parting& all, std::size_t k) const;
-  /// Adds what portion k brings, its first branch first. @return depth x amount.
-  double add_up(const parting& all, std::size_t k, const std::uint32_t* codes,
-                std::span<double> sums) const;
-  void add_branches(const portion& of, const std::uint32_t* codes, std::span<double> sums,
-                    double& depths) const;
-  void add_leaf(place at, double weight, std::span<double> sums, double& depths) const;
+  const leaf& leaf_at(place end) const { return leaves_[end & ~k_marks]; }
+  std::span<double> own(std::span<double> sums, std::size_t i) const {
+    return sums.subspan(i * n_class_codes_, n_class_codes_);
+  }
   std::span<double> no_shares() const;
+  /// Adds what the parts bring. @return depth x amount.
+  double add_up(std::span<const part> parts, std::span<double> sums) const;
   void distribute(const leaf& reached, double weight, std::span<double> sums) const;
-  void distribute_leaning(const leaf& reached, double weight, std::span<double> sums) const;
+  void distribute_by_rule(const leaf& reached, double weight, std::span<double> sums) const {
+    known_only_ ? distribute_known(reached, weight, sums) : distribute(reached, weight, sums);
+  }
+  void distribute_known(const leaf& reached, double weight, std::span<double> sums) const;
+  void add_parts(const known_shares& from, double weight, std::span<double> sums) const;
+  void add_leaning(const known_shares& from, double weight, std::span<double> sums) const;
 
   std::size_t n_class_codes_;
+  bool known_only_;            // by the rule
   std::vector<double> prior_;  // that the shares of leaves lean on; empty: on none
   place root_ = 0;
   std::vector<test> tests_;
@@ -238,7 +237,13 @@ class flat_tree {
   std::vector<split> splits_;  // by test; of searches the first test only
   std::vector<branch> branches_;
   std::vector<share> shares_;
+  std::vector<known_shares> known_;
 };
+
+/// The numbers of all n cases of a block.
+inline auto all_cases(std::size_t n) {
+  return std::views::iota(std::uint32_t{0}, static_cast<std::uint32_t>(n));
+}
 
 /// Copies the codes of some rows of a table.
 void gather_codes(const table& t, std::span<const case_list::value_type> cases,

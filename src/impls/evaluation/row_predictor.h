@@ -23,45 +23,35 @@ class row_predictor {
   batch_coder& coder() { return coder_; }
   const batch_coder& coder() const { return coder_; }
 
-  /// The codes of row i of those taken.
-  std::span<const std::uint32_t> codes_of(std::size_t i) const {
-    return coder_.codes().subspan(i * width_, width_);
-  }
-
-  /// Predicts the rows that the coder has taken, with their mean shares where these are asked for
-  /// and the trees answer by them. @return their outcomes, valid until the next call.
-  std::span<const outcome> predict(bool with_means = false) {
+  /// Predicts the rows that the coder has taken, some at a time, and calls take(i, outcome, shares)
+  /// for each, in order: of the shares of the classes by code there are none unless asked for.
+  template <class Take>
+  void predict(bool with_shares, const Take& take) {
     const std::size_t n = coder_.size(), n_codes = predictor_.n_class_codes();
     const std::size_t chunk = cases_at_once(n, n_codes, predictor_.run());
-    const std::size_t kept = with_means && predictor_.answers_shares() ? n_codes : 0;
-    outcomes_.resize(n);
-    means_.resize(n * kept);
-    plain_.resize(predictor_.calibrates() ? n * kept : 0);
+    const std::size_t kept = with_shares ? n_codes : 0;
+    const std::size_t kept_plain = predictor_.calibrates() ? kept : 0;
     for (std::size_t at = 0; at < n; at += chunk) {
       const std::size_t some = std::min(chunk, n - at);
-      predictor_.predict(
-          {coder_.codes().subspan(at * width_, some * width_), width_},
-          std::span(outcomes_).subspan(at, some), std::span(means_).subspan(at * kept, some * kept),
-          plain_.empty() ? std::span<double>() : std::span(plain_).subspan(at * kept, some * kept));
+      outcomes_.resize(some);
+      shares_.resize(some * kept);
+      plain_.resize(some * kept_plain);
+      predictor_.predict({coder_.codes().subspan(at * width_, some * width_), width_}, outcomes_,
+                         shares_, plain_);
+      for (std::size_t i = 0; i < some; ++i) {
+        take(at + i, outcomes_[i],
+             row_shares{std::span<const double>(shares_).subspan(i * kept, kept),
+                        std::span<const double>(plain_).subspan(i * kept_plain, kept_plain)});
+      }
     }
-    return outcomes_;
   }
-  /// The mean shares of row i, by class code; empty where predict() gave none.
-  std::span<const double> means_of(std::size_t i) const { return of_row(means_, i); }
-  /// The same before they were calibrated; empty also where they are not.
-  std::span<const double> plain_of(std::size_t i) const { return of_row(plain_, i); }
 
  private:
-  std::span<const double> of_row(const std::vector<double>& all, std::size_t i) const {
-    const std::size_t kept = outcomes_.empty() ? 0 : all.size() / outcomes_.size();
-    return std::span(all).subspan(i * kept, kept);
-  }
-
   batch_coder coder_;
   std::size_t width_;
   const batch_predictor& predictor_;
   std::vector<outcome> outcomes_;
-  std::vector<double> means_, plain_;
+  std::vector<double> shares_, plain_;
 };
 
 /// A predictor for every worker, made when the worker first asks for it.

@@ -35,13 +35,16 @@ struct class_places {
   std::vector<count_t> totals;
 
   void set(const decision_node& node, unsigned long n_codes) {
-    place_of.assign(n_codes, 0);
-    totals.clear();
-    for (code_t c = 1; c < n_codes; ++c) {
-      if (node.class_weight(c) == 0) continue;
-      place_of[c] = static_cast<std::uint16_t>(totals.size());
-      totals.push_back(static_cast<count_t>(node.class_weight(c)));
+    place_of.resize(n_codes);
+    totals.resize(n_codes);
+    std::uint16_t n = 0;
+    for (code_t c = 1; c < n_codes; ++c) {  // without a branch, which nobody could foretell
+      const double weight = node.class_weight(c);
+      place_of[c] = n;
+      totals[n] = static_cast<count_t>(static_cast<std::int64_t>(weight));
+      n += weight != 0;
     }
+    totals.resize(n);
   }
 };
 
@@ -92,6 +95,24 @@ void measure_flags(const growing_plan& plan, const counted_node& node,
   });
 }
 
+/// Of a leaf with so many cases of every class. Whole numbers add up to the same in any order.
+decision_node::statistics statistics_of(std::span<const count_t> counts, double of_father) {
+  decision_node::statistics all{
+      std::make_unique_for_overwrite<double[]>(counts.size()), 0.0, 0.0, 0.0, 0, class_t{0}};
+  count_t sum = 0, most = 0;
+  for (std::size_t c = 0; c < counts.size(); ++c) {
+    all.by_code[c] = counts[c];
+    sum += counts[c];
+    most = std::max(most, counts[c]);
+  }
+  all.weight = sum;
+  all.fraction = all.weight / of_father;
+  all.error = sum - most;
+  all.n_cases = sum;
+  all.majority = static_cast<class_t>(std::ranges::find(counts, most) - counts.begin());
+  return all;
+}
+
 }  // namespace
 
 counted_piece counted_growing::take_root(decision_node& root) {
@@ -134,7 +155,7 @@ void counted_growing::grow(growing_node&& open_node, std::vector<growing_node>& 
                                         : make_children(open_node, open);
 }
 
-void counted_growing::measure(const growing_node& of, std::vector<candidate>& candidates) const {
+void counted_growing::measure(growing_node& of, std::vector<candidate>& candidates) const {
   const decision_node& node = *of.tree->get_node();
   const counted_piece& piece = of.piece;
   class_places& classes = own_scratch().classes;
@@ -153,7 +174,10 @@ void counted_growing::measure(const growing_node& of, std::vector<candidate>& ca
   const growth& how = plan_.how();
   if (how.attributes.draws()) {
     const unsigned long wanted = how.attributes.of(plan_.rules().n_usable);
-    return measure_drawn(candidates, wanted, plan_.type(), draw, measure_alone);
+    flag_watch<counted_case> flags(plan_, counted.cases, of);
+    return measure_drawn(candidates, wanted, plan_.type(), draw, [&](candidate& c) {
+      if (!flags.is_constant(c)) measure_alone(c);
+    });
   }
   if (draw_ != nullptr) keep_random(candidates, plan_.rules().n_usable, *draw_);
   const std::size_t n = counted.cases.size();
@@ -216,7 +240,6 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
   const counted_piece& piece = open_node.piece;
   const growing_plan::attribute& tested = plan_.attributes()[node.attribute()];
   const unsigned long n = node.get_no_of_splits(plan_.t());
-  const unsigned long n_attributes = plan_.attributes().size();
   const unsigned long n_classes = plan_.t().n_class_codes();
   const split_test& test = node.test();
   growing::partition_scratch& scratch = own_scratch().partition;
@@ -230,6 +253,7 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
   });
 
   assert(scratch.parts.size() == n && scratch.parts.back().end == cases.size());
+  const std::size_t first_open = open.size();
   open_node.tree->set_capacity(static_cast<unsigned int>(n));
   for (std::size_t b = 0; b < n; ++b) {
     const growing::branch_part& part = scratch.parts[b];
@@ -237,28 +261,22 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
       open_node.tree->push_back_child(nullptr);
       continue;
     }
-    auto distribution = std::make_unique_for_overwrite<double[]>(n_classes);
-    std::copy_n(scratch.class_counts.begin() + static_cast<std::ptrdiff_t>(b * n_classes),
-                n_classes, distribution.get());
-    double weight = 0;
-    for (std::size_t c = 0; c < n_classes; ++c) weight += distribution[c];
     auto child = std::make_unique<decision_tree>();
     child->set_node(new decision_node(&node, static_cast<unsigned int>(b + 1)));
-    child->get_node()->set_statistics(std::move(distribution), n_classes,
-                                      static_cast<unsigned long>(weight), weight / node.weight());
-    child->get_node()->set_as_leaf();
+    child->get_node()->set_statistics(statistics_of(
+        std::span(scratch.class_counts).subspan(b * n_classes, n_classes), node.weight()));
     if (open_node.depth > 1 && !child->get_node()->stays_leaf(plan_.min_weight())) {
-      auto ranges = std::make_unique_for_overwrite<narrow_range[]>(n_attributes);
-      std::copy_n(piece.ranges.get(), n_attributes, ranges.get());
-      ranges[node.attribute()] = {part.lowest, part.highest + 1};
       const std::size_t end = piece.begin + part.end;
       open.push_back({child.get(),
                       open_node.depth - 1,
-                      {end - part.size, end, std::move(ranges)},
+                      {end - part.size, end, nullptr},
                       open_node.seed_of_branch(b)});
     }
     open_node.tree->push_back_child(child.release());
   }
+  hand_down(plan_, open_node, std::span(open).subspan(first_open), [&](std::size_t b) {
+    return narrow_range(scratch.parts[b].lowest, scratch.parts[b].highest + 1);
+  });
 }
 
 /// From here on they are weighed: the children have fractions of some.

@@ -32,7 +32,7 @@ class counted_growing {
   void grow(growing_node&& node, std::vector<growing_node>& open);
 
  private:
-  void measure(const growing_node& of, std::vector<candidate>& candidates) const;
+  void measure(growing_node& of, std::vector<candidate>& candidates) const;
   void sort_in_place(const counted_piece& piece, const std::vector<candidate>& candidates);
   bool meets_unknown(const counted_piece& piece, unsigned int attribute) const;
   void make_children(growing_node& node, std::vector<growing_node>& open);

@@ -13,6 +13,7 @@
 #include <mutex>
 
 #include "impls/growing/counted_growing.h"
+#include "impls/growing/packed_growing.h"
 #include "impls/growing/weighed_growing.h"
 #include "impls/trees/decision_tree.h"
 #include "zel/util/run_context.h"
@@ -148,7 +149,46 @@ class task_growing {
   tbb::task_group tasks_;
 };
 
+/// The last of the open nodes is the one that packing comes to next.
+class growing_to_pack : public packed_tree::maker {
+ public:
+  growing_to_pack(growing_node&& root, node_growing& growing) : growing_(growing) {
+    open_.push_back(std::move(root));
+  }
+  ~growing_to_pack() override = default;
+
+  void enter(decision_tree& tree) override {
+    if (open_.empty() || open_.back().tree != &tree) return;  // it is a leaf
+    growing_node node = std::move(open_.back());
+    open_.pop_back();
+    growing_.grow(std::move(node), open_);
+    ++n_grown_;
+  }
+  void leave(decision_tree& tree) override {
+    if (tree.get_node()->is_split())
+      tree.get_node()->set_estimated_error(tree.errors_of_children());
+  }
+  unsigned long n_grown() const { return n_grown_; }
+
+ private:
+  node_growing& growing_;
+  std::vector<growing_node> open_;
+  unsigned long n_grown_ = 0;
+};
+
 }  // namespace
+
+packed_tree grow_packed(const growing_plan& plan, case_list& cases, unsigned long max_depth,
+                        unsigned long seed) {
+  decision_tree tree;
+  tree.set_node(new decision_node(&cases));
+  tree.get_node()->activate(&plan.t(), false);
+  node_growing nodes(plan, nullptr);
+  growing_to_pack growing(nodes.start(tree, max_depth, seed), nodes);
+  packed_tree packed(plan.t(), tree, growing);
+  plan.run().count(zel::util::progress::unit::nodes, growing.n_grown());
+  return packed;
+}
 
 void decision_tree::build(const growing_plan& plan, case_list* cases, unsigned long max_depth,
                           zel::util::rand_gen* draw, unsigned long seed) {

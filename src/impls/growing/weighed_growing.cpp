@@ -101,8 +101,9 @@ column::splitting_desc measure_one(const growing_plan& plan, const growing_plan:
 void measure_flags(const growing_plan& plan, const weighed_node& node,
                    std::span<candidate> candidates) {
   measuring_memory& memory = measuring_scratch();
-  std::uint64_t wanted =
-      plan.min_weight() > 0 ? splitting::varying_flags(node, plan.flags()) : ~std::uint64_t{0};
+  std::uint64_t wanted = plan.min_weight() > 0
+                             ? splitting::varying_flags(node.cases, std::span(plan.flags()))
+                             : ~std::uint64_t{0};
   const auto bit_of = [&](const candidate& c) {
     const unsigned int flag = plan.attributes()[c.attribute].flag;
     return flag == growing_plan::k_no_flag ? 0 : std::uint64_t{1} << flag;
@@ -122,8 +123,6 @@ void measure_flags(const growing_plan& plan, const weighed_node& node,
   });
 }
 
-std::size_t branch_of(const growing_node& child) { return child.tree->get_node()->position() - 1; }
-
 weighed_list copy_of(std::span<const weighed_case> cases) {
   weighed_list own(cases.size());
   std::ranges::copy(cases, own.memory.get());
@@ -136,7 +135,7 @@ void hand_over_two(weighed_list& of_father, std::span<growing_node> children) {
   const std::vector<weighed_case>& second = own_scratch().branches.cases;
   const auto size_of = [](const growing_node& c) { return c.tree->get_node()->n_cases(); };
   const auto cases_of = [&](const growing_node& c) -> std::span<const weighed_case> {
-    return {branch_of(c) == 0 ? of_father.memory.get() : second.data(), size_of(c)};
+    return {c.branch() == 0 ? of_father.memory.get() : second.data(), size_of(c)};
   };
   if (children.empty()) return;
   growing_node& larger = *std::ranges::max_element(children, {}, size_of);
@@ -148,7 +147,7 @@ void hand_over_two(weighed_list& of_father, std::span<growing_node> children) {
     larger.weighed = copy_of(cases);
     return;
   }
-  if (branch_of(larger) != 0) std::ranges::copy(cases, of_father.memory.get());
+  if (larger.branch() != 0) std::ranges::copy(cases, of_father.memory.get());
   of_father.size = cases.size();
   larger.weighed = std::move(of_father);
 }
@@ -158,7 +157,7 @@ void hand_out(const weighed_list& of_father, std::span<growing_node> children) {
   growing::weighed_scratch& s = own_scratch().branches;
   for (growing_node& child : children) {
     child.weighed = weighed_list(child.tree->get_node()->n_cases());
-    s.branches[branch_of(child)].next = child.weighed.memory.get();
+    s.branches[child.branch()].next = child.weighed.memory.get();
   }
   if (!children.empty()) growing::deal_out(of_father.cases(), s);
 }
@@ -218,7 +217,7 @@ bool weighed_growing::is_sorted_in_place(const growing_node& of, const candidate
 
 /// One after the other on the cases as the one before left them, or in any order where none sorts
 /// them in place. Flags are measured together with those up to the next that sorts.
-void weighed_growing::measure(const growing_node& of, std::vector<candidate>& candidates) const {
+void weighed_growing::measure(growing_node& of, std::vector<candidate>& candidates) const {
   const std::span<weighed_case> cases = of.weighed.cases();
   const weighed_node node = places_given(*of.tree->get_node(), cases, plan_);
   const growth& how = plan_.how();
@@ -230,7 +229,10 @@ void weighed_growing::measure(const growing_node& of, std::vector<candidate>& ca
   };
   if (how.attributes.draws()) {
     const unsigned long wanted = how.attributes.of(plan_.rules().n_usable);
-    return measure_drawn(candidates, wanted, plan_.type(), draw, measure_alone);
+    flag_watch<weighed_case> flags(plan_, cases, of);
+    return measure_drawn(candidates, wanted, plan_.type(), draw, [&](candidate& c) {
+      if (!flags.is_constant(c)) measure_alone(c);
+    });
   }
   if (draw_ != nullptr) keep_random(candidates, plan_.rules().n_usable, *draw_);
   const bool together = !plan_.flags().empty() && cases.size() > k_few_cases_apart;
@@ -284,7 +286,6 @@ void weighed_growing::make_children(growing_node& open_node,
   const bool in_two = part(open_node);
   decision_tree& tree = *open_node.tree;
   const growing::weighed_scratch& s = own_scratch().branches;
-  const unsigned long n_attributes = plan_.attributes().size();
   const std::size_t first_open = open.size();
   tree.set_capacity(static_cast<unsigned int>(s.branches.size()));
   for (std::size_t b = 0; b < s.branches.size(); ++b) {
@@ -302,17 +303,14 @@ void weighed_growing::make_children(growing_node& open_node,
     node.set_statistics(std::move(distribution), s.n_classes, n_cases, branch.share);
     node.set_as_leaf();
     if (open_node.depth > 1 && !node.stays_leaf(plan_.min_weight())) {
-      auto ranges = std::make_unique_for_overwrite<narrow_range[]>(n_attributes);
-      std::copy_n(open_node.piece.ranges.get(), n_attributes, ranges.get());
-      ranges[tree.get_node()->attribute()] = {branch.lowest, branch.highest + 1};
-      open.push_back({child.get(),
-                      open_node.depth - 1,
-                      {0, 0, std::move(ranges)},
-                      open_node.seed_of_branch(b)});
+      open.push_back({child.get(), open_node.depth - 1, {}, open_node.seed_of_branch(b)});
     }
     tree.push_back_child(child.release());
   }
   const std::span<growing_node> children = std::span(open).subspan(first_open);
+  hand_down(plan_, open_node, children, [&](std::size_t b) {
+    return narrow_range(s.branches[b].lowest, s.branches[b].highest + 1);
+  });
   in_two ? hand_over_two(open_node.weighed, children) : hand_out(open_node.weighed, children);
 }
 

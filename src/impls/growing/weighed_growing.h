@@ -31,7 +31,7 @@ class weighed_growing {
   void make_children(growing_node& node, std::vector<growing_node>& open) const;
 
  private:
-  void measure(const growing_node& of, std::vector<candidate>& candidates) const;
+  void measure(growing_node& of, std::vector<candidate>& candidates) const;
   bool is_sorted_in_place(const growing_node& of, const candidate& c) const;
   bool part(const growing_node& of) const;
 

@@ -59,7 +59,7 @@ std::vector<unsigned char> errors_of(const table& t, const decision_tree& tree,
     const auto some = std::span(cases.begin(), cases.end()).subspan(first, n);
     thread_local std::vector<std::uint32_t> codes;
     gather_codes(t, some, codes);
-    flat.predict({codes, t.n_attributes()}, n,
+    flat.predict({codes, t.n_attributes()}, all_cases(n),
                  [&](std::size_t i, const decision_tree::prediction& found, double) {
                    wrong[first + i] = found.first != t.class_column().get_row_index(some[i].first);
                  });

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "impls/growing/growing_plan.h"
+#include "impls/growing/packed_growing.h"
 #include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
 #include "impls/pruning/strategies.h"
@@ -107,6 +108,14 @@ void dtree::grow_side_by_side(const growing_plan& plan, const case_list* prune_c
       seeds[i] = run_->seeds().at(draw::bootstrap, {build_seed, i});
     }
   }
+  const auto grow_to_pack = [&](unsigned long i) {
+    case_list cases = cases_drawn(plan.t(), seeds[i]);
+    require_finite_weight(cases);
+    packed_tree tree = grow_packed(plan, cases, parameters_.max_depth, seeds[i]);
+    run_->count(zel::util::progress::unit::trees);
+    return tree;
+  };
+  const auto about = [&](unsigned long i) { return ensemble::about{seeds[i]}; };
   const auto grow = [&](unsigned long i) {
     const auto grown_on = [&] { return cases_drawn(plan.t(), seeds[i]); };
     std::unique_ptr<decision_tree> tree = grow_tree(plan, grown_on(), seeds[i]);
@@ -116,9 +125,17 @@ void dtree::grow_side_by_side(const growing_plan& plan, const case_list* prune_c
     return tree;
   };
   run_->with_workers([&] {
-    trees_.add_side_by_side(*run_, plan.t(), n, grow,
-                            [&](unsigned long i) { return ensemble::about{seeds[i]}; });
+    is_packed_as_it_grows() ? trees_.add_side_by_side(*run_, plan.t(), n, grow_to_pack, about)
+                            : trees_.add_side_by_side(*run_, plan.t(), n, grow, about);
   });
+}
+
+/// Such a tree is grown by one thread: there must be enough of them to keep all threads at work.
+bool dtree::is_packed_as_it_grows() const {
+  constexpr unsigned long k_trees_per_worker = 4;
+  return parameters_.is_ensemble() && parameters_.pruning == model::NO_PRUNING &&
+         !parameters_.draws_in_order() &&
+         (run_->n_workers < 2 || parameters_.n_trees >= k_trees_per_worker * run_->n_slots());
 }
 
 /// Growing reorders short case lists: the tree works on a list of its own.

@@ -2,11 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <numeric>
-#include <optional>
 #include <stdexcept>
 
-#include "impls/evaluation/batch_predictor.h"
 #include "impls/values/cell_reader.h"
 #include "zel/util/run_context.h"
 
@@ -18,6 +15,7 @@ constexpr char k_other_attributes[] = "the cells are not those of the model's at
 constexpr char k_texts_of_numbers[] = "texts in a column of numbers";
 constexpr char k_numbers_of_texts[] = "numbers in a column of texts";
 constexpr char k_no_text[] = "a place behind the texts";
+constexpr char k_other_codes[] = "the codes are not those of the model's attributes";
 
 /// In place of a code, until it is counted.
 constexpr std::uint32_t k_unseen = ~0U;
@@ -107,38 +105,66 @@ class cell_predictor::coder {
   std::vector<std::uint32_t> code_of_;  // by text
 };
 
-cell_predictor::cell_predictor(const dtree& model)
-    : model_(model), table_(*model.get_training_table()) {
-  flat_tree::require_narrow(table_);
-  const std::vector<voter> voters = model.trees().voters();
-  std::vector<std::optional<flat_tree>> flat(voters.size());
-  const zel::util::run_context& run = model.run();
-  run.with_workers([&] {
-    const leaf_rule rule = model.trees().decides().leaves(/*alone=*/false);
-    run.for_each_index(voters.size(),
-                       [&](unsigned long i) { flat[i].emplace(table_, voters[i], rule); });
-  });
-  for (std::optional<flat_tree>& tree : flat) trees_.push_back(std::move(*tree));
-  for (const voter& each : voters) {
-    votes_.push_back(each.votes);
-    all_votes_ += each.votes;
+void require_codes(const table& schema, std::span<const code_t> codes, unsigned long n) {
+  const unsigned long width = schema.n_attributes();
+  if (codes.size() != n * width) throw std::runtime_error(k_other_codes);
+  for (unsigned long a = 0; a < width; ++a) {
+    const column& c = schema.column_of(a);
+    if (c.type() != column::DISCRETE) continue;  // of numbers any does
+    const code_t last = c.values()->size_of_known();
+    for (unsigned long i = a; i < codes.size(); i += width) {
+      if (codes[i] > last) throw std::runtime_error(k_other_codes);
+    }
   }
-  find_limits();
+}
+
+cell_predictor::cell_predictor(const dtree& model)
+    : model_(model),
+      table_(*model.get_training_table()),
+      predictor_(model.make_predictor(table_)),
+      limits_(table_.n_attributes()) {
+  const std::vector<std::vector<code_t>> codes = predictor_.limits();
+  for (unsigned long a = 0; a < codes.size(); ++a) {
+    const column& c = table_.column_of(a);
+    if (c.type() != column::CONTINUOUS || !c.values()->is_numeric()) continue;
+    limits_[a] = c.values()->limits_at(codes[a]);
+  }
 }
 
 cell_predictor::~cell_predictor() = default;
 
-void cell_predictor::find_limits() {
-  std::vector<std::vector<code_t>> codes(table_.n_attributes());
-  for (const flat_tree& tree : trees_) tree.add_limits(codes);
-  limits_.resize(codes.size());
-  for (unsigned long a = 0; a < codes.size(); ++a) {
-    const column& c = table_.column_of(a);
-    if (c.type() != column::CONTINUOUS || !c.values()->is_numeric()) continue;
-    std::ranges::sort(codes[a]);
-    codes[a].erase(std::unique(codes[a].begin(), codes[a].end()), codes[a].end());
-    limits_[a] = c.values()->limits_at(codes[a]);
+/// Calls predict_block(first, size) for blocks of all n cases, on the workers.
+template <class PredictBlock>
+void cell_predictor::for_each_block(unsigned long n, const zel::util::run_context& run,
+                                    const PredictBlock& predict_block) const {
+  const unsigned long at_once = cases_at_once(n, table_.n_class_codes(), run);
+  const unsigned long blocks = (n + at_once - 1) / at_once;
+  const auto predict_one = [&](unsigned long b) {
+    predict_block(b * at_once, std::min(at_once, n - b * at_once));
+  };
+  if (blocks < 2) {
+    for (unsigned long b = 0; b < blocks; ++b) predict_one(b);
+  } else {
+    run.with_workers([&] { run.for_each_index(blocks, predict_one); });
   }
+}
+
+void cell_predictor::predict_codes(std::span<const code_t> codes, std::span<outcome> outcomes,
+                                   std::span<double> shares, std::span<double> plain) const {
+  require_codes(table_, codes, outcomes.size());
+  const unsigned long width = table_.n_attributes();
+  const unsigned long kept = shares.empty() ? 0 : table_.n_class_codes();
+  const unsigned long kept_plain = plain.empty() ? 0 : kept;
+  for_each_block(outcomes.size(), run(), [&](unsigned long first, unsigned long size) {
+    thread_local std::vector<std::uint32_t> narrow;
+    narrow.resize(size * width);
+    std::ranges::transform(
+        codes.subspan(first * width, size * width), narrow.begin(),
+        [](code_t c) { return static_cast<std::uint32_t>(std::min<code_t>(c, UINT32_MAX)); });
+    predictor_.predict({narrow, width}, outcomes.subspan(first, size),
+                       shares.subspan(first * kept, size * kept),
+                       plain.subspan(first * kept_plain, size * kept_plain));
+  });
 }
 
 void cell_predictor::codes_of(std::span<const cell_array> attributes, unsigned long first,
@@ -159,75 +185,19 @@ void cell_predictor::predict(std::span<const cell_array> attributes, unsigned lo
     coders.emplace_back(table_.column_of(a), limits_[a].get(), attributes[a]);
   }
   const unsigned long width = coders.size(), k = table_.n_class_codes();
-  const unsigned long at_once = cases_at_once(n, k, run);
-  const unsigned long blocks = (n + at_once - 1) / at_once;
   std::vector<std::atomic<unsigned long>> n_unseen(width);
-  const auto predict_one = [&](unsigned long b) {
-    const unsigned long first = b * at_once, size = std::min(at_once, n - first);
+  for_each_block(n, run, [&](unsigned long first, unsigned long size) {
     thread_local std::vector<std::uint32_t> codes;
     codes.resize(size * width);
     for (unsigned long a = 0; a < width; ++a) {
       const unsigned long some = coders[a].code(first, size, codes.data() + a, width);
       if (some > 0) n_unseen[a] += some;
     }
-    predict_block({codes, width}, {shares + first * k, size * k}, run);
-  };
-  if (blocks < 2) {
-    for (unsigned long b = 0; b < blocks; ++b) predict_one(b);
-  } else {
-    run.with_workers([&] { run.for_each_index(blocks, predict_one); });
-  }
+    predictor_.judge({codes, width}, {shares + first * k, size * k}, run);
+  });
   if (unseen == nullptr) return;
   for (unsigned long a = 0; a < width; ++a) {
     if (n_unseen[a] > 0) unseen->emplace_back(coders[a].name(), n_unseen[a].load());
-  }
-}
-
-void cell_predictor::predict_block(const case_block& cases, std::span<double> shares,
-                                   const zel::util::run_context& run) const {
-  if (!model_.votes()) return walk(cases, shares);
-  std::ranges::fill(shares, 0.0);
-  model_.trees().answer() == combination::votes ? add_votes(cases, shares, run)
-                                                : add_shares(cases, shares, run);
-  for (double& share : shares) share /= all_votes_;
-  const std::size_t k = table_.n_class_codes();
-  for (std::size_t at = 0; at < shares.size(); at += k) {
-    model_.trees().decides().adjust(shares.subspan(at, k));
-  }
-}
-
-void cell_predictor::walk(const case_block& cases, std::span<double> shares) const {
-  thread_local std::vector<code_t> wide;
-  thread_local std::vector<double> of_case;
-  const std::size_t k = table_.n_class_codes();
-  for (std::size_t i = 0; i < shares.size() / k; ++i) {
-    const std::span<const std::uint32_t> codes = cases.of_case(i);
-    wide.assign(codes.begin(), codes.end());
-    model_.predict_distribution(wide, of_case);
-    std::ranges::copy(of_case, shares.begin() + static_cast<long>(i * k));
-  }
-}
-
-void cell_predictor::add_votes(const case_block& cases, std::span<double> shares,
-                               const zel::util::run_context& run) const {
-  const std::size_t k = table_.n_class_codes();
-  for (std::size_t t = 0; t < trees_.size(); ++t) {
-    run.require_not_cancelled();
-    trees_[t].predict(cases, shares.size() / k,
-                      [&](std::size_t i, const decision_tree::prediction& found, double) {
-                        shares[i * k + found.first] += votes_[t];
-                      });
-  }
-}
-
-void cell_predictor::add_shares(const case_block& cases, std::span<double> shares,
-                                const zel::util::run_context& run) const {
-  thread_local std::vector<std::uint32_t> all;
-  all.resize(shares.size() / table_.n_class_codes());
-  std::iota(all.begin(), all.end(), 0U);
-  for (std::size_t t = 0; t < trees_.size(); ++t) {
-    run.require_not_cancelled();
-    trees_[t].add_shares(cases, all, votes_[t], shares, [](std::size_t, double) {});
   }
 }
 

@@ -8,14 +8,16 @@
 #include <utility>
 #include <vector>
 
-#include "impls/evaluation/flat_tree.h"
+#include "impls/evaluation/batch_predictor.h"
 #include "impls/model/dtree.h"
 #include "orvik/cells.h"
 
 namespace orvik::impls {
 
-/// A single tree is walked as it is: where no training case came to a leaf its shares are those of
-/// a node above, which the flat form does not have.
+/// Throws std::runtime_error unless `codes`, case after case, are such that n cases with them find
+/// their way through trees on a table with this schema.
+void require_codes(const table& schema, std::span<const code_t> codes, unsigned long n);
+
 /// Threads: many readers.
 class cell_predictor {
  public:
@@ -31,25 +33,23 @@ class cell_predictor {
                unseen_values* unseen, const zel::util::run_context& run) const;
   void codes_of(std::span<const cell_array> attributes, unsigned long first, unsigned long n,
                 std::uint32_t* codes) const;
+  /// Cases by their codes, as require_codes() has them. `shares` may be empty, else has room for a
+  /// number a class code and case; so has `plain`, those before calibration, where calibrates().
+  void predict_codes(std::span<const code_t> codes, std::span<outcome> outcomes,
+                     std::span<double> shares, std::span<double> plain) const;
+  bool calibrates() const { return predictor_.calibrates(); }
+  unsigned long n_class_codes() const { return table_.n_class_codes(); }
 
  private:
   class coder;
 
-  void find_limits();
-  // These ask before every tree whether the run is cancelled.
-  void predict_block(const case_block& cases, std::span<double> shares,
-                     const zel::util::run_context& run) const;
-  void add_votes(const case_block& cases, std::span<double> shares,
-                 const zel::util::run_context& run) const;
-  void add_shares(const case_block& cases, std::span<double> shares,
-                  const zel::util::run_context& run) const;
-  void walk(const case_block& cases, std::span<double> shares) const;
+  template <class PredictBlock>
+  void for_each_block(unsigned long n, const zel::util::run_context& run,
+                      const PredictBlock& predict_block) const;
 
   const dtree& model_;
   const table& table_;
-  std::vector<flat_tree> trees_;
-  std::vector<vote_t> votes_;  // by tree
-  vote_t all_votes_ = 0;
+  batch_predictor predictor_;
   std::vector<std::unique_ptr<number_limits>> limits_;  // by attribute; null: looked up
 };
 

@@ -36,7 +36,6 @@
 namespace orvik::impls {
 
 class growing_plan;
-class row_predictor;
 class scaled_costs;
 
 class dtree : private zel::util::nocopy {
@@ -147,6 +146,9 @@ class dtree : private zel::util::nocopy {
                      double weight) const {
     return trees_.predict_row(t, row, result, weight);
   }
+  /// Its trees made ready for many cases of a table with the values of the training table. They
+  /// may go afterwards; the context must stay.
+  batch_predictor make_predictor(const table& t) const;
   /// Predicts the cases of a table with the values of the training table and compares with their
   /// classes; `average_depth` may be null. Throws std::runtime_error for another table.
   std::unique_ptr<conf_matrix> test(const table& t, const case_list& cases,
@@ -266,7 +268,6 @@ class dtree : private zel::util::nocopy {
   /// Throws std::runtime_error without trees, and for a table of other values than that of the
   /// build has.
   void require_values_of(const table& t) const;
-  batch_predictor make_predictor(const table& t) const;
   void search_attributes(const table& t, const case_list& growing, const case_list& searching);
   void drop_trees();
   ensemble no_trees() const {
@@ -288,13 +289,6 @@ class dtree : private zel::util::nocopy {
   void weigh_classes(const table& t, const case_list& cases);
   void weigh(const table& t, case_list& cases) const;
   void prepare_decision(const table& t);
-  /// Of a row, by class code: those that are answered, and those before calibration.
-  struct row_shares {
-    std::span<const double> shares, plain;
-  };
-  /// Of row i, in the last two where they are not at hand.
-  row_shares shares_at(const row_predictor& from, std::size_t i, std::vector<double>& shares,
-                       std::vector<double>& plain) const;
   void decide_by(calibrator maps, own_shares seen);
   judged_rows rows_of_folds(const table& t, const case_list& cases) const;
   scaled_costs costs_of(const decision_tree& tree) const;
@@ -306,6 +300,7 @@ class dtree : private zel::util::nocopy {
   std::unique_ptr<decision_tree> grow_tree(const growing_plan& plan, case_list cases,
                                            unsigned long seed) const;
   void grow_side_by_side(const growing_plan& plan, const case_list* prune_cases);
+  bool is_packed_as_it_grows() const;
   void boost(const growing_plan& plan, const case_list* prune_cases);
   zel::util::rand_gen attribute_draws(unsigned long seed) const;
   case_draws draws_on(const table& t) const { return {parameters_.draws, t, cases_}; }

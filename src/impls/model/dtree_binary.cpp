@@ -18,6 +18,8 @@
 
 #include "impls/model/dtree.h"
 #include "zel/inpout/binstream.h"
+#include "zel/inpout/iomem.h"
+#include "zel/util/run_context.h"
 
 namespace orvik::impls {
 
@@ -108,6 +110,29 @@ std::string read_appendix(ibinstream& in) {
   return bytes;
 }
 
+/// Writes trees in their order, as many at a time as there are threads to put them into bytes.
+/// write_tree(out, i) writes one of n.
+template <class WriteTree>
+void write_side_by_side(obinstream& out, const zel::util::run_context& run, unsigned long n,
+                        const WriteTree& write_tree) {
+  constexpr unsigned long k_first_room = 1UL << 16;
+  std::vector<zel::inpout::iomem> bytes(std::min(run.n_slots(), n));
+  for (unsigned long first = 0; first < n; first += bytes.size()) {
+    const unsigned long some = std::min<unsigned long>(bytes.size(), n - first);
+    run.with_workers([&] {
+      run.for_each_index(some, [&](unsigned long i) {
+        bytes[i].open(k_first_room);
+        obinstream own(&bytes[i], /*owns=*/false);
+        write_tree(own, first + i);
+      });
+    });
+    for (unsigned long i = 0; i < some; ++i) {
+      out.write_array(std::span<const char>(bytes[i].bytes()));
+      bytes[i].close();
+    }
+  }
+}
+
 /// Whether the matrix has the classes of the table, under their names.
 bool fits(const conf_matrix& matrix, const table& t) {
   if (matrix.size() != t.n_class_codes()) return false;
@@ -115,6 +140,38 @@ bool fits(const conf_matrix& matrix, const table& t) {
     if (matrix.class_name(c) != t.class_column().values()->get_value(c)) return false;
   }
   return true;
+}
+
+struct read_member {
+  std::unique_ptr<decision_tree> tree;
+  vote_t votes;
+};
+
+read_member read_tree(ibinstream& in, const table* t, bool with_votes, bool complete) {
+  read_member member{std::make_unique<decision_tree>(), 1};
+  if (with_votes) in >> member.votes;
+  require(member.votes > 0 && std::isfinite(member.votes), k_bad_votes);
+  member.tree->bin_in(in, t, nullptr, complete);
+  return member;
+}
+
+/// Reads n trees, of a table if there are any, a few at a time, which the workers pack side by
+/// side. Memory grows with what is read.
+void read_trees(ibinstream& in, const zel::util::run_context& run, const table* t, bool with_votes,
+                unsigned long n, ensemble& to) {
+  std::vector<read_member> some;
+  while (to.n_trees() < n) {
+    some.clear();
+    const unsigned long size = std::min(n - to.n_trees(), run.n_slots());
+    while (some.size() < size) some.push_back(read_tree(in, t, with_votes, to.is_single()));
+    run.with_workers([&] {
+      to.add_side_by_side(
+          run, *t, size, [&](unsigned long i) { return std::move(some[i].tree); },
+          [&](unsigned long i) {
+            return ensemble::about{/*seed=*/0, some[i].votes};
+          });
+    });
+  }
 }
 
 }  // namespace
@@ -163,9 +220,14 @@ void dtree::bin_out(obinstream& out) const {
       << trees_.n_trees() << parameters_.conf_level << parameters_.min_obj
       << static_cast<unsigned int>(parameters_.pruning)
       << static_cast<unsigned int>(parameters_.split) << table_.get();
-  for (unsigned long i = 0; i < trees_.n_trees(); ++i) {
-    if (!first) out << trees_.votes(i);
-    trees_.tree(i, /*complete=*/false)->bin_out(out, table_.get());
+  const auto write_tree = [&](obinstream& to, unsigned long i) {
+    if (!first) to << trees_.votes(i);
+    trees_.tree(i, /*complete=*/false)->bin_out(to, table_.get());
+  };
+  if (run_->n_workers > 1 && trees_.n_trees() > 1) {
+    write_side_by_side(out, *run_, trees_.n_trees(), write_tree);
+  } else {
+    for (unsigned long i = 0; i < trees_.n_trees(); ++i) write_tree(out, i);
   }
   if (!appendix_.empty()) write_appendix(out, appendix_);
 }
@@ -197,14 +259,7 @@ void dtree::bin_in(ibinstream& in) {
   require(table_ || n_trees == 0, k_no_table_of_trees);
   require(!table_ || table_->has_class(), k_no_class);
   require(parameters_.is_ensemble() || n_trees <= 1, k_bad_trees);
-  for (unsigned long i = 0; i < n_trees; ++i) {  // grows with what is read
-    vote_t votes = 1;
-    if (!first) in >> votes;
-    require(votes > 0 && std::isfinite(votes), k_bad_votes);
-    auto tree = std::make_unique<decision_tree>();
-    tree->bin_in(in, table_.get(), nullptr, /*complete=*/trees_.is_single());
-    trees_.add(*table_, std::move(tree), {/*seed=*/0, votes});
-  }
+  read_trees(in, *run_, table_.get(), /*with_votes=*/!first, n_trees, trees_);
   parameters_.n_trees = n_trees == 0 ? 1 : n_trees;
   if (!in.at_end()) appendix_ = read_appendix(in);
   check_read();

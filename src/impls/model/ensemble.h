@@ -65,9 +65,9 @@ class ensemble {
   void set_seed(unsigned long i, unsigned long seed) { members_[i].seed = seed; }
   /// In an ensemble the tree may lack leaves that no case came to.
   void add(const table& t, std::unique_ptr<decision_tree> tree, const about& how);
-  /// Adds n trees that make(i) gives, each packed as soon as it is there, side by side on the
-  /// workers of `run` and, in an ensemble, on its team of processes; about(i) is what goes with
-  /// them.
+  /// Adds n trees that make(i) gives, packed or to be packed as soon as they are there, side by
+  /// side on the workers of `run` and, in an ensemble, on its team of processes; about(i) is what
+  /// goes with them.
   template <class Make, class About>
   void add_side_by_side(const zel::util::run_context& run, const table& t, unsigned long n,
                         const Make& make, const About& about_of);
@@ -117,6 +117,10 @@ class ensemble {
   };
 
   member keep(const table& t, std::unique_ptr<decision_tree> tree, const about& how) const;
+  /// Of an ensemble.
+  static member keep(const table&, packed_tree tree, const about& how) {
+    return {how, nullptr, std::move(tree)};
+  }
   static std::string bytes_of(const member& m);
   static member from_bytes(const table& t, std::string_view bytes, const about& how);
   template <class Predict, class AddShares>

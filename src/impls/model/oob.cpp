@@ -53,9 +53,11 @@ struct ballot {
 };
 
 /// Counts the votes of one tree after the other for the cases of the chunk; after each calls
-/// after(tree, its cases, votes), the votes case by case.
+/// after(tree, its cases, votes), the votes case by case. `likely`, where not empty, receives the
+/// sums of their shares, by case, then by class code.
 template <class After>
-void vote(const table& t, const ballot& asked, const chunk& some, const After& after) {
+void vote(const table& t, const ballot& asked, const chunk& some, std::span<double> likely,
+          const After& after) {
   const auto& trees = asked.trees;
   vote_count votes;
   votes.start(some.cases.size(), t.n_class_codes());
@@ -77,6 +79,9 @@ void vote(const table& t, const ballot& asked, const chunk& some, const After& a
     } else {
       trees[i]->tree.add_shares(block, out_of_bag, trees[i]->votes, votes.all(),
                                 [](std::size_t, double) {});
+    }
+    if (!likely.empty()) {
+      trees[i]->tree.add_probabilities(block, out_of_bag, trees[i]->votes, likely);
     }
     after(i, std::span<const std::uint32_t>(out_of_bag), votes);
   }
@@ -125,13 +130,16 @@ ballot make_ballot(const zel::util::run_context& run, const table& t, const ense
 class bag_judge {
  public:
   /// All must outlive this. Without `with_shares` rows have none.
-  bag_judge(const table& t, const std::vector<voter>& trees, const ballot& asked, bool with_shares)
-      : t_(t), trees_(trees), asked_(asked), with_shares_(with_shares) {}
+  bag_judge(const table& t, const ballot& asked, bool with_shares)
+      : t_(t), asked_(asked), with_shares_(with_shares) {}
 
   /// Appends the cases that have such a tree.
   void judge(const chunk& some, judged_rows& rows) const {
-    vote(t_, asked_, some, [&](std::size_t tree, auto, vote_count& votes) {
-      if (tree + 1 < trees_.size()) return;
+    const std::size_t k = t_.n_class_codes();
+    const bool beside = with_shares_ && asked_.answer == combination::votes;
+    std::vector<double> likely(beside ? some.cases.size() * k : 0);
+    vote(t_, asked_, some, likely, [&](std::size_t tree, auto, vote_count& votes) {
+      if (tree + 1 < asked_.trees.size()) return;
       for (std::size_t c = 0; c < some.cases.size(); ++c) {
         const std::uint32_t predicted = winner(asked_.decides, votes, c);
         if (predicted == k_no_vote) continue;
@@ -139,50 +147,28 @@ class bag_judge {
         rows.actual.push_back(t_.class_column().get_row_index(row));
         rows.predicted.push_back(predicted);
         rows.weights.push_back(weight);
-        if (!with_shares_) continue;
-        std::vector<double> shares = shares_of(some.first + c, row, votes.of_case(c));
-        if (asked_.decides.calibrates()) {
-          rows.plain.insert(rows.plain.end(), shares.begin(), shares.end());
-        }
-        asked_.decides.adjust(shares);
-        rows.shares.insert(rows.shares.end(), shares.begin(), shares.end());
+        const std::span<const double> sums =
+            beside ? std::span(likely).subspan(c * k, k) : votes.of_case(c);
+        if (with_shares_) add_shares(some.first + c, sums, rows);
       }
     });
   }
 
  private:
-  /// As ensemble::predict_distribution() of those trees; `said` is what they answer by.
-  std::vector<double> shares_of(unsigned long position, row_t row,
-                                std::span<const vote_t> said) const {
+  /// As ensemble::predict_distribution() of those trees, of which these are the sums.
+  void add_shares(unsigned long position, std::span<const double> sums, judged_rows& to) const {
     vote_t all = 0;
-    for_each_voter(position, [&all](const voter& asked) { all += asked.votes; });
-    std::vector<double> shares(said.begin(), said.end());
-    if (asked_.answer != combination::shares) add_probabilities(position, row, shares);
-    for (double& share : shares) share /= all;
-    return shares;
-  }
-
-  void add_probabilities(unsigned long position, row_t row, std::vector<double>& shares) const {
-    std::ranges::fill(shares, 0.0);
-    std::vector<code_t> codes(t_.n_attributes());
-    for (unsigned long a = 0; a < codes.size(); ++a) codes[a] = t_.column_of(a).get_row_index(row);
-    for_each_voter(position, [&](const voter& asked) {
-      const auto add = [&](const auto* tree) {
-        tree->add_probabilities(codes, asked.votes, shares, asked_.decides.prior());
-      };
-      std::visit(add, asked.tree);
-    });
-  }
-
-  template <class Visit>
-  void for_each_voter(unsigned long position, const Visit& visit) const {
-    for (std::size_t i = 0; i < trees_.size(); ++i) {
-      if (!asked_.trees[i]->in_bag[position]) visit(trees_[i]);
+    for (const auto& tree : asked_.trees) {
+      if (!tree->in_bag[position]) all += tree->votes;
     }
+    std::vector<double> shares(sums.begin(), sums.end());
+    for (double& share : shares) share /= all;
+    if (asked_.decides.calibrates()) to.plain.insert(to.plain.end(), shares.begin(), shares.end());
+    asked_.decides.adjust(shares);
+    to.shares.insert(to.shares.end(), shares.begin(), shares.end());
   }
 
   const table& t_;
-  const std::vector<voter>& trees_;
   const ballot& asked_;
   bool with_shares_;
 };
@@ -199,7 +185,7 @@ void follow(const table& t, const ballot& trees, const chunk& some, voted_weight
   const auto is_wrong = [&](std::uint32_t c) {
     return winners[c] != t.class_column().get_row_index(some.cases[c].first);
   };
-  vote(t, trees, some, [&](std::size_t tree, auto asked, const vote_count& votes) {
+  vote(t, trees, some, {}, [&](std::size_t tree, auto asked, const vote_count& votes) {
     for (const std::uint32_t c : asked) {
       const double weight = some.cases[c].second;
       if (winners[c] == k_no_vote) {
@@ -235,7 +221,7 @@ double dtree::oob_error(const table& t) const {
   run_->with_workers([&] {
     const ballot trees = make_ballot(*run_, t, trees_, draws_on(t));
     for_each_chunk(*run_, cases_, n_codes, [&](unsigned long, const chunk& some) {
-      vote(t, trees, some, [&](std::size_t tree, auto, const vote_count& votes) {
+      vote(t, trees, some, {}, [&](std::size_t tree, auto, const vote_count& votes) {
         if (tree + 1 < trees.trees.size()) return;
         for (std::size_t c = 0; c < some.cases.size(); ++c) {
           winners[some.first + c] = winner(trees.decides, votes, c);
@@ -288,10 +274,9 @@ judged_rows dtree::oob_rows(const table& t) const {
   if (!has_draws()) return all;
   const unsigned long size = chunk_size(t.n_class_codes());
   std::vector<judged_rows> parts((cases_.size() + size - 1) / size);
-  const std::vector<voter> voters = trees_.voters();
   run_->with_workers([&] {
     const ballot trees = make_ballot(*run_, t, trees_, draws_on(t));
-    const bag_judge judge(t, voters, trees, all.classes.size() <= k_most_judged_classes);
+    const bag_judge judge(t, trees, all.classes.size() <= k_most_judged_classes);
     for_each_chunk(*run_, cases_, t.n_class_codes(), [&](unsigned long number, const chunk& some) {
       parts[number].classes = all.classes;
       judge.judge(some, parts[number]);

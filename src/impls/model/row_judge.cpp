@@ -16,30 +16,20 @@ void row_judge::start(judged_rows& rows) const {
   rows.plain.clear();
 }
 
-void row_judge::add(code_t actual, code_t predicted, double weight,
-                    std::span<const std::uint32_t> codes, std::span<const double> means,
-                    std::span<const double> plain, judged_rows& rows) const {
+void row_judge::add(code_t actual, code_t predicted, double weight, const row_shares& shares,
+                    judged_rows& rows) const {
   rows.actual.push_back(actual);
   rows.predicted.push_back(predicted);
   rows.weights.push_back(weight);
-  if (classes_.size() > k_most_judged_classes) return;
-  if (!means.empty()) {
-    rows.shares.insert(rows.shares.end(), means.begin(), means.end());
-    rows.plain.insert(rows.plain.end(), plain.begin(), plain.end());
-    return;
-  }
-  thread_local std::vector<double> shares;
-  thread_local std::vector<code_t> wide;
-  wide.assign(codes.begin(), codes.end());
-  trees_.predict_distribution(table_, wide, shares);
-  rows.shares.insert(rows.shares.end(), shares.begin(), shares.end());
+  rows.plain.insert(rows.plain.end(), shares.plain.begin(), shares.plain.end());
+  rows.shares.insert(rows.shares.end(), shares.all.begin(), shares.all.end());
 }
 
 judged_rows dtree::judge(const table& t, const case_list& cases) const {
   require_values_of(t);
   constexpr unsigned long k_chunk = 1UL << 10;
   const std::vector<std::string> classes = class_names();
-  const row_judge judge(trees_, t, classes);
+  const row_judge judge(classes);
   const batch_predictor predictor = make_predictor(t);
   const unsigned long n_attributes = t.n_attributes();
   std::vector<judged_rows> parts((cases.size() + k_chunk - 1) / k_chunk);
@@ -49,18 +39,17 @@ judged_rows dtree::judge(const table& t, const case_list& cases) const {
     std::vector<std::uint32_t> codes;
     std::vector<outcome> outcomes(some.size());
     gather_codes(t, some, codes);
-    const std::size_t kept = predictor.answers_shares() ? classes.size() : 0;
-    std::vector<double> means(some.size() * kept);
-    std::vector<double> plain(predictor.calibrates() ? means.size() : 0);
-    const std::size_t kept_plain = plain.empty() ? 0 : kept;
-    predictor.predict({codes, n_attributes}, outcomes, means, plain);
+    const std::size_t kept = judge.keeps_shares() ? classes.size() : 0;
+    const std::size_t kept_plain = predictor.calibrates() ? kept : 0;
+    std::vector<double> shares(some.size() * kept), plain(some.size() * kept_plain);
+    predictor.predict({codes, n_attributes}, outcomes, shares, plain);
     judge.start(parts[i]);
     for (std::size_t k = 0; k < some.size(); ++k) {
       const auto& [row, weight] = some[k];
       judge.add(t.class_column().get_row_index(row), outcomes[k].predicted, weight,
-                std::span(codes).subspan(k * n_attributes, n_attributes),
-                std::span(means).subspan(k * kept, kept),
-                std::span(plain).subspan(k * kept_plain, kept_plain), parts[i]);
+                {std::span(shares).subspan(k * kept, kept),
+                 std::span(plain).subspan(k * kept_plain, kept_plain)},
+                parts[i]);
     }
   };
   run_->with_workers([&] { run_->for_each_index(parts.size(), judge_chunk); });

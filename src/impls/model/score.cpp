@@ -27,15 +27,6 @@ void append_number(std::string& line, double value) {
 
 }  // namespace
 
-dtree::row_shares dtree::shares_at(const row_predictor& from, std::size_t i,
-                                   std::vector<double>& shares, std::vector<double>& plain) const {
-  const std::span<const double> means = from.means_of(i), before = from.plain_of(i);
-  if (!means.empty()) return {means, before.empty() ? means : before};
-  const std::span<const std::uint32_t> codes = from.codes_of(i);
-  predict_distribution({codes.begin(), codes.end()}, shares, &plain);
-  return {shares, plain};
-}
-
 double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& rows, char separator,
                     bool probabilities, unseen_values* unseen, const set_request& sets) const {
   if (in == nullptr) throw std::runtime_error(k_nothing_to_score);
@@ -47,31 +38,29 @@ double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& r
   const batch_predictor predictor = make_predictor(*table_);
   row_predictors workers(*table_, {names[k_unknown], unseen != nullptr}, predictor);
 
-  const bool asks_shares = probabilities || sets.wanted();
-  const auto append_shares = [&](std::string& line, const row_predictor& from, std::size_t i) {
-    thread_local std::vector<double> own, own_plain;
-    const row_shares found = shares_at(from, i, own, own_plain);
-    for (code_t c = 1; c < found.shares.size() && probabilities; ++c) {
+  const auto append_shares = [&](std::string& line, const row_shares& found) {
+    for (code_t c = 1; c < found.all.size() && probabilities; ++c) {
       line += separator;
-      append_number(line, found.shares[c]);
+      append_number(line, found.all[c]);
     }
     if (limits.empty()) return;
     line += separator;
-    line += set_text(names, found.plain.data(), limits);
+    line += set_text(names, found.before_calibration().data(), limits);
   };
   const auto work = [&](std::string_view text, row_block<std::string>& block) {
     row_predictor& own = workers.own();
     block.error = own.coder().take(text, batch_coder::rows::SCORE, in->separator());
     block.rows = own.coder().size();
-    block.output.clear();
-    const std::span<const outcome> outcomes = own.predict(asks_shares);
-    for (std::size_t i = 0; i < block.rows; ++i) {
-      block.output += names[outcomes[i].predicted];
-      block.output += separator;
-      append_number(block.output, outcomes[i].confidence);
-      if (asks_shares) append_shares(block.output, own, i);
-      block.output += '\n';
-    }
+    std::string& lines = block.output;
+    lines.clear();
+    const auto take = [&](std::size_t, const outcome& o, const row_shares& shares) {
+      lines += names[o.predicted];
+      lines += separator;
+      append_number(lines, o.confidence);
+      append_shares(lines, shares);
+      lines += '\n';
+    };
+    own.predict(probabilities || sets.wanted(), take);
   };
   const auto write = [&](const std::string& lines) {
     if (!out.write(lines.data(), static_cast<std::streamsize>(lines.size()))) {

@@ -37,7 +37,7 @@ std::unique_ptr<conf_matrix> dtree::test(zel::inpout::stream* in, const std::str
   row_predictors workers(*table_, {missing, unseen != nullptr}, predictor);
   auto matrix = std::make_unique<conf_matrix>(table_.get());
   const std::vector<std::string> classes = class_names();
-  const row_judge judge(trees_, *table_, classes);
+  const row_judge judge(classes);
   if (judged != nullptr) judge.start(*judged);
 
   const auto work = [&](std::string_view text, row_block<block_output>& block) {
@@ -46,14 +46,14 @@ std::unique_ptr<conf_matrix> dtree::test(zel::inpout::stream* in, const std::str
     block.rows = own.coder().size();
     block.output.tested.clear();
     judge.start(block.output.judged);
-    const std::span<const outcome> outcomes = own.predict(judged != nullptr);
-    for (std::size_t i = 0; i < block.rows; ++i) {
-      const tested_row row{own.coder().class_code(i), outcomes[i].predicted, own.coder().weight(i)};
+    const auto take = [&](std::size_t i, const outcome& o, const row_shares& shares) {
+      const tested_row row{own.coder().class_code(i), o.predicted, own.coder().weight(i)};
       block.output.tested.push_back(row);
-      if (judged == nullptr) continue;
-      judge.add(row.actual, row.predicted, row.weight, own.codes_of(i), own.means_of(i),
-                own.plain_of(i), block.output.judged);
-    }
+      if (judged != nullptr) {
+        judge.add(row.actual, row.predicted, row.weight, shares, block.output.judged);
+      }
+    };
+    own.predict(judged != nullptr && judge.keeps_shares(), take);
   };
   const auto add_rows = [&](const block_output& rows) {
     for (const tested_row& row : rows.tested) matrix->add(row.actual, row.predicted, row.weight);

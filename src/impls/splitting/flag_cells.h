@@ -61,10 +61,11 @@ void for_each_flag(std::uint64_t flags, const Visit& visit) {
 }
 
 /// The flags that some cases have set and some clear.
-inline std::uint64_t varying_flags(const weighed_node& node,
-                                   std::span<const std::uint64_t> flags_of_row) {
+template <class Case>
+std::uint64_t varying_flags(std::span<const Case> cases,
+                            std::span<const std::uint64_t> flags_of_row) {
   std::uint64_t some = 0, all = ~std::uint64_t{0};
-  for (const weighed_case& c : node.cases) {
+  for (const Case& c : cases) {
     some |= flags_of_row[c.row];
     all &= flags_of_row[c.row];
   }

@@ -5,6 +5,7 @@
 #include <cassert>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "impls/trees/distribution.h"
 
@@ -128,18 +129,20 @@ void packed_tree::node::add_known_shares(double amount, std::span<double> by_cod
 
 /// Writes all bytes backwards, the last subtree and the last figure of a node first, so that all
 /// lengths are known where they are written; and turns them round at the end.
+template <class Tree>
 class packed_tree::packer {
  public:
-  explicit packer(packed_tree& into)
-      : into_(into), bytes_(into.bytes_), n_codes_(into.n_class_codes_) {}
+  /// `by` makes the tree, if it is not const.
+  packer(packed_tree& into, maker* by)
+      : into_(into), by_(by), bytes_(into.bytes_), n_codes_(into.n_class_codes_) {}
 
-  void pack(const decision_tree& root) {
+  void pack(Tree& root) {
     std::vector<step> path;
     enter(path, root);
     while (!path.empty()) {
       step& top = path.back();
       if (top.next > 0) {
-        const decision_tree* child = top.tree->get_child(--top.next);
+        Tree* const child = top.tree->get_child(--top.next);
         const bool kept = child != nullptr && !child->get_node()->is_empty_leaf(n_codes_);
         if (kept) enter(path, *child);  // `top` is gone from here
         continue;
@@ -154,8 +157,9 @@ class packed_tree::packer {
 
  private:
   using node = packed_tree::node;
+  static constexpr bool k_is_made = !std::is_const_v<Tree>;
   struct step {
-    const decision_tree* tree;
+    Tree* tree;
     unsigned int next;  // children before it are still to be packed
     std::size_t begin;  // bytes when it was met
     std::size_t first_subtree;
@@ -166,12 +170,14 @@ class packed_tree::packer {
     std::size_t length;
   };
 
-  void enter(std::vector<step>& path, const decision_tree& tree) {
+  void enter(std::vector<step>& path, Tree& tree) {
+    if constexpr (k_is_made) by_->enter(tree);
     path.push_back({&tree, tree.get_no_childs(), bytes_.size(), subtrees_.size()});
   }
 
   void leave(const step& done, unsigned long level) {
-    const decision_tree& tree = *done.tree;
+    Tree& tree = *done.tree;
+    if constexpr (k_is_made) by_->leave(tree);
     const decision_node& n = *tree.get_node();
     const unsigned int n_branches = tree.get_no_childs();
     assert(n.is_split() == (n_branches > 0));
@@ -189,6 +195,7 @@ class packed_tree::packer {
     }
     subtrees_.resize(done.first_subtree);
     if (level > 0) subtrees_.push_back({n.position() - 1, bytes_.size() - done.begin});
+    if constexpr (k_is_made) tree.delete_childs();  // only now: a split sums up its children
   }
 
   void measure(unsigned long n_branches, std::size_t n_subtrees, unsigned long level) {
@@ -280,29 +287,45 @@ class packed_tree::packer {
   }
 
   unsigned int write_weights(const decision_node& n) {
-    const std::span<const double> weights(n.class_weights(), n_codes_);
-    const distribution classes(weights);
-    const bool whole = std::ranges::all_of(weights, is_whole);
+    const double* const weights = n.class_weights();
+    kept_.clear();
+    bool whole = true;
+    for (code_t c = 0; c < n_codes_; ++c) {
+      if (is_nothing(weights[c])) continue;
+      kept_.push_back(c);
+      whole = whole && is_whole(weights[c]);
+    }
     unsigned int head = whole ? node::k_whole : 0U;
-    if (!same_bits(n.weight(), classes.sum())) {
+    if (!same_bits(n.weight(), sum_of_kept(weights))) {
       head |= node::k_weight_given;
       write_double(n.weight());
     }
-    if (n.majority_class() != classes.decide()) {
+    if (n.majority_class() != decision_on(weights)) {
       head |= node::k_class_given;
       write(n.majority_class());
     }
-    unsigned long n_kept = 0;
-    code_t above = 0;  // the code kept before this one
-    for (code_t c = n_codes_; c-- > 0;) {
-      if (is_nothing(weights[c])) continue;
-      if (n_kept++ > 0) write(above - c);
-      write_weight(weights[c], whole);
-      above = c;
+    for (std::size_t i = kept_.size(); i-- > 0;) {
+      write_weight(weights[kept_[i]], whole);
+      write(i > 0 ? kept_[i] - kept_[i - 1] : kept_[i]);
     }
-    if (n_kept > 0) write(above);
-    write(n_kept);
+    write(kept_.size());
     return head;
+  }
+
+  /// The sum of all: nothing adds nothing.
+  double sum_of_kept(const double* weights) const {
+    double sum = 0;
+    for (const code_t c : kept_) sum += weights[c];
+    return sum;
+  }
+  /// Few of many classes are kept; of these one has the largest weight unless none is above 0.
+  code_t decision_on(const double* weights) const {
+    if (!kept_.empty()) {
+      const auto weight_of = [weights](code_t c) { return weights[c]; };
+      const code_t largest = *std::ranges::max_element(kept_, {}, weight_of);
+      if (weights[largest] > 0) return largest;
+    }
+    return distribution(std::span(weights, n_codes_)).decide();
   }
 
   void write_links(const split_test& test, unsigned int n_branches,
@@ -324,15 +347,22 @@ class packed_tree::packer {
   }
 
   packed_tree& into_;
+  maker* by_;
   std::vector<byte>& bytes_;
   unsigned long n_codes_;
   std::vector<subtree> subtrees_;  // finished ones below the nodes of the path
   std::vector<double> sums_;
+  std::vector<code_t> kept_;  // codes of the weights that are kept
 };
 
 packed_tree::packed_tree(const table& t, const decision_tree& tree)
     : n_class_codes_(t.n_class_codes()) {
-  packer(*this).pack(tree);
+  packer<const decision_tree>(*this, nullptr).pack(tree);
+}
+
+packed_tree::packed_tree(const table& t, decision_tree& tree, maker& by)
+    : n_class_codes_(t.n_class_codes()) {
+  packer<decision_tree>(*this, &by).pack(tree);
 }
 
 packed_tree::packed_tree(const table& t, zel::inpout::ibinstream& in)

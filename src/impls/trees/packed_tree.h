@@ -36,8 +36,14 @@ class packed_tree {
  public:
   class node;
 
+  /// What makes a tree while it is packed.
+  class maker;
+
   /// `tree` is complete, or lacks branches without cases; none of its nodes is active.
   packed_tree(const table& t, const decision_tree& tree);
+  /// The same of a tree that is made meanwhile: what is packed is destroyed, so that of the tree
+  /// there is at any time no more than a path and what branches off it.
+  packed_tree(const table& t, decision_tree& tree, maker& by);
 
   /// What write() wrote, of a tree on a table of these classes: bytes of this process or of one
   /// that it trusts, as they are not checked.
@@ -69,12 +75,23 @@ class packed_tree {
 
  private:
   using byte = unsigned char;
+  template <class Tree>
   class packer;
   class unpacker;
 
   std::vector<byte> bytes_;
   unsigned long n_class_codes_;
   unsigned long size_ = 0, leaves_ = 0, depth_ = 0, epl_ = 0;
+};
+
+class packed_tree::maker {
+ public:
+  virtual ~maker() = default;
+  /// Gives a tree its children. Fathers are entered before their children, these from the last
+  /// branch to the first, and what is below one of them before the next.
+  virtual void enter(decision_tree& tree) = 0;
+  /// The tree is about to be packed, those below it are.
+  virtual void leave(decision_tree& tree) = 0;
 };
 
 /// A place in a packed tree: a node, or a leaf that no case came to.

@@ -109,8 +109,7 @@ TEST_F(grown_prediction, is_the_class_of_the_largest_share) {
   }
 }
 
-/// Case by case and all of them together, to the last bit; and so many cases without any value that
-/// their parts do not all fit in at once.
+/// Case by case and all of them together, to the last bit.
 TEST_F(grown_prediction, together_is_what_it_is_one_by_one) {
   const std::size_t width = t->n_attributes(), n = 1000, n_codes = t->n_class_codes();
   std::vector<std::uint32_t> codes;
@@ -121,22 +120,29 @@ TEST_F(grown_prediction, together_is_what_it_is_one_by_one) {
   using answer = batch_predictor::answer;
   auto& run = zel::util::default_context();
   const batch_predictor one(*t, {{&tree}}, answer::of_one, run),
-      two(*t, twice, answer::shares, run);
-  std::vector<outcome> alone(n), mean(n);
-  std::vector<double> means(n * n_codes);
-  one.predict({codes, width}, alone);
+      two(*t, twice, answer::shares, run), voters(*t, twice, answer::votes, run);
+  std::vector<outcome> alone(n), mean(n), voted(n);
+  std::vector<double> own_likely(n * n_codes), means(own_likely), likely(own_likely);
+  one.predict({codes, width}, alone, own_likely);
   two.predict({codes, width}, mean, means);
+  voters.predict({codes, width}, voted, likely);
   for (std::size_t i = 0; i < n; ++i) {
     const auto own = case_block{codes, width}.of_case(i);
     const std::vector<code_t> wide(own.begin(), own.end());
     decision_tree::prediction found;
     ASSERT_EQ(tree.predict_class(*t, wide, found, 1, 0), alone[i].depth) << i;
     ASSERT_EQ(found, std::pair(alone[i].predicted, alone[i].confidence)) << i;
-    std::vector<double> shares(n_codes);
-    tree.add_shares(wide, 1.5, shares);
-    tree.add_shares(wide, 0.3, shares);
+    ASSERT_EQ(voted[i].predicted, found.first);
+    std::vector<double> shares(n_codes), own_probable(shares), probable(shares);
+    tree.add_probabilities(wide, 1, own_probable);
+    for (const double votes : {1.5, 0.3}) {
+      tree.add_shares(wide, votes, shares);
+      tree.add_probabilities(wide, votes, probable);
+    }
     for (std::size_t c = 0; c < n_codes; ++c) {
       ASSERT_EQ(shares[c] / (1.5 + 0.3), means[i * n_codes + c]);
+      ASSERT_EQ(own_probable[c], own_likely[i * n_codes + c]);
+      ASSERT_EQ(probable[c] / (1.5 + 0.3), likely[i * n_codes + c]);
     }
     ASSERT_EQ(means[i * n_codes + mean[i].predicted], mean[i].confidence);
   }

@@ -5,7 +5,10 @@
 #include <functional>
 #include <limits>
 #include <sstream>
+#include <streambuf>
 
+#include "impls/pruning/strategies.h"
+#include "impls/support/binary_text.h"
 #include "impls/support/table_text.h"
 #include "impls/support/tree_builder.h"
 
@@ -93,6 +96,46 @@ TEST(deep_tree, is_written) {
   out.str("");
   on_small_stack([&] { tree->toXML(*t, out); });
   EXPECT_GT(out.view().size(), (2 * levels + 1) * 50);
+}
+
+/// Counts what is written to it.
+class counting_buffer : public std::streambuf {
+ public:
+  unsigned long n = 0;
+
+ protected:
+  int overflow(int c) override { return ++n, c; }
+  std::streamsize xsputn(const char*, std::streamsize count) override {
+    n += static_cast<unsigned long>(count);
+    return count;
+  }
+};
+
+// By hand (tests/limits): 2 GB. Strategies that raise are left out, as they look at all cases of a
+// node on every level; text, whose indentation alone would take 4 TB, too.
+TEST(deep_tree, DISABLED_of_a_million_levels_is_saved_pruned_and_written) {
+  constexpr unsigned long levels = 1000000;
+  const auto t = two_way_table();
+  const std::unique_ptr<case_list> cases(t->get_all());
+  const auto tree = build_path(levels, [](unsigned long level) {
+    return level % 2 == 0 ? std::vector<double>{1000, 0} : std::vector<double>{0, 1000};
+  });
+  decision_tree again;
+  read_all(binary_of([&](auto& out) { tree->bin_out(out, t.get()); }),
+           [&](auto& in) { again.bin_in(in, t.get(), nullptr); });
+  EXPECT_EQ(again.depth(), levels + 1);
+  using orvik::model::pruning_strategy;
+  for (unsigned strategy = 0; strategy < orvik::model::N_PRUNING_STRATEGIES; ++strategy) {
+    const auto how = static_cast<pruning_strategy>(strategy);
+    if (pruning::needs_training_cases(how)) continue;
+    const std::unique_ptr<decision_tree> copy(again.clone(*t, nullptr));
+    on_small_stack([&] { pruning::prune(*copy, how, {*t, 0.25, cases.get()}); });
+    EXPECT_LE(copy->depth(), levels + 1);
+  }
+  counting_buffer counted;
+  std::ostream out(&counted);
+  on_small_stack([&] { EXPECT_EQ(again.toDOT(*t, out, 0), 3 * levels); });
+  EXPECT_GT(counted.n, levels * 50);
 }
 
 }  // namespace

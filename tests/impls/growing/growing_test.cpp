@@ -2,8 +2,10 @@
 
 #include <random>
 
+#include "impls/growing/growing_plan.h"
 #include "impls/support/stock_tables.h"
 #include "impls/support/tree_builder.h"
+#include "zel/util/quick_gen.h"
 
 using namespace orvik::impls;
 
@@ -165,6 +167,12 @@ std::unique_ptr<table> flag_table(unsigned long rows, unsigned long seed, bool w
   return make_table(names + "k,string,class\n" + (weighted ? "w,double,weights\n" : ""), data);
 }
 
+/// That of its branch, branch by branch from the root.
+unsigned long seed_of(const decision_node& node) {
+  if (node.father() == nullptr) return 7;
+  return zel::util::spread(seed_of(*node.father()) ^ zel::util::spread(node.position()));
+}
+
 void expect_as_node_by_node(const table& t, unsigned round, bool drawn, bool forest) {
   const std::unique_ptr<case_list> all(t.get_all());
   case_list cases(*all);
@@ -183,6 +191,18 @@ void expect_as_node_by_node(const table& t, unsigned round, bool drawn, bool for
              forest ? &same_draws : nullptr);
   EXPECT_GT(tree.size(), 30u);
   EXPECT_EQ(exact_text_of(tree, t), exact_text_of(*expected, t));
+
+  if (round % 8 != 1) return;
+  const orvik::growth few{{orvik::attribute_draw::COUNT, 2}, true, false, true};
+  case_list again(own), once_more(own);
+  const auto seeded = grow_level_by_level(t, again, [&](decision_node& node, unsigned long) {
+    node.split(t, {orvik::model::GAIN_RATIO, 1, nullptr, t.n_attributes(), few}, nullptr,
+               seed_of(node));
+  });
+  const growing_plan plan(t, orvik::model::GAIN_RATIO, 1, nullptr, zel::util::default_context(),
+                          few);
+  tree.build(plan, &once_more, k_no_depth_limit, nullptr, /*seed=*/7);
+  EXPECT_EQ(exact_text_of(tree, t), exact_text_of(*seeded, t));
 }
 
 TEST(growing, on_counted_and_weighed_cases_agrees_with_growing_node_by_node) {

@@ -50,7 +50,7 @@ class calibrated_models : public testing::TestWithParam<learner> {
 };
 
 INSTANTIATE_TEST_SUITE_P(of, calibrated_models, testing::ValuesIn(k_learners),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& of) { return of.param.name; });
 
 // The class is the first of the largest shares wherever it is asked for, shares sum up to 1, and
 // those before calibration are the ones that the model has without it.

@@ -26,8 +26,11 @@ struct measured {
   code_range range;
   double min_weight;
   unsigned long n_classes;
+  bool free = false;  // a cut pays nothing for the choice, a branch needs no share
+  double weight = 0;  // of the cases, as their node has it; 0: their sum
 
   double total() const {
+    if (weight > 0) return weight;
     double sum = 0;
     for (const seen_case& c : cases) sum += c.weight;
     return sum;
@@ -75,6 +78,38 @@ inline desc_t twin_discrete(const measured& m) {
           twin_info(sizes) / m.total()};
 }
 
+/// One value against all others.
+inline desc_t twin_one_value(const measured& m) {
+  double unknown = 0, best_own = 0;
+  weights_t totals;
+  std::map<code_t, weights_t> values;
+  for (const seen_case& c : m.cases) {
+    (c.code == 0 ? unknown : values[c.code][c.class_code]) += c.weight;
+  }
+  for (const auto& [code, kinds] : values) {
+    for (const auto& [kind, w] : kinds) totals[kind] += w;
+  }
+  const double known = m.total() - unknown, base = twin_info(totals) / known;
+  desc_t best;
+  for (const auto& [code, kinds] : values) {
+    weights_t others = totals;
+    double own = 0;
+    for (const auto& [kind, w] : kinds) {
+      own += w;
+      others[kind] = std::max(others[kind] - w, 0.0);
+    }
+    if (own < m.min_weight || known - own < m.min_weight || !(known - own > 0)) continue;
+    const double gain =
+        (known / m.total()) * (base - (twin_info(kinds) + twin_info(others)) / known);
+    if (!(gain > best.gain)) continue;
+    best = {code, code, gain, 0};
+    best_own = own;
+  }
+  if (best.left_code == 0) return {};
+  const weights_t sizes{{0, unknown}, {1, best_own}, {2, known - best_own}};
+  return {best.left_code, best.right_code, best.gain, twin_info(sizes) / m.total()};
+}
+
 /// `moves` are the known cases in ascending order of code, those of a code that are moved at once
 /// as one.
 inline desc_t twin_continuous(const measured& m, double unknown,
@@ -84,7 +119,7 @@ inline desc_t twin_continuous(const measured& m, double unknown,
   for (const seen_case& c : moves) right[c.class_code] += c.weight;
   if (moves.empty() || 2 * m.min_weight > known) return {};
   const double share = 0.1 * known / static_cast<double>(m.n_classes);
-  const double min_split = m.min_weight >= share ? m.min_weight : std::min(25.0, share);
+  const double min_split = m.free || m.min_weight >= share ? m.min_weight : std::min(25.0, share);
   const double base = twin_info(right) / known;
   code_t reference = moves[0].class_code;
   std::set<code_t> since;  // classes of the cases since the reference point
@@ -113,7 +148,7 @@ inline desc_t twin_continuous(const measured& m, double unknown,
     best = {code, next, gain, 0};
     best_left = left_weight;
   }
-  const double penalty = twin_log2(tries) / m.total();
+  const double penalty = m.free ? 0 : twin_log2(tries) / m.total();
   if (penalty >= best.gain) return {};
   const weights_t sizes{{0, unknown}, {1, best_left}, {2, known - best_left}};
   return {best.left_code, best.right_code, best.gain - penalty, twin_info(sizes) / m.total()};

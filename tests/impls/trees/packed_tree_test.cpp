@@ -9,6 +9,7 @@
 
 #include "impls/evaluation/batch_predictor.h"
 #include "impls/growing/growing_plan.h"
+#include "impls/growing/packed_growing.h"
 #include "impls/support/binary_text.h"
 #include "impls/support/stock_tables.h"
 #include "impls/support/tree_builder.h"
@@ -105,13 +106,17 @@ TEST(packed_trees, say_what_grown_trees_say) {
       growing_plan plan(*t, orvik::model::INFORMATION_GAIN, 1, nullptr,
                         zel::util::default_context(), how);
       const std::unique_ptr<case_list> all(t->get_all());
-      case_list some(all->begin(), all->begin() + 250), again(some);
+      case_list some(all->begin(), all->begin() + 250), again(some), once_more(some);
       decision_tree complete, slim;
       complete.build(plan, &some, k_no_depth_limit, nullptr);
       plan.leave_out_empty_leaves(true);
       slim.build(plan, &again, k_no_depth_limit, nullptr);
       expect_same(*t, slim, packed_tree(*t, complete));
       expect_same(*t, complete, packed_tree(*t, slim));
+      const packed_tree at_once = grow_packed(plan, once_more, k_no_depth_limit, 0);
+      slim.set_estimated_error_from_leaf_error();
+      EXPECT_EQ(bytes_of(*at_once.unpack(false), *t), bytes_of(slim, *t));
+      EXPECT_EQ(at_once.bytes(), packed_tree(*t, slim).bytes());
       slim.prune_dt(*t, 0.25, decision_tree::CFCoefficient(0.25));
       complete.prune_dt(*t, 0.25, decision_tree::CFCoefficient(0.25));
       expect_same(*t, complete, packed_tree(*t, slim));
