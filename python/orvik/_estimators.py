@@ -79,33 +79,39 @@ def draw_of(max_features):
     return "percent", 100 * float(max_features)
 
 
+def costs_of_matrix(costs, n):
+    """By places of the true and the predicted class."""
+    try:
+        costs = np.asarray(costs, dtype=np.float64)
+    except (TypeError, ValueError) as failure:
+        raise ValueError(f"costs must be numbers: {failure}") from None
+    if costs.shape != (n, n):
+        raise ValueError(f"costs.shape == {costs.shape}, expected {(n, n)}, the number of classes")
+    return dict(np.ndenumerate(costs))
+
+
+def costs_of_pairs(costs, classes):
+    """As costs_of_matrix(), of those pairs that a dictionary names."""
+    places, found = {c: i for i, c in enumerate(classes.tolist())}, {}
+    for pair, cost in costs.items():
+        if not isinstance(pair, tuple) or len(pair) != 2:
+            raise ValueError(f"costs: {pair!r} is no pair of the true and the predicted class")
+        for each in pair:
+            if each not in places:
+                raise ValueError(f"costs: there is no class {each!r}")
+        found[places[pair[0]], places[pair[1]]] = cost
+    return found
+
+
 def costs_of(costs, classes, codes):
     """Pairs of codes, the predicted and the actual one, with what the errors cost."""
     if costs is None:
         return []
-    if isinstance(costs, dict):
-        code_of = dict(zip(classes.tolist(), codes))
-        pairs = []
-        for pair, cost in costs.items():
-            if not isinstance(pair, tuple) or len(pair) != 2:
-                raise ValueError(f"costs: {pair!r} is no pair of the true and the predicted class")
-            for each in pair:
-                if each not in code_of:
-                    raise ValueError(f"costs: there is no class {each!r}")
-            pairs.append((code_of[pair[1]], code_of[pair[0]], cost))
-    else:
-        n = len(classes)
-        try:
-            costs = np.asarray(costs, dtype=np.float64)
-        except (TypeError, ValueError) as failure:
-            raise ValueError(f"costs must be numbers: {failure}") from None
-        if costs.shape != (n, n):
-            raise ValueError(f"costs.shape == {costs.shape}, expected {(n, n)}, the number of classes")
-        pairs = [(codes[j], codes[i], costs[i, j]) for i in range(n) for j in range(n)]
-    for predicted, actual, cost in pairs:
+    found = costs_of_pairs(costs, classes) if isinstance(costs, dict) else costs_of_matrix(costs, len(classes))
+    for (actual, predicted), cost in found.items():
         if not isinstance(cost, numbers.Real) or not 0 <= cost <= 1e100 or (predicted == actual and cost != 0):
             raise ValueError(f"costs must be numbers from 0 to 1e100, of right classes 0; got {cost!r}")
-    return [(predicted, actual, float(cost)) for predicted, actual, cost in pairs]
+    return [(codes[predicted], codes[actual], float(cost)) for (actual, predicted), cost in found.items()]
 
 
 def class_weights_of(class_weight, classes, codes):
