@@ -303,7 +303,7 @@ class held_model {
       std::vector<double> shares, plain;
       for_each_block(held, n, 4096,
                      [&](unsigned long some, const std::vector<orvik::code_t>& codes) {
-                       model_->predict_codes(codes, some, shares, plain);
+                       ready().predict_codes(codes, some, shares, plain);
                        for (unsigned long i = 0; i < some * k; ++i)
                          *to++ = plain[i] >= limits[i % k];
                      });
