@@ -27,8 +27,9 @@ constexpr char k_bad[] = "what the model says of its files cannot be understood:
 constexpr int k_version = 1;
 
 using json_pool = rapidjson::MemoryPoolAllocator<zel::text::json_memory>;
-using document = rapidjson::GenericDocument<rapidjson::UTF8<>, json_pool, zel::text::json_memory>;
-using Value = document::ValueType;
+using json_document =
+    rapidjson::GenericDocument<rapidjson::UTF8<>, json_pool, zel::text::json_memory>;
+using Value = json_document::ValueType;
 
 [[noreturn]] void refuse(const std::string& what) { throw std::runtime_error(k_bad + what); }
 
@@ -106,7 +107,7 @@ orvprep::column_plan column_of(const Value& value, const orvik::column_view& col
 }
 
 reading parsed(const std::string& text, const orvik::schema_view& schema) {
-  document all;
+  json_document all;
   constexpr unsigned k_flags = rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag;
   all.Parse<k_flags>(text.data(), text.size());
   if (all.HasParseError() || !all.IsObject()) refuse("no JSON object");
