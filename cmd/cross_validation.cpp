@@ -54,7 +54,8 @@ std::unique_ptr<conf_matrix> test_fold(const options& opt, const dtree& model, t
 /// of the run, and ensembles, which share out their trees, are grown one after another by all.
 bool may_share_out(const options& opt) {
   return zel::util::default_context().companions != nullptr && !opt.is_ensemble() &&
-         !opt.strategy().separate_cases && opt.feature_selection == orvik::model::NO_SELECTION;
+         !opt.strategy().separate_cases && opt.feature_selection == orvik::model::NO_SELECTION &&
+         opt.calibration == orvik::calibration::none;
 }
 
 /// The models of all folds, each grown by one of the processes; none where all grow them
