@@ -6,6 +6,7 @@ Rows are made up as they are read. Prints what each case took, a row of the tabl
 --large adds those that take minutes, gigabytes, or both. Exit status 1 where one is not as it is to be.
 """
 import os
+import pathlib
 import resource
 import subprocess
 import sys
@@ -61,27 +62,8 @@ def flags(times):
     return repeated(block * 5000, times)
 
 
-GOLF = """sunny,85,85,false,no
-sunny,80,90,true,no
-overcast,83,86,false,yes
-rainy,70,96,false,yes
-rainy,68,80,false,yes
-rainy,65,70,true,no
-overcast,64,65,true,yes
-sunny,72,95,false,no
-sunny,69,70,false,yes
-rainy,75,80,false,yes
-sunny,75,70,true,yes
-overcast,72,90,true,yes
-overcast,81,75,false,yes
-rainy,71,91,true,no
-"""
-GOLF_NAMES = """outlook,string,discrete
-temperature,integer,continuous
-humidity,integer,continuous
-windy,string,discrete
-play,string,class
-"""
+EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples"
+GOLF, GOLF_NAMES = ((EXAMPLES / f"golf.{end}").read_text(encoding="ascii") for end in ("data", "names"))
 ONE = "x,string,discrete\nk,string,class\n"
 TRAIN = ["-fm", "t.names", "-fd", "/dev/stdin", "-tt", "2", "-t", "t.txt", "-tb", "t.tree"]
 
