@@ -115,20 +115,23 @@ std::string read_appendix(ibinstream& in) {
 template <class WriteTree>
 void write_side_by_side(obinstream& out, const zel::util::run_context& run, unsigned long n,
                         const WriteTree& write_tree) {
-  constexpr unsigned long k_first_room = 1UL << 16;
+  constexpr unsigned long k_first_room = 1UL << 16, k_many = 1000;
+  const unsigned long at_once = 1 + n / k_many;  // by a worker: many trees are small ones
   std::vector<zel::inpout::iomem> bytes(std::min(run.n_slots(), n));
-  for (unsigned long first = 0; first < n; first += bytes.size()) {
-    const unsigned long some = std::min<unsigned long>(bytes.size(), n - first);
+  for (unsigned long first = 0; first < n; first += bytes.size() * at_once) {
     run.with_workers([&] {
-      run.for_each_index(some, [&](unsigned long i) {
+      run.for_each_index(bytes.size(), [&](unsigned long i) {
         bytes[i].open(k_first_room);
         obinstream own(&bytes[i], /*owns=*/false);
-        write_tree(own, first + i);
+        const unsigned long begin = first + i * at_once;
+        for (unsigned long tree = begin; tree < std::min(begin + at_once, n); ++tree) {
+          write_tree(own, tree);
+        }
       });
     });
-    for (unsigned long i = 0; i < some; ++i) {
-      out.write_array(std::span<const char>(bytes[i].bytes()));
-      bytes[i].close();
+    for (zel::inpout::iomem& part : bytes) {
+      out.write_array(std::span<const char>(part.bytes()));
+      part.close();
     }
   }
 }
