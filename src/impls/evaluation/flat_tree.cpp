@@ -305,6 +305,12 @@ std::span<const flat_tree::place> flat_tree::descend(const case_block& cases,
   return ends;
 }
 
+flat_tree::case_numbers all_cases(std::size_t n) {
+  thread_local std::vector<std::uint32_t> numbers;
+  while (numbers.size() < n) numbers.push_back(static_cast<std::uint32_t>(numbers.size()));
+  return {numbers.data(), n};
+}
+
 std::vector<flat_tree::part>& flat_tree::no_stops() {
   thread_local std::vector<part> stops;
   stops.clear();

@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <cassert>
 #include <cstdint>
-#include <ranges>
 #include <span>
 #include <vector>
 
@@ -46,11 +45,13 @@ class flat_tree {
   /// Adds the codes that tests of each attribute compare with.
   void add_limits(std::vector<std::vector<code_t>>& by_attribute) const;
 
+  /// Numbers of cases of a block, in ascending order.
+  using case_numbers = std::span<const std::uint32_t>;
+
   /// Calls take(i, prediction, depth), what decision_tree::predict_class gives for a weight of 1,
-  /// for the cases `which` of the block, numbers in ascending order, here and below. Does not
-  /// allocate once the thread's memory has grown.
-  template <class Numbers, class Take>
-  void predict(const case_block& cases, const Numbers& which, const Take& take) const {
+  /// for the cases `which` of the block. Does not allocate once the thread's memory has grown.
+  template <class Take>
+  void predict(const case_block& cases, case_numbers which, const Take& take) const {
     const auto arrive = [&](std::uint32_t i, const leaf& reached) {
       take(i, {reached.predicted, reached.confidence}, reached.depth);
     };
@@ -65,8 +66,8 @@ class flat_tree {
   /// Spreads `amount` of every case over the classes: sums by case of the block, then by class
   /// code. Calls reached(i, depth) for a weight of 1. The steps and their order are those of
   /// decision_tree::add_shares, or by a rule of known shares of add_probabilities.
-  template <class Numbers, class Reached>
-  void add_shares(const case_block& cases, const Numbers& which, double amount,
+  template <class Reached>
+  void add_shares(const case_block& cases, case_numbers which, double amount,
                   std::span<double> sums, const Reached& reached) const {
     const auto arrive = [&](std::uint32_t i, const leaf& end) {
       distribute_by_rule(end, amount, own(sums, i));
@@ -82,8 +83,7 @@ class flat_tree {
     });
   }
   /// The same as by decision_tree::add_probabilities.
-  template <class Numbers>
-  void add_probabilities(const case_block& cases, const Numbers& which, double amount,
+  void add_probabilities(const case_block& cases, case_numbers which, double amount,
                          std::span<double> sums) const {
     const auto arrive = [&](std::uint32_t i, const leaf& end) {
       distribute_known(end, amount, own(sums, i));
@@ -171,8 +171,8 @@ class flat_tree {
 
   /// Calls arrive(i, leaf) for the cases that come to a leaf, and then parted(i, parts) for the
   /// others, with what of `amount` comes to each leaf.
-  template <class Numbers, class Arrive, class Parted>
-  void follow(const case_block& cases, const Numbers& which, double amount, const Arrive& arrive,
+  template <class Arrive, class Parted>
+  void follow(const case_block& cases, case_numbers which, double amount, const Arrive& arrive,
               const Parted& parted) const {
     assert(std::ranges::is_sorted(which));
     std::vector<traveller>& on_way = at_root(which.size());
@@ -240,10 +240,8 @@ class flat_tree {
   std::vector<known_shares> known_;
 };
 
-/// The numbers of all n cases of a block.
-inline auto all_cases(std::size_t n) {
-  return std::views::iota(std::uint32_t{0}, static_cast<std::uint32_t>(n));
-}
+/// The numbers of all n cases of a block; memory of the thread, valid until its next call.
+flat_tree::case_numbers all_cases(std::size_t n);
 
 /// Copies the codes of some rows of a table.
 void gather_codes(const table& t, std::span<const case_list::value_type> cases,
