@@ -147,7 +147,9 @@ class train_verb : public verb {
     outputs.push_back(output_);
     outputs.push_back(report_);
     const auto [names, data] = pair_of(input_.file);
-    check_files({input_.file, names, data, calibration_rows_}, outputs);
+    check_files(
+        {input_.file, names, data, calibration_rows_, learning_.costs, learning_.class_weights},
+        outputs);
     check_calibrated_outputs();
     for (std::size_t i = 0; i < k_documents.size(); ++i) {
       if (documents_[i].empty() || !k_documents[i].of_one_tree || learning_.n_trees() == 1)
