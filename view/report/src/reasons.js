@@ -100,6 +100,9 @@ export function reasonsOf(model, values, code) {
 
 export const inPoints = (x) => `${x < 0 ? '−' : '+'}${(100 * Math.abs(x)).toFixed(1)}`;
 
+/** Maps have no parts that add up. */
+const before = (model) => model.maps ? ' before calibration' : '';
+
 /** Bars by column, the largest first; `shown` writes a number. */
 function bars(model, parts, title, shown) {
   const order = [...parts.keys()].filter((c) => parts[c] !== 0)
@@ -124,7 +127,7 @@ export function reasonBars(model, values, code) {
   const { base, share, parts } = reasonsOf(model, values, code);
   if (parts.every((part) => part === 0)) return null;
   return bars(model, parts, el('span', {}, 'Reasons: ', name(model.classNames[code]),
-    ` from ${percent(base)}, with nothing known, to ${percent(share)}${model.maps ? ' before calibration' : ''}, in points`), inPoints);
+    ` from ${percent(base)}, with nothing known, to ${percent(share)}${before(model)}, in points`), inPoints);
 }
 
 /** The values, by column, of the first rows of the page: as many as do not take long to explain. */
@@ -152,7 +155,7 @@ export function reasonSummary(model) {
     const cases = casesOf(model);
     const sizes = meanReasons(model, cases);
     area.replaceChildren(bars(model, sizes,
-      `Mean size of the contributions over ${cases.length} rows, in points`,
+      `Mean size of the contributions${before(model)} over ${cases.length} rows, in points`,
       (x) => (100 * x).toFixed(1)), reasonPlot(model, cases, sizes));
   };
   area.append(el('button', { type: 'button', id: 'sum-up-reasons', onclick: show },
