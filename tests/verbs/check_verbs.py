@@ -125,6 +125,7 @@ class Check:
              "predict: cannot write to /dev/full: "),
             (["train", "flats.csv", "--cost-weights"], 2, "--cost-weights is for --costs"),
             (["train", "flats.csv", "--costs", "costs.csv", "--prune", "pepa"], 2, "not with --costs"),
+            (["train", "flats.csv", "--laplace", "--pmml", "out"], 2, "--pmml does not say"),
             (["select", "flats.csv", "--costs", "costs.csv", "-o", "./costs.csv"], 1, "same file"),
             (["view", "--svg", "--cpp", "golf.tree", "-o", "out"], 2, "--svg"),
             (["view", "--rules", "prose", "golf.tree"], 2, "prose"),
@@ -260,6 +261,8 @@ class Check:
             texts.append(open(self.path("t.txt"), encoding="utf-8").read())
             require(("cost: " in done.stdout) == bool(options), done.stdout)
         require(texts[0] == texts[1] and len(set(texts)) == 3, "trees by costs")
+        self.run("train", "flats.csv", "-q", "--no-cv", "--forest", "3", "--costs", "costs.csv", "--sql", "q.sql")
+        require("costs(actual, predicted, cost)" in open(self.path("q.sql"), encoding="utf-8").read(), "costs in SQL")
         search = ("select", "flats.csv", "--method", "forward", "--costs", "costs.csv")
         found = json.loads(self.run(*search, "--json").stdout)
         done = self.run(*search)
