@@ -33,7 +33,8 @@ struct ready_model {
 };
 
 /// Predicts n cases on the workers: fill(i, codes) gives the codes of case i by attribute, and
-/// use(i, prediction), or with the shares of the classes behind it, gets what is found.
+/// use(i, prediction), or with the shares of the classes behind it, now and before calibration,
+/// gets what is found.
 template <class Fill, class Use>
 void predict_each(const ready_model& model, unsigned long n, const Fill& fill, const Use& use) {
   constexpr unsigned long k_chunk = 512;
@@ -42,11 +43,12 @@ void predict_each(const ready_model& model, unsigned long n, const Fill& fill, c
     const unsigned long first = chunk * k_chunk, end = std::min(n, first + k_chunk);
     std::vector<code_t> codes((end - first) * width);
     for (unsigned long i = first; i < end; ++i) fill(i, codes.data() + (i - first) * width);
-    if constexpr (std::is_invocable_v<Use, unsigned long, orvik::dtree::prediction, double*>) {
+    if constexpr (!std::is_invocable_v<Use, unsigned long, orvik::dtree::prediction>) {
       std::vector<double> shares, plain;
       const auto found = model.ask.predict_codes(codes, end - first, shares, plain);
       for (unsigned long i = first; i < end; ++i) {
-        use(i, found[i - first], shares.data() + (i - first) * model.n_class_codes);
+        const unsigned long at = (i - first) * model.n_class_codes;
+        use(i, found[i - first], shares.data() + at, plain.data() + at);
       }
     } else {
       const auto found = model.ask.predict_codes(codes, end - first);
@@ -138,6 +140,7 @@ predicted_rows predict_rows(const orvik::dtree& model, const recoded_rows& rows)
       judged.classes.size() > k_most_matrix_classes ? 0 : judged.classes.size();
   judged.predicted.resize(rows.size());
   judged.shares.resize(rows.size() * n_shares);
+  if (model.is_calibrated()) judged.plain.resize(judged.shares.size());
   all.confidences.resize(rows.size());
   for (row_t row = 0; row < rows.size(); ++row) {
     judged.actual.push_back(rows.class_of(row));
@@ -145,10 +148,12 @@ predicted_rows predict_rows(const orvik::dtree& model, const recoded_rows& rows)
   }
   const auto fill = [&](row_t row, code_t* codes) { rows.codes_of(row, codes); };
   predict_each(ready_model(model), rows.size(), fill,
-               [&](row_t row, const auto& found, const double* shares) {
+               [&](row_t row, const auto& found, const double* shares, const double* plain) {
                  judged.predicted[row] = found.class_code;
                  all.confidences[row] = found.confidence;
                  std::copy_n(shares, n_shares, judged.shares.data() + row * n_shares);
+                 if (!judged.plain.empty())
+                   std::copy_n(plain, n_shares, judged.plain.data() + row * n_shares);
                });
   return all;
 }

@@ -118,6 +118,10 @@ const tests = {
     assert.equal(await page.locator('.profile tbody tr').count(), 5);
     await page.click('#node-5');
     assert.equal(await page.locator('.tested .cut').count(), 1);
+    const maps = await browser.open(shop.report(shop.grow(golf, '-calibrate', 'platt', '-seed', '1'), '--names',
+                                                `${golf}.names`, '--data', `${golf}.data`));
+    assert.match(await maps.textContent('.measures'), /[\d.]+ \(before calibration [\d.]+\)/);
+    assert.equal(await maps.locator('.curve.before').count(), 1);
   },
 
   async 'the first picture can be read, and phones get whole rules'() {
