@@ -75,6 +75,7 @@ Output
 The run
     -tt N                workers, 0 for as many as the machine has
     -seed N              the same random draws again
+    -resume FILE         keep finished tasks there, and go on from those that it has
     -tti T W FILE        a trace of the times with T up to W workers
 Experiments
     -sdm2012 N           compare prunings on the folds of -cv

@@ -165,6 +165,7 @@ constexpr option_row k_options[] = {
     {"-shaptop", EXPERIMENT},
     {"-tti", EXPERIMENT},  // but that it sets the number of workers
     {"-seed", SAVED_MODEL},
+    {"-resume", SAVED_MODEL},
     {"-as2018", SDM2012},
 };
 

@@ -137,6 +137,7 @@ std::vector<run_file> output_files(const options& opt) {
   add_file(files, "binary tree output file ", opt.tree_binary_output, /*replaced=*/true);
   add_file(files, "score output file ", opt.score_output_file, /*replaced=*/true);
   add_file(files, "output file of reasons ", opt.reasons_file, /*replaced=*/true);
+  add_file(files, "file of finished tasks ", opt.resume_file);
   return files;
 }
 
