@@ -36,9 +36,10 @@ void be_silent() {
 /// What others than the first process do: the same, without an output.
 void leave_out_outputs(options& opt) {
   for (std::string options::*file :
-       {&options::score_output_file, &options::binary_data_output, &options::tree_binary_output,
-        &options::text_file, &options::xml_file, &options::dot_file, &options::pmml_file,
-        &options::json_file, &options::log_file, &options::metrics_file, &options::reasons_file}) {
+       {&options::score_output_file, &options::binary_data_output, &options::mapped_data_output,
+        &options::tree_binary_output, &options::text_file, &options::xml_file, &options::dot_file,
+        &options::pmml_file, &options::json_file, &options::log_file, &options::metrics_file,
+        &options::reasons_file}) {
     (opt.*file).clear();
   }
   opt.text_stdout = opt.log_stdout = opt.xml_stdout = opt.dot_stdout = false;
