@@ -57,9 +57,11 @@ void write_at(zel::inpout::iofile& out, std::string_view bytes) {
   }
 }
 
-void open_at(zel::inpout::iofile& out, const std::string& file, std::uint64_t position) {
-  const bool good = out.open(file, zel::inpout::mode_write, 0) &&
-                    out.lseek(static_cast<long>(position), SEEK_SET) >= 0;
+void open_at(zel::inpout::iofile& out, const std::string& file, std::uint64_t position,
+             int mode = zel::inpout::mode_write) {
+  constexpr int k_permissions = 0666;
+  const bool good =
+      out.open(file, mode, k_permissions) && out.lseek(static_cast<long>(position), SEEK_SET) >= 0;
   if (!good) throw std::runtime_error(zel::inpout::system_reason(errno));
 }
 
@@ -156,7 +158,8 @@ mapped_writer::mapped_writer(const std::string& file, const table& schema, unsig
     header_.bytes = places_[i].begin + code_bytes(bits_[i], rows);
   }
   zel::inpout::iofile out;
-  open_at(out, file, schema_at);
+  using namespace zel::inpout;
+  open_at(out, file, schema_at, mode_write | mode_create | mode_truncate);
   write_at(out, written);
   close(out);
 }
