@@ -1,4 +1,5 @@
 // The table of a run.
+#include <algorithm>
 #include <cmath>
 
 #include "driver.h"
@@ -68,6 +69,14 @@ void save_mapped(const table& t, const options& opt, std::ostream* log) {
 }
 
 }  // namespace
+
+bool only_makes_table(const options& opt) {
+  constexpr std::string_view k_of_tables[] = {"-f",   "-fm", "-fd", "-bd",   "-sep", "-db",
+                                              "-dbm", "-l",  "-nl", "-lstd", "-tt",  "-seed"};
+  return opt.is_given("-dbm") && std::ranges::all_of(opt.given, [&](std::string_view option) {
+           return std::ranges::find(k_of_tables, option) != std::end(k_of_tables);
+         });
+}
 
 std::unique_ptr<table> load_save_table(const options& opt, std::ostream* log) {
   std::unique_ptr<table> t =

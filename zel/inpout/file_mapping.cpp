@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 
 #include <cerrno>
+#include <new>
 #include <stdexcept>
 
 #include "zel/inpout/binstream.h"
@@ -23,6 +24,7 @@ file_mapping::file_mapping(const std::string& name) {
   const long size = file.size();
   if (size == 0) return;
   void* const at = file.mem_map(0, size);  // stays when the descriptor goes
+  if (at == MAP_FAILED && errno == ENOMEM) throw std::bad_alloc();
   if (at == MAP_FAILED) throw std::runtime_error(system_reason(errno));
   at_ = at;
   size_ = static_cast<std::size_t>(size);
