@@ -20,6 +20,7 @@ using zel::inpout::stream;
 
 namespace {
 
+constexpr char k_lost_place[] = "a piece of the rows cannot be read again";
 constexpr char k_no_regular_file[] = "not a regular file";
 
 /// Calls write(), which writes `file` or beside it; its errors then name the file.
@@ -61,7 +62,7 @@ class stored_pieces {
     const std::unique_ptr<zel::inpout::ioconn> from(
         zel::inpout::ioconn::get_default_input(file_.path(), /*workers=*/1));
     for (const std::vector<long>& begins : begins_) {
-      from->lseek(begins[i], SEEK_SET);
+      zel::inpout::require(from->lseek(begins[i], SEEK_SET) == begins[i], k_lost_place);
       zel::inpout::ibinstream in(from.get(), /*owns=*/false);
       use(*read_column(in));
     }
