@@ -367,6 +367,7 @@ constexpr option_row k_options[] = {
     {"-as", set_acceptable_subset},
     {"-fslimit", set_selection_limit},
     {"-db", set_file<&options::binary_data_output>},
+    {"-dbm", set_file<&options::mapped_data_output>},
     {"-tb", set_file<&options::tree_binary_output>},
     {"-l", set_file<&options::log_file>},
     {"-t", set_text_file},

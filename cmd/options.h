@@ -52,6 +52,7 @@ class options {
   std::string binary_data_input;
   std::string tree_binary_input;
   std::string binary_data_output;
+  std::string mapped_data_output;
   std::string tree_binary_output;
   std::string text_file;
   std::string xml_file;

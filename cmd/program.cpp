@@ -46,6 +46,7 @@ void train_and_save(options& opt, outputs& out) {
     if (result.model) calibrate(opt, nullptr, nullptr, *result.model, out.log());
   } else {
     table = load_save_table(opt, out.log());
+    if (only_makes_table(opt)) return out.end_log();
     const kept_tasks kept(opt, *table);
     result = opt.sdm2012  ? exp_sdm2012(table.get(), opt, out.log())
              : opt.as2018 ? exp_as2018(table.get(), opt, out.log())

@@ -49,9 +49,9 @@ void leave_out_outputs(options& opt) {
   opt.text_stdout = opt.text_stdout || !opt.text_file.empty();
   opt.xml_stdout = opt.dot_stdout = false;
   for (std::string options::*file :
-       {&options::binary_data_output, &options::tree_binary_output, &options::text_file,
-        &options::xml_file, &options::dot_file, &options::pmml_file, &options::json_file,
-        &options::log_file}) {
+       {&options::binary_data_output, &options::mapped_data_output, &options::tree_binary_output,
+        &options::text_file, &options::xml_file, &options::dot_file, &options::pmml_file,
+        &options::json_file, &options::log_file}) {
     (opt.*file).clear();
   }
   for (std::string options::*file :
