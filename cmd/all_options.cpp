@@ -74,6 +74,7 @@ Output
     -lstd  -nl           the log on standard output, the default; not there
 The run
     -tt N                workers, 0 for as many as the machine has
+    -columns             the processes of orvmpi grow single trees together, each by its columns
     -seed N              the same random draws again
     -tti T W FILE        a trace of the times with T up to W workers
 Experiments

@@ -382,6 +382,7 @@ constexpr option_row k_options[] = {
     {"-dstd", set_to<&options::dot_stdout, true>},
     {"-tt", set_workers},
     {"-tti", set_trace},
+    {"-columns", set_to<&options::columns, true>},
     {"-seed", set_seed},
     {"-unseen", set_to<&options::unseen, true>},
     {"-imp", set_to<&options::importance, true>},

@@ -8,6 +8,7 @@ run, and one of two has no table: the older model must stay whole, and the line 
 it was.
 """
 import os
+import random
 import re
 import signal
 import subprocess
@@ -40,6 +41,8 @@ def outputs(orvcmd, program, settings, folder):
     done = run(program + settings + [word for (option, _), place in zip(FILES, places) for word in (option, place)])
     if done.returncode:
         raise SystemExit(f"{program} {settings}: {done.stdout}{done.stderr}")
+    if "-columns" in settings and len(program) > 1 and " + told: " not in done.stdout:
+        raise SystemExit(f"{program} {settings}: told nothing")
     found = [[line for line in done.stdout.split("\n") if re.match(r" \+ (err|sz|depth|nf|oob):", line)]]
     for place in places[:-1]:
         with open(place, "rb") as text:
@@ -47,8 +50,23 @@ def outputs(orvcmd, program, settings, folder):
     return found + [without_times(orvcmd, places[-1], folder)]
 
 
-def check_same(mpirun, orvcmd, orvmpi, table, processes, folder):
-    for options in OPTIONS:
+def write_table(folder):
+    """Enough rows to be split in rounds; numbers, words, unknown cells and weights."""
+    draw = random.Random(7)
+    stem = os.path.join(folder, "drawn")
+    with open(stem + ".names", "w", encoding="ascii") as names:
+        names.write("a,double,continuous\nb,string,discrete\nc,integer,continuous\nd,string,discrete\n"
+                    "k,string,class\nw,double,weights\n")
+    with open(stem + ".data", "w", encoding="ascii") as data:
+        for _ in range(6000):
+            a, b, c = draw.randrange(500), draw.randrange(5), draw.randrange(30)
+            cells = [a, b, "?" if draw.random() < 0.1 else c, draw.randrange(2), (a // 90 + b * (c > 12)) % 3]
+            data.write(",".join(map(str, cells + [0.1 * draw.randrange(1, 9)])) + "\n")
+    return ["-f", stem]
+
+
+def check_same(mpirun, orvcmd, orvmpi, table, processes, folder, all_options=OPTIONS):
+    for options in all_options:
         settings = table + options + ["-seed", "5", "-tt", "2"]
         wanted = outputs(orvcmd, [orvcmd], settings, folder)
         for n in processes:
@@ -94,6 +112,7 @@ def main(mpirun, orvcmd, orvmpi, names, data, *processes):
     table = ["-fm", names, "-fd", data]
     with tempfile.TemporaryDirectory() as folder:
         check_same(mpirun, orvcmd, orvmpi, table, processes or ("1", "3"), folder)
+        check_same(mpirun, orvcmd, orvmpi, write_table(folder), processes or ("3",), folder, (["-columns"],))
         check_killed(mpirun, orvmpi, table, folder)
     check_lone_error(mpirun, orvmpi, table)
     return 0

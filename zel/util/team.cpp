@@ -31,10 +31,11 @@ std::uint64_t take_number(std::string_view& text) {
 /// What this process found in its part of [0, n): number, length and bytes of each.
 std::string do_part(const run_context& run, unsigned long n, unsigned long at_once,
                     const std::function<std::string(unsigned long)>& work) {
+  const working_alone alone(run);
   std::string found;
   std::mutex mutex;
   const auto work_until_none_is_left = [&](unsigned long) {
-    for (unsigned long i = run.companions->claim(); i < n; i = run.companions->claim()) {
+    for (unsigned long i = alone.companions()->claim(); i < n; i = alone.companions()->claim()) {
       const std::string bytes = work(i);
       const std::lock_guard lock(mutex);
       put_number(found, i);
@@ -78,6 +79,12 @@ void team::tell_error(std::string_view text) {
   failed_ = true;
   gather(k_error + std::string(text));
 }
+
+working_alone::working_alone(const run_context& run) : run_(run), companions_(run.companions) {
+  run.companions = nullptr;
+}
+
+working_alone::~working_alone() { run_.companions = companions_; }
 
 void share_out(const run_context& run, unsigned long n, unsigned long at_once,
                const std::function<std::string(unsigned long)>& work,

@@ -46,9 +46,21 @@ class team : private nocopy {
 /// Calls work(i) for every i of [0, n), each in one process of the team of `run`, `at_once` of them
 /// at a time, and then in every process take(i, what work(i) gave), one call after another. Called
 /// by all, inside with_workers() where several are at work at once. Throws in all what was thrown
-/// in one.
+/// in one. Inside work(i) the run has no team.
 void share_out(const run_context& run, unsigned long n, unsigned long at_once,
                const std::function<std::string(unsigned long)>& work,
                const std::function<void(unsigned long, std::string_view)>& take);
+
+/// While it lives the run has no team.
+class working_alone : private nocopy {
+ public:
+  explicit working_alone(const run_context& run);
+  ~working_alone();
+  team* companions() const { return companions_; }
+
+ private:
+  const run_context& run_;
+  team* companions_;
+};
 
 }  // namespace zel::util
