@@ -71,7 +71,7 @@ void log_measures(std::ostream* log, const dtree& model) {
 /// What the processes of the run told one another to grow trees together.
 void log_told(std::ostream* log) {
   const auto& steps = zel::util::default_context().steps;
-  if (steps.n == 0) return;
+  if (steps.n == 0) return log_line(log, " + told: nothing");
   log_line(log, " + told: ", steps.bytes, " bytes in ", steps.n, " rounds, at most ",
            steps.most_bytes, " in one");
 }

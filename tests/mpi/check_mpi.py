@@ -41,7 +41,7 @@ def outputs(orvcmd, program, settings, folder):
     done = run(program + settings + [word for (option, _), place in zip(FILES, places) for word in (option, place)])
     if done.returncode:
         raise SystemExit(f"{program} {settings}: {done.stdout}{done.stderr}")
-    if "-columns" in settings and len(program) > 1 and " + told: " not in done.stdout:
+    if "-columns" in settings and len(program) > 1 and " bytes in " not in done.stdout:
         raise SystemExit(f"{program} {settings}: told nothing")
     found = [[line for line in done.stdout.split("\n") if re.match(r" \+ (err|sz|depth|nf|oob):", line)]]
     for place in places[:-1]:

@@ -4,7 +4,9 @@
 #include <barrier>
 #include <thread>
 
+#include "impls/growing/count_partition.h"
 #include "impls/growing/growing_plan.h"
+#include "impls/growing/told_branches.h"
 #include "impls/support/stock_tables.h"
 #include "impls/support/tree_builder.h"
 #include "zel/util/run_context.h"
@@ -40,6 +42,63 @@ class thread_team : public zel::util::team {
   meeting_place& place_;
   unsigned long rank_;
 };
+
+/// A discrete column of 300 values and a continuous one, both with unknown cells.
+std::unique_ptr<table> wide_table() {
+  std::string rows;
+  for (unsigned i = 0; i < 1500; ++i) {
+    rows += i % 7 == 3 ? "?" : std::to_string(i * 37 % 300);
+    rows += i % 11 == 5 ? ",?" : ',' + std::to_string(i * 13 % 50);
+    rows += i % 2 ? ",a\n" : ",b\n";
+  }
+  return make_table("v,string,discrete\nx,integer,continuous\nk,string,class\n", rows);
+}
+
+void expect_told(const table& t, const split_test& test, const std::vector<counted_case>& cases) {
+  const growing_plan plan(t, orvik::model::GAIN_RATIO, 2, nullptr);
+  const column& tested = t.column_of(test.attribute);
+  const std::size_t n = test.parts_in_two() ? 2 : tested.values()->size_of_known();
+  std::string told;
+  growing::told_branches::tell<counted_case>(plan, test, cases, told);
+  const std::size_t size = told.size();
+  told.append(8, '\0');
+  std::string_view left = told;
+  const growing::told_branches read(left, test, n, cases.size());
+  EXPECT_EQ(left.size(), 8u);
+  growing::partition_scratch expected, found;
+  expected.start(test, n, t.n_class_codes());
+  found.start(test, n, t.n_class_codes());
+  const growing::told_codes codes = read.codes();
+  bool unknown = false;
+  for (const counted_case& c : cases) {
+    const auto code = static_cast<std::uint32_t>(tested.get_row_index(c.row));
+    unknown = unknown || code == k_unknown;
+    ASSERT_EQ(codes[c.row], code == k_unknown ? 0 : test.branch_of(code) + 1);
+    if (code == k_unknown) continue;
+    growing::branch_part& part = expected.parts[test.branch_of(code)];
+    part.lowest = std::min(part.lowest, code);
+    part.highest = std::max(part.highest, code);
+  }
+  EXPECT_EQ(read.some_unknown(), unknown);
+  read.give_ranges(found.parts);
+  for (std::size_t b = 0; b < n; ++b) {
+    EXPECT_EQ(found.parts[b].lowest, expected.parts[b].lowest);
+    EXPECT_EQ(found.parts[b].highest, expected.parts[b].highest);
+  }
+  const std::size_t bits = n > 2 ? 9 : unknown ? 2 : 1;
+  EXPECT_EQ(size, 1 + (n > 2 ? 0 : 16) + (cases.size() * bits + 7) / 8);
+}
+
+TEST(told_branches, are_those_of_the_test) {
+  const auto t = wide_table();
+  for (const unsigned step : {1U, 7U, 11U}) {  // without unknown values of the one, of the other
+    std::vector<counted_case> cases;
+    for (std::uint32_t row = 0; row < 1500; row += step) cases.push_back({row, 1, 1});
+    expect_told(*t, split_test{0}, cases);
+    expect_told(*t, split_test::one_value(0, 17), cases);
+    expect_told(*t, split_test::cut_at(1, 20), cases);
+  }
+}
 
 struct sample {
   const char* name;
