@@ -56,7 +56,7 @@ Scores
     -sets P  -byclass    sets with the true class for P % of the rows; for those of each class
     -calibrate HOW       shares that mean what they say: isotonic, platt, plain (for sets only)
     -calrows FILE        on these rows, not on training rows that trees were not grown on
-    -shap FILE           why: what each attribute contributes to the share of every class
+    -shap FILE           why: what each attribute adds to the share of every class, before calibration
     -shappred            in it: the predicted class only
     -shaptop N           in it: the N largest contributions of a row by name
     -unseen              values that training did not have count as unknown, in tests too

@@ -41,12 +41,25 @@ void add_fold(const options& opt, const dtree& model, const conf_matrix& cm, _cv
   errors.gamma += cm.err_gamma();
 }
 
+/// Makes of shares whether the class is in the set of the row.
+void put_in_sets(orvik::judged_rows& rows, const std::vector<double>& limits) {
+  if (!rows.plain.empty()) rows.shares.swap(rows.plain);
+  rows.plain.clear();
+  for (std::size_t i = 0; i < rows.shares.size(); ++i) {
+    rows.shares[i] = rows.shares[i] >= limits[i % limits.size()] ? 1 : 0;
+  }
+}
+
 std::unique_ptr<conf_matrix> test_fold(const options& opt, const dtree& model, table* t,
-                                       table::subset& fold, orvik::judged_rows& judged) {
-  if (!opt.judges()) return std::unique_ptr<conf_matrix>(model.test(t, &fold, nullptr));
+                                       table::subset& fold, training& result) {
+  if (!opt.judges_tests()) return std::unique_ptr<conf_matrix>(model.test(t, &fold, nullptr));
   orvik::judged_rows rows;
   std::unique_ptr<conf_matrix> matrix(model.test(t, &fold, rows));
-  append(judged, rows);
+  if (opt.judges()) append(result.judged_in_folds, rows);
+  if (opt.sets.wanted()) {
+    put_in_sets(rows, model.get_set_limits(opt.sets));
+    append(result.sets_in_folds, rows);
+  }
   return matrix;
 }
 
@@ -106,7 +119,7 @@ double percent_truncated(double value) { return std::trunc(value * 10000) / 100;
 double truncated(double value) { return std::trunc(value * 100) / 100; }
 
 void cross_validate(const options& opt, table* t, const dtree& model, _cv_errors& errors,
-                    orvik::judged_rows& judged, std::ostream* log) {
+                    training& result, std::ostream* log) {
   const auto k = static_cast<unsigned long>(opt.cv_folds);
   const auto repetitions = static_cast<unsigned long>(opt.cv_repetitions);
   require_rows_for_folds(*t, opt);
@@ -118,8 +131,8 @@ void cross_validate(const options& opt, table* t, const dtree& model, _cv_errors
   for (unsigned long repetition = 0; repetition < repetitions; ++repetition) {
     all->stratify_cross(k, t, true);
     std::unique_ptr<dtree> copy(model.clone(/*parameters_only=*/true));
-    // What sets need is of no use here, and takes ten trainings more.
-    if (copy->get_calibration() == orvik::calibration::plain) {
+    // What sets need is of no use without them, and may take ten trainings more.
+    if (copy->get_calibration() == orvik::calibration::plain && !opt.sets.wanted()) {
       copy->set_calibration(orvik::calibration::none);
     }
     const std::vector<std::string> grown = share_out_folds(opt, t, *all, *copy, k);
@@ -127,13 +140,13 @@ void cross_validate(const options& opt, table* t, const dtree& model, _cv_errors
       const fold_parts parts = take_fold(*all, k, i);
       grown.empty() ? copy->build(t, parts.train.get())
                     : void(copy.reset(dtree::from_bytes(grown[i])));
-      const std::unique_ptr<conf_matrix> cm = test_fold(opt, *copy, t, *parts.test, judged);
+      const std::unique_ptr<conf_matrix> cm = test_fold(opt, *copy, t, *parts.test, result);
       add_fold(opt, *copy, *cm, errors);
       zel::util::default_context().count(unit::folds);
       if (log != nullptr) *log << '.' << std::flush;
     }
   }
-  judged.times = static_cast<double>(repetitions);
+  result.judged_in_folds.times = static_cast<double>(repetitions);
   log_figures(log, errors, static_cast<double>(k * repetitions), !opt.costs_file.empty());
 }
 

@@ -27,6 +27,9 @@ struct training {
   /// What is said of the training cases, of those out of bag and of the folds, where figures are
   /// asked for.
   orvik::judged_rows judged, judged_out_of_bag, judged_in_folds;
+  /// Of the rows of the folds, where sets are asked for, shares of 1 for the classes that are in
+  /// the set, and 0: each fold has limits of its own.
+  orvik::judged_rows sets_in_folds;
 };
 
 /// A model with the parameters of the options, without attributes searched or anything grown.

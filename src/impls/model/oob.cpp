@@ -87,10 +87,11 @@ void vote(const table& t, const ballot& asked, const chunk& some, std::span<doub
   }
 }
 
-std::uint32_t winner(const decision& decides, const vote_count& votes, std::size_t c) {
+/// `shares` is memory for those of a case.
+std::uint32_t winner(const decision& decides, const vote_count& votes, std::size_t c,
+                     std::vector<double>& shares) {
   if (!decides.is_plain()) {
-    std::vector<double> shares = votes.shares_of(c);
-    if (shares.empty()) return k_no_vote;
+    if (!votes.shares_of(c, shares)) return k_no_vote;
     decides.adjust(shares);
     return static_cast<std::uint32_t>(decides.decide(shares));
   }
@@ -140,8 +141,9 @@ class bag_judge {
     std::vector<double> likely(beside ? some.cases.size() * k : 0);
     vote(t_, asked_, some, likely, [&](std::size_t tree, auto, vote_count& votes) {
       if (tree + 1 < asked_.trees.size()) return;
+      std::vector<double> shares;
       for (std::size_t c = 0; c < some.cases.size(); ++c) {
-        const std::uint32_t predicted = winner(asked_.decides, votes, c);
+        const std::uint32_t predicted = winner(asked_.decides, votes, c, shares);
         if (predicted == k_no_vote) continue;
         const auto& [row, weight] = some.cases[c];
         rows.actual.push_back(t_.class_column().get_row_index(row));
@@ -181,6 +183,7 @@ struct voted_weights {
 /// What the cases of a chunk add. Only where a tree votes can a winner change.
 void follow(const table& t, const ballot& trees, const chunk& some, voted_weights& sums) {
   std::vector<std::uint32_t> winners(some.cases.size(), k_no_vote);
+  std::vector<double> shares;
   double voted = 0, wrong = 0;
   const auto is_wrong = [&](std::uint32_t c) {
     return winners[c] != t.class_column().get_row_index(some.cases[c].first);
@@ -193,7 +196,7 @@ void follow(const table& t, const ballot& trees, const chunk& some, voted_weight
       } else if (is_wrong(c)) {
         wrong -= weight;
       }
-      winners[c] = winner(trees.decides, votes, c);
+      winners[c] = winner(trees.decides, votes, c, shares);
       if (is_wrong(c)) wrong += weight;
     }
     sums.voted[tree] = voted;
@@ -223,8 +226,9 @@ double dtree::oob_error(const table& t) const {
     for_each_chunk(*run_, cases_, n_codes, [&](unsigned long, const chunk& some) {
       vote(t, trees, some, {}, [&](std::size_t tree, auto, const vote_count& votes) {
         if (tree + 1 < trees.trees.size()) return;
+        std::vector<double> shares;
         for (std::size_t c = 0; c < some.cases.size(); ++c) {
-          winners[some.first + c] = winner(trees.decides, votes, c);
+          winners[some.first + c] = winner(trees.decides, votes, c, shares);
         }
       });
     });

@@ -48,7 +48,8 @@ struct reason_lines {
 class reason_writer {
  public:
   reason_writer(const explainer& of, const dtree& model, char separator, const reason_form& form)
-      : base_(of.base()),
+      : of_(of),
+        base_(of.base()),
         model_(model),
         classes_(model.class_names()),
         separator_(separator),
@@ -72,15 +73,14 @@ class reason_writer {
       ((line += separator_) += "attribute" + number + separator_) += "part" + number;
     }
     if (form_.most > 0) (line += separator_) += "others";
-    const bool votes = model_.votes() && model_.trees().answer() == combination::votes;
-    ((line += separator_) += votes ? "mean_share" : "share") += '\n';
+    ((line += separator_) += of_.share_name()) += '\n';
     return line;
   }
 
   void append(std::span<const std::uint32_t> codes, std::span<const double> parts,
               reason_lines& to) {
     codes_.assign(codes.begin(), codes.end());
-    model_.predict_distribution(codes_, shares_);
+    of_.shares_of(codes_, shares_);
     decision_tree::prediction said{0, 0};
     if (form_.predicted_only) {
       model_.predict(*model_.get_training_table(), codes_, said, /*weight=*/1.0);
@@ -116,6 +116,7 @@ class reason_writer {
     append_exact(line += separator_, others);
   }
 
+  const explainer& of_;
   const std::vector<double>& base_;
   const dtree& model_;
   std::vector<std::string> classes_;
