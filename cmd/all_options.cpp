@@ -75,6 +75,7 @@ Output
     -lstd  -nl           the log on standard output, the default; not there
 The run
     -tt N                workers, 0 for as many as the machine has
+    -columns             the processes of orvmpi grow single trees together, each by its columns
     -seed N              the same random draws again
     -resume FILE         keep finished tasks there, and go on from those that it has
     -tti T W FILE        a trace of the times with T up to W workers

@@ -18,7 +18,7 @@ declare -gA _orvcmd_takes=(
   [-x]=file [-xstd]='' [-d]=file [-dstd]='' [-pmml]=file [-json]=file
   [-db]=file [-dbm]=file [-tb]=file [-s]=file [-prob]='' [-shap]=file [-shappred]='' [-shaptop]=number
   [-calibrate]=calibration [-calrows]=file [-sets]=number [-byclass]=''
-  [-tt]=workers [-tti]='number workers file' [-seed]=number [-resume]=file
+  [-tt]=workers [-tti]='number workers file' [-columns]='' [-seed]=number [-resume]=file
   [-sdm2012]=number [-as2018]='number number number number'
 )
 

@@ -384,6 +384,7 @@ constexpr option_row k_options[] = {
     {"-dstd", set_to<&options::dot_stdout, true>},
     {"-tt", set_workers},
     {"-tti", set_trace},
+    {"-columns", set_to<&options::columns, true>},
     {"-seed", set_seed},
     {"-resume", set_file<&options::resume_file>},
     {"-unseen", set_to<&options::unseen, true>},

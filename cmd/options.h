@@ -89,6 +89,7 @@ class options {
   const orvik::model::strategy_row& strategy() const {
     return orvik::model::row_of(static_cast<unsigned int>(pruning));
   }
+  bool columns = false;     ///< processes of a run grow single trees together
   std::uint64_t n_workers;  ///< 0 is replaced by the library's number
   std::string trace_file;
   std::uint64_t trace_max_workers = 0;  ///< 0: no scalability trace asked for

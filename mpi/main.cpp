@@ -1,7 +1,8 @@
 // orvcmd on several processes, on one machine or many: mpirun -n 4 orvmpi ARGUMENTS OF orvcmd.
 //
 // All processes read the table and take the same steps; trees, folds, rows and what else takes long
-// are shared out among them. What one process would write is written, by the first.
+// are shared out among them, and with -columns the columns that a single tree is grown by. What one
+// process would write is written, by the first.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -88,6 +89,7 @@ void run(int argc, char** argv, mpi_team& team) {
   }
   if (!opt.seed) opt.seed = common_seed(team);
   zel::util::default_context().companions = &team;
+  zel::util::default_context().steps.wanted = opt.columns;
   orvcmd::run_program(opt);
 }
 

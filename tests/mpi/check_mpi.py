@@ -8,6 +8,7 @@ other processes kept; a process is killed in the middle of a run, and one of two
 older model must stay whole, and the line must say whose fault it was.
 """
 import os
+import random
 import re
 import signal
 import subprocess
@@ -42,6 +43,8 @@ def outputs(orvcmd, program, settings, folder):
     done = run(program + settings + [word for (option, _), place in zip(FILES, places) for word in (option, place)])
     if done.returncode:
         raise SystemExit(f"{program} {settings}: {done.stdout}{done.stderr}")
+    if "-columns" in settings and len(program) > 1 and " bytes in " not in done.stdout:
+        raise SystemExit(f"{program} {settings}: told nothing")
     if "-sdm2012" in settings:
         return [[cell for i, cell in enumerate(line.split("\t")) if i != 7] for line in done.stdout.split("\n")
                 if "\t" in line]
@@ -52,8 +55,23 @@ def outputs(orvcmd, program, settings, folder):
     return found + [without_times(orvcmd, places[-1], folder)]
 
 
-def check_same(mpirun, orvcmd, orvmpi, table, processes, folder):
-    for options in OPTIONS:
+def write_table(folder):
+    """Enough rows to be split in rounds; numbers, words, unknown cells and weights."""
+    draw = random.Random(7)
+    stem = os.path.join(folder, "drawn")
+    with open(stem + ".names", "w", encoding="ascii") as names:
+        names.write("a,double,continuous\nb,string,discrete\nc,integer,continuous\nd,string,discrete\n"
+                    "k,string,class\nw,double,weights\n")
+    with open(stem + ".data", "w", encoding="ascii") as data:
+        for _ in range(6000):
+            a, b, c = draw.randrange(500), draw.randrange(5), draw.randrange(30)
+            cells = [a, b, "?" if draw.random() < 0.1 else c, draw.randrange(2), (a // 90 + b * (c > 12)) % 3]
+            data.write(",".join(map(str, cells + [0.1 * draw.randrange(1, 9)])) + "\n")
+    return ["-f", stem, "-ft", stem + ".data", "-fs", stem + ".data"]
+
+
+def check_same(mpirun, orvcmd, orvmpi, table, processes, folder, all_options=OPTIONS):
+    for options in all_options:
         settings = table + options + ["-seed", "5", "-tt", "2"]
         wanted = outputs(orvcmd, [orvcmd], settings, folder)
         for n in processes:
@@ -114,6 +132,7 @@ def main(mpirun, orvcmd, orvmpi, names, data, *processes):
     rows = ["-ft", data, "-fs", data]
     with tempfile.TemporaryDirectory() as folder:
         check_same(mpirun, orvcmd, orvmpi, table + rows, processes or ("3",), folder)
+        check_same(mpirun, orvcmd, orvmpi, write_table(folder), processes or ("3",), folder, (["-columns"],))
         check_gone_on(mpirun, orvcmd, orvmpi, table + rows, folder)
         check_killed(mpirun, orvmpi, table, folder)
     check_lone_error(mpirun, orvmpi, table)
