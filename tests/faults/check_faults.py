@@ -22,7 +22,7 @@ KINDS = ("memory", "open", "read", "eintr_read", "short_read", "write", "full", 
 MEANT_WELL = ("eintr_read", "short_read", "short_write")  # no reason to end; zlib ends at an EINTR
 ONCE = (*MEANT_WELL, "eintr_write")
 # What a library says that does not tell why it failed counts too, as long as it is a line.
-OF_MEMORY = re.compile("(out of (big )?memory|error with binary output|Cannot write to .*)(\\n|$)")
+OF_MEMORY = re.compile("(out of (big )?memory|pthread_create has failed: [^\\n]*|error with binary output|Cannot write to .*)(\\n|$)")
 PRUNINGS = [kind + how for kind in ("ebp", "pep", "rep", "mep") for how in ("", "g", "a")]
 
 
@@ -143,7 +143,7 @@ class Check:
             is_whole = len(now) > 0.9 * len(whole[name])
             # A report that lacks the test that failed, the scores in front of the rows that did.
             if is_cmd and done.returncode == failed:
-                unread = kind == "read" or b"out of big memory" in said
+                unread = kind == "read" or b"golf.data not" in said or b"out of big memory" in said
                 is_whole |= name == "t.txt" or (name == "s.txt" and unread)
             if not is_whole and (now != OLDER or done.returncode == 0):
                 found.append(f"{name} of {len(now)} bytes")
