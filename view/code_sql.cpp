@@ -136,7 +136,7 @@ class sql_writer {
   void write_knots(orvik::code_t class_code, const orvik::share_map& map, bool& first);
   std::string calibration() const;
   std::string query() const;
-  void write_leaf_shares(std::size_t i);
+  void write_leaf_shares(const placed_node& leaf, const std::string& number);
   void write_branch(const placed_node& below, const std::string& number);
   void write_branches();
   void write_leaves();
@@ -260,9 +260,8 @@ void sql_writer::write_leaves() {
 
 /// Of a leaf that no case came to: its class; where shares lean on prior ones, those of the nearest
 /// node above that has some. The whole is 1 more then, and the prior share is added.
-void sql_writer::write_leaf_shares(std::size_t i) {
-  const placed_node* from = &nodes_[i];
-  const std::string number = std::to_string(i);
+void sql_writer::write_leaf_shares(const placed_node& leaf, const std::string& number) {
+  const placed_node* from = &leaf;
   while (known_ && !(from->node.weight() > 0) && from->father >= 0) {
     from = &nodes_[static_cast<std::size_t>(from->father)];
   }
@@ -282,7 +281,7 @@ void sql_writer::write_leaf_shares(std::size_t i) {
 
 void sql_writer::write_shares() {
   const auto row = [this](const placed_node& each, const std::string& number) {
-    if (each.node.is_leaf()) write_leaf_shares(std::stoul(number));
+    if (each.node.is_leaf()) write_leaf_shares(each, number);
   };
   leans_ ? write_rows("leaf_shares(node, class, weight, prior, whole)",
                       "(-1,0,CAST(0 AS DOUBLE PRECISION),CAST(0 AS DOUBLE PRECISION),"
