@@ -113,7 +113,8 @@ void write_cost(const judged_test& test, std::ostream& out) {
   std::array<char, 32> of_all, of_one;
   std::snprintf(of_all.data(), of_all.size(), "%.6g", cost);
   std::snprintf(of_one.data(), of_one.size(), "%.4g", cost / test.matrix->cases());
-  out << "cost: " << of_all.data() << " of " << weight_text(test.matrix->cases()) << ' '
+  const char* const rows = test.from == "cross-validation" ? " rows in " : " ";
+  out << "cost: " << of_all.data() << " of " << weight_text(test.matrix->cases()) << rows
       << test.from << ", " << of_one.data() << " a row\n";
 }
 

@@ -58,7 +58,7 @@ constexpr std::array<document, 8> k_documents = {
       [](const dtree& m, std::ostream& out) { m.toJSON(out); }},
      {"--cpp", "a C++17 source that predicts", false, true, orvik::view::write_cpp},
      {"--python", "a Python 3 module that predicts", false, true, orvik::view::write_python},
-     {"--sql", "an SQL query that predicts", false, false,
+     {"--sql", "an SQL query that predicts", false, true,
       [](const dtree& m, std::ostream& out) { orvik::view::write_sql({m}, "cases", out); }},
      {"--dot", "a graph for Graphviz", false, true,
       [](const dtree& m, std::ostream& out) { m.toDOT(out); }},

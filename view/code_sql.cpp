@@ -3,6 +3,8 @@
 // engines limit. Of several trees the found classes are votes, or their shares are averaged. Where
 // errors have costs, or shares of leaves lean on prior ones, one tree answers by its shares, too.
 //
+// Calibrated shares are those of all classes, put on the maps.
+//
 // Sums are made by a recursion of their own, share after share in the order of the leaves: what an
 // engine's sum() does with the last bits differs from engine to engine.
 #include <cfloat>
@@ -10,6 +12,7 @@
 #include <stdexcept>
 
 #include "code_costs.h"
+#include "code_sql_text.h"
 #include "forms.h"
 #include "node_tables.h"
 #include "wording.h"
@@ -23,157 +26,20 @@ using orvik::tree_node;
 namespace {
 
 constexpr char k_one_tree_decides[] =
-    "SQL of one tree of several does not say what errors cost and what shares lean on: leave out "
-    "--tree";
-
-constexpr char k_reached[] = R"source(
-  -- From a node to its branches; without a value down all of them, in proportion to their weights;
-  -- `value` is what the node asks for.
-  reached(orvik_row, tree, node, part, shared, value) AS (
-    SELECT a.orvik_row, t.tree, b.node, %WHOLE%, 0,
-           %VALUE%
-    FROM asked AS a CROSS JOIN trees AS t CROSS JOIN branches AS b
-    WHERE b.node = t.root AND b.father = -1
-    UNION ALL
-    SELECT r.orvik_row, r.tree, b.node,
-           CASE WHEN r.value IS NULL THEN r.part * b.weight / NULLIF(b.whole, 0) ELSE r.part END,
-           CASE WHEN r.value IS NULL THEN 1 ELSE r.shared END,
-           %VALUE%
-    FROM reached AS r CROSS JOIN branches AS b CROSS JOIN asked AS a
-    WHERE b.father = r.node AND a.orvik_row = r.orvik_row
-      AND CASE WHEN r.value IS NULL THEN b.weight <> 0 OR b.whole = 0
-               ELSE (b.above IS NULL OR r.value > b.above)
-                    AND (b.up_to IS NULL OR r.value <= b.up_to)
-                    AND (b.other_than IS NULL OR r.value <> b.other_than) END),)source";
-
-constexpr char k_found[] = R"source(
-  parts AS (
-    SELECT r.orvik_row, r.tree, s.class, r.part * s.weight / s.whole AS share,
-           ROW_NUMBER() OVER (PARTITION BY r.orvik_row, r.tree, s.class ORDER BY r.node) AS place
-    FROM reached AS r CROSS JOIN leaf_shares AS s
-    WHERE r.shared = 1 AND s.node = r.node),
-  sums(orvik_row, tree, class, place, total) AS (
-    SELECT orvik_row, tree, class, place, share FROM parts WHERE place = 1
-    UNION ALL
-    SELECT s.orvik_row, s.tree, s.class, p.place, s.total + p.share
-    FROM sums AS s CROSS JOIN parts AS p
-    WHERE p.orvik_row = s.orvik_row AND p.tree = s.tree AND p.class = s.class
-      AND p.place = s.place + 1),
-  totals AS (
-    SELECT orvik_row, tree, class, total,
-           ROW_NUMBER() OVER (PARTITION BY orvik_row, tree, class ORDER BY place DESC) AS from_last
-    FROM sums),
-  ranked AS (
-    SELECT orvik_row, tree, class, total,
-           ROW_NUMBER() OVER (PARTITION BY orvik_row, tree ORDER BY total DESC, class) AS place
-    FROM totals WHERE from_last = 1 AND total > 0),
-  found AS (
-    SELECT r.orvik_row, r.tree, l.class, l.confidence
-    FROM reached AS r CROSS JOIN leaves AS l WHERE r.shared = 0 AND l.node = r.node
-    UNION ALL
-    SELECT orvik_row, tree, class, total FROM ranked WHERE place = 1))source";
-
-constexpr char k_select[] = R"source(
-SELECT n.*, c.name AS predicted, COALESCE(f.confidence, 0) AS confidence
-FROM numbered AS n LEFT JOIN %FOUND% AS f ON f.orvik_row = n.orvik_row
-  LEFT JOIN classes AS c ON c.code = COALESCE(f.class, 0)
-ORDER BY n.orvik_row;
-)source";
-
-// A tree that finds no class, which it cannot where it was grown on no case, votes for none.
-constexpr char k_vote[] = R"source(,
-  -- Every tree has one vote; of equals the first class is found.
-  votes AS (
-    SELECT n.orvik_row, COALESCE(f.class, 0) AS class, COUNT(*) AS votes
-    FROM numbered AS n CROSS JOIN trees AS t
-      LEFT JOIN found AS f ON f.orvik_row = n.orvik_row AND f.tree = t.tree
-    GROUP BY n.orvik_row, COALESCE(f.class, 0)))source";
-
-constexpr char k_most_votes[] = R"source(,
-  elections AS (
-    SELECT orvik_row, class, votes,
-           ROW_NUMBER() OVER (PARTITION BY orvik_row ORDER BY votes DESC, class) AS place
-    FROM votes),
-  elected AS (
-    SELECT orvik_row, class, CAST(votes AS DOUBLE PRECISION) / %TREES% AS confidence
-    FROM elections WHERE place = 1))source";
-
-constexpr char k_weighed_vote[] = R"source(,
-  -- Every tree has its votes, added up in the order of the trees; of equals the first class is
-  -- found. A class has most of them in its last row.
-  ballots AS (
-    SELECT n.orvik_row, COALESCE(f.class, 0) AS class, t.votes,
-           ROW_NUMBER() OVER (PARTITION BY n.orvik_row, COALESCE(f.class, 0) ORDER BY t.tree)
-             AS place
-    FROM numbered AS n CROSS JOIN trees AS t
-      LEFT JOIN found AS f ON f.orvik_row = n.orvik_row AND f.tree = t.tree),
-  votes(orvik_row, class, place, total) AS (
-    SELECT orvik_row, class, place, votes FROM ballots WHERE place = 1
-    UNION ALL
-    SELECT v.orvik_row, v.class, b.place, v.total + b.votes
-    FROM votes AS v CROSS JOIN ballots AS b
-    WHERE b.orvik_row = v.orvik_row AND b.class = v.class AND b.place = v.place + 1))source";
-
-constexpr char k_most_weighed_votes[] = R"source(,
-  elections AS (
-    SELECT orvik_row, class, total,
-           ROW_NUMBER() OVER (PARTITION BY orvik_row ORDER BY total DESC, class) AS place
-    FROM votes),
-  elected AS (
-    SELECT orvik_row, class, total / %VOTES% AS confidence FROM elections WHERE place = 1))source";
-
-constexpr char k_shared[] = R"source(
-  -- The shares of the classes over all trees, as many times as a tree has votes, leaf by leaf; of
-  -- equals the first class is found. A class has most of them in its last row.
-  parts AS (
-    SELECT r.orvik_row, s.class, %SHARE% AS share,
-           ROW_NUMBER() OVER (PARTITION BY r.orvik_row, s.class ORDER BY r.node) AS place
-    FROM reached AS r CROSS JOIN leaf_shares AS s
-    WHERE s.node = r.node),
-  sums(orvik_row, class, place, total) AS (
-    SELECT orvik_row, class, place, share FROM parts WHERE place = 1
-    UNION ALL
-    SELECT s.orvik_row, s.class, p.place, s.total + p.share
-    FROM sums AS s CROSS JOIN parts AS p
-    WHERE p.orvik_row = s.orvik_row AND p.class = s.class AND p.place = s.place + 1))source";
-
-constexpr char k_largest[] = R"source(,
-  ranked AS (
-    SELECT orvik_row, class, total,
-           ROW_NUMBER() OVER (PARTITION BY orvik_row ORDER BY total DESC, class) AS place
-    FROM sums WHERE total > 0),
-  elected AS (
-    SELECT orvik_row, class, total / %VOTES% AS confidence FROM ranked WHERE place = 1))source";
-
-// Costs are of known classes. Votes or shares of none but the unknown class are left for it.
-constexpr char k_cheapest[] = R"source(,
-  -- The class of the least expected cost, the first of equals: sums that differ by their rounding
-  -- are equal. Its confidence is its share.
-  given AS (
-    SELECT orvik_row, class, MAX(%TOTAL%) AS total FROM %SUMS% GROUP BY orvik_row, class),
-  expected AS (
-    SELECT t.orvik_row, k.predicted, SUM(t.total * k.cost) AS cost
-    FROM given AS t CROSS JOIN costs AS k
-    WHERE k.actual = t.class AND t.total > 0
-    GROUP BY t.orvik_row, k.predicted),
-  least AS (SELECT orvik_row, MIN(cost) AS cost FROM expected GROUP BY orvik_row),
-  decided AS (
-    SELECT e.orvik_row, MIN(e.predicted) AS class
-    FROM expected AS e CROSS JOIN least AS l
-    WHERE l.orvik_row = e.orvik_row AND e.cost <= l.cost * (1 + 1e-9)
-    GROUP BY e.orvik_row),
-  elected AS (
-    SELECT n.orvik_row, d.class, t.total / %VOTES% AS confidence
-    FROM numbered AS n LEFT JOIN decided AS d ON d.orvik_row = n.orvik_row
-      LEFT JOIN given AS t ON t.orvik_row = n.orvik_row AND t.class = COALESCE(d.class, 0)))source";
+    "SQL of one tree of several does not say how all of them decide by costs, prior shares and "
+    "calibration: leave out --tree";
 
 /// How the trees of a query answer together.
 enum class answer : unsigned char { OF_ONE, EQUAL_VOTES, VOTES, SHARES };
 
+/// By the class of the leaf, or the largest of what reaches leaves.
+bool decides_plainly(const orvik::dtree& model) {
+  return !model.decides_by_costs() && !leans(model) && !model.is_calibrated();
+}
+
 answer answer_of(const chosen_tree& chosen) {
   const unsigned long n = chosen.roots().size();
-  const bool plain = !chosen.model.decides_by_costs() && !leans(chosen.model);
-  if (n == 1) return plain ? answer::OF_ONE : answer::SHARES;
+  if (n == 1) return decides_plainly(chosen.model) ? answer::OF_ONE : answer::SHARES;
   if (chosen.model.get_combination() != orvik::combination::votes) return answer::SHARES;
   for (unsigned long i = 0; i < n; ++i) {
     if (chosen.model.get_votes(i) != 1) return answer::VOTES;
@@ -266,8 +132,11 @@ class sql_writer {
   void write_query();
   void write_classes();
   void write_costs();
+  void write_maps();
+  void write_knots(orvik::code_t class_code, const orvik::share_map& map, bool& first);
+  std::string calibration() const;
   std::string query() const;
-  void write_leaf_shares(std::size_t i);
+  void write_leaf_shares(const placed_node& leaf, const std::string& number);
   void write_branch(const placed_node& below, const std::string& number);
   void write_branches();
   void write_leaves();
@@ -391,9 +260,8 @@ void sql_writer::write_leaves() {
 
 /// Of a leaf that no case came to: its class; where shares lean on prior ones, those of the nearest
 /// node above that has some. The whole is 1 more then, and the prior share is added.
-void sql_writer::write_leaf_shares(std::size_t i) {
-  const placed_node* from = &nodes_[i];
-  const std::string number = std::to_string(i);
+void sql_writer::write_leaf_shares(const placed_node& leaf, const std::string& number) {
+  const placed_node* from = &leaf;
   while (known_ && !(from->node.weight() > 0) && from->father >= 0) {
     from = &nodes_[static_cast<std::size_t>(from->father)];
   }
@@ -413,7 +281,7 @@ void sql_writer::write_leaf_shares(std::size_t i) {
 
 void sql_writer::write_shares() {
   const auto row = [this](const placed_node& each, const std::string& number) {
-    if (each.node.is_leaf()) write_leaf_shares(std::stoul(number));
+    if (each.node.is_leaf()) write_leaf_shares(each, number);
   };
   leans_ ? write_rows("leaf_shares(node, class, weight, prior, whole)",
                       "(-1,0,CAST(0 AS DOUBLE PRECISION),CAST(0 AS DOUBLE PRECISION),"
@@ -477,14 +345,63 @@ void sql_writer::write() {
   write_leaves();
   write_shares();
   write_costs();
+  write_maps();
   write_query();
+}
+
+/// The pieces of a map between its knots, and the level ones outside of them.
+void sql_writer::write_knots(orvik::code_t class_code, const orvik::share_map& map, bool& first) {
+  const auto row = [&](const std::string& low, const std::string& high,
+                       std::initializer_list<double> numbers) {
+    out_ << (first ? "\n    (" : ",\n    (") << class_code << ',' << low << ',' << high;
+    for (const double number : numbers) out_ << ',' << votes_of(number);
+    out_ << ')';
+    first = false;
+  };
+  const auto& [x, y, a, b] = map;
+  row("NULL", decimal(x[0]), {x[0], y[0], 1, 0, y[0]});
+  for (std::size_t i = 0; i + 1 < x.size(); ++i) {
+    row(decimal(x[i]), decimal(x[i + 1]), {x[i], y[i], x[i + 1] - x[i], y[i + 1] - y[i], y[i + 1]});
+  }
+  row(decimal(x.back()), "NULL", {x.back(), y.back(), 1, 0, y.back()});
+}
+
+/// Of two known classes one, of the second; of more one for each.
+void sql_writer::write_maps() {
+  const std::vector<orvik::share_map> maps = chosen_.model.get_share_maps();
+  if (maps.empty()) return;
+  const bool knots = !maps[0].x.empty();
+  out_ << (knots ? "  maps(class, low, high, x, y, width, rise, top) AS (VALUES"
+                 : "  maps(class, a, b) AS (VALUES");
+  bool first = true;
+  orvik::code_t class_code = maps.size() == 1 ? 2 : 1;
+  for (const orvik::share_map& map : maps) {
+    if (knots) {
+      write_knots(class_code++, map, first);
+      continue;
+    }
+    out_ << (first ? "\n    (" : ",\n    (") << class_code++ << ',' << votes_of(map.a) << ','
+         << votes_of(map.b) << ')';
+    first = false;
+  }
+  out_ << "),\n";
+}
+
+std::string sql_writer::calibration() const {
+  const std::vector<orvik::share_map> maps = chosen_.model.get_share_maps();
+  if (maps.empty()) return "";
+  return std::string(k_plain_shares) + (maps[0].x.empty() ? k_platt : k_isotonic) +
+         (maps.size() == 1 ? k_calibrated_pair : k_calibrated_many);
 }
 
 /// All but the tables.
 std::string sql_writer::query() const {
   const counting how = counting_of(how_);
-  return k_reached + 1 + how.count + (chosen_.model.decides_by_costs() ? k_cheapest : how.decide) +
-         k_select;
+  const orvik::dtree& model = chosen_.model;
+  const std::string decide = model.decides_by_costs() ? k_cheapest
+                             : model.is_calibrated()  ? k_largest_calibrated
+                                                      : how.decide;
+  return k_reached + 1 + how.count + calibration() + decide + k_select;
 }
 
 void sql_writer::write_query() {
@@ -503,8 +420,12 @@ void sql_writer::write_query() {
   put("%VALUE%", value);
   put("%SHARE%", leans_ ? "r.part * s.weight / s.whole + r.part * s.prior / s.whole"
                         : "r.part * s.weight / s.whole");
-  put("%SUMS%", how_ == answer::SHARES ? "sums" : "votes");
-  put("%TOTAL%", how_ == answer::EQUAL_VOTES ? "CAST(votes AS DOUBLE PRECISION)" : "total");
+  const bool maps = chosen_.model.is_calibrated();
+  put("%SUMS%", maps ? "calibrated" : how_ == answer::SHARES ? "sums" : "votes");
+  put("%TOTAL%", maps                          ? "share"
+                 : how_ == answer::EQUAL_VOTES ? "CAST(votes AS DOUBLE PRECISION)"
+                                               : "total");
+  put("%ALL%", maps ? "1" : all_votes());
   put("%WHOLE%", how_ == answer::SHARES ? "t.votes" : votes_of(1));
   put("%FOUND%", how_ == answer::OF_ONE ? "found" : "elected");
   put("%TREES%", std::to_string(roots_.size()));
@@ -515,9 +436,8 @@ void sql_writer::write_query() {
 }  // namespace
 
 void write_sql(const chosen_tree& chosen, const std::string& relation, std::ostream& out) {
-  require_plain_shares(chosen.model, "SQL");
   const bool one_of_many = chosen.tree != k_whole_model && chosen.model.votes();
-  if (one_of_many && (chosen.model.decides_by_costs() || leans(chosen.model))) {
+  if (one_of_many && !decides_plainly(chosen.model)) {
     throw std::runtime_error(k_one_tree_decides);
   }
   sql_writer(chosen, relation, out).write();

@@ -260,6 +260,8 @@ class Check:
             done = self.run("train", "flats.csv", "-q", "--no-cv", "--text", "t.txt", *options)
             texts.append(open(self.path("t.txt"), encoding="utf-8").read())
             require(("cost: " in done.stdout) == bool(options), done.stdout)
+        done = self.run("train", "flats.csv", "-q", "--cv", "2", "--costs", "costs.csv")
+        require(" of 400 rows in cross-validation, " in done.stdout, done.stdout)
         require(texts[0] == texts[1] and len(set(texts)) == 3, "trees by costs")
         self.run("train", "flats.csv", "-q", "--no-cv", "--forest", "3", "--costs", "costs.csv", "--sql", "q.sql")
         require("costs(actual, predicted, cost)" in open(self.path("q.sql"), encoding="utf-8").read(), "costs in SQL")
