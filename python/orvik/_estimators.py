@@ -176,7 +176,7 @@ def checked_classes(y, n):
         raise ValueError(f"Found input variables with inconsistent numbers of samples: [{n}, {len(y)}]")
     if y.dtype.kind == "f" and not np.isfinite(y).all():
         raise ValueError("Input y contains NaN or infinity")
-    if y.dtype.kind == "O" and len(y) and all(isinstance(v, str) for v in y):
+    if y.dtype.kind == "O" and len(y) and all(issubclass(kind, str) for kind in set(map(type, y))):
         return y
     if y.dtype.kind == "O" and any(_data.is_unknown(v) for v in y):
         raise ValueError("Input y contains NaN or None")
