@@ -198,8 +198,15 @@ def test_sets_have_the_class_as_often_as_they_promise(estimator, tmp_path):
     if model.calibrate != "plain":
         with pytest.raises(ValueError, match="calibrated"):
             model.explain(later)
-    with pytest.raises(ValueError, match="cannot give sets"):
-        orvik.TreeClassifier().fit(frame, y).predict_sets(frame)
+    plain = orvik.TreeClassifier().fit(frame, y)
+    before = plain.to_json()
+    for match, ask in (("cannot give sets", lambda: plain.predict_sets(frame)),
+                       ("class 'perhaps'", lambda: plain.calibrate_on(later, ["perhaps"] * 800)),
+                       ("inconsistent numbers", lambda: plain.calibrate_on(later, y)),
+                       ("how must be", lambda: plain.calibrate_on(later, y[700:], how="hard"))):
+        with pytest.raises(ValueError, match=match):
+            ask()
+    assert plain.to_json() == before
 
 
 def test_results_hang_on_the_seed_alone():
