@@ -399,7 +399,7 @@ class _Learner(ClassifierMixin, BaseEstimator):
         ndarray of shape (n, n_classes)
             By `classes_`: shares of the cases at the leaf, or where values are unknown of the leaves
             that the case comes to; of an ensemble their means, or with hard voting the shares of the
-            votes. Values that training did not have count as unknown, with one warning.
+            votes, so that the largest is that of the class that `predict` gives. Values that training did not have count as unknown, with one warning.
         """
         return self._of_classes(self._asked("predict", X))
 
@@ -770,7 +770,9 @@ class TreeClassifier(_Learner):
         make probabilities of shares, or only what `predict_sets` needs (``-calibrate``).
     rescale_weights : "auto" or bool, default="auto"
         Whether weights are scaled to sum to the number of rows, as the programs do without
-        ``-norescale``. "auto": not if all are whole: a weight of 3 is then the row three times.
+        ``-norescale``. "auto": not if all are whole, as users of scikit-learn expect a weight of 3 to
+        be the row three times, `min_weight` counted in rows; others have no such unit, and are scaled
+        so that `min_weight` means the same for any scale of them.
     random_state : int, RandomState instance or None, default=None
         Of the random draws; an integer draws as ``-seed`` does.
     n_jobs : int, optional

@@ -11,6 +11,8 @@ namespace {
 
 using orvik::code_t;
 
+constexpr char k_no_sets[] =
+    "the model cannot give sets: fit it with calibrate, or call calibrate_on() first";
 constexpr char k_cancelled[] = "cancelled";  // Python raises what the interrupt was
 
 /// Rows that a model is asked about, and how many of their values training did not have.
@@ -107,6 +109,15 @@ orvik::judged_rows judged(const orvik::dtree& model, asked_rows& rows,
   return all;
 }
 
+/// Of a percentage in range.
+std::vector<double> limits_of(const orvik::dtree& model, const orvik::set_request& asked) {
+  try {
+    return model.get_set_limits(asked);
+  } catch (const std::runtime_error&) {
+    throw std::runtime_error(k_no_sets);  // the library names the programs' options
+  }
+}
+
 py::array_t<std::int64_t> array_of(const std::vector<std::int64_t>& values) {
   return py::array_t<std::int64_t>(static_cast<py::ssize_t>(values.size()), values.data());
 }
@@ -161,7 +172,7 @@ py::tuple held_model::explain(const py::list& columns, unsigned long n) const {
 py::tuple held_model::sets(const py::list& columns, unsigned long n, double percent,
                            bool by_class) const {
   asked_rows rows(columns, n);
-  const std::vector<double> limits = model_->get_set_limits({percent, by_class});
+  const std::vector<double> limits = limits_of(*model_, {percent, by_class});
   const unsigned long k = limits.size();
   py::array_t<bool> all({n, k});
   bool* to = all.mutable_data();
