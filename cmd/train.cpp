@@ -188,14 +188,14 @@ training buildtree(const options& opt, table* t, _cv_errors& errors, std::ostrea
   calibrate(opt, t, cases, *model, log);
   model->set_training_cm(t, cases);
   log_unseen_error(opt, t, *model, split.holdout.get(), log);
-  training result{std::move(model), std::move(split.holdout), {}, {}, {}};
+  training result{std::move(model), std::move(split.holdout), {}, {}, {}, {}};
   if (opt.judges()) {
     const std::unique_ptr<orvik::conf_matrix> as_before(
         result.model->test(t, cases, result.judged));
     result.judged_out_of_bag = result.model->get_oob_rows(t);
   }
   if (opt.cv_folds > 0) {
-    cross_validate(opt, t, *result.model, errors, result.judged_in_folds, log);
+    cross_validate(opt, t, *result.model, errors, result, log);
   }
   return result;
 }

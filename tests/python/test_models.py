@@ -195,18 +195,16 @@ def test_sets_have_the_class_as_often_as_they_promise(estimator, tmp_path):
     assert (orvik.load_model(tmp_path / "m").predict_sets(later, 0.8, True) == sets).all()
     with pytest.raises(ValueError, match="coverage"):
         model.predict_sets(later, 90)
-    if model.calibrate != "plain":
-        with pytest.raises(ValueError, match="calibrated"):
-            model.explain(later)
-    plain = orvik.TreeClassifier().fit(frame, y)
-    before = plain.to_json()
-    for match, ask in (("cannot give sets.*calibrate_on", lambda: plain.predict_sets(frame)),
-                       ("class 'perhaps'", lambda: plain.calibrate_on(later, ["perhaps"] * 800)),
-                       ("inconsistent numbers", lambda: plain.calibrate_on(later, y)),
-                       ("how must be", lambda: plain.calibrate_on(later, y[700:], how="hard"))):
+    before = copy.deepcopy(model).set_params(calibrate=None).fit(frame[:700], y[:700])
+    assert (model.explain(later[:9])[0] == before.explain(later[:9])[0]).all()  # of shares before calibration
+    text = before.to_json()
+    for match, ask in (("cannot give sets.*calibrate_on", lambda: before.predict_sets(frame)),
+                       ("class 'perhaps'", lambda: before.calibrate_on(later, ["perhaps"] * 800)),
+                       ("inconsistent numbers", lambda: before.calibrate_on(later, y)),
+                       ("how must be", lambda: before.calibrate_on(later, y[700:], how="hard"))):
         with pytest.raises(ValueError, match=match):
             ask()
-    assert plain.to_json() == before
+    assert before.to_json() == text
 
 
 def test_results_hang_on_the_seed_alone():

@@ -62,8 +62,10 @@ class run_context : private nocopy {
   }
 
   /// Other processes at the same run, with which it shares out some loops; null: none. Set between
-  /// operations.
-  team* companions = nullptr;
+  /// operations, and hidden from what is one process's own part of such a loop.
+  mutable team* companions = nullptr;
+  /// Keeps results of loops that take long; null: none. Likewise.
+  mutable task_store* store = nullptr;
 
   // ---- seeds and progress
 

@@ -158,18 +158,23 @@ read_member read_tree(ibinstream& in, const table* t, bool with_votes, bool comp
   return member;
 }
 
-/// Reads n trees, of a table if there are any, a few at a time, which the workers pack side by
-/// side. Memory grows with what is read.
+/// Reads n trees, of a table if there are any, some at a time, which the workers pack side by side:
+/// one each, or as many small ones as are worth waking them. Memory grows with what is read.
 void read_trees(ibinstream& in, const zel::util::run_context& run, const table* t, bool with_votes,
                 unsigned long n, ensemble& to) {
+  constexpr unsigned long k_nodes_at_once = 10000;
   std::vector<read_member> some;
   while (to.n_trees() < n) {
     some.clear();
-    const unsigned long size = std::min(n - to.n_trees(), run.n_slots());
-    while (some.size() < size) some.push_back(read_tree(in, t, with_votes, to.is_single()));
+    const unsigned long left = n - to.n_trees();
+    for (unsigned long nodes = 0;
+         some.size() < left && (some.size() < run.n_slots() || nodes < k_nodes_at_once);) {
+      some.push_back(read_tree(in, t, with_votes, to.is_single()));
+      nodes += some.back().tree->size();
+    }
     run.with_workers([&] {
       to.add_side_by_side(
-          run, *t, size, [&](unsigned long i) { return std::move(some[i].tree); },
+          run, *t, some.size(), [&](unsigned long i) { return std::move(some[i].tree); },
           [&](unsigned long i) {
             return ensemble::about{/*seed=*/0, some[i].votes};
           });
