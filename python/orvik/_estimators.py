@@ -399,7 +399,8 @@ class _Learner(ClassifierMixin, BaseEstimator):
         ndarray of shape (n, n_classes)
             By `classes_`: shares of the cases at the leaf, or where values are unknown of the leaves
             that the case comes to; of an ensemble their means, or with hard voting the shares of the
-            votes, so that the largest is that of the class that `predict` gives. Values that training did not have count as unknown, with one warning.
+            votes, so that the largest is that of the class that `predict` gives. Values that training
+            did not have count as unknown, with one warning.
         """
         return self._of_classes(self._asked("predict", X))
 
