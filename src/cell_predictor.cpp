@@ -40,7 +40,15 @@ void cell_predictor::predict(const std::vector<cell_array>& attributes, unsigned
 
 void cell_predictor::codes_of(const std::vector<cell_array>& attributes, unsigned long first,
                               unsigned long n, std::uint32_t* codes) const {
-  impl_->codes_of(attributes, first, n, codes);
+  std::vector<unsigned long> unseen(attributes.size());
+  codes_of(attributes, first, n, codes, unseen);
+}
+
+void cell_predictor::codes_of(const std::vector<cell_array>& attributes, unsigned long first,
+                              unsigned long n, std::uint32_t* codes,
+                              std::vector<unsigned long>& unseen) const {
+  unseen.resize(attributes.size());
+  impl_->codes_of(attributes, first, n, codes, unseen);
 }
 
 std::vector<dtree::prediction> cell_predictor::predict_codes(const std::vector<code_t>& codes,

@@ -45,6 +45,10 @@ class ORVIK_EXPORT cell_predictor {
   /// predict() does.
   void codes_of(const std::vector<cell_array>& attributes, unsigned long first, unsigned long n,
                 std::uint32_t* codes) const;
+  /// The same; the number of values of each attribute that counted as unknown is added to what
+  /// `unseen` has of it.
+  void codes_of(const std::vector<cell_array>& attributes, unsigned long first, unsigned long n,
+                std::uint32_t* codes, std::vector<unsigned long>& unseen) const;
   /// As dtree::predict_codes(), on the workers of the model's context.
   std::vector<dtree::prediction> predict_codes(const std::vector<code_t>& codes,
                                                unsigned long n) const;

@@ -176,7 +176,7 @@ def checked_classes(y, n):
         raise ValueError(f"Found input variables with inconsistent numbers of samples: [{n}, {len(y)}]")
     if y.dtype.kind == "f" and not np.isfinite(y).all():
         raise ValueError("Input y contains NaN or infinity")
-    if y.dtype.kind == "O" and len(y) and all(isinstance(v, str) for v in y):
+    if y.dtype.kind == "O" and len(y) and all(issubclass(kind, str) for kind in set(map(type, y))):
         return y
     if y.dtype.kind == "O" and any(_data.is_unknown(v) for v in y):
         raise ValueError("Input y contains NaN or None")
@@ -198,6 +198,11 @@ def class_column(name, classes, places):
     if whole and np.abs(classes).max() < 2**31 - 1:
         return Column(name, classes.astype(np.int64)[places], None, None, "category")
     return Column(name, places, None, texts, "category")
+
+
+def different_classes(y):
+    """The different ones in their order, and the place of each among them."""
+    return _data.different_texts(y) if y.dtype.kind == "O" else np.unique(y, return_inverse=True)
 
 
 def free_name(name, taken):
@@ -251,8 +256,7 @@ def training_table(estimator, X, y, sample_weight, reset=True):
     weights = None if sample_weight is None else checked_weights(sample_weight, n)
     rows = np.flatnonzero(weights > 0) if weights is not None and not weights.all() else None
     kept = slice(None) if rows is None else rows
-    different = _data.different_texts if target.dtype.kind == "O" else lambda y: np.unique(y, return_inverse=True)
-    classes, places = different(target[kept])
+    classes, places = different_classes(target[kept])
     all_places = np.zeros(n, dtype=np.int64)
     all_places[kept] = places
     names = [_data.name_of(c.name) for c in columns]
@@ -287,6 +291,14 @@ def class_places(column, values, classes, coded):
     return np.array([by_value[c.item() if column["numeric"] else
                               _data.text_of(c, column["ordered"]).encode(errors="surrogateescape")]
                      for c in classes])
+
+
+def tell_unseen(unseen):
+    """One warning, to whoever called the estimator, of the cells whose values training did not have."""
+    if unseen:
+        told = ", ".join(f"{_data.named(name.decode(errors='backslashreplace'))!r}: {count}" for name, count in unseen)
+        warnings.warn(f"{sum(count for _, count in unseen)} cells have values that training did not have; "
+                      f"they are taken as unknown (by column, {told})", UserWarning, stacklevel=4)
 
 
 class Explanation(NamedTuple):
@@ -387,18 +399,70 @@ class _Learner(ClassifierMixin, BaseEstimator):
         ndarray of shape (n, n_classes)
             By `classes_`: shares of the cases at the leaf, or where values are unknown of the leaves
             that the case comes to; of an ensemble their means, or with hard voting the shares of the
-            votes. Values that training did not have count as unknown, with one warning.
+            votes, so that the largest is that of the class that `predict` gives. Values that training
+            did not have count as unknown, with one warning.
         """
-        return self._of_classes(self._shares(X))
+        return self._of_classes(self._asked("predict", X))
 
     def predict(self, X):
         """The class of each row: the first of the largest shares, or by `costs` of the least expected cost."""
-        shares = self._shares(X)
+        shares = self._asked("predict", X)
         if not self.model_.decides_by_costs:
             return self.classes_[np.argmax(self._of_classes(shares), axis=1)]
         class_of = np.zeros(shares.shape[1], dtype=np.int64)
         class_of[self._class_places + 1] = np.arange(len(self.classes_))
         return self.classes_[class_of[self.model_.decide(shares)]]
+
+    def calibrate_on(self, X, y=None, sample_weight=None, how="isotonic"):
+        """Learn what the shares are worth from rows that the model was not fitted on (``-calrows``).
+
+        Takes the place of what `calibrate` learned in the fit; the trees stay as they are.
+
+        Parameters
+        ----------
+        X, y, sample_weight : as for fit
+            Classes are those of the fit.
+        how : {"isotonic", "platt", "plain"}, default="isotonic"
+            As the parameter `calibrate` of :class:`TreeClassifier`.
+
+        Returns
+        -------
+        self
+
+        Examples
+        --------
+        >>> import orvik
+        >>> from sklearn.datasets import load_breast_cancer
+        >>> X, y = load_breast_cancer(return_X_y=True, as_frame=True)
+        >>> forest = orvik.ForestClassifier(random_state=1).fit(X[::3], y[::3])
+        >>> sets = forest.calibrate_on(X[1::3], y[1::3], how="plain").predict_sets(X[2::3], coverage=0.95)
+        >>> bool(sets[range(189), y[2::3]].mean() > 0.92)
+        True
+        """
+        if how not in ("isotonic", "platt", "plain"):
+            raise ValueError(f"how must be 'isotonic', 'platt' or 'plain'; got {how!r}")
+        cells, n = self._cells(X)
+        weights = None if sample_weight is None else checked_weights(sample_weight, n)
+        if isinstance(X, Table) and weights is None and "weights" in X.roles:
+            weights = X[X.names[X.roles.index("weights")]].astype(np.float64)
+        codes = self._class_codes(X, y, n)
+        self.model_, unseen = self.model_.calibrated(cells, codes, np.ones(n) if weights is None else weights, how)
+        tell_unseen(unseen)
+        return self
+
+    def _class_codes(self, X, y, n):
+        """The model's codes of the classes of rows, 0 for an unknown one of a Table."""
+        if isinstance(X, Table) and y is None:
+            at = X.roles.index("class")
+            classes, places = class_values(X._table.values(at)), X._table.codes(at).astype(np.int64) - 1
+        else:
+            classes, places = different_classes(checked_classes(y, n))
+        place_of = {c: i for i, c in enumerate(self.classes_.tolist())}
+        for c in classes[np.unique(places[places >= 0])].tolist():
+            if c not in place_of:
+                raise ValueError(f"y has the class {c!r}, which the fit did not have")
+        codes = [self._class_places[place_of[c]] + 1 if c in place_of else 0 for c in classes.tolist()]
+        return np.array([*codes, 0], dtype=np.int64)[places]
 
     def predict_sets(self, X, coverage=0.9, by_class=False):
         """Sets of classes with a promise: they have the true class for so many of the rows.
@@ -430,18 +494,14 @@ class _Learner(ClassifierMixin, BaseEstimator):
         """
         if not isinstance(coverage, numbers.Real) or not 0 < coverage < 1:
             raise ValueError(f"coverage must be above 0 and below 1; got {coverage!r}")
-        cells, n = self._cells(X)
-        return self._of_classes(self.model_.sets(cells, n, 100 * float(coverage), bool(by_class)))
+        return self._of_classes(self._asked("sets", X, 100 * float(coverage), bool(by_class)))
 
-    def _shares(self, X):
-        """Those of the model, by class code."""
+    def _asked(self, question, X, *more):
+        """What the model answers of the rows of X, by class code where it is of classes."""
         cells, n = self._cells(X)
-        shares, unseen = self.model_.predict(cells, n)
-        if unseen:
-            told = ", ".join(f"{name!r}: {count}" for name, count in unseen)
-            warnings.warn(f"{sum(count for _, count in unseen)} cells have values that training did not have; "
-                          f"they are taken as unknown (by column, {told})", UserWarning, stacklevel=3)
-        return shares
+        *answers, unseen = getattr(self.model_, question)(cells, n, *more)
+        tell_unseen(unseen)
+        return answers[0] if len(answers) == 1 else answers
 
     def _of_classes(self, by_code):
         """By `classes_` what is by class code along the second axis; no copy where the order is one."""
@@ -480,8 +540,7 @@ class _Learner(ClassifierMixin, BaseEstimator):
         >>> dict(zip(tree.feature_names_in_, values[0, 0].round(3)))
         {'outlook': 0.443, 'temperature': 0.0, 'humidity': 0.271, 'windy': -0.071}
         """
-        cells, n = self._cells(X)
-        values, base = self.model_.explain(cells, n)
+        values, base = self._asked("explain", X)
         inputs = self._attributes[1]
         if len(inputs) < values.shape[2]:
             values = values[:, :, inputs]
@@ -507,8 +566,7 @@ class _Learner(ClassifierMixin, BaseEstimator):
         -------
         ndarray of shape (n,), of an ensemble (n, n_trees)
         """
-        cells, n = self._cells(X)
-        leaves = self.model_.apply(cells, n)
+        leaves = self._asked("apply", X)
         return leaves[:, 0] if self._kind == "tree" else leaves
 
     def decision_path(self, X):
@@ -519,9 +577,8 @@ class _Learner(ClassifierMixin, BaseEstimator):
         """
         from scipy.sparse import csr_matrix
 
-        cells, n = self._cells(X)
-        begins, nodes, offsets = self.model_.decision_path(cells, n)
-        paths = csr_matrix((np.ones(len(nodes), dtype=np.int64), nodes, begins), shape=(n, offsets[-1]))
+        begins, nodes, offsets = self._asked("decision_path", X)
+        paths = csr_matrix((np.ones(len(nodes), dtype=np.int64), nodes, begins), shape=(len(begins) - 1, offsets[-1]))
         return paths if self._kind == "tree" else (paths, offsets)
 
     @property
@@ -715,7 +772,9 @@ class TreeClassifier(_Learner):
         make probabilities of shares, or only what `predict_sets` needs (``-calibrate``).
     rescale_weights : "auto" or bool, default="auto"
         Whether weights are scaled to sum to the number of rows, as the programs do without
-        ``-norescale``. "auto": not if all are whole: a weight of 3 is then the row three times.
+        ``-norescale``. "auto": not if all are whole, as users of scikit-learn expect a weight of 3 to
+        be the row three times, `min_weight` counted in rows; others have no such unit, and are scaled
+        so that `min_weight` means the same for any scale of them.
     random_state : int, RandomState instance or None, default=None
         Of the random draws; an integer draws as ``-seed`` does.
     n_jobs : int, optional

@@ -83,6 +83,10 @@ def _places(tree, shown):
 def plot(tree, classes, depth=None, ax=None):
     """Draws a tree on axes of matplotlib: a node in the middle of its children."""
     import matplotlib.pyplot as plt
+    from matplotlib.colors import to_rgb
+
+    def pale(color):  # and opaque: branches end at the box
+        return tuple(0.7 + 0.3 * part for part in to_rgb(color))
 
     ax = plt.gca() if ax is None else ax
     shown = [i for i in range(tree.node_count) if depth is None or tree.depth[i] <= depth]
@@ -97,7 +101,7 @@ def plot(tree, classes, depth=None, ax=None):
     for i in shown:
         label = f"{asked.get(i, classes[tree.predicted[i]])}\n{tree.weighted_n_node_samples[i]:g}"
         ax.annotate(label, at[i], ha="center", va="center", fontsize=7,
-                    bbox={"boxstyle": "round", "fc": f"C{tree.predicted[i]}", "alpha": 0.3})
+                    bbox={"boxstyle": "round", "ec": "0.6", "fc": pale(f"C{tree.predicted[i]}")})
     ax.set_xlim(-0.6, max(x for x, _ in at.values()) + 0.6)
     ax.set_ylim(min(y for _, y in at.values()) - 0.5, 0.5)
     ax.set_axis_off()

@@ -16,7 +16,7 @@ import pandas as pd
 
 import orvik
 
-# Options of the program, and the estimator that equals them.
+# Options of the program, the estimator that equals them, and how both are calibrated on rows.
 MODELS = [
     ([], lambda: orvik.TreeClassifier()),
     (["-npp", "-gain", "-m", "1"], lambda: orvik.TreeClassifier(pruning="none", split="gain", min_weight=1)),
@@ -30,6 +30,9 @@ MODELS = [
     (["-cw", "balanced", "-rf", "5", "-seed", "3"],
      lambda: orvik.ForestClassifier(n_estimators=5, random_state=3, class_weight="balanced")),
     (["-cw", "weights"], lambda: orvik.TreeClassifier()),
+    (["-laplace"], lambda: orvik.TreeClassifier(laplace=True), "isotonic"),
+    (["-ba", "5", "-seed", "3"], lambda: orvik.BaggingClassifier(n_estimators=5, random_state=3), "platt"),
+    (["-ba", "5", "-seed", "3"], lambda: orvik.BaggingClassifier(n_estimators=5, random_state=3), "plain"),
 ]
 TABLE = "the table"
 DTYPES = {"integer": "Int32", "uinteger": "UInt32", "float": "float32", "double": "float64"}
@@ -104,17 +107,21 @@ def compare(orvcmd, names, data, folder):
         with open(os.path.join(folder, name), "w", encoding="utf-8") as out:
             out.write(text)
     failures = []
-    for options, make in MODELS:
+    for options, make, *calibrated in MODELS:
         model = make()
         if "costs" in options:
             model.costs = {(last, first): 5}
         if "weights" in options:
             model.class_weight = {last: 2.5, **{c: 1 for c in set(y) - {last}}}
         theirs, scores = os.path.join(folder, "theirs"), os.path.join(folder, "scores")
-        subprocess.run([orvcmd, "-f", TABLE, "-nl", *as_they_are, "-tb", theirs, "-fs", table + ".data",
-                        "-s", scores, *options], check=True, stdout=subprocess.DEVNULL,
-                       cwd=folder)
+        run = lambda *how: subprocess.run([orvcmd, "-nl", *how, "-fs", table + ".data", "-s", scores], check=True,
+                                          stdout=subprocess.DEVNULL, cwd=folder)
+        run("-f", TABLE, *as_they_are, "-tb", theirs, *options)
         model.fit(X, y, weights)
+        for how in calibrated:
+            run("-bt", theirs, "-calibrate", how, "-calrows", table + ".data", "-tb", theirs + how)
+            theirs += how
+            model.calibrate_on(X, y, weights, how=how)
         ours = os.path.join(folder, "ours")
         model.save(ours)
         loaded = orvik.load_model(theirs)
@@ -130,7 +137,7 @@ def compare(orvcmd, names, data, folder):
             if not np.array_equal(model.predict_proba(X), loaded.predict_proba(X)):
                 faults.append("probabilities")
         if faults:
-            failures.append(f"{names} {' '.join(options)}: other {', '.join(faults)}")
+            failures.append(f"{names} {' '.join([*options, *calibrated])}: other {', '.join(faults)}")
     return failures
 
 

@@ -93,14 +93,16 @@ def test_frames_are_taken_by_their_dtypes():
 
 def test_values_that_training_did_not_have_are_unknown_and_told_once():
     frame, y = credit()
-    tree = orvik.TreeClassifier().fit(frame, y)
+    tree = orvik.TreeClassifier(calibrate="plain").fit(frame, y)
     new, unknown = frame.copy(), frame.copy()
     new["job"] = "astronaut"
     unknown["job"] = None
     new["age"] = new.age + 0.5  # between those of training, and no unknown value
-    with pytest.warns(UserWarning, match=r"^300 cells .*'job': 300") as told:
-        found = tree.predict_proba(new)
-    assert len(told) == 1 and (found == tree.predict_proba(unknown.assign(age=new.age))).all()
+    for ask in (tree.predict_proba, tree.predict, tree.apply, tree.predict_sets, lambda X: tree.explain(X).values,
+                lambda X: tree.decision_path(X).toarray(), lambda X: tree.calibrate_on(X, y, how="plain").predict(frame)):
+        with pytest.warns(UserWarning, match=r"^300 cells .*'job': 300") as told:
+            found = ask(new)
+        assert [t.filename for t in told] == [__file__] and (found == ask(unknown.assign(age=new.age))).all()
 
 
 def test_odd_texts_and_classes_come_back_as_they_were(tmp_path):

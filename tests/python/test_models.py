@@ -198,8 +198,14 @@ def test_sets_have_the_class_as_often_as_they_promise(estimator, tmp_path):
     soft = {"voting": "soft"} if hasattr(model, "voting") else {}
     before = copy.deepcopy(model).set_params(calibrate=None, **soft).fit(frame[:700], y[:700])
     assert (model.explain(later[:9])[0] == before.explain(later[:9])[0]).all()  # of shares before calibration
-    with pytest.raises(ValueError, match="cannot give sets"):
-        orvik.TreeClassifier().fit(frame, y).predict_sets(frame)
+    text = before.to_json()
+    for match, ask in (("cannot give sets.*calibrate_on", lambda: before.predict_sets(frame)),
+                       ("class 'perhaps'", lambda: before.calibrate_on(later, ["perhaps"] * 800)),
+                       ("inconsistent numbers", lambda: before.calibrate_on(later, y)),
+                       ("how must be", lambda: before.calibrate_on(later, y[700:], how="hard"))):
+        with pytest.raises(ValueError, match=match):
+            ask()
+    assert before.to_json() == text
 
 
 def test_results_hang_on_the_seed_alone():

@@ -168,11 +168,12 @@ void cell_predictor::predict_codes(std::span<const code_t> codes, std::span<outc
 }
 
 void cell_predictor::codes_of(std::span<const cell_array> attributes, unsigned long first,
-                              unsigned long n, std::uint32_t* codes) const {
+                              unsigned long n, std::uint32_t* codes,
+                              std::span<unsigned long> unseen) const {
   if (attributes.size() != table_.n_attributes()) throw std::runtime_error(k_other_attributes);
   for (unsigned long a = 0; a < attributes.size(); ++a) {
     const coder one(table_.column_of(a), limits_[a].get(), attributes[a]);
-    one.code(first, n, codes + a, attributes.size());
+    unseen[a] += one.code(first, n, codes + a, attributes.size());
   }
 }
 

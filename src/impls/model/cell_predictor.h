@@ -32,7 +32,7 @@ class cell_predictor {
   void predict(std::span<const cell_array> attributes, unsigned long n, double* shares,
                unseen_values* unseen, const zel::util::run_context& run) const;
   void codes_of(std::span<const cell_array> attributes, unsigned long first, unsigned long n,
-                std::uint32_t* codes) const;
+                std::uint32_t* codes, std::span<unsigned long> unseen) const;
   /// Cases by their codes, as require_codes() has them. `shares` may be empty, else has room for a
   /// number a class code and case; so has `plain`, those before calibration, where calibrates().
   void predict_codes(std::span<const code_t> codes, std::span<outcome> outcomes,

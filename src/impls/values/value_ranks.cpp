@@ -1,6 +1,7 @@
 // Integers of a narrow range are marked in a bitmap, where a value's rank is the number of bits up
-// to its own. Other numbers are mapped to 32-bit keys without changing their order and sorted by
-// key, digit by digit; the few values that share a key are sorted by comparison.
+// to its own. Few values that come again and again are found in a dictionary. Other numbers are
+// mapped to 32-bit keys without changing their order and sorted by key, digit by digit; the few
+// values that share a key are sorted by comparison.
 #include "impls/values/value_ranks.h"
 
 #include <algorithm>
@@ -9,8 +10,12 @@
 #include <cassert>
 #include <cmath>
 #include <limits>
+#include <optional>
+#include <span>
 #include <stdexcept>
 #include <type_traits>
+
+#include "impls/values/value_codes.h"
 
 namespace orvik::impls {
 
@@ -20,6 +25,9 @@ constexpr char k_too_many_ranks[] = "too many distinct values in a column";
 
 /// A range of this many integers an element takes less memory marked than sorted.
 constexpr std::uint64_t k_marked_range = 16;
+
+/// A dictionary of this many values fits in a processor's second cache.
+constexpr std::size_t k_few_values = 2048;
 
 constexpr unsigned k_digit_bits = 11;
 constexpr std::size_t k_digits = std::size_t{1} << k_digit_bits;
@@ -99,6 +107,38 @@ ranked_values<T> rank_by_marks(std::vector<growing_array<T>> parts, std::size_t 
   return ranked;
 }
 
+/// Codes of the elements in order of their first appearance; false where there are many values.
+template <class T>
+bool find_codes(const std::vector<growing_array<T>>& parts, value_codes<T>& known,
+                std::vector<std::uint32_t>& codes) {
+  for (const auto& part : parts) {
+    for (const T value : part) {
+      codes.push_back(known.insert(value));
+      if (known.values().size() > k_few_values) return false;
+    }
+  }
+  return true;
+}
+
+/// Nothing where there are many values: these are met early as a rule, so that little is lost.
+template <class T>
+std::optional<ranked_values<T>> rank_by_dictionary(const std::vector<growing_array<T>>& parts,
+                                                   std::size_t n) {
+  value_codes<T> known;
+  ranked_values<T> ranked;
+  ranked.ranks.reserve(n);
+  if (!find_codes(parts, known, ranked.ranks)) return std::nullopt;
+  ranked.values = known.values();
+  std::ranges::sort(ranked.values);
+  std::vector<std::uint32_t> rank_of{0};  // by code
+  for (const T value : known.values()) {
+    const auto at = std::ranges::lower_bound(ranked.values, value);
+    rank_of.push_back(static_cast<std::uint32_t>(at - ranked.values.begin()) + 1);
+  }
+  for (std::uint32_t& rank : ranked.ranks) rank = rank_of[rank];
+  return ranked;
+}
+
 /// Keys of values from b.least to b.most: ascending with them, though equal for close ones.
 template <class T>
 class key_map {
@@ -173,9 +213,9 @@ std::size_t sort_runs(std::vector<keyed>& items, const element_values<T>& values
     for (last = first + 1; last < items.size() && items[last].key == items[first].key;) ++last;
     ++distinct;
     if (std::is_integral_v<T> || last - first < 2) continue;
-    std::sort(items.begin() + static_cast<std::ptrdiff_t>(first),
-              items.begin() + static_cast<std::ptrdiff_t>(last),
-              [&](keyed a, keyed b) { return values[a.element] < values[b.element]; });
+    const std::span run(items.data() + first, last - first);
+    const auto value_of = [&](keyed k) { return values[k.element]; };
+    if (!std::ranges::is_sorted(run, {}, value_of)) std::ranges::sort(run, {}, value_of);
     for (std::size_t i = first + 1; i < last; ++i) {
       distinct += values[items[i].element] != values[items[i - 1].element];
     }
@@ -231,6 +271,7 @@ ranked_values<T> rank_values(std::vector<growing_array<T>> parts) {
       return rank_by_marks(std::move(parts), n, b);
     }
   }
+  if (auto few = rank_by_dictionary(parts, n)) return std::move(*few);
   return rank_by_keys(std::move(parts), n, b);
 }
 

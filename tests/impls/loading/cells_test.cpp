@@ -5,6 +5,7 @@
 #include <limits>
 #include <random>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -108,6 +109,28 @@ TEST(text_codes, agree_with_a_hash_map) {
   for (const auto& [text, code] : model) {
     ASSERT_EQ(codes.find(text), code);
     ASSERT_EQ(codes.text(code, room), text);
+  }
+}
+
+// Few values, many, few that become many, and many of which one is nearly everywhere.
+TEST(value_ranks, are_places_among_the_sorted_values) {
+  constexpr unsigned k_rows[][3] = {{50, 50, 1}, {90000, 90000, 1}, {9, 5000, 1}, {5000, 5000, 9}};
+  std::mt19937_64 draw(8);
+  for (const auto& [first, then, zeros] : k_rows) {
+    std::vector<double> all;
+    for (int i = 0; i < 40000; ++i) {
+      const auto kind = static_cast<double>(draw() % (i < 20000 ? first : then));
+      all.push_back(draw() % zeros == 0 ? -1e9 - 1e-3 * kind : 0);
+    }
+    std::vector<growing_array<double>> parts(2);
+    parts[0].append(std::span(all).first(7));
+    parts[1].append(std::span(all).subspan(7));
+    const ranked_values<double> ranked = rank_values(std::move(parts));
+    EXPECT_TRUE(std::ranges::equal(ranked.values, std::set(all.begin(), all.end())));
+    ASSERT_EQ(ranked.ranks.size(), all.size());
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      ASSERT_EQ(ranked.values.at(ranked.ranks[i] - 1), all[i]);
+    }
   }
 }
 
