@@ -237,10 +237,11 @@ std::shared_ptr<const mapped_codes> codes_at(const mapped_place& place, const ma
                                              unsigned long rows, const column& empty,
                                              const std::string& name) {
   const std::string_view bytes = file->bytes();
-  const code_view view{bytes.data() + place.begin, empty.codes().bits};
+  const unsigned bits = empty.codes().bits;
   const bool fit = place.begin % k_alignment == 0 && place.begin <= bytes.size() &&
-                   code_bytes(view.bits, rows) <= bytes.size() - place.begin;
+                   code_bytes(bits, rows) <= bytes.size() - place.begin;
   require(fit, k_misplaced);
+  const code_view view{bytes.data() + place.begin, bits};
   const o_set& values = *empty.values();
   return std::make_shared<mapped_codes>(
       file, view, rows,
