@@ -84,8 +84,8 @@ struct option_row {
   unsigned ignored_for;  // reasons
 };
 
-// What is refused together needs no reason: with a saved model hold-outs, -cv, -db, -dbm, -imp, -tti
-// and the experiments.
+// What is refused together needs no reason: with a saved model hold-outs, -cv, -db, -dbm, -imp,
+// -tti and the experiments.
 constexpr option_row k_options[] = {
     {"-f", SAVED_MODEL | BINARY_TABLE},
     {"-fm", SAVED_MODEL | BINARY_TABLE},
