@@ -407,10 +407,10 @@ constexpr option_row k_options[] = {
 
 /// Options that say where things are and what is to be told of them: no tree hangs on them.
 constexpr std::string_view k_beside_tasks[] = {
-    "-f",     "-fm",   "-fd",       "-bd",      "-ft",    "-fs",    "-sep",  "-db",     "-tb",
-    "-l",     "-t",    "-x",        "-d",       "-pmml",  "-s",     "-json", "-oerr",   "-lstd",
-    "-nl",    "-tstd", "-xstd",     "-dstd",    "-tt",    "-imp",   "-prob", "-unseen", "-metrics",
-    "-mjson", "-shap", "-shappred", "-shaptop", "-costs", "-resume"};
+    "-f",       "-fm",    "-fd",   "-bd",       "-ft",      "-fs",    "-sep",   "-db",   "-dbm",
+    "-tb",      "-l",     "-t",    "-x",        "-d",       "-pmml",  "-s",     "-json", "-oerr",
+    "-lstd",    "-nl",    "-tstd", "-xstd",     "-dstd",    "-tt",    "-imp",   "-prob", "-unseen",
+    "-metrics", "-mjson", "-shap", "-shappred", "-shaptop", "-costs", "-resume"};
 
 void take_option(options& opt, arguments& args) {
   const std::span<const char* const> words = args.left();
