@@ -12,7 +12,7 @@ The command line
 The table
     -f FILE              metadata in FILE.names and training data in FILE.data
     -fm FILE  -fd FILE   metadata; training data; of either .gz is gunzipped
-    -bd FILE             a table that -db saved
+    -bd FILE             a table that -db or -dbm saved
     -sep C               what separates columns, by default ','
     -norescale           case weights as they stand, not summing to the number of rows
     -ownunk              unknown cells of a discrete attribute are a value of their own
@@ -62,6 +62,7 @@ Scores
     -unseen              values that training did not have count as unknown, in tests too
 Output
     -tb FILE  -db FILE   save the model; the table
+    -dbm FILE            save the table to be used where it lies, larger than memory too
     -t FILE  -tstd       text report, into a file; on standard output
     -oerr  -imp          in it: ordinal errors; the importance of attributes
     -metrics             in it: precision, recall, areas, log-loss and more, with intervals
@@ -76,6 +77,7 @@ The run
     -tt N                workers, 0 for as many as the machine has
     -columns             the processes of orvmpi grow single trees together, each by its columns
     -seed N              the same random draws again
+    -resume FILE         keep finished tasks there, and go on from those that it has
     -tti T W FILE        a trace of the times with T up to W workers
 Experiments
     -sdm2012 N           compare prunings on the folds of -cv

@@ -41,6 +41,9 @@ void make_ensemble(const options& opt, orvik::dtree& model);
 /// Throws early_end when a file name is missing.
 std::unique_ptr<orvik::table> load_save_table(const options& opt, std::ostream* log);
 
+/// Whether the options ask for a mapped table and nothing else: none of a model.
+bool only_makes_table(const options& opt);
+
 /// Splits off a hold-out part, grows the model and prunes it.
 training buildtree(const options& opt, orvik::table* t, _cv_errors& errors, std::ostream* log,
                    std::ostream* trace);

@@ -89,8 +89,8 @@ struct option_row {
   unsigned ignored_for;  // reasons
 };
 
-// What is refused together needs no reason: with a saved model hold-outs, -cv, -db, -imp, -tti and
-// the experiments.
+// What is refused together needs no reason: with a saved model hold-outs, -cv, -db, -dbm, -imp,
+// -tti and the experiments.
 constexpr option_row k_options[] = {
     {"-f", SAVED_MODEL | BINARY_TABLE},
     {"-fm", SAVED_MODEL | BINARY_TABLE},
@@ -171,6 +171,7 @@ constexpr option_row k_options[] = {
     {"-tti", EXPERIMENT},  // but that it sets the number of workers
     {"-columns", SAVED_MODEL | NO_TEAM},
     {"-seed", SAVED_MODEL},
+    {"-resume", SAVED_MODEL},
     {"-as2018", SDM2012},
 };
 

@@ -38,7 +38,8 @@ constexpr char k_train_examples[] =
     "  orvik train people.csv --class buys --forest 100 --holdout 30 -o people.orvik \\\n"
     "              --report people.html\n"
     "  orvik train golf.names --prune none --text golf.txt\n\n"
-    "FILE is a delimited file, a pair of .names and .data, or a table that orvcmd -db saved.\n"
+    "FILE is a delimited file, a pair of .names and .data, or a table that orvcmd -db or -dbm "
+    "saved.\n"
     "COLUMN is a name or a number from 1. See orvik-train(1).";
 
 /// A form of the model that goes to a file of its own.

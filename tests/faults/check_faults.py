@@ -36,6 +36,8 @@ def commands(orvik, orvcmd):
     yield cmd("-ft", "golf.data", "-prob", "-imp", "-tt", "1", *everything, files=written)
     yield cmd("-tt", "2", *everything, "-fd", "packed.data.gz", files=written)
     yield [orvcmd, "-bd", "kept.table", "-tt", "2", "-tstd"], []
+    yield [orvcmd, "-bd", "kept.map", "-tt", "2", "-tstd"], []
+    yield cmd("-tt", "2", "-dbm", "d.map", files=["d.map"])
     yield [orvcmd, "-bt", "kept.tree", "-fs", "golf.data", "-s", "s.txt", "-ft", "golf.data"], ["s.txt"]
     yield cmd("-cv", "1", "3", "-metrics", "-mjson", "f.json", files=["f.json"])
     for kind in ("-ba", "-fo", "-rf", "-bo"):
@@ -64,6 +66,7 @@ def prepare(orvik, orvcmd, root, folder):
         shutil.copy(os.path.join(examples, name), os.path.join(folder, to))
     for command in (["gzip", "packed.data"],
                     [orvcmd, "-f", "golf", "-db", "kept.table", "-tb", "kept.tree"],
+                    [orvcmd, "-f", "golf", "-dbm", "kept.map"],
                     [orvik, "train", "flats.csv", "--class", "verdict", "-q", "--no-cv", "-o", "kept.orvik"]):
         subprocess.run(command, cwd=folder, check=True, capture_output=True)
 

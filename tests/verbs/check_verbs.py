@@ -170,10 +170,10 @@ class Check:
                     tree = text
                 require(text == tree, f"{file} with {threads} threads: {text}")
         self.check_plain_files(flats)
-        subprocess.run([self.orvcmd, "-nl", "-sep", "\t", "-f", "pair", "-db", "table", "-t", "pair.txt"], check=True,
-                       cwd=self.folder)
+        subprocess.run([self.orvcmd, "-nl", "-sep", "\t", "-f", "pair", "-db", "table", "-dbm", "map",
+                        "-t", "pair.txt"], check=True, cwd=self.folder)
         trees = []
-        for file in ("pair", "pair.names", "pair.data", "table"):
+        for file in ("pair", "pair.names", "pair.data", "table", "map"):
             self.run("train", file, "-q", "--no-cv", "--text", "tree.txt")
             trees.append(open(self.path("tree.txt"), encoding="utf-8").read())
         require(len(set(trees)) == 1 and len(prepared) == 400, f"pairs and tables: {trees}")

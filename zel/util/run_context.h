@@ -65,6 +65,8 @@ class run_context : private nocopy {
   /// Other processes at the same run, with which it shares out some loops; null: none. Set between
   /// operations, and hidden from what is one process's own part of such a loop.
   mutable team* companions = nullptr;
+  /// Keeps results of loops that take long; null: none. Likewise.
+  mutable task_store* store = nullptr;
 
   /// Whether all companions take part in one task too, telling one another what each found in a
   /// step, and how many bytes they told so far, all together.

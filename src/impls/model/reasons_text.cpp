@@ -9,6 +9,7 @@
 
 #include "impls/evaluation/batch_coder.h"
 #include "impls/evaluation/row_blocks.h"
+#include "impls/evaluation/row_predictor.h"
 #include "impls/model/explainer.h"
 #include "zel/util/number_util.h"
 
@@ -43,6 +44,7 @@ struct reason_lines {
   std::string text;
   std::vector<std::size_t> ends;  // of the lines
 };
+auto items_of(reason_lines& lines) { return std::tie(lines.text, lines.ends); }
 
 /// The lines of one row after the other.
 class reason_writer {
@@ -219,11 +221,11 @@ void explainer::write(zel::inpout::stream& in, std::ostream& out, unsigned long&
   for_each_row_block<reason_lines>(run, in, k_reading_title, rows, work,
                                    [&](const reason_lines& some) { lines.write(some); });
   if (unseen == nullptr) return;
-  for (unsigned long i = 0; i < table_.n_columns(); ++i) {
-    unsigned long sum = 0;
-    for (const auto& each : workers) sum += each ? each->coder().unseen()[i] : 0;
-    if (sum > 0) unseen->emplace_back(table_.get_column(i).name(), sum);
+  std::vector<unsigned long> counts(table_.n_columns());
+  for (const auto& each : workers) {
+    if (each) add_unseen(each->coder(), counts);
   }
+  *unseen = unseen_of_all(run, table_, counts);
 }
 
 }  // namespace orvik::impls
