@@ -62,12 +62,15 @@ def write_table(folder):
     with open(stem + ".names", "w", encoding="ascii") as names:
         names.write("a,double,continuous\nb,string,discrete\nc,integer,continuous\nd,string,discrete\n"
                     "k,string,class\nw,double,weights\n")
-    with open(stem + ".data", "w", encoding="ascii") as data:
-        for _ in range(6000):
-            a, b, c = draw.randrange(500), draw.randrange(5), draw.randrange(30)
-            cells = [a, b, "?" if draw.random() < 0.1 else c, draw.randrange(2), (a // 90 + b * (c > 12)) % 3]
-            data.write(",".join(map(str, cells + [0.1 * draw.randrange(1, 9)])) + "\n")
-    return ["-f", stem, "-ft", stem + ".data", "-fs", stem + ".data"]
+    rows = []
+    for _ in range(6000):
+        a, b, c = draw.randrange(500), draw.randrange(5), draw.randrange(30)
+        cells = [a, b, "?" if draw.random() < 0.1 else c, draw.randrange(2), (a // 90 + b * (c > 12)) % 3]
+        rows.append(",".join(map(str, cells + [0.1 * draw.randrange(1, 9)])) + "\n")
+    for name, n in ((".data", len(rows)), (".few", 20)):
+        with open(stem + name, "w", encoding="ascii") as data:
+            data.writelines(rows[:n])
+    return ["-f", stem, "-fs", stem + ".few"]
 
 
 def check_same(mpirun, orvcmd, orvmpi, table, processes, folder, all_options=OPTIONS):
