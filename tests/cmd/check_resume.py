@@ -34,6 +34,8 @@ def said(text, options):
 
 def outputs(command, options, folder):
     text = os.path.join(folder, "text")
+    if os.path.exists(text):
+        os.remove(text)
     done = run(command + ["-t", text])
     if done.returncode:
         raise SystemExit(f"{options}: {done.stdout}{done.stderr}")

@@ -5,11 +5,9 @@
 #include <atomic>
 #include <barrier>
 #include <filesystem>
-#include <optional>
 
 #include "inpout_scratch.h"
 #include "zel/inpout/task_file.h"
-#include "zel/util/rand_gen.h"
 #include "zel/util/run_context.h"
 #include "zel/util/side_by_side.h"
 

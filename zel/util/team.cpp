@@ -94,7 +94,7 @@ class shared_loop {
 
   std::optional<std::string> restored(unsigned long i) const {
     if (!loop_) return std::nullopt;
-    const std::optional<std::string> kept = alone_.store()->find(*loop_, i);
+    std::optional<std::string> kept = alone_.store()->find(*loop_, i);
     if (!kept || !form_->restore) return kept;
     try {
       return form_->restore(i, *kept);
@@ -158,6 +158,7 @@ class shared_loop {
   /// By task: the first process whose store has it.
   std::vector<unsigned long> owners(const std::map<unsigned long, std::string>& mine) const {
     std::vector<unsigned long> tasks;
+    tasks.reserve(mine.size());
     for (const auto& [i, bytes] : mine) tasks.push_back(i);
     const std::vector<std::string> all = alone_.companions()->exchange(bytes_of_items(tasks));
     std::vector<unsigned long> owner(n_, k_nobody);
