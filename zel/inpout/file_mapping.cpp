@@ -38,9 +38,13 @@ bool file_mapping::begins_with(const std::string& name, std::string_view start) 
   if (iofile::is_pipe(name.c_str())) return false;  // before it is opened: that might wait
   iofile file;
   if (!file.open(name, mode_read, 0) || !file.is_random()) return false;
-  std::string found(start.size(), '\0');
-  const long got = file.read(found.data(), static_cast<long>(found.size()));
-  return got == static_cast<long>(start.size()) && found == start;
+  // A read may give less than was asked for.
+  for (std::string found(start.size(), '\0'); !start.empty();) {
+    const long got = file.read(found.data(), static_cast<long>(start.size()));
+    if (got <= 0 || !start.starts_with(std::string_view(found.data(), got))) return false;
+    start.remove_prefix(static_cast<std::size_t>(got));
+  }
+  return true;
 }
 
 }  // namespace zel::inpout
