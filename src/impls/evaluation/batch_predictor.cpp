@@ -38,10 +38,10 @@ batch_predictor::batch_predictor(const table& t, const std::vector<voter>& trees
     votes_.push_back(each.votes);
     all_votes_ += each.votes;
   }
-  std::vector<bool> asked(n_attributes_);
-  for (const flat_tree& tree : trees_) tree.note_attributes(asked);
+  std::vector<bool> tested(n_attributes_);
+  for (const flat_tree& tree : trees_) tree.note_attributes(tested);
   for (unsigned long a = 0; a < n_attributes_; ++a) {
-    if (asked[a]) asked_.push_back(a);
+    if (tested[a]) asked_.push_back(a);
   }
 }
 
