@@ -12,7 +12,7 @@ The command line
 The table
     -f FILE              metadata in FILE.names and training data in FILE.data
     -fm FILE  -fd FILE   metadata; training data; of either .gz is gunzipped
-    -bd FILE             a table that -db saved
+    -bd FILE             a table that -db or -dbm saved
     -sep C               what separates columns, by default ','
     -norescale           case weights as they stand, not summing to the number of rows
     -ownunk              unknown cells of a discrete attribute are a value of their own
@@ -56,12 +56,13 @@ Scores
     -sets P  -byclass    sets with the true class for P % of the rows; for those of each class
     -calibrate HOW       shares that mean what they say: isotonic, platt, plain (for sets only)
     -calrows FILE        on these rows, not on training rows that trees were not grown on
-    -shap FILE           why: what each attribute contributes to the share of every class
+    -shap FILE           why: what each attribute adds to the share of every class, before calibration
     -shappred            in it: the predicted class only
     -shaptop N           in it: the N largest contributions of a row by name
     -unseen              values that training did not have count as unknown, in tests too
 Output
     -tb FILE  -db FILE   save the model; the table
+    -dbm FILE            save the table to be used where it lies, larger than memory too
     -t FILE  -tstd       text report, into a file; on standard output
     -oerr  -imp          in it: ordinal errors; the importance of attributes
     -metrics             in it: precision, recall, areas, log-loss and more, with intervals
@@ -74,7 +75,9 @@ Output
     -lstd  -nl           the log on standard output, the default; not there
 The run
     -tt N                workers, 0 for as many as the machine has
+    -columns             the processes of orvmpi grow single trees together, each by its columns
     -seed N              the same random draws again
+    -resume FILE         keep finished tasks there, and go on from those that it has
     -tti T W FILE        a trace of the times with T up to W workers
 Experiments
     -sdm2012 N           compare prunings on the folds of -cv

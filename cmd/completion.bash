@@ -16,9 +16,9 @@ declare -gA _orvcmd_takes=(
   [-h]=number [-hf]=number [-hs]=number [-hd]=number [-cv]='number number'
   [-l]=file [-nl]='' [-lstd]='' [-t]=file [-tstd]='' [-oerr]='' [-imp]='' [-metrics]='' [-mjson]=file
   [-x]=file [-xstd]='' [-d]=file [-dstd]='' [-pmml]=file [-json]=file
-  [-db]=file [-tb]=file [-s]=file [-prob]='' [-shap]=file [-shappred]='' [-shaptop]=number
+  [-db]=file [-dbm]=file [-tb]=file [-s]=file [-prob]='' [-shap]=file [-shappred]='' [-shaptop]=number
   [-calibrate]=calibration [-calrows]=file [-sets]=number [-byclass]=''
-  [-tt]=workers [-tti]='number workers file' [-seed]=number
+  [-tt]=workers [-tti]='number workers file' [-columns]='' [-seed]=number [-resume]=file
   [-sdm2012]=number [-as2018]='number number number number'
 )
 

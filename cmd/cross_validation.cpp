@@ -17,6 +17,8 @@ using orvik::dtree;
 using orvik::table;
 using subset_ptr = std::unique_ptr<table::subset>;
 
+constexpr char k_no_model[] = "what was kept of a fold is no model";
+
 void add(double value, double& sum, double& sum2) {
   sum += value;
   sum2 += value * value;
@@ -41,37 +43,77 @@ void add_fold(const options& opt, const dtree& model, const conf_matrix& cm, _cv
   errors.gamma += cm.err_gamma();
 }
 
+/// Makes of shares whether the class is in the set of the row.
+void put_in_sets(orvik::judged_rows& rows, const std::vector<double>& limits) {
+  if (!rows.plain.empty()) rows.shares.swap(rows.plain);
+  rows.plain.clear();
+  for (std::size_t i = 0; i < rows.shares.size(); ++i) {
+    rows.shares[i] = rows.shares[i] >= limits[i % limits.size()] ? 1 : 0;
+  }
+}
+
 std::unique_ptr<conf_matrix> test_fold(const options& opt, const dtree& model, table* t,
-                                       table::subset& fold, orvik::judged_rows& judged) {
-  if (!opt.judges()) return std::unique_ptr<conf_matrix>(model.test(t, &fold, nullptr));
+                                       table::subset& fold, training& result) {
+  if (!opt.judges_tests()) return std::unique_ptr<conf_matrix>(model.test(t, &fold, nullptr));
   orvik::judged_rows rows;
   std::unique_ptr<conf_matrix> matrix(model.test(t, &fold, rows));
-  append(judged, rows);
+  if (opt.judges()) append(result.judged_in_folds, rows);
+  if (opt.sets.wanted()) {
+    put_in_sets(rows, model.get_set_limits(opt.sets));
+    append(result.sets_in_folds, rows);
+  }
   return matrix;
 }
 
-/// Whether processes may grow the models of folds in any order: those that draw from the sequences
-/// of the run, and ensembles, which share out their trees, are grown one after another by all.
-bool may_share_out(const options& opt) {
-  return zel::util::default_context().companions != nullptr && !opt.is_ensemble() &&
-         !opt.strategy().separate_cases && opt.feature_selection == orvik::model::NO_SELECTION &&
-         opt.calibration == orvik::calibration::none;
+/// Whether the folds are tasks for processes: ensembles share out their trees instead.
+bool are_tasks(const options& opt) {
+  return zel::util::is_shared_out(zel::util::default_context(), /*with_store=*/true) &&
+         !opt.is_ensemble();
 }
 
-/// The models of all folds, each grown by one of the processes; none where all grow them
-/// themselves.
-std::vector<std::string> share_out_folds(const options& opt, table* t, table::subset& all,
-                                         const dtree& model, unsigned long k) {
-  if (!may_share_out(opt)) return {};
-  std::vector<std::string> grown(k);
+/// Seeds that the model of a fold takes of the sequences: the split of a search, and that of cases
+/// for pruning, once more for each fold of a calibration.
+zel::util::seed_source::places draws_of_fold(const options& opt, const dtree& model) {
+  using zel::util::draw;
+  constexpr unsigned long k_calibration_folds = 10;
+  const bool calibrates = model.get_calibration() != orvik::calibration::none;
+  const unsigned long splits = (opt.strategy().separate_cases ? 1 : 0) +
+                               (opt.feature_selection != orvik::model::NO_SELECTION ? 1 : 0);
+  zel::util::seed_source::places drawn{};
+  drawn[static_cast<std::size_t>(draw::stratify)] =
+      splits * (calibrates ? 1 + k_calibration_folds : 1);
+  drawn[static_cast<std::size_t>(draw::calibration)] = calibrates ? 1 : 0;
+  return drawn;
+}
+
+std::unique_ptr<dtree> from_bytes(std::string_view bytes) {
+  std::unique_ptr<dtree> model(dtree::from_bytes(std::string(bytes)));
+  if (!model) throw std::runtime_error(k_no_model);
+  return model;
+}
+
+/// Calls finish(i, fold, model) for the model of each fold of `all`, in their order.
+template <class Finish>
+void grow_on_folds(const options& opt, table* t, table::subset& all, const dtree& parameters,
+                   unsigned long k, const Finish& finish) {
+  std::unique_ptr<dtree> model(parameters.clone(/*parameters_only=*/true));
   const auto grow = [&](unsigned long i) {
-    const std::unique_ptr<dtree> copy(model.clone(/*parameters_only=*/true));
-    copy->build(t, take_fold(all, k, i).train.get());
-    return copy->to_bytes();
+    model->build(t, take_fold(all, k, i).train.get());
+    return model->to_bytes();
   };
-  zel::util::share_out(zel::util::default_context(), k, /*at_once=*/1, grow,
-                       [&](unsigned long i, std::string_view bytes) { grown[i] = bytes; });
-  return grown;
+  const auto take = [&](unsigned long i, std::string_view bytes) {
+    finish(*take_fold(all, k, i).test, *from_bytes(bytes));
+  };
+  if (are_tasks(opt)) {
+    return zel::util::share_out_in_turn(zel::util::default_context(), k,
+                                        draws_of_fold(opt, parameters), grow, take,
+                                        [](std::string_view bytes) { from_bytes(bytes); });
+  }
+  for (unsigned long i = 0; i < k; ++i) {
+    const fold_parts parts = take_fold(all, k, i);
+    model->build(t, parts.train.get());
+    finish(*parts.test, *model);
+  }
 }
 
 void log_figure(std::ostream* log, const char* title, double sum, double sum2, double n,
@@ -106,7 +148,7 @@ double percent_truncated(double value) { return std::trunc(value * 10000) / 100;
 double truncated(double value) { return std::trunc(value * 100) / 100; }
 
 void cross_validate(const options& opt, table* t, const dtree& model, _cv_errors& errors,
-                    orvik::judged_rows& judged, std::ostream* log) {
+                    training& result, std::ostream* log) {
   const auto k = static_cast<unsigned long>(opt.cv_folds);
   const auto repetitions = static_cast<unsigned long>(opt.cv_repetitions);
   require_rows_for_folds(*t, opt);
@@ -118,22 +160,18 @@ void cross_validate(const options& opt, table* t, const dtree& model, _cv_errors
   for (unsigned long repetition = 0; repetition < repetitions; ++repetition) {
     all->stratify_cross(k, t, true);
     std::unique_ptr<dtree> copy(model.clone(/*parameters_only=*/true));
-    // What sets need is of no use here, and takes ten trainings more.
-    if (copy->get_calibration() == orvik::calibration::plain) {
+    // What sets need is of no use without them, and may take ten trainings more.
+    if (copy->get_calibration() == orvik::calibration::plain && !opt.sets.wanted()) {
       copy->set_calibration(orvik::calibration::none);
     }
-    const std::vector<std::string> grown = share_out_folds(opt, t, *all, *copy, k);
-    for (unsigned long i = 0; i < k; ++i) {
-      const fold_parts parts = take_fold(*all, k, i);
-      grown.empty() ? copy->build(t, parts.train.get())
-                    : void(copy.reset(dtree::from_bytes(grown[i])));
-      const std::unique_ptr<conf_matrix> cm = test_fold(opt, *copy, t, *parts.test, judged);
-      add_fold(opt, *copy, *cm, errors);
+    grow_on_folds(opt, t, *all, *copy, k, [&](table::subset& fold, const dtree& grown) {
+      const std::unique_ptr<conf_matrix> cm = test_fold(opt, grown, t, fold, result);
+      add_fold(opt, grown, *cm, errors);
       zel::util::default_context().count(unit::folds);
       if (log != nullptr) *log << '.' << std::flush;
-    }
+    });
   }
-  judged.times = static_cast<double>(repetitions);
+  result.judged_in_folds.times = static_cast<double>(repetitions);
   log_figures(log, errors, static_cast<double>(k * repetitions), !opt.costs_file.empty());
 }
 

@@ -20,9 +20,9 @@ double percent_truncated(double value);
 double truncated(double value);
 
 /// Builds a copy of `model` (its parameters) on every fold's complement, tests it on the fold,
-/// and sums up in `errors`; where figures are asked for, `judged` receives what is said of the
-/// folds. Throws std::runtime_error for more folds than rows and for an empty training part.
+/// and sums up in `errors`; where figures or sets are asked for, `result` receives what is said of
+/// the folds. Throws std::runtime_error for more folds than rows and for an empty training part.
 void cross_validate(const options& opt, orvik::table* t, const orvik::dtree& model,
-                    _cv_errors& errors, orvik::judged_rows& judged, std::ostream* log);
+                    _cv_errors& errors, training& result, std::ostream* log);
 
 }  // namespace orvcmd

@@ -27,6 +27,9 @@ struct training {
   /// What is said of the training cases, of those out of bag and of the folds, where figures are
   /// asked for.
   orvik::judged_rows judged, judged_out_of_bag, judged_in_folds;
+  /// Of the rows of the folds, where sets are asked for, shares of 1 for the classes that are in
+  /// the set, and 0: each fold has limits of its own.
+  orvik::judged_rows sets_in_folds;
 };
 
 /// A model with the parameters of the options, without attributes searched or anything grown.
@@ -37,6 +40,9 @@ void make_ensemble(const options& opt, orvik::dtree& model);
 /// Loads the table that the options name. `log` may be null, here and below.
 /// Throws early_end when a file name is missing.
 std::unique_ptr<orvik::table> load_save_table(const options& opt, std::ostream* log);
+
+/// Whether the options ask for a mapped table and nothing else: none of a model.
+bool only_makes_table(const options& opt);
 
 /// Splits off a hold-out part, grows the model and prunes it.
 training buildtree(const options& opt, orvik::table* t, _cv_errors& errors, std::ostream* log,

@@ -22,6 +22,7 @@ namespace {
 
 constexpr char k_unknown_error[] = "unknown error";
 constexpr char k_out_of_memory[] = "out of memory";
+constexpr char k_lost_page[] = "a table in use was cut, or cannot be read any more\n";
 constexpr char k_lost_output[] = "Cannot write to standard output\n";
 
 /// @return whether all of it was written.
@@ -102,6 +103,7 @@ void guard_process() {
   }
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
+  zel::inpout::end_on_lost_pages(STDOUT_FILENO, k_lost_page, k_failure);
 }
 
 }  // namespace orvcmd

@@ -38,7 +38,8 @@ int exit_status_of(const std::function<void()>& body);
 /// and for errors in threads that are not its own, which end it as other errors do.
 /// Closed standard descriptors are filled so that no file opened later takes their number (its
 /// content would receive the log); writing to a filled one fails. Writing past a closed pipe or
-/// a size limit becomes a write error instead of a signal that kills the process.
+/// a size limit becomes a write error instead of a signal that kills the process, and a mapped file
+/// that is cut a failure.
 void guard_process();
 
 }  // namespace orvcmd

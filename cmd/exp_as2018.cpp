@@ -8,6 +8,7 @@
 
 #include "experiments.h"
 #include "side_sets.h"
+#include "zel/util/seed.h"
 
 namespace orvcmd {
 
@@ -36,7 +37,7 @@ struct round_of {
   double min_weight;
   fold_parts parts;
   side_sets sets;  // of the training part
-  std::ostream* log;
+  std::ostream& lines;
 
   std::unique_ptr<dtree> make_model(bool as_forest) const;
   /// Searches the attributes of `model`.
@@ -143,8 +144,7 @@ void run_delta(const round_of& r, long number, double delta, unsigned long dim,
   const measurement forest_on_selected = measure_forest(r, model.get());
   measurement tree = measure(r, *model);
   tree.time += search_time;
-  if (r.log == nullptr) return;
-  std::ostream& out = *r.log;
+  std::ostream& out = r.lines;
   out << number << '\t' << r.min_weight << '\t' << delta << '\t' << best.made << '\t' << dim << '\t'
       << (dim == 0 ? 0.0 : static_cast<double>(count) / static_cast<double>(dim)) << tree << forest
       << forest_on_selected << best.model << '\t' << best.selected << '\t' << best.count << '\t'
@@ -167,6 +167,30 @@ std::vector<double> deltas_of(const options& opt) {
   return deltas;
 }
 
+std::vector<double> least_weights(const options& opt) {
+  std::vector<double> weights;
+  for (double m = opt.as2018_x; m <= opt.as2018_y; m *= 2) weights.push_back(m);
+  return weights;
+}
+
+/// A split of the cases, and a forest each by itself, for the search of all and for each delta.
+zel::util::seed_source::places draws_of_round(const options& opt, unsigned long dim,
+                                              unsigned long n_deltas) {
+  using zel::util::draw;
+  zel::util::seed_source::places drawn{};
+  drawn[static_cast<std::size_t>(draw::stratify)] = 1;
+  const unsigned long forests = 1 + (dim <= k_most_exhaustive ? 1 : 0) + n_deltas;
+  drawn[static_cast<std::size_t>(draw::bootstrap)] = opt.forest || opt.bagging ? forests : 0;
+  return drawn;
+}
+
+void run_round(const round_of& r, long number, unsigned long dim,
+               const std::vector<double>& deltas) {
+  const measurement forest = measure_forest(r, nullptr);
+  const exhaustive best = search_exhaustively(r, dim);
+  for (const double delta : deltas) run_delta(r, number, delta, dim, forest, best);
+}
+
 }  // namespace
 
 void require_deltas(const options& opt) {
@@ -183,19 +207,17 @@ training exp_as2018(table* t, options& opt, std::ostream* log) {
   const std::string usable = dtree(t->get_name()).attributes(t);
   const unsigned long dim = items_of(usable);
   if (log != nullptr) *log << '\n' << k_header << '\n';
-  for (long f = 0; f < opt.cv_folds; ++f) {
-    for (double m = opt.as2018_x; m <= opt.as2018_y; m *= 2) {
-      fold_parts parts =
-          take_fold(*all, static_cast<unsigned long>(opt.cv_folds), static_cast<unsigned long>(f));
-      side_sets sets = split_classes(t, *parts.train, k_growing_share, /*random=*/true);
-      const round_of r{t, opt, m, std::move(parts), std::move(sets), log};
-      const measurement forest = measure_forest(r, nullptr);
-      const exhaustive best = search_exhaustively(r, dim);
-      for (const double delta : deltas_of(opt)) {
-        run_delta(r, opt.exp_id * k_fold_factor + f, delta, dim, forest, best);
-      }
-    }
-  }
+  const std::vector<double> weights = least_weights(opt), deltas = deltas_of(opt);
+  const auto k = static_cast<unsigned long>(opt.cv_folds);
+  write_in_turn(
+      log, k * weights.size(), draws_of_round(opt, dim, deltas.size()),
+      [&](unsigned long i, std::ostream& lines) {
+        const unsigned long f = i / weights.size();
+        fold_parts parts = take_fold(*all, k, f);
+        side_sets sets = split_classes(t, *parts.train, k_growing_share, /*random=*/true);
+        run_round({t, opt, weights[i % weights.size()], std::move(parts), std::move(sets), lines},
+                  opt.exp_id * k_fold_factor + static_cast<long>(f), dim, deltas);
+      });
   return {};
 }
 

@@ -1,9 +1,11 @@
 #include "experiments.h"
 
 #include <cmath>
+#include <sstream>
 #include <stdexcept>
 
 #include "side_sets.h"
+#include "zel/util/run_context.h"
 
 namespace orvcmd {
 
@@ -24,7 +26,7 @@ struct fold {
   const options& opt;
   long number;
   subset_ptr test, train;
-  std::ostream* log;
+  std::ostream& lines;
 };
 
 std::unique_ptr<dtree> grow(const fold& f, table::subset* cases, bool limited) {
@@ -44,12 +46,11 @@ std::unique_ptr<dtree> grow(const fold& f, table::subset* cases, bool limited) {
 void measure(const fold& f, const dtree& model, std::string_view label) {
   double average_depth = 0;
   const std::unique_ptr<conf_matrix> cm(model.test(f.t, f.test.get(), &average_depth));
-  if (f.log == nullptr) return;
-  *f.log << f.t->get_name() << '\t' << f.number << '\t' << label << '\t' << model.size() << '\t'
-         << model.leaves() << '\t' << model.depth() << '\t' << average_depth << '\t'
-         << model.get_elapsed() << '\t' << cm->err_misc() << '\t' << 0 << '\t' << model.epl()
-         << '\n'
-         << std::flush;
+  f.lines << f.t->get_name() << '\t' << f.number << '\t' << label << '\t' << model.size() << '\t'
+          << model.leaves() << '\t' << model.depth() << '\t' << average_depth << '\t'
+          << model.get_elapsed() << '\t' << cm->err_misc() << '\t' << 0 << '\t' << model.epl()
+          << '\n'
+          << std::flush;
 }
 
 /// Prunes copies of `base` with the strategies that prune on a side set, or with the others.
@@ -78,6 +79,26 @@ void run_fold(const fold& f) {
 
 }  // namespace
 
+void write_in_turn(std::ostream* log, unsigned long n, const zel::util::seed_source::places& drawn,
+                   const std::function<void(unsigned long, std::ostream&)>& write) {
+  zel::util::run_context& run = zel::util::default_context();
+  if (!zel::util::is_shared_out(run, /*with_store=*/true)) {
+    std::ostream nowhere(nullptr);
+    for (unsigned long i = 0; i < n; ++i) write(i, log != nullptr ? *log : nowhere);
+    return;
+  }
+  const auto lines_of = [&](unsigned long i) {
+    std::ostringstream lines;
+    if (log != nullptr) lines.copyfmt(*log);
+    write(i, lines);
+    return lines.str();
+  };
+  const auto take = [log](unsigned long, std::string_view lines) {
+    if (log != nullptr) *log << lines << std::flush;
+  };
+  zel::util::share_out_in_turn(run, n, drawn, lines_of, take, [](std::string_view) {});
+}
+
 void require_experiment(const options& opt) {
   if (!opt.sdm2012 && !opt.as2018) return;
   const std::string option = opt.sdm2012 ? "-sdm2012" : "-as2018";
@@ -94,11 +115,13 @@ training exp_sdm2012(table* t, const options& opt, std::ostream* log) {
   const auto k = static_cast<unsigned long>(opt.cv_folds);
   const subset_ptr all = stratified_folds(t, opt);
   if (log != nullptr) *log << '\n' << k_header << '\n';
-  for (unsigned long i = 0; i < k; ++i) {
+  zel::util::seed_source::places drawn{};
+  drawn[static_cast<std::size_t>(zel::util::draw::stratify)] = 1;
+  write_in_turn(log, k, drawn, [&](unsigned long i, std::ostream& lines) {
     fold_parts parts = take_fold(*all, k, i);
     run_fold({t, opt, opt.exp_id * opt.cv_folds + static_cast<long>(i), std::move(parts.test),
-              std::move(parts.train), log});
-  }
+              std::move(parts.train), lines});
+  });
   return {};
 }
 

@@ -2,14 +2,22 @@
 // log.
 #pragma once
 
+#include <functional>
 #include <ostream>
 
 #include "driver.h"
+#include "zel/util/seed.h"
 
 namespace orvcmd {
 
 /// Throws std::runtime_error when `opt` asks for an experiment without what it needs.
 void require_experiment(const options& opt);
+
+/// Calls write(i, lines) for every i below n, and writes the lines to the log, which may be null,
+/// in that order; processes share out the calls. Each draws about `drawn` from the seeds of the
+/// run.
+void write_in_turn(std::ostream* log, unsigned long n, const zel::util::seed_source::places& drawn,
+                   const std::function<void(unsigned long, std::ostream&)>& write);
 
 /// Compares the pruning strategies on the folds of one cross-validation. The fold numbers go on
 /// from exp_id x folds. Strategies that prune on the training cases start from one unlimited tree

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "zel/util/run_context.h"
+
 namespace orvcmd {
 
 namespace {
@@ -52,6 +54,7 @@ enum reason : unsigned {
   REPORT_FILE = 1U << 13U,
   XML_FILE = 1U << 14U,
   DOT_FILE = 1U << 15U,
+  NO_TEAM = 1U << 16U,
 };
 
 struct reason_row {
@@ -77,6 +80,8 @@ constexpr reason_row k_reasons[] = {
     {REPORT_FILE, "-t is given", [](auto& o) { return !o.text_file.empty(); }},
     {XML_FILE, "-x is given", [](auto& o) { return !o.xml_file.empty(); }},
     {DOT_FILE, "-d is given", [](auto& o) { return !o.dot_file.empty(); }},
+    {NO_TEAM, "there is one process",
+     [](auto&) { return zel::util::default_context().companions == nullptr; }},
 };
 
 struct option_row {
@@ -84,8 +89,8 @@ struct option_row {
   unsigned ignored_for;  // reasons
 };
 
-// What is refused together needs no reason: with a saved model hold-outs, -cv, -db, -imp, -tti and
-// the experiments.
+// What is refused together needs no reason: with a saved model hold-outs, -cv, -db, -dbm, -imp,
+// -tti and the experiments.
 constexpr option_row k_options[] = {
     {"-f", SAVED_MODEL | BINARY_TABLE},
     {"-fm", SAVED_MODEL | BINARY_TABLE},
@@ -164,7 +169,9 @@ constexpr option_row k_options[] = {
     {"-shappred", EXPERIMENT},
     {"-shaptop", EXPERIMENT},
     {"-tti", EXPERIMENT},  // but that it sets the number of workers
+    {"-columns", SAVED_MODEL | NO_TEAM},
     {"-seed", SAVED_MODEL},
+    {"-resume", SAVED_MODEL},
     {"-as2018", SDM2012},
 };
 

@@ -1,4 +1,5 @@
 // The table of a run.
+#include <algorithm>
 #include <cmath>
 
 #include "driver.h"
@@ -33,7 +34,13 @@ std::unique_ptr<table> load_text(const options& opt, std::ostream* log) {
   if (opt.data_file.empty()) throw early_end{0, k_no_data};
   zel::util::default_context().progress().begin(zel::util::progress::unit::rows, 0);
   const bool in_order = opt.holdout_first > 0 || opt.holdout_stratified_deterministic > 0;
-  t->load_data(opt.data_file, opt.separator, in_order ? 1 : opt.n_workers, log);
+  const unsigned long n_workers = in_order ? 1 : opt.n_workers;
+  if (opt.mapped_data_output.empty()) {
+    t->load_data(opt.data_file, opt.separator, n_workers, log);
+  } else {
+    t->load_data_mapped(opt.data_file, opt.separator, n_workers, opt.mapped_data_output, log);
+    log_line(log, "Data saved");
+  }
   return t;
 }
 
@@ -54,7 +61,22 @@ void save_binary(const table& t, const std::string& file, std::ostream* log) {
   log_line(log, "Data saved");
 }
 
+/// A table that was read as text has saved itself.
+void save_mapped(const table& t, const options& opt, std::ostream* log) {
+  if (opt.mapped_data_output.empty() || opt.binary_data_input.empty()) return;
+  t.toMapped(opt.mapped_data_output);
+  log_line(log, "Data saved");
+}
+
 }  // namespace
+
+bool only_makes_table(const options& opt) {
+  constexpr std::string_view k_of_tables[] = {"-f",   "-fm", "-fd", "-bd",   "-sep", "-db",
+                                              "-dbm", "-l",  "-nl", "-lstd", "-tt",  "-seed"};
+  return opt.is_given("-dbm") && std::ranges::all_of(opt.given, [&](std::string_view option) {
+           return std::ranges::find(k_of_tables, option) != std::end(k_of_tables);
+         });
+}
 
 std::unique_ptr<table> load_save_table(const options& opt, std::ostream* log) {
   std::unique_ptr<table> t =
@@ -62,6 +84,7 @@ std::unique_ptr<table> load_save_table(const options& opt, std::ostream* log) {
   log_line(log, " + cols: ", t->get_no_columns(), " rows: ", t->get_no_rows());
   log_load_rate(log, t->get_no_rows(), t->get_elapsed());
   if (!opt.binary_data_output.empty()) save_binary(*t, opt.binary_data_output, log);
+  save_mapped(*t, opt, log);
   if (opt.rescale) t->rescale_weights();
   if (opt.own_unknowns) t->own_unknowns();
   return t;

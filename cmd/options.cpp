@@ -62,6 +62,7 @@ class arguments {
   explicit arguments(std::span<const char* const> words) : words_(words) {}
 
   bool done() const { return words_.empty(); }
+  std::span<const char* const> left() const { return words_; }
 
   const char* next_option() {
     option_ = next_word();
@@ -366,6 +367,7 @@ constexpr option_row k_options[] = {
     {"-as", set_acceptable_subset},
     {"-fslimit", set_selection_limit},
     {"-db", set_file<&options::binary_data_output>},
+    {"-dbm", set_file<&options::mapped_data_output>},
     {"-tb", set_file<&options::tree_binary_output>},
     {"-l", set_file<&options::log_file>},
     {"-t", set_text_file},
@@ -382,7 +384,9 @@ constexpr option_row k_options[] = {
     {"-dstd", set_to<&options::dot_stdout, true>},
     {"-tt", set_workers},
     {"-tti", set_trace},
+    {"-columns", set_to<&options::columns, true>},
     {"-seed", set_seed},
+    {"-resume", set_file<&options::resume_file>},
     {"-unseen", set_to<&options::unseen, true>},
     {"-imp", set_to<&options::importance, true>},
     {"-costs", set_file<&options::costs_file>},
@@ -401,12 +405,24 @@ constexpr option_row k_options[] = {
     {"-shaptop", set_reasons_by_name},
 };
 
+/// Options that say where things are and what is to be told of them: no tree hangs on them.
+constexpr std::string_view k_beside_tasks[] = {
+    "-f",     "-fm",   "-fd",       "-bd",      "-ft",    "-fs",    "-sep",  "-db",     "-tb",
+    "-l",     "-t",    "-x",        "-d",       "-pmml",  "-s",     "-json", "-oerr",   "-lstd",
+    "-nl",    "-tstd", "-xstd",     "-dstd",    "-tt",    "-imp",   "-prob", "-unseen", "-metrics",
+    "-mjson", "-shap", "-shappred", "-shaptop", "-costs", "-resume"};
+
 void take_option(options& opt, arguments& args) {
+  const std::span<const char* const> words = args.left();
   const std::string_view word = args.next_option();
   const auto row = std::ranges::find(k_options, word, &option_row::name);
   if (row == std::end(k_options)) throw failure(k_unknown_option + std::string(word));
   row->set(opt, args);
   opt.given.push_back(row->name);
+  if (std::ranges::find(k_beside_tasks, word) != std::end(k_beside_tasks)) return;
+  for (const char* each : words.first(words.size() - args.left().size())) {
+    opt.task_words.append(each).append(1, '\0');
+  }
 }
 
 options parse_or_end_process(int argc, char** argv) {

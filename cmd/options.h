@@ -52,6 +52,7 @@ class options {
   std::string binary_data_input;
   std::string tree_binary_input;
   std::string binary_data_output;
+  std::string mapped_data_output;
   std::string tree_binary_output;
   std::string text_file;
   std::string xml_file;
@@ -88,6 +89,7 @@ class options {
   const orvik::model::strategy_row& strategy() const {
     return orvik::model::row_of(static_cast<unsigned int>(pruning));
   }
+  bool columns = false;     ///< processes of a run grow single trees together
   std::uint64_t n_workers;  ///< 0 is replaced by the library's number
   std::string trace_file;
   std::uint64_t trace_max_workers = 0;  ///< 0: no scalability trace asked for
@@ -109,6 +111,7 @@ class options {
   bool importance = false;    ///< the text report shows what the model owes to each attribute
   bool metrics = false;       ///< the text report has figures by class and of the shares
   std::string metrics_file;   ///< the same as JSON
+  std::string resume_file;    ///< keeps finished tasks
   bool judges() const { return metrics || !metrics_file.empty(); }
   bool judges_tests() const { return judges() || sets.wanted(); }
   bool probabilities = false;  ///< scores show the share of every class
@@ -117,6 +120,7 @@ class options {
   orvik::set_request sets;              ///< scores and tests have sets of classes
   std::optional<unsigned long> seed;    ///< not set: every run draws its own random numbers
   std::vector<std::string_view> given;  ///< the options of the command line, as they came
+  std::string task_words;               ///< those with their arguments that tasks hang on
 
   bool is_given(std::string_view option) const;
   bool is_ensemble() const { return forest || bagging || boosting; }

@@ -134,9 +134,11 @@ std::vector<run_file> output_files(const options& opt) {
     add_file(files, each.role, opt.*each.file, /*replaced=*/true);
   add_file(files, "JSON output file of figures ", opt.metrics_file, /*replaced=*/true);
   add_file(files, "binary data output file ", opt.binary_data_output, /*replaced=*/true);
+  add_file(files, "mapped data output file ", opt.mapped_data_output, /*replaced=*/true);
   add_file(files, "binary tree output file ", opt.tree_binary_output, /*replaced=*/true);
   add_file(files, "score output file ", opt.score_output_file, /*replaced=*/true);
   add_file(files, "output file of reasons ", opt.reasons_file, /*replaced=*/true);
+  add_file(files, "file of finished tasks ", opt.resume_file);
   return files;
 }
 

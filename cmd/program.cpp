@@ -12,6 +12,7 @@
 #include "outputs.h"
 #include "progress.h"
 #include "reasons.h"
+#include "resume.h"
 #include "saved_tree.h"
 #include "steps.h"
 
@@ -45,6 +46,8 @@ void train_and_save(options& opt, outputs& out) {
     if (result.model) calibrate(opt, nullptr, nullptr, *result.model, out.log());
   } else {
     table = load_save_table(opt, out.log());
+    if (only_makes_table(opt)) return out.end_log();
+    const kept_tasks kept(opt, *table);
     result = opt.sdm2012  ? exp_sdm2012(table.get(), opt, out.log())
              : opt.as2018 ? exp_as2018(table.get(), opt, out.log())
                           : buildtree(opt, table.get(), errors, out.log(), out.trace());
@@ -59,6 +62,7 @@ void run_program(options& opt) {
   require_table_if_needed(opt);
   require_experiment(opt);
   require_rows_to_explain(opt);
+  require_resumable(opt);
   outputs out(opt);
   const zel::util::progress::display progress(opt.log_stdout);
   orvik::set_n_workers(opt.n_workers);

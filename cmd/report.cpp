@@ -75,13 +75,16 @@ void report_training(const conf_matrix& cm, const known_costs& costs, const opti
   report_errors("on training", cm, costs, opt, out);
 }
 
-/// A line an attribute; the permutations only of a model that has them.
-void report_importance(const std::vector<orvik::attribute_importance>& all, std::ostream& out) {
+/// A line an attribute; the permutations only of a model that has them. They count errors, and say
+/// so where these have costs.
+void report_importance(const std::vector<orvik::attribute_importance>& all, bool with_costs,
+                       std::ostream& out) {
   const bool permuted = !all.empty() && !std::isnan(all[0].permutation);
   const auto flags = out.flags();
   const auto precision = out.precision();
-  out << "ATTRIBUTE IMPORTANCE\nattribute\tgain" << (permuted ? "\tpermutation\n" : "\n")
-      << std::fixed << std::setprecision(6);
+  out << "ATTRIBUTE IMPORTANCE" << (with_costs ? " (of errors, whatever they cost)" : "")
+      << "\nattribute\tgain" << (permuted ? "\tpermutation\n" : "\n") << std::fixed
+      << std::setprecision(6);
   for (const orvik::attribute_importance& each : all) {
     out << each.name << '\t' << each.gain;
     if (permuted) out << '\t' << each.permutation;
@@ -145,6 +148,7 @@ class reporting {
   void report_figures(const orvik::judged_rows& rows, const char* source);
   void report_out_of_bag(const orvik::judged_rows& rows);
   void report_sets(const orvik::judged_rows& rows);
+  void report_sets_in_folds(const orvik::judged_rows& rows);
 
   const options& opt_;
   table* t_;
@@ -175,8 +179,9 @@ void reporting::report_model(const training& result, const _cv_errors& errors) {
     if (opt_.metrics) matrix_of(result.judged_in_folds)->toTEXT(*to_.text, 0);
   }
   report_figures(result.judged_in_folds, "cross-validation");
+  report_sets_in_folds(result.sets_in_folds);
   if (to_.text != nullptr && opt_.importance) {
-    report_importance(model_.get_importance(t_), *to_.text);
+    report_importance(model_.get_importance(t_), model_.get_costs() != nullptr, *to_.text);
   }
 }
 
@@ -193,6 +198,15 @@ void reporting::report_sets(const orvik::judged_rows& rows) {
   if (to_.text == nullptr || !opt_.sets.wanted()) return;
   const std::vector<double> limits = model_.get_set_limits(opt_.sets);
   write_set_figures(set_figures_of(rows, limits), opt_.sets, *to_.text);
+}
+
+void reporting::report_sets_in_folds(const orvik::judged_rows& rows) {
+  if (to_.text == nullptr || rows.size() == 0) return;
+  const std::vector<double> in_set(rows.classes.size(), 1.0);
+  std::vector<orvik::set_figures> found = set_figures_of(rows, in_set);
+  for (orvik::set_figures& each : found) each.weight /= opt_.cv_repetitions;
+  *to_.text << "CROSS VALIDATION: ";
+  write_set_figures(found, opt_.sets, *to_.text);
 }
 
 void reporting::report_test(const char* rows, const conf_matrix& cm) const {

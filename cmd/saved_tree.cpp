@@ -25,6 +25,7 @@ void require_table_if_needed(const options& opt) {
       {"-hd", opt.holdout_stratified_deterministic > 0},
       {"-cv", opt.cv_folds > 0},
       {"-db", !opt.binary_data_output.empty()},
+      {"-dbm", !opt.mapped_data_output.empty()},
       {"-imp", opt.importance},
       {"-tti", !opt.trace_file.empty()},
       {"-sdm2012", opt.sdm2012},

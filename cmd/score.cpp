@@ -1,12 +1,15 @@
 #include "score.h"
 
 #include <cmath>
+#include <filesystem>
 #include <iostream>
+#include <memory>
 #include <new>
 
 #include "log.h"
 #include "outputs.h"
 #include "zel/util/progress_display.h"
+#include "zel/util/run_context.h"
 
 namespace orvcmd {
 
@@ -15,6 +18,13 @@ namespace {
 using unseen_values = orvik::dtree::unseen_values;
 
 constexpr char k_no_output[] = "No score output file provided!\n";
+
+/// Processes share out the rows of files: a pipe is read by one of them.
+std::unique_ptr<const zel::util::working_alone> alone_unless_file(const std::string& name) {
+  std::error_code error;
+  if (std::filesystem::is_regular_file(name, error)) return nullptr;
+  return std::make_unique<const zel::util::working_alone>(zel::util::default_context());
+}
 
 /// The text report may have left the log's stream in another notation.
 void use_default_notation(std::ostream* log) {
@@ -29,6 +39,7 @@ double score_into(output& file, const options& opt, const orvik::dtree& model,
                   unseen_values* unseen) {
   unsigned long rows = 0;
   zel::util::progress::stage("scoring");
+  const auto pipe = alone_unless_file(opt.score_data_file);
   try {
     return model.score(opt.score_data_file, opt.separator, *file.stream(), rows, opt.separator,
                        opt.probabilities, unseen, opt.sets);
@@ -51,6 +62,7 @@ void log_unseen(std::ostream* log, const unseen_values& unseen) {
 file_test test_on_file(const options& opt, const orvik::dtree& model) {
   file_test test;
   const auto& file = opt.test_file;
+  const auto pipe = alone_unless_file(file);
   orvik::dtree::unseen_values* const unseen = opt.unseen ? &test.unseen : nullptr;
   test.matrix.reset(
       opt.judges_tests()

@@ -3,6 +3,8 @@
 
 #include <exception>
 
+#include "zel/util/run_context.h"
+
 namespace orvcmd {
 
 /// Runs steps one after the other; one that fails keeps no other from running.
@@ -14,6 +16,7 @@ class independent_steps {
       step();
     } catch (...) {
       if (!failure_) failure_ = std::current_exception();
+      tell_companions();
     }
   }
 
@@ -23,6 +26,12 @@ class independent_steps {
   }
 
  private:
+  /// Steps that processes make together need all of them.
+  static void tell_companions() {
+    zel::util::team* const all = zel::util::default_context().companions;
+    if (all != nullptr) all->tell_error(zel::util::name_of_error());
+  }
+
   std::exception_ptr failure_;
 };
 

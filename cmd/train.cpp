@@ -68,6 +68,14 @@ void log_measures(std::ostream* log, const dtree& model) {
            " time: ", model.get_elapsed(), " secs");
 }
 
+/// What the processes of the run told one another to grow trees together.
+void log_told(std::ostream* log) {
+  const auto& steps = zel::util::default_context().steps;
+  if (steps.n == 0) return log_line(log, " + told: nothing");
+  log_line(log, " + told: ", steps.bytes, " bytes in ", steps.n, " rounds, at most ",
+           steps.most_bytes, " in one");
+}
+
 /// The out-of-bag error of an ensemble; nothing for a single tree.
 void log_oob_error(std::ostream* log, table* t, const dtree& model) {
   if (log == nullptr) return;
@@ -99,6 +107,7 @@ void grow(const options& opt, table* t, table::subset* cases, std::unique_ptr<dt
   }
   model->set_fs(static_cast<dtree::_FeatureSelection>(opt.feature_selection), opt.as_delta);
   log_line(log, " + tree(s) built");
+  if (opt.columns) log_told(log);
   log_measures(log, *model);
   log_oob_error(log, t, *model);
 }
@@ -188,14 +197,14 @@ training buildtree(const options& opt, table* t, _cv_errors& errors, std::ostrea
   calibrate(opt, t, cases, *model, log);
   model->set_training_cm(t, cases);
   log_unseen_error(opt, t, *model, split.holdout.get(), log);
-  training result{std::move(model), std::move(split.holdout), {}, {}, {}};
+  training result{std::move(model), std::move(split.holdout), {}, {}, {}, {}};
   if (opt.judges()) {
     const std::unique_ptr<orvik::conf_matrix> as_before(
         result.model->test(t, cases, result.judged));
     result.judged_out_of_bag = result.model->get_oob_rows(t);
   }
   if (opt.cv_folds > 0) {
-    cross_validate(opt, t, *result.model, errors, result.judged_in_folds, log);
+    cross_validate(opt, t, *result.model, errors, result, log);
   }
   return result;
 }

@@ -1,8 +1,7 @@
 #include "mpi_team.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <numeric>
+#include <chrono>
 #include <stdexcept>
 
 namespace orvmpi {
@@ -10,6 +9,12 @@ namespace orvmpi {
 namespace {
 
 constexpr char k_no_threads[] = "This MPI does not let threads take turns in calling it";
+// What others tell the first process: that they want the number of a task, or wait for all.
+constexpr int k_question = 1, k_answer = 2;  // tags
+constexpr char k_next = 'n', k_waits = 'w';
+
+constexpr std::chrono::microseconds k_pause{1000}, k_short_pause{50};
+
 constexpr unsigned long k_largest_part = 1UL << 30;  // of a message: MPI counts in int
 
 void broadcast(std::string& text, int from) {
@@ -27,31 +32,61 @@ mpi_team::mpi_team(int& argc, char**& argv) {
   if (provided < MPI_THREAD_SERIALIZED) throw std::runtime_error(k_no_threads);
   MPI_Comm_size(MPI_COMM_WORLD, &size_);
   MPI_Comm_rank(MPI_COMM_WORLD, &rank_);
-  std::uint64_t* counter = nullptr;
-  const MPI_Aint bytes = rank_ == 0 ? sizeof(std::uint64_t) : 0;
-  MPI_Win_allocate(bytes, sizeof(std::uint64_t), MPI_INFO_NULL, MPI_COMM_WORLD, &counter, &window_);
-  MPI_Win_lock_all(0, window_);
-  if (rank_ == 0) {
-    *counter = 0;
-    MPI_Win_sync(window_);
-  }
-  MPI_Barrier(MPI_COMM_WORLD);
+  if (rank_ != 0 || size_ == 1) return;
+  answering_ = std::jthread([this](const std::stop_token& end) {
+    while (!end.stop_requested()) {
+      std::this_thread::sleep_for(k_pause);
+      const std::lock_guard lock(mutex_);
+      answer_all();
+    }
+  });
 }
 
 mpi_team::~mpi_team() {
-  MPI_Win_unlock_all(window_);
-  MPI_Win_free(&window_);
+  answering_ = {};  // which ends it
   MPI_Finalize();
 }
 
 unsigned long mpi_team::claim() {
-  const std::uint64_t one = 1;
-  std::uint64_t claimed = 0;
   const std::lock_guard lock(mutex_);
-  MPI_Fetch_and_op(&one, &claimed, MPI_UINT64_T, 0, 0, MPI_SUM, window_);
-  MPI_Win_flush(0, window_);
-  ++n_claimed_;
-  return claimed - first_;
+  if (rank_ == 0) {
+    answer_all();
+    return next_++;
+  }
+  unsigned long number = 0;
+  MPI_Send(&k_next, 1, MPI_CHAR, 0, k_question, MPI_COMM_WORLD);
+  MPI_Recv(&number, 1, MPI_UNSIGNED_LONG, 0, k_answer, MPI_COMM_WORLD, MPI_STATUS_IGNORE);
+  return number;
+}
+
+/// In the first process, with the mutex held: what others have asked until now.
+void mpi_team::answer_all() {
+  while (true) {
+    int asked = 0;
+    MPI_Status from;
+    MPI_Iprobe(MPI_ANY_SOURCE, k_question, MPI_COMM_WORLD, &asked, &from);
+    if (asked == 0) return;
+    char what = k_next;
+    MPI_Recv(&what, 1, MPI_CHAR, from.MPI_SOURCE, k_question, MPI_COMM_WORLD, MPI_STATUS_IGNORE);
+    if (what == k_waits) {
+      ++n_waiting_;
+      continue;
+    }
+    MPI_Send(&next_, 1, MPI_UNSIGNED_LONG, from.MPI_SOURCE, k_answer, MPI_COMM_WORLD);
+    ++next_;
+  }
+}
+
+/// All must know that nobody asks for a task any more: who waits for the others does not answer.
+void mpi_team::await_all() {
+  if (rank_ != 0) {
+    MPI_Send(&k_waits, 1, MPI_CHAR, 0, k_question, MPI_COMM_WORLD);
+    return;
+  }
+  for (answer_all(); n_waiting_ < size_ - 1; answer_all())
+    std::this_thread::sleep_for(k_short_pause);
+  n_waiting_ = 0;
+  next_ = 0;
 }
 
 unsigned long mpi_team::size_on_this_machine() const {
@@ -69,12 +104,9 @@ std::vector<unsigned long> mpi_team::numbers_of_all(unsigned long mine) const {
   return all;
 }
 
-/// Nobody claims while anybody is here: all have done what they claimed, and so the counter stands
-/// where their claims, those past the end of a loop among them, have brought it.
 std::vector<std::string> mpi_team::gather(const std::string& mine) {
-  const std::vector<unsigned long> claims = numbers_of_all(n_claimed_);
-  first_ = std::accumulate(claims.begin(), claims.end(), first_);
-  n_claimed_ = 0;
+  const std::lock_guard lock(mutex_);
+  await_all();
   const std::vector<unsigned long> lengths = numbers_of_all(mine.size());
   std::vector<std::string> all(size());
   for (int r = 0; r < size_; ++r) {

@@ -1,10 +1,15 @@
 // The processes that mpirun started.
+//
+// The first process numbers the tasks. Others ask it by messages, which every network has; it
+// answers whenever it takes a number itself, and besides on a thread of its own, as it may be at
+// work for long.
 #pragma once
 
 #include <mpi.h>
 
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "zel/util/team.h"
@@ -12,7 +17,6 @@
 namespace orvmpi {
 
 /// One at a time in a process; begins and ends MPI. Errors of MPI itself end all processes.
-/// Source of the shared counter: one-sided fetch-and-add, MPI 3.0, chapter 11.
 class mpi_team : public zel::util::team {
  public:
   mpi_team(int& argc, char**& argv);
@@ -27,12 +31,15 @@ class mpi_team : public zel::util::team {
  private:
   std::vector<std::string> gather(const std::string& mine) override;
   std::vector<unsigned long> numbers_of_all(unsigned long mine) const;
+  void answer_all();
+  void await_all();
 
   int size_ = 1, rank_ = 0;
-  std::mutex mutex_;               // one thread at a time calls MPI
-  MPI_Win window_ = MPI_WIN_NULL;  // of the counter, which lies with rank 0
-  unsigned long n_claimed_ = 0;    // by this process, since the last exchange
-  unsigned long first_ = 0;        // the counter then
+  std::mutex mutex_;  // one thread at a time calls MPI
+  // Of the first process:
+  unsigned long next_ = 0;  // number of a task
+  int n_waiting_ = 0;       // processes that have come to the exchange
+  std::jthread answering_;
 };
 
 }  // namespace orvmpi

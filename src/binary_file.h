@@ -12,21 +12,38 @@
 
 namespace orvik {
 
-/// Writes the file by write(obinstream&), packed by so many workers. Throws std::runtime_error, the
-/// file then as before.
+/// Writes the file by write(path). Throws std::runtime_error, the file then as before.
 template <class Write>
-void write_binary(const std::string& name, unsigned long workers, const Write& write) {
-  using namespace zel::inpout;
+void replace_file(const std::string& name, const Write& write) {
   try {
-    replacing_file file(name);
-    auto conn = std::make_unique<iogzip>(workers);
-    if (!conn->open(file.path())) throw std::runtime_error(system_reason(errno));
-    obinstream out(conn.release(), /*owns=*/true);
-    write(out);
-    out.close();
+    zel::inpout::replacing_file file(name);
+    write(file.path());
     file.commit();
   } catch (const std::runtime_error& failure) {
     throw std::runtime_error("File: " + name + " cannot be written: " + failure.what());
+  }
+}
+
+/// The same by write(obinstream&), packed by so many workers.
+template <class Write>
+void write_binary(const std::string& name, unsigned long workers, const Write& write) {
+  using namespace zel::inpout;
+  replace_file(name, [&](const std::string& path) {
+    auto conn = std::make_unique<iogzip>(workers);
+    if (!conn->open(path)) throw std::runtime_error(system_reason(errno));
+    obinstream out(conn.release(), /*owns=*/true);
+    write(out);
+    out.close();
+  });
+}
+
+/// What read() returns; its errors then name the file and what it should hold.
+template <class Read>
+decltype(auto) naming_file(const std::string& name, const char* what, const Read& read) {
+  try {
+    return read();
+  } catch (const std::runtime_error& failure) {
+    throw std::runtime_error("File: " + name + " holds no binary " + what + ": " + failure.what());
   }
 }
 
@@ -34,12 +51,10 @@ void write_binary(const std::string& name, unsigned long workers, const Write& w
 template <class Read>
 void read_binary(const std::string& name, const char* what, const Read& read) {
   zel::inpout::ibinstream in(name, /*compressed=*/true, zel::util::default_context().n_workers);
-  try {
+  naming_file(name, what, [&] {
     read(in);
     in.require_end();
-  } catch (const std::runtime_error& failure) {
-    throw std::runtime_error("File: " + name + " holds no binary " + what + ": " + failure.what());
-  }
+  });
 }
 
 }  // namespace orvik

@@ -9,6 +9,7 @@
 #include "impls/model/cell_predictor.h"
 #include "impls/model/dtree.h"
 #include "impls/rendering/description.h"
+#include "orvik/cell_predictor.h"
 #include "orvik/run_context.h"
 #include "zel/inpout/ioconn.h"
 #include "zel/inpout/iomem.h"
@@ -69,11 +70,14 @@ std::unique_ptr<impls::dtree> read_model(zel::inpout::ibinstream& in) {
   return loaded;
 }
 
-/// Predictions of cases by their codes; `shares`, which may be null, are appended to.
+/// Making the trees ready takes steps by their nodes, a case by itself steps by their levels.
+constexpr unsigned long k_many_cases = 1024;
+
+/// Predictions of cases by their codes, one by one; `shares`, which may be null, are appended to.
 std::vector<dtree::prediction> predictions_of(const impls::dtree& model,
                                               const std::vector<code_t>& codes, unsigned long n,
                                               std::vector<double>* shares,
-                                              std::vector<double>* plain = nullptr) {
+                                              std::vector<double>* plain) {
   const impls::table& schema = schema_of(model);
   impls::require_codes(schema, codes, n);
   std::vector<dtree::prediction> found;
@@ -243,19 +247,21 @@ std::vector<std::string> dtree::class_values() const { return impl_->class_names
 
 std::vector<dtree::prediction> dtree::predict_codes(const std::vector<code_t>& codes,
                                                     unsigned long n) const {
-  return predictions_of(*impl_, codes, n, nullptr);
+  if (n >= k_many_cases) return cell_predictor(*this).predict_codes(codes, n);
+  return predictions_of(*impl_, codes, n, nullptr, nullptr);
 }
 
 std::vector<dtree::prediction> dtree::predict_codes(const std::vector<code_t>& codes,
                                                     unsigned long n,
                                                     std::vector<double>& shares) const {
-  shares.clear();
-  return predictions_of(*impl_, codes, n, &shares);
+  std::vector<double> plain;
+  return predict_codes(codes, n, shares, plain);
 }
 
 std::vector<dtree::prediction> dtree::predict_codes(const std::vector<code_t>& codes,
                                                     unsigned long n, std::vector<double>& shares,
                                                     std::vector<double>& plain) const {
+  if (n >= k_many_cases) return cell_predictor(*this).predict_codes(codes, n, shares, plain);
   shares.clear();
   plain.clear();
   return predictions_of(*impl_, codes, n, &shares, &plain);

@@ -11,7 +11,6 @@ namespace orvik {
 
 namespace {
 
-constexpr char k_calibrated[] = "the table of reasons has no place for calibrated shares";
 constexpr char k_no_codes[] = "the codes are not those of the model's attributes";
 
 /// Codes in the width of trees to walk. Numbers have their places; of other values those that the
@@ -34,16 +33,10 @@ std::vector<std::uint32_t> narrow_codes(const impls::table& schema,
   return narrow;
 }
 
-/// Contributions add up to shares of leaves, not to what maps make of them.
-const impls::dtree& plain_shares_of(const dtree& model) {
-  if (model.is_calibrated()) throw std::runtime_error(k_calibrated);
-  return *model.get_impl();
-}
-
 }  // namespace
 
 explainer::explainer(const dtree& model)
-    : model_(model), impl_(std::make_unique<impls::explainer>(plain_shares_of(model))) {}
+    : model_(model), impl_(std::make_unique<impls::explainer>(*model.get_impl())) {}
 explainer::~explainer() = default;
 
 const std::vector<unsigned long>& explainer::attributes() const { return impl_->attributes(); }

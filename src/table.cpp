@@ -4,8 +4,10 @@
 #include <stdexcept>
 
 #include "binary_file.h"
+#include "impls/tables/mapped_form.h"
 #include "impls/tables/table.h"
 #include "orvik/run_context.h"
+#include "zel/inpout/file_mapping.h"
 #include "zel/inpout/ioconn.h"
 #include "zel/inpout/stream.h"
 #include "zel/util/cronos.h"
@@ -41,6 +43,12 @@ void table::load_data(const std::string& file, char sep, unsigned long n, std::o
   impl_->load_data(&in, n, log, *run_);
 }
 
+void table::load_data_mapped(const std::string& file, char sep, unsigned long n,
+                             const std::string& mapped, std::ostream* log) {
+  zel::inpout::stream in = open_text(file, sep, std::min(n, run_->n_workers));
+  impl_->load_data_mapped(&in, n, mapped, log, *run_);
+}
+
 void table::load_columns(const std::vector<column_cells>& columns, unsigned long n,
                          const std::string& unknown) {
   impl_->load_columns(columns, impls::cell_rows(n), unknown, *run_);
@@ -67,15 +75,35 @@ void table::toBinary(const std::string& file) const {
   write_binary(file, run_->n_workers, [this](zel::inpout::obinstream& out) { out << impl_.get(); });
 }
 
-table* table::fromBinary(const std::string& file) {
-  zel::util::cronos watch;
-  watch.start();
+void table::toMapped(const std::string& file) const {
+  replace_file(file, [&](const std::string& path) { impl_->write_mapped(path, *run_); });
+}
+
+bool table::is_mapped(const std::string& file) {
+  return zel::inpout::file_mapping::begins_with(file, impls::k_mapped_magic);
+}
+
+namespace {
+
+std::unique_ptr<impls::table> read_table(const std::string& file) {
+  if (table::is_mapped(file)) {
+    return naming_file(file, "table", [&] { return impls::table::open_mapped(file, file); });
+  }
   std::unique_ptr<impls::table> loaded;
   read_binary(file, "table", [&](zel::inpout::ibinstream& in) {
     impls::table* t = nullptr;
     in >> t;
     loaded.reset(t);
   });
+  return loaded;
+}
+
+}  // namespace
+
+table* table::fromBinary(const std::string& file) {
+  zel::util::cronos watch;
+  watch.start();
+  std::unique_ptr<impls::table> loaded = read_table(file);
   watch.stop();
   if (!loaded) return nullptr;
   loaded->set_elapsed(watch.get_elapsed());

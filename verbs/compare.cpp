@@ -85,7 +85,8 @@ class compare_verb : public trial {
 
   /// Pessimistic pruning counts errors, whatever they cost.
   bool takes_part(const pruning_name& p) const {
-    return learning_.costs.empty() || orvik::model::row_of(p.strategy).family != orvik::model::PEP;
+    return !learning_.decides_by_costs() ||
+           orvik::model::row_of(p.strategy).family != orvik::model::PEP;
   }
 
   std::vector<contender> measure(table& t) const {

@@ -86,10 +86,6 @@ void flush_standard_output() {
   throw cannot_write("standard output", std::strerror(errno));
 }
 
-std::runtime_error cannot_write(const std::string& file, const std::string& reason) {
-  return std::runtime_error("cannot write to " + file + ": " + reason);
-}
-
 std::string with_size(const std::string& file) {
   std::error_code error;
   const auto bytes = static_cast<double>(fs::file_size(file, error));

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -28,10 +29,13 @@ struct closed_pipe {};
 void flush_standard_output();
 
 /// "cannot write to FILE: REASON"
-std::runtime_error cannot_write(const std::string& file, const std::string& reason);
+struct cannot_write : std::runtime_error {
+  cannot_write(const std::string& file, const std::string& reason)
+      : std::runtime_error("cannot write to " + file + ": " + reason) {}
+};
 
 /// Writes a file by write(stream); it appears under its name when it is whole. Throws
-/// std::runtime_error, naming it.
+/// std::runtime_error, naming it, or another file that write() could not write.
 template <class Write>
 void write_file(const std::string& file, const Write& write) {
   if (is_standard(file)) {
@@ -45,6 +49,8 @@ void write_file(const std::string& file, const Write& write) {
     out.close();
     if (!out) throw std::runtime_error(std::strerror(errno));
     target.commit();
+  } catch (const cannot_write&) {
+    throw;
   } catch (const std::runtime_error& failure) {
     throw cannot_write(file, failure.what());
   }

@@ -66,6 +66,7 @@ void learning::declare_costs(options& all) {
   all.group("What errors cost");
   all.file("--costs", costs,
            "lines predicted,actual,cost: the class of the least expected cost is predicted");
+  all.flag("--cost-weights", cost_weights, "the costs weigh the rows instead");
   all.file("--class-weights", class_weights, "lines class,weight: the rows of a class weigh more");
   all.flag("--balanced", balanced, "every class weighs the same");
   all.flag("--laplace", laplace, "shares of leaves lean on those of all rows");
@@ -94,6 +95,14 @@ void learning::begin() const {
   if (vote && kind() == nullptr) throw usage_error("--vote is for --forest, --boost and --bag");
   if (balanced && !class_weights.empty()) {
     throw usage_error("--balanced and --class-weights: one of them");
+  }
+  if (cost_weights && costs.empty()) throw usage_error("--cost-weights is for --costs");
+  if (cost_weights && (balanced || !class_weights.empty())) {
+    throw usage_error("--cost-weights, --balanced and --class-weights: one of them");
+  }
+  const bool pessimistic = orvik::model::row_of(strategy()).family == orvik::model::PEP;
+  if (pessimistic && decides_by_costs() && kind() == nullptr) {
+    throw usage_error("--prune " + prune + " corrects numbers of errors: not with --costs");
   }
   orvik::set_n_workers(threads);
   orvik::set_seed(seed);
@@ -166,7 +175,10 @@ std::unique_ptr<dtree> learning::make(const std::string& name, const table& t) c
   model->set_smoothing(laplace);
   model->set_balanced_classes(balanced);
   const std::vector<std::string> classes = class_texts(t.get_schema());
-  if (!costs.empty()) model->set_costs(t, orvik::read_costs(costs, classes));
+  if (!costs.empty()) {
+    model->set_costs(t, orvik::read_costs(costs, classes),
+                     cost_weights ? orvik::cost_use::weighs : orvik::cost_use::decides);
+  }
   if (!class_weights.empty()) {
     model->set_class_weights(orvik::read_class_weights(class_weights, classes));
   }

@@ -53,6 +53,8 @@ struct learning {
   bool owns_unknown() const { return own_unknown || (kind() != nullptr && kind()->accurate); }
   /// "a tree pruned by ebp", "a random forest of 100 trees"
   std::string describe() const;
+  /// Whether the class of the least expected cost is predicted.
+  bool decides_by_costs() const { return !costs.empty() && !cost_weights; }
   /// A model of these parameters, to be grown on the table.
   std::unique_ptr<orvik::dtree> make(const std::string& name, const orvik::table& t) const;
 
@@ -64,7 +66,7 @@ struct learning {
   bool random_cuts = false, vote = false, balance = false;
   bool own_unknown = false;
   std::string costs, class_weights;  // files
-  bool balanced = false, laplace = false;
+  bool cost_weights = false, balanced = false, laplace = false;
   unsigned long depth = 0;  // 0: no limit
   unsigned long seed = 1, threads = 0;
 };

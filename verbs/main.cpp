@@ -31,6 +31,7 @@ using namespace std::string_view_literals;
 
 constexpr int k_failed = 1;
 constexpr int k_misused = 2;
+constexpr char k_lost_page[] = "orvik: a table in use was cut, or cannot be read any more\n";
 constexpr char k_out_of_memory[] = "out of memory";
 
 verbs all_verbs() {
@@ -137,6 +138,7 @@ int main(int argc, char** argv) {
   std::set_terminate(end_at_terminate);
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
+  zel::inpout::end_on_lost_pages(STDERR_FILENO, k_lost_page, k_failed);
   std::string program = "orvik";
   try {
     return run({argv + 1, argv + argc}, program);

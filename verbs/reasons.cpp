@@ -17,10 +17,18 @@ constexpr char k_into_a_file[] = "--reasons needs a file of its own, not standar
 constexpr unsigned long k_most_named = 1'000'000;
 constexpr std::size_t k_parts_at_once = 1U << 21;
 
+/// That of what is explained.
+const char* name_of_share(const orvik::dtree& model) {
+  if (model.is_calibrated()) return "plain_share";
+  const bool votes = model.votes() && model.get_combination() == orvik::combination::votes;
+  return votes ? "mean_share" : "share";
+}
+
 }  // namespace
 
 void reason_request::declare(options& all) {
-  all.file("--reasons", file, "why: what each attribute contributes to the share of the class");
+  all.file("--reasons", file,
+           "why: what each attribute contributes to the share (before calibration)");
   all.flag("--reasons-all", every_class, "in it: a line for every class, not only the predicted");
   all.number("--reasons-top", most, 1, k_most_named, "in it: the N largest of a line by name");
 }
@@ -35,7 +43,7 @@ reason_file::reason_file(const orvik::dtree& model, const reason_request& reques
     : request_(request),
       explainer_(model),
       classes_(model.class_values()),
-      votes_(model.votes() && model.get_combination() == orvik::combination::votes) {
+      share_name_(name_of_share(model)) {
   const orvik::schema_view schema = model.get_schema();
   for (const unsigned long a : explainer_.attributes()) {
     attributes_.push_back(schema.attribute(a).name());
@@ -58,7 +66,7 @@ void reason_file::write_header(const std::vector<std::string>& front) {
     names.push_back("part" + std::to_string(i));
   }
   if (request_.most > 0) names.emplace_back("others");
-  names.emplace_back(votes_ ? "mean_share" : "share");
+  names.emplace_back(share_name_);
   for (std::size_t i = 0; i < names.size(); ++i) {
     append_csv(i > 0 ? lines_ += ',' : lines_, names[i]);
   }
@@ -89,7 +97,7 @@ void reason_file::append_row(const predicted_rows& found, unsigned long row, con
   std::string cells;
   front(cells, row);
   const auto append = [&](orvik::code_t c) {
-    append_class(c, found.shares[row * classes_.size() + c], parts + c * attributes_.size(), cells);
+    append_class(c, found.plain[row * classes_.size() + c], parts + c * attributes_.size(), cells);
   };
   if (!request_.every_class) return append(found.outcomes[row].class_code);
   for (orvik::code_t c = 1; c < classes_.size(); ++c) append(c);

@@ -53,7 +53,7 @@ class reason_file {
   orvik::explainer explainer_;
   std::vector<std::string> classes_;     // by code
   std::vector<std::string> attributes_;  // those that have a part
-  bool votes_;
+  const char* share_name_;
   std::unique_ptr<zel::inpout::replacing_file> target_;
   std::ofstream out_;
   std::string lines_;

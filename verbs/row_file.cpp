@@ -197,6 +197,7 @@ file_kind kind_of(const std::string& file) {
   if (file == "-") return file_kind::delimited;
   if (stem_of(file)) return file_kind::pair;
   if (!is_file(file)) return file_kind::delimited;
+  if (orvik::table::is_mapped(file)) return file_kind::table;
   orvprep::source bytes(file, orvprep::encoding::utf8);  // as they are
   const std::string_view start = bytes.read();
   // A record that is there begins with a 1; a model goes on with the greatest depth of its trees,

@@ -12,7 +12,7 @@ namespace orvverbs {
 enum class file_kind : unsigned char {
   delimited,  ///< CSV and its like, also gzip and standard input
   pair,       ///< metadata and data, .names and .data
-  table,      ///< a table that orvcmd -db saved
+  table,      ///< a table that orvcmd -db or -dbm saved
 };
 
 /// What a file is: by its name, by what lies beside it, and by its first bytes. Throws

@@ -1,6 +1,9 @@
 // orvik select: which attributes a tree needs.
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <iostream>
+#include <utility>
 
 #include "trial.h"
 #include "verbs.h"
@@ -33,8 +36,37 @@ struct selection {
   orvik::feature_search search;
   std::string told;  // by the library
   double seconds = 0;
-  double error_all = 0, error_chosen = 0;  // on rows that neither grew nor searched
+  judged_test of_all, of_chosen;  // on rows that neither grew nor searched
 };
+
+double error_of(const judged_test& test) { return test.matrix->err_misc(); }
+
+/// A row.
+double cost_of(const judged_test& test) {
+  return test.matrix->get_cost(*test.costs) / test.matrix->cases();
+}
+
+/// "0.58"
+std::string cost_text(double cost) {
+  std::array<char, 32> room;
+  std::snprintf(room.data(), room.size(), "%.4g", cost);
+  return room.data();
+}
+
+/// The options of what errors cost, for a shell.
+std::string cost_words(const learning& how) {
+  std::string words;
+  const std::pair<const char*, const std::string&> files[] = {
+      {" --costs ", how.costs}, {" --class-weights ", how.class_weights}};
+  for (const auto& [option, file] : files) {
+    if (!file.empty()) words += option + shell_word(file);
+  }
+  const std::pair<const char*, bool> flags[] = {{" --cost-weights", how.cost_weights},
+                                                {" --balanced", how.balanced},
+                                                {" --laplace", how.laplace}};
+  for (const auto& [option, set] : flags) words += set ? option : "";
+  return words;
+}
 
 class select_verb : public trial {
  public:
@@ -48,7 +80,7 @@ class select_verb : public trial {
     all.group("The search");
     all.choice("--method", method_, names, "acceptable: the smallest set that is good enough");
     all.real("--within", within_, 0, 100,
-             "percentage points above the best error that are good enough (1)");
+             "percentage points above the best error, or hundredths of a cost, that will do (1)");
     all.real("--limit", limit_, 0.001, 1e9, "seconds; else the search takes its time");
     all.choice("--prune", learning_.prune,
                {"none", "pre", "ebp", "ebpg", "ebpa", "pep", "pepg", "pepa"},
@@ -57,6 +89,7 @@ class select_verb : public trial {
              "least weight of two branches of a split (2)");
     all.real("--holdout", holdout_, 1, 90,
              "percent of the rows that the sets are compared on (30)");
+    learning_.declare_costs(all);
     declare_output(all, "the result as JSON");
     declare_rest(all);
     all.examples(k_select_examples);
@@ -73,7 +106,7 @@ class select_verb : public trial {
     model->set_keep_training_cm(false);
     model->build(&t, parts.first.get());
     selection found;
-    found.error_all = error_of(*model, t, *parts.rest);
+    found.of_all = tested_on(*model, t, *parts.rest);
     model->set_fs(std::ranges::find(k_methods, method_,
                                     [](const search_method& m) { return std::string(m.name); })
                       ->method,
@@ -86,7 +119,7 @@ class select_verb : public trial {
     const std::vector<unsigned long> numbers = numbers_of(model->attributes(&t));
     model->set_fs(orvik::model::NO_SELECTION, 0);
     model->build(&t, parts.first.get());
-    found.error_chosen = error_of(*model, t, *parts.rest);
+    found.of_chosen = tested_on(*model, t, *parts.rest);
     const orvik::schema_view schema = t.get_schema();
     for (unsigned long a = 0; a < schema.n_attributes(); ++a) {
       if (!schema.attribute(a).is_input()) continue;
@@ -97,9 +130,10 @@ class select_verb : public trial {
     return found;
   }
 
-  static double error_of(const dtree& model, table& t, table::subset& cases) {
-    const std::unique_ptr<orvik::conf_matrix> cm(model.test(&t, &cases, nullptr));
-    return cm->err_misc();
+  static judged_test tested_on(const dtree& model, table& t, table::subset& cases) {
+    judged_test test{{}, nullptr, {}, "hold-out rows", model.get_costs()};
+    test.matrix.reset(model.test(&t, &cases, nullptr));
+    return test;
   }
 
   static std::vector<unsigned long> numbers_of(const std::string& list) {
@@ -117,16 +151,22 @@ class select_verb : public trial {
     out << found.chosen.size() << " of " << found.chosen.size() + found.others.size()
         << " attributes, by the method " << method_ << ", seed " << learning_.seed << ":\n";
     for (const std::string& name : found.chosen) out << "  " << name << '\n';
-    out << "error: " << percent(found.error_chosen) << " with them, " << percent(found.error_all)
-        << " with all, of the hold-out rows\n"
-        << "search: " << found.search.trees_grown << " trees grown in " << found.seconds
-        << " s; error " << percent(found.search.error) << " of the search rows\n";
+    out << "error: " << percent(error_of(found.of_chosen)) << " with them, "
+        << percent(error_of(found.of_all)) << " with all, of the hold-out rows\n";
+    if (found.of_all.costs) {
+      out << "cost: " << cost_text(cost_of(found.of_chosen)) << " with them, "
+          << cost_text(cost_of(found.of_all)) << " with all, a hold-out row\n";
+    }
+    out << "search: " << found.search.trees_grown << " trees grown in " << found.seconds << " s; "
+        << (learning_.decides_by_costs()
+                ? "cost " + cost_text(found.search.error) + " a search row\n"
+                : "error " + percent(found.search.error) + " of the search rows\n");
     if (!found.search.ended) out << "stopped at its limit: nothing is proven of the set\n";
     if (found.others.empty()) return;
     input_options with_them = input_;
     std::vector<std::string>& ignored = with_them.columns.ignored;
     ignored.insert(ignored.end(), found.others.begin(), found.others.end());
-    std::cerr << "\nnext:\n  orvik train " << with_them.words() << '\n';
+    std::cerr << "\nnext:\n  orvik train " << with_them.words() << cost_words(learning_) << '\n';
   }
 
   void write(json_out& json) const override {
@@ -141,9 +181,13 @@ class select_verb : public trial {
     number("seed", static_cast<double>(learning_.seed));
     json.array("attributes", found.chosen, text);
     json.array("others", found.others, text);
-    number("error", found.error_chosen);
-    number("error_of_all", found.error_all);
-    number("search_error", found.search.error);
+    number("error", error_of(found.of_chosen));
+    number("error_of_all", error_of(found.of_all));
+    if (found.of_all.costs) {
+      number("mean_cost", cost_of(found.of_chosen));
+      number("mean_cost_of_all", cost_of(found.of_all));
+    }
+    number(learning_.decides_by_costs() ? "search_cost" : "search_error", found.search.error);
     number("trees_grown", static_cast<double>(found.search.trees_grown));
     number("seconds", found.seconds);
     json.key("ended");

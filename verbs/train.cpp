@@ -38,7 +38,8 @@ constexpr char k_train_examples[] =
     "  orvik train people.csv --class buys --forest 100 --holdout 30 -o people.orvik \\\n"
     "              --report people.html\n"
     "  orvik train golf.names --prune none --text golf.txt\n\n"
-    "FILE is a delimited file, a pair of .names and .data, or a table that orvcmd -db saved.\n"
+    "FILE is a delimited file, a pair of .names and .data, or a table that orvcmd -db or -dbm "
+    "saved.\n"
     "COLUMN is a name or a number from 1. See orvik-train(1).";
 
 /// A form of the model that goes to a file of its own.
@@ -57,7 +58,7 @@ constexpr std::array<document, 8> k_documents = {
       [](const dtree& m, std::ostream& out) { m.toJSON(out); }},
      {"--cpp", "a C++17 source that predicts", false, true, orvik::view::write_cpp},
      {"--python", "a Python 3 module that predicts", false, true, orvik::view::write_python},
-     {"--sql", "an SQL query that predicts", true, false,
+     {"--sql", "an SQL query that predicts", false, false,
       [](const dtree& m, std::ostream& out) { orvik::view::write_sql({m}, "cases", out); }},
      {"--dot", "a graph for Graphviz", false, true,
       [](const dtree& m, std::ostream& out) { m.toDOT(out); }},
@@ -66,6 +67,8 @@ constexpr std::array<document, 8> k_documents = {
      {"--svg", "a picture of the tree", true, true, [](const dtree& m, std::ostream& out) {
         orvik::view::write_svg({m}, orvik::k_all_levels, out);
       }}}};
+
+constexpr std::size_t k_pmml = 0;  // in k_documents
 
 /// What a run found out.
 struct results {
@@ -147,8 +150,14 @@ class train_verb : public verb {
     outputs.push_back(output_);
     outputs.push_back(report_);
     const auto [names, data] = pair_of(input_.file);
-    check_files({input_.file, names, data, calibration_rows_}, outputs);
+    check_files(
+        {input_.file, names, data, calibration_rows_, learning_.costs, learning_.class_weights},
+        outputs);
     check_calibrated_outputs();
+    const bool only_largest = !learning_.decides_by_costs() && !learning_.laplace;
+    if (!only_largest && !documents_[k_pmml].empty()) {
+      throw usage_error("--pmml does not say what errors cost, nor what --laplace does");
+    }
     for (std::size_t i = 0; i < k_documents.size(); ++i) {
       if (documents_[i].empty() || !k_documents[i].of_one_tree || learning_.n_trees() == 1)
         continue;

@@ -26,7 +26,7 @@ void trial::declare_rest(options& all) {
 void trial::run() {
   learning_.begin();
   const auto [names, data] = pair_of(input_.file);
-  check_files({input_.file, names, data}, {output_});
+  check_files({input_.file, names, data, learning_.costs, learning_.class_weights}, {output_});
   try_out(load_training(input_, std::cerr));
   write_file(output_, [this](std::ostream& out) {
     if (!json_) return write(out);

@@ -1,7 +1,5 @@
 #include "code_costs.h"
 
-#include <stdexcept>
-
 namespace orvik::view {
 
 std::vector<double> cost_table(const orvik::dtree& model) {
@@ -21,16 +19,6 @@ std::string reworded(std::string text,
                      const std::vector<std::pair<std::string, std::string>>& words) {
   for (const auto& [from, to] : words) text.replace(text.find(from), from.size(), to);
   return text;
-}
-
-void require_form(const orvik::dtree& model, const char* form, bool without_costs) {
-  const std::string name = form;
-  if (!model.get_prior().empty()) {
-    throw std::runtime_error(name + " does not say the shares of leaves that lean on prior ones");
-  }
-  if (without_costs && model.decides_by_costs()) {
-    throw std::runtime_error(name + " does not say what errors cost");
-  }
 }
 
 }  // namespace orvik::view

@@ -1,4 +1,5 @@
-// What programs of a model hold of the costs of its errors, and what they cannot say.
+// What programs of a model hold of the way in which it decides: the costs of its errors, and prior
+// shares that those of its leaves lean on.
 #pragma once
 
 #include <string>
@@ -17,8 +18,7 @@ std::vector<double> cost_table(const orvik::dtree& model);
 std::string reworded(std::string text,
                      const std::vector<std::pair<std::string, std::string>>& words);
 
-/// Throws std::runtime_error, naming the form, of a model whose leaves lean on prior shares; with
-/// `without_costs` also of one that decides by costs.
-void require_form(const orvik::dtree& model, const char* form, bool without_costs = false);
+/// Whether the shares of its leaves lean on prior ones.
+inline bool leans(const orvik::dtree& model) { return !model.get_prior().empty(); }
 
 }  // namespace orvik::view

@@ -57,6 +57,8 @@ class cpp_writer {
   void write_answers();
   void write_calibrated_answers();
   void write_costs();
+  void write_descent();
+  void write_shares(const char* name);
   void write_reading();
   template <class Item>
   void write_array(const std::string& declaration, std::size_t n, const Item& item);
@@ -167,8 +169,14 @@ void cpp_writer::write_values(std::size_t i) {
               [&](std::size_t k) { out_ << "  " << literal_of(c, k + 1); });
 }
 
-/// By actual, then by predicted class code.
+/// Costs are by actual, then by predicted class code.
 void cpp_writer::write_costs() {
+  const std::vector<double> prior = model_.get_prior();
+  if (!prior.empty()) {
+    write_array(declared("double", prior.size(), "prior"), prior.size(),
+                [&](std::size_t c) { out_ << "  " << zel::text::shortest_decimal(prior[c]); });
+  }
+  if (!model_.decides_by_costs()) return;
   const std::vector<double> costs = cost_table(model_);
   write_array(declared("double", costs.size(), "costs"), costs.size(),
               [&](std::size_t i) { out_ << "  " << zel::text::shortest_decimal(costs[i]); });
@@ -194,21 +202,44 @@ void cpp_writer::write_codes() {
   out_ << (fields_.empty() ? "  static_cast<void>(values);\n" : "") << "  return of;\n}\n";
 }
 
+void cpp_writer::write_descent() {
+  out_ << k_descend << (leans(model_) ? k_leaning_leaf : k_leaf) << k_descent;
+  if (model_.decides_by_costs()) {
+    out_ << k_costs_descent;
+  } else if (leans(model_) && !model_.is_calibrated()) {
+    out_ << k_leaning_descent;
+  }
+}
+
+void cpp_writer::write_shares(const char* name) {
+  const std::string to = "detail::votes && detail::averages ? detail::purpose::decide\n" +
+                         std::string(52, ' ') + ": detail::purpose::shares";
+  out_ << k_shares << name
+       << (leans(model_) ? reworded(k_shares_body, {{to, "detail::purpose::shares"}})
+                         : std::string(k_shares_body));
+}
+
 void cpp_writer::write_answers() {
-  const bool by_costs = model_.decides_by_costs();
-  out_ << (by_costs
-               ? reworded(k_classify, {{"detail::ask(detail::roots[0]",
-                                        "detail::ask_by_costs(detail::roots[0]"},
-                                       {"detail::first_largest(votes)", "detail::cheapest(votes)"}})
-               : std::string(k_classify))
-       << k_predict << k_shares << "shares" << k_shares_body;
+  std::string classify = k_classify;
+  if (leans(model_)) {
+    classify = reworded(classify,
+                        {{"detail::ask(detail::roots[0]", "detail::ask_by_shares(detail::roots[0]"},
+                         {"detail::purpose::decide", "detail::purpose::shares"}});
+  }
+  if (model_.decides_by_costs()) {
+    const char* const asked = leans(model_) ? "detail::ask_by_shares(" : "detail::ask(";
+    classify = reworded(classify, {{asked, "detail::ask_by_costs("},
+                                   {"detail::first_largest(votes)", "detail::cheapest(votes)"}});
+  }
+  out_ << classify << k_predict;
+  write_shares("shares");
 }
 
 void cpp_writer::write_calibrated_answers() {
   const std::vector<orvik::share_map> maps = model_.get_share_maps();
   const auto number = [](double x) { return zel::text::shortest_decimal(x); };
-  out_ << k_shares << "plain_shares" << k_shares_body << k_knots
-       << "inline const knot knots[] = {\n";
+  write_shares("plain_shares");
+  out_ << k_knots << "inline const knot knots[] = {\n";
   for (const orvik::share_map& map : maps) {
     for (std::size_t i = 0; i < map.x.size(); ++i) {
       out_ << '{' << number(map.x[i]) << ',' << number(map.y[i]) << "},\n";
@@ -256,11 +287,10 @@ void cpp_writer::write() {
        << ">;\n\n";
   write_nodes();
   for (std::size_t i = 0; i < fields_.size(); ++i) write_values(i);
-  if (model_.decides_by_costs()) write_costs();
+  write_costs();
   out_ << k_codes;
   write_codes();
-  out_ << k_descent;
-  if (model_.decides_by_costs()) out_ << k_costs_descent;
+  write_descent();
   model_.is_calibrated() ? write_calibrated_answers() : write_answers();
   out_ << k_values;
   write_reading();
@@ -269,9 +299,6 @@ void cpp_writer::write() {
 
 }  // namespace
 
-void write_cpp(const orvik::dtree& model, std::ostream& out) {
-  require_form(model, "C++");
-  cpp_writer(model, out).write();
-}
+void write_cpp(const orvik::dtree& model, std::ostream& out) { cpp_writer(model, out).write(); }
 
 }  // namespace orvik::view

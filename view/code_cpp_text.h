@@ -91,7 +91,7 @@ int ordered_cut_code(int place, const std::array<int, N>& cuts) {
 
 )source";
 
-inline constexpr char k_descent[] = R"source(
+inline constexpr char k_descend[] = R"source(
 // The leaf below a node, or the node whose test the row has no value for.
 inline int descend(int at, const codes& of) {
   while (nodes[at].column >= 0) {
@@ -103,7 +103,10 @@ inline int descend(int at, const codes& of) {
   return at;
 }
 
-// A leaf without training cases decides for its class; what is likely there are the shares of the
+)source";
+
+inline constexpr char k_leaf[] =
+    R"source(// A leaf without training cases decides for its class; what is likely there are the shares of the
 // nearest node above that has some, which it holds.
 enum class purpose { decide, shares };
 
@@ -117,7 +120,31 @@ inline void add_leaf(const node& leaf, double part, purpose to, std::vector<doub
     sums[s.class_code] += leaf.weight > 0 ? part * s.weight / leaf.weight : part * s.weight;
   }
 }
+)source";
 
+/// In its place, of a model whose leaves lean on prior shares.
+inline constexpr char k_leaning_leaf[] =
+    R"source(// Shares lean on prior ones: of a class that has w of the weight n of a leaf they are
+// (w + prior) / (n + 1). A leaf without training cases decides for its class; its shares are those
+// of the nearest node above that has some, whose weight is its first share.
+enum class purpose { decide, shares };
+
+inline void add_leaf(const node& leaf, double part, purpose to, std::vector<double>& sums) {
+  const bool leans = to == purpose::shares;
+  if (!(leaf.weight > 0) && (!leans || leaf.n == 1)) {
+    sums[leaf.limit] += part;
+    return;
+  }
+  int i = leaf.first;
+  const double whole = (leaf.weight > 0 ? leaf.weight : leaf_shares[i++].weight) + (leans ? 1 : 0);
+  for (; i < leaf.first + leaf.n; ++i) {
+    sums[leaf_shares[i].class_code] += part * leaf_shares[i].weight / whole;
+  }
+  for (std::size_t c = 0; leans && c < prior.size(); ++c) sums[c] += part * prior[c] / whole;
+}
+)source";
+
+inline constexpr char k_descent[] = R"source(
 // Shares a row out among the leaves: without a value it goes down every branch, in proportion to
 // the training weight there.
 inline void spread(int from, const codes& of, purpose to, std::vector<double>& sums,
@@ -218,6 +245,20 @@ inline constexpr char k_shares_body[] = R"source((const row& values) {
   for (double& sum : sums) sum /= detail::all_votes();
   return sums;
 }
+
+)source";
+
+/// Between k_descent and k_classify, of a model whose leaves lean on prior shares.
+inline constexpr char k_leaning_descent[] = R"source(namespace detail {
+
+inline std::pair<int, double> ask_by_shares(int root, const codes& of) {
+  std::vector<double> sums(class_names.size());
+  spread(root, of, purpose::shares, sums);
+  const int best = first_largest(sums);
+  return {best, sums[best]};
+}
+
+}  // namespace detail
 
 )source";
 

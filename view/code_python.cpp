@@ -63,6 +63,9 @@ class python_writer {
   void write_nodes();
   void write_maps();
   void write_costs();
+  void write_descent();
+  void write_shares(const char* head);
+  void write_answers();
 
   const orvik::dtree& model_;
   orvik::schema_view schema_;
@@ -183,11 +186,52 @@ void python_writer::write_maps() {
   out_ << "]\n\n";
 }
 
-/// By actual, then by predicted class code.
+/// Costs are by actual, then by predicted class code.
 void python_writer::write_costs() {
-  if (!model_.decides_by_costs()) return;
-  write_words("_COSTS", "float", cost_table(model_),
-              [](double x) { return zel::text::shortest_decimal(x); });
+  const auto decimal = [](double x) { return zel::text::shortest_decimal(x); };
+  if (leans(model_)) write_words("_PRIOR", "float", model_.get_prior(), decimal);
+  if (model_.decides_by_costs()) write_words("_COSTS", "float", cost_table(model_), decimal);
+}
+
+void python_writer::write_descent() {
+  out_ << k_python_descent << (leans(model_) ? k_python_leaning_spread : k_python_spread)
+       << k_python_ask;
+  if (model_.decides_by_costs()) {
+    out_ << k_python_costs;
+  } else if (leans(model_) && !model_.is_calibrated()) {
+    out_ << k_python_ask_by_shares;
+  }
+}
+
+void python_writer::write_shares(const char* head) {
+  out_ << head
+       << (leans(model_) ? reworded(k_python_shares, {{"VOTES and AVERAGES", "False"}})
+                         : std::string(k_python_shares));
+}
+
+void python_writer::write_answers() {
+  const bool by_costs = model_.decides_by_costs();
+  if (model_.is_calibrated()) {
+    write_shares("def _plain_shares");
+    write_maps();
+    out_ << (by_costs
+                 ? reworded(k_python_calibration, {{"_first_largest(found)", "_cheapest(found)"}})
+                 : std::string(k_python_calibration))
+         << k_python_predict;
+    return;
+  }
+  std::string classify = k_python_classify;
+  if (leans(model_)) {
+    classify = reworded(classify, {{"_ask(_ROOTS[0]", "_ask_by_shares(_ROOTS[0]"},
+                                   {"votes, True, amount", "votes, False, amount"}});
+  }
+  if (by_costs) {
+    classify =
+        reworded(classify, {{leans(model_) ? "_ask_by_shares(_R" : "_ask(_R", "_ask_by_costs(_R"},
+                            {"_first_largest(votes)", "_cheapest(votes)"}});
+  }
+  out_ << classify << k_python_predict;
+  write_shares("def shares");
 }
 
 void python_writer::write() {
@@ -199,29 +243,14 @@ void python_writer::write() {
   write_columns();
   write_nodes();
   write_costs();
-  out_ << k_python_descent;
-  const bool by_costs = model_.decides_by_costs();
-  if (by_costs) out_ << k_python_costs;
-  if (model_.is_calibrated()) {
-    out_ << "def _plain_shares" << k_python_shares;
-    write_maps();
-    out_ << (by_costs
-                 ? reworded(k_python_calibration, {{"_first_largest(found)", "_cheapest(found)"}})
-                 : std::string(k_python_calibration))
-         << k_python_predict;
-  } else {
-    out_ << (by_costs ? reworded(k_python_classify, {{"_ask(_ROOTS[0]", "_ask_by_costs(_ROOTS[0]"},
-                                                     {"_first_largest(votes)", "_cheapest(votes)"}})
-                      : std::string(k_python_classify))
-         << k_python_predict << "def shares" << k_python_shares;
-  }
+  write_descent();
+  write_answers();
   out_ << k_python_main;
 }
 
 }  // namespace
 
 void write_python(const orvik::dtree& model, std::ostream& out) {
-  require_form(model, "Python");
   python_writer(model, out).write();
 }
 

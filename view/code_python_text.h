@@ -111,7 +111,10 @@ def _ratio(part, whole):
     return math.inf if part > 0 else math.nan
 
 
-def _spread(start, codes, sums, decides, amount=1.0):
+)source";
+
+inline constexpr char k_python_spread[] =
+    R"source(def _spread(start, codes, sums, decides, amount=1.0):
     """Shares a row out among the leaves: without a value it goes down every branch, in proportion
     to the training weight there. A leaf without training cases decides for its class; what is
     likely there are the shares of the nearest node above that has some, which it holds."""
@@ -134,7 +137,46 @@ def _spread(start, codes, sums, decides, amount=1.0):
                 to_do.append((child, below))
 
 
-def _first_largest(values):
+)source";
+
+/// In its place, of a model whose leaves lean on prior shares.
+inline constexpr char k_python_leaning_spread[] = R"source(def _add_leaf(at, part, sums, decides):
+    """Shares lean on prior ones: of a class that has w of the weight n of a leaf they are
+    (w + prior) / (n + 1). A leaf without training cases decides for its class; its shares are those
+    of the nearest node above that has some, whose weight is its first share."""
+    weight, first, end = _WEIGHT[at], _FIRST[at], _FIRST[at] + _N[at]
+    if not weight > 0 and (decides or _N[at] == 1):
+        sums[_LIMIT[at]] += part
+        return
+    if not weight > 0:
+        weight, first = _SHARE_WEIGHT[first], first + 1
+    whole = weight if decides else weight + 1
+    for i in range(first, end):
+        sums[_SHARE_CLASS[i]] += part * _SHARE_WEIGHT[i] / whole
+    if not decides:
+        for code, prior in enumerate(_PRIOR):
+            sums[code] += part * prior / whole
+
+
+def _spread(start, codes, sums, decides, amount=1.0):
+    """Shares a row out among the leaves: without a value it goes down every branch, in proportion
+    to the training weight there."""
+    to_do = [(start, amount)]
+    while to_do:
+        at, part = to_do.pop()
+        at = _descend(at, codes)
+        if _COLUMN[at] < 0:
+            _add_leaf(at, part, sums, decides)
+            continue
+        for child in range(_FIRST[at] + _N[at] - 1, _FIRST[at] - 1, -1):
+            below = _ratio(part * _WEIGHT[child], _WEIGHT[at])
+            if below != 0:
+                to_do.append((child, below))
+
+
+)source";
+
+inline constexpr char k_python_ask[] = R"source(def _first_largest(values):
     best = 0
     for i, value in enumerate(values):
         if value > values[best]:
@@ -189,6 +231,16 @@ inline constexpr char k_python_shares[] = R"source((row):
     for root, amount in zip(_ROOTS, _VOTES):
         _spread(root, codes, sums, VOTES and AVERAGES, amount)
     return {c: s / _ALL_VOTES for c, s in zip(CLASSES, sums)}
+
+
+)source";
+
+/// Before k_python_classify, of a model whose leaves lean on prior shares.
+inline constexpr char k_python_ask_by_shares[] = R"source(def _ask_by_shares(root, codes):
+    sums = [0.0] * len(CLASSES)
+    _spread(root, codes, sums, False)
+    best = _first_largest(sums)
+    return best, sums[best]
 
 
 )source";

@@ -1,11 +1,13 @@
 // A model as one SQL query: its nodes are rows of values, and a recursion takes every row of the
 // table from node to node of every tree. So the query's depth does not grow with the tree's, which
-// engines limit. Of several trees the found classes are votes, or their shares are averaged.
+// engines limit. Of several trees the found classes are votes, or their shares are averaged. Where
+// errors have costs, or shares of leaves lean on prior ones, one tree answers by its shares, too.
 //
 // Sums are made by a recursion of their own, share after share in the order of the leaves: what an
 // engine's sum() does with the last bits differs from engine to engine.
 #include <cfloat>
 #include <cmath>
+#include <stdexcept>
 
 #include "code_costs.h"
 #include "forms.h"
@@ -19,6 +21,10 @@ using orvik::placed_node;
 using orvik::tree_node;
 
 namespace {
+
+constexpr char k_one_tree_decides[] =
+    "SQL of one tree of several does not say what errors cost and what shares lean on: leave out "
+    "--tree";
 
 constexpr char k_reached[] = R"source(
   -- From a node to its branches; without a value down all of them, in proportion to their weights;
@@ -81,7 +87,9 @@ constexpr char k_vote[] = R"source(,
     SELECT n.orvik_row, COALESCE(f.class, 0) AS class, COUNT(*) AS votes
     FROM numbered AS n CROSS JOIN trees AS t
       LEFT JOIN found AS f ON f.orvik_row = n.orvik_row AND f.tree = t.tree
-    GROUP BY n.orvik_row, COALESCE(f.class, 0)),
+    GROUP BY n.orvik_row, COALESCE(f.class, 0)))source";
+
+constexpr char k_most_votes[] = R"source(,
   elections AS (
     SELECT orvik_row, class, votes,
            ROW_NUMBER() OVER (PARTITION BY orvik_row ORDER BY votes DESC, class) AS place
@@ -104,7 +112,9 @@ constexpr char k_weighed_vote[] = R"source(,
     UNION ALL
     SELECT v.orvik_row, v.class, b.place, v.total + b.votes
     FROM votes AS v CROSS JOIN ballots AS b
-    WHERE b.orvik_row = v.orvik_row AND b.class = v.class AND b.place = v.place + 1),
+    WHERE b.orvik_row = v.orvik_row AND b.class = v.class AND b.place = v.place + 1))source";
+
+constexpr char k_most_weighed_votes[] = R"source(,
   elections AS (
     SELECT orvik_row, class, total,
            ROW_NUMBER() OVER (PARTITION BY orvik_row ORDER BY total DESC, class) AS place
@@ -112,11 +122,11 @@ constexpr char k_weighed_vote[] = R"source(,
   elected AS (
     SELECT orvik_row, class, total / %VOTES% AS confidence FROM elections WHERE place = 1))source";
 
-constexpr char k_averaged[] = R"source(
+constexpr char k_shared[] = R"source(
   -- The shares of the classes over all trees, as many times as a tree has votes, leaf by leaf; of
   -- equals the first class is found. A class has most of them in its last row.
   parts AS (
-    SELECT r.orvik_row, s.class, r.part * s.weight / s.whole AS share,
+    SELECT r.orvik_row, s.class, %SHARE% AS share,
            ROW_NUMBER() OVER (PARTITION BY r.orvik_row, s.class ORDER BY r.node) AS place
     FROM reached AS r CROSS JOIN leaf_shares AS s
     WHERE s.node = r.node),
@@ -125,7 +135,9 @@ constexpr char k_averaged[] = R"source(
     UNION ALL
     SELECT s.orvik_row, s.class, p.place, s.total + p.share
     FROM sums AS s CROSS JOIN parts AS p
-    WHERE p.orvik_row = s.orvik_row AND p.class = s.class AND p.place = s.place + 1),
+    WHERE p.orvik_row = s.orvik_row AND p.class = s.class AND p.place = s.place + 1))source";
+
+constexpr char k_largest[] = R"source(,
   ranked AS (
     SELECT orvik_row, class, total,
            ROW_NUMBER() OVER (PARTITION BY orvik_row ORDER BY total DESC, class) AS place
@@ -133,12 +145,35 @@ constexpr char k_averaged[] = R"source(
   elected AS (
     SELECT orvik_row, class, total / %VOTES% AS confidence FROM ranked WHERE place = 1))source";
 
+// Costs are of known classes. Votes or shares of none but the unknown class are left for it.
+constexpr char k_cheapest[] = R"source(,
+  -- The class of the least expected cost, the first of equals: sums that differ by their rounding
+  -- are equal. Its confidence is its share.
+  given AS (
+    SELECT orvik_row, class, MAX(%TOTAL%) AS total FROM %SUMS% GROUP BY orvik_row, class),
+  expected AS (
+    SELECT t.orvik_row, k.predicted, SUM(t.total * k.cost) AS cost
+    FROM given AS t CROSS JOIN costs AS k
+    WHERE k.actual = t.class AND t.total > 0
+    GROUP BY t.orvik_row, k.predicted),
+  least AS (SELECT orvik_row, MIN(cost) AS cost FROM expected GROUP BY orvik_row),
+  decided AS (
+    SELECT e.orvik_row, MIN(e.predicted) AS class
+    FROM expected AS e CROSS JOIN least AS l
+    WHERE l.orvik_row = e.orvik_row AND e.cost <= l.cost * (1 + 1e-9)
+    GROUP BY e.orvik_row),
+  elected AS (
+    SELECT n.orvik_row, d.class, t.total / %VOTES% AS confidence
+    FROM numbered AS n LEFT JOIN decided AS d ON d.orvik_row = n.orvik_row
+      LEFT JOIN given AS t ON t.orvik_row = n.orvik_row AND t.class = COALESCE(d.class, 0)))source";
+
 /// How the trees of a query answer together.
 enum class answer : unsigned char { OF_ONE, EQUAL_VOTES, VOTES, SHARES };
 
 answer answer_of(const chosen_tree& chosen) {
   const unsigned long n = chosen.roots().size();
-  if (n == 1) return answer::OF_ONE;
+  const bool plain = !chosen.model.decides_by_costs() && !leans(chosen.model);
+  if (n == 1) return plain ? answer::OF_ONE : answer::SHARES;
   if (chosen.model.get_combination() != orvik::combination::votes) return answer::SHARES;
   for (unsigned long i = 0; i < n; ++i) {
     if (chosen.model.get_votes(i) != 1) return answer::VOTES;
@@ -146,19 +181,24 @@ answer answer_of(const chosen_tree& chosen) {
   return answer::EQUAL_VOTES;
 }
 
-/// All but what is reached, which every query begins with.
-std::string rest_of_query(answer how) {
+/// How classes are found; and where votes or shares are added up, the largest of them by the text
+/// behind it.
+struct counting {
+  std::string count, decide;
+};
+
+counting counting_of(answer how) {
   switch (how) {
     case answer::OF_ONE:
-      return std::string(k_found) + k_select;
+      return {k_found, ""};
     case answer::EQUAL_VOTES:
-      return std::string(k_found) + k_vote + k_select;
+      return {std::string(k_found) + k_vote, k_most_votes};
     case answer::VOTES:
-      return std::string(k_found) + k_weighed_vote + k_select;
+      return {std::string(k_found) + k_weighed_vote, k_most_weighed_votes};
     case answer::SHARES:
       break;
   }
-  return std::string(k_averaged) + k_select;
+  return {k_shared, k_largest};
 }
 
 std::string decimal(double x) { return zel::text::shortest_decimal(x); }
@@ -194,6 +234,8 @@ class sql_writer {
         words_(chosen.model),
         tables_(chosen),
         how_(answer_of(chosen)),
+        leans_(how_ == answer::SHARES && leans(chosen.model)),
+        known_(leans_ || (how_ == answer::SHARES && !chosen.model.votes())),
         relation_(relation),
         out_(out) {
     for (const tree_node& root : chosen.roots()) add_tree(root);
@@ -223,6 +265,9 @@ class sql_writer {
   void write_trees();
   void write_query();
   void write_classes();
+  void write_costs();
+  std::string query() const;
+  void write_leaf_shares(std::size_t i);
   void write_branch(const placed_node& below, const std::string& number);
   void write_branches();
   void write_leaves();
@@ -238,6 +283,8 @@ class sql_writer {
   std::vector<placed_node> nodes_;   // of all trees, numbered by their places
   std::vector<std::size_t> roots_;   // of the trees
   answer how_;
+  bool leans_;  // its shares on prior ones
+  bool known_;  // shares of leaves that no case came to are those of a node above
   const std::string& relation_;
   std::ostream& out_;
 };
@@ -342,23 +389,52 @@ void sql_writer::write_leaves() {
   write_rows("leaves(node, class, confidence)", "(-1,0,CAST(0 AS DOUBLE PRECISION))", row);
 }
 
+/// Of a leaf that no case came to: its class; where shares lean on prior ones, those of the nearest
+/// node above that has some. The whole is 1 more then, and the prior share is added.
+void sql_writer::write_leaf_shares(std::size_t i) {
+  const placed_node* from = &nodes_[i];
+  const std::string number = std::to_string(i);
+  while (known_ && !(from->node.weight() > 0) && from->father >= 0) {
+    from = &nodes_[static_cast<std::size_t>(from->father)];
+  }
+  if (!(from->node.weight() > 0)) {
+    out_ << ",\n    (" << number << ',' << from->node.predicted() << (leans_ ? ",1,0,1)" : ",1,1)");
+    return;
+  }
+  const double* const weights = from->node.class_weights();
+  const std::vector<double> prior = chosen_.model.get_prior();
+  for (orvik::code_t c = 0; c < schema_.n_class_codes(); ++c) {
+    if (weights[c] == 0 && !(leans_ && prior[c] > 0)) continue;
+    out_ << ",\n    (" << number << ',' << c << ',' << decimal(weights[c]) << ',';
+    if (leans_) out_ << decimal(prior[c]) << ',';
+    out_ << decimal(from->node.weight() + (leans_ ? 1 : 0)) << ')';
+  }
+}
+
 void sql_writer::write_shares() {
   const auto row = [this](const placed_node& each, const std::string& number) {
-    const tree_node& leaf = each.node;
-    if (!leaf.is_leaf()) return;
-    if (!(leaf.weight() > 0)) {
-      out_ << ",\n    (" << number << ',' << leaf.predicted() << ",1,1)";
-      return;
-    }
-    const double* const weights = leaf.class_weights();
-    for (orvik::code_t c = 0; c < schema_.n_class_codes(); ++c) {
-      if (weights[c] == 0) continue;
-      out_ << ",\n    (" << number << ',' << c << ',' << decimal(weights[c]) << ','
-           << decimal(leaf.weight()) << ')';
-    }
+    if (each.node.is_leaf()) write_leaf_shares(std::stoul(number));
   };
-  write_rows("leaf_shares(node, class, weight, whole)",
-             "(-1,0,CAST(0 AS DOUBLE PRECISION),CAST(1 AS DOUBLE PRECISION))", row);
+  leans_ ? write_rows("leaf_shares(node, class, weight, prior, whole)",
+                      "(-1,0,CAST(0 AS DOUBLE PRECISION),CAST(0 AS DOUBLE PRECISION),"
+                      "CAST(1 AS DOUBLE PRECISION))",
+                      row)
+         : write_rows("leaf_shares(node, class, weight, whole)",
+                      "(-1,0,CAST(0 AS DOUBLE PRECISION),CAST(1 AS DOUBLE PRECISION))", row);
+}
+
+/// What it costs to predict a class where another is true.
+void sql_writer::write_costs() {
+  if (!chosen_.model.decides_by_costs()) return;
+  const std::vector<double> costs = cost_table(chosen_.model);
+  const unsigned long n = schema_.n_class_codes();
+  out_ << "  costs(actual, predicted, cost) AS (VALUES\n    (0,0,CAST(0 AS DOUBLE PRECISION))";
+  for (orvik::code_t actual = 1; actual < n; ++actual) {
+    for (orvik::code_t p = 1; p < n; ++p) {
+      out_ << ",\n    (" << actual << ',' << p << ',' << decimal(costs[actual * n + p]) << ')';
+    }
+  }
+  out_ << "),\n";
 }
 
 void sql_writer::add_tree(const tree_node& root) {
@@ -400,7 +476,15 @@ void sql_writer::write() {
   write_branches();
   write_leaves();
   write_shares();
+  write_costs();
   write_query();
+}
+
+/// All but the tables.
+std::string sql_writer::query() const {
+  const counting how = counting_of(how_);
+  return k_reached + 1 + how.count + (chosen_.model.decides_by_costs() ? k_cheapest : how.decide) +
+         k_select;
 }
 
 void sql_writer::write_query() {
@@ -410,13 +494,17 @@ void sql_writer::write_query() {
     value.append(" WHEN ").append(place).append(" THEN a.value_").append(place);
   }
   if (!tables_.columns.empty()) value += " END";
-  std::string query = k_reached + 1 + rest_of_query(how_);
+  std::string query = this->query();
   const auto put = [&query](const std::string& mark, const std::string& text) {
     for (std::size_t at = 0; (at = query.find(mark)) != query.npos;) {
       query.replace(at, mark.size(), text);
     }
   };
   put("%VALUE%", value);
+  put("%SHARE%", leans_ ? "r.part * s.weight / s.whole + r.part * s.prior / s.whole"
+                        : "r.part * s.weight / s.whole");
+  put("%SUMS%", how_ == answer::SHARES ? "sums" : "votes");
+  put("%TOTAL%", how_ == answer::EQUAL_VOTES ? "CAST(votes AS DOUBLE PRECISION)" : "total");
   put("%WHOLE%", how_ == answer::SHARES ? "t.votes" : votes_of(1));
   put("%FOUND%", how_ == answer::OF_ONE ? "found" : "elected");
   put("%TREES%", std::to_string(roots_.size()));
@@ -428,7 +516,10 @@ void sql_writer::write_query() {
 
 void write_sql(const chosen_tree& chosen, const std::string& relation, std::ostream& out) {
   require_plain_shares(chosen.model, "SQL");
-  require_form(chosen.model, "SQL", /*without_costs=*/true);
+  const bool one_of_many = chosen.tree != k_whole_model && chosen.model.votes();
+  if (one_of_many && (chosen.model.decides_by_costs() || leans(chosen.model))) {
+    throw std::runtime_error(k_one_tree_decides);
+  }
   sql_writer(chosen, relation, out).write();
 }
 

@@ -26,6 +26,7 @@ long limit_of(const tree_node& split, const std::vector<orvik::code_t>& cuts) {
 
 node_tables::node_tables(const chosen_tree& chosen)
     : n_class_codes_(chosen.schema().n_class_codes()),
+      leans_(!chosen.model.get_prior().empty()),
       column_of_attribute_(chosen.schema().n_attributes()) {
   const std::vector<tree_node> trees = chosen.roots();
   find_columns(chosen.schema(), trees);
@@ -81,8 +82,13 @@ table_node node_tables::entry_of(const tree_node& node, const tree_node& with_ca
 
 void node_tables::add_shares(const tree_node& leaf, const tree_node& with_cases) {
   const double* const weights = with_cases.class_weights();
-  const double whole = leaf.weight() > 0 ? 1.0 : with_cases.weight();
-  if (!(whole > 0)) shares.push_back({leaf.predicted(), 1.0});  // a tree that no case came to
+  const bool is_empty = !(leaf.weight() > 0);
+  const double whole = is_empty && !leans_ ? with_cases.weight() : 1.0;
+  if (!(with_cases.weight() > 0)) {  // a tree that no case came to
+    shares.push_back({leaf.predicted(), 1.0});
+  } else if (is_empty && leans_) {
+    shares.push_back({orvik::k_unknown, with_cases.weight()});
+  }
   for (orvik::code_t c = 0; c < n_class_codes_; ++c) {
     if (weights[c] != 0) shares.push_back({c, weights[c] / whole});
   }

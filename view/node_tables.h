@@ -22,7 +22,9 @@ struct tested_column {
   bool is_numeric() const { return column.is_numeric(); }
 };
 
-/// Part of a leaf's weight; where it has none, share of the nearest node above that has some.
+/// Part of a leaf's weight; where it has none, share of the nearest node above that has some. Of a
+/// model whose leaves lean on prior shares such a leaf has weights of that node, behind the node's
+/// own, which stands first.
 struct class_share {
   orvik::code_t class_code;
   double weight;
@@ -57,6 +59,7 @@ struct node_tables {
   void add_shares(const orvik::tree_node& leaf, const orvik::tree_node& with_cases);
 
   unsigned long n_class_codes_;
+  bool leans_;
   std::vector<long> column_of_attribute_;
 };
 

@@ -4,6 +4,7 @@
 #include <span>
 #include <type_traits>
 
+#include "orvik/cell_predictor.h"
 #include "zel/util/rand_gen.h"
 #include "zel/util/run_context.h"
 
@@ -20,25 +21,37 @@ constexpr unsigned long k_fewest_rows = 500;
 constexpr unsigned long k_most_rows = 10'000;
 constexpr unsigned long k_permutation_seed = 1;
 
+/// The trees of a model, ready for many cases.
+struct ready_model {
+  orvik::cell_predictor ask;
+  unsigned long n_attributes, n_class_codes;
+
+  explicit ready_model(const orvik::dtree& model)
+      : ask(model),
+        n_attributes(model.get_schema().n_attributes()),
+        n_class_codes(model.get_schema().n_class_codes()) {}
+};
+
 /// Predicts n cases on the workers: fill(i, codes) gives the codes of case i by attribute, and
-/// use(i, prediction), or with the shares of the classes behind it, gets what is found.
+/// use(i, prediction), or with the shares of the classes behind it, now and before calibration,
+/// gets what is found.
 template <class Fill, class Use>
-void predict_each(const orvik::dtree& model, unsigned long n, const Fill& fill, const Use& use) {
-  constexpr unsigned long k_chunk = 256;
-  const unsigned long width = model.get_schema().n_attributes();
+void predict_each(const ready_model& model, unsigned long n, const Fill& fill, const Use& use) {
+  constexpr unsigned long k_chunk = 512;
+  const unsigned long width = model.n_attributes;
   const auto predict_chunk = [&](unsigned long chunk) {
     const unsigned long first = chunk * k_chunk, end = std::min(n, first + k_chunk);
     std::vector<code_t> codes((end - first) * width);
     for (unsigned long i = first; i < end; ++i) fill(i, codes.data() + (i - first) * width);
-    if constexpr (std::is_invocable_v<Use, unsigned long, orvik::dtree::prediction, double*>) {
-      std::vector<double> shares;
-      const auto found = model.predict_codes(codes, end - first, shares);
-      const unsigned long n_codes = model.get_schema().n_class_codes();
+    if constexpr (!std::is_invocable_v<Use, unsigned long, orvik::dtree::prediction>) {
+      std::vector<double> shares, plain;
+      const auto found = model.ask.predict_codes(codes, end - first, shares, plain);
       for (unsigned long i = first; i < end; ++i) {
-        use(i, found[i - first], shares.data() + (i - first) * n_codes);
+        const unsigned long at = (i - first) * model.n_class_codes;
+        use(i, found[i - first], shares.data() + at, plain.data() + at);
       }
     } else {
-      const auto found = model.predict_codes(codes, end - first);
+      const auto found = model.ask.predict_codes(codes, end - first);
       for (unsigned long i = first; i < end; ++i) use(i, found[i - first]);
     }
   };
@@ -48,9 +61,8 @@ void predict_each(const orvik::dtree& model, unsigned long n, const Fill& fill, 
 
 /// Weight of the sampled rows that the model puts in another class, over their weight; `donors`
 /// say for each of them which row it has the value of `attribute` from.
-double error_with(const orvik::dtree& model, const recoded_rows& rows,
-                  std::span<const row_t> sample, unsigned long attribute,
-                  std::span<const row_t> donors) {
+double error_with(const ready_model& model, const recoded_rows& rows, std::span<const row_t> sample,
+                  unsigned long attribute, std::span<const row_t> donors) {
   std::vector<char> wrong(sample.size());
   const auto fill = [&](unsigned long i, code_t* codes) {
     rows.codes_of(sample[i], codes);
@@ -128,17 +140,21 @@ predicted_rows predict_rows(const orvik::dtree& model, const recoded_rows& rows)
       judged.classes.size() > k_most_matrix_classes ? 0 : judged.classes.size();
   judged.predicted.resize(rows.size());
   judged.shares.resize(rows.size() * n_shares);
+  if (model.is_calibrated()) judged.plain.resize(judged.shares.size());
   all.confidences.resize(rows.size());
   for (row_t row = 0; row < rows.size(); ++row) {
     judged.actual.push_back(rows.class_of(row));
     judged.weights.push_back(rows.weight_of(row));
   }
   const auto fill = [&](row_t row, code_t* codes) { rows.codes_of(row, codes); };
-  predict_each(model, rows.size(), fill, [&](row_t row, const auto& found, const double* shares) {
-    judged.predicted[row] = found.class_code;
-    all.confidences[row] = found.confidence;
-    std::copy_n(shares, n_shares, judged.shares.data() + row * n_shares);
-  });
+  predict_each(ready_model(model), rows.size(), fill,
+               [&](row_t row, const auto& found, const double* shares, const double* plain) {
+                 judged.predicted[row] = found.class_code;
+                 all.confidences[row] = found.confidence;
+                 std::copy_n(shares, n_shares, judged.shares.data() + row * n_shares);
+                 if (!judged.plain.empty())
+                   std::copy_n(plain, n_shares, judged.plain.data() + row * n_shares);
+               });
   return all;
 }
 
@@ -172,10 +188,11 @@ std::vector<double> permutation_on_rows(const orvik::dtree& model, const recoded
       spread_rows(rows.size(), std::clamp(k_most_descents / descents, k_fewest_rows, k_most_rows));
   std::vector<double> rises(model.get_schema().n_attributes());
   if (sample.empty() || tested.empty()) return rises;
-  const double plain = error_with(model, rows, sample, tested.front(), sample);
+  const ready_model ready(model);
+  const double plain = error_with(ready, rows, sample, tested.front(), sample);
   for (const unsigned long a : tested) {
     const std::vector<row_t> donors = shuffled(sample, k_permutation_seed + a);
-    rises[a] = error_with(model, rows, sample, a, donors) - plain;
+    rises[a] = error_with(ready, rows, sample, a, donors) - plain;
   }
   return rises;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <functional>
 
 #include "wording.h"
 #include "zel/text/decimal.h"
@@ -107,7 +108,7 @@ std::vector<rule> rules_of(const chosen_tree& chosen) {
     if (at.level > 0) path.enter(at.level - 1, at.node.test_before());
     if (at.node.is_leaf()) rules.push_back({at.node, path.all()});
   }
-  std::ranges::stable_partition(rules, &rule::has_cases);
+  std::stable_partition(rules.begin(), rules.end(), std::mem_fn(&rule::has_cases));
   return rules;
 }
 

@@ -195,8 +195,8 @@ class ORVIK_EXPORT dtree {
   };
   /// Classifies n cases by their codes of every attribute, as column_view::code_of() gives them:
   /// case after case, n x schema_view::n_attributes() codes. What is at ignored attributes is not
-  /// looked at. On the caller's thread alone. Throws std::runtime_error before a build, for another
-  /// number of codes and for a category that the model does not know.
+  /// looked at. A thousand or more go the way of cell_predictor, on the workers; fewer one by one
+  /// on the caller's thread. Throws before a build, for other codes and for unknown categories.
   std::vector<prediction> predict_codes(const std::vector<code_t>& codes, unsigned long n) const;
   /// The same; `shares` receives those of the classes, case after case, one a class code.
   std::vector<prediction> predict_codes(const std::vector<code_t>& codes, unsigned long n,

@@ -16,8 +16,8 @@
 //
 // up to rounding, the base the share with nothing known. The share is the one that
 // dtree::predict_codes() gives: of a tree that of the leaves, of an ensemble the mean over its
-// trees, weighed by their votes. That is so too where the trees answer by votes, whose part for a
-// class is another number than the mean share.
+// trees, weighed by their votes: not the part of the votes, where trees answer by these, and the
+// shares before calibration, as neither votes nor what a map makes of a share has such parts.
 #pragma once
 
 #include <memory>
@@ -61,9 +61,9 @@ class ORVIK_EXPORT explainer {
   void explain(const std::vector<code_t>& codes, unsigned long n, std::vector<double>& parts) const;
 
   /// Writes a line of names, and for every row of a file, in order, a line a class: number of the
-  /// row, class, base, contributions, share; the last column is named "mean_share" where the model
-  /// answers by votes instead. Numbers have all their digits. `rows` receives their number. Reads
-  /// the file and throws as dtree::score() does. Memory does not grow with the file.
+  /// row, class, base, contributions, share; the last column is named "mean_share" where trees
+  /// answer by votes, and "plain_share" before calibration. Numbers have all their digits. `rows`
+  /// receives their number. Reads and throws as dtree::score() does; memory stays small.
   void write(const std::string& file, char sep, std::ostream& out, unsigned long& rows, char c,
              const reason_form& form = {}, dtree::unseen_values* unseen = nullptr) const;
 

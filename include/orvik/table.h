@@ -59,6 +59,11 @@ class ORVIK_EXPORT table {
   /// and column of the earliest, fewer than two classes, no rows, and weights without a positive
   /// and finite sum.
   void load_data(const std::string& file, char sep, unsigned long n, std::ostream* log);
+  /// load_data() with memory for the values and a piece of the rows only: the codes go to `mapped`,
+  /// a file as toMapped() makes it, which the table then has open. The file appears when it is
+  /// complete. Throws as load_data() and toMapped().
+  void load_data_mapped(const std::string& file, char sep, unsigned long n,
+                        const std::string& mapped, std::ostream* log);
   /// Takes schema and rows from memory instead: the first n cells of every column, or those that
   /// `rows` lists. `unknown` is the text that will stand for a missing value. Columns are coded
   /// side by side; beside the codes memory is needed for those at work only. Throws as the two
@@ -113,10 +118,18 @@ class ORVIK_EXPORT table {
   /// under its name only when it is complete; until then an older file of that name stays.
   /// Throws std::runtime_error, naming the file, when it cannot be written.
   void toBinary(const std::string& file) const;
-  /// Loads what toBinary() saved, compressed or not; the caller deletes it; null for the file of no
-  /// table. A table saved without a class is loaded without one: what needs a class throws.
-  /// Throws std::runtime_error, naming the file, for one that cannot be read, is truncated or holds
-  /// anything that loading text could not have made.
+  /// Saves the same in the mapped form: not compressed, and used where it lies when it is opened.
+  /// Throws as toBinary(), and for what is no regular file.
+  void toMapped(const std::string& file) const;
+  /// Whether the file begins as toMapped() begins one.
+  static bool is_mapped(const std::string& file);
+  /// Loads what toBinary() saved, compressed or not, or opens what toMapped() saved; the caller
+  /// deletes it; null for the file of no table. Of a mapped table values are read, and weights;
+  /// codes stay in the file, which must not be changed in its place meanwhile, and those of a
+  /// column are checked when they are first asked for: what is then asked throws std::runtime_error
+  /// where they are damaged. A table saved without a class is loaded without one: what needs a
+  /// class throws. Throws std::runtime_error, naming the file, for one that cannot be read, is
+  /// truncated or holds anything that loading text could not have made.
   [[nodiscard]] static table* fromBinary(const std::string& file);
 
   /// For the library's own use.

@@ -456,7 +456,8 @@ class _Learner(ClassifierMixin, BaseEstimator):
         They are exact and additive: base and contributions of a row sum up to its shares, where
         `predict_proba` gives mean shares. With hard voting they sum up to the mean shares of the
         trees instead of those of the votes. What a row without a feature is, is the model's own answer
-        to one whose value is unknown. Shares that were calibrated by maps have none: ValueError.
+        to one whose value is unknown. Of a model with `calibrate` the shares before calibration are
+        explained, not those of `predict_proba`: what a map makes of a share has no parts that add up.
 
         Parameters
         ----------

@@ -95,6 +95,8 @@ CASES = [
          rows=long_cell(1 << 30)),
     Case("30,000,000 rows of one attribute", "orvcmd", TRAIN, 4000, "tree(s) built", files={"t.names": ONE},
          rows=flags(300)),
+    Case("30,000,000 rows into a mapped table", "orvcmd", TRAIN[:6] + ["-dbm", "t.map"], 250, "Data saved",
+         files={"t.names": ONE}, rows=flags(300)),
     Case("100,000,000 rows of one attribute", "orvcmd", TRAIN, 10000, "tree(s) built", files={"t.names": ONE},
          rows=flags(1000), large=True),
     Case("100,000 stumps", "orvcmd", TRAIN[:6] + ["-fo", "100000", "-depth", "1", "-tb", "t.tree"], 500,

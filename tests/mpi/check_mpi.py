@@ -3,11 +3,12 @@
 
 Usage: check_mpi.py MPIRUN ORVCMD ORVMPI NAMES DATA [PROCESSES...]
 
-Models are compared without the seconds that they took. Then a process is killed in the middle of a
-run, and one of two has no table: the older model must stay whole, and the line must say whose fault
-it was.
+Models and experiments are compared without the seconds that they took. Then a run goes on from what
+other processes kept; a process is killed in the middle of a run, and one of two has no table: the
+older model must stay whole, and the line must say whose fault it was.
 """
 import os
+import random
 import re
 import signal
 import subprocess
@@ -15,8 +16,10 @@ import sys
 import tempfile
 import time
 
-OPTIONS = (["-rf", "9"], ["-fo", "7", "-c", "0.1"], ["-ba", "5", "-rep", "-cv", "1", "3"], ["-bo", "4"], ["-npp", "-cv", "2", "4"])
-FILES = (("-t", "text"), ("-json", "json"), ("-tb", "model"))
+OPTIONS = (["-rf", "9", "-imp", "-metrics", "-unseen"], ["-ba", "9", "-rep", "-cv", "1", "3", "-prob"], ["-bo", "4"],
+           ["-mep", "-cv", "2", "4", "-calibrate", "plain"], ["-sbe", "-npp", "-cv", "1", "3"],
+           ["-sdm2012", "1", "-cv", "1", "4"])
+FILES = (("-t", "text"), ("-s", "scores"), ("-shap", "reasons"), ("-json", "json"), ("-tb", "model"))
 ENVIRONMENT = dict(os.environ, OMPI_ALLOW_RUN_AS_ROOT="1", OMPI_ALLOW_RUN_AS_ROOT_CONFIRM="1",
                    OMPI_MCA_rmaps_base_oversubscribe="1")
 
@@ -40,22 +43,56 @@ def outputs(orvcmd, program, settings, folder):
     done = run(program + settings + [word for (option, _), place in zip(FILES, places) for word in (option, place)])
     if done.returncode:
         raise SystemExit(f"{program} {settings}: {done.stdout}{done.stderr}")
-    found = [[line for line in done.stdout.split("\n") if re.match(r" \+ (err|sz|depth|nf|oob):", line)]]
+    if "-columns" in settings and len(program) > 1 and " bytes in " not in done.stdout:
+        raise SystemExit(f"{program} {settings}: told nothing")
+    if "-sdm2012" in settings:
+        return [[cell for i, cell in enumerate(line.split("\t")) if i != 7] for line in done.stdout.split("\n")
+                if "\t" in line]
+    found = [[line for line in done.stdout.split("\n") if re.match(r" \+ (err|sz|depth|nf|oob|[0-9]+ val)", line)]]
     for place in places[:-1]:
         with open(place, "rb") as text:
             found.append(text.read())
     return found + [without_times(orvcmd, places[-1], folder)]
 
 
-def check_same(mpirun, orvcmd, orvmpi, table, processes, folder):
-    for options in OPTIONS:
+def write_table(folder):
+    """Enough rows to be split in rounds; numbers, words, unknown cells and weights."""
+    draw = random.Random(7)
+    stem = os.path.join(folder, "drawn")
+    with open(stem + ".names", "w", encoding="ascii") as names:
+        names.write("a,double,continuous\nb,string,discrete\nc,integer,continuous\nd,string,discrete\n"
+                    "k,string,class\nw,double,weights\n")
+    with open(stem + ".data", "w", encoding="ascii") as data:
+        for _ in range(6000):
+            a, b, c = draw.randrange(500), draw.randrange(5), draw.randrange(30)
+            cells = [a, b, "?" if draw.random() < 0.1 else c, draw.randrange(2), (a // 90 + b * (c > 12)) % 3]
+            data.write(",".join(map(str, cells + [0.1 * draw.randrange(1, 9)])) + "\n")
+    return ["-f", stem, "-ft", stem + ".data", "-fs", stem + ".data"]
+
+
+def check_same(mpirun, orvcmd, orvmpi, table, processes, folder, all_options=OPTIONS):
+    for options in all_options:
         settings = table + options + ["-seed", "5", "-tt", "2"]
         wanted = outputs(orvcmd, [orvcmd], settings, folder)
         for n in processes:
             own = outputs(orvcmd, [mpirun, "-n", n, orvmpi], settings, folder)
+            if own == wanted:
+                continue
             for name, one, other in zip(("log",) + tuple(name for _, name in FILES), wanted, own):
                 if one != other:
                     raise SystemExit(f"{options} on {n} processes: another {name}")
+
+
+def check_gone_on(mpirun, orvcmd, orvmpi, table, folder):
+    """With fewer processes, of which one kept less than it did."""
+    kept = os.path.join(folder, "kept")
+    settings = table + ["-rf", "60", "-seed", "5", "-tt", "1", "-resume", kept]
+    wanted = outputs(orvcmd, [mpirun, "-n", "3", orvmpi], settings, folder)
+    os.truncate(kept + ".1", os.path.getsize(kept + ".1") // 2)
+    if outputs(orvcmd, [mpirun, "-n", "2", orvmpi], settings, folder) != wanted:
+        raise SystemExit("gone on with two processes: another output")
+    if outputs(orvcmd, [orvcmd], settings, folder) != wanted:
+        raise SystemExit("gone on without processes: another output")
 
 
 def children_of(pid):
@@ -92,8 +129,11 @@ def check_lone_error(mpirun, orvmpi, table):
 
 def main(mpirun, orvcmd, orvmpi, names, data, *processes):
     table = ["-fm", names, "-fd", data]
+    rows = ["-ft", data, "-fs", data]
     with tempfile.TemporaryDirectory() as folder:
-        check_same(mpirun, orvcmd, orvmpi, table, processes or ("1", "3"), folder)
+        check_same(mpirun, orvcmd, orvmpi, table + rows, processes or ("3",), folder)
+        check_same(mpirun, orvcmd, orvmpi, write_table(folder), processes or ("3",), folder, (["-columns"],))
+        check_gone_on(mpirun, orvcmd, orvmpi, table + rows, folder)
         check_killed(mpirun, orvmpi, table, folder)
     check_lone_error(mpirun, orvmpi, table)
     return 0

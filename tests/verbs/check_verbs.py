@@ -95,6 +95,8 @@ class Check:
         with open(self.path("golf.tree"), "rb") as whole, open(self.path("cut.tree"), "wb") as cut:
             cut.write(whole.read()[:-20])
         self.write("other.names", "a,string,discrete\nb,string,class\n")
+        self.write("costs.csv", "predicted,actual,cost\ngood,poor,9\n")
+        self.write("golf.csv", "outlook,temperature,humidity,windy\n" + "sunny,85,85,false\n" * 500)
         golf = os.path.join(self.root, "examples", "golf")
         cases = [
             (["trian"], 2, "no verb 'trian'; did you mean train?"),
@@ -119,6 +121,12 @@ class Check:
             (["predict", "flats.csv", "flats.csv", "-o", "out"], 1, "flats.csv"),
             (["predict", "golf.tree", "flats.csv", "--reasons-top", "2"], 2, "need --reasons"),
             (["predict", "golf.tree", "flats.csv", "-o", "out", "--reasons", "./out"], 1, "same file"),
+            (["predict", "golf.tree", "golf.csv", "-o", "out", "--reasons", "/dev/full"], 1,
+             "predict: cannot write to /dev/full: "),
+            (["train", "flats.csv", "--cost-weights"], 2, "--cost-weights is for --costs"),
+            (["train", "flats.csv", "--costs", "costs.csv", "--prune", "pepa"], 2, "not with --costs"),
+            (["train", "flats.csv", "--laplace", "--pmml", "out"], 2, "--pmml does not say"),
+            (["select", "flats.csv", "--costs", "costs.csv", "-o", "./costs.csv"], 1, "same file"),
             (["view", "--svg", "--cpp", "golf.tree", "-o", "out"], 2, "--svg"),
             (["view", "--rules", "prose", "golf.tree"], 2, "prose"),
             (["view", "--names", "x", "golf.tree"], 2, "--data"),
@@ -162,10 +170,10 @@ class Check:
                     tree = text
                 require(text == tree, f"{file} with {threads} threads: {text}")
         self.check_plain_files(flats)
-        subprocess.run([self.orvcmd, "-nl", "-sep", "\t", "-f", "pair", "-db", "table", "-t", "pair.txt"], check=True,
-                       cwd=self.folder)
+        subprocess.run([self.orvcmd, "-nl", "-sep", "\t", "-f", "pair", "-db", "table", "-dbm", "map",
+                        "-t", "pair.txt"], check=True, cwd=self.folder)
         trees = []
-        for file in ("pair", "pair.names", "pair.data", "table"):
+        for file in ("pair", "pair.names", "pair.data", "table", "map"):
             self.run("train", file, "-q", "--no-cv", "--text", "tree.txt")
             trees.append(open(self.path("tree.txt"), encoding="utf-8").read())
         require(len(set(trees)) == 1 and len(prepared) == 400, f"pairs and tables: {trees}")
@@ -189,7 +197,8 @@ class Check:
                 require(forms[0] == forms[1], f"{file} {options}: {forms}")
 
     def check_reasons(self, model, scores):
-        """They add up to the probabilities; or, with few by name, to the same."""
+        """They add up to the probabilities; or, with few by name, to the same. Those of a calibrated
+        model are the ones of the same trees without maps."""
         for options in ([], ["--reasons-top", "2", "-k"], ["--reasons-all"]):
             self.run("predict", model, "new-flats.csv", "-o", "out", "--reasons", "why.csv", *options)
             names, *rows = self.rows("why.csv")
@@ -202,6 +211,11 @@ class Check:
                 require(row[0] == found[0] and abs(sum(parts) - share) < 1e-12 and float(row[-1]) == share,
                         f"reasons: {names} {row} {found}")
             require(len(rows) == (3 if "--reasons-all" in options else 1) * (len(scores) - 1), "rows explained")
+        plain, kind = [row[2:] for row in self.rows("why.csv")], ["--forest", "20"] if "forest" in model else []
+        self.run("train", "flats.csv", "-q", "--no-cv", "-o", "maps.orvik", "--calibrate", "platt", *kind)
+        self.run("predict", "maps.orvik", "new-flats.csv", "-o", "out", "--reasons", "why.csv", "--reasons-all")
+        names, *rows = [row[2:] for row in self.rows("why.csv")]
+        require(rows == plain[1:] and names == [*plain[0][:-1], "plain_share"], f"before calibration: {names} {rows}")
 
     def check_new_files(self):
         """Columns in any order, extra, missing; values never seen; and what orvcmd predicts."""
@@ -236,6 +250,25 @@ class Check:
         require(figures["matrix"] == trained["training"]["matrix"], "test on the training rows")
         again = self.run("train", "flats.csv", "--json", "-q", "--threads", "1").stdout
         require(json.loads(again) == trained, "the seed draws the folds, whatever the threads")
+
+    def check_costs(self):
+        """Costs decide, weigh, and guide searches; classes of equal costs weigh the same."""
+        self.write("ones.csv", "predicted,actual,cost\ngood,poor,1\n")
+        texts = []
+        for options in ([], ["--costs", "ones.csv", "--cost-weights"], ["--costs", "costs.csv", "--cost-weights"],
+                        ["--costs", "costs.csv"]):
+            done = self.run("train", "flats.csv", "-q", "--no-cv", "--text", "t.txt", *options)
+            texts.append(open(self.path("t.txt"), encoding="utf-8").read())
+            require(("cost: " in done.stdout) == bool(options), done.stdout)
+        require(texts[0] == texts[1] and len(set(texts)) == 3, "trees by costs")
+        self.run("train", "flats.csv", "-q", "--no-cv", "--forest", "3", "--costs", "costs.csv", "--sql", "q.sql")
+        require("costs(actual, predicted, cost)" in open(self.path("q.sql"), encoding="utf-8").read(), "costs in SQL")
+        search = ("select", "flats.csv", "--method", "forward", "--costs", "costs.csv")
+        found = json.loads(self.run(*search, "--json").stdout)
+        done = self.run(*search)
+        require(f"; cost {found['search_cost']:.4g} a search row" in done.stdout, done.stdout)
+        require(f"cost: {found['mean_cost']:.4g} with them, {found['mean_cost_of_all']:.4g} with all" in done.stdout and
+                " --costs costs.csv" in done.stderr, f"{found} {done}")
 
     def check_figures(self):
         """Matrix and figures say the same, of the rows that they name."""
@@ -313,6 +346,7 @@ def main(orvik, orvcmd, root):
         check.check_forms_of_files()
         check.check_new_files()
         check.check_figures()
+        check.check_costs()
         check.check_hostile_models()
     return 0
 

@@ -32,7 +32,10 @@ SETTINGS = ([], ["-npp", "-m", "0.5", "-ownunk"], ["-fo", "7", "-npp", "-m", "0.
 CALIBRATED = (["-calibrate", "platt", "-seed", "1"], ["-fo", "5", "-npp", "-seed", "1", "-calibrate", "isotonic"])
 UNEQUAL_VOTES = ["-bo", "5", "-mtry", "all", "-seed", "2"]
 COMPILED = (SETTINGS[0], SETTINGS[2], SETTINGS[4])  # compilers are slow
-COSTS = ([], ["-fo", "7", "-npp", "-seed", "1"], ["-ba", "5", "-soft", "-seed", "2"])
+# Of a file that is put behind them, where they end so.
+DECISIONS = (["-npp", "-m", "0.5", "-laplace", "-costs"], ["-costs"], ["-npp", "-m", "0.5", "-laplace"],
+             ["-fo", "7", "-npp", "-seed", "1", "-laplace", "-costs"], ["-bo", "4", "-seed", "2", "-costs"],
+             ["-ba", "5", "-soft", "-seed", "2", "-costs"], ["-rf", "5", "-seed", "2", "-laplace"])
 ROWS = 10000
 AFFINITY = {"float": "REAL", "double": "REAL", "long double": "REAL", "integer": "INTEGER",
             "uinteger": "INTEGER"}
@@ -253,17 +256,20 @@ def write_costs(table, folder):
     return file
 
 
-def check_costs(programs, table, folder):
-    """Forms that apply the costs agree; those that cannot say them say so."""
-    for settings in COSTS:
-        check = Check(programs, table, settings + ["-costs", write_costs(table, folder)], folder)
+def check_decisions(programs, table, folder):
+    """Forms apply costs, and shares that lean on prior ones."""
+    costs = [write_costs(table, folder)]
+    for settings in DECISIONS:
+        check = Check(programs, table, settings + (costs if settings[-1] == "-costs" else []), folder)
         check.python()
-        if programs[2] and settings == COSTS[0]:
+        check.sql()
+        if programs[2] and settings == DECISIONS[0]:
             check.cpp()
-        done = subprocess.run([programs[1], "view", check.model, "--rules", "sql"],
-                              capture_output=True, check=False)
-        if done.returncode != 1 or done.stdout or b"SQL does not say what errors cost" not in done.stderr:
-            raise SystemExit(f"{check.what} sql: {done}")
+            check.shares()
+    done = subprocess.run([programs[1], "view", check.model, "--rules", "sql", "--tree", "2"],
+                          capture_output=True, check=False)
+    if done.returncode != 1 or done.stdout or b"SQL of one tree of several" not in done.stderr:
+        raise SystemExit(f"{check.what} sql: {done}")
 
 
 def write_ties(folder):
@@ -353,7 +359,7 @@ def main(orvcmd, orvik, root, cxx, *files):
                 compiles = cxx and table == tables[0] and settings == CALIBRATED[1]
                 Check((orvcmd, orvik, cxx), table, settings, folder).calibrated(compiles)
             if table is tables[0]:
-                check_costs((orvcmd, orvik, cxx), table, folder)
+                check_decisions((orvcmd, orvik, cxx), table, folder)
             if table in tables[:3]:
                 Check((orvcmd, orvik, cxx), table, UNEQUAL_VOTES, folder).sql()
     return 0

@@ -24,6 +24,7 @@ const { conditions, conditionText, readModel } = await import(join(source, 'mode
 const { predict, readValue } = await import(join(source, 'predict.js'));
 const { dependenceOf, gridOf } = await import(join(source, 'dependence.js'));
 const { reasonsOf } = await import(join(source, 'reasons.js'));
+const { dependencePoints } = await import(join(source, 'reason_plot.js'));
 const { rulesOf, sorted } = await import(join(source, 'rules.js'));
 
 function modelOf(file) {
@@ -129,10 +130,13 @@ test('two cuts of one column on a way are one condition', () => {
 });
 
 test('the dependence on an attribute is what a case gets of which nothing else is known', () => {
-  for (const options of [FULL, ['-fo', '5', '-seed', '2', ...FULL]]) {
-    const file = shop.grow(rentals, ...options);
+  const flats = [rentals, 'rent', 'heating'];
+  for (const [[table, ...names], ...options] of [[flats, ...FULL], [flats, '-fo', '5', '-seed', '2', ...FULL],
+                                                 [[golf, 'humidity', 'outlook'], '-bo', '4', '-seed', '2'],
+                                                 [flats, '-calibrate', 'platt', '-seed', '1', '-laplace', ...FULL]]) {
+    const file = shop.grow(table, ...options);
     const model = modelOf(file);
-    for (const name of ['rent', 'heating']) {
+    for (const name of names) {
       const column = model.columns.find((c) => c.name === name);
       const grid = gridOf(column).slice(0, -1);  // the last is behind all cuts
       const lines = grid.map(([value, label]) => model.columns.slice(0, -1).map((c) =>
@@ -148,7 +152,8 @@ test('the dependence on an attribute is what a case gets of which nothing else i
 test('the reasons for a class are those that the program gives', () => {
   const { names, rows } = tableOf(rentals);
   const some = rows.slice(0, 12).map((row, i) => row.map((c, at) => (i + at) % 5 === 0 ? '?' : c));
-  for (const options of [FULL, ['-ba', '4', '-seed', '1', ...FULL], ['-bo', '4', '-soft', '-binary', '-seed', '3']]) {
+  for (const options of [FULL, ['-ba', '4', '-seed', '1', ...FULL], ['-bo', '4', '-soft', '-binary', '-seed', '3'],
+                         ['-rf', '4', '-laplace', '-seed', '1'], ['-laplace', '-calibrate', 'platt', '-seed', '1', ...FULL]]) {
     const file = shop.grow(rentals, ...options);
     const model = modelOf(file);
     const [titles, ...lines] = shop.reasons(file, some.map((row) => row.join(',')));
@@ -159,5 +164,11 @@ test('the reasons for a class are those that the program gives', () => {
       const own = [base, ...titles.slice(3, -1).map((t) => parts[names.indexOf(t)]), share];
       own.forEach((x, k) => assert.ok(Math.abs(x - line[k + 2]) < 1e-12, `${options} ${titles} ${line} ${own}`));
     });
+    const cases = some.map((row) => valuesOf(model, names, row));
+    const points = dependencePoints(model, cases, model.columns.find((c) => c.name === 'rent'), 2);
+    const at = [names.indexOf('rent'), titles.indexOf('rent')];
+    assert.deepEqual(points.map(({ row }) => row), [...cases.keys()].filter((i) => some[i][at[0]] !== '?'));
+    points.forEach(({ row, value, part }) => assert.ok(value === Number(some[row][at[0]]) &&
+      Math.abs(part - lines[3 * row + 1][at[1]]) < 1e-12, `${options} ${row}`));
   }
 });

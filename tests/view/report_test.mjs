@@ -118,6 +118,10 @@ const tests = {
     assert.equal(await page.locator('.profile tbody tr').count(), 5);
     await page.click('#node-5');
     assert.equal(await page.locator('.tested .cut').count(), 1);
+    const maps = await browser.open(shop.report(shop.grow(golf, '-calibrate', 'platt', '-seed', '1'), '--names',
+                                                `${golf}.names`, '--data', `${golf}.data`));
+    assert.match(await maps.textContent('.measures'), /[\d.]+ \(before calibration [\d.]+\)/);
+    assert.equal(await maps.locator('.curve.before').count(), 1);
   },
 
   async 'the first picture can be read, and phones get whole rules'() {
@@ -232,6 +236,20 @@ k,string,class\n`);
     assert.ok(await page.locator('svg *').count() < 3000);
     assert.ok(await page.locator('.rules tr').count() < 80);
     assert.equal((await numbers(page, 0)).includes(1389), true);
+  },
+
+  async 'reasons are summed up, and shown by the values of an attribute'() {
+    const page = await browser.open(shop.report(shop.grow(golf, '-npp'), '--names', `${golf}.names`,
+                                                '--data', `${golf}.data`));
+    await page.click('#sum-up-reasons');
+    const titles = () => page.$$eval('circle.reason title', (all) => all.map((t) => t.textContent));
+    assert.equal((await titles())[0], 'Row 1: sunny, +44.3, no');
+    await page.selectOption('#reasons-of', { label: 'humidity' });
+    await page.selectOption('#reasons-for', { label: 'yes' });
+    assert.equal((await titles())[0], 'Row 1: 85, \u221227.1, no');
+    const [low, high] = await page.$$eval('circle.reason', (all) => [0, 8].map((i) => all[i].cy.baseVal.value));
+    assert.ok(low > high, 'humid days speak against playing');
+    assert.equal((await titles()).length, 14);
   },
 
   async 'an ensemble shows the tree that is chosen'() {

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -165,6 +166,30 @@ void end_on_interrupts() {
   const bool waits = pthread_create(&waiting, &attributes, wait_for_interrupt, nullptr) == 0;
   pthread_attr_destroy(&attributes);
   if (!waits) pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+namespace {
+
+int lost_pages_to = -1;
+int lost_pages_status = 0;
+const char* lost_pages_line = "";
+
+/// What reads mapped pages holds no mutex of this file.
+extern "C" void end_at_lost_page(int) {
+  static std::atomic_flag ends;
+  while (ends.test_and_set()) ::pause();  // another thread met one first
+  static_cast<void>(!::write(lost_pages_to, lost_pages_line, std::strlen(lost_pages_line)));
+  remove_unfinished();
+  _exit(lost_pages_status);
+}
+
+}  // namespace
+
+void end_on_lost_pages(int descriptor, const char* line, int status) {
+  lost_pages_to = descriptor;
+  lost_pages_line = line;
+  lost_pages_status = status;
+  std::signal(SIGBUS, end_at_lost_page);
 }
 
 }  // namespace zel::inpout

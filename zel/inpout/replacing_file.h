@@ -39,4 +39,9 @@ void remove_unfinished();
 /// threads; where the system has no thread for it, signals end the process as they do without it.
 void end_on_interrupts();
 
+/// From now on a page of a mapped file that is not there any more, as of a file that was cut, ends
+/// the process with `line`, which must stay, to `descriptor` and `status`; files that are not
+/// committed are removed.
+void end_on_lost_pages(int descriptor, const char* line, int status);
+
 }  // namespace zel::inpout

@@ -9,6 +9,7 @@
 
 #include <tbb/task_arena.h>
 
+#include <algorithm>
 #include <atomic>
 
 #include "zel/util/default_context.h"
@@ -62,8 +63,24 @@ class run_context : private nocopy {
   }
 
   /// Other processes at the same run, with which it shares out some loops; null: none. Set between
-  /// operations.
-  team* companions = nullptr;
+  /// operations, and hidden from what is one process's own part of such a loop.
+  mutable team* companions = nullptr;
+  /// Keeps results of loops that take long; null: none. Likewise.
+  mutable task_store* store = nullptr;
+
+  /// Whether all companions take part in one task too, telling one another what each found in a
+  /// step, and how many bytes they told so far, all together.
+  struct shared_steps {
+    bool wanted = false;
+    unsigned long n = 0, bytes = 0, most_bytes = 0;
+
+    void add(unsigned long told) {
+      ++n;
+      bytes += told;
+      most_bytes = std::max(most_bytes, told);
+    }
+  };
+  shared_steps steps;
 
   // ---- seeds and progress
 

@@ -40,6 +40,16 @@ unsigned long seed_source::next(draw purpose) {
   return seed_of(run_, k_numbered, purpose, {number});
 }
 
+seed_source::places seed_source::where() const {
+  places all{};
+  for (std::size_t i = 0; i < all.size(); ++i) all[i] = next_number_[i];
+  return all;
+}
+
+void seed_source::go_to(const places& there) {
+  for (std::size_t i = 0; i < there.size(); ++i) next_number_[i] = there[i];
+}
+
 unsigned long seed_source::at(draw purpose, std::initializer_list<unsigned long> indices) const {
   return seeded_ ? seed_of(run_, k_indexed, purpose, indices) : device_seed();
 }

@@ -8,6 +8,7 @@
 #include <array>
 #include <atomic>
 #include <initializer_list>
+#include <tuple>
 
 #include "zel/util/nocopy.h"
 
@@ -41,10 +42,16 @@ class seed_source : private nocopy {
   /// node: for work that is spread over threads. Under a run seed equal arguments give equal seeds.
   unsigned long at(draw purpose, std::initializer_list<unsigned long> indices) const;
 
+  /// How many seeds next() gave, by purpose: where the sequences stand.
+  using places = std::array<unsigned long, 8>;
+  places where() const;
+  /// The sequences go on from there.
+  void go_to(const places& there);
+
  private:
   bool seeded_ = false;
   unsigned long run_ = 0;
-  std::array<std::atomic<unsigned long>, 8> next_number_{};  // by purpose
+  std::array<std::atomic<unsigned long>, std::tuple_size_v<places>> next_number_{};  // by purpose
 };
 
 /// Those of the default context.

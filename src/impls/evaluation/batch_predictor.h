@@ -25,6 +25,10 @@ struct row_shares {
   std::span<const double> before_calibration() const { return plain.empty() ? all : plain; }
 };
 
+/// From so many trees on, cases are worth being shared out among processes: predictions by fewer
+/// take no longer than telling them.
+inline constexpr std::size_t k_many_trees = 8;
+
 /// Some cases of a list, next to each other.
 using case_span = std::span<const case_list::value_type>;
 
@@ -51,6 +55,7 @@ class batch_predictor {
   /// not be told apart.
   std::vector<std::vector<code_t>> limits() const;
   std::size_t n_class_codes() const { return n_class_codes_; }
+  std::size_t n_trees() const { return trees_.size(); }
 
   /// Rows of a table with the codes of the training table. Depths are for a weight of 1, of
   /// several trees their sum.

@@ -5,10 +5,14 @@
 #include <algorithm>
 #include <memory>
 #include <span>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "impls/evaluation/batch_coder.h"
 #include "impls/evaluation/batch_predictor.h"
 #include "zel/util/run_context.h"
+#include "zel/util/team.h"
 
 namespace orvik::impls {
 
@@ -54,6 +58,28 @@ class row_predictor {
   std::vector<double> shares_, plain_;
 };
 
+/// Adds up, by column, the values that were taken as unknown.
+inline void add_unseen(const batch_coder& coder, std::vector<unsigned long>& counts) {
+  for (std::size_t i = 0; i < counts.size(); ++i) counts[i] += coder.unseen()[i];
+}
+
+/// The columns with such values, counted by all processes of a run; `counts` are those of this one.
+inline unseen_values unseen_of_all(const zel::util::run_context& run, const table& t,
+                                   const std::vector<unsigned long>& counts) {
+  std::vector<std::string> told{zel::util::bytes_of_items(counts)};
+  if (run.companions != nullptr) told = run.companions->exchange(told[0]);
+  std::vector<unsigned long> sums(counts.size());
+  for (std::string_view bytes : told) {
+    const auto some = zel::util::take_items<unsigned long>(bytes);
+    for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += some.at(i);
+  }
+  unseen_values found;
+  for (unsigned long i = 0; i < sums.size(); ++i) {
+    if (sums[i] > 0) found.emplace_back(t.get_column(i).name(), sums[i]);
+  }
+  return found;
+}
+
 /// A predictor for every worker, made when the worker first asks for it.
 class row_predictors {
  public:
@@ -71,15 +97,13 @@ class row_predictors {
     return *worker;
   }
 
-  /// The columns with values taken as unknown.
-  unseen_values unseen() const {
-    unseen_values found;
-    for (unsigned long i = 0; i < table_.n_columns(); ++i) {
-      unsigned long sum = 0;
-      for (const auto& worker : workers_) sum += worker ? worker->coder().unseen()[i] : 0;
-      if (sum > 0) found.emplace_back(table_.get_column(i).name(), sum);
+  /// The columns with values taken as unknown, by all processes.
+  unseen_values unseen_by_all() const {
+    std::vector<unsigned long> counts(table_.n_columns());
+    for (const auto& worker : workers_) {
+      if (worker) add_unseen(worker->coder(), counts);
     }
-    return found;
+    return unseen_of_all(predictor_.run(), table_, counts);
   }
 
  private:

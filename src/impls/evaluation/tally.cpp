@@ -7,8 +7,44 @@
 
 #include "impls/tables/same_codes.h"
 #include "zel/util/run_context.h"
+#include "zel/util/team.h"
 
 namespace orvik::impls {
+
+namespace {
+
+constexpr unsigned long k_shared_cases = 1024;  // that a process predicts at once
+
+void predict_batch(const table& t, case_span batch, const batch_predictor& predictor,
+                   std::span<outcome> outcomes) {
+  const auto predict = [&](unsigned long at, unsigned long size, std::span<outcome> to) {
+    const unsigned long n = std::min(size, batch.size() - at);
+    predictor.predict_rows(t, batch.subspan(at, n), to.first(n));
+  };
+  const zel::util::run_context& run = predictor.run();
+  if (run.companions == nullptr || predictor.n_trees() < k_many_trees) {
+    const unsigned long size = cases_at_once(batch.size(), t.n_class_codes(), run);
+    run.for_each_index((batch.size() + size - 1) / size, [&](unsigned long i) {
+      predict(i * size, size, outcomes.subspan(i * size));
+    });
+    return;
+  }
+  const unsigned long n_parts = (batch.size() + k_shared_cases - 1) / k_shared_cases;
+  zel::util::share_out(
+      run, n_parts, run.n_slots(),
+      [&](unsigned long i) {
+        const unsigned long at = i * k_shared_cases;
+        std::vector<outcome> found(std::min(k_shared_cases, batch.size() - at));
+        predict(at, k_shared_cases, found);
+        return zel::util::bytes_of_items(found);
+      },
+      [&](unsigned long i, std::string_view bytes) {
+        std::ranges::copy(zel::util::take_items<outcome>(bytes),
+                          outcomes.begin() + static_cast<std::ptrdiff_t>(i * k_shared_cases));
+      });
+}
+
+}  // namespace
 
 double tally(const table& t, const case_list& cases, double weight, conf_matrix& matrix,
              const batch_predictor& predictor) {
@@ -20,12 +56,7 @@ double tally(const table& t, const case_list& cases, double weight, conf_matrix&
         case_span(cases).subspan(first, std::min(k_batch, cases.size() - first));
     assert(!batch.empty());
     require_cases_of(t, batch);
-    const unsigned long size = cases_at_once(batch.size(), t.n_class_codes(), predictor.run());
-    predictor.run().for_each_index((batch.size() + size - 1) / size, [&](unsigned long i) {
-      const unsigned long at = i * size;
-      const unsigned long n = std::min(size, batch.size() - at);
-      predictor.predict_rows(t, batch.subspan(at, n), std::span(outcomes).subspan(at, n));
-    });
+    predict_batch(t, batch, predictor, outcomes);
     for (unsigned long i = 0; i < batch.size(); ++i) {
       const auto& [row, case_weight] = batch[i];
       matrix.add(t.class_column().get_row_index(row), outcomes[i].predicted, case_weight * weight);

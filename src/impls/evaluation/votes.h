@@ -54,15 +54,14 @@ class vote_count {
     const code_t predicted = said.decide();
     return {predicted, said[predicted]};
   }
-  /// What was said of a case, as shares of it all: none where no tree was asked.
-  std::vector<double> shares_of(std::size_t i) const {
+  /// Fills `shares` with what was said of a case, as shares of it all.
+  /// @return false, where no tree was asked.
+  bool shares_of(std::size_t i, std::vector<double>& shares) const {
     const std::span<const vote_t> said(counts_.data() + i * n_class_codes_, n_class_codes_);
     const vote_t all = distribution(said).sum();
-    std::vector<double> shares;
-    for (const vote_t votes : said) {
-      if (all > 0) shares.push_back(votes / all);
-    }
-    return shares;
+    shares.assign(said.begin(), said.end());
+    for (double& share : shares) share /= all;
+    return all > 0;
   }
   /// The same by a decision, with the share of `all` votes in place of the votes. Makes of the
   /// votes the shares that are answered.

@@ -132,24 +132,14 @@ counted_piece counted_growing::take_root(decision_node& root) {
 }
 
 void counted_growing::grow(growing_node&& open_node, std::vector<growing_node>& open) {
-  decision_node& node = *open_node.tree->get_node();
-  node.set_as_leaf();
-  if (open_node.depth == 0) return;
-  require_known(plan_.type());
-  if (node.stays_leaf(plan_.min_weight())) return;
-
   const counted_piece& piece = open_node.piece;
-  assert(piece.begin < piece.end && piece.end <= cases_.size());
   std::vector<candidate>& candidates = own_scratch().candidates;
-  candidates.clear();
-  for (unsigned int a = 0; a < plan_.attributes().size(); ++a) {
-    if (!plan_.attributes()[a].usable) continue;
-    if (piece.ranges[a].second > piece.ranges[a].first + 1) candidates.push_back({a, {}});
-  }
+  if (!find_candidates(plan_, open_node, candidates)) return;
+  assert(piece.begin < piece.end && piece.end <= cases_.size());
   measure(open_node, candidates);
   const candidate* best = best_of(candidates, plan_.type());
   if (best == nullptr) return;
-  node.set_test(plan_.t(), *best);
+  open_node.tree->get_node()->set_test(plan_.t(), *best);
   if (plan_.order_matters()) sort_in_place(piece, candidates);
   meets_unknown(piece, best->attribute) ? make_weighed_children(open_node, open)
                                         : make_children(open_node, open);
@@ -236,23 +226,41 @@ bool counted_growing::meets_unknown(const counted_piece& piece, unsigned int att
 }
 
 void counted_growing::make_children(growing_node& open_node, std::vector<growing_node>& open) {
-  decision_node& node = *open_node.tree->get_node();
-  const counted_piece& piece = open_node.piece;
-  const growing_plan::attribute& tested = plan_.attributes()[node.attribute()];
-  const unsigned long n = node.get_no_of_splits(plan_.t());
-  const unsigned long n_classes = plan_.t().n_class_codes();
+  const decision_node& node = *open_node.tree->get_node();
   const split_test& test = node.test();
   growing::partition_scratch& scratch = own_scratch().partition;
-  scratch.start(test, n, n_classes);
-  const std::span<counted_case> cases(cases_.data() + piece.begin, piece.end - piece.begin);
-  visit_codes(tested.codes, [&](const auto& codes) {
+  scratch.start(test, node.get_no_of_splits(plan_.t()), plan_.t().n_class_codes());
+  visit_codes(plan_.attributes()[node.attribute()].codes, [&](const auto& codes) {
     test.with_rule([&](auto branch_of) {
-      n == 2 && !test.is_one_value() ? growing::sort_in_two(codes, branch_of, cases, scratch)
-                                     : growing::sort_by_branch(codes, branch_of, cases, scratch);
+      scratch.parts.size() == 2 && !test.is_one_value()
+          ? growing::sort_in_two(codes, branch_of, cases_of(open_node), scratch)
+          : growing::sort_by_branch(codes, branch_of, cases_of(open_node), scratch);
     });
   });
+  add_children(open_node, open);
+}
 
-  assert(scratch.parts.size() == n && scratch.parts.back().end == cases.size());
+void counted_growing::make_children(growing_node& open_node, const growing::told_branches& told,
+                                    std::vector<growing_node>& open) {
+  if (told.some_unknown()) {
+    weigh(open_node);
+    return weighed_.make_children(open_node, told, open);
+  }
+  growing::partition_scratch& scratch = own_scratch().partition;
+  scratch.start(open_node.tree->get_node()->test(), told.n_branches(), plan_.t().n_class_codes());
+  growing::sort_by_branch(told.codes(), value_branches{}, cases_of(open_node), scratch);
+  told.give_ranges(scratch.parts);
+  add_children(open_node, open);
+}
+
+/// Of the parts that the cases of the node lie in by now.
+void counted_growing::add_children(growing_node& open_node, std::vector<growing_node>& open) {
+  decision_node& node = *open_node.tree->get_node();
+  const counted_piece& piece = open_node.piece;
+  const growing::partition_scratch& scratch = own_scratch().partition;
+  const std::size_t n = scratch.parts.size();
+  const unsigned long n_classes = plan_.t().n_class_codes();
+  assert(scratch.parts.back().end == piece.end - piece.begin);
   const std::size_t first_open = open.size();
   open_node.tree->set_capacity(static_cast<unsigned int>(n));
   for (std::size_t b = 0; b < n; ++b) {
@@ -280,14 +288,23 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
 }
 
 /// From here on they are weighed: the children have fractions of some.
-void counted_growing::make_weighed_children(growing_node& open_node,
-                                            std::vector<growing_node>& open) {
+void counted_growing::weigh(growing_node& open_node) const {
   const counted_piece& piece = open_node.piece;
   open_node.weighed = weighed_list(piece.end - piece.begin);
   for (std::size_t i = piece.begin; i < piece.end; ++i) {
     open_node.weighed.memory[i - piece.begin] = {cases_[i].row, cases_[i].class_code, 0, 1.0};
   }
+}
+
+void counted_growing::make_weighed_children(growing_node& open_node,
+                                            std::vector<growing_node>& open) {
+  weigh(open_node);
   weighed_.make_children(open_node, open);
+}
+
+void counted_growing::tell_branches(const growing_node& of, std::string& to) const {
+  const std::span cases(cases_.data() + of.piece.begin, of.piece.end - of.piece.begin);
+  growing::told_branches::tell<counted_case>(plan_, of.tree->get_node()->test(), cases, to);
 }
 
 }  // namespace orvik::impls

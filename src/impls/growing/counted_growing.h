@@ -6,10 +6,13 @@
 // Threads: nodes of which none is above another may be worked on side by side.
 #pragma once
 
+#include <span>
+#include <string>
 #include <vector>
 
 #include "impls/growing/growing_node.h"
 #include "impls/growing/growing_plan.h"
+#include "impls/growing/told_branches.h"
 #include "impls/growing/weighed_growing.h"
 #include "impls/splitting/counted_cases.h"
 
@@ -31,11 +34,25 @@ class counted_growing {
   /// Splits a node or makes it a leaf. Appends the children that are not finished.
   void grow(growing_node&& node, std::vector<growing_node>& open);
 
- private:
+  // The steps of grow() where others know some of the columns.
+
+  /// Fills in what the candidates' tests are worth; where the rules draw, leaves some out.
   void measure(growing_node& of, std::vector<candidate>& candidates) const;
+  /// Appends what told_branches reads of a node with a test.
+  void tell_branches(const growing_node& of, std::string& to) const;
+  /// Gives a node with a test its children by what was told; appends those that are not finished.
+  void make_children(growing_node& node, const growing::told_branches& told,
+                     std::vector<growing_node>& open);
+
+ private:
   void sort_in_place(const counted_piece& piece, const std::vector<candidate>& candidates);
   bool meets_unknown(const counted_piece& piece, unsigned int attribute) const;
   void make_children(growing_node& node, std::vector<growing_node>& open);
+  void add_children(growing_node& node, std::vector<growing_node>& open);
+  std::span<counted_case> cases_of(const growing_node& node) {
+    return {cases_.data() + node.piece.begin, node.piece.end - node.piece.begin};
+  }
+  void weigh(growing_node& node) const;
   void make_weighed_children(growing_node& node, std::vector<growing_node>& open);
 
   const growing_plan& plan_;

@@ -7,14 +7,13 @@
 // are not worth a task.
 #include <tbb/task_group.h>
 
-#include <cassert>
 #include <deque>
 #include <exception>
 #include <mutex>
 
-#include "impls/growing/counted_growing.h"
+#include "impls/growing/node_growing.h"
 #include "impls/growing/packed_growing.h"
-#include "impls/growing/weighed_growing.h"
+#include "impls/growing/shared_growing.h"
 #include "impls/trees/decision_tree.h"
 #include "zel/util/run_context.h"
 
@@ -23,51 +22,6 @@ namespace orvik::impls {
 namespace {
 
 constexpr unsigned long k_largest_sequential = 49;  // cases
-
-/// Splits nodes of one tree, each in the way that its cases allow.
-class node_growing {
- public:
-  node_growing(const growing_plan& plan, zel::util::rand_gen* draw)
-      : plan_(plan), draw_(draw), weighed_(plan, draw), counted_(plan, draw, weighed_) {}
-
-  /// Takes a tree that is an active root.
-  growing_node start(decision_tree& root, unsigned long max_depth, unsigned long seed) {
-    assert(root.get_node()->is_active() && root.get_no_childs() == 0);
-    growing_node first{&root, max_depth, {}, seed};
-    if (counted_growing::possible(plan_, *root.get_node()->cases())) {
-      first.piece = counted_.take_root(*root.get_node());
-    } else if (weighed_growing::possible(plan_, *root.get_node()->cases())) {
-      weighed_.take_root(first);
-    }
-    return first;
-  }
-
-  zel::util::run_context& run() const { return plan_.run(); }
-
-  /// Splits an open node or makes it a leaf; appends its open children. Throws where the run is
-  /// cancelled.
-  void grow(growing_node&& node, std::vector<growing_node>& open) {
-    plan_.run().require_not_cancelled();
-    if (node.weighed.memory) return weighed_.grow(std::move(node), open);
-    if (node.piece.ranges) return counted_.grow(std::move(node), open);
-    decision_tree& tree = *node.tree;
-    if (node.depth == 0) {
-      tree.get_node()->set_as_leaf();
-    } else {
-      tree.get_node()->split(plan_.t(), plan_.rules(), draw_, node.seed, plan_.run());
-    }
-    if (tree.get_node()->is_split()) {
-      return make_active_children(plan_, node, open);
-    }
-    tree.get_node()->disactivate();
-  }
-
- private:
-  const growing_plan& plan_;
-  zel::util::rand_gen* draw_;
-  weighed_growing weighed_;
-  counted_growing counted_;
-};
 
 /// Draws are made in the order of the levels.
 void grow_by_levels(growing_node&& root, node_growing& growing) {
@@ -80,20 +34,6 @@ void grow_by_levels(growing_node&& root, node_growing& growing) {
     growing.grow(std::move(queue.front()), open);
     queue.pop_front();
     for (growing_node& child : open) queue.push_back(std::move(child));
-    ++n_grown;
-  }
-  growing.run().count(zel::util::progress::unit::nodes, n_grown);
-}
-
-/// Without draws: what was touched last goes first.
-void grow_by_branches(growing_node&& root, node_growing& growing) {
-  std::vector<growing_node> open;
-  open.push_back(std::move(root));
-  unsigned long n_grown = 0;
-  while (!open.empty()) {
-    growing_node node = std::move(open.back());
-    open.pop_back();
-    growing.grow(std::move(node), open);
     ++n_grown;
   }
   growing.run().count(zel::util::progress::unit::nodes, n_grown);
@@ -120,7 +60,7 @@ class task_growing {
       }
       open.clear();
     }
-    grow_by_branches(std::move(node), growing_);
+    growing_.grow_by_branches(std::move(node));
   }
 
   void wait() { zel::util::parallel::finish(tasks_); }
@@ -197,6 +137,9 @@ void decision_tree::build(const growing_plan& plan, case_list* cases, unsigned l
   // Draws have an order: a tree with draws is grown by one thread.
   const bool alone = plan.run().n_workers <= 1 || draw != nullptr;
   get_node()->activate(&plan.t(), false);
+  if (draw == nullptr && shared_growing::possible(plan, *cases)) {
+    return shared_growing(plan).grow(*this, max_depth, seed);
+  }
   alone ? grow_seq(plan, max_depth, draw, seed) : grow_par(plan, max_depth, seed);
 }
 
@@ -234,7 +177,7 @@ void decision_tree::grow_seq(const growing_plan& plan, unsigned long max_depth,
   node_growing growing(plan, draw);
   growing_node root = growing.start(*this, max_depth, seed);
   draw != nullptr ? grow_by_levels(std::move(root), growing)
-                  : grow_by_branches(std::move(root), growing);
+                  : growing.grow_by_branches(std::move(root));
 }
 
 void decision_tree::grow_par(const growing_plan& plan, unsigned long max_depth,

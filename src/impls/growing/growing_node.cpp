@@ -2,7 +2,25 @@
 
 #include <cassert>
 
+#include "impls/splitting/split_choice.h"
+
 namespace orvik::impls {
+
+bool find_candidates(const growing_plan& plan, const growing_node& open_node,
+                     std::vector<candidate>& candidates) {
+  decision_node& node = *open_node.tree->get_node();
+  candidates.clear();
+  node.set_as_leaf();
+  if (open_node.depth == 0) return false;
+  require_known(plan.type());
+  if (node.stays_leaf(plan.min_weight())) return false;
+  for (unsigned int a = 0; a < plan.attributes().size(); ++a) {
+    const narrow_range& range = open_node.piece.ranges[a];
+    if (plan.attributes()[a].usable && range.second > range.first + 1)
+      candidates.push_back({a, {}});
+  }
+  return true;
+}
 
 void make_active_children(const growing_plan& plan, const growing_node& of,
                           std::vector<growing_node>& open) {

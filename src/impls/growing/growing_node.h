@@ -11,6 +11,7 @@
 #include "impls/growing/growing_plan.h"
 #include "impls/splitting/flag_cells.h"
 #include "impls/splitting/node_cases.h"
+#include "impls/trees/candidate.h"
 #include "impls/trees/decision_tree.h"
 #include "zel/util/quick_gen.h"
 
@@ -54,6 +55,11 @@ struct growing_node {
     return zel::util::spread(seed ^ zel::util::spread(i + 1));
   }
 };
+
+/// Makes a node of counted or weighed cases a leaf, which it stays without a test. @return whether
+/// one is looked for: then `candidates` are the attributes that may be tested, in their order.
+bool find_candidates(const growing_plan& plan, const growing_node& node,
+                     std::vector<candidate>& candidates);
 
 /// Gives what a father hands down to those of his children that are open: his ranges, but for that
 /// of the tested attribute, range_of(branch), and what he knows of flags. The last takes over his

@@ -189,22 +189,12 @@ void weighed_growing::take_root(growing_node& root) const {
 }
 
 void weighed_growing::grow(growing_node&& open_node, std::vector<growing_node>& open) const {
-  decision_node& node = *open_node.tree->get_node();
-  node.set_as_leaf();
-  if (open_node.depth == 0) return;
-  require_known(plan_.type());
-  if (node.stays_leaf(plan_.min_weight())) return;
   std::vector<candidate>& candidates = own_scratch().candidates;
-  candidates.clear();
-  for (unsigned int a = 0; a < plan_.attributes().size(); ++a) {
-    if (!plan_.attributes()[a].usable) continue;
-    const narrow_range& range = open_node.piece.ranges[a];
-    if (range.second > range.first + 1) candidates.push_back({a, {}});
-  }
+  if (!find_candidates(plan_, open_node, candidates)) return;
   measure(open_node, candidates);
   const candidate* best = best_of(candidates, plan_.type());
   if (best == nullptr) return;
-  node.set_test(plan_.t(), *best);
+  open_node.tree->get_node()->set_test(plan_.t(), *best);
   make_children(open_node, open);
 }
 
@@ -258,32 +248,53 @@ void weighed_growing::measure(growing_node& of, std::vector<candidate>& candidat
   }
 }
 
-/// Finds what goes down every branch. @return whether the cases lie parted in two.
-bool weighed_growing::part(const growing_node& of) const {
+/// Finds what goes down every branch; in two ones without unknown values the cases lie parted.
+template <class Codes, class BranchOf>
+void weighed_growing::part(const growing_node& of, const Codes& codes, BranchOf branch_of,
+                           bool in_two) const {
   const decision_node& node = *of.tree->get_node();
-  const growing_plan::attribute& tested = plan_.attributes()[node.attribute()];
-  const unsigned long n = node.get_no_of_splits(plan_.t());
   const std::span<weighed_case> cases = of.weighed.cases();
   growing::weighed_scratch& s = own_scratch().branches;
-  s.start(node.test(), n, plan_.t().n_class_codes());
-  const bool in_two = n == 2 && !tested.may_be_unknown;
   double unknown = 0;
-  visit_codes(tested.codes, [&](const auto& codes) {
-    node.test().with_rule([&](auto branch_of) {
-      in_two ? growing::part_in_two(codes, branch_of, cases, s)
-             : void(unknown = growing::find_branches(codes, branch_of, cases, s));
-    });
-  });
+  in_two ? growing::part_in_two(codes, branch_of, cases, s)
+         : void(unknown = growing::find_branches(codes, branch_of, cases, s));
   for (growing::weighed_branch& b : s.branches) {
     b.share = share_of(b.weight, node.weight() - unknown);
   }
   if (!in_two) growing::sum_classes(cases, s);
-  return in_two;
 }
 
 void weighed_growing::make_children(growing_node& open_node,
                                     std::vector<growing_node>& open) const {
-  const bool in_two = part(open_node);
+  const decision_node& node = *open_node.tree->get_node();
+  const growing_plan::attribute& tested = plan_.attributes()[node.attribute()];
+  const unsigned long n = node.get_no_of_splits(plan_.t());
+  const bool in_two = n == 2 && !tested.may_be_unknown;
+  own_scratch().branches.start(node.test(), n, plan_.t().n_class_codes());
+  visit_codes(tested.codes, [&](const auto& codes) {
+    node.test().with_rule([&](auto branch_of) { part(open_node, codes, branch_of, in_two); });
+  });
+  add_children(open_node, open, in_two);
+}
+
+void weighed_growing::make_children(growing_node& open_node, const growing::told_branches& told,
+                                    std::vector<growing_node>& open) const {
+  const bool in_two = told.n_branches() == 2 && !told.some_unknown();
+  growing::weighed_scratch& s = own_scratch().branches;
+  s.start(open_node.tree->get_node()->test(), told.n_branches(), plan_.t().n_class_codes());
+  part(open_node, told.codes(), value_branches{}, in_two);
+  told.give_ranges(s.branches);
+  add_children(open_node, open, in_two);
+}
+
+void weighed_growing::tell_branches(const growing_node& of, std::string& to) const {
+  growing::told_branches::tell<weighed_case>(plan_, of.tree->get_node()->test(), of.weighed.cases(),
+                                             to);
+}
+
+/// Of the branches that were found. `in_two`: in which the cases lie parted in two.
+void weighed_growing::add_children(growing_node& open_node, std::vector<growing_node>& open,
+                                   bool in_two) const {
   decision_tree& tree = *open_node.tree;
   const growing::weighed_scratch& s = own_scratch().branches;
   const std::size_t first_open = open.size();

@@ -8,10 +8,12 @@
 // Threads: nodes of which none is above another may be worked on side by side.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "impls/growing/growing_node.h"
 #include "impls/growing/growing_plan.h"
+#include "impls/growing/told_branches.h"
 #include "impls/trees/candidate.h"
 
 namespace orvik::impls {
@@ -30,10 +32,17 @@ class weighed_growing {
   /// Gives a split node its children, those that are not finished its cases, and appends these.
   void make_children(growing_node& node, std::vector<growing_node>& open) const;
 
- private:
+  // As counted_growing has them.
   void measure(growing_node& of, std::vector<candidate>& candidates) const;
+  void tell_branches(const growing_node& of, std::string& to) const;
+  void make_children(growing_node& node, const growing::told_branches& told,
+                     std::vector<growing_node>& open) const;
+
+ private:
   bool is_sorted_in_place(const growing_node& of, const candidate& c) const;
-  bool part(const growing_node& of) const;
+  template <class Codes, class BranchOf>
+  void part(const growing_node& of, const Codes& codes, BranchOf branch_of, bool in_two) const;
+  void add_children(growing_node& node, std::vector<growing_node>& open, bool in_two) const;
 
   const growing_plan& plan_;
   zel::util::rand_gen* draw_;

@@ -6,6 +6,8 @@
 // the dictionaries are merged and sorted, the storage width is chosen, and the codes are
 // translated block by block in the order of the file.
 // So rows, codes and errors are the same for any number of workers.
+//
+// A table larger than memory is loaded in pieces: both phases for some blocks, then for the next.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -21,6 +23,7 @@
 #include "impls/loading/duplicate_names.h"
 #include "impls/loading/fill_table.h"
 #include "impls/loading/final_codes.h"
+#include "impls/loading/load_piece.h"
 #include "impls/loading/row_splitter.h"
 #include "impls/tables/table.h"
 #include "zel/text/message.h"
@@ -70,6 +73,9 @@ struct load_error {
 using error_limit = std::atomic<unsigned long>;
 constexpr unsigned long k_after_all_blocks = std::numeric_limits<unsigned long>::max();
 
+/// Bytes of text that are still to be read; below 0 where the last block had more.
+using bytes_left = std::atomic<long>;
+
 class worker {
  public:
   using columns = std::vector<std::unique_ptr<column>>;
@@ -81,12 +87,13 @@ class worker {
         slot_(slot),
         run_(run) {}
 
-  /// Reads until the input ends or an earlier block is known to be bad.
-  void run(const columns& all, error_limit& limit) {
+  /// Reads until the input ends, enough was read or an earlier block is known to be bad.
+  void run(const columns& all, error_limit& limit, bytes_left& left) {
     codes_.resize(all.size());
     row_splitter rows(in_->separator(), all.size());
     try {
-      while (in_->next_block()) {
+      while (left.load(std::memory_order_relaxed) > 0 && in_->next_block()) {
+        left -= static_cast<long>(in_->block().size());
         if (in_->block_number() > limit.load(std::memory_order_relaxed)) return;
         read_block(all, rows);
         if (error_) break;
@@ -199,6 +206,8 @@ class data_loader {
   }
 
   void load(std::ostream* log);
+  /// Without the checks of a whole table. @return the bytes that were read.
+  unsigned long load_piece(const piece& some);
 
   /// See fill_table().
   static void fill(table& t, unsigned long n_rows, const column_filler& fill,
@@ -207,15 +216,13 @@ class data_loader {
  private:
   template <class F>
   void for_each(unsigned long n, F f) const;
-  void read_rows(std::ostream* log);
-  void throw_earliest_error() const;
+  void read_rows(long bytes, std::ostream* log);
+  void throw_earliest_error(unsigned long first_row) const;
   void order_blocks();
   std::vector<unsigned long> finishing_order() const;
   void finish_columns();
   std::unique_ptr<column> finish_column(unsigned long i);
-  static void check(const table& t);
-  std::string name_of(unsigned long i) const;
-  void report_rates(std::ostream& log, double seconds) const;
+  unsigned long bytes_read() const;
 
   table& table_;
   zel::util::run_context& run_;
@@ -233,19 +240,23 @@ void data_loader::for_each(unsigned long n, F f) const {
   }
 }
 
-void data_loader::read_rows(std::ostream* log) {
+/// About so many bytes of text.
+void data_loader::read_rows(long bytes, std::ostream* log) {
+  for (const auto& c : table_.columns_) c->values()->set_nthreads(workers_.size());
   error_limit limit = k_after_all_blocks;
+  bytes_left left = bytes;
   std::mutex total;  // guards rows_ and the log
   for_each(workers_.size(), [&](unsigned long i) {
-    workers_[i]->run(table_.columns_, limit);
+    workers_[i]->run(table_.columns_, limit, left);
     const std::lock_guard guard(total);
     rows_ += workers_[i]->rows();
     if (log != nullptr) *log << "  " << rows_ << '\r' << std::flush;
   });
 }
 
-/// Every block before the earliest error was read whole, so its row number is known.
-void data_loader::throw_earliest_error() const {
+/// Every block before the earliest error was read whole, so its row number is known; `first_row`
+/// rows came before this loader.
+void data_loader::throw_earliest_error(unsigned long first_row) const {
   const load_error* first = nullptr;
   for (const auto& w : workers_) {
     if (w->error() && (first == nullptr || w->error()->block < first->block)) first = &*w->error();
@@ -253,7 +264,7 @@ void data_loader::throw_earliest_error() const {
   if (first == nullptr) return;
   if (first->place == load_error::INPUT) throw std::runtime_error(first->what);
 
-  unsigned long row = first->line + 1;
+  unsigned long row = first_row + first->line + 1;
   for (const auto& w : workers_) {
     for (const block& b : w->blocks()) {
       if (b.number < first->block) row += b.rows;
@@ -337,12 +348,6 @@ void data_loader::finish_columns() {
   table_.n_rows_ = rows_;
 }
 
-void data_loader::check(const table& t) {
-  t.check_classes();
-  if (t.n_rows_ == 0) throw std::runtime_error(k_no_rows);
-  t.check_weights();
-}
-
 void data_loader::fill(table& t, unsigned long n_rows, const column_filler& fill,
                        const zel::util::run_context& run) {
   std::vector<std::string> errors(t.columns_.size());
@@ -360,7 +365,7 @@ void data_loader::fill(table& t, unsigned long n_rows, const column_filler& fill
   }
   t.n_rows_ = n_rows;
   t.takes_rows_ = false;
-  check(t);
+  t.check_loaded();
 }
 
 void fill_table(table& t, unsigned long n_rows, const column_filler& fill,
@@ -368,56 +373,96 @@ void fill_table(table& t, unsigned long n_rows, const column_filler& fill,
   data_loader::fill(t, n_rows, fill, run);
 }
 
-std::string data_loader::name_of(unsigned long i) const {
-  return i < table_.n_columns() ? table_.get_column(i).name() : "none";
-}
-
-void data_loader::report_rates(std::ostream& log, double seconds) const {
+unsigned long data_loader::bytes_read() const {
   unsigned long bytes = 0;
   for (const auto& w : workers_) bytes += w->bytes();
-  log << seconds << " secs (" << static_cast<double>(bytes) / 1048576 / seconds << " MiB/s, "
-      << static_cast<double>(rows_) / 1000 / seconds << " K rows/s)";
+  return bytes;
+}
+
+unsigned long data_loader::load_piece(const piece& some) {
+  read_rows(static_cast<long>(some.bytes), /*log=*/nullptr);
+  run_.require_not_cancelled();
+  throw_earliest_error(some.first_row);
+  finish_columns();
+  return bytes_read();
+}
+
+unsigned long load_piece(table& t, stream& in, unsigned long workers, const piece& some,
+                         zel::util::run_context& run) {
+  return data_loader(t, in, workers, run).load_piece(some);
+}
+
+namespace {
+
+std::string column_name(const table& t, unsigned long i) {
+  return i < t.n_columns() ? t.get_column(i).name() : "none";
+}
+
+void report_rates(std::ostream& log, const load_rates& of) {
+  log << of.seconds << " secs (" << static_cast<double>(of.bytes) / 1048576 / of.seconds
+      << " MiB/s, " << static_cast<double>(of.rows) / 1000 / of.seconds << " K rows/s)";
+}
+
+}  // namespace
+
+void report_reading(const table& t, const load_rates& of, std::ostream& log) {
+  report_duplicate_names(t, log);
+  log << "\n + atts: " << t.n_attributes() << "\n + class: " << column_name(t, t.class_index())
+      << "\n + weight: " << column_name(t, t.weights_index()) << "\n + load time: ";
+  report_rates(log, of);
+  log << "\n + indexing ..." << std::flush;
+}
+
+void report_indexing(const load_rates& of, std::ostream& log) {
+  log << " done\n + total time: ";
+  report_rates(log, of);
 }
 
 void data_loader::load(std::ostream* log) {
   zel::util::cronos watch;
   watch.start();
-  for (const auto& c : table_.columns_) c->values()->set_nthreads(workers_.size());
-  read_rows(log);
+  read_rows(std::numeric_limits<long>::max(), log);
   run_.require_not_cancelled();  // rather than an error that some worker met before it knew
-  throw_earliest_error();
+  throw_earliest_error(0);
   watch.stop();
-  if (log != nullptr) {
-    report_duplicate_names(table_, *log);
-    *log << "\n + atts: " << table_.n_attributes() << "\n + class: " << name_of(table_.class_index_)
-         << "\n + weight: " << name_of(table_.weights_index_) << "\n + load time: ";
-    report_rates(*log, watch.get_elapsed());
-    *log << "\n + indexing ..." << std::flush;
-  }
+  if (log != nullptr) report_reading(table_, {watch.get_elapsed(), bytes_read(), rows_}, *log);
   watch.restart();
   finish_columns();
-  check(table_);
+  table_.check_loaded();
   watch.stop();
   table_.elapsed_ = watch.get_elapsed();
-  if (log != nullptr) {
-    *log << " done\n + total time: ";
-    report_rates(*log, table_.elapsed_);
-  }
+  if (log != nullptr) report_indexing({table_.elapsed_, bytes_read(), rows_}, *log);
 }
 
-void table::load_data(stream* in, unsigned long workers, std::ostream* log,
-                      zel::util::run_context& run) {
+/// What rows can be loaded into: a schema without them.
+void table::check_takes_rows(const stream* in) const {
   if (in == nullptr) throw std::runtime_error(k_no_rows_stream);
   if (columns_.empty()) throw std::runtime_error(k_no_columns);
   if (n_rows_ > 0) throw std::runtime_error(k_has_rows);
   if (!takes_rows_) throw std::runtime_error(k_fixed_values);
+}
+
+void table::check_loaded() const {
+  check_classes();
+  if (n_rows_ == 0) throw std::runtime_error(k_no_rows);
+  check_weights();
+}
+
+/// The columns and rows of `loaded`.
+void table::take_rows(table& loaded) {
+  columns_.swap(loaded.columns_);
+  n_rows_ = loaded.n_rows_;
+  elapsed_ = loaded.elapsed_;
+  takes_rows_ = false;
+}
+
+void table::load_data(stream* in, unsigned long workers, std::ostream* log,
+                      zel::util::run_context& run) {
+  check_takes_rows(in);
   // Beside the table, which stays as it is if that fails.
   const std::unique_ptr<table> loaded = without_values();
   data_loader(*loaded, *in, workers, run).load(log);
-  columns_.swap(loaded->columns_);
-  n_rows_ = loaded->n_rows_;
-  elapsed_ = loaded->elapsed_;
-  takes_rows_ = false;
+  take_rows(*loaded);
 }
 
 }  // namespace orvik::impls

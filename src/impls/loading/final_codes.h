@@ -1,8 +1,6 @@
 // From the local codes of a worker to the codes of a column.
 #pragma once
 
-#include <algorithm>
-#include <array>
 #include <cassert>
 #include <cstdint>
 #include <memory>
@@ -10,6 +8,7 @@
 #include <vector>
 
 #include "impls/loading/cell_codes.h"
+#include "impls/tables/append_codes.h"
 #include "impls/tables/column.h"
 #include "impls/types.h"
 
@@ -20,20 +19,6 @@ struct final_codes {
   std::unique_ptr<std::vector<code_t>> of_local;  // null: local codes are final
   std::span<const std::uint32_t> of_kept;
 };
-
-/// Codes on their way into a column, as many as fit in the fastest cache.
-constexpr std::size_t k_append_cells = 1024;
-
-/// Appends code_of(0) .. code_of(n - 1).
-template <class Codes>
-void append_codes(std::size_t n, Codes code_of, column& to) {
-  std::array<code_t, k_append_cells> codes;
-  for (std::size_t first = 0; first < n; first += k_append_cells) {
-    const std::size_t count = std::min(n - first, k_append_cells);
-    for (std::size_t i = 0; i < count; ++i) codes[i] = code_of(first + i);
-    to.append({codes.data(), count});
-  }
-}
 
 template <class Code>
 void append_locals(std::size_t n, const Code* locals, const final_codes& finals, column& to) {

@@ -125,8 +125,8 @@ void dtree::grow_side_by_side(const growing_plan& plan, const case_list* prune_c
     return tree;
   };
   run_->with_workers([&] {
-    is_packed_as_it_grows() ? trees_.add_side_by_side(*run_, plan.t(), n, grow_to_pack, about)
-                            : trees_.add_side_by_side(*run_, plan.t(), n, grow, about);
+    is_packed_as_it_grows() ? trees_.add_shared_out(*run_, plan.t(), n, grow_to_pack, about)
+                            : trees_.add_shared_out(*run_, plan.t(), n, grow, about);
   });
 }
 

@@ -149,6 +149,8 @@ class dtree : private zel::util::nocopy {
   /// Its trees made ready for many cases of a table with the values of the training table. They
   /// may go afterwards; the context must stay.
   batch_predictor make_predictor(const table& t) const;
+  /// Rows are shared out among processes where many trees predict them; else each predicts all.
+  std::unique_ptr<const zel::util::working_alone> alone_unless_many_trees() const;
   /// Predicts the cases of a table with the values of the training table and compares with their
   /// classes; `average_depth` may be null. Throws std::runtime_error for another table.
   std::unique_ptr<conf_matrix> test(const table& t, const case_list& cases,

@@ -160,26 +160,31 @@ void read_single(ibinstream& in, const table& t, bool with_votes, ensemble& to) 
   to.add(t, std::move(tree), {/*seed=*/0, votes});
 }
 
-/// Reads n members, a few at a time, which the workers pack side by side. Memory grows with what is
-/// read.
+/// Reads n members, some at a time, which the workers pack side by side: one each, or as many small
+/// ones as are worth waking them. Memory grows with what is read.
 void read_members(ibinstream& in, const zel::util::run_context& run, const table& t,
                   bool with_votes, unsigned long n, ensemble& to) {
+  constexpr unsigned long k_nodes_at_once = 10000;
   struct member {
     vote_t votes = 1;
     stored_tree tree;
   };
-  std::vector<member> some(std::min(n, run.n_slots()));
+  std::vector<std::unique_ptr<member>> some;  // the memory of earlier ones is used again
   while (to.n_trees() < n) {
-    const unsigned long size = std::min<unsigned long>(n - to.n_trees(), some.size());
-    for (member& m : std::span(some).first(size)) {
-      m.votes = read_votes(in, with_votes);
-      m.tree.read(in, t);
+    const unsigned long left = n - to.n_trees();
+    unsigned long size = 0;
+    for (unsigned long nodes = 0; size < left && (size < run.n_slots() || nodes < k_nodes_at_once);
+         ++size) {
+      if (size == some.size()) some.push_back(std::make_unique<member>());
+      some[size]->votes = read_votes(in, with_votes);
+      some[size]->tree.read(in, t);
+      nodes += some[size]->tree.size();
     }
     run.with_workers([&] {
       to.add_side_by_side(
-          run, t, size, [&](unsigned long i) { return packed_tree(t, some[i].tree); },
+          run, t, size, [&](unsigned long i) { return packed_tree(t, some[i]->tree); },
           [&](unsigned long i) {
-            return ensemble::about{/*seed=*/0, some[i].votes};
+            return ensemble::about{/*seed=*/0, some[i]->votes};
           });
     });
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 
+#include "impls/trees/stored_tree.h"
 #include "zel/inpout/iomem.h"
 
 namespace orvik::impls {
@@ -15,6 +16,25 @@ std::vector<code_t> own_codes(const table& t, row_t row) {
   std::vector<code_t> codes(t.n_attributes());
   for (unsigned long a = 0; a < codes.size(); ++a) codes[a] = t.column_of(a).get_row_index(row);
   return codes;
+}
+
+/// What write(out) writes; `room` are the bytes that it takes, about.
+template <class Write>
+std::string written(const Write& write, unsigned long room = 1UL << 12) {
+  zel::inpout::iomem memory;
+  memory.open(room);
+  zel::inpout::obinstream out(&memory, /*owns=*/false);
+  write(out);
+  return std::string(memory.bytes());
+}
+
+/// What read(in) gives.
+template <class Read>
+decltype(auto) read_from(std::string_view bytes, const Read& read) {
+  zel::inpout::iomem memory;
+  memory.open(const_cast<char*>(bytes.data()), bytes.size(), bytes.size());  // which is only read
+  zel::inpout::ibinstream in(&memory, /*owns=*/false);
+  return read(in);
 }
 
 }  // namespace
@@ -44,18 +64,30 @@ ensemble::member ensemble::keep(const table& t, std::unique_ptr<decision_tree> t
 }
 
 std::string ensemble::bytes_of(const member& m) {
-  zel::inpout::iomem memory;
-  memory.open(m.packed->bytes() + k_room_for_measures);
-  zel::inpout::obinstream out(&memory, /*owns=*/false);
-  m.packed->write(out);
-  return std::string(memory.bytes());
+  return written([&](zel::inpout::obinstream& out) { m.packed->write(out); },
+                 m.packed->bytes() + k_room_for_measures);
 }
 
 ensemble::member ensemble::from_bytes(const table& t, std::string_view bytes, const about& how) {
-  zel::inpout::iomem memory;
-  memory.open(const_cast<char*>(bytes.data()), bytes.size(), bytes.size());  // which is only read
-  zel::inpout::ibinstream in(&memory, /*owns=*/false);
-  return {how, nullptr, packed_tree(t, in)};
+  return read_from(bytes, [&](zel::inpout::ibinstream& in) {
+    return member{how, nullptr, packed_tree(t, in)};
+  });
+}
+
+zel::util::kept_form ensemble::form_of(const table& t) {
+  const auto as_in_a_file = [&t](std::string_view packed) {
+    const auto tree = from_bytes(t, packed, {}).packed->unpack(/*complete=*/false);
+    return written([&](zel::inpout::obinstream& out) { tree->bin_out(out, &t); });
+  };
+  const auto restored = [&t](unsigned long, std::string_view bytes) {
+    stored_tree tree;
+    read_from(bytes, [&](zel::inpout::ibinstream& in) {
+      tree.read(in, t);
+      in.require_end();
+    });
+    return std::optional(bytes_of({{}, nullptr, packed_tree(t, tree)}));
+  };
+  return {as_in_a_file, restored};
 }
 
 void ensemble::add(const table& t, std::unique_ptr<decision_tree> tree, const about& how) {

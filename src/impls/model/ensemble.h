@@ -66,11 +66,14 @@ class ensemble {
   /// In an ensemble the tree may lack leaves that no case came to.
   void add(const table& t, std::unique_ptr<decision_tree> tree, const about& how);
   /// Adds n trees that make(i) gives, packed or to be packed as soon as they are there, side by
-  /// side on the workers of `run` and, in an ensemble, on its team of processes; about(i) is what
-  /// goes with them.
+  /// side on the workers of `run`; about(i) is what goes with them.
   template <class Make, class About>
   void add_side_by_side(const zel::util::run_context& run, const table& t, unsigned long n,
                         const Make& make, const About& about_of);
+  /// The same, in an ensemble shared out in the team of `run`, and kept in its store.
+  template <class Make, class About>
+  void add_shared_out(const zel::util::run_context& run, const table& t, unsigned long n,
+                      const Make& make, const About& about_of);
   /// Lets change(tree) change tree i; `complete` as above. Several may be changed side by side.
   template <class Change>
   void change(const table& t, unsigned long i, bool complete, const Change& change);
@@ -123,6 +126,8 @@ class ensemble {
   }
   static std::string bytes_of(const member& m);
   static member from_bytes(const table& t, std::string_view bytes, const about& how);
+  /// How trees are kept in a store: as in a model file, which is checked.
+  static zel::util::kept_form form_of(const table& t);
   template <class Predict, class AddShares>
   double ask(const table& t, decision_tree::prediction& result, const Predict& predict,
              const AddShares& add_shares) const;
@@ -153,15 +158,25 @@ void ensemble::add_side_by_side(const zel::util::run_context& run, const table& 
   const std::size_t first = members_.size();
   members_.resize(first + n);
   const auto made = [&](unsigned long i) { return keep(t, make(i), about_of(i)); };
-  if (run.companions == nullptr || is_single()) {
-    run.for_each_index(n, [&](unsigned long i) { members_[first + i] = made(i); });
-    return;
+  run.for_each_index(n, [&](unsigned long i) { members_[first + i] = made(i); });
+}
+
+template <class Make, class About>
+void ensemble::add_shared_out(const zel::util::run_context& run, const table& t, unsigned long n,
+                              const Make& make, const About& about_of) {
+  if (is_single() || !zel::util::is_shared_out(run, /*with_store=*/true)) {
+    return add_side_by_side(run, t, n, make, about_of);
   }
+  const std::size_t first = members_.size();
+  members_.resize(first + n);
+  const zel::util::kept_form form = form_of(t);
   zel::util::share_out(
-      run, n, run.n_slots(), [&](unsigned long i) { return bytes_of(made(i)); },
+      run, n, run.n_slots(),
+      [&](unsigned long i) { return bytes_of(keep(t, make(i), about_of(i))); },
       [&](unsigned long i, std::string_view bytes) {
         members_[first + i] = from_bytes(t, bytes, about_of(i));
-      });
+      },
+      &form);
 }
 
 template <class Change>

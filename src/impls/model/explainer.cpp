@@ -37,7 +37,18 @@ explainer::explainer(const dtree& model) : model_(model), table_(schema_to_expla
     place_of_.push_back(static_cast<std::uint32_t>(attributes_.size()));
     if (tested[a]) attributes_.push_back(a);
   }
-  model.predict_distribution(std::vector<code_t>(tested.size(), k_unknown), base_);
+  shares_of(std::vector<code_t>(tested.size(), k_unknown), base_);
+}
+
+const char* explainer::share_name() const {
+  if (model_.decides().calibrates()) return "plain_share";
+  const bool votes = model_.votes() && model_.trees().answer() == combination::votes;
+  return votes ? "mean_share" : "share";
+}
+
+void explainer::shares_of(const std::vector<code_t>& codes, std::vector<double>& shares) const {
+  std::vector<double> calibrated;
+  model_.predict_distribution(codes, calibrated, &shares);
 }
 
 void explainer::take_trees() {

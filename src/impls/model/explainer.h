@@ -1,8 +1,9 @@
 // The contributions of the attributes to the shares that a model gives the classes: of a tree those
 // of evaluation/shapley.h, of an ensemble their mean over the trees, weighed by the votes.
 //
-// What is explained is what dtree::predict_distribution() gives: where trees answer by votes, the
-// mean of their shares, not the part of the votes. A vote is not a sum over leaves.
+// What is explained is what dtree::predict_distribution() gives, before calibration: where trees
+// answer by votes, the mean of their shares, not the part of the votes. Neither a vote nor what a
+// map makes of a mean is a sum over leaves.
 #pragma once
 
 #include <memory>
@@ -31,6 +32,10 @@ class explainer {
   const std::vector<unsigned long>& attributes() const { return attributes_; }
   /// The shares where every attribute is unknown, by class code.
   const std::vector<double>& base() const { return base_; }
+  /// Their name in a table, see orvik/reasons.h.
+  const char* share_name() const;
+  /// The shares that are explained, by class code.
+  void shares_of(const std::vector<code_t>& codes, std::vector<double>& shares) const;
   /// How many numbers there are for a case.
   std::size_t n_parts() const { return attributes_.size() * base_.size(); }
   workspace new_workspace() const;

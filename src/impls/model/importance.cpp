@@ -19,7 +19,7 @@
 #include "impls/model/dtree.h"
 #include "impls/splitting/impurity.h"
 #include "zel/adt/tree_walk.h"
-#include "zel/util/run_context.h"
+#include "zel/util/side_by_side.h"
 
 namespace orvik::impls {
 
@@ -155,10 +155,7 @@ std::vector<attribute_importance> dtree::importance(const table& t, bool permute
     return shares;
   };
   std::vector<std::vector<share>> by_tree(trees_.n_trees());
-  run_->with_workers([&] {
-    run_->for_each_index(trees_.n_trees(),
-                         [&](unsigned long i) { by_tree[i] = shares_of_tree(i); });
-  });
+  run_->with_workers([&] { zel::util::make_side_by_side(*run_, by_tree, shares_of_tree); });
 
   const double none = draws ? 0 : std::numeric_limits<double>::quiet_NaN();
   const auto n = static_cast<double>(trees_.n_trees());

@@ -17,11 +17,18 @@
 #include "impls/evaluation/flat_tree.h"
 #include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
-#include "zel/util/run_context.h"
+#include "impls/model/row_judge.h"
+#include "zel/util/side_by_side.h"
 
 namespace orvik::impls {
 
 namespace {
+
+/// Weights by the number of trees, from one tree on.
+struct voted_weights {
+  std::vector<double> voted, wrong;
+};
+auto items_of(voted_weights& sums) { return std::tie(sums.voted, sums.wrong); }
 
 constexpr char k_without_training_cases[] = "the table does not hold the training cases";
 
@@ -87,10 +94,11 @@ void vote(const table& t, const ballot& asked, const chunk& some, std::span<doub
   }
 }
 
-std::uint32_t winner(const decision& decides, const vote_count& votes, std::size_t c) {
+/// `shares` is memory for those of a case.
+std::uint32_t winner(const decision& decides, const vote_count& votes, std::size_t c,
+                     std::vector<double>& shares) {
   if (!decides.is_plain()) {
-    std::vector<double> shares = votes.shares_of(c);
-    if (shares.empty()) return k_no_vote;
+    if (!votes.shares_of(c, shares)) return k_no_vote;
     decides.adjust(shares);
     return static_cast<std::uint32_t>(decides.decide(shares));
   }
@@ -98,18 +106,20 @@ std::uint32_t winner(const decision& decides, const vote_count& votes, std::size
   return found.votes == 0 ? k_no_vote : static_cast<std::uint32_t>(found.predicted);
 }
 
-/// Calls visit(number, chunk) for all cases, chunk by chunk, on the workers.
-template <class Cases, class Visit>
-void for_each_chunk(const zel::util::run_context& run, const Cases& cases, unsigned long n_codes,
-                    const Visit& visit) {
+/// What make(chunk) gives for all cases, chunk by chunk.
+template <class Cases, class Make>
+auto make_by_chunk(const zel::util::run_context& run, const Cases& cases, unsigned long n_codes,
+                   const Make& make) {
   const unsigned long n = cases.size();
   const unsigned long size = chunk_size(n_codes);
-  run.for_each_index((n + size - 1) / size, [&](unsigned long number) {
+  std::vector<decltype(make(chunk{}))> parts((n + size - 1) / size);
+  zel::util::make_side_by_side(run, parts, [&](unsigned long number) {
     chunk some{number * size, {}};
     const unsigned long end = std::min(n, some.first + size);
     for (unsigned long i = some.first; i < end; ++i) some.cases.push_back(cases[i]);
-    visit(number, some);
+    return make(some);
   });
+  return parts;
 }
 
 ballot make_ballot(const zel::util::run_context& run, const table& t, const ensemble& trees,
@@ -140,8 +150,9 @@ class bag_judge {
     std::vector<double> likely(beside ? some.cases.size() * k : 0);
     vote(t_, asked_, some, likely, [&](std::size_t tree, auto, vote_count& votes) {
       if (tree + 1 < asked_.trees.size()) return;
+      std::vector<double> shares;
       for (std::size_t c = 0; c < some.cases.size(); ++c) {
-        const std::uint32_t predicted = winner(asked_.decides, votes, c);
+        const std::uint32_t predicted = winner(asked_.decides, votes, c, shares);
         if (predicted == k_no_vote) continue;
         const auto& [row, weight] = some.cases[c];
         rows.actual.push_back(t_.class_column().get_row_index(row));
@@ -173,14 +184,12 @@ class bag_judge {
   bool with_shares_;
 };
 
-/// Weights by the number of trees, from one tree on.
-struct voted_weights {
-  std::vector<double> voted, wrong;
-};
-
 /// What the cases of a chunk add. Only where a tree votes can a winner change.
-void follow(const table& t, const ballot& trees, const chunk& some, voted_weights& sums) {
+voted_weights follow(const table& t, const ballot& trees, const chunk& some) {
+  const std::size_t n_trees = trees.trees.size();
+  voted_weights sums{std::vector<double>(n_trees), std::vector<double>(n_trees)};
   std::vector<std::uint32_t> winners(some.cases.size(), k_no_vote);
+  std::vector<double> shares;
   double voted = 0, wrong = 0;
   const auto is_wrong = [&](std::uint32_t c) {
     return winners[c] != t.class_column().get_row_index(some.cases[c].first);
@@ -193,12 +202,13 @@ void follow(const table& t, const ballot& trees, const chunk& some, voted_weight
       } else if (is_wrong(c)) {
         wrong -= weight;
       }
-      winners[c] = winner(trees.decides, votes, c);
+      winners[c] = winner(trees.decides, votes, c, shares);
       if (is_wrong(c)) wrong += weight;
     }
     sums.voted[tree] = voted;
     sums.wrong[tree] = wrong;
   });
+  return sums;
 }
 
 }  // namespace
@@ -215,28 +225,34 @@ void dtree::require_training_rows(const table& t) const {
 double dtree::oob_error(const table& t) const {
   require_training_rows(t);
   if (!has_draws()) return std::numeric_limits<double>::quiet_NaN();
-  const unsigned long n = cases_.size();
-  const unsigned long n_codes = t.n_class_codes();
-  std::vector<std::uint32_t> winners(n);
-  run_->with_workers([&] {
-    const ballot trees = make_ballot(*run_, t, trees_, draws_on(t));
-    for_each_chunk(*run_, cases_, n_codes, [&](unsigned long, const chunk& some) {
-      vote(t, trees, some, {}, [&](std::size_t tree, auto, const vote_count& votes) {
-        if (tree + 1 < trees.trees.size()) return;
-        for (std::size_t c = 0; c < some.cases.size(); ++c) {
-          winners[some.first + c] = winner(trees.decides, votes, c);
-        }
-      });
+  const auto winners_of = [&](const ballot& trees, const chunk& some) {
+    std::vector<std::uint32_t> winners(some.cases.size());
+    vote(t, trees, some, {}, [&](std::size_t tree, auto, const vote_count& votes) {
+      if (tree + 1 < trees.trees.size()) return;
+      std::vector<double> shares;
+      for (std::size_t c = 0; c < winners.size(); ++c) {
+        winners[c] = winner(trees.decides, votes, c, shares);
+      }
     });
+    return winners;
+  };
+  const auto parts = run_->with_workers([&] {
+    const ballot trees = make_ballot(*run_, t, trees_, draws_on(t));
+    return make_by_chunk(*run_, cases_, t.n_class_codes(),
+                         [&](const chunk& some) { return winners_of(trees, some); });
   });
 
   double voted = 0, wrong = 0;
-  for (unsigned long i = 0; i < n; ++i) {  // in list order: the sums do not hang on the chunks
-    if (winners[i] == k_no_vote) continue;
-    const auto [row, weight] = cases_[i];
-    voted += weight;
-    if (winners[i] != t.class_column().get_row_index(row)) wrong += weight;
+  unsigned long i = 0;
+  for (const std::vector<std::uint32_t>& part : parts) {
+    for (const std::uint32_t won : part) {  // in list order: the sums do not hang on the chunks
+      const auto [row, weight] = cases_[i++];
+      if (won == k_no_vote) continue;
+      voted += weight;
+      if (won != t.class_column().get_row_index(row)) wrong += weight;
+    }
   }
+  assert(i == cases_.size());
   return voted > 0 ? wrong / voted : std::numeric_limits<double>::quiet_NaN();
 }
 
@@ -244,15 +260,10 @@ std::vector<double> dtree::oob_errors(const table& t) const {
   require_training_rows(t);
   if (!has_draws()) return {};
   const std::size_t n_trees = trees_.n_trees();
-  const unsigned long n_chunks =
-      (cases_.size() + chunk_size(t.n_class_codes()) - 1) / chunk_size(t.n_class_codes());
-  const voted_weights none{std::vector<double>(n_trees), std::vector<double>(n_trees)};
-  std::vector<voted_weights> by_chunk(n_chunks, none);
-  run_->with_workers([&] {
+  const auto by_chunk = run_->with_workers([&] {
     const ballot trees = make_ballot(*run_, t, trees_, draws_on(t));
-    for_each_chunk(*run_, cases_, t.n_class_codes(), [&](unsigned long number, const chunk& some) {
-      follow(t, trees, some, by_chunk[number]);
-    });
+    return make_by_chunk(*run_, cases_, t.n_class_codes(),
+                         [&](const chunk& some) { return follow(t, trees, some); });
   });
 
   std::vector<double> errors;
@@ -272,17 +283,17 @@ judged_rows dtree::oob_rows(const table& t) const {
   judged_rows all;
   all.classes = class_names();
   if (!has_draws()) return all;
-  const unsigned long size = chunk_size(t.n_class_codes());
-  std::vector<judged_rows> parts((cases_.size() + size - 1) / size);
-  run_->with_workers([&] {
+  std::vector<judged_rows> parts = run_->with_workers([&] {
     const ballot trees = make_ballot(*run_, t, trees_, draws_on(t));
     const bag_judge judge(t, trees, all.classes.size() <= k_most_judged_classes);
-    for_each_chunk(*run_, cases_, t.n_class_codes(), [&](unsigned long number, const chunk& some) {
-      parts[number].classes = all.classes;
-      judge.judge(some, parts[number]);
+    return make_by_chunk(*run_, cases_, t.n_class_codes(), [&](const chunk& some) {
+      judged_rows rows;
+      judge.judge(some, rows);
+      return rows;
     });
   });
   for (judged_rows& part : parts) {
+    part.classes = all.classes;
     append(all, part);
     part = {};  // the rows are not kept twice
   }

@@ -24,6 +24,11 @@ batch_predictor dtree::make_predictor(const table& t) const {
       [&] { return batch_predictor(t, trees_.voters(), how, *run_, trees_.decides()); });
 }
 
+std::unique_ptr<const zel::util::working_alone> dtree::alone_unless_many_trees() const {
+  if (trees_.n_trees() >= k_many_trees) return nullptr;
+  return std::make_unique<const zel::util::working_alone>(*run_);
+}
+
 std::unique_ptr<conf_matrix> dtree::test(const table& t, const case_list& cases,
                                          double* average_depth) const {
   require_values_of(t);

@@ -9,6 +9,7 @@
 
 #include "impls/evaluation/batch_coder.h"
 #include "impls/evaluation/row_blocks.h"
+#include "impls/evaluation/row_predictor.h"
 #include "impls/model/explainer.h"
 #include "zel/util/number_util.h"
 
@@ -43,12 +44,14 @@ struct reason_lines {
   std::string text;
   std::vector<std::size_t> ends;  // of the lines
 };
+auto items_of(reason_lines& lines) { return std::tie(lines.text, lines.ends); }
 
 /// The lines of one row after the other.
 class reason_writer {
  public:
   reason_writer(const explainer& of, const dtree& model, char separator, const reason_form& form)
-      : base_(of.base()),
+      : of_(of),
+        base_(of.base()),
         model_(model),
         classes_(model.class_names()),
         separator_(separator),
@@ -72,15 +75,14 @@ class reason_writer {
       ((line += separator_) += "attribute" + number + separator_) += "part" + number;
     }
     if (form_.most > 0) (line += separator_) += "others";
-    const bool votes = model_.votes() && model_.trees().answer() == combination::votes;
-    ((line += separator_) += votes ? "mean_share" : "share") += '\n';
+    ((line += separator_) += of_.share_name()) += '\n';
     return line;
   }
 
   void append(std::span<const std::uint32_t> codes, std::span<const double> parts,
               reason_lines& to) {
     codes_.assign(codes.begin(), codes.end());
-    model_.predict_distribution(codes_, shares_);
+    of_.shares_of(codes_, shares_);
     decision_tree::prediction said{0, 0};
     if (form_.predicted_only) {
       model_.predict(*model_.get_training_table(), codes_, said, /*weight=*/1.0);
@@ -116,6 +118,7 @@ class reason_writer {
     append_exact(line += separator_, others);
   }
 
+  const explainer& of_;
   const std::vector<double>& base_;
   const dtree& model_;
   std::vector<std::string> classes_;
@@ -218,11 +221,11 @@ void explainer::write(zel::inpout::stream& in, std::ostream& out, unsigned long&
   for_each_row_block<reason_lines>(run, in, k_reading_title, rows, work,
                                    [&](const reason_lines& some) { lines.write(some); });
   if (unseen == nullptr) return;
-  for (unsigned long i = 0; i < table_.n_columns(); ++i) {
-    unsigned long sum = 0;
-    for (const auto& each : workers) sum += each ? each->coder().unseen()[i] : 0;
-    if (sum > 0) unseen->emplace_back(table_.get_column(i).name(), sum);
+  std::vector<unsigned long> counts(table_.n_columns());
+  for (const auto& each : workers) {
+    if (each) add_unseen(each->coder(), counts);
   }
+  *unseen = unseen_of_all(run, table_, counts);
 }
 
 }  // namespace orvik::impls

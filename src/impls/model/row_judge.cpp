@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "impls/model/dtree.h"
-#include "zel/util/run_context.h"
+#include "zel/util/side_by_side.h"
 
 namespace orvik::impls {
 
@@ -34,6 +34,7 @@ judged_rows dtree::judge(const table& t, const case_list& cases) const {
   const unsigned long n_attributes = t.n_attributes();
   std::vector<judged_rows> parts((cases.size() + k_chunk - 1) / k_chunk);
   const auto judge_chunk = [&](unsigned long i) {
+    judged_rows rows;
     const case_span some = case_span(cases).subspan(
         i * k_chunk, std::min<unsigned long>(k_chunk, cases.size() - i * k_chunk));
     std::vector<std::uint32_t> codes;
@@ -43,19 +44,26 @@ judged_rows dtree::judge(const table& t, const case_list& cases) const {
     const std::size_t kept_plain = predictor.calibrates() ? kept : 0;
     std::vector<double> shares(some.size() * kept), plain(some.size() * kept_plain);
     predictor.predict({codes, n_attributes}, outcomes, shares, plain);
-    judge.start(parts[i]);
+    judge.start(rows);
     for (std::size_t k = 0; k < some.size(); ++k) {
       const auto& [row, weight] = some[k];
       judge.add(t.class_column().get_row_index(row), outcomes[k].predicted, weight,
                 {std::span(shares).subspan(k * kept, kept),
                  std::span(plain).subspan(k * kept_plain, kept_plain)},
-                parts[i]);
+                rows);
     }
+    return rows;
   };
-  run_->with_workers([&] { run_->for_each_index(parts.size(), judge_chunk); });
+  run_->with_workers([&] {
+    const auto few = alone_unless_many_trees();
+    zel::util::make_side_by_side(*run_, parts, judge_chunk);
+  });
   judged_rows all;
   judge.start(all);
-  for (const judged_rows& part : parts) append(all, part);
+  for (judged_rows& part : parts) {
+    part.classes = classes;
+    append(all, part);
+  }
   return all;
 }
 

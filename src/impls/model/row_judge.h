@@ -4,11 +4,21 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "impls/evaluation/batch_predictor.h"
 #include "impls/model/ensemble.h"
 #include "orvik/metrics.h"
+
+namespace orvik {
+
+/// What processes tell one another of rows: all know the classes.
+inline auto items_of(judged_rows& rows) {
+  return std::tie(rows.actual, rows.predicted, rows.weights, rows.shares, rows.plain);
+}
+
+}  // namespace orvik
 
 namespace orvik::impls {
 

@@ -35,6 +35,7 @@ double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& r
   watch.start();
   const std::vector<std::string> names = class_names();
   const std::vector<double> limits = sets.wanted() ? set_limits(sets) : std::vector<double>();
+  const auto few = alone_unless_many_trees();
   const batch_predictor predictor = make_predictor(*table_);
   row_predictors workers(*table_, {names[k_unknown], unseen != nullptr}, predictor);
 
@@ -69,7 +70,7 @@ double dtree::score(zel::inpout::stream* in, std::ostream& out, unsigned long& r
   };
   for_each_row_block<std::string>(*run_, *in, k_scoring_title, rows, work, write);
 
-  if (unseen != nullptr) *unseen = workers.unseen();
+  if (unseen != nullptr) *unseen = workers.unseen_by_all();
   watch.stop();
   return watch.get_elapsed();
 }

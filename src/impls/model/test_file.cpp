@@ -24,6 +24,9 @@ struct block_output {
   std::vector<tested_row> tested;
   judged_rows judged;  // the same, where it is asked for
 };
+auto items_of(block_output& rows) {
+  return std::tuple_cat(std::tie(rows.tested), orvik::items_of(rows.judged));
+}
 
 }  // namespace
 
@@ -33,6 +36,7 @@ std::unique_ptr<conf_matrix> dtree::test(zel::inpout::stream* in, const std::str
   require_trees();
   zel::util::cronos watch;
   watch.start();
+  const auto few = alone_unless_many_trees();
   const batch_predictor predictor = make_predictor(*table_);
   row_predictors workers(*table_, {missing, unseen != nullptr}, predictor);
   auto matrix = std::make_unique<conf_matrix>(table_.get());
@@ -55,15 +59,17 @@ std::unique_ptr<conf_matrix> dtree::test(zel::inpout::stream* in, const std::str
     };
     own.predict(judged != nullptr && judge.keeps_shares(), take);
   };
-  const auto add_rows = [&](const block_output& rows) {
+  const auto add_rows = [&](block_output& rows) {
     for (const tested_row& row : rows.tested) matrix->add(row.actual, row.predicted, row.weight);
-    if (judged != nullptr) append(*judged, rows.judged);
+    if (judged == nullptr) return;
+    rows.judged.classes = classes;  // which other processes do not tell
+    append(*judged, rows.judged);
   };
   unsigned long rows = 0;
   for_each_row_block<block_output>(*run_, *in, k_testing_title, rows, work, add_rows);
   if (rows == 0) throw std::runtime_error(std::string(k_testing_title) + k_no_rows);
 
-  if (unseen != nullptr) *unseen = workers.unseen();
+  if (unseen != nullptr) *unseen = workers.unseen_by_all();
   watch.stop();
   matrix->set_ncases(rows);
   matrix->set_elapsed(watch.get_elapsed());

@@ -6,9 +6,16 @@
 #include <utility>
 
 #include "impls/selection/stable_choice.h"
-#include "zel/util/run_context.h"
+#include "zel/inpout/binstream.h"
+#include "zel/util/side_by_side.h"
 
 namespace orvik::impls::selection {
+
+namespace {
+
+constexpr char k_bad_rating[] = "what was kept of a search is no rating of its subsets";
+
+}  // namespace
 
 void evaluator::rate_first(rated_set& subset) {
   const deadline limit = std::exchange(limit_, deadline());
@@ -17,19 +24,28 @@ void evaluator::rate_first(rated_set& subset) {
 }
 
 bool plain_evaluator::rate(std::span<rated_set> subsets) {
-  std::vector<unsigned long> visits(subsets.size());
+  enum figure { IN_TIME, VISITS, ERRORS, N };
   std::atomic<bool> in_time = true;
-  s_.run.for_each_index(subsets.size(), [&](unsigned long i) {
+  const auto rate_one = [&](unsigned long i) {
     const std::vector<attribute_set> one{subsets[i].set};
     search_tree tree(s_, cases_, one[0]);
+    std::vector<unsigned long> found(N);
     if (!in_time || !tree.grow(one, limit_)) {
       in_time = false;
-      return;
+      return found;
     }
-    visits[i] = tree.visits();
-    subsets[i].errors = subset_tree(tree.root(), one[0], s_).errors(cases_, visits[i]);
-  });
-  for (const unsigned long v : visits) work_.case_visits += v;
+    found = {1, tree.visits(), 0};
+    found[ERRORS] = subset_tree(tree.root(), one[0], s_).errors(cases_, found[VISITS]);
+    return found;
+  };
+  std::vector<std::vector<unsigned long>> rated(subsets.size());
+  zel::util::make_side_by_side(s_.run, rated, rate_one, /*kept=*/true);
+  for (std::size_t i = 0; i < rated.size(); ++i) {
+    zel::inpout::require(rated[i].size() == N, k_bad_rating);
+    in_time = in_time && rated[i][IN_TIME] != 0;
+    work_.case_visits += rated[i][VISITS];
+    subsets[i].errors = rated[i][ERRORS];
+  }
   if (!in_time) return false;
   work_.trees_grown += subsets.size();
   work_.subsets_covered += static_cast<double>(subsets.size());

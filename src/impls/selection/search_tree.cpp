@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cmath>
 
 #include "impls/splitting/split_choice.h"
+#include "zel/inpout/binstream.h"
 #include "zel/util/run_context.h"
 
 namespace orvik::impls::selection {
@@ -14,6 +16,12 @@ namespace {
 
 /// Past this the nodes below the root are forgotten before more are grown.
 constexpr unsigned long k_most_bytes = 1UL << 30;
+
+// Of what is missing at a level, that many parts are shared out among processes, unless measuring
+// it takes no longer than telling of it.
+constexpr unsigned long k_shared_parts = 64, k_least_shared_cases = 1UL << 18;
+
+constexpr char k_bad_measure[] = "what was kept of a search is no measure of its attributes";
 
 }  // namespace
 
@@ -26,7 +34,19 @@ struct search_tree::open_node {
 
 struct search_tree::measurement {
   search_node* node;
-  std::size_t test;
+  std::size_t at;  // of the test
+
+  candidate& test() const { return node->tests[at]; }
+  /// Whether the search can go on with what a file says that was measured: it splits the codes that
+  /// come here.
+  bool may_be(const column::splitting_desc& found, const table& t) const {
+    if (!std::isfinite(found.gain) || !std::isfinite(found.split_info)) return false;
+    const bool cuts = t.column_of(test().attribute).type() == column::CONTINUOUS;
+    if (!cuts || !split_choice::can_split(found)) return true;
+    const code_range& range = node->stats.range(test().attribute);
+    return range.first <= found.left_code && found.left_code < found.right_code &&
+           found.right_code < range.second;
+  }
 };
 
 /// Splits of a node that have no children yet: the last ones.
@@ -71,7 +91,7 @@ bool search_tree::grow(std::span<const attribute_set> subsets, const deadline& l
   std::vector<open_node> open;
   for (const attribute_set& subset : subsets) open.push_back({root_.get(), &subset});
   while (!open.empty()) {
-    if (limit.passed()) return false;
+    if (limit.passed(s_.run)) return false;
     std::erase_if(open, [](const open_node& o) { return o.node->closed; });
     measure(open);
     choose(open);
@@ -100,11 +120,62 @@ void search_tree::measure(std::vector<open_node>& open) {
       visits_ += o.node->stats.n_cases();
     }
   }
-  s_.run.for_each_index(missing.size(), [&](unsigned long i) {
-    search_node& node = *missing[i].node;
-    node.stats.measure_candidate(s_.t, {s_.type, s_.min_weight, nullptr, s_.t.n_attributes()},
-                                 node.tests[missing[i].test], /*copy=*/true);
-  });
+  const std::vector<std::size_t> ends = shared_parts(missing);
+  ends.empty()
+      ? s_.run.for_each_index(missing.size(), [&](unsigned long i) { measure(missing[i]); })
+      : measure_shared_out(missing, ends);
+}
+
+void search_tree::measure(const measurement& m) {
+  m.node->stats.measure_candidate(s_.t, {s_.type, s_.min_weight, nullptr, s_.t.n_attributes()},
+                                  m.test(), /*copy=*/true);
+}
+
+/// Where parts of about the same number of cases end; none where they are not worth sharing out.
+std::vector<std::size_t> search_tree::shared_parts(std::span<const measurement> missing) const {
+  if (!zel::util::is_shared_out(s_.run, /*with_store=*/true)) return {};
+  unsigned long all = 0, sum = 0;
+  for (const measurement& m : missing) all += m.node->stats.n_cases();
+  if (all < k_least_shared_cases) return {};
+  std::vector<std::size_t> ends;
+  for (std::size_t i = 0; i < missing.size(); ++i) {
+    sum += missing[i].node->stats.n_cases();
+    if (i + 1 < missing.size() && sum < all / k_shared_parts) continue;
+    ends.push_back(i + 1);
+    sum = 0;
+  }
+  return ends;
+}
+
+void search_tree::measure_shared_out(std::span<const measurement> missing,
+                                     std::span<const std::size_t> ends) {
+  const auto part = [&](unsigned long i) {
+    const std::size_t begin = i == 0 ? 0 : ends[i - 1];
+    return missing.subspan(begin, ends[i] - begin);
+  };
+  const auto work = [&](unsigned long i) {
+    std::vector<column::splitting_desc> found;
+    for (const measurement& m : part(i)) {
+      measure(m);
+      found.push_back(m.test().desc);
+    }
+    return zel::util::bytes_of_items(found);
+  };
+  const auto take = [&](unsigned long i, std::string_view bytes) {
+    const auto found = zel::util::take_items<column::splitting_desc>(bytes);
+    if (found.size() != part(i).size()) zel::util::throw_short_result();
+    for (std::size_t k = 0; k < found.size(); ++k) part(i)[k].test().desc = found[k];
+  };
+  const auto checked = [&](unsigned long i, std::string_view bytes) {
+    std::string_view left = bytes;
+    const auto found = zel::util::take_items<column::splitting_desc>(left);
+    bool good = left.empty() && found.size() == part(i).size();
+    for (std::size_t k = 0; good && k < found.size(); ++k) good = part(i)[k].may_be(found[k], s_.t);
+    zel::inpout::require(good, k_bad_measure);
+    return std::optional<std::string>(bytes);
+  };
+  const zel::util::kept_form form{nullptr, checked};
+  zel::util::share_out(s_.run, ends.size(), s_.run.n_slots(), work, take, &form);
 }
 
 void search_tree::choose(std::vector<open_node>& open) const {

@@ -79,6 +79,9 @@ class search_tree {
 
   void forget();
   void measure(std::vector<open_node>& open);
+  void measure(const measurement& m);
+  std::vector<std::size_t> shared_parts(std::span<const measurement> missing) const;
+  void measure_shared_out(std::span<const measurement> missing, std::span<const std::size_t> ends);
   void choose(std::vector<open_node>& open) const;
   void split(std::vector<open_node>& open);
   void make_children(search_node& node, node_split& split) const;

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "zel/util/run_context.h"
+
 namespace orvik::impls::selection {
 
 namespace {
@@ -45,6 +47,11 @@ deadline::deadline(double seconds) : limited_(seconds > 0) {
   if (!limited_) return;
   const std::chrono::duration<double> left(std::min(seconds, k_longest_limit));
   end_ = clock::now() + std::chrono::duration_cast<clock::duration>(left);
+}
+
+bool deadline::passed(const zel::util::run_context& run) const {
+  if (!limited_ || run.companions == nullptr) return passed();
+  return !run.companions->exchange(passed() ? "passed" : "")[0].empty();
 }
 
 }  // namespace orvik::impls::selection

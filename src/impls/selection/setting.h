@@ -76,6 +76,8 @@ class deadline {
   /// In so many seconds; 0: never.
   explicit deadline(double seconds = 0);
   bool passed() const { return limited_ && clock::now() >= end_; }
+  /// The same for all processes of a run's team, by the clock of the first.
+  bool passed(const zel::util::run_context& run) const;
 
  private:
   using clock = std::chrono::steady_clock;

@@ -6,6 +6,7 @@
 #include "impls/tables/case_sort.h"
 #include "impls/tables/column_bool.h"
 #include "impls/tables/column_typed.h"
+#include "impls/tables/mapped_column.h"
 
 namespace orvik::impls {
 
@@ -100,6 +101,12 @@ void column_typed<IndexT>::quality_measure(const column& class_column, double to
 void column_bool::quality_measure(const column& class_column, double total_weight, case_list& cases,
                                   const code_range& range, double min_weight, splitting_desc& desc,
                                   bool copy) const {
+  desc = quality_of(*this, {class_column, total_weight, cases, range, min_weight, copy});
+}
+
+void mapped_column::quality_measure(const column& class_column, double total_weight,
+                                    case_list& cases, const code_range& range, double min_weight,
+                                    splitting_desc& desc, bool copy) const {
   desc = quality_of(*this, {class_column, total_weight, cases, range, min_weight, copy});
 }
 

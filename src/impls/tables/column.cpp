@@ -99,7 +99,7 @@ std::unique_ptr<column> column::over(std::unique_ptr<o_set>&& values, const std:
   return made;
 }
 
-std::unique_ptr<column> column::refitted() { return over(std::move(values_), name_, get_type()); }
+std::unique_ptr<column> column::refitted() { return over(take_values(), name_, get_type()); }
 
 /// A column without values that can store the codes of `values`.
 std::unique_ptr<column> column::of_width_for(const o_set& values, role type,

@@ -91,6 +91,8 @@ class column : private zel::util::nocopy {
   const o_set* values() const { return values_.get(); }
   /// Freezes the value set; an error names the column.
   void freeze_values();
+  /// Leaves a column without a value set, of no use but to be replaced.
+  std::unique_ptr<o_set> take_values() { return std::move(values_); }
   /// A new column with the value set of this empty one, of the width that its values ask for by
   /// now.
   std::unique_ptr<column> refitted();

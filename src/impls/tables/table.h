@@ -107,6 +107,21 @@ class table : private zel::util::nocopy {
   void bin_in(zel::inpout::ibinstream& in);
   void set_elapsed(double seconds) { elapsed_ = seconds; }
 
+  /// Writes the mapped form of a table, see mapped_form.h, to a regular file, some columns at a
+  /// time. Throws std::runtime_error for a table without columns, and where a write fails.
+  void write_mapped(const std::string& file, const zel::util::run_context& run) const;
+  /// Opens it in place: value sets are read, and weights, while codes are looked at when they are
+  /// asked for. `name` is that of the file in later messages. Throws std::runtime_error where the
+  /// file is not what write_mapped() wrote.
+  static std::unique_ptr<table> open_mapped(const std::string& file, const std::string& name);
+  /// load_data() into `mapped`, a file in the mapped form, which the table then has open: memory is
+  /// needed for the values and a piece of the rows. The file appears when it is complete. Throws as
+  /// load_data(), and where the file, a regular one, cannot be written; the table is then as
+  /// before.
+  void load_data_mapped(zel::inpout::stream* in, unsigned long workers, const std::string& mapped,
+                        std::ostream* log,
+                        zel::util::run_context& run = zel::util::default_context());
+
   // New case lists, weighted by the table; the caller deletes them.
   [[nodiscard]] case_list* get_all() const;
   [[nodiscard]] case_list* get_first_n(unsigned long n) const;
@@ -128,12 +143,16 @@ class table : private zel::util::nocopy {
 
  private:
   friend class data_loader;
+  friend class mapped_loader;
 
   [[noreturn]] static void throw_no_class();
   [[noreturn]] void throw_no_row(row_t row) const;
   void adopt_columns(std::vector<std::unique_ptr<column>> columns);
   std::unique_ptr<table> without_values() const;
   double weight_of(row_t row) const;
+  void check_takes_rows(const zel::inpout::stream* in) const;
+  void take_rows(table& loaded);
+  void check_loaded() const;
   void check_classes() const;
   void check_weights() const;
   double sum_of_weights() const;

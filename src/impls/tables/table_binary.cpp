@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "impls/tables/column_bool.h"
+#include "impls/tables/column_record.h"
 #include "impls/tables/column_typed.h"
 #include "impls/tables/table.h"
 #include "zel/inpout/binstream.h"
@@ -75,16 +76,6 @@ std::string read_line_text(ibinstream& in) {
   return text;
 }
 
-void write_column(obinstream& out, const column& c) {
-  out << true << (c.values() != nullptr);
-  if (const o_set* values = c.values()) {
-    out << values->type() << values->admits_null() << values->has_null() << values->null_value();
-    values->bin_out(out);
-  }
-  out << c.name() << c.get_type();
-  c.bin_out(out);
-}
-
 bool may_own_null(const std::string& type, bool admits_null) {
   return !admits_null && (type == "string" || type.starts_with("ostring"));
 }
@@ -122,6 +113,18 @@ void check_weights_values(column& c) {
   }
 }
 
+}  // namespace
+
+void write_column(obinstream& out, const column& c) {
+  out << true << (c.values() != nullptr);
+  if (const o_set* values = c.values()) {
+    out << values->type() << values->admits_null() << values->has_null() << values->null_value();
+    values->bin_out(out);
+  }
+  out << c.name() << c.get_type();
+  c.bin_out(out);
+}
+
 std::unique_ptr<column> read_column(ibinstream& in) {
   require(in.read_presence(), k_no_column);
   bool differ = true;
@@ -137,6 +140,8 @@ std::unique_ptr<column> read_column(ibinstream& in) {
   made->bin_in(in);
   return made;
 }
+
+namespace {
 
 std::vector<std::unique_ptr<column>> read_columns(ibinstream& in) {
   unsigned long n = 0;

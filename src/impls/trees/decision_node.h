@@ -169,6 +169,8 @@ class decision_node : private zel::util::nocopy {
   void set_statistics(statistics all);
   /// Whether it is that of set_as_empty_leaf(), to the last bit, and its father has some weight.
   bool is_empty_leaf(unsigned long n_codes) const;
+  /// Puts a child in its place below another node with the test of its father.
+  void set_father(decision_node* father) { father_ = father; }
   /// Makes a new node the leaf that no case came to.
   void set_as_empty_leaf(unsigned long n_codes);
 

@@ -10,11 +10,13 @@
 
 #include "impls/trees/distribution.h"
 #include "impls/trees/stored_tree.h"
+#include "zel/inpout/iomem.h"
 
 namespace orvik::impls {
 
 namespace {
 
+constexpr unsigned long k_room_for_measures = 64;
 constexpr double k_whole_end = 0x1p53;  // from here on doubles skip whole numbers
 
 bool same_bits(double a, double b) {
@@ -383,6 +385,21 @@ packed_tree::packed_tree(const table& t, zel::inpout::ibinstream& in)
 void packed_tree::write(zel::inpout::obinstream& out) const {
   out << size_ << leaves_ << depth_ << epl_ << bytes_.size();
   out.write_array(std::span<const byte>(bytes_));
+}
+
+std::string packed_tree::to_bytes() const {
+  zel::inpout::iomem memory;
+  memory.open(bytes() + k_room_for_measures);
+  zel::inpout::obinstream out(&memory, /*owns=*/false);
+  write(out);
+  return std::string(memory.bytes());
+}
+
+packed_tree packed_tree::of_bytes(const table& t, std::string_view bytes) {
+  zel::inpout::iomem memory;
+  memory.open(const_cast<char*>(bytes.data()), bytes.size(), bytes.size());  // which is only read
+  zel::inpout::ibinstream in(&memory, /*owns=*/false);
+  return {t, in};
 }
 
 /// Makes the nodes from the root down, and then, upwards, what is summed up.

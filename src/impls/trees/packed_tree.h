@@ -24,6 +24,8 @@
 #include <array>
 #include <memory>
 #include <span>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "impls/trees/decision_tree.h"
@@ -54,6 +56,9 @@ class packed_tree {
   /// that it trusts, as they are not checked.
   packed_tree(const table& t, zel::inpout::ibinstream& in);
   void write(zel::inpout::obinstream& out) const;
+  /// The same in memory.
+  std::string to_bytes() const;
+  static packed_tree of_bytes(const table& t, std::string_view bytes);
 
   /// What was packed, with the leaves that no case came to or without them.
   std::unique_ptr<decision_tree> unpack(bool complete) const;

@@ -23,6 +23,8 @@ class stored_tree : private zel::util::nocopy {
   void read(zel::inpout::ibinstream& in, const table& t);
 
   const node& root() const;
+  /// Number of nodes.
+  std::size_t size() const;
 
  private:
   class reader;
@@ -70,6 +72,7 @@ class stored_tree::node {
 };
 
 inline const stored_tree::node& stored_tree::root() const { return nodes_[0]; }
+inline std::size_t stored_tree::size() const { return nodes_.size(); }
 inline const stored_tree::node* stored_tree::at(std::size_t number) const {
   return number == k_none ? nullptr : &nodes_[number];
 }

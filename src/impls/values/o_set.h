@@ -16,6 +16,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "impls/types.h"
 #include "impls/values/cell_batch.h"
@@ -93,6 +94,10 @@ class o_set : private zel::util::nocopy {
   virtual bool has_same_values(const o_set& other) const;
   /// A deep copy of a frozen set; the caller deletes it.
   [[nodiscard]] virtual o_set* clone() const;
+  /// A frozen set of the values of this one and of `other`; all are frozen and of one type.
+  virtual std::unique_ptr<o_set> united_with(const o_set& other) const;
+  /// By code, the codes that the values of this frozen set have in `all`, which holds them.
+  virtual std::vector<code_t> codes_in(const o_set& all) const;
   /// The code that a cut between the values of `lo` and `hi` compares with: that of the last
   /// value from `lo` to `hi` which is not above their middle.
   virtual code_t find_mid(code_t lo, code_t hi) const;

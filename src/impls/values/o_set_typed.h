@@ -54,6 +54,8 @@ class o_set_typed : public o_set {
   void rescale(double factor) override;
   bool has_same_values(const o_set& other) const override;
   [[nodiscard]] o_set* clone() const override;
+  std::unique_ptr<o_set> united_with(const o_set& other) const override;
+  std::vector<code_t> codes_in(const o_set& all) const override;
   code_t code_of_null() const override;
   code_t find_mid(code_t lo, code_t hi) const override;
   std::unique_ptr<number_limits> limits_at(std::span<const code_t> codes) const override;

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <functional>
 
+#include "impls/model/cell_predictor.h"
 #include "impls/support/binary_text.h"
 #include "impls/support/ensembles.h"
 #include "impls/support/stock_tables.h"
@@ -37,6 +38,11 @@ struct way {
   unsigned long trees;  // 0: a single one
   combination answer;
   bool costs, smooths;
+  calibration maps = calibration::none;
+
+  bool counts_votes() const {
+    return trees > 0 && answer == combination::votes && maps == calibration::none;
+  }
 };
 
 std::string written(const dtree& model) {
@@ -54,6 +60,7 @@ std::unique_ptr<dtree> grown(
   model->set_combination(how.answer);
   if (how.costs) model->set_costs(costs_of(t.n_class_codes(), k_dear), cost_use::decides);
   model->set_smoothing(how.smooths);
+  model->set_calibration(how.maps);
   set(*model);
   const std::unique_ptr<case_list> all(t.get_all());
   model->build(&t, all.get());
@@ -99,7 +106,8 @@ TEST(costs, refuse_what_is_none) {
 
 class decisions : public testing::TestWithParam<way> {};
 
-/// All ways to a class and to shares are one, and agree with the definition.
+/// All ways to a class and to shares are one, to the last bit, and agree with the definition. Some
+/// cells are unknown.
 TEST_P(decisions, are_the_same_for_batches_rows_texts_and_saved_models) {
   const way how = GetParam();
   const auto t = mixed_table(700, 11, /*weighted=*/true);
@@ -116,19 +124,36 @@ TEST_P(decisions, are_the_same_for_batches_rows_texts_and_saved_models) {
   const std::unique_ptr<conf_matrix> matrix = back.test(*t, *all, nullptr);
   conf_matrix by_hand(t.get());
   unsigned long changed = 0;
+  const cell_predictor blocks(*model);
+  const std::size_t n_codes = t->n_class_codes();
+  std::vector<code_t> cells;
+  for (const auto& [row, weight] : *all) {
+    for (const code_t code : codes_of(*t, row)) cells.push_back(code);
+  }
+  std::vector<outcome> outcomes(all->size());
+  std::vector<double> block_shares(all->size() * n_codes), block_plain(block_shares.size());
+  blocks.predict_codes(cells, outcomes, block_shares,
+                       std::span(block_plain).first(blocks.calibrates() ? block_plain.size() : 0));
   for (unsigned long i = 0; i < all->size(); ++i) {
     const row_t row = (*all)[i].first;
     decision_tree::prediction found, same;
-    std::vector<double> shares;
+    std::vector<double> shares, plain;
     model->predict_row(*t, row, found, 1);
     back.predict(*t, codes_of(*t, row), same, 1);
     EXPECT_EQ(found, same);
     EXPECT_EQ(judged.predicted[i], found.first);
     by_hand.add(t->class_column().get_row_index(row), found.first, (*all)[i].second);
-    model->predict_distribution(codes_of(*t, row), shares);
+    EXPECT_EQ(std::pair(outcomes[i].predicted, outcomes[i].confidence), found);
+    model->predict_distribution(codes_of(*t, row), shares, &plain);
+    const auto of_row = [&](const std::vector<double>& all_shares) {
+      const auto first = all_shares.begin() + static_cast<long>(i * n_codes);
+      return std::vector<double>(first, first + static_cast<long>(n_codes));
+    };
+    EXPECT_EQ(of_row(block_shares), shares);
+    EXPECT_EQ(of_row(blocks.calibrates() ? block_plain : block_shares), plain);
     EXPECT_THAT(std::span(judged.shares).subspan(i * shares.size(), shares.size()),
                 Pointwise(DoubleEq(), shares));
-    if (how.trees > 0 && how.answer == combination::votes) continue;
+    if (how.counts_votes()) continue;
     EXPECT_EQ(found.second, shares[found.first]);
     EXPECT_EQ(found.first, how.costs ? costs.cheapest(shares) : distribution(shares).decide());
     changed += found.first != distribution(shares).decide();
@@ -138,8 +163,7 @@ TEST_P(decisions, are_the_same_for_batches_rows_texts_and_saved_models) {
       EXPECT_NEAR(matrix->get_element(a, p), by_hand.get_element(a, p), 1e-9);
     }
   }
-  const bool votes = how.trees > 0 && how.answer == combination::votes;
-  EXPECT_TRUE(changed > 0 || votes || !how.costs);
+  EXPECT_TRUE(changed > 0 || how.counts_votes() || !how.costs);
   if (how.trees < 2) return;
   const judged_rows out_of_bag = model->oob_rows(*t);
   double wrong = 0, weight = 0;
@@ -156,14 +180,18 @@ TEST_P(decisions, are_the_same_for_batches_rows_texts_and_saved_models) {
 
 INSTANTIATE_TEST_SUITE_P(
     of, decisions,
-    testing::Values(way{"one_tree", 0, combination::votes, true, false},
-                    way{"one_tree_leaning", 0, combination::votes, false, true},
-                    way{"one_tree_of_both", 0, combination::votes, true, true},
-                    way{"an_ensemble_of_one", 1, combination::votes, true, false},
-                    way{"votes", 9, combination::votes, true, false},
-                    way{"votes_leaning", 9, combination::votes, false, true},
-                    way{"shares", 9, combination::shares, true, false},
-                    way{"shares_of_both", 9, combination::shares, true, true}),
+    testing::Values(
+        way{"one_tree", 0, combination::votes, true, false},
+        way{"one_tree_leaning", 0, combination::votes, false, true},
+        way{"one_tree_of_both", 0, combination::votes, true, true},
+        way{"an_ensemble_of_one", 1, combination::votes, true, false},
+        way{"votes", 9, combination::votes, true, false},
+        way{"votes_leaning", 9, combination::votes, false, true},
+        way{"shares", 9, combination::shares, true, false},
+        way{"shares_of_both", 9, combination::shares, true, true},
+        way{"a_calibrated_tree", 0, combination::votes, true, true, calibration::isotonic},
+        way{"calibrated_votes", 9, combination::votes, false, true, calibration::platt},
+        way{"calibrated_shares", 9, combination::shares, true, false, calibration::isotonic}),
     [](const auto& row) { return row.param.name; });
 
 TEST(decisions, show_in_the_leaves_of_a_tree) {

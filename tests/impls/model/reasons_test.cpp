@@ -120,7 +120,8 @@ std::vector<numbers> shares_by_set(const dtree& model, const std::vector<code_t>
   for (unsigned long set = 0; set < shares.size(); ++set) {
     std::vector<code_t> known = codes;
     for (unsigned long a = 0; a < codes.size(); ++a) known[a] *= set >> a & 1UL;
-    model.predict_distribution(known, shares[set]);
+    numbers calibrated;
+    model.predict_distribution(known, calibrated, &shares[set]);
   }
   return shares;
 }
@@ -214,7 +215,18 @@ INSTANTIATE_TEST_SUITE_P(
                                 m.set_forest(true, false, 6);
                                 m.set_combination(orvik::combination::shares);
                               }},
-                    explained{"boosted", true, true, [](dtree& m) { m.set_boosting(5); }}),
+                    explained{"boosted", true, true, [](dtree& m) { m.set_boosting(5); }},
+                    explained{"calibrated_votes", false, true,
+                              [](dtree& m) {
+                                unpruned(m);
+                                m.set_forest(false, true, 4);
+                                m.set_calibration(orvik::calibration::platt);
+                              }},
+                    explained{"a_calibrated_tree", true, false,
+                              [](dtree& m) {
+                                unpruned(m);
+                                m.set_calibration(orvik::calibration::isotonic);
+                              }}),
     [](const auto& each) { return std::string(each.param.name); });
 
 }  // namespace

@@ -1,13 +1,13 @@
 // Partial dependence: the shares of the classes when one attribute has a value and nothing else is
 // known. A tree then shares the case out by its training cases, so no rows are needed and nothing is
-// drawn at random (Friedman 2001, section 8.2); of several trees it is the mean.
+// drawn at random (Friedman 2001, section 8.2); of several trees it is the mean, by their votes.
 import { scaleLinear } from 'd3-scale';
 import { el, name, svg } from './dom.js';
 import { classColour, dashes, swatch } from './colours.js';
-import { shareOut } from './predict.js';
+import { sharesOf } from './predict.js';
 import { testedColumns } from './case_form.js';
 
-const FRAME = { width: 640, height: 250, left: 44, right: 16, top: 12, bottom: 44 };
+export const FRAME = { width: 640, height: 250, left: 44, right: 16, top: 12, bottom: 44 };
 const MOST_VALUES = 40;
 const MOST_CLASSES = 8;
 const MOST_LABELS = 9;
@@ -27,16 +27,32 @@ export function gridOf(column) {
           [Infinity, column.type === 'ostring' ? `> ${last}` : last]];
 }
 
-/** By value of the grid the mean shares of the classes, by code. */
+/** By value of the grid the shares of the classes, by code: those that the model gives. */
 export function dependenceOf(model, column) {
   return gridOf(column).map(([value]) => {
     const values = [];
     values[column.place] = value;
-    const sums = new Float64Array(model.classNames.length);
-    for (let i = 0; i < model.shownTrees; ++i) shareOut(model.tree(i), values, sums);
-    return sums.map((s) => s / model.shownTrees);
+    return sharesOf(model, values);
   });
 }
+
+/** A picture on axes; `ticks` are pairs of x and label, `shown` writes a y. */
+export function framed(label, title, x, ticks, y, shown, ...shapes) {
+  const { width, height, left, right, bottom } = FRAME;
+  return svg('svg', { class: 'chart', viewBox: `0 0 ${width} ${height}`, role: 'img', 'aria-label': label },
+    y.ticks(4).map((t) => [
+      svg('line', { class: 'grid', x1: left, x2: width - right, y1: y(t), y2: y(t) }),
+      svg('text', { x: left - 6, y: y(t) + 4, 'text-anchor': 'end' }, shown(t))]),
+    ticks.map(([t, text]) => svg('text', { x: x(t), y: height - bottom + 17,
+                                           'text-anchor': 'middle' }, text)),
+    svg('text', { x: (left + width - right) / 2, y: height - 6, 'text-anchor': 'middle' },
+        title.slice(0, 60)), shapes);
+}
+
+/** Pairs of place and label, of columns whose values have places side by side. */
+export const placeTicks = (labels) => labels.map((label, i) => [i + 0.5, String(label).slice(0, 10)])
+  .filter((_, i) => i % Math.ceil(labels.length / MOST_LABELS) === 0);
+export const numberTicks = (x) => x.ticks(6).map((t) => [t, short(t)]);
 
 function chartOf(model, column) {
   const { width, height, left, right, top, bottom } = FRAME;
@@ -57,18 +73,9 @@ function chartOf(model, column) {
     style: { stroke: classColour(code), strokeDasharray: dashes(code) },
     d: grid.map((_, i) => `${i === 0 ? 'M' : 'L'}${x(from(i))} ${y(shares[i][code])}H${x(to(i))}`)
       .join('') }, svg('title', {}, model.classNames[code])));
-  const ticks = numeric ? x.ticks(6).map((t) => [t, short(t)])
-    : grid.map(([, label], i) => [i + 0.5, String(label).slice(0, 10)])
-      .filter((_, i) => i % Math.ceil(grid.length / MOST_LABELS) === 0);
-  const picture = svg('svg', { class: 'chart', viewBox: `0 0 ${width} ${height}`, role: 'img',
-                               'aria-label': `Shares of the classes by ${column.name}` },
-    y.ticks(4).map((t) => [
-      svg('line', { class: 'grid', x1: left, x2: width - right, y1: y(t), y2: y(t) }),
-      svg('text', { x: left - 6, y: y(t) + 4, 'text-anchor': 'end' }, `${+(100 * t).toFixed(1)} %`)]),
-    ticks.map(([t, label]) => svg('text', { x: x(t), y: height - bottom + 17,
-                                            'text-anchor': 'middle' }, label)),
-    svg('text', { x: (left + width - right) / 2, y: height - 6, 'text-anchor': 'middle' },
-        column.name.slice(0, 60)), lines);
+  const ticks = numeric ? numberTicks(x) : placeTicks(grid.map(([, label]) => label));
+  const picture = framed(`Shares of the classes by ${column.name}`, column.name, x, ticks, y,
+                         (t) => `${+(100 * t).toFixed(1)} %`, lines);
   return el('div', {}, picture, el('ul', { class: 'key' }, codes.map((code) =>
     el('li', {}, swatch(code), name(model.classNames[code])))));
 }

@@ -11,14 +11,18 @@ const figure = (x) => x === null || x === undefined ? '–' : x.toFixed(4);
 /** The figures of a matrix, null where there are too many classes. */
 const figuresOf = (matrix) => matrix.metrics?.tests[0] ?? null;
 
+/** With what it was before calibration, where there is any. */
+const beside = (now, before) => before === undefined ? figure(now)
+  : `${figure(now)} (before calibration ${figure(before)})`;
+
 const OVERALL = [
   ['Accuracy', (m) => figure(m.accuracy)],
   ['Accuracy, 95 % interval', (m) => m.accuracy_95[0] === null ? '–'
     : m.accuracy_95.map(figure).join(' to ')],
   ['Balanced accuracy (mean recall)', (m) => figure(m.balanced_accuracy)],
   ['Cohen’s kappa', (m) => figure(m.kappa)],
-  ['Log-loss', (m) => figure(m.log_loss)],
-  ['Brier score', (m) => figure(m.brier)],
+  ['Log-loss', (m) => beside(m.log_loss, m.plain_log_loss)],
+  ['Brier score', (m) => beside(m.brier, m.plain_brier)],
   ['Mean F1 of the classes', (m) => figure(m.mean.f1)],
   ['Mean area under the ROC curves', (m) => figure(m.mean.roc_area)],
 ];
@@ -59,11 +63,15 @@ function classTable(model, metrics) {
 
 const marker = (x, y) => svg('circle', { class: 'end', cx: across(x), cy: up(y), r: 4.5 });
 
+const pairs = (bins) => bins.map(([, share, part]) => [share, part]);
+
 function reliability(of) {
   const most = Math.max(...of.reliability.map(([weight]) => weight));
-  return plot('Do shares mean what they say?', 'mean share of the class in the prediction',
+  return plot(`Do shares mean what they say?${of.plain_reliability ? ' Dashed: before calibration' : ''}`,
+    'mean share of the class in the prediction',
     'part of the rows that are of it', diagonal(),
-    curve(of.reliability.map(([, share, part]) => [share, part])),
+    of.plain_reliability && curve(pairs(of.plain_reliability), false, 'before'),
+    curve(pairs(of.reliability)),
     of.reliability.map(([weight, share, part]) => svg('circle', {
       class: 'end', cx: across(share), cy: up(part), r: 2.5 + 6 * Math.sqrt(weight / most) },
       svg('title', {}, `${amount(weight)} rows: said ${percent(share)}, found ${percent(part)}`))));

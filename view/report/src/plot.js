@@ -25,11 +25,11 @@ function axes(xTitle, yTitle) {
 export const diagonal = () =>
   svg('line', { class: 'chance', x1: across(0), y1: up(0), x2: across(1), y2: up(1) });
 
-/** A line through points [x, y]; with `steps` level up to each. */
-export function curve(points, steps = false) {
+/** A line through points [x, y]; with `steps` level up to each; `kind` is one more class of style. */
+export function curve(points, steps = false, kind = '') {
   const d = points.map(([x, y], i) => i === 0 ? `M${across(x)} ${up(y)}`
     : steps ? `V${up(y)}H${across(x)}` : `L${across(x)} ${up(y)}`).join('');
-  return svg('path', { class: 'curve', d });
+  return svg('path', { class: `curve ${kind}`.trim(), d });
 }
 
 export const plot = (caption, xTitle, yTitle, ...children) => el('figure', { class: 'square' },

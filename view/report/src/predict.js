@@ -78,8 +78,15 @@ function spread(tree, start, values, visit, add, amount = 1) {
   }
 }
 
+/** Adds what a tree answers by to the shares of all: of a leaf that no case came to its class, unless
+ *  shares lean on prior ones. */
+function addAnswer(tree, values, sums, own) {
+  if (tree.model.prior) shareOut(tree, values, sums, own);
+  else spread(tree, 0, values, () => {}, (leaf, share) => addLeaf(tree, leaf, share, sums), own);
+}
+
 /** Adds what is likely of a case: where no training case came, by the nearest node above. */
-export function shareOut(tree, values, sums, amount = 1) {
+function shareOut(tree, values, sums, amount = 1) {
   spread(tree, 0, values, () => {}, (leaf, share) => {
     while (!tree.hasCases(leaf) && tree.parent[leaf] >= 0) leaf = tree.parent[leaf];
     addLeaf(tree, leaf, share, sums, tree.model.prior);
@@ -130,6 +137,18 @@ function calibrate(maps, shares) {
   if (sum > 0) shares.set([0, ...values.map((value) => value / sum)]);
 }
 
+/** The shares of the classes by code: the mean over the trees by their votes, calibrated. */
+export function sharesOf(model, values) {
+  const sums = new Float64Array(model.classNames.length);
+  const votes = model.votes?.slice(0, model.shownTrees) ?? [1];
+  const all = votes.reduce((a, b) => a + b, 0);
+  const add = model.averages && model.tree_count > 1 ? addAnswer : shareOut;
+  votes.forEach((own, i) => add(model.tree(i), values, sums, own));
+  sums.forEach((sum, code) => { sums[code] = sum / all; });
+  if (model.maps) calibrate(model.maps, sums);
+  return sums;
+}
+
 /** Classifies by the model: by its tree, or by what its trees say where there are several. */
 export function predict(model, values) {
   if (model.tree_count === 1) {
@@ -146,13 +165,8 @@ export function predict(model, values) {
   for (let i = 0; i < model.shownTrees; ++i) {
     const tree = model.tree(i);
     const own = model.votes[i];
-    if (model.averages && model.prior) {
-      shareOut(tree, values, votes, own);
-    } else if (model.averages) {
-      spread(tree, 0, values, () => {}, (leaf, share) => addLeaf(tree, leaf, share, votes), own);
-    } else {
-      votes[classify(tree, values).code] += own;
-    }
+    if (model.averages) addAnswer(tree, values, votes, own);
+    else votes[classify(tree, values).code] += own;
     all += own;
   }
   if (model.maps) {

@@ -3,6 +3,7 @@
 // a polynomial over [0, 1], which is a sum over the points of Gauss and Legendre.
 import { el, largest, name, percent } from './dom.js';
 import { branchOf, readValue } from './predict.js';
+import { reasonPlot } from './reason_plot.js';
 
 const LISTED = 12;
 const MOST_NODES = 500_000;     // to explain a case at once by
@@ -28,12 +29,13 @@ function quadrature(n) {
 
 /** The share of a class at a leaf; where no case came by its class or by the nearest node above. */
 function shareAt(model, tree, leaf, code) {
-  if (!tree.hasCases(leaf) && model.averages && model.tree_count > 1) {
+  if (!tree.hasCases(leaf) && model.averages && model.tree_count > 1 && !model.prior) {
     return tree.classOf[leaf] === code ? 1 : 0;
   }
   while (!tree.hasCases(leaf) && tree.parent[leaf] >= 0) leaf = tree.parent[leaf];
-  const own = tree.distribution(leaf).find(([of]) => of === code);
-  return own ? own[1] / tree.weight[leaf] : 0;
+  const own = tree.distribution(leaf).find(([of]) => of === code)?.[1] ?? 0;
+  return model.prior ? (own + model.prior[code]) / (tree.weight[leaf] + 1)
+    : own && own / tree.weight[leaf];
 }
 
 /** The attributes on the way to a child, each with its shares of the branches, and whether the case
@@ -96,7 +98,10 @@ export function reasonsOf(model, values, code) {
   return found;
 }
 
-const points = (x) => `${x < 0 ? '−' : '+'}${(100 * Math.abs(x)).toFixed(1)}`;
+export const inPoints = (x) => `${x < 0 ? '−' : '+'}${(100 * Math.abs(x)).toFixed(1)}`;
+
+/** Maps have no parts that add up. */
+const before = (model) => model.maps ? ' before calibration' : '';
 
 /** Bars by column, the largest first; `shown` writes a number. */
 function bars(model, parts, title, shown) {
@@ -122,29 +127,37 @@ export function reasonBars(model, values, code) {
   const { base, share, parts } = reasonsOf(model, values, code);
   if (parts.every((part) => part === 0)) return null;
   return bars(model, parts, el('span', {}, 'Reasons: ', name(model.classNames[code]),
-    ` from ${percent(base)}, with nothing known, to ${percent(share)}${model.maps ? ' before calibration' : ''}, in points`), points);
+    ` from ${percent(base)}, with nothing known, to ${percent(share)}${before(model)}, in points`), inPoints);
 }
 
-/** The mean size of the contributions over rows of the page, to their predicted classes. */
-function meanReasons(model, rows) {
+/** The values, by column, of the first rows of the page: as many as do not take long to explain. */
+export function casesOf(model) {
+  return model.rows.rows.slice(0, Math.max(1, Math.floor(MOST_VISITS / nodesOf(model))))
+    .map((row) => model.columns.map((c) => c.role === 'discrete' || c.role === 'continuous'
+      ? readValue(c, row[c.place]).value ?? null : null));
+}
+
+/** The mean size of the contributions to the predicted classes. */
+function meanReasons(model, cases) {
   const sums = new Float64Array(model.columns.length);
-  rows.forEach((row, i) => {
-    const values = model.columns.map((c) => c.role === 'discrete' || c.role === 'continuous'
-      ? readValue(c, row[c.place]).value ?? null : null);
+  cases.forEach((values, i) => {
     reasonsOf(model, values, model.rows.predicted[i]).parts.forEach((part, c) => {
-      sums[c] += Math.abs(part) / rows.length;
+      sums[c] += Math.abs(part) / cases.length;
     });
   });
   return sums;
 }
 
-/** Computed when it is asked for, over as many rows as do not take long. */
+/** Computed when it is asked for. */
 export function reasonSummary(model) {
   const area = el('div', {});
-  const rows = model.rows.rows.slice(0, Math.max(1, Math.floor(MOST_VISITS / nodesOf(model))));
-  const show = () => area.replaceChildren(bars(model, meanReasons(model, rows),
-    `Mean size of the contributions over ${rows.length} rows, in points`,
-    (x) => (100 * x).toFixed(1)));
+  const show = () => {
+    const cases = casesOf(model);
+    const sizes = meanReasons(model, cases);
+    area.replaceChildren(bars(model, sizes,
+      `Mean size of the contributions${before(model)} over ${cases.length} rows, in points`,
+      (x) => (100 * x).toFixed(1)), reasonPlot(model, cases, sizes));
+  };
   area.append(el('button', { type: 'button', id: 'sum-up-reasons', onclick: show },
                  'Reasons over these rows'));
   return area;

@@ -1,0 +1,167 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <barrier>
+#include <thread>
+
+#include "impls/growing/count_partition.h"
+#include "impls/growing/growing_plan.h"
+#include "impls/growing/told_branches.h"
+#include "impls/support/stock_tables.h"
+#include "impls/support/tree_builder.h"
+#include "zel/util/run_context.h"
+
+using namespace orvik::impls;
+
+namespace {
+
+/// What the members of a team of threads have in common.
+struct meeting_place {
+  explicit meeting_place(unsigned long n) : told(n), all_here(static_cast<std::ptrdiff_t>(n)) {}
+  std::vector<std::string> told;
+  std::barrier<> all_here;
+  std::atomic<unsigned long> next = 0;
+};
+
+class thread_team : public zel::util::team {
+ public:
+  thread_team(meeting_place& place, unsigned long rank) : place_(place), rank_(rank) {}
+  unsigned long size() const override { return place_.told.size(); }
+  unsigned long rank() const override { return rank_; }
+  unsigned long claim() override { return place_.next++; }
+
+ private:
+  std::vector<std::string> gather(const std::string& mine) override {
+    place_.told[rank_] = mine;
+    place_.all_here.arrive_and_wait();
+    std::vector<std::string> all = place_.told;
+    if (rank_ == 0) place_.next = 0;
+    place_.all_here.arrive_and_wait();
+    return all;
+  }
+  meeting_place& place_;
+  unsigned long rank_;
+};
+
+/// A discrete column of 300 values and a continuous one, both with unknown cells.
+std::unique_ptr<table> wide_table() {
+  std::string rows;
+  for (unsigned i = 0; i < 1500; ++i) {
+    rows += i % 7 == 3 ? "?" : std::to_string(i * 37 % 300);
+    rows += i % 11 == 5 ? ",?" : ',' + std::to_string(i * 13 % 50);
+    rows += i % 2 ? ",a\n" : ",b\n";
+  }
+  return make_table("v,string,discrete\nx,integer,continuous\nk,string,class\n", rows);
+}
+
+void expect_told(const table& t, const split_test& test, const std::vector<counted_case>& cases) {
+  const growing_plan plan(t, orvik::model::GAIN_RATIO, 2, nullptr);
+  const column& tested = t.column_of(test.attribute);
+  const std::size_t n = test.parts_in_two() ? 2 : tested.values()->size_of_known();
+  std::string told;
+  growing::told_branches::tell<counted_case>(plan, test, cases, told);
+  const std::size_t size = told.size();
+  told.append(8, '\0');
+  std::string_view left = told;
+  const growing::told_branches read(left, test, n, cases.size());
+  EXPECT_EQ(left.size(), 8u);
+  growing::partition_scratch expected, found;
+  expected.start(test, n, t.n_class_codes());
+  found.start(test, n, t.n_class_codes());
+  const growing::told_codes codes = read.codes();
+  bool unknown = false;
+  for (const counted_case& c : cases) {
+    const auto code = static_cast<std::uint32_t>(tested.get_row_index(c.row));
+    unknown = unknown || code == k_unknown;
+    ASSERT_EQ(codes[c.row], code == k_unknown ? 0 : test.branch_of(code) + 1);
+    if (code == k_unknown) continue;
+    growing::branch_part& part = expected.parts[test.branch_of(code)];
+    part.lowest = std::min(part.lowest, code);
+    part.highest = std::max(part.highest, code);
+  }
+  EXPECT_EQ(read.some_unknown(), unknown);
+  read.give_ranges(found.parts);
+  for (std::size_t b = 0; b < n; ++b) {
+    EXPECT_EQ(found.parts[b].lowest, expected.parts[b].lowest);
+    EXPECT_EQ(found.parts[b].highest, expected.parts[b].highest);
+  }
+  const std::size_t bits = n > 2 ? 9 : unknown ? 2 : 1;
+  EXPECT_EQ(size, 1 + (n > 2 ? 0 : 16) + (cases.size() * bits + 7) / 8);
+}
+
+TEST(told_branches, are_those_of_the_test) {
+  const auto t = wide_table();
+  for (const unsigned step : {1U, 7U, 11U}) {  // without unknown values of the one, of the other
+    std::vector<counted_case> cases;
+    for (std::uint32_t row = 0; row < 1500; row += step) cases.push_back({row, 1, 1});
+    expect_told(*t, split_test{0}, cases);
+    expect_told(*t, split_test::one_value(0, 17), cases);
+    expect_told(*t, split_test::cut_at(1, 20), cases);
+  }
+}
+
+struct sample {
+  const char* name;
+  bool weighted, unknown;
+  orvik::model::split_type type = orvik::model::GAIN_RATIO;
+  unsigned long max_depth = k_no_depth_limit;
+  bool one_value = false;
+};
+class shared_growing_of : public testing::TestWithParam<sample> {};
+
+std::string grow(const table& t, const sample& s, zel::util::run_context& run) {
+  orvik::growth how;
+  how.one_value = s.one_value;
+  const growing_plan plan(t, s.type, 2, nullptr, run, how);
+  const std::unique_ptr<case_list> cases(t.get_all());
+  decision_tree tree;
+  run.with_workers([&] { tree.build(plan, cases.get(), s.max_depth, nullptr); });
+  return exact_text_of(tree, t);
+}
+
+/// @return what each of n processes grows; `told` is what all of them told.
+std::vector<std::string> grow_together(unsigned long n, const table& t, const sample& s,
+                                       unsigned long& told) {
+  meeting_place place(n);
+  std::vector<std::string> grown(n);
+  std::vector<std::thread> processes;
+  for (unsigned long rank = 0; rank < n; ++rank) {
+    processes.emplace_back([&, rank] {
+      thread_team team(place, rank);
+      zel::util::run_context run;
+      run.n_workers = 1 + rank % 2;
+      run.companions = &team;
+      run.steps.wanted = true;
+      grown[rank] = grow(t, s, run);
+      if (rank == 0) told = run.steps.bytes;
+    });
+  }
+  for (std::thread& each : processes) each.join();
+  return grown;
+}
+
+TEST_P(shared_growing_of, gives_all_processes_the_tree_of_one) {
+  const sample& s = GetParam();
+  const auto t = mixed_table(5000, 3, s.weighted, s.unknown);
+  zel::util::run_context alone;
+  const std::string expected = grow(*t, s, alone);
+  std::vector<unsigned long> told;
+  for (const unsigned long n : {1UL, 3UL}) {
+    for (const std::string& grown : grow_together(n, *t, s, told.emplace_back())) {
+      EXPECT_EQ(grown, expected) << n;
+    }
+  }
+  EXPECT_EQ(told, std::vector(told.size(), told[0]));
+  EXPECT_GT(told[0], 5000 / 8);  // a bit a case and level
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    tables, shared_growing_of,
+    testing::Values(sample{"plain", false, false}, sample{"unknown", false, true},
+                    sample{"weighted", true, true, orvik::model::INFORMATION_GAIN},
+                    sample{"weighted_and_known", true, false},
+                    sample{"shallow", false, true, orvik::model::PURE_GAIN_RATIO, 3},
+                    sample{"one_value", true, true, orvik::model::GAIN_RATIO, 6, true}),
+    [](const auto& row) { return row.param.name; });
+
+}  // namespace
