@@ -78,6 +78,11 @@ def measure(orvcmd, stem, kind, how, folder):
     return [least["0"], *(least[name] - least["one"] for name in files[1:])]
 
 
+def has_sklearn(python):
+    found = os.path.exists(python) and subprocess.run([python, "-c", "import sklearn, pandas"], capture_output=True)
+    return found and found.returncode == 0
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawTextHelpFormatter)
     parser.add_argument("orvcmd")
@@ -85,6 +90,9 @@ def main():
     parser.add_argument("--trees", type=int, default=100)
     parser.add_argument("--repeats", type=int, default=5)
     how = parser.parse_args()
+    python = next(filter(has_sklearn, (sys.executable, "/usr/bin/python3")), None)
+    if python is None:
+        print("without scikit-learn and pandas, which are not to be had")
     print("table, kind: whole run; without reading the model; times that with unknown cells, %", SHARES)
     for stem in how.stems:
         lines, kept = lines_of(stem), class_of(stem)
@@ -97,9 +105,10 @@ def main():
                 whole, plain, *others = measure(how.orvcmd, stem, kind, how, folder)
                 ratios = " ".join(f"{other / plain:.2f}" if plain > 0 else "-" for other in others)
                 print(f"{os.path.basename(stem)} {kind}: {whole:.3f}; {plain:.3f}; {ratios}", flush=True)
-            peer = [sys.executable, "-c", FOREST, os.path.join(folder, "0"), str(kept), str(how.trees), str(how.repeats)]
-            found = subprocess.run(peer, capture_output=True, text=True)
-            told = found.stdout.strip() if found.returncode == 0 else "not to be had"
+            if python is None:
+                continue
+            peer = [python, "-c", FOREST, os.path.join(folder, "0"), str(kept), str(how.trees), str(how.repeats)]
+            told = subprocess.run(peer, check=True, capture_output=True, text=True).stdout.strip()
             print(f"{os.path.basename(stem)} scikit-learn, predict alone: {told}", flush=True)
 
 

@@ -13,7 +13,7 @@ namespace orvpython {
 
 namespace {
 
-void translate(std::exception_ptr failure) {
+void translate(const std::exception_ptr& failure) {
   try {
     if (failure) std::rethrow_exception(failure);
   } catch (const std::bad_alloc&) {

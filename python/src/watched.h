@@ -54,7 +54,7 @@ void run_watched(orvik::run_context& run, const py::object& progress, const Work
       if (PyErr_CheckSignals() != 0) throw py::error_already_set();
       tell(progress, run);
     } catch (py::error_already_set& error) {
-      raised.emplace(std::move(error));
+      raised.emplace(error);
       run.cancel();
     }
   }

@@ -152,6 +152,13 @@ class ibinstream : private zel::util::nocopy {
     }
     return items;
   }
+  /// As many items as there is room for.
+  template <fixed_width T>
+  void read_to(std::span<T> items) {
+    static_assert(!std::is_same_v<T, long double> && !std::is_same_v<T, bool>);
+    read(items.data(), items.size_bytes());
+    swap_little_endian(items.data(), items.size());
+  }
   /// Reads past `count` bytes.
   void skip(unsigned long count);
   /// Whether all was read.

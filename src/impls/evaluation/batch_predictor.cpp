@@ -10,9 +10,14 @@ namespace orvik::impls {
 
 std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes,
                           const zel::util::run_context& run) {
-  constexpr std::size_t k_least = 1U << 9, k_most = 1U << 12, k_counters = 1U << 16;
-  const std::size_t shared = std::clamp(n / (4 * run.n_slots()), k_least, k_most);
-  return std::clamp<std::size_t>(k_counters / n_class_codes, 1, shared);
+  constexpr std::size_t k_least = 1U << 9;
+  const std::size_t part = run.n_slots() < 2 ? n : n / (2 * run.n_slots());
+  return std::min(std::max(part, k_least), cases_at_once(n_class_codes));
+}
+
+std::size_t cases_at_once(std::size_t n_class_codes) {
+  constexpr std::size_t k_most = 1U << 13, k_counters = 1U << 18;
+  return std::clamp<std::size_t>(k_counters / n_class_codes, 1, k_most);
 }
 
 batch_predictor::batch_predictor(const table& t, const std::vector<voter>& trees, answer how,
@@ -33,6 +38,11 @@ batch_predictor::batch_predictor(const table& t, const std::vector<voter>& trees
     votes_.push_back(each.votes);
     all_votes_ += each.votes;
   }
+  std::vector<bool> tested(n_attributes_);
+  for (const flat_tree& tree : trees_) tree.note_attributes(tested);
+  for (unsigned long a = 0; a < n_attributes_; ++a) {
+    if (tested[a]) asked_.push_back(a);
+  }
 }
 
 std::vector<std::vector<code_t>> batch_predictor::limits() const {
@@ -45,22 +55,36 @@ std::vector<std::vector<code_t>> batch_predictor::limits() const {
   return by_attribute;
 }
 
+/// Which of n cases have all values that are asked for: to tell pays where many trees are asked.
+batch_predictor::sorted_cases batch_predictor::sort(const case_block& cases, std::size_t n) const {
+  constexpr std::size_t k_few = 4;
+  sorted_cases sorted;
+  for (std::uint32_t i = 0; i < n; ++i) {
+    const std::uint32_t* const codes = cases.codes.data() + i * cases.n_attributes;
+    const auto lacks = [codes](unsigned long a) { return codes[a] == k_unknown; };
+    const bool complete = trees_.size() > k_few && std::ranges::none_of(asked_, lacks);
+    (complete ? sorted.complete : sorted.others).push_back(i);
+  }
+  return sorted;
+}
+
 void batch_predictor::predict_rows(const table& t, case_span cases,
                                    std::span<outcome> outcomes) const {
   thread_local std::vector<std::uint32_t> codes;
   gather_codes(t, cases, codes);
-  predict({codes, t.n_attributes()}, outcomes);
+  predict({codes, t.n_attributes()}, outcomes, {}, {}, /*with_depths=*/true);
 }
 
 void batch_predictor::predict(const case_block& cases, std::span<outcome> outcomes,
-                              std::span<double> shares, std::span<double> plain) const {
+                              std::span<double> shares, std::span<double> plain,
+                              bool with_depths) const {
   assert(shares.empty() || shares.size() == outcomes.size() * n_class_codes_);
   assert(plain.empty() || calibrates());
   if (how_ == answer::of_one) {
     predict_one(cases, outcomes);
   } else {
     thread_local vote_count votes;
-    predict_together(cases, outcomes, votes, plain, run_);
+    predict_together(cases, outcomes, votes, plain, run_, with_depths);
     if (how_ == answer::shares) share_out(votes, shares);
   }
   if (how_ != answer::shares && !shares.empty()) add_probabilities(cases, outcomes.size(), shares);
@@ -73,7 +97,7 @@ void batch_predictor::judge(const case_block& cases, std::span<double> said,
   thread_local vote_count votes;
   thread_local std::vector<outcome> outcomes;
   outcomes.resize(n);
-  predict_together(cases, outcomes, votes, {}, run);
+  predict_together(cases, outcomes, votes, {}, run, /*with_depths=*/false);
   share_out(votes, said);
 }
 
@@ -88,9 +112,8 @@ void batch_predictor::share_out(vote_count& votes, std::span<double> shares) con
 void batch_predictor::add_probabilities(const case_block& cases, std::size_t n,
                                         std::span<double> shares) const {
   std::ranges::fill(shares, 0.0);
-  for (std::size_t tree = 0; tree < trees_.size(); ++tree) {
-    trees_[tree].add_probabilities(cases, all_cases(n), votes_[tree], shares);
-  }
+  const sorted_cases sorted = sort(cases, n);
+  for (const flat_tree& tree : trees_) tree.add_probabilities(cases, sorted.numbers(), shares);
   for (double& share : shares) share /= all_votes_;
   for (std::size_t i = 0; i < n; ++i) {
     decides_.adjust(shares.subspan(i * n_class_codes_, n_class_codes_));
@@ -104,16 +127,41 @@ void batch_predictor::predict_one(const case_block& cases, std::span<outcome> ou
   trees_[0].predict(cases, all_cases(outcomes.size()), take);
 }
 
+struct batch_predictor::asked {
+  std::size_t tree;
+  const case_block& cases;
+  const case_numbers& which;
+  vote_count& votes;
+};
+
+/// Adds what a tree says; reached(i, depth) is called for each case with a function.
+template <class Reached>
+void batch_predictor::ask(const asked& one, const Reached& reached) const {
+  const flat_tree& tree = trees_[one.tree];
+  if (how_ == answer::shares) {
+    return tree.add_shares(one.cases, one.which, one.votes.all(), reached);
+  }
+  const auto count = [&](std::size_t i, const decision_tree::prediction& found, double depth) {
+    one.votes.add(i, found.first, votes_[one.tree]);
+    reached(i, [depth] { return depth; });
+  };
+  tree.predict(one.cases, one.which, count);
+}
+
 /// Tree by tree over all cases: a tree stays in the cache while it is used.
 void batch_predictor::predict_together(const case_block& cases, std::span<outcome> outcomes,
                                        vote_count& votes, std::span<double> plain,
-                                       const zel::util::run_context& run) const {
+                                       const zel::util::run_context& run, bool with_depths) const {
   votes.start(outcomes.size(), n_class_codes_);
   for (outcome& o : outcomes) o.depth = 0;
+  const sorted_cases sorted = sort(cases, outcomes.size());
+  const case_numbers numbers = sorted.numbers();
   for (std::size_t tree = 0; tree < trees_.size(); ++tree) {
     run.require_not_cancelled();
-    how_ == answer::votes ? add_votes(tree, cases, outcomes, votes)
-                          : add_shares(tree, cases, outcomes, votes);
+    const asked one{tree, cases, numbers, votes};
+    const auto no_depth = [](std::size_t, const auto&) {};
+    const auto add_depth = [&](std::size_t i, const auto& depth) { outcomes[i].depth += depth(); };
+    with_depths ? ask(one, add_depth) : ask(one, no_depth);
   }
   for (std::size_t k = 0; k < plain.size(); ++k) plain[k] = votes.all()[k] / all_votes_;
   for (std::size_t i = 0; i < outcomes.size(); ++i) {
@@ -127,21 +175,6 @@ void batch_predictor::predict_together(const case_block& cases, std::span<outcom
       outcomes[i].confidence = found.votes;
     }
   }
-}
-
-void batch_predictor::add_votes(std::size_t tree, const case_block& cases,
-                                std::span<outcome> outcomes, vote_count& votes) const {
-  const auto count = [&](std::size_t i, const decision_tree::prediction& found, double depth) {
-    outcomes[i].depth += depth;
-    votes.add(i, found.first, votes_[tree]);
-  };
-  trees_[tree].predict(cases, all_cases(outcomes.size()), count);
-}
-
-void batch_predictor::add_shares(std::size_t tree, const case_block& cases,
-                                 std::span<outcome> outcomes, vote_count& votes) const {
-  trees_[tree].add_shares(cases, all_cases(outcomes.size()), votes_[tree], votes.all(),
-                          [&](std::size_t i, double depth) { outcomes[i].depth += depth; });
 }
 
 }  // namespace orvik::impls

@@ -32,8 +32,10 @@ inline constexpr std::size_t k_many_trees = 8;
 /// Some cases of a list, next to each other.
 using case_span = std::span<const case_list::value_type>;
 
-/// Of `n` cases, how many to predict at once by many trees: the more, the fewer the times that a
-/// tree comes into the cache; but all workers should have some, and their votes fit in the cache.
+/// How many cases to predict at once by many trees: the more, the fewer the times that a tree comes
+/// into the cache; but their votes should not leave it for long.
+std::size_t cases_at_once(std::size_t n_class_codes);
+/// The same of `n` cases that all workers should have some of.
 std::size_t cases_at_once(std::size_t n, std::size_t n_class_codes,
                           const zel::util::run_context& run);
 
@@ -61,8 +63,9 @@ class batch_predictor {
   /// Cases by their codes. `shares`, where not empty, receives those of the classes, what
   /// ensemble::predict_distribution gives, by case, then by class code; `plain`, where not empty,
   /// what they were before calibration: only where calibrates().
+  /// Depths of many trees are only told with `with_depths`, else 0.
   void predict(const case_block& cases, std::span<outcome> outcomes, std::span<double> shares = {},
-               std::span<double> plain = {}) const;
+               std::span<double> plain = {}, bool with_depths = false) const;
   /// Whether the shares are calibrated; then trees answer by mean shares.
   bool calibrates() const { return decides_.calibrates(); }
   /// Writes what the classes of the cases are decided by, laid out alike: the shares of a tree, the
@@ -72,20 +75,26 @@ class batch_predictor {
              const zel::util::run_context& run) const;
 
  private:
+  struct sorted_cases {
+    std::vector<std::uint32_t> complete, others;
+    case_numbers numbers() const { return {complete, others}; }
+  };
+  sorted_cases sort(const case_block& cases, std::size_t n) const;
   void add_probabilities(const case_block& cases, std::size_t n, std::span<double> shares) const;
   void predict_one(const case_block& cases, std::span<outcome> outcomes) const;
   void predict_together(const case_block& cases, std::span<outcome> outcomes, vote_count& votes,
-                        std::span<double> plain, const zel::util::run_context& run) const;
+                        std::span<double> plain, const zel::util::run_context& run,
+                        bool with_depths) const;
   void share_out(vote_count& votes, std::span<double> shares) const;
-  void add_votes(std::size_t tree, const case_block& cases, std::span<outcome> outcomes,
-                 vote_count& votes) const;
-  void add_shares(std::size_t tree, const case_block& cases, std::span<outcome> outcomes,
-                  vote_count& votes) const;
+  struct asked;
+  template <class Reached>
+  void ask(const asked& one, const Reached& reached) const;
 
   zel::util::run_context& run_;
   unsigned long n_class_codes_;
   unsigned long n_attributes_;
   decision decides_;
+  std::vector<unsigned long> asked_;  // attributes, by any tree
   answer how_;
   std::vector<flat_tree> trees_;
   std::vector<vote_t> votes_;  // by tree

@@ -30,43 +30,72 @@ void flat_tree::require_narrow(const table& t) {
   if (t.n_attributes() >= k_max_attributes) throw std::runtime_error(k_many_attributes);
 }
 
-/// Level by level, so that the upper tests, which all cases take, lie together; and the nodes of a
-/// random forest's trees were made in that order. Every subtree but the root makes a branch. Leaves
-/// that no case came to are one and the same for all branches of a split: they take no more than it
-/// takes to tell these from the others.
+/// The upper tests, which all cases take, level by level, so that they lie together; below them
+/// depth first, so that what a case comes to is mostly in the lines of the cache that it has. Every
+/// subtree but the root makes a branch. Leaves that no case came to are one and the same for all
+/// branches of a split: they take no more than it takes to tell these from the others.
 template <class Place>
 class flat_tree::builder {
  public:
   explicit builder(flat_tree& into) : into_(into) {}
 
   void build(const Place& root) {
-    open_.push_back({root, {k_none, k_none}, 0, k_none, k_none});
-    for (std::size_t i = 0; i < open_.size(); ++i) {
-      const subtree next = open_[i];
-      at_ = static_cast<std::uint32_t>(i);
-      const place at = next.from.is_leaf() ? add_leaf(next) : add_split(next);
-      if (i == 0) into_.root_ = at;
-      for (const std::uint32_t slot : next.slots) {
-        if (slot != k_none) lead(slot, at);
-      }
-      if (i > 0) into_.branches_.push_back({at, next.from->weight()});
+    open(root, root->weight(), 0, k_none);
+    std::uint32_t next = 0;
+    while (next < open_.size() && next < k_upper) add(next++);
+    for (const std::size_t end = open_.size(); next < end; ++next) add_depth_first(next);
+    for (const subtree& s : std::span(open_).subspan(1)) {
+      into_.branches_.push_back({s.made, s.weight});
     }
     keep_pairs();
   }
 
  private:
+  static constexpr std::uint32_t k_upper = 255;
+
   struct subtree {
     Place from;
+    double weight;
     std::array<std::uint32_t, 2> slots;  // which ways of tests lead here: 2 * test + way
     std::uint32_t depth;
     std::uint32_t father;  // in open_
     std::uint32_t known;   // its class weights in known_, once they were asked for
+    place made;
   };
   /// Branches next to each other: one with cases, or some without.
   struct run {
     unsigned int end;    // one past its last branch
     std::uint32_t open;  // where its subtree waits; k_none without cases
   };
+
+  void open(const Place& from, double weight, std::uint32_t depth, std::uint32_t father) {
+    open_.push_back({from, weight, {k_none, k_none}, depth, father, k_none, 0});
+  }
+
+  /// Gives subtree i its place, and opens what is below it.
+  void add(std::uint32_t i) {
+    const subtree next = open_[i];
+    at_ = i;
+    const place made = next.from.is_leaf() ? add_leaf(next) : add_split(next);
+    open_[i].made = made;
+    if (i == 0) into_.root_ = made;
+    for (const std::uint32_t slot : next.slots) {
+      if (slot != k_none) lead(slot, made);
+    }
+  }
+
+  void add_depth_first(std::uint32_t top) {
+    std::vector<std::uint32_t> waiting{top};
+    while (!waiting.empty()) {
+      const std::uint32_t i = waiting.back();
+      waiting.pop_back();
+      const auto first = static_cast<std::uint32_t>(open_.size());
+      add(i);
+      for (auto child = static_cast<std::uint32_t>(open_.size()); child-- > first;) {
+        waiting.push_back(child);
+      }
+    }
+  }
 
   /// Two branches go to their split; others stay where they are, closed up.
   void keep_pairs() const {
@@ -87,21 +116,28 @@ class flat_tree::builder {
   place add_leaf(const subtree& at) {
     const Place& node = at.from;
     const std::uint32_t predicted = node->get_leaf_class();
-    const auto first_share = static_cast<std::uint32_t>(into_.shares_.size());
-    leaf made{predicted, at.depth, 1.0, 1.0, k_none, 0};
-    if (const double weight = node->weight(); weight > 0) {
-      made.confidence = node->get_leaf_classfreq();
-      made.weight = weight;
-      const bool of_one = into_.prior_.empty();  // else its share leans on the prior as others do
-      if (const std::uint32_t n = add_weights(node); n > (of_one ? 1U : 0U)) {
-        made.first_share = first_share;
-        made.n_shares = n;
-      } else {
-        into_.shares_.resize(first_share);
-      }
+    const double weight = at.weight;
+    if (!(weight > 0)) return add_empty_leaf(predicted, at.depth, known_above(at.father));
+    const auto first = static_cast<std::uint32_t>(into_.shares_.size());
+    const std::uint32_t n = add_weights(node);
+    const bool of_one = into_.prior_.empty();  // else its share leans on the prior as others do
+    std::uint32_t known = k_none;
+    if (n > (of_one ? 1U : 0U)) {
+      known = static_cast<std::uint32_t>(into_.known_.size());
+      into_.known_.push_back({weight, first, n});
     } else {
-      made.first_share = known_above(at.father);
+      into_.shares_.resize(first);
     }
+    return append({node->get_leaf_classfreq(), weight, at.depth, predicted, known});
+  }
+
+  place add_empty_leaf(std::uint32_t predicted, std::uint32_t depth, std::uint32_t known) {
+    return append({1.0, 1.0, depth, predicted, known == k_none ? k_none : known | k_above});
+  }
+
+  place append(const leaf& made) {
+    const bool plain = part_of(into_.votes_, made.weight, made.weight) == into_.votes_;
+    into_.answers_.push_back(made.predicted | (plain && made.known == k_none ? 0 : k_several));
     into_.leaves_.push_back(made);
     return static_cast<place>(into_.leaves_.size() - 1) | k_leaf;
   }
@@ -117,13 +153,13 @@ class flat_tree::builder {
 
   /// The class weights of subtree i, or of the nearest above it that has some; k_none without one.
   std::uint32_t known_above(std::uint32_t i) {
-    while (i != k_none && !(open_[i].from->weight() > 0)) i = open_[i].father;
+    while (i != k_none && !(open_[i].weight > 0)) i = open_[i].father;
     if (i == k_none) return k_none;
     if (open_[i].known == k_none) {
       const auto first = static_cast<std::uint32_t>(into_.shares_.size());
       const std::uint32_t n = add_weights(open_[i].from);
       open_[i].known = static_cast<std::uint32_t>(into_.known_.size());
-      into_.known_.push_back({open_[i].from->weight(), first, n});
+      into_.known_.push_back({open_[i].weight, first, n});
     }
     return open_[i].known;
   }
@@ -134,24 +170,23 @@ class flat_tree::builder {
     const std::size_t first = open_.size();
     open_children(at);
     empty_ = k_none;
-    if (asked.is_cut()) {
-      add_test(asked.attribute, static_cast<std::uint32_t>(asked.code));
+    if (asked.parts_in_two()) {
+      const auto code = static_cast<std::uint32_t>(asked.code);
+      asked.is_cut() ? add_test(asked.attribute, 0, code) : add_test(asked.attribute, code, 0);
       for (unsigned int i = 0; i < 2; ++i) go_on(at, run_of(i), slot(test, i));
-    } else if (asked.is_one_value()) {
-      add_one_value(at);
     } else {
       add_search(at, 0, runs_.size());
     }
     into_.splits_.resize(into_.tests_.size());
     into_.splits_[test] = {
-        at.from->weight(),
+        at.weight,
         {k_many, 0},
         {static_cast<place>(first - 1), static_cast<place>(open_.size() - first)}};
     return static_cast<place>(test);
   }
 
   void open_children(const subtree& at) {
-    const bool some_came = at.from->weight() > 0;
+    const bool some_came = at.weight > 0;
     const std::uint32_t depth = at.depth + 1;
     runs_.clear();
     weight_before_.assign(1, 0.0);
@@ -162,7 +197,7 @@ class flat_tree::builder {
       if (branch > next) add_run(static_cast<unsigned int>(branch), k_none, 0.0);
       next = static_cast<unsigned int>(branch) + 1;
       add_run(next, static_cast<std::uint32_t>(open_.size()), weight);
-      open_.push_back({child, {k_none, k_none}, depth, at_, k_none});
+      open(child, weight, depth, at_);
     });
     const auto n = static_cast<unsigned int>(at.from.n_branches());
     if (next < n) add_run(n, k_none, 0.0);
@@ -177,27 +212,10 @@ class flat_tree::builder {
     return *std::ranges::find_if(runs_, [branch](const run& r) { return branch < r.end; });
   }
 
-  /// Codes above the value, then those below it, go to the other branch. No code is below the
-  /// first.
-  void add_one_value(const subtree& at) {
-    const split_test asked = at.from.test();
-    const auto value = static_cast<std::uint32_t>(asked.code);
-    const std::size_t above = add_test(asked.attribute, value);
-    std::uint32_t of_value = slot(above, 0);
-    if (value > 1) {
-      const std::size_t next = add_test(asked.attribute, value - 1);
-      lead(of_value, static_cast<place>(next));
-      of_value = slot(next, 1);
-      go_on(at, run_of(1), slot(next, 0));
-    }
-    go_on(at, run_of(0), of_value);
-    go_on(at, run_of(1), slot(above, 1));
-  }
-
   /// Tests that find the runs from `begin` to before `end`; the code of a branch is one more.
   void add_search(const subtree& at, std::size_t begin, std::size_t end) {
     const std::size_t middle = middle_of(begin, end);
-    const std::size_t test = add_test(at.from.test().attribute, runs_[middle - 1].end);
+    const std::size_t test = add_test(at.from.test().attribute, 0, runs_[middle - 1].end);
     add_half(at, slot(test, 0), begin, middle);
     if (middle < end) add_half(at, slot(test, 1), middle, end);
   }
@@ -233,13 +251,12 @@ class flat_tree::builder {
 
   place empty_leaf(const subtree& father) {
     if (empty_ != k_none) return empty_;
-    into_.leaves_.push_back(
-        {father.from->get_leaf_class(), father.depth + 1, 1.0, 1.0, known_above(at_), 0});
-    return empty_ = static_cast<place>(into_.leaves_.size() - 1) | k_leaf;
+    return empty_ =
+               add_empty_leaf(father.from->get_leaf_class(), father.depth + 1, known_above(at_));
   }
 
-  std::size_t add_test(unsigned int attribute, std::uint32_t limit) {
-    into_.tests_.push_back({{0, 0}, limit, attribute});
+  std::size_t add_test(std::uint32_t attribute, std::uint32_t first, std::uint32_t span) {
+    into_.tests_.push_back({{0, 0}, attribute, first, span});
     return into_.tests_.size() - 1;
   }
 
@@ -258,6 +275,7 @@ class flat_tree::builder {
 
 flat_tree::flat_tree(const table& t, const voter& asked, const leaf_rule& rule)
     : n_class_codes_(t.n_class_codes()),
+      votes_(asked.votes),
       known_only_(rule.known),
       prior_(rule.prior.begin(), rule.prior.end()) {
   if (const auto* tree = std::get_if<const decision_tree*>(&asked.tree)) {
@@ -268,61 +286,55 @@ flat_tree::flat_tree(const table& t, const voter& asked, const leaf_rule& rule)
 }
 
 void flat_tree::add_limits(std::vector<std::vector<code_t>>& by_attribute) const {
-  for (const test& t : tests_) by_attribute[t.attribute].push_back(t.limit);
-}
-
-std::vector<flat_tree::traveller>& flat_tree::at_root(std::size_t n) const {
-  thread_local std::vector<traveller> on_way;
-  on_way.assign(n, {0, root_});
-  return on_way;
-}
-
-/// One step in turn; the cases on their way close up. Every place on the way is noted, the last one
-/// last.
-std::span<const flat_tree::place> flat_tree::descend(const case_block& cases,
-                                                     std::span<traveller> on_way,
-                                                     std::size_t n) const {
-  thread_local std::vector<place> ends;
-  ends.resize(n);
-  if ((root_ & k_leaf) != 0) {
-    for (const traveller& c : on_way) ends[c.number] = root_;
-    return ends;
+  for (const test& t : tests_) {
+    if (t.first == 0) by_attribute[t.attribute].push_back(t.span);
   }
-  place* const to = ends.data();
-  const std::uint32_t* const codes = cases.codes.data();
-  const std::size_t width = cases.n_attributes;
-  for (std::size_t left = on_way.size(); left > 0;) {
+}
+
+void flat_tree::note_attributes(std::vector<bool>& asked) const {
+  for (const test& t : tests_) asked[t.attribute] = true;
+}
+
+template <bool IsComplete>
+void flat_tree::descend(group& cases, std::size_t n) const {
+  struct traveller {
+    std::uint32_t slot;
+    place at;
+  };
+  std::array<traveller, k_at_once> on_way;
+  std::size_t left = (root_ & k_leaf) != 0 ? 0 : n;
+  for (std::uint32_t slot = 0; slot < n; ++slot) {
+    on_way[slot] = {slot, root_};
+    cases.ends[slot] = root_;
+  }
+  while (left > 0) {  // one step in turn; those on their way close up
     std::size_t still = 0;
     for (std::size_t k = 0; k < left; ++k) {
       traveller c = on_way[k];
-      c.at = below(c.at, codes + c.number * width);
-      to[c.number] = c.at;
+      c.at = below<IsComplete>(c.at, cases.codes[c.slot]);
+      cases.ends[c.slot] = c.at;
       on_way[still] = c;
       still += (c.at & k_marks) == 0;
     }
     left = still;
   }
-  return ends;
 }
 
-flat_tree::case_numbers all_cases(std::size_t n) {
+template void flat_tree::descend<true>(group&, std::size_t) const;
+template void flat_tree::descend<false>(group&, std::size_t) const;
+
+case_numbers all_cases(std::size_t n) {
   thread_local std::vector<std::uint32_t> numbers;
   while (numbers.size() < n) numbers.push_back(static_cast<std::uint32_t>(numbers.size()));
-  return {numbers.data(), n};
-}
-
-std::vector<flat_tree::part>& flat_tree::no_stops() {
-  thread_local std::vector<part> stops;
-  stops.clear();
-  return stops;
+  return {{}, {numbers.data(), n}};
 }
 
 /// Calls give(child, weight) for the branches that some of a part goes to. Nothing adds nothing.
 template <class Give>
-void flat_tree::for_each_branch(const part& stopped, const Give& give) const {
-  const split& here = splits_[stopped.at & ~k_marks];
-  const auto part_with = [&](place child, double weight) {
-    const double some = part_of(stopped.weight, weight, here.weight);
+void flat_tree::parting::for_each_branch(place stopped, double weight, const Give& give) const {
+  const split& here = tree_.splits_[stopped & ~k_marks];
+  const auto part_with = [&](place child, double of_child) {
+    const double some = part_of(weight, of_child, here.weight);
     if (some != 0) give(child, some);
   };
   if (here.has_two()) {
@@ -331,106 +343,118 @@ void flat_tree::for_each_branch(const part& stopped, const Give& give) const {
     return;
   }
   const auto [first, n] = here.child;
-  for (const branch& b : std::span(branches_).subspan(first, n)) part_with(b.child, b.weight);
+  for (const branch& b : std::span(tree_.branches_).subspan(first, n)) part_with(b.child, b.weight);
 }
 
-/// Puts the branches of those that stopped in their place. `on_way` receives which of all those
-/// opened are at a test.
-void flat_tree::open_all(const std::vector<part>& all, std::vector<part>& opened,
-                         std::vector<std::uint32_t>& on_way) const {
-  opened.clear();
-  on_way.clear();
-  for (const part& p : all) {
-    if ((p.at & k_stopped) == 0) {
-      opened.push_back(p);
-      continue;
-    }
-    for_each_branch(p, [&](place child, double weight) {
-      if ((child & k_marks) == 0) on_way.push_back(static_cast<std::uint32_t>(opened.size()));
-      opened.push_back({child, p.number, weight});
+/// Makes the ends of the first n that stopped, or of fewer. @return of how many.
+std::size_t flat_tree::parting::open_some(const group& cases, std::span<const part> stopped,
+                                          std::size_t n) {
+  for (; n > 1; n /= 2) {
+    if (open_in_rounds(cases, stopped.first(n))) return n;
+  }
+  if (!open_in_rounds(cases, stopped.first(1))) walk(cases, stopped[0]);
+  return 1;
+}
+
+/// @return false where there are too many parts.
+bool flat_tree::parting::open_in_rounds(const group& cases, std::span<const part> stopped) {
+  pieces_.clear();
+  stopped_.clear();
+  for (const part& p : stopped) {
+    stopped_.push_back(static_cast<std::uint32_t>(pieces_.size()));
+    pieces_.push_back({p.weight, p.at, p.slot, 0, 0, 0});
+  }
+  while (!stopped_.empty()) {
+    if (pieces_.size() > k_most_parts) return false;
+    open_all();
+    step_down(cases);
+  }
+  order_ends(stopped.size());
+  return true;
+}
+
+/// Appends what goes down the branches from all that stopped.
+void flat_tree::parting::open_all() {
+  on_way_.clear();
+  for (const std::uint32_t i : stopped_) {
+    const piece whole = pieces_[i];
+    for_each_branch(whole.at, whole.weight, [&](place child, double weight) {
+      if ((child & k_marks) == 0) on_way_.push_back(static_cast<std::uint32_t>(pieces_.size()));
+      pieces_.push_back({weight, child, whole.slot, i, 0, 0});
     });
   }
 }
 
-/// Takes parts to where they end. @return how many of them stopped.
-std::size_t flat_tree::step_down(const case_block& cases, std::vector<part>& all,
-                                 std::vector<std::uint32_t>& on_way) const {
-  const std::uint32_t* const codes = cases.codes.data();
-  std::size_t stopped = 0;
-  for (std::size_t left = on_way.size(); left > 0;) {
+/// Takes pieces to where they end, and notes those that stop.
+void flat_tree::parting::step_down(const group& cases) {
+  stopped_.resize(on_way_.size());
+  std::size_t n_stopped = 0;
+  for (std::size_t left = on_way_.size(); left > 0;) {
     std::size_t still = 0;
     for (std::size_t k = 0; k < left; ++k) {
-      const std::uint32_t i = on_way[k];
-      part& p = all[i];
-      p.at = below(p.at, codes + p.number * cases.n_attributes);
-      stopped += (p.at & k_marks) == k_stopped;
-      on_way[still] = i;
+      const std::uint32_t i = on_way_[k];
+      piece& p = pieces_[i];
+      p.at = tree_.below<false>(p.at, cases.codes[p.slot]);
+      stopped_[n_stopped] = i;
+      n_stopped += (p.at & k_marks) == k_stopped;
+      on_way_[still] = i;
       still += (p.at & k_marks) == 0;
     }
     left = still;
   }
-  return stopped;
+  stopped_.resize(n_stopped);
 }
 
-/// A few times all that stopped are opened together; where that is not the end of them, one by one.
-const std::vector<flat_tree::part>& flat_tree::spread(const case_block& cases,
-                                                      std::span<const part> stopped) const {
-  constexpr std::size_t k_most_rounds = 16, k_most_parts = 1U << 12;
-  thread_local std::vector<part> all, other;
-  thread_local std::vector<std::uint32_t> on_way;
-  all.assign(stopped.begin(), stopped.end());
-  std::size_t left = all.size();
-  for (std::size_t i = 0; left > 0 && i < k_most_rounds && all.size() < k_most_parts; ++i) {
-    open_all(all, other, on_way);
-    all.swap(other);
-    left = step_down(cases, all, on_way);
+/// Pieces were made after those that they were opened from, branch by branch.
+void flat_tree::parting::order_ends(std::size_t n_cases) {
+  const auto is_end = [](const piece& p) { return (p.at & k_leaf) != 0; };
+  for (std::size_t i = pieces_.size(); i-- > n_cases;) {
+    piece& p = pieces_[i];
+    p.n_ends += is_end(p);
+    pieces_[p.from].n_ends += p.n_ends;
   }
-  if (left > 0) {
-    other.clear();
-    for (const part& p : all) {
-      (p.at & k_stopped) == 0 ? other.push_back(p)
-                              : finish(cases.of_case(p.number).data(), p, other);
-    }
-    all.swap(other);
+  std::uint32_t n_ends = 0;
+  for (piece& p : std::span(pieces_).first(n_cases)) {
+    p.before = n_ends;
+    n_ends += p.n_ends;
   }
-  all.push_back({0, UINT32_MAX, 0});
-  return all;
+  ends_.resize(n_ends + 1);  // the last one takes what is no end
+  for (piece& p : std::span(pieces_).subspan(n_cases)) {
+    std::uint32_t& before = pieces_[p.from].before;
+    p.before = before;
+    before += p.n_ends;
+    ends_[is_end(p) ? p.before : n_ends] = {p.at, p.slot, p.weight};
+  }
+  ends_.pop_back();
 }
 
-/// Depth first to all leaves.
-void flat_tree::finish(const std::uint32_t* codes, const part& stopped,
-                       std::vector<part>& ends) const {
-  thread_local std::vector<part> open;
-  open.assign(1, stopped);
+/// One case depth first.
+void flat_tree::parting::walk(const group& cases, const part& stopped) {
+  std::vector<part> open{stopped};
+  ends_.clear();
   while (!open.empty()) {
     part p = open.back();
     open.pop_back();
-    while ((p.at & k_marks) == 0) p.at = below(p.at, codes);
+    while ((p.at & k_marks) == 0) p.at = tree_.below<false>(p.at, cases.codes[p.slot]);
     if ((p.at & k_leaf) != 0) {
-      ends.push_back(p);
+      ends_.push_back(p);
       continue;
     }
     const auto first = static_cast<std::ptrdiff_t>(open.size());
-    for_each_branch(p, [&](place child, double weight) {
-      open.push_back({child, p.number, weight});
+    for_each_branch(p.at, p.weight, [&](place child, double weight) {
+      open.push_back({child, p.slot, weight});
     });
     std::reverse(open.begin() + first, open.end());  // the first comes first
   }
 }
 
-std::span<double> flat_tree::no_shares() const {
-  thread_local std::vector<double> shares;
-  shares.assign(n_class_codes_, 0.0);
-  return shares;
-}
-
 /// Adds the shares of a leaf. Classes without a share would add nothing.
 void flat_tree::distribute(const leaf& reached, double weight, std::span<double> sums) const {
-  if (reached.n_shares == 0) {
+  if ((reached.known & k_above) != 0) {
     // As the class's share of all: weight x w / w is not always the weight to the last bit.
     sums[reached.predicted] += part_of(weight, reached.weight, reached.weight);
   } else {
-    add_parts({reached.weight, reached.first_share, reached.n_shares}, weight, sums);
+    add_parts(known_[reached.known], weight, sums);
   }
 }
 
@@ -441,13 +465,11 @@ void flat_tree::add_parts(const known_shares& from, double weight, std::span<dou
 }
 
 void flat_tree::distribute_known(const leaf& reached, double weight, std::span<double> sums) const {
-  const bool is_empty = reached.n_shares == 0 && reached.first_share != k_none;
-  if (!is_empty && (prior_.empty() || reached.n_shares == 0)) {
+  const bool is_empty = reached.known != k_none && (reached.known & k_above) != 0;
+  if (!is_empty && (prior_.empty() || reached.known == k_none)) {
     return distribute(reached, weight, sums);
   }
-  const known_shares from =
-      is_empty ? known_[reached.first_share]
-               : known_shares{reached.weight, reached.first_share, reached.n_shares};
+  const known_shares& from = known_[reached.known & ~k_above];
   prior_.empty() ? add_parts(from, weight, sums) : add_leaning(from, weight, sums);
 }
 
@@ -459,12 +481,13 @@ void flat_tree::add_leaning(const known_shares& from, double weight, std::span<d
 }
 
 double flat_tree::add_up(std::span<const part> parts, std::span<double> sums) const {
+  for (const part& p : parts) distribute(leaf_at(p.at), p.weight, sums);
+  return depths_of(parts);
+}
+
+double flat_tree::depths_of(std::span<const part> parts) const {
   double depths = 0;
-  for (const part& p : parts) {
-    const leaf& reached = leaf_at(p.at);
-    distribute(reached, p.weight, sums);
-    depths += reached.depth * p.weight;
-  }
+  for (const part& p : parts) depths += leaf_at(p.at).depth * p.weight;
   return depths;
 }
 

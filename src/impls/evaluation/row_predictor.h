@@ -32,7 +32,7 @@ class row_predictor {
   template <class Take>
   void predict(bool with_shares, const Take& take) {
     const std::size_t n = coder_.size(), n_codes = predictor_.n_class_codes();
-    const std::size_t chunk = cases_at_once(n, n_codes, predictor_.run());
+    const std::size_t chunk = cases_at_once(n_codes);
     const std::size_t kept = with_shares ? n_codes : 0;
     const std::size_t kept_plain = predictor_.calibrates() ? kept : 0;
     for (std::size_t at = 0; at < n; at += chunk) {

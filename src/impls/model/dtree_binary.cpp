@@ -17,6 +17,7 @@
 #include <span>
 
 #include "impls/model/dtree.h"
+#include "impls/trees/stored_tree.h"
 #include "zel/inpout/binstream.h"
 #include "zel/inpout/iomem.h"
 #include "zel/util/run_context.h"
@@ -145,38 +146,45 @@ bool fits(const conf_matrix& matrix, const table& t) {
   return true;
 }
 
-struct read_member {
-  std::unique_ptr<decision_tree> tree;
-  vote_t votes;
-};
-
-read_member read_tree(ibinstream& in, const table* t, bool with_votes, bool complete) {
-  read_member member{std::make_unique<decision_tree>(), 1};
-  if (with_votes) in >> member.votes;
-  require(member.votes > 0 && std::isfinite(member.votes), k_bad_votes);
-  member.tree->bin_in(in, t, nullptr, complete);
-  return member;
+vote_t read_votes(ibinstream& in, bool with_votes) {
+  vote_t votes = 1;
+  if (with_votes) in >> votes;
+  require(votes > 0 && std::isfinite(votes), k_bad_votes);
+  return votes;
 }
 
-/// Reads n trees, of a table if there are any, some at a time, which the workers pack side by side:
-/// one each, or as many small ones as are worth waking them. Memory grows with what is read.
-void read_trees(ibinstream& in, const zel::util::run_context& run, const table* t, bool with_votes,
-                unsigned long n, ensemble& to) {
+void read_single(ibinstream& in, const table& t, bool with_votes, ensemble& to) {
+  const vote_t votes = read_votes(in, with_votes);
+  auto tree = std::make_unique<decision_tree>();
+  tree->bin_in(in, &t, nullptr);
+  to.add(t, std::move(tree), {/*seed=*/0, votes});
+}
+
+/// Reads n members, some at a time, which the workers pack side by side: one each, or as many small
+/// ones as are worth waking them. Memory grows with what is read.
+void read_members(ibinstream& in, const zel::util::run_context& run, const table& t,
+                  bool with_votes, unsigned long n, ensemble& to) {
   constexpr unsigned long k_nodes_at_once = 10000;
-  std::vector<read_member> some;
+  struct member {
+    vote_t votes = 1;
+    stored_tree tree;
+  };
+  std::vector<std::unique_ptr<member>> some;  // the memory of earlier ones is used again
   while (to.n_trees() < n) {
-    some.clear();
     const unsigned long left = n - to.n_trees();
-    for (unsigned long nodes = 0;
-         some.size() < left && (some.size() < run.n_slots() || nodes < k_nodes_at_once);) {
-      some.push_back(read_tree(in, t, with_votes, to.is_single()));
-      nodes += some.back().tree->size();
+    unsigned long size = 0;
+    for (unsigned long nodes = 0; size < left && (size < run.n_slots() || nodes < k_nodes_at_once);
+         ++size) {
+      if (size == some.size()) some.push_back(std::make_unique<member>());
+      some[size]->votes = read_votes(in, with_votes);
+      some[size]->tree.read(in, t);
+      nodes += some[size]->tree.size();
     }
     run.with_workers([&] {
       to.add_side_by_side(
-          run, *t, some.size(), [&](unsigned long i) { return std::move(some[i].tree); },
+          run, t, size, [&](unsigned long i) { return packed_tree(t, some[i]->tree); },
           [&](unsigned long i) {
-            return ensemble::about{/*seed=*/0, some[i].votes};
+            return ensemble::about{/*seed=*/0, some[i]->votes};
           });
     });
   }
@@ -267,7 +275,11 @@ void dtree::bin_in(ibinstream& in) {
   require(table_ || n_trees == 0, k_no_table_of_trees);
   require(!table_ || table_->has_class(), k_no_class);
   require(parameters_.is_ensemble() || n_trees <= 1, k_bad_trees);
-  read_trees(in, *run_, table_.get(), /*with_votes=*/!first, n_trees, trees_);
+  if (trees_.is_single() && n_trees == 1) {
+    read_single(in, *table_, /*with_votes=*/!first, trees_);
+  } else if (n_trees > 0) {
+    read_members(in, *run_, *table_, /*with_votes=*/!first, n_trees, trees_);
+  }
   parameters_.n_trees = n_trees == 0 ? 1 : n_trees;
   if (!in.at_end()) appendix_ = read_appendix(in);
   check_read();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 
+#include "impls/trees/stored_tree.h"
 #include "zel/inpout/iomem.h"
 
 namespace orvik::impls {
@@ -79,9 +80,9 @@ zel::util::kept_form ensemble::form_of(const table& t) {
     return written([&](zel::inpout::obinstream& out) { tree->bin_out(out, &t); });
   };
   const auto restored = [&t](unsigned long, std::string_view bytes) {
-    decision_tree tree;
+    stored_tree tree;
     read_from(bytes, [&](zel::inpout::ibinstream& in) {
-      tree.bin_in(in, &t, nullptr, /*complete=*/false);
+      tree.read(in, t);
       in.require_end();
     });
     return std::optional(bytes_of({{}, nullptr, packed_tree(t, tree)}));

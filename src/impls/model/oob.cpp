@@ -77,18 +77,18 @@ void vote(const table& t, const ballot& asked, const chunk& some, std::span<doub
     for (std::uint32_t c = 0; c < some.cases.size(); ++c) {
       if (!trees[i]->in_bag[some.first + c]) out_of_bag.push_back(c);
     }
+    const case_numbers asked_cases{{}, out_of_bag};
     assert(block.size() == some.cases.size() || t.n_attributes() == 0);
     const auto count = [&](std::size_t c, const decision_tree::prediction& found, double) {
       votes.add(c, found.first, trees[i]->votes);
     };
     if (asked.answer == combination::votes) {
-      trees[i]->tree.predict(block, out_of_bag, count);
+      trees[i]->tree.predict(block, asked_cases, count);
     } else {
-      trees[i]->tree.add_shares(block, out_of_bag, trees[i]->votes, votes.all(),
-                                [](std::size_t, double) {});
+      trees[i]->tree.add_shares(block, asked_cases, votes.all(), [](auto, const auto&) {});
     }
     if (!likely.empty()) {
-      trees[i]->tree.add_probabilities(block, out_of_bag, trees[i]->votes, likely);
+      trees[i]->tree.add_probabilities(block, asked_cases, likely);
     }
     after(i, std::span<const std::uint32_t>(out_of_bag), votes);
   }

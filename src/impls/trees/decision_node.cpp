@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "impls/trees/distribution.h"
+#include "impls/trees/node_record.h"
 
 namespace orvik::impls {
 
@@ -209,9 +210,7 @@ void decision_node::add_known_shares(double amount, std::span<double> by_code,
 }
 
 unsigned long decision_node::get_no_of_splits(const table& t) const {
-  const column& tested = t.column_of(test_.attribute);
-  if (test_.parts_in_two() || tested.codes().bits == 1) return 2;
-  return tested.values()->size_of_known();
+  return n_branches_of(test_, t);
 }
 
 std::vector<branch_cases> decision_node::branches(const table& t) const {

@@ -177,8 +177,6 @@ class decision_node : private zel::util::nocopy {
  private:
   void measure(const table& t, const split_rules& rules, zel::util::rand_gen* in_order,
                unsigned long seed, std::vector<candidate>& candidates, zel::util::run_context& run);
-  void read_statistics(zel::inpout::ibinstream& in, const table& t);
-  void read_test(zel::inpout::ibinstream& in, const table& t);
   void own_cases(std::unique_ptr<case_list> cases);
   void copy_ranges(const decision_node& from, unsigned long n);
   void require_split_father() const;

@@ -175,10 +175,8 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   /// are written all the same.
   void bin_out(zel::inpout::obinstream& out, const table* t) const;
   /// Reads what bin_out() wrote into an empty tree, its root node under `father`, which is null
-  /// or has a test. With `complete` clear leaves that no case came to are left out. Throws
-  /// std::runtime_error for what does not fit together or the table.
-  void bin_in(zel::inpout::ibinstream& in, const table* t, decision_node* father,
-              bool complete = true);
+  /// or has a test. Throws std::runtime_error for what does not fit together or the table.
+  void bin_in(zel::inpout::ibinstream& in, const table* t, decision_node* father);
 
   /// Makes a leaf of the whole subtree.
   void collapse();

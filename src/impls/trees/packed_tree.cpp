@@ -6,8 +6,10 @@
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
+#include <utility>
 
 #include "impls/trees/distribution.h"
+#include "impls/trees/stored_tree.h"
 #include "zel/inpout/iomem.h"
 
 namespace orvik::impls {
@@ -159,6 +161,7 @@ class packed_tree::packer {
 
  private:
   using node = packed_tree::node;
+  using node_of_tree = std::remove_cvref_t<decltype(*std::declval<Tree&>().get_node())>;
   static constexpr bool k_is_made = !std::is_const_v<Tree>;
   struct step {
     Tree* tree;
@@ -180,7 +183,7 @@ class packed_tree::packer {
   void leave(const step& done, unsigned long level) {
     Tree& tree = *done.tree;
     if constexpr (k_is_made) by_->leave(tree);
-    const decision_node& n = *tree.get_node();
+    const auto& n = *tree.get_node();
     const unsigned int n_branches = tree.get_no_childs();
     assert(n.is_split() == (n_branches > 0));
     const auto first = subtrees_.begin() + static_cast<std::ptrdiff_t>(done.first_subtree);
@@ -209,11 +212,11 @@ class packed_tree::packer {
     into_.depth_ = std::max(into_.depth_, level + 1 + (n_empty > 0));
   }
 
-  void write_split(const decision_node& n, unsigned int head) {
+  void write_split(const node_of_tree& n, unsigned int head) {
     head |= node::k_split | node::k_kind * static_cast<unsigned int>(n.test().how);
     if (!(n.weight() > 0)) head |= node::k_no_weight;
     if (n.test().parts_in_two()) write(n.test().code);
-    write(n.attribute());
+    write(n.test().attribute);
     write_head(head);
   }
 
@@ -245,8 +248,8 @@ class packed_tree::packer {
   }
 
   /// @return the head that goes with them.
-  unsigned int write_statistics(const decision_tree& tree, std::size_t n_subtrees) {
-    const decision_node& n = *tree.get_node();
+  unsigned int write_statistics(const Tree& tree, std::size_t n_subtrees) {
+    const node_of_tree& n = *tree.get_node();
     unsigned int head = write_error(tree);
     const double share =
         n.father() == nullptr ? 1.0 : fraction_of(n.weight(), n.father()->weight());
@@ -265,8 +268,8 @@ class packed_tree::packer {
     return head | node::k_summed | (whole ? node::k_whole : 0U);
   }
 
-  unsigned int write_error(const decision_tree& tree) {
-    const decision_node& n = *tree.get_node();
+  unsigned int write_error(const Tree& tree) {
+    const node_of_tree& n = *tree.get_node();
     if (same_bits(n.estimated_error(), n.get_estimated_error_if_leaf())) return 0;
     if (n.is_split() && same_bits(n.estimated_error(), tree.errors_of_children())) {
       return node::k_error_sum;
@@ -276,19 +279,19 @@ class packed_tree::packer {
   }
 
   /// Whether the class weights are the sums of the children's, each of which has some weight.
-  bool is_summed(const decision_tree& tree, std::size_t n_subtrees) {
+  bool is_summed(const Tree& tree, std::size_t n_subtrees) {
     const unsigned int n = tree.get_no_childs();
     if (n == 0 || n_subtrees < n) return false;
     sums_.assign(n_codes_, 0.0);
     for (unsigned int i = 0; i < n; ++i) {
-      const decision_node& child = *tree.get_child(i)->get_node();
+      const node_of_tree& child = *tree.get_child(i)->get_node();
       if (!(child.weight() > 0)) return false;
       for (unsigned long c = 0; c < n_codes_; ++c) sums_[c] += child.class_weight(c);
     }
     return std::equal(sums_.begin(), sums_.end(), tree.get_node()->class_weights(), same_bits);
   }
 
-  unsigned int write_weights(const decision_node& n) {
+  unsigned int write_weights(const node_of_tree& n) {
     const double* const weights = n.class_weights();
     kept_.clear();
     bool whole = true;
@@ -365,6 +368,11 @@ packed_tree::packed_tree(const table& t, const decision_tree& tree)
 packed_tree::packed_tree(const table& t, decision_tree& tree, maker& by)
     : n_class_codes_(t.n_class_codes()) {
   packer<decision_tree>(*this, &by).pack(tree);
+}
+
+packed_tree::packed_tree(const table& t, const stored_tree& tree)
+    : n_class_codes_(t.n_class_codes()) {
+  packer<const stored_tree::node>(*this, nullptr).pack(tree.root());
 }
 
 packed_tree::packed_tree(const table& t, zel::inpout::ibinstream& in)

@@ -34,6 +34,8 @@
 
 namespace orvik::impls {
 
+class stored_tree;
+
 class packed_tree {
  public:
   class node;
@@ -46,6 +48,9 @@ class packed_tree {
   /// The same of a tree that is made meanwhile: what is packed is destroyed, so that of the tree
   /// there is at any time no more than a path and what branches off it.
   packed_tree(const table& t, decision_tree& tree, maker& by);
+
+  /// The same of one that a file has.
+  packed_tree(const table& t, const stored_tree& tree);
 
   /// What write() wrote, of a tree on a table of these classes: bytes of this process or of one
   /// that it trusts, as they are not checked.

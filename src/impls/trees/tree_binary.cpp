@@ -1,8 +1,10 @@
 // Nodes and trees to and from binary streams, in pre-order, without recursion.
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "impls/trees/decision_tree.h"
+#include "impls/trees/node_record.h"
 #include "zel/adt/tree_walk.h"
 #include "zel/inpout/binstream.h"
 
@@ -33,6 +35,12 @@ constexpr unsigned long k_case_bytes = 16;
 
 bool is_weight(double w) { return std::isfinite(w) && w >= 0; }
 
+bool are_weights(std::span<const double> weights) {
+  bool all = true;
+  for (const double w : weights) all &= w >= 0 && w <= std::numeric_limits<double>::max();
+  return all;
+}
+
 void skip_cases(ibinstream& in) {
   if (!in.read_presence()) return;
   unsigned long n = 0;
@@ -40,7 +48,70 @@ void skip_cases(ibinstream& in) {
   for (; n > 0; --n) in.skip(k_case_bytes);
 }
 
+void read_statistics(ibinstream& in, const table& t, node_record& to, double* by_code) {
+  in >> to.weight >> to.n_cases >> to.fraction >> to.majority;
+  require(is_weight(to.weight) && is_weight(to.fraction), k_bad_weight);
+  require(to.majority < t.n_class_codes(), k_bad_class);
+  require(in.read_presence(), k_no_distribution);
+  const std::span<double> weights(by_code, t.n_class_codes());
+  in.read_to(weights);
+  require(are_weights(weights), k_bad_weight);
+}
+
+split_test read_test(ibinstream& in, const table& t) {
+  unsigned int attribute = 0;
+  in >> attribute;
+  const bool one_value = (attribute & k_one_value) != 0;
+  attribute &= ~k_one_value;
+  require(attribute < t.n_attributes(), k_bad_attribute);
+  const column& tested = t.column_of(attribute);
+  const unsigned long known = tested.values()->size_of_known();
+  require(tested.type() != column::IGNORE && known > 1, k_bad_attribute);
+  if (one_value) {
+    unsigned long code = 0;
+    in >> code;
+    require(tested.type() == column::DISCRETE && code >= 1 && code <= known, k_bad_value);
+    return split_test::one_value(attribute, code);
+  }
+  if (tested.type() != column::CONTINUOUS) return {attribute};
+  double threshold = 0;
+  in >> threshold;
+  require(threshold >= 1 && threshold <= static_cast<double>(known), k_bad_threshold);
+  require(std::trunc(threshold) == threshold, k_bad_threshold);
+  return split_test::cut_at(attribute, static_cast<code_t>(threshold));
+}
+
 }  // namespace
+
+unsigned long n_branches_of(const split_test& test, const table& t) {
+  const column& tested = t.column_of(test.attribute);
+  if (test.parts_in_two() || tested.codes().bits == 1) return 2;
+  return tested.values()->size_of_known();
+}
+
+node_record read_node(ibinstream& in, const table& t, unsigned int position, double* by_code) {
+  unsigned int read_position = 0;
+  unsigned char kind = 0;
+  bool active = false;
+  in >> read_position >> kind >> active;
+  require(read_position == position, k_bad_position);
+  require(kind == decision_node::LEAF || kind == decision_node::SPLIT_NODE, k_bad_kind);
+  node_record made;
+  made.is_split = kind == decision_node::SPLIT_NODE;
+  read_statistics(in, t, made, by_code);
+  if (active && in.read_presence()) in.skip(k_working_bytes * t.n_attributes());
+  skip_cases(in);
+  in >> made.error;
+  if (made.is_split) made.test = read_test(in, t);
+  return made;
+}
+
+unsigned long read_n_children(ibinstream& in, const table& t, const node_record& of) {
+  unsigned long n = 0;
+  in >> n;
+  require(n == (of.is_split ? n_branches_of(of.test, t) : 0), k_bad_children);
+  return n;
+}
 
 void decision_node::bin_out(obinstream& out, const table* t) const {
   const unsigned long n_codes = t->n_class_codes();
@@ -55,53 +126,15 @@ void decision_node::bin_out(obinstream& out, const table* t) const {
 }
 
 void decision_node::bin_in(ibinstream& in, const table* t) {
-  unsigned int position = 0;
-  unsigned char kind = 0;
-  bool active = false;
-  in >> position >> kind >> active;
-  require(position == position_, k_bad_position);
-  require(kind == LEAF || kind == SPLIT_NODE, k_bad_kind);
-  status_ = static_cast<status>(kind);
-  read_statistics(in, *t);
-  if (active && in.read_presence()) in.skip(k_working_bytes * t->n_attributes());
-  skip_cases(in);
-  in >> error_;
-  if (status_ == SPLIT_NODE) read_test(in, *t);
-}
-
-void decision_node::read_statistics(ibinstream& in, const table& t) {
-  const unsigned long n_codes = t.n_class_codes();
-  in >> weight_ >> n_cases_ >> fraction_ >> leaf_class_;
-  require(is_weight(weight_) && is_weight(fraction_), k_bad_weight);
-  require(leaf_class_ < n_codes, k_bad_class);
-  require(in.read_presence(), k_no_distribution);
-  const std::vector<double> distribution = in.read_array<double>(n_codes);
-  require(std::ranges::all_of(distribution, is_weight), k_bad_weight);
-  distribution_ = std::make_unique_for_overwrite<double[]>(n_codes);
-  std::ranges::copy(distribution, distribution_.get());
-}
-
-void decision_node::read_test(ibinstream& in, const table& t) {
-  in >> test_.attribute;
-  const bool one_value = (test_.attribute & k_one_value) != 0;
-  test_.attribute &= ~k_one_value;
-  require(test_.attribute < t.n_attributes(), k_bad_attribute);
-  const column& tested = t.column_of(test_.attribute);
-  const unsigned long known = tested.values()->size_of_known();
-  require(tested.type() != column::IGNORE && known > 1, k_bad_attribute);
-  if (one_value) {
-    unsigned long code = 0;
-    in >> code;
-    require(tested.type() == column::DISCRETE && code >= 1 && code <= known, k_bad_value);
-    test_ = split_test::one_value(test_.attribute, code);
-    return;
-  }
-  if (tested.type() != column::CONTINUOUS) return;
-  double threshold = 0;
-  in >> threshold;
-  require(threshold >= 1 && threshold <= static_cast<double>(known), k_bad_threshold);
-  require(std::trunc(threshold) == threshold, k_bad_threshold);
-  test_ = split_test::cut_at(test_.attribute, static_cast<code_t>(threshold));
+  distribution_ = std::make_unique<double[]>(t->n_class_codes());
+  const node_record read = read_node(in, *t, position_, distribution_.get());
+  status_ = read.is_split ? SPLIT_NODE : LEAF;
+  leaf_class_ = read.majority;
+  test_ = read.test;
+  weight_ = read.weight;
+  fraction_ = read.fraction;
+  error_ = read.error;
+  n_cases_ = read.n_cases;
 }
 
 void decision_tree::bin_out(obinstream& out, const table* t) const {
@@ -135,7 +168,7 @@ void decision_tree::bin_out(obinstream& out, const table* t) const {
   }
 }
 
-void decision_tree::bin_in(ibinstream& in, const table* t, decision_node* father, bool complete) {
+void decision_tree::bin_in(ibinstream& in, const table* t, decision_node* father) {
   // The trees from the root to the one that is read. Their children wait here until all of them
   // are read, so that the number of children takes no memory before they come.
   struct step {
@@ -148,10 +181,8 @@ void decision_tree::bin_in(ibinstream& in, const table* t, decision_node* father
     tree.set_node(new decision_node(above, position));
     decision_node& node = *tree.get_node();
     node.bin_in(in, t);
-    path.push_back({&tree, 0, {}});
-    in >> path.back().n;
-    const unsigned long branches = node.is_split() ? node.get_no_of_splits(*t) : 0;
-    require(path.back().n == branches, k_bad_children);
+    const node_record read{.test = node.test(), .is_split = node.is_split()};
+    path.push_back({&tree, read_n_children(in, *t, read), {}});
   };
   begin(*this, father, 0);
   while (!path.empty()) {
@@ -164,10 +195,7 @@ void decision_tree::bin_in(ibinstream& in, const table* t, decision_node* father
       continue;
     }
     top.tree->set_capacity(static_cast<unsigned int>(top.n));
-    for (auto& child : top.children) {
-      if (!complete && child->get_node()->is_empty_leaf(t->n_class_codes())) child.reset();
-      top.tree->push_back_child(child.release());
-    }
+    for (auto& child : top.children) top.tree->push_back_child(child.release());
     path.pop_back();
   }
 }

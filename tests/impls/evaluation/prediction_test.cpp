@@ -116,15 +116,22 @@ TEST_F(grown_prediction, together_is_what_it_is_one_by_one) {
   gather_codes(*t, std::span(*cases).first(n), codes);
   std::fill_n(codes.begin(), 200 * width, 0U);
   for (std::size_t i = 200 * width; i < codes.size(); i += 7) codes[i] = 0;
-  const std::vector<voter> twice{{&tree, 1.5}, {&tree, 0.3}};
+  const std::vector<double> n_votes{1.5, 0.3, 1, 0.7,
+                                    2};  // so many that full rows go by themselves
+  std::vector<voter> often;
+  double all = 0;
+  for (const double votes : n_votes) {
+    often.push_back({&tree, votes});
+    all += votes;
+  }
   using answer = batch_predictor::answer;
   auto& run = zel::util::default_context();
   const batch_predictor one(*t, {{&tree}}, answer::of_one, run),
-      two(*t, twice, answer::shares, run), voters(*t, twice, answer::votes, run);
+      five(*t, often, answer::shares, run), voters(*t, often, answer::votes, run);
   std::vector<outcome> alone(n), mean(n), voted(n);
   std::vector<double> own_likely(n * n_codes), means(own_likely), likely(own_likely);
   one.predict({codes, width}, alone, own_likely);
-  two.predict({codes, width}, mean, means);
+  five.predict({codes, width}, mean, means);
   voters.predict({codes, width}, voted, likely);
   for (std::size_t i = 0; i < n; ++i) {
     const auto own = case_block{codes, width}.of_case(i);
@@ -135,16 +142,57 @@ TEST_F(grown_prediction, together_is_what_it_is_one_by_one) {
     ASSERT_EQ(voted[i].predicted, found.first);
     std::vector<double> shares(n_codes), own_probable(shares), probable(shares);
     tree.add_probabilities(wide, 1, own_probable);
-    for (const double votes : {1.5, 0.3}) {
+    for (const double votes : n_votes) {
       tree.add_shares(wide, votes, shares);
       tree.add_probabilities(wide, votes, probable);
     }
     for (std::size_t c = 0; c < n_codes; ++c) {
-      ASSERT_EQ(shares[c] / (1.5 + 0.3), means[i * n_codes + c]);
+      ASSERT_EQ(shares[c] / all, means[i * n_codes + c]);
       ASSERT_EQ(own_probable[c], own_likely[i * n_codes + c]);
-      ASSERT_EQ(probable[c] / (1.5 + 0.3), likely[i * n_codes + c]);
+      ASSERT_EQ(probable[c] / all, likely[i * n_codes + c]);
     }
     ASSERT_EQ(means[i * n_codes + mean[i].predicted], mean[i].confidence);
+  }
+  five.predict_rows(*t, std::span(*cases).first(n), mean);  // some values of the table are unknown
+  voters.predict_rows(*t, std::span(*cases).first(n), voted);
+  for (std::size_t i = 0; i < n; ++i) {
+    decision_tree::prediction found;
+    const double depth = tree.predict_row(*t, (*cases)[i].first, found, 1);
+    ASSERT_NEAR(mean[i].depth, 5 * depth, 1e-9);
+    ASSERT_NEAR(voted[i].depth, 5 * depth, 1e-9);
+  }
+}
+
+/// Too many parts for opening them together, of one case and of several.
+TEST(prediction, without_any_value_goes_to_all_leaves) {
+  std::string rows;
+  for (int i = 0; i < 100; ++i) {
+    const std::string v = std::to_string(i);
+    rows += (i % 2 == 0 ? "p,v" : "q,v") + v + ",v" + v + "," + v + ",1\n";
+  }
+  const auto t = make_table(
+      "k,string,class\na,string,discrete\nb,string,discrete\nn,integer,continuous\n"
+      "w,double,weights\n",
+      rows);
+  double weight = 0;
+  const auto some = [&] { return leaf({weight = weight < 30 ? weight + 0.7 : 0.1, 1.3}); };
+  const auto many = [](const auto& make) {
+    std::vector<tree_plan> children;
+    for (int i = 0; i < 100; ++i) children.push_back(make());
+    return children;
+  };
+  const auto cut = [&] { return split(2, 50, {some(), some()}); };
+  const auto tree = build_tree(split(0, many([&] { return split(1, many(cut)); })));
+  const std::vector<std::uint32_t> codes{0, 0, 0, 0, 0, 7, 3, 0, 0, 5, 0, 20};
+  const batch_predictor predictor(*t, {{tree.get()}}, batch_predictor::answer::of_one,
+                                  zel::util::default_context());
+  std::vector<outcome> together(4);
+  predictor.predict({codes, 3}, together);
+  for (std::size_t i = 0; i < 4; ++i) {
+    decision_tree::prediction found;
+    const auto own = std::span(codes).subspan(3 * i, 3);
+    tree->predict_class(*t, {own.begin(), own.end()}, found, 1, 0);
+    EXPECT_EQ(found, std::pair(together[i].predicted, together[i].confidence)) << i;
   }
 }
 

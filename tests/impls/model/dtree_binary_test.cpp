@@ -8,6 +8,7 @@
 #include "impls/support/ensembles.h"
 #include "impls/support/stock_tables.h"
 #include "impls/support/tree_builder.h"
+#include "impls/trees/stored_tree.h"
 #include "support/error_of.h"
 
 using namespace orvik::impls;
@@ -137,9 +138,11 @@ TEST(binary_tree, is_refused_where_it_does_not_fit_the_table) {
     constexpr std::size_t k_threshold = 70;  // behind the root's statistics, error and attribute
     if (threshold != 1) std::memcpy(&bytes[k_threshold], &threshold, sizeof threshold);
     decision_tree back;
-    EXPECT_EQ(
-        error_of([&] { read_all(bytes, [&](auto& in) { back.bin_in(in, t.get(), nullptr); }); }),
-        error);
+    stored_tree stored;
+    const auto by_tree = [&](auto& in) { back.bin_in(in, t.get(), nullptr); };
+    const auto of_member = [&](auto& in) { stored.read(in, *t); };
+    EXPECT_EQ(error_of([&] { read_all(bytes, by_tree); }), error);
+    EXPECT_EQ(error_of([&] { read_all(bytes, of_member); }), error);
   }
   // A flag has two branches, whether it has two values or not.
   const std::string names = "f,string,discrete\nk,string,class\n";

@@ -13,6 +13,7 @@
 #include "impls/support/binary_text.h"
 #include "impls/support/stock_tables.h"
 #include "impls/support/tree_builder.h"
+#include "impls/trees/stored_tree.h"
 
 using namespace orvik::impls;
 
@@ -37,6 +38,10 @@ void expect_same(const table& t, const decision_tree& tree, const packed_tree& p
   const std::string bytes = bytes_of(tree, t);
   EXPECT_EQ(bytes_of(*packed.unpack(true), t), bytes);
   EXPECT_EQ(bytes_of(*packed.unpack(false), t), bytes);
+  stored_tree from_file;
+  for (int i = 0; i < 2; ++i) read_all(bytes, [&](auto& in) { from_file.read(in, t); });
+  EXPECT_EQ(bytes_of(*packed_tree(t, from_file).unpack(true), t), bytes);
+  EXPECT_EQ(packed_tree(t, from_file).bytes(), packed.bytes());
   const auto complete = packed.unpack(true);
   EXPECT_EQ(packed.size(), complete->size());
   EXPECT_EQ(packed.leaves(), complete->leaves());
