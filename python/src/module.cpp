@@ -13,7 +13,8 @@ namespace orvpython {
 
 namespace {
 
-void translate(const std::exception_ptr& failure) {
+// As pybind11 calls it. NOLINTNEXTLINE(performance-unnecessary-value-param)
+void translate(std::exception_ptr failure) {
   try {
     if (failure) std::rethrow_exception(failure);
   } catch (const std::bad_alloc&) {
