@@ -26,6 +26,9 @@ node_record read_node(zel::inpout::ibinstream& in, const table& t, unsigned int 
 /// The same of the number of its children, which it must have by its test.
 unsigned long read_n_children(zel::inpout::ibinstream& in, const table& t, const node_record& of);
 
+/// What is said where a child is not there though its father counts it.
+inline constexpr char k_no_child[] = "a child is missing";
+
 /// Number of branches of a test: 2 on a continuous attribute, else one a known value.
 unsigned long n_branches_of(const split_test& test, const table& t);
 

@@ -8,8 +8,6 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr char k_no_child[] = "a child is missing";
-
 bool is_zero(double x) { return std::bit_cast<std::uint64_t>(x) == 0; }
 
 }  // namespace

@@ -21,7 +21,6 @@ constexpr char k_bad_attribute[] = "a test of an attribute that cannot be tested
 constexpr char k_bad_value[] = "a tested value that is no value of its attribute";
 constexpr char k_bad_threshold[] = "a threshold that is no code of its attribute";
 constexpr char k_bad_children[] = "a node with a wrong number of children";
-constexpr char k_no_child[] = "a child is missing";
 
 using zel::inpout::ibinstream;
 using zel::inpout::obinstream;
