@@ -139,7 +139,9 @@ bool decision_node::is_empty_leaf(unsigned long n_codes) const {
 }
 
 void decision_node::set_as_empty_leaf(unsigned long n_codes) {
-  set_statistics({std::make_unique<double[]>(n_codes), 0.0, 0.0, 0.0, 0, class_t{0}});
+  statistics none{};
+  none.by_code = std::make_unique<double[]>(n_codes);
+  set_statistics(std::move(none));
 }
 
 void decision_node::disactivate() {
