@@ -82,7 +82,7 @@ void write_columns(const std::vector<std::vector<std::string>>& rows, std::ostre
     std::string line;
     for (std::size_t i = 0; i < row.size(); ++i) {
       const std::string blanks(widths[i] - width_of(row[i]), ' ');
-      line += (i > 0 ? "  " : "  ") + (i > 0 ? blanks + row[i] : row[i] + blanks);
+      line += "  " + (i > 0 ? blanks + row[i] : row[i] + blanks);
     }
     line.erase(line.find_last_not_of(' ') + 1);
     out << line << '\n';

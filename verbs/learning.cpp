@@ -20,6 +20,7 @@ constexpr unsigned long k_most = 1'000'000;
 
 std::vector<std::string> names_of(const std::vector<pruning_name>& all) {
   std::vector<std::string> names;
+  names.reserve(all.size());
   for (const pruning_name& each : all) names.emplace_back(each.name);
   return names;
 }

@@ -41,7 +41,7 @@ std::string plain_or_gz(const std::string& name) {
 /// What the two files of a pair have in common; nothing where `file` is of none.
 std::optional<std::string> stem_of(const std::string& file) {
   for (const char* ending : {".names", ".data", ".names.gz", ".data.gz"}) {
-    const auto stem = without(file, ending);
+    auto stem = without(file, ending);
     if (stem && is_file(plain_or_gz(*stem + ".names"))) return stem;
   }
   const bool is_stem = !is_file(file) && is_file(plain_or_gz(file + ".names"));

@@ -76,6 +76,7 @@ class select_verb : public trial {
   void declare(options& all) override {
     declare_file(all);
     std::vector<std::string> names;
+    names.reserve(std::size(k_methods));
     for (const search_method& m : k_methods) names.emplace_back(m.name);
     all.group("The search");
     all.choice("--method", method_, names, "acceptable: the smallest set that is good enough");

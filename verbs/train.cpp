@@ -25,7 +25,6 @@ namespace orvverbs {
 
 namespace {
 
-using orvik::conf_matrix;
 using orvik::dtree;
 using orvik::table;
 using zel::util::progress::unit;
