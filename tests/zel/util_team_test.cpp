@@ -2,11 +2,10 @@
 // file keeps of their tasks.
 #include <gmock/gmock.h>
 
-#include <atomic>
-#include <barrier>
 #include <filesystem>
 
 #include "inpout_scratch.h"
+#include "support/thread_team.h"
 #include "zel/inpout/task_file.h"
 #include "zel/util/run_context.h"
 #include "zel/util/side_by_side.h"
@@ -16,46 +15,21 @@ namespace {
 using zel::inpout::run_mark;
 using zel::inpout::task_file;
 using zel::util::draw;
+using zel::util::meeting_place;
 using zel::util::run_context;
+using zel::util::thread_team;
 using texts = std::vector<std::string>;
-
-struct meeting {
-  explicit meeting(unsigned long n) : told(n), all(static_cast<std::ptrdiff_t>(n)) {}
-  std::vector<std::string> told;
-  std::atomic<unsigned long> next = 0;
-  std::barrier<> all;
-};
-
-class thread_team : public zel::util::team {
- public:
-  thread_team(meeting& m, unsigned long rank) : m_(m), rank_(rank) {}
-  unsigned long size() const override { return m_.told.size(); }
-  unsigned long rank() const override { return rank_; }
-  unsigned long claim() override { return m_.next++; }
-
- private:
-  std::vector<std::string> gather(const std::string& mine) override {
-    m_.told[rank_] = mine;
-    m_.all.arrive_and_wait();
-    std::vector<std::string> all = m_.told;
-    if (rank_ == 0) m_.next = 0;
-    m_.all.arrive_and_wait();
-    return all;
-  }
-  meeting& m_;
-  unsigned long rank_;
-};
 
 /// What body(run) gives in each of n processes; in one alone without a team.
 template <class Body>
 std::vector<texts> in_team(unsigned long n, const Body& body) {
-  meeting m(n);
+  meeting_place place(n);
   std::vector<texts> found(n);
   const auto process = [&](unsigned long rank) {
     run_context run;
     run.n_workers = 1 + rank % 2;
     run.seeds().set(7);
-    thread_team team(m, rank);
+    thread_team team(place, rank);
     if (n > 1) run.companions = &team;
     found[rank] = body(run);
   };

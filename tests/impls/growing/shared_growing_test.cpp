@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <barrier>
 #include <thread>
 
 #include "impls/growing/count_partition.h"
@@ -9,39 +7,15 @@
 #include "impls/growing/told_branches.h"
 #include "impls/support/stock_tables.h"
 #include "impls/support/tree_builder.h"
+#include "support/thread_team.h"
 #include "zel/util/run_context.h"
 
 using namespace orvik::impls;
 
 namespace {
 
-/// What the members of a team of threads have in common.
-struct meeting_place {
-  explicit meeting_place(unsigned long n) : told(n), all_here(static_cast<std::ptrdiff_t>(n)) {}
-  std::vector<std::string> told;
-  std::barrier<> all_here;
-  std::atomic<unsigned long> next = 0;
-};
-
-class thread_team : public zel::util::team {
- public:
-  thread_team(meeting_place& place, unsigned long rank) : place_(place), rank_(rank) {}
-  unsigned long size() const override { return place_.told.size(); }
-  unsigned long rank() const override { return rank_; }
-  unsigned long claim() override { return place_.next++; }
-
- private:
-  std::vector<std::string> gather(const std::string& mine) override {
-    place_.told[rank_] = mine;
-    place_.all_here.arrive_and_wait();
-    std::vector<std::string> all = place_.told;
-    if (rank_ == 0) place_.next = 0;
-    place_.all_here.arrive_and_wait();
-    return all;
-  }
-  meeting_place& place_;
-  unsigned long rank_;
-};
+using zel::util::meeting_place;
+using zel::util::thread_team;
 
 /// A discrete column of 300 values and a continuous one, both with unknown cells.
 std::unique_ptr<table> wide_table() {
