@@ -7,13 +7,12 @@
 #include <string_view>
 #include <vector>
 
-#define main orvcmd_main
-#include "../cmd/main.cpp"
-#undef main
+#include "errors.h"
 #include "impls/support/ensembles.h"
 #include "impls/support/stock_tables.h"
+#include "options.h"
+#include "program.h"
 #include "scratch.h"
-#include "zel/text/message.h"
 
 using namespace orvik::fuzz;
 
@@ -39,20 +38,7 @@ int run_words(const std::vector<std::string>& words, std::string& said) {
   const caught_output caught;
   const int status = orvcmd::exit_status_of([&] {
     orvcmd::options opt = orvcmd::options::parse(static_cast<int>(argv.size()), argv.data());
-    orvcmd::require_table_if_needed(opt);
-    orvcmd::require_experiment(opt);
-    outputs out(opt);
-    orvik::set_n_workers(opt.n_workers);
-    if (opt.seed) orvik::set_seed(*opt.seed);
-    out.begin_log(orvik::get_copyright());
-    for (const std::string& line : orvcmd::ignored_options(opt)) orvcmd::log_line(out.log(), line);
-    try {
-      train_and_save(opt, out);
-    } catch (...) {
-      out.close_after_error();
-      throw;
-    }
-    out.close();
+    orvcmd::run_program(opt);
   });
   said = caught.text();
   return status;
@@ -86,5 +72,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   require(status == 0 || status == orvcmd::k_failure, "a status of the program");
   // One option is refused without a word.
   require(status == 0 || said.empty() || said.ends_with('\n'), "an error has its line");
+  require(!files().has_unfinished(), "nothing is left half-written");
   return 0;
 }

@@ -79,5 +79,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!is_harmless(words)) return 0;
   files().restore();
   run_words(words);
+  require(!files().has_unfinished(), "nothing is left half-written");
   return 0;
 }

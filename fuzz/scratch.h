@@ -62,6 +62,13 @@ class scratch {
     return all;
   }
 
+  /// Whether an output was begun and neither given its name nor removed.
+  bool has_unfinished() const {
+    return std::ranges::any_of(std::filesystem::directory_iterator("."), [](const auto& entry) {
+      return entry.path().filename().string().find("unfinished") != std::string::npos;
+    });
+  }
+
   static std::string bytes_of(const std::string& name) {
     std::ifstream in(name, std::ios::binary);
     std::ostringstream text;
