@@ -19,8 +19,8 @@ class key_sorter {
   /// Room for n keys, for the caller to fill before sort().
   std::span<std::uint64_t> start(std::size_t n) {
     if (keys_.size() < n) {
+      other_.resize(n + n / 2);  // first: where one has no room, keys_ still says so
       keys_.resize(n + n / 2);
-      other_.resize(n + n / 2);
     }
     return {keys_.data(), n};
   }
