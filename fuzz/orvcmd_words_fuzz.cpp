@@ -7,12 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "errors.h"
-#include "impls/support/ensembles.h"
 #include "impls/support/stock_tables.h"
-#include "options.h"
-#include "program.h"
-#include "scratch.h"
+#include "orvcmd_run.h"
 
 using namespace orvik::fuzz;
 
@@ -29,21 +25,6 @@ const std::vector<std::string>& names() {
   return all;
 }
 
-/// The main function without what it does to the process.
-int run_words(const std::vector<std::string>& words, std::string& said) {
-  std::vector<const char*> argv{"orvcmd"};
-  for (const std::string& word : words) argv.push_back(word.c_str());
-  const orvik::impls::loop_threads threads(2);
-  const orvik::impls::run_seed seed(1);
-  const caught_output caught;
-  const int status = orvcmd::exit_status_of([&] {
-    orvcmd::options opt = orvcmd::options::parse(static_cast<int>(argv.size()), argv.data());
-    orvcmd::run_program(opt);
-  });
-  said = caught.text();
-  return status;
-}
-
 scratch& files() {
   static scratch made;
   static const bool filled = [] {
@@ -51,9 +32,9 @@ scratch& files() {
     made.keep("golf.data", orvik::impls::k_golf_rows);
     made.keep("golf.rows", orvik::impls::k_golf_rows);
     made.restore();
-    std::string said;
-    require(run_words({"-f", "golf", "-db", "golf.table", "-tb", "golf.tree"}, said) == 0, "files");
-    require(run_words({"-f", "golf", "-fo", "3", "-tb", "forest"}, said) == 0, "a forest");
+    require(run_orvcmd({"-f", "golf", "-db", "golf.table", "-tb", "golf.tree"}, made) == 0,
+            "files");
+    require(run_orvcmd({"-f", "golf", "-fo", "3", "-tb", "forest"}, made) == 0, "a forest");
     for (const char* name : {"golf.table", "golf.tree", "forest"}) made.keep(name);
     return true;
   }();
@@ -67,11 +48,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto words = words_of({reinterpret_cast<const char*>(data), size}, names());
   if (!is_harmless(words)) return 0;
   files().restore();
-  std::string said;
-  const int status = run_words(words, said);
-  require(status == 0 || status == orvcmd::k_failure, "a status of the program");
-  // One option is refused without a word.
-  require(status == 0 || said.empty() || said.ends_with('\n'), "an error has its line");
-  require(!files().has_unfinished(), "nothing is left half-written");
+  run_orvcmd(words, files());
   return 0;
 }
