@@ -206,7 +206,7 @@ mapped_header header_of(std::string_view bytes) {
 /// The directory of a file whose header was read; both are then as they were written.
 std::vector<mapped_place> places_of(std::string_view bytes, const mapped_header& h) {
   bytes.remove_prefix(sizeof h);
-  require(h.columns <= bytes.size() / sizeof(mapped_place), k_damaged_header);
+  require(h.columns > 0 && h.columns <= bytes.size() / sizeof(mapped_place), k_damaged_header);
   std::vector<mapped_place> places(h.columns);
   std::memcpy(places.data(), bytes.data(), places.size() * sizeof(mapped_place));
   require(h.own_sum == sum_of_header(h, places), k_damaged_header);
