@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <new>
 #include <random>
 #include <span>
 #include <utility>
@@ -12,42 +9,8 @@
 #include "zel/adt/counting_sort.h"
 #include "zel/adt/key_sort.h"
 
-namespace {
-
-std::size_t allocations_left = SIZE_MAX;
-
-}  // namespace
-
-void* operator new(std::size_t n) {
-  if (allocations_left == 0) throw std::bad_alloc();
-  if (allocations_left != SIZE_MAX) --allocations_left;
-  if (void* memory = std::malloc(n)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-
 namespace zel::adt {
 namespace {
-
-// A sorter is kept by its thread, which may live on after an error.
-TEST(key_sort, sorts_after_memory_was_short) {
-  for (const std::size_t enough : {0, 1, 2}) {
-    key_sorter sorter;
-    const auto sorted = [&](std::size_t n) {
-      const std::span<std::uint64_t> keys = sorter.start(n);
-      for (std::size_t i = 0; i < n; ++i) keys[i] = (n - i) << k_key_payload_bits;
-      return std::ranges::is_sorted(sorter.sort(n, n + 1));
-    };
-    allocations_left = enough;
-    try {
-      sorter.start(900);
-    } catch (const std::bad_alloc&) {
-    }
-    allocations_left = SIZE_MAX;
-    EXPECT_TRUE(sorted(900)) << enough;
-  }
-}
 
 TEST(key_sort, orders_spread_and_clustered_codes) {
   std::mt19937_64 random(3);

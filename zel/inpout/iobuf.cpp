@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 namespace zel::inpout {
 
@@ -118,13 +119,14 @@ bool iobuf::open(ioconn* conn, bool owns, unsigned long capacity) {
   if (conn == nullptr) return false;
   const unsigned long bytes = std::clamp(capacity, k_min_capacity, k_max_capacity);
   auto buffer = std::make_unique_for_overwrite<char[]>(bytes);
+  std::string name = conn->name();
   close();
   forget_failures();
   conn_ = conn;
   owns_ = owns;
   buffer_ = std::move(buffer);
   capacity_ = static_cast<long>(bytes);
-  set_name(conn->name());
+  set_name(std::move(name));
   return true;
 }
 

@@ -7,6 +7,7 @@
 
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "zel/util/nocopy.h"
 
@@ -71,7 +72,7 @@ class ioconn : public zel::util::nocopy {
 
   /// The name for messages; empty for what has none. Kept through open() and close().
   [[nodiscard]] const std::string& name() const { return name_; }
-  void set_name(const std::string& name) { name_ = name; }
+  void set_name(std::string name) { name_ = std::move(name); }
   /// Why the last failing read, write or close failed; empty when none has since open().
   [[nodiscard]] const std::string& error() const { return error_; }
   /// True from the first write, flush or close that lost bytes until the next open().
