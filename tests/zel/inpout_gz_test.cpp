@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <memory>
 #include <stdexcept>
@@ -29,15 +30,29 @@ std::string noisy_lines(unsigned count, unsigned seed) {
   return text;
 }
 
+/// The same member under a header with all that a header may have.
+std::string with_full_header(const std::string& member) {
+  constexpr std::size_t k_plain_header = 10;
+  std::string header = member.substr(0, k_plain_header);
+  header[3] = 0x1e;
+  header += "\5\0extra"s + "a name\0"s + "and a comment\0"s;
+  const uLong sum =
+      crc32(0, reinterpret_cast<const Bytef*>(header.data()), static_cast<uInt>(header.size()));
+  header += {static_cast<char>(sum & 0xff), static_cast<char>(sum >> 8 & 0xff)};
+  return header + member.substr(k_plain_header);
+}
+
 // Wherever the pieces that come from the file end: in a header, in a block, between members.
 TEST(gzip_input, is_the_same_in_pieces_of_any_size) {
   const scratch::folder files;
   const std::string first = noisy_lines(200, 1), second = noisy_lines(3, 2);
   const std::string members = gzipped(files, first) + gzipped(files, "") + gzipped(files, second);
+  const std::string named = with_full_header(gzipped(files, second));
   for (const unsigned piece : {2U, 3U, 5U, 8U, 13U, 1000U, 100000U}) {
     for (const auto& [content, text] :
          {std::pair(members, first + second), std::pair(members + "no member", first + second),
-          std::pair(first, first), std::pair("\x1f"s, "\x1f"s)}) {
+          std::pair(first, first), std::pair(named + named, second + second),
+          std::pair("\x1f"s, "\x1f"s)}) {
       iogunzip in(piece);
       ASSERT_TRUE(in.open(files.put("pieces", content)));
       ASSERT_EQ(in.is_compressed(), content.starts_with("\x1f\x8b"));
