@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdio>
 #include <deque>
+#include <new>
 #include <system_error>
 
 #include "zel/util/run_context.h"
@@ -94,7 +95,12 @@ std::string text_of(const reading& at, double seconds, unsigned long recent) {
 display::display(bool shown) : on_terminal_(isatty(STDERR_FILENO) == 1) {
   if (!shown) return;
   try {
-    shower_ = std::thread([this] { run(); });
+    shower_ = std::thread([this] {
+      try {
+        run();
+      } catch (const std::bad_alloc&) {  // nor is memory: the run decides whether it has enough
+      }
+    });
   } catch (const std::system_error&) {  // no thread to be had: work goes on unseen
   }
 }

@@ -55,7 +55,8 @@ void table::adopt_columns(std::vector<std::unique_ptr<column>> columns) {
 
 std::unique_ptr<table> table::clone(bool schema_only) const {
   auto copy = std::make_unique<table>(name_, class_checked_);
-  for (const auto& c : columns_) copy->columns_.emplace_back(c->clone(schema_only));
+  for (const auto& c : columns_)
+    copy->columns_.push_back(std::unique_ptr<column>(c->clone(schema_only)));
   copy->attribute_columns_ = attribute_columns_;
   copy->class_index_ = class_index_;
   copy->weights_index_ = weights_index_;
