@@ -41,10 +41,11 @@ int print(const early_end& end) {
   return k_failure;
 }
 
-early_end end_of_terminate() noexcept {
+/// Of the error at hand, if there is one, whose text there may be no memory for.
+early_end end_of_error() noexcept {
   try {
     return std::current_exception() != nullptr ? current_end() : failure(k_unknown_error);
-  } catch (...) {  // for its text
+  } catch (...) {
     return {k_failure, "out of memory\n"};
   }
 }
@@ -52,7 +53,7 @@ early_end end_of_terminate() noexcept {
 /// Ends the process where no handler can: an error in a thread of the scheduler, as when the system
 /// gives it no further thread. Other threads may be writing, so the line goes past the streams.
 [[noreturn]] void end_at_terminate() {
-  write_past_streams(end_of_terminate().text);
+  write_past_streams(end_of_error().text);
   zel::inpout::remove_unfinished();
   std::_Exit(k_failure);
 }
@@ -87,7 +88,7 @@ int exit_status_of(const std::function<void()>& body) {
   try {
     body();
   } catch (...) {
-    end = current_end();
+    end = end_of_error();
   }
   return print(end);
 }

@@ -72,16 +72,23 @@ search_tree::search_tree(const setting& s, const search_cases& cases, attribute_
 
 search_tree::~search_tree() { forget(); }
 
-/// Takes the nodes apart from the top: no recursion, however deep they are.
+/// Takes the nodes apart from the top: no recursion, however deep they are, and no memory, which
+/// may be what has run out.
 void search_tree::forget() {
-  std::vector<node_split> open = std::move(root_->splits);
-  root_->splits.clear();
-  while (!open.empty()) {
-    node_split split = std::move(open.back());
-    open.pop_back();
-    for (auto& child : split.children) {
-      std::ranges::move(child->splits, std::back_inserter(open));
+  std::unique_ptr<search_node> open;
+  const auto open_children = [&open](search_node& father) {
+    for (node_split& split : father.splits) {
+      for (auto& child : split.children) {
+        child->next_open = std::move(open);
+        open = std::move(child);
+      }
     }
+    father.splits.clear();
+  };
+  for (open_children(*root_); open != nullptr;) {
+    const std::unique_ptr<search_node> node = std::move(open);
+    open = std::move(node->next_open);
+    open_children(*node);
   }
   bytes_ = 0;
 }

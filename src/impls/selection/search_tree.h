@@ -49,6 +49,7 @@ struct search_node {
   std::vector<candidate> tests;  // by attribute; what a subset may choose from
   std::vector<char> measured;    // by position in `tests`
   std::vector<node_split> splits;
+  std::unique_ptr<search_node> next_open;  // while the tree is taken apart
 
   /// Null where no subset chose the test yet.
   const node_split* split_on(unsigned int attribute) const;
