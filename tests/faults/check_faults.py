@@ -22,7 +22,7 @@ KINDS = ("memory", "open", "read", "eintr_read", "short_read", "write", "full", 
 MEANT_WELL = ("eintr_read", "short_read", "short_write")  # no reason to end; zlib ends at an EINTR
 ONCE = (*MEANT_WELL, "eintr_write")
 # What a library says that does not tell why it failed counts too, as long as it is a line.
-OF_MEMORY = re.compile("([Oo]ut of (big )?memory|pthread_create has failed: [^\\n]*|error with binary output|Cannot write to .*)(\\n|$)")
+OF_MEMORY = re.compile("([Oo]ut of (big )?memory|Cannot allocate memory|pthread_create has failed: [^\\n]*|error with binary output|Cannot write to .*)(\\n|$)")
 PRUNINGS = [kind + how for kind in ("ebp", "pep", "rep", "mep") for how in ("", "g", "a")]
 
 
