@@ -178,6 +178,15 @@ std::array<output, sizeof...(I)> documents_of(const options& opt, std::index_seq
 
 /// Numbers as every stream prints them, but for the sign of a not-a-number, which says nothing.
 class plain_numbers : public std::num_put<char> {
+ public:
+  /// Deliberate: never destroyed, as standard output has it until the very end.
+  static std::locale locale() {
+    static auto* const one = new plain_numbers;
+    return {std::locale::classic(), one};
+  }
+
+ private:
+  plain_numbers() : num_put(/*refs=*/1) {}  // no locale owns it
   iter_type do_put(iter_type out, std::ios_base& format, char fill, double x) const override {
     return num_put::do_put(out, format, fill, zel::util::number_util::plain_nan(x));
   }
@@ -206,7 +215,7 @@ output::output(bool on_stdout, const std::string& file, std::ios_base::openmode 
     stream_ = &std::cout;
   }
   if (stream_ != nullptr) {
-    stream_->imbue(std::locale(std::locale::classic(), new plain_numbers));  // which owns it
+    stream_->imbue(plain_numbers::locale());
   }
 }
 
