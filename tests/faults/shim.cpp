@@ -45,10 +45,13 @@ F* next(const char* name) {
   return reinterpret_cast<F*>(dlsym(RTLD_NEXT, name));
 }
 
+/// Looked up before any call fails: looking up frees the loader's last error, which the failing
+/// call may be in the middle of.
+int (*open_told)(const char*, int, ...) = nullptr;
+
 void tell() {
   if (told == nullptr) return;
-  static auto* const open_next = next<int(const char*, int, ...)>("open");
-  const int fd = open_next(told, O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+  const int fd = open_told(told, O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
   if (fd >= 0) close(fd);
 }
 
@@ -108,6 +111,7 @@ void read_order() {
   fails_at = std::strtol(colon + 1, &end, 10);
   goes_on = *end == '+';
   told = std::getenv("FAULT_TOLD");
+  open_told = next<int(const char*, int, ...)>("open");
 }
 
 using main_function = int (*)(int, char**, char**);
