@@ -45,12 +45,15 @@ void write_file(const std::string& file, const Write& write) {
   try {
     zel::inpout::replacing_file target(file);
     std::ofstream out(target.path(), std::ios::binary | std::ios::trunc);
+    if (out) out.exceptions(std::ios::badbit);  // else it swallows that memory ran out
     write(out);
     out.close();
     if (!out) throw std::runtime_error(std::strerror(errno));
     target.commit();
   } catch (const cannot_write&) {
     throw;
+  } catch (const std::ios::failure&) {
+    throw cannot_write(file, std::strerror(errno));
   } catch (const std::runtime_error& failure) {
     throw cannot_write(file, failure.what());
   }
