@@ -1,6 +1,7 @@
 """Frames, arrays and files as columns for the library."""
 
 import ast
+import decimal
 import numbers
 import os
 import sys
@@ -11,6 +12,9 @@ from sklearn.utils import check_array
 from . import _orvik
 
 UNKNOWN = "?"
+# What cells of objects may be, beside None.
+_NUMBERS = (numbers.Real, decimal.Decimal)
+_CELLS = (str, bytes, bool, np.bool_, *_NUMBERS)
 _INT32 = np.iinfo(np.int32)
 _UINT32 = np.iinfo(np.uint32)
 
@@ -92,6 +96,25 @@ def native(values):
     return values if values.dtype.isnative else values.astype(values.dtype.newbyteorder("="))
 
 
+def file_name(path):
+    """The text of a path."""
+    try:
+        return os.fsdecode(path)
+    except TypeError:
+        raise TypeError(f"path must be a text or a path; got {path!r}") from None
+
+
+def number_or_none(name, value, least=0, most=None):
+    """An integer parameter that may be None, or ValueError."""
+    if value is None:
+        return None
+    if (not isinstance(value, numbers.Integral) or isinstance(value, bool) or value < least
+            or most is not None and value > most):
+        limit = f"of at least {least}" if most is None else f"from {least} to {most}"
+        raise ValueError(f"{name} must be None or an integer {limit}; got {value!r}")
+    return int(value)
+
+
 def _refuse_type(name, dtype):
     raise TypeError(f"X: column {name!r} has the dtype {dtype}: numbers, categories, texts and booleans "
                     "are read; turn dates into numbers or texts first")
@@ -138,13 +161,13 @@ def _object_column(name, cells):
     known = [not is_unknown(v) for v in values]
     kinds = {type(v) for v, k in zip(values, known) if k}
     for kind in kinds:
-        if not issubclass(kind, (str, bytes, numbers.Number, np.generic)):
-            if kind.__name__ in ("date", "datetime", "time", "timedelta", "Timestamp", "Timedelta"):
+        if not issubclass(kind, _CELLS):
+            if issubclass(kind, (numbers.Complex, np.generic)) or kind.__name__ in (
+                    "date", "datetime", "time", "timedelta", "Timestamp", "Timedelta"):
                 _refuse_type(name, kind.__name__)
             raise TypeError(f"X: column {name!r}: argument must be a string or a number, not "
                             f"{kind.__name__!r}")
-    if kinds and all(issubclass(k, (numbers.Real, np.integer, np.floating)) and not issubclass(k, (bool, np.bool_))
-                     for k in kinds):
+    if kinds and all(issubclass(k, _NUMBERS) and not issubclass(k, bool) for k in kinds):
         table = np.array([float(v) if k else np.nan for v, k in zip(values, known)])
         if all(issubclass(k, (numbers.Integral, np.integer)) for k in kinds):
             whole = np.array([int(v) if k else 0 for v, k in zip(values, known)])
@@ -212,6 +235,17 @@ def check_finite_array(X, **how):
     return check_array(X, dtype=None, force_all_finite="allow-nan", **how)
 
 
+def checked_array(X, estimator):
+    """As check_finite_array(), or what X may be."""
+    try:
+        return check_finite_array(X, estimator=estimator)
+    except ValueError as failure:
+        if "setting an array element" not in str(failure):
+            raise
+        raise ValueError("X must be a DataFrame, a two-dimensional array or a list of rows of equal "
+                         f"lengths; got a {type(X).__name__}: {failure}") from None
+
+
 def is_frame(X):
     return hasattr(X, "iloc") and hasattr(X, "dtypes") and hasattr(X, "columns")
 
@@ -234,12 +268,18 @@ def columns_of(X, estimator):
         n = len(found[0].values) if found else 0
     elif is_frame(X):
         if X.columns.nlevels > 1:
-            raise ValueError("X: columns of several levels")
+            raise ValueError(f"X: columns must have names of one level, not of {X.columns.nlevels}: "
+                             "columns.to_flat_index() makes one of them")
         found = [_series_column(str(name), X.iloc[:, j]) for j, name in enumerate(X.columns)]
         n = len(X)
     else:
-        X = check_finite_array(X, estimator=estimator)
-        return [array_column(f"x{j}", X[:, j]) for j in range(X.shape[1])], X.shape[0]
+        masked = np.ma.getmask(X)
+        X = checked_array(X, estimator)
+        found = [array_column(f"x{j}", X[:, j]) for j in range(X.shape[1])]
+        if masked is not np.ma.nomask:
+            for j, column in enumerate(found):
+                column.unknown = masked[:, j] | (False if column.unknown is None else column.unknown)
+        return found, X.shape[0]
     if not found:
         raise ValueError(f"0 feature(s) (shape=({n}, 0)) while a minimum of 1 is required.")
     if n == 0:
@@ -346,6 +386,8 @@ class Table:
 
     def __getitem__(self, name):
         """The values of a column as an array: numbers, or texts with None for unknown ones."""
+        if name not in self.names:
+            raise KeyError(f"the table has no column {name!r}; it has {', '.join(map(repr, self.names))}")
         column = self._column(self.names.index(name))
         if column.texts is None:
             return column.values
@@ -370,7 +412,7 @@ class Table:
 
     def save(self, path):
         """Writes the binary form of tables, which ``orvcmd -bd`` and :func:`load_table` read."""
-        self._table.save(str(path))
+        self._table.save(file_name(path))
 
 
 def load_table(path, data=None, *, separator=",", unknown=UNKNOWN, rescale=True, own_unknown=False,
@@ -406,7 +448,12 @@ def load_table(path, data=None, *, separator=",", unknown=UNKNOWN, rescale=True,
     >>> table.shape, table.roles[-1]
     ((14, 4), 'class')
     """
-    path = str(path)
+    path = file_name(path)
+    if not isinstance(separator, str) or len(separator.encode()) != 1:
+        raise ValueError(f"separator must be one character of ASCII; got {separator!r}")
+    if not isinstance(unknown, str):
+        raise ValueError(f"unknown must be a text; got {unknown!r}")
+    data = None if data is None else file_name(data)
     if data is None and path.endswith(".names"):
         data = path[:-len(".names")] + ".data"
     for file in (path, data):
@@ -416,8 +463,8 @@ def load_table(path, data=None, *, separator=",", unknown=UNKNOWN, rescale=True,
     if data is None:
         return Table(_orvik.Table.read(path, workers))
     name = path.rsplit("/", 1)[-1].rsplit(".", 1)[0]
-    return Table(_orvik.Table.load(name, path, str(data), separator, unknown, rescale,
-                                   own_unknown, workers))
+    return Table(_orvik.Table.load(name, path, data, separator, unknown, bool(rescale),
+                                   bool(own_unknown), workers))
 
 
 def n_workers(n_jobs):

@@ -60,6 +60,14 @@ _DRAWS = {
 }
 
 
+def check_parameters(estimator):
+    """ValueError for a wrong one, with its name; scikit-learn gives none of integers past 64 bits."""
+    for name, value in estimator.get_params(deep=False).items():
+        if isinstance(value, numbers.Integral) and abs(value) >= 2**63:
+            raise ValueError(f"{name} must be below 2**63; got {value!r}")
+    estimator._validate_params()
+
+
 def seed_of(random_state):
     """An integer is the seed itself, the programs' ``-seed``."""
     if isinstance(random_state, numbers.Integral):
@@ -119,6 +127,9 @@ def class_weights_of(class_weight, classes, codes):
     if not isinstance(class_weight, dict):
         return []
     weights = np.ones(max(codes, default=0) + 1)
+    for name, weight in class_weight.items():
+        if not isinstance(weight, numbers.Real):
+            raise ValueError(f"class_weight must have numbers; got {weight!r} for {name!r}")
     weights[codes] = compute_class_weight(class_weight, classes=classes, y=classes)
     if not (np.isfinite(weights).all() and (weights > 0).all()):
         raise ValueError("class_weight must have finite weights above 0")
@@ -175,11 +186,11 @@ def checked_classes(y, n):
     if len(y) != n:
         raise ValueError(f"Found input variables with inconsistent numbers of samples: [{n}, {len(y)}]")
     if y.dtype.kind == "f" and not np.isfinite(y).all():
-        raise ValueError("Input y contains NaN or infinity")
+        raise ValueError("Input y contains NaN or infinity: leave out the rows without a class")
     if y.dtype.kind == "O" and len(y) and all(issubclass(kind, str) for kind in set(map(type, y))):
         return y
     if y.dtype.kind == "O" and any(_data.is_unknown(v) for v in y):
-        raise ValueError("Input y contains NaN or None")
+        raise ValueError("Input y contains NaN or None: leave out the rows without a class")
     if y.dtype.kind == "O" and not any(isinstance(v, (str, bytes)) for v in y):
         y = np.array(y.tolist())  # of nullable numbers and booleans
     elif y.dtype.kind == "O" and not all(isinstance(v, str) for v in y):
@@ -223,7 +234,8 @@ def check_names(estimator, X, columns, reset):
         if reset:
             estimator.feature_names_in_ = names
         elif list(getattr(estimator, "feature_names_in_", names)) != list(names):
-            raise ValueError("The feature names should match those that were passed during fit.")
+            raise ValueError("The feature names should match those that were passed during fit: "
+                             f"{list(estimator.feature_names_in_)}; X has {list(names)}")
     elif hasattr(estimator, "_check_feature_names"):
         estimator._check_feature_names(X, reset=reset)
     else:
@@ -337,7 +349,7 @@ class _Learner(ClassifierMixin, BaseEstimator):
         -------
         self
         """
-        self._validate_params()
+        check_parameters(self)
         table, classes = training_table(self, X, y, sample_weight)
         settings = settings_of(self, table, classes, isinstance(X, Table), **self._ensemble_settings())
         with progress_of(self, settings["n_trees"]) as progress:
@@ -606,9 +618,8 @@ class _Learner(ClassifierMixin, BaseEstimator):
     def tree(self, i=0):
         """Tree i as arrays."""
         check_is_fitted(self, "model_")
-        if not 0 <= i < self.model_.n_trees:
-            raise ValueError(f"i must be from 0 to {self.model_.n_trees - 1}; got {i!r}")
-        return Tree(self.model_.tree(i), self._class_places)
+        number = _data.number_or_none("i", i, 0, self.model_.n_trees - 1)
+        return Tree(self.model_.tree(number or 0), self._class_places)
 
     @property
     def tree_(self):
@@ -623,12 +634,12 @@ class _Learner(ClassifierMixin, BaseEstimator):
 
     def _form(self, name, tree=None, depth=None, relation="cases"):
         check_is_fitted(self, "model_")
-        if tree is not None and not 0 <= tree < self.model_.n_trees:
-            raise ValueError(f"tree must be None or from 0 to {self.model_.n_trees - 1}; got {tree!r}")
+        tree = _data.number_or_none("tree", tree, 0, self.model_.n_trees - 1)
+        depth = _data.number_or_none("depth", depth)
         if tree is None and self.model_.n_trees == 1:
             tree = 0
-        return self.model_.form(name, _orvik.whole_model if tree is None else int(tree),
-                                -1 if depth is None else int(depth), relation).decode(errors="replace")
+        return self.model_.form(name, _orvik.whole_model if tree is None else tree,
+                                -1 if depth is None else depth, relation).decode(errors="replace")
 
     def to_text(self):
         """The trees as indented text (``-t``)."""
@@ -664,6 +675,8 @@ class _Learner(ClassifierMixin, BaseEstimator):
 
     def to_sql(self, table="cases", tree=None):
         """An SQL query that predicts the rows of `table`."""
+        if not isinstance(table, str) or not table:
+            raise ValueError(f"table must be the name of a table; got {table!r}")
         return self._form("sql", tree, relation=table)
 
     def rules(self, form="text", tree=None):
@@ -679,12 +692,13 @@ class _Learner(ClassifierMixin, BaseEstimator):
         -------
         matplotlib Axes
         """
+        depth = _data.number_or_none("depth", depth)
         return plot(self.tree(tree), [str(c) for c in self.classes_], depth, ax)
 
     def save(self, path):
         """Write the model as ``orvcmd -tb`` and ``orvik train -o`` do: they read it too."""
         check_is_fitted(self, "model_")
-        self.model_.save(str(path))
+        self.model_.save(_data.file_name(path))
 
     def _repr_html_inner(self):
         html = super()._repr_html_inner()
@@ -1015,8 +1029,9 @@ def load_model(path, *, n_jobs=None):
     TreeClassifier, BaggingClassifier or BoostClassifier
         Fitted; but for `n_jobs` its parameters are the defaults, as the file does not have all.
     """
+    path = _data.file_name(path)
     open(path, "rb").close()  # OSError, if need be
-    model = _orvik.Model.read(str(path), _data.n_workers(n_jobs))
+    model = _orvik.Model.read(path, _data.n_workers(n_jobs))
     kind = BoostClassifier if model.is_boosted else BaggingClassifier if model.is_ensemble else TreeClassifier
     made = kind(n_jobs=n_jobs)
     made.model_ = model

@@ -9,7 +9,7 @@ from sklearn.utils._param_validation import Interval, StrOptions
 from sklearn.utils.validation import check_is_fitted
 
 from . import _data, _orvik
-from ._estimators import _CONSTRAINTS, check_names, settings_of, training_table
+from ._estimators import _CONSTRAINTS, check_names, check_parameters, settings_of, training_table
 from ._progress import progress_of
 
 
@@ -88,7 +88,7 @@ class FeatureSearch(SelectorMixin, BaseEstimator):
 
     def fit(self, X, y=None, sample_weight=None):
         """Search; X, y and sample_weight as for :class:`TreeClassifier`."""
-        self._validate_params()
+        check_parameters(self)
         table, classes = training_table(self, X, y, sample_weight)
         settings = settings_of(self, table, classes, isinstance(X, _data.Table), method=self.method,
                                within=float(self.within), limit=float(self.limit or 0))

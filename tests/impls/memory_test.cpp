@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -185,6 +186,81 @@ TEST(rows_in_memory, are_predicted_as_by_their_codes) {
     EXPECT_EQ(later, found);
   }
   EXPECT_NE(error_of([] { delete dtree::from_bytes("\1model"); }), "");
+}
+
+/// The unpruned tree of golf, of so many levels, asked about one row n times.
+struct one_row {
+  explicit one_row(unsigned long depth) {
+    m.set_pruning_strategy(model::NO_PRUNING);
+    m.set_max_depth(depth);
+    m.build(golf.golf.get(), nullptr);
+    for (const column_cells& c : golf.columns()) cells.push_back(c.cells);
+    cells.pop_back();
+    for (cell_array& c : cells) c.step = 0;  // that of the first, a sunny day
+  }
+  void ask() {
+    unseen.clear();
+    shares.assign(3 * k_rows, 9);
+    orvik::cell_predictor(m).predict(cells, k_rows, shares.data(), &unseen);
+  }
+
+  static constexpr unsigned long k_rows = 1200;
+  golf_arrays golf;
+  dtree m{"m"};
+  std::vector<cell_array> cells;
+  std::vector<double> shares;
+  dtree::unseen_values unseen;
+};
+
+TEST(rows_in_memory, go_by_numbers_of_every_type_to_either_side_of_a_cut) {
+  constexpr double low = -1e300, high = 1e300, half = 75.5, at = 75, below = 74.5;
+  constexpr float single = 75.25F;
+  constexpr long double extended = 75.1L;
+  constexpr std::int64_t least = INT64_MIN, most = INT64_MAX;
+  constexpr std::uint64_t unsigned_most = UINT64_MAX;
+  constexpr std::int8_t narrow = 75;
+  struct sample {
+    cell_array humidity;
+    bool plays;  // where it is sunny and the humidity at most 75
+  };
+  one_row row(9);
+  for (const auto& [humidity, plays] : {sample{{cell_array::DOUBLE, &low}, true},
+                                        {{cell_array::DOUBLE, &below}, true},
+                                        {{cell_array::DOUBLE, &at}, true},
+                                        {{cell_array::DOUBLE, &half}, false},
+                                        {{cell_array::DOUBLE, &high}, false},
+                                        {{cell_array::FLOAT, &single}, false},
+                                        {{cell_array::LONG_DOUBLE, &extended}, false},
+                                        {{cell_array::INT64, &least}, true},
+                                        {{cell_array::INT64, &most}, false},
+                                        {{cell_array::UINT64, &unsigned_most}, false},
+                                        {{cell_array::INT8, &narrow}, true}}) {
+    row.cells[2] = humidity;
+    row.ask();
+    for (std::size_t i = 0; i < row.shares.size(); i += 3) {
+      ASSERT_EQ(row.shares[i + 2], plays ? 1 : 0) << humidity.of << " " << i / 3;
+    }
+  }
+}
+
+TEST(rows_in_memory, are_looked_at_where_no_test_asks) {
+  constexpr double infinity = HUGE_VAL;
+  constexpr long maybe = 2;
+  one_row row(1);  // outlook alone
+  row.ask();
+  const std::vector<double> expected = row.shares;
+  row.cells[1] = {};
+  row.cells[3].first = &maybe;
+  row.ask();
+  EXPECT_EQ(row.shares, expected);
+  EXPECT_EQ(row.unseen, (dtree::unseen_values{{"windy", one_row::k_rows}}));
+  row.cells[2].first = &infinity;
+  EXPECT_EQ(error_of([&] { row.ask(); }), "column humidity: an infinite number (row 1)");
+  const unsigned char marked = 1;
+  row.cells[2].unknown = &marked;
+  row.cells[2].unknown_step = 0;
+  row.ask();
+  EXPECT_EQ(row.shares, expected);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 """What scikit-learn asks of estimators, and what they are given."""
 import warnings
+from decimal import Decimal
 
 import numpy as np
 import pandas as pd
@@ -42,7 +43,8 @@ def memory_map(X, folder):
     lambda X, _: np.asfortranarray(X), lambda X, _: np.repeat(X, 2, axis=0)[::2], lambda X, _: X.astype(">f8"),
     lambda X, _: np.ascontiguousarray(X[::-1, ::-1])[::-1, ::-1], lambda X, _: X.tolist(), memory_map,
     lambda X, _: pd.DataFrame(X), lambda X, _: X.astype(np.longdouble), lambda X, _: X.astype(object),
-], ids=["fortran", "strided", "big-endian", "negative", "list", "mapped", "frame", "long", "objects"])
+    lambda X, _: pd.DataFrame(np.vectorize(Decimal, otypes=[object])(X)),
+], ids=["fortran", "strided", "big-endian", "negative", "list", "mapped", "frame", "long", "objects", "decimals"])
 def test_numbers_mean_the_same_wherever_they_lie(form, tmp_path):
     def tests_of(X):
         model = orvik.TreeClassifier(pruning="none", min_weight=1).fit(X, CLASSES)
@@ -155,13 +157,16 @@ def test_the_class_is_the_first_of_the_largest_shares_also_of_one_class():
     (pd.DataFrame({"p": pd.period_range("2020", periods=2)}), [0, 1], TypeError, "'p'"),
     (pd.DataFrame({"a": [[1], [2]]}), [0, 1], TypeError, "argument must be a string or a number"),
     (pd.DataFrame({"a": [1j, 2j]}), [0, 1], TypeError, "'a'.*complex"),
+    (pd.DataFrame({"a": [1j, 2j]}, dtype=object), [0, 1], TypeError, "'a'.*complex"),
+    (pd.DataFrame({"a": pd.Series([np.datetime64("2020")], dtype=object)}), [0], TypeError, "'a'.*date"),
+    ([[1], [2, 3]], [0, 1], ValueError, "X must be a DataFrame.*list"),
     (pd.DataFrame(index=[1, 2]), [0, 1], ValueError, "0 feature"),
     (pd.DataFrame({"a": []}), [], ValueError, "0 sample"),
     ([[1], [2]], [0, 1, 2], ValueError, "inconsistent"),
     ([[1], [2]], None, ValueError, "requires y"),
     ([[1], [2]], [None, "a"], ValueError, "y contains"),
     ([[1], [2]], pd.Series([1, "a"]), TypeError, "y must be of one kind"),
-    (pd.DataFrame({("a", "b"): [1, 2]}), [0, 1], ValueError, "several levels"),
+    (pd.DataFrame({("a", "b"): [1, 2]}), [0, 1], ValueError, "names of one level, not of 2"),
     ([[1], [2]], [0.5, 1.7], ValueError, "Unknown label type"),
 ])
 def test_what_is_no_table_is_refused(X, y, error, text):
@@ -194,12 +199,32 @@ def test_classes_of_every_dtype_come_back(kind):
     (orvik.TreeClassifier, {"class_weight": {0: 0, 1: 1}}), (orvik.TreeClassifier, {"laplace": "a lot"}),
     (orvik.ForestClassifier, {"n_estimators": 0}), (orvik.ForestClassifier, {"max_samples": 2}),
     (orvik.BoostClassifier, {"voting": "loud"}), (orvik.FeatureSearch, {"method": "guess"}),
+    (orvik.TreeClassifier, {"max_depth": 10**30}), (orvik.FeatureSearch, {"min_weight": 10**400}),
+    (orvik.TreeClassifier, {"class_weight": {0: "a", 1: 1}}),
 ])
 def test_wrong_parameters_are_named(estimator, wrong):
     name = next(iter(wrong))
     expected = "[Ss]eed|random_state" if name == "random_state" else name
     with pytest.raises((ValueError, TypeError), match=expected):
         estimator(**wrong).fit(NUMBERS, CLASSES)
+
+
+def test_wrong_arguments_are_named(golf):
+    tree, table = orvik.TreeClassifier().fit(NUMBERS, CLASSES), orvik.load_table(golf)
+    for name, ask in (("i must", lambda: tree.tree("a")), ("i must", lambda: tree.tree(0.5)), ("tree must", lambda: tree.to_svg(tree="x")),
+                      ("depth must", lambda: tree.to_svg(depth=-1)), ("depth must", lambda: tree.plot(depth="x")),
+                      ("table must", lambda: tree.to_sql("")), ("path must", lambda: tree.save(None)),
+                      ("path must", lambda: orvik.load_model(3)), ("no column 'x'.*'windy'", lambda: table["x"]),
+                      ("names should match.*'windy'", lambda: orvik.TreeClassifier().fit(pd.DataFrame({"a": [1]}), [1]).predict(table)),
+                      ("separator must", lambda: orvik.load_table(golf, separator=None))):
+        with pytest.raises((ValueError, TypeError, KeyError), match=name):
+            ask()
+
+
+def test_masked_cells_are_unknown():
+    hidden = np.random.RandomState(1).rand(*NUMBERS.shape) < 0.2
+    masked = orvik.TreeClassifier().fit(np.ma.masked_array(NUMBERS, hidden), CLASSES)
+    assert masked.to_json() == orvik.TreeClassifier().fit(np.where(hidden, np.nan, NUMBERS), CLASSES).to_json()
 
 
 def test_arrow_data_are_read_where_they_lie():

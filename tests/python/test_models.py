@@ -6,6 +6,7 @@ import json
 import multiprocessing
 import os
 import pickle
+import signal
 import subprocess
 import sys
 import threading
@@ -226,6 +227,7 @@ def large(n=400_000):
 
 
 def test_interrupts_end_what_takes_long_and_others_run_meanwhile():
+    signal.signal(signal.SIGINT, signal.default_int_handler)  # which a shell's background jobs do without
     X, y = large(100_000)
     slow = orvik.ForestClassifier(n_estimators=10_000)
     grown = orvik.ForestClassifier(n_estimators=60, min_weight=9).fit(X[:5000], y[:5000])

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <numeric>
 #include <optional>
 
 #include "zel/util/run_context.h"
@@ -43,6 +44,16 @@ batch_predictor::batch_predictor(const table& t, const std::vector<voter>& trees
   for (unsigned long a = 0; a < n_attributes_; ++a) {
     if (tested[a]) asked_.push_back(a);
   }
+  places_ = asked_;
+}
+
+void batch_predictor::take_asked_alone() {
+  std::iota(places_.begin(), places_.end(), 0UL);
+  std::vector<std::uint32_t> place_of(n_attributes_);
+  for (const unsigned long place : places_) {
+    place_of[asked_[place]] = static_cast<std::uint32_t>(place);
+  }
+  for (flat_tree& tree : trees_) tree.renumber(place_of);
 }
 
 std::vector<std::vector<code_t>> batch_predictor::limits() const {
@@ -61,8 +72,8 @@ batch_predictor::sorted_cases batch_predictor::sort(const case_block& cases, std
   sorted_cases sorted;
   for (std::uint32_t i = 0; i < n; ++i) {
     const std::uint32_t* const codes = cases.codes.data() + i * cases.n_attributes;
-    const auto lacks = [codes](unsigned long a) { return codes[a] == k_unknown; };
-    const bool complete = trees_.size() > k_few && std::ranges::none_of(asked_, lacks);
+    const auto lacks = [codes](unsigned long place) { return codes[place] == k_unknown; };
+    const bool complete = trees_.size() > k_few && std::ranges::none_of(places_, lacks);
     (complete ? sorted.complete : sorted.others).push_back(i);
   }
   return sorted;
@@ -114,7 +125,9 @@ void batch_predictor::add_probabilities(const case_block& cases, std::size_t n,
   std::ranges::fill(shares, 0.0);
   const sorted_cases sorted = sort(cases, n);
   for (const flat_tree& tree : trees_) tree.add_probabilities(cases, sorted.numbers(), shares);
-  for (double& share : shares) share /= all_votes_;
+  if (all_votes_ != 1) {
+    for (double& share : shares) share /= all_votes_;
+  }
   for (std::size_t i = 0; i < n; ++i) {
     decides_.adjust(shares.subspan(i * n_class_codes_, n_class_codes_));
   }

@@ -54,6 +54,11 @@ class batch_predictor {
   /// By attribute, ascending: the codes that tests compare with. Codes between two of them need
   /// not be told apart.
   std::vector<std::vector<code_t>> limits() const;
+  /// The attributes that any tree asks for, ascending.
+  const std::vector<unsigned long>& attributes() const { return asked_; }
+  /// From now on cases have the codes of attributes() alone, in that order: limits() and
+  /// predict_rows() are not for that.
+  void take_asked_alone();
   std::size_t n_class_codes() const { return n_class_codes_; }
   std::size_t n_trees() const { return trees_.size(); }
 
@@ -94,7 +99,8 @@ class batch_predictor {
   unsigned long n_class_codes_;
   unsigned long n_attributes_;
   decision decides_;
-  std::vector<unsigned long> asked_;  // attributes, by any tree
+  std::vector<unsigned long> asked_;   // attributes, by any tree
+  std::vector<unsigned long> places_;  // where a case has the codes of these
   answer how_;
   std::vector<flat_tree> trees_;
   std::vector<vote_t> votes_;  // by tree

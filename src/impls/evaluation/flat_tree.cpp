@@ -295,6 +295,10 @@ void flat_tree::note_attributes(std::vector<bool>& asked) const {
   for (const test& t : tests_) asked[t.attribute] = true;
 }
 
+void flat_tree::renumber(std::span<const std::uint32_t> places) {
+  for (test& t : tests_) t.attribute = places[t.attribute];
+}
+
 template <bool IsComplete>
 void flat_tree::descend(group& cases, std::size_t n) const {
   struct traveller {

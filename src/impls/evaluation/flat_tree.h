@@ -53,6 +53,8 @@ class flat_tree {
 
   /// Notes the attributes that tests ask for.
   void note_attributes(std::vector<bool>& asked) const;
+  /// From now on cases have the code of attribute a at places[a].
+  void renumber(std::span<const std::uint32_t> places);
 
   /// Calls take(i, prediction, depth), what decision_tree::predict_class gives for a weight of 1,
   /// for the cases `which` of the block.

@@ -56,28 +56,45 @@ class cell_predictor::coder {
   unsigned long code(unsigned long first, unsigned long n, std::uint32_t* codes,
                      std::size_t stride) const {
     if (limits_ != nullptr) {
-      place(first, n, codes, stride);
+      named([&] { limits_->place_cells(cells_, first, n, codes, stride); });
       return 0;
     }
-    unsigned long unseen = 0;
-    for (unsigned long i = 0; i < n; ++i) codes[i * stride] = unknown_;
-    if (is_void()) return 0;
-    visit_cells(cells_, [&](const auto& reader) {
-      for (unsigned long i = first; i < first + n; ++i, codes += stride) {
-        const std::uint32_t code = is_marked_unknown(cells_, i) ? unknown_ : code_of(reader[i]);
-        unseen += code == k_unseen ? 1 : 0;
-        *codes = code == k_unseen ? unknown_ : code;
-      }
+    if (is_void()) {
+      for (unsigned long i = 0; i < n; ++i) codes[i * stride] = unknown_;
+      return 0;
+    }
+    return look_up(first, n, [&](std::uint32_t code) {
+      *codes = code;
+      codes += stride;
     });
-    return unseen;
+  }
+  /// The same, and throws alike, where nobody asks for the codes.
+  unsigned long look(unsigned long first, unsigned long n) const {
+    if (limits_ == nullptr) return is_void() ? 0 : look_up(first, n, [](std::uint32_t) {});
+    named([&] { require_finite(cells_, first, n); });
+    return 0;
   }
 
  private:
   bool is_void() const { return cells_.of == cell_array::NONE || column_.type() == column::IGNORE; }
 
-  void place(unsigned long first, unsigned long n, std::uint32_t* codes, std::size_t stride) const {
+  template <class Take>
+  unsigned long look_up(unsigned long first, unsigned long n, const Take& take) const {
+    unsigned long unseen = 0;
+    visit_cells(cells_, [&](const auto& reader) {
+      for (unsigned long i = first; i < first + n; ++i) {
+        const std::uint32_t code = is_marked_unknown(cells_, i) ? unknown_ : code_of(reader[i]);
+        unseen += code == k_unseen ? 1 : 0;
+        take(code == k_unseen ? unknown_ : code);
+      }
+    });
+    return unseen;
+  }
+
+  template <class Work>
+  void named(const Work& work) const {
     try {
-      limits_->place_cells(cells_, first, n, codes, stride);
+      work();
     } catch (const std::runtime_error& failure) {
       fail(failure.what());
     }
@@ -129,18 +146,26 @@ cell_predictor::cell_predictor(const dtree& model)
     if (c.type() != column::CONTINUOUS || !c.values()->is_numeric()) continue;
     limits_[a] = c.values()->limits_at(codes[a]);
   }
+  predictor_.take_asked_alone();
 }
 
 cell_predictor::~cell_predictor() = default;
+
+/// A few trees stay in the cache anyway, and the codes of so many cases with them.
+unsigned long cell_predictor::at_once(unsigned long n, const zel::util::run_context& run) const {
+  constexpr unsigned long k_few_trees = 4, k_codes = 1UL << 15, k_least = 512;
+  const unsigned long most = cases_at_once(n, table_.n_class_codes(), run);
+  if (predictor_.n_trees() > k_few_trees) return most;
+  return std::min(most, std::max(k_least, k_codes / (predictor_.attributes().size() + 1)));
+}
 
 /// Calls predict_block(first, size) for blocks of all n cases, on the workers.
 template <class PredictBlock>
 void cell_predictor::for_each_block(unsigned long n, const zel::util::run_context& run,
                                     const PredictBlock& predict_block) const {
-  const unsigned long at_once = cases_at_once(n, table_.n_class_codes(), run);
-  const unsigned long blocks = (n + at_once - 1) / at_once;
+  const unsigned long some = at_once(n, run), blocks = (n + some - 1) / some;
   const auto predict_one = [&](unsigned long b) {
-    predict_block(b * at_once, std::min(at_once, n - b * at_once));
+    predict_block(b * some, std::min(some, n - b * some));
   };
   if (blocks < 2) {
     for (unsigned long b = 0; b < blocks; ++b) predict_one(b);
@@ -155,13 +180,17 @@ void cell_predictor::predict_codes(std::span<const code_t> codes, std::span<outc
   const unsigned long width = table_.n_attributes();
   const unsigned long kept = shares.empty() ? 0 : table_.n_class_codes();
   const unsigned long kept_plain = plain.empty() ? 0 : kept;
+  const std::vector<unsigned long>& asked = predictor_.attributes();
   for_each_block(outcomes.size(), run(), [&](unsigned long first, unsigned long size) {
-    thread_local std::vector<std::uint32_t> narrow;
-    narrow.resize(size * width);
-    std::ranges::transform(
-        codes.subspan(first * width, size * width), narrow.begin(),
-        [](code_t c) { return static_cast<std::uint32_t>(std::min<code_t>(c, UINT32_MAX)); });
-    predictor_.predict({narrow, width}, outcomes.subspan(first, size),
+    std::vector<std::uint32_t> narrow;
+    narrow.reserve(size * asked.size());
+    for (unsigned long i = first; i < first + size; ++i) {
+      for (const unsigned long a : asked) {
+        narrow.push_back(
+            static_cast<std::uint32_t>(std::min<code_t>(codes[i * width + a], UINT32_MAX)));
+      }
+    }
+    predictor_.predict({narrow, asked.size()}, outcomes.subspan(first, size),
                        shares.subspan(first * kept, size * kept),
                        plain.subspan(first * kept_plain, size * kept_plain));
   });
@@ -185,19 +214,22 @@ void cell_predictor::predict(std::span<const cell_array> attributes, unsigned lo
   for (unsigned long a = 0; a < attributes.size(); ++a) {
     coders.emplace_back(table_.column_of(a), limits_[a].get(), attributes[a]);
   }
-  const unsigned long width = coders.size(), k = table_.n_class_codes();
-  std::vector<std::atomic<unsigned long>> n_unseen(width);
+  const unsigned long k = table_.n_class_codes();
+  const std::vector<unsigned long>& asked = predictor_.attributes();
+  std::vector<std::atomic<unsigned long>> n_unseen(coders.size());
   for_each_block(n, run, [&](unsigned long first, unsigned long size) {
-    thread_local std::vector<std::uint32_t> codes;
-    codes.resize(size * width);
-    for (unsigned long a = 0; a < width; ++a) {
-      const unsigned long some = coders[a].code(first, size, codes.data() + a, width);
+    std::vector<std::uint32_t> codes(size * asked.size());
+    for (unsigned long a = 0, place = 0; a < coders.size(); ++a) {
+      const bool is_asked = place < asked.size() && asked[place] == a;
+      const unsigned long some =
+          is_asked ? coders[a].code(first, size, codes.data() + place++, asked.size())
+                   : coders[a].look(first, size);
       if (some > 0) n_unseen[a] += some;
     }
-    predictor_.judge({codes, width}, {shares + first * k, size * k}, run);
+    predictor_.judge({codes, asked.size()}, {shares + first * k, size * k}, run);
   });
   if (unseen == nullptr) return;
-  for (unsigned long a = 0; a < width; ++a) {
+  for (unsigned long a = 0; a < coders.size(); ++a) {
     if (n_unseen[a] > 0) unseen->emplace_back(coders[a].name(), n_unseen[a].load());
   }
 }

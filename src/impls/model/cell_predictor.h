@@ -43,6 +43,7 @@ class cell_predictor {
  private:
   class coder;
 
+  unsigned long at_once(unsigned long n, const zel::util::run_context& run) const;
   template <class PredictBlock>
   void for_each_block(unsigned long n, const zel::util::run_context& run,
                       const PredictBlock& predict_block) const;

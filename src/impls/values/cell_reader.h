@@ -5,7 +5,10 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <stdexcept>
+#include <string>
 #include <type_traits>
+#include <utility>
 
 #include "orvik/cells.h"
 
@@ -77,19 +80,36 @@ bool is_infinite(S value) {
 }
 
 /// The least number of an integer type T that is not below the value, or its largest; of a floating
-/// type the nearest one.
+/// type the nearest one. Integer types have 32 bits.
 template <class T, class S>
 T number_not_below(S value) {
+  using limits = std::numeric_limits<T>;
   if constexpr (std::is_floating_point_v<T>) {
     return static_cast<T>(value) + T{0};  // -0 is 0
+  } else if constexpr (std::is_integral_v<S>) {
+    if (std::cmp_less(value, limits::lowest())) return limits::lowest();
+    return std::cmp_greater(value, limits::max()) ? limits::max() : static_cast<T>(value);
   } else {
-    using limits = std::numeric_limits<T>;
-    long double wide = static_cast<long double>(value);  // holds 64 bits
-    if constexpr (std::is_floating_point_v<S>) wide = std::ceil(wide);
-    if (wide <= static_cast<long double>(limits::lowest())) return limits::lowest();
-    if (wide >= static_cast<long double>(limits::max())) return limits::max();
-    return static_cast<T>(wide);
+    if (value <= static_cast<S>(limits::lowest())) return limits::lowest();
+    if (value >= static_cast<S>(limits::max())) return limits::max();
+    const auto whole = static_cast<std::int64_t>(value);  // towards 0
+    return static_cast<T>(whole + (static_cast<S>(whole) < value ? 1 : 0));
   }
+}
+
+[[noreturn]] inline void fail_infinite(unsigned long row) {
+  throw std::runtime_error("an infinite number (row " + std::to_string(row + 1) + ")");
+}
+
+/// Throws std::runtime_error, with its row, where one of n cells from `first` on is infinite.
+inline void require_finite(const cell_array& cells, unsigned long first, unsigned long n) {
+  visit_cells(cells, [&]<class S>(const cell_reader<S>& reader) {
+    if constexpr (std::is_floating_point_v<S>) {
+      for (unsigned long i = first; i < first + n; ++i) {
+        if (is_infinite(reader[i]) && !is_marked_unknown(cells, i)) fail_infinite(i);
+      }
+    }
+  });
 }
 
 }  // namespace orvik::impls
