@@ -32,6 +32,7 @@ double decision_tree::preprune(double bound, const pricing& price) {
     const double subtree_error = tree.errors_of_children();
     if (leaf_error <= bound && pruning::is_prepruned(leaf_error, subtree_error)) {
       tree.collapse();
+      node.set_estimated_error(leaf_error);
     } else {
       node.set_estimated_error(subtree_error);
     }
