@@ -134,7 +134,7 @@ def main():
             for name, command in others_here:
                 at = [os.path.join(folder, "0"), str(kept), str(how.trees), str(how.repeats)]
                 told = subprocess.run(command + at, check=True, capture_output=True, text=True).stdout
-                print(f"{os.path.basename(stem)} {name}, predict alone: {float(told):.3f}", flush=True)
+                print(f"{os.path.basename(stem)} {name}, predict alone: {float(told.split()[-1]):.3f}", flush=True)
 
 
 if __name__ == "__main__":
