@@ -5,7 +5,8 @@ Usage: predicting.py ORVCMD STEM... [options], where STEM.names and STEM.data (o
 table. One model of each kind is grown on all rows and scores them, then the same rows with 1, 5 and
 20 % of the cells unknown, at random; the runs take turns. Figures are the least seconds of the
 processor by one worker: of the whole run, and without reading the model, which is the run on one
-row. Where scikit-learn is installed its forest predicts the numbers of the same rows in memory.
+row. Forests of scikit-learn and ranger and trees of XGBoost, where these are installed, predict the
+numbers of the same rows in memory; an unknown cell is the number -1 there.
 """
 import argparse
 import gzip
@@ -18,18 +19,33 @@ import tempfile
 
 KINDS = {"single": [], "-rf": ["-rf", "TREES"], "-bo": ["-bo", "TREES"], "-fo": ["-fo", "TREES"]}
 SHARES = (1, 5, 20)  # of the cells unknown, in percent
-FOREST = """
+PEER = """
 import sys, time, pandas
-from sklearn.ensemble import RandomForestClassifier
-data = pandas.read_csv(sys.argv[1], header=None, na_values="?", skipinitialspace=True)
-y = data.pop(int(sys.argv[2])).astype(str)
+name, file, column, trees, repeats = sys.argv[1], sys.argv[2], *map(int, sys.argv[3:])
+data = pandas.read_csv(file, header=None, na_values="?", skipinitialspace=True)
+y = data.pop(column).astype("category").cat.codes
 X = data.apply(lambda c: c if c.dtype.kind in "if" else c.astype("category").cat.codes).fillna(-1).values.astype("float32")
-forest = RandomForestClassifier(int(sys.argv[3]), random_state=1).fit(X, y)
+if name == "XGBoost":
+    from xgboost import XGBClassifier
+    model = XGBClassifier(n_estimators=trees, tree_method="hist", n_jobs=1, verbosity=0).fit(X, y)
+else:
+    from sklearn.ensemble import RandomForestClassifier
+    model = RandomForestClassifier(trees, random_state=1).fit(X, y)
 def once():
     start = time.process_time()
-    forest.predict(X)
+    model.predict(X)
     return time.process_time() - start
-print(min(once() for _ in range(int(sys.argv[4]))))
+print(min(once() for _ in range(repeats)))
+"""
+RANGER = """
+args <- commandArgs(TRUE)
+data <- read.csv(args[1], header = FALSE, na.strings = "?", strip.white = TRUE, stringsAsFactors = TRUE)
+y <- as.integer(args[2]) + 1
+x <- as.data.frame(lapply(data[-y], as.numeric))
+x[is.na(x)] <- -1
+forest <- ranger::ranger(x = x, y = factor(data[[y]]), num.trees = as.integer(args[3]), num.threads = 1, seed = 1)
+once <- function(i) sum(system.time(predict(forest, x, num.threads = 1))[1:2])
+cat(min(sapply(seq_len(as.integer(args[4])), once)))
 """
 
 
@@ -78,9 +94,21 @@ def measure(orvcmd, stem, kind, how, folder):
     return [least["0"], *(least[name] - least["one"] for name in files[1:])]
 
 
-def has_sklearn(python):
-    found = os.path.exists(python) and subprocess.run([python, "-c", "import sklearn, pandas"], capture_output=True)
-    return found and found.returncode == 0
+def runs(command):
+    try:
+        return subprocess.run(command, capture_output=True).returncode == 0
+    except OSError:
+        return False
+
+
+def peers():
+    """Those that are installed: a name and the command that file, class column, trees and repeats follow."""
+    for name, module in (("scikit-learn", "sklearn"), ("XGBoost", "xgboost")):
+        has = [p for p in (sys.executable, "/usr/bin/python3") if runs([p, "-c", f"import {module}, pandas"])]
+        if has:
+            yield name, [has[0], "-c", PEER, name]
+    if runs(["Rscript", "-e", "library(ranger)"]):
+        yield "ranger", ["Rscript", "-e", RANGER]
 
 
 def main():
@@ -90,9 +118,7 @@ def main():
     parser.add_argument("--trees", type=int, default=100)
     parser.add_argument("--repeats", type=int, default=5)
     how = parser.parse_args()
-    python = next(filter(has_sklearn, (sys.executable, "/usr/bin/python3")), None)
-    if python is None:
-        print("without scikit-learn and pandas, which are not to be had")
+    others_here = list(peers())
     print("table, kind: whole run; without reading the model; times that with unknown cells, %", SHARES)
     for stem in how.stems:
         lines, kept = lines_of(stem), class_of(stem)
@@ -105,11 +131,10 @@ def main():
                 whole, plain, *others = measure(how.orvcmd, stem, kind, how, folder)
                 ratios = " ".join(f"{other / plain:.2f}" if plain > 0 else "-" for other in others)
                 print(f"{os.path.basename(stem)} {kind}: {whole:.3f}; {plain:.3f}; {ratios}", flush=True)
-            if python is None:
-                continue
-            peer = [python, "-c", FOREST, os.path.join(folder, "0"), str(kept), str(how.trees), str(how.repeats)]
-            told = subprocess.run(peer, check=True, capture_output=True, text=True).stdout.strip()
-            print(f"{os.path.basename(stem)} scikit-learn, predict alone: {told}", flush=True)
+            for name, command in others_here:
+                at = [os.path.join(folder, "0"), str(kept), str(how.trees), str(how.repeats)]
+                told = subprocess.run(command + at, check=True, capture_output=True, text=True).stdout
+                print(f"{os.path.basename(stem)} {name}, predict alone: {float(told.split()[-1]):.3f}", flush=True)
 
 
 if __name__ == "__main__":

@@ -112,6 +112,13 @@ class options {
   bool metrics = false;       ///< the text report has figures by class and of the shares
   std::string metrics_file;   ///< the same as JSON
   std::string resume_file;    ///< keeps finished tasks
+  /// Whether an output has the matrix of the training rows: to predict them all by a forest takes a
+  /// good part of growing it.
+  bool shows_training_matrix() const {
+    return others_show_matrix || text_stdout || xml_stdout || !text_file.empty() ||
+           !xml_file.empty() || !tree_binary_output.empty();
+  }
+  bool others_show_matrix = false;  ///< other processes, which make it together with this one
   bool judges() const { return metrics || !metrics_file.empty(); }
   bool judges_tests() const { return judges() || sets.wanted(); }
   bool probabilities = false;  ///< scores show the share of every class

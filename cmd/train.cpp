@@ -195,7 +195,7 @@ training buildtree(const options& opt, table* t, _cv_errors& errors, std::ostrea
   grow(opt, t, cases, model, log, trace);
   prune(opt, t, *model, sets.held.get(), log);
   calibrate(opt, t, cases, *model, log);
-  model->set_training_cm(t, cases);
+  if (opt.shows_training_matrix()) model->set_training_cm(t, cases);
   log_unseen_error(opt, t, *model, split.holdout.get(), log);
   training result{std::move(model), std::move(split.holdout), {}, {}, {}, {}};
   if (opt.judges()) {

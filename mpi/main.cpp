@@ -46,6 +46,7 @@ bool can_be_read_by_all(const std::string& file) {
 /// What others than the first process do: the same, without an output. What is said in the log and
 /// in the report, and of rows, is found by all together, so they say it to nobody.
 void leave_out_outputs(options& opt) {
+  opt.others_show_matrix = opt.shows_training_matrix();
   opt.log_stdout = opt.log_stdout || !opt.log_file.empty();
   opt.text_stdout = opt.text_stdout || !opt.text_file.empty();
   opt.xml_stdout = opt.dot_stdout = false;

@@ -1,5 +1,7 @@
 // The text conversions, seeds and random numbers.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <random>
 #include <set>
@@ -82,6 +84,27 @@ TEST(seed_source, differs_for_every_purpose_and_index) {
     }
   }
   EXPECT_EQ(seeds.size(), drawn);
+}
+
+TEST(seed_source, without_a_run_seed_differs_each_time_and_after_a_fork) {
+  const seed_source source;
+  const auto seed = [&] { return source.at(draw::bootstrap, {1}); };
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  std::set<unsigned long> seeds = {seed()};
+  const pid_t child = fork();
+  if (child == 0) {
+    const unsigned long of_child = seed();
+    _exit(write(ends[1], &of_child, sizeof of_child) == sizeof of_child ? 0 : 1);
+  }
+  unsigned long of_child = 0;
+  EXPECT_EQ(read(ends[0], &of_child, sizeof of_child), ssize_t{sizeof of_child});
+  waitpid(child, nullptr, 0);
+  close(ends[0]), close(ends[1]);
+  for (int i = 0; i < 100; ++i) seeds.insert(seed());
+  EXPECT_EQ(seeds.size(), 101u);
+  EXPECT_LE(*seeds.rbegin(), UINT32_MAX);
+  EXPECT_FALSE(seeds.contains(of_child));
 }
 
 TEST(rand_gen, is_the_standard_engine_and_distribution) {

@@ -1,5 +1,8 @@
 #include "zel/util/seed.h"
 
+#include <unistd.h>
+
+#include <atomic>
 #include <cassert>
 #include <cstddef>
 #include <random>
@@ -23,7 +26,18 @@ unsigned long seed_of(unsigned long run, unsigned long kind, draw purpose,
   return seed;
 }
 
-unsigned long device_seed() { return std::random_device("default")(); }
+/// 32 bits of a sequence of this process that begins where the random device says: to ask it takes
+/// longer than to grow a stump. A process that is forked goes on with a sequence of its own.
+unsigned long device_seed() {
+  static const unsigned long first = [] {
+    std::random_device device("default");
+    const unsigned long high = device();
+    return high << 32 | device();
+  }();
+  static std::atomic<unsigned long> n_given{0};
+  const auto process = static_cast<unsigned long>(getpid());
+  return spread(first ^ spread(process) ^ ++n_given) >> 32;
+}
 
 }  // namespace
 

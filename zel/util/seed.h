@@ -1,6 +1,6 @@
 // Where random generators get their seeds.
 //
-// By default a seed is one 32-bit value of the system's random device, so no two runs draw alike.
+// By default seeds are a sequence that begins where the random device says: no two runs draw alike.
 // Once set, every seed is a function of the run seed, the purpose of the draw and numbers that do
 // not depend on the threads: the same run seed gives the same draws with any number of workers.
 #pragma once
@@ -32,7 +32,7 @@ class seed_source : private nocopy {
  public:
   /// Makes the draws from now on repeatable and numbers them from the start again.
   void set(unsigned long run_seed);
-  /// Returns to seeds from the random device.
+  /// Returns to seeds that nobody can foretell.
   void clear() { seeded_ = false; }
 
   /// Seed of the next generator for `purpose`, numbered in the order of the calls: for operations

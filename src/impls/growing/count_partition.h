@@ -6,6 +6,7 @@
 #include <cassert>
 #include <cstdint>
 #include <span>
+#include <type_traits>
 #include <vector>
 
 #include "impls/splitting/counted_cases.h"
@@ -70,6 +71,7 @@ void sort_by_branch(const Codes& codes, BranchOf branch_of, std::span<counted_ca
 }
 
 /// The same for two branches, in one pass: cases of the first close ranks, the others wait aside.
+/// Codes of the second are above those of the first, or around the one of the first.
 template <class Codes, class BranchOf>
 void sort_in_two(const Codes& codes, BranchOf branch_of, std::span<counted_case> cases,
                  partition_scratch& scratch) {
@@ -78,12 +80,13 @@ void sort_in_two(const Codes& codes, BranchOf branch_of, std::span<counted_case>
   assert(scratch.parts.size() == 2);
   branch_part& low = scratch.parts[0];
   branch_part& high = scratch.parts[1];
+  std::uint32_t lowest = low.lowest, highest = high.highest;
   std::size_t n_low = 0, n_high = 0;
   for (const counted_case c : cases) {
     const auto code = static_cast<std::uint32_t>(codes[c.row]);
     const bool is_high = branch_of(code) != 0;
-    low.lowest = std::min(low.lowest, code);
-    high.highest = std::max(high.highest, code);
+    lowest = std::min(lowest, code);
+    highest = std::max(highest, code);
     scratch.class_counts[is_high * n_classes + c.class_code] += c.count;
     cases[n_low] = c;
     scratch.cases[n_high] = c;
@@ -91,6 +94,9 @@ void sort_in_two(const Codes& codes, BranchOf branch_of, std::span<counted_case>
     n_high += is_high;
   }
   std::copy_n(scratch.cases.begin(), n_high, cases.begin() + static_cast<std::ptrdiff_t>(n_low));
+  constexpr bool around = std::is_same_v<BranchOf, one_value_branches>;
+  (around ? high : low).lowest = lowest;
+  high.highest = highest;
   low.size = low.end = n_low;
   high.size = n_high;
   high.end = cases.size();

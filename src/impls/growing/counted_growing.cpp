@@ -52,6 +52,7 @@ struct class_places {
 struct node_scratch {
   std::vector<candidate> candidates;
   class_places classes;
+  std::vector<count_t> flags;  // of a node that draws its attributes
   growing::partition_scratch partition;
 };
 
@@ -74,6 +75,16 @@ column::splitting_desc measure_one(const growing_plan& plan, const growing_plan:
   });
 }
 
+/// What a flag parts, counts at its set bit being known.
+column::splitting_desc measure_flag(const growing_plan& plan, const counted_node& node,
+                                    std::span<const count_t> set, unsigned int flag,
+                                    count_scratch& s) {
+  return splitting::visit_impurity(plan.type(), [&](const auto& impurity) {
+    return splitting::measure_branches(impurity, splitting::cells_of_flag(node, set, flag, s.cells),
+                                       node, count_t{0}, node.totals, s);
+  });
+}
+
 /// Measures all boolean candidates with a flag in one pass.
 void measure_flags(const growing_plan& plan, const counted_node& node,
                    std::vector<candidate>& candidates, count_scratch& s) {
@@ -84,16 +95,43 @@ void measure_flags(const growing_plan& plan, const counted_node& node,
   }
   if (wanted == 0) return;
   splitting::fill_flags(node, plan.flags(), wanted, growing_plan::k_no_flag, s.known);
-  splitting::visit_impurity(plan.type(), [&](const auto& impurity) {
-    for (candidate& c : candidates) {
-      const unsigned int flag = plan.attributes()[c.attribute].flag;
-      if (flag == growing_plan::k_no_flag) continue;
-      c.desc = splitting::measure_branches(impurity,
-                                           splitting::cells_of_flag(node, s.known, flag, s.cells),
-                                           node, count_t{0}, node.totals, s);
-    }
-  });
+  for (candidate& c : candidates) {
+    const unsigned int flag = plan.attributes()[c.attribute].flag;
+    if (flag != growing_plan::k_no_flag) c.desc = measure_flag(plan, node, s.known, flag, s);
+  }
 }
+
+/// Measures flags of a node that draws its attributes: the first one that is drawn has all counted
+/// that may vary, where that costs little.
+class drawn_flags {
+ public:
+  drawn_flags(const growing_plan& plan, const counted_node& node, growing_node& of,
+              std::vector<count_t>& memory)
+      : plan_(plan), node_(node), varying_(of.varying), set_(memory) {
+    counts_ = plan.few_are_set() && node.cases.size() > k_few_cases_apart && plan.min_weight() > 0;
+  }
+
+  /// @return false, having done nothing, for an attribute that is to be measured by itself.
+  bool measure(candidate& c) {
+    const unsigned int flag = plan_.attributes()[c.attribute].flag;
+    if (!counts_ || flag == growing_plan::k_no_flag) return false;
+    if (!counted_ && varies(flag)) {
+      varying_ = splitting::fill_varying(node_, plan_.flags(), varying_, set_);
+      counted_ = true;
+    }
+    if (varies(flag)) c.desc = measure_flag(plan_, node_, set_, flag, measuring_scratch());
+    return true;
+  }
+
+ private:
+  bool varies(unsigned int flag) const { return (varying_ >> flag & 1U) != 0; }
+
+  const growing_plan& plan_;
+  const counted_node& node_;
+  std::uint64_t& varying_;
+  std::vector<count_t>& set_;  // as fill_varying() leaves them
+  bool counts_, counted_ = false;
+};
 
 /// Of a leaf with so many cases of every class. Whole numbers add up to the same in any order.
 decision_node::statistics statistics_of(std::span<const count_t> counts, double of_father) {
@@ -165,8 +203,9 @@ void counted_growing::measure(growing_node& of, std::vector<candidate>& candidat
   if (how.attributes.draws()) {
     const unsigned long wanted = how.attributes.of(plan_.rules().n_usable);
     flag_watch<counted_case> flags(plan_, counted.cases, of);
+    drawn_flags together(plan_, counted, of, own_scratch().flags);
     return measure_drawn(candidates, wanted, plan_.type(), draw, [&](candidate& c) {
-      if (!flags.is_constant(c)) measure_alone(c);
+      if (!together.measure(c) && !flags.is_constant(c)) measure_alone(c);
     });
   }
   if (draw_ != nullptr) keep_random(candidates, plan_.rules().n_usable, *draw_);
@@ -232,7 +271,7 @@ void counted_growing::make_children(growing_node& open_node, std::vector<growing
   scratch.start(test, node.get_no_of_splits(plan_.t()), plan_.t().n_class_codes());
   visit_codes(plan_.attributes()[node.attribute()].codes, [&](const auto& codes) {
     test.with_rule([&](auto branch_of) {
-      scratch.parts.size() == 2 && !test.is_one_value()
+      scratch.parts.size() == 2
           ? growing::sort_in_two(codes, branch_of, cases_of(open_node), scratch)
           : growing::sort_by_branch(codes, branch_of, cases_of(open_node), scratch);
     });

@@ -1,5 +1,6 @@
 #include "impls/growing/growing_plan.h"
 
+#include <bit>
 #include <cassert>
 
 namespace orvik::impls {
@@ -7,6 +8,7 @@ namespace orvik::impls {
 namespace {
 
 constexpr unsigned int k_few_flags = 3;  // not worth a word a row
+constexpr std::size_t k_few_set = 4;     // in a row, on average
 
 bool is_flag(const growing_plan::attribute& a) {
   return a.usable && a.codes.bits == 1 && a.values->type() == column::DISCRETE;
@@ -46,6 +48,10 @@ void growing_plan::gather_flags() {
     }
     a.flag = flag++;
   }
+  std::size_t n_set = 0;
+  for (const std::uint64_t of_row : flags_)
+    n_set += static_cast<std::size_t>(std::popcount(of_row));
+  few_are_set_ = n_set <= k_few_set * flags_.size();
 }
 
 }  // namespace orvik::impls

@@ -48,6 +48,8 @@ class growing_plan {
   bool order_matters() const { return order_matters_; }
   /// A word for every row with bits of boolean attributes side by side: set where the code is 2.
   const std::vector<std::uint64_t>& flags() const { return flags_; }
+  /// Whether so few are set in a row that counting all of them costs no more than a look at one.
+  bool few_are_set() const { return few_are_set_; }
 
  private:
   void gather_flags();
@@ -59,6 +61,7 @@ class growing_plan {
   std::vector<std::uint64_t> flags_;
   bool may_count_ = true;
   bool order_matters_ = false;
+  bool few_are_set_ = false;
   bool leaves_out_empty_ = false;
 };
 

@@ -27,6 +27,25 @@ inline void fill_flags(const counted_node& node, std::span<const std::uint64_t> 
   }
 }
 
+/// The same and, in that pass, which of the `wanted` some cases have set and some clear.
+inline std::uint64_t fill_varying(const counted_node& node,
+                                  std::span<const std::uint64_t> flags_of_row, std::uint64_t wanted,
+                                  std::vector<count_t>& set) {
+  const std::size_t n = node.n_places;
+  set.assign(static_cast<std::size_t>(std::bit_width(wanted)) * n, 0);
+  std::uint64_t some = 0, all = wanted;
+  for (const counted_case& c : node.cases) {
+    const std::uint64_t of_row = flags_of_row[c.row] & wanted;
+    const std::size_t place = node.places[c.class_code];
+    for (std::uint64_t flags = of_row; flags != 0; flags &= flags - 1) {
+      set[static_cast<std::size_t>(std::countr_zero(flags)) * n + place] += c.count;
+    }
+    some |= of_row;
+    all &= of_row;
+  }
+  return some & ~all;
+}
+
 /// What fill_flags() makes of weights.
 struct flag_sums {
   std::size_t n_flags = 0;
