@@ -104,9 +104,10 @@ void plain_text::add_text(std::string& block) {
 void plain_text::drop_header(std::string& block) {
   const std::size_t end = std::min(block.find('\n'), block.size());
   const std::string_view header = std::string_view(block).substr(0, end);
+  const bool is_empty = header.find_first_not_of(" \t\r") == header.npos;
   const bool has_more_lines = std::ranges::count(header, '"') % 2 != 0 ||
                               header.substr(0, std::max(end, 1UL) - 1).find('\r') != header.npos;
-  if (has_more_lines) refused_ = true;
+  if (is_empty || has_more_lines) refused_ = true;
   block.erase(0, end + 1);
   in_header_ = false;
 }
