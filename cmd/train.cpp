@@ -74,6 +74,7 @@ void log_told(std::ostream* log) {
   if (steps.n == 0) return log_line(log, " + told: nothing");
   log_line(log, " + told: ", steps.bytes, " bytes in ", steps.n, " rounds, at most ",
            steps.most_bytes, " in one");
+  if (steps.cells > 0) log_line(log, " + told besides: ", steps.cells, " bytes of cells");
 }
 
 /// The out-of-bag error of an ensemble; nothing for a single tree.

@@ -10,18 +10,25 @@ namespace {
 
 constexpr char k_no_threads[] = "This MPI does not let threads take turns in calling it";
 // What others tell the first process: that they want the number of a task, or wait for all.
-constexpr int k_question = 1, k_answer = 2;  // tags
+constexpr int k_question = 1, k_answer = 2, k_dealt = 3;  // tags
 constexpr char k_next = 'n', k_waits = 'w';
 
 constexpr std::chrono::microseconds k_pause{1000}, k_short_pause{50};
 
 constexpr unsigned long k_largest_part = 1UL << 30;  // of a message: MPI counts in int
 
-void broadcast(std::string& text, int from) {
-  for (std::size_t at = 0; at < text.size(); at += k_largest_part) {
-    const auto length = static_cast<int>(std::min(text.size() - at, k_largest_part));
-    MPI_Bcast(text.data() + at, length, MPI_BYTE, from, MPI_COMM_WORLD);
+/// Calls each(at, length) for the parts of a text that messages can have.
+template <class Each>
+void for_each_part(unsigned long size, const Each& each) {
+  for (std::size_t at = 0; at < size; at += k_largest_part) {
+    each(at, static_cast<int>(std::min(size - at, k_largest_part)));
   }
+}
+
+void broadcast(std::string& text, int from) {
+  for_each_part(text.size(), [&](std::size_t at, int length) {
+    MPI_Bcast(text.data() + at, length, MPI_BYTE, from, MPI_COMM_WORLD);
+  });
 }
 
 }  // namespace
@@ -115,6 +122,25 @@ std::vector<std::string> mpi_team::gather(const std::string& mine) {
     broadcast(text, r);
   }
   return all;
+}
+
+void mpi_team::swap(const std::vector<std::string>& told, std::vector<std::string>& found) {
+  const std::lock_guard lock(mutex_);
+  std::vector<MPI_Request> under_way;
+  for (int r = 0; r < size_; ++r) {
+    if (r == rank_) continue;
+    std::string& from_it = found[static_cast<unsigned long>(r)];
+    for_each_part(from_it.size(), [&](std::size_t at, int length) {
+      MPI_Irecv(from_it.data() + at, length, MPI_BYTE, r, k_dealt, MPI_COMM_WORLD,
+                &under_way.emplace_back());
+    });
+    const std::string& to_it = told[static_cast<unsigned long>(r)];
+    for_each_part(to_it.size(), [&](std::size_t at, int length) {
+      MPI_Isend(to_it.data() + at, length, MPI_BYTE, r, k_dealt, MPI_COMM_WORLD,
+                &under_way.emplace_back());
+    });
+  }
+  MPI_Waitall(static_cast<int>(under_way.size()), under_way.data(), MPI_STATUSES_IGNORE);
 }
 
 }  // namespace orvmpi

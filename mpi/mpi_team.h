@@ -30,6 +30,7 @@ class mpi_team : public zel::util::team {
 
  private:
   std::vector<std::string> gather(const std::string& mine) override;
+  void swap(const std::vector<std::string>& told, std::vector<std::string>& found) override;
   std::vector<unsigned long> numbers_of_all(unsigned long mine) const;
   void answer_all();
   void await_all();

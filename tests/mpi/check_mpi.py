@@ -135,7 +135,11 @@ def main(mpirun, orvcmd, orvmpi, names, data, *processes):
     rows = ["-ft", data, "-fs", data]
     with tempfile.TemporaryDirectory() as folder:
         check_same(mpirun, orvcmd, orvmpi, table + rows, processes or ("3",), folder)
-        check_same(mpirun, orvcmd, orvmpi, write_table(folder), processes or ("3",), folder, (["-columns"],))
+        drawn = write_table(folder)
+        check_same(mpirun, orvcmd, orvmpi, drawn, processes or ("3",), folder, (["-columns"],))
+        mapped = os.path.join(folder, "drawn.map")
+        run([orvcmd, "-f", drawn[1], "-npp", "-dbm", mapped])
+        check_same(mpirun, orvcmd, orvmpi, ["-bd", mapped], processes or ("3",), folder, (["-columns"],))
         check_gone_on(mpirun, orvcmd, orvmpi, table + rows, folder)
         check_killed(mpirun, orvmpi, table, folder)
     check_lone_error(mpirun, orvmpi, table)

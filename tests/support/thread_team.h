@@ -13,8 +13,10 @@ namespace zel::util {
 
 /// What the members of a team of threads have in common.
 struct meeting_place {
-  explicit meeting_place(unsigned long n) : told(n), all_here(static_cast<std::ptrdiff_t>(n)) {}
+  explicit meeting_place(unsigned long n)
+      : told(n), dealt(n), all_here(static_cast<std::ptrdiff_t>(n)) {}
   std::vector<std::string> told;
+  std::vector<const std::vector<std::string>*> dealt;
   std::barrier<> all_here;
   std::atomic<unsigned long> next = 0;
 };
@@ -34,6 +36,14 @@ class thread_team : public team {
     if (rank_ == 0) place_.next = 0;
     place_.all_here.arrive_and_wait();
     return all;
+  }
+  void swap(const std::vector<std::string>& told, std::vector<std::string>& found) override {
+    place_.dealt[rank_] = &told;
+    place_.all_here.arrive_and_wait();
+    for (unsigned long r = 0; r < size(); ++r) {
+      if (r != rank_) found[r] = (*place_.dealt[r])[rank_];
+    }
+    place_.all_here.arrive_and_wait();
   }
 
   meeting_place& place_;

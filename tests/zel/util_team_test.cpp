@@ -71,6 +71,15 @@ TEST(team, tasks_that_draw_give_what_they_give_in_turn_whatever_is_guessed) {
   }
 }
 
+TEST(team, what_is_dealt_goes_to_the_one_it_is_for) {
+  const auto found = in_team(3, [](run_context& run) {
+    const auto r = static_cast<char>('0' + run.companions->rank());
+    return run.companions->deal({{r, '0'}, {}, {r, '2', r}});
+  });
+  EXPECT_THAT(found, testing::ElementsAre(texts{"00", "10", "20"}, texts{"", "", ""},
+                                          texts{"020", "121", "222"}));
+}
+
 TEST(team, an_error_of_one_process_ends_the_loops_of_all) {
   const auto body = [](run_context& run) {
     std::vector<std::vector<int>> results(6);

@@ -1,8 +1,10 @@
 #include "zel/inpout/file_mapping.h"
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <new>
 #include <stdexcept>
 
@@ -32,6 +34,13 @@ file_mapping::file_mapping(const std::string& name) {
 
 file_mapping::~file_mapping() {
   if (at_ != nullptr) ::munmap(at_, size_);
+}
+
+void file_mapping::release(std::string_view bytes) {
+  const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+  const auto begin = reinterpret_cast<std::uintptr_t>(bytes.data()) / page * page;
+  const auto end = reinterpret_cast<std::uintptr_t>(bytes.data() + bytes.size());
+  if (!bytes.empty()) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
 }
 
 bool file_mapping::begins_with(const std::string& name, std::string_view start) {

@@ -22,6 +22,9 @@ class file_mapping : private util::nocopy {
 
   std::string_view bytes() const { return {static_cast<const char*>(at_), size_}; }
 
+  /// Lets go of the pages of some of the bytes; they come again when they are read again.
+  static void release(std::string_view bytes);
+
   /// Whether `name` is a regular file that begins with `start`; false where it cannot be read.
   static bool begins_with(const std::string& name, std::string_view start);
 

@@ -11,6 +11,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <string>
+#include <vector>
 
 #include "zel/util/default_context.h"
 #include "zel/util/nocopy.h"
@@ -62,6 +64,16 @@ class run_context : private nocopy {
         [this, &f, n] { parallel::pfor(0, n, [this, &f](unsigned long i) { call(f, i); }); });
   }
 
+  /// What append(i, text) appends for every i of [0, n), in their order, on all workers.
+  template <class F>
+  std::string join(unsigned long n, F append) const {
+    std::vector<std::string> parts(n);
+    for_each_index(n, [&](unsigned long i) { append(i, parts[i]); });
+    std::string all;
+    for (const std::string& part : parts) all += part;
+    return all;
+  }
+
   /// Other processes at the same run, with which it shares out some loops; null: none. Set between
   /// operations, and hidden from what is one process's own part of such a loop.
   mutable team* companions = nullptr;
@@ -73,6 +85,7 @@ class run_context : private nocopy {
   struct shared_steps {
     bool wanted = false;
     unsigned long n = 0, bytes = 0, most_bytes = 0;
+    unsigned long cells = 0;  // bytes besides, that one of them was told alone
 
     void add(unsigned long told) {
       ++n;

@@ -308,6 +308,21 @@ std::vector<std::string> team::exchange(const std::string& told) {
   return all;
 }
 
+/// All know the lengths before, and by that that none has failed.
+std::vector<std::string> team::deal(std::vector<std::string> told) {
+  std::vector<std::uint64_t> lengths;
+  for (const std::string& text : told) lengths.push_back(text.size());
+  const std::vector<std::string> all = exchange(bytes_of_items(lengths));
+  std::vector<std::string> found(all.size());
+  for (unsigned long r = 0; r < all.size(); ++r) {
+    std::string_view bytes = all[r];
+    if (r != rank()) found[r].resize(take_items<std::uint64_t>(bytes).at(rank()));
+  }
+  found[rank()] = std::move(told[rank()]);
+  swap(told, found);
+  return found;
+}
+
 void team::tell_error(std::string_view text) {
   if (has_failed()) return;
   failure_ = text.empty() ? "unknown error" : text;

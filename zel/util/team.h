@@ -35,6 +35,8 @@ class team : private nocopy {
   /// Every process gets what each has to tell, by rank. Where one told of an error instead, all the
   /// others throw it as std::runtime_error with its rank, now and ever after.
   std::vector<std::string> exchange(const std::string& told);
+  /// Every process gets what each has for it alone, by rank; `told` is for each. Errors as above.
+  std::vector<std::string> deal(std::vector<std::string> told);
   /// Ends the run of all: what the others do next fails. Does nothing when they know of an error.
   void tell_error(std::string_view text);
   /// Whether an error was told, by this process or another.
@@ -44,6 +46,9 @@ class team : private nocopy {
  private:
   /// Called by every process; @return what each gave, by rank.
   virtual std::vector<std::string> gather(const std::string& mine) = 0;
+  /// Called by every process; sends told[r] to process r and receives as many bytes from it as its
+  /// text in `found` is long. What is for this one is there already.
+  virtual void swap(const std::vector<std::string>& told, std::vector<std::string>& found) = 0;
 
   std::string failure_;  // the first error that was told, and by whom
 };

@@ -86,6 +86,13 @@ void batch_predictor::predict_rows(const table& t, case_span cases,
   predict({codes, t.n_attributes()}, outcomes, {}, {}, /*with_depths=*/true);
 }
 
+void batch_predictor::predict_few_rows(const table& t, case_span cases,
+                                       std::span<outcome> outcomes) const {
+  thread_local std::vector<std::uint32_t> codes;
+  gather_checked_codes(t, asked_, cases, codes);
+  predict({codes, t.n_attributes()}, outcomes, {}, {}, /*with_depths=*/true);
+}
+
 void batch_predictor::predict(const case_block& cases, std::span<outcome> outcomes,
                               std::span<double> shares, std::span<double> plain,
                               bool with_depths) const {

@@ -65,6 +65,9 @@ class batch_predictor {
   /// Rows of a table with the codes of the training table. Depths are for a weight of 1, of
   /// several trees their sum.
   void predict_rows(const table& t, case_span cases, std::span<outcome> outcomes) const;
+  /// The same, reading cells of these rows and of tested attributes only: no mapped column is
+  /// looked through as a whole. Throws std::runtime_error for a code without a value.
+  void predict_few_rows(const table& t, case_span cases, std::span<outcome> outcomes) const;
   /// Cases by their codes. `shares`, where not empty, receives those of the classes, what
   /// ensemble::predict_distribution gives, by case, then by class code; `plain`, where not empty,
   /// what they were before calibration: only where calibrates().

@@ -14,6 +14,7 @@ namespace orvik::impls {
 
 namespace {
 
+constexpr char k_no_value[] = "a code without a value in ";
 constexpr char k_wide_codes[] = "too many distinct values in column ";
 constexpr char k_to_predict[] = " to predict with";
 constexpr char k_many_attributes[] = "too many attributes to predict with";
@@ -24,7 +25,7 @@ constexpr unsigned long k_max_attributes = 1UL << 30;
 
 void flat_tree::require_narrow(const table& t) {
   for (unsigned long a = 0; a < t.n_attributes(); ++a) {
-    if (t.column_of(a).codes().bits <= 32) continue;
+    if (t.column_of(a).code_bits() <= 32) continue;
     throw std::runtime_error(k_wide_codes + t.column_of(a).name() + k_to_predict);
   }
   if (t.n_attributes() >= k_max_attributes) throw std::runtime_error(k_many_attributes);
@@ -495,20 +496,42 @@ double flat_tree::depths_of(std::span<const part> parts) const {
   return depths;
 }
 
+namespace {
+
+void gather_column(const code_view& view, std::span<const case_list::value_type> cases,
+                   std::size_t n_attributes, std::uint32_t* to) {
+  if (view.bits == 0) return;
+  visit_codes(view, [&](const auto& column_codes) {
+    for (const auto& [row, weight] : cases) {
+      *to = static_cast<std::uint32_t>(column_codes[row]);
+      to += n_attributes;
+    }
+  });
+}
+
+}  // namespace
+
 void gather_codes(const table& t, std::span<const case_list::value_type> cases,
                   std::vector<std::uint32_t>& codes) {
   const std::size_t n = t.n_attributes();
   codes.assign(cases.size() * n, 0);
   for (std::size_t a = 0; a < n; ++a) {
-    const code_view view = t.column_of(a).codes();
-    if (view.bits == 0) continue;
-    visit_codes(view, [&](const auto& column_codes) {
-      std::uint32_t* to = codes.data() + a;
-      for (const auto& [row, weight] : cases) {
-        *to = static_cast<std::uint32_t>(column_codes[row]);
-        to += n;
-      }
-    });
+    gather_column(t.column_of(a).codes(), cases, n, codes.data() + a);
+  }
+}
+
+void gather_checked_codes(const table& t, std::span<const unsigned long> attributes,
+                          std::span<const case_list::value_type> cases,
+                          std::vector<std::uint32_t>& codes) {
+  const std::size_t n = t.n_attributes();
+  codes.assign(cases.size() * n, 0);
+  for (const unsigned long a : attributes) {
+    const column& read = t.column_of(a);
+    gather_column(read.unchecked_codes(), cases, n, codes.data() + a);
+    std::uint32_t highest = 0;
+    for (std::size_t i = a; i < codes.size(); i += n) highest = std::max(highest, codes[i]);
+    if (highest > read.values()->size_of_known())
+      throw std::runtime_error(k_no_value + read.name());
   }
 }
 

@@ -321,5 +321,10 @@ case_numbers all_cases(std::size_t n);
 /// Copies the codes of some rows of a table.
 void gather_codes(const table& t, std::span<const case_list::value_type> cases,
                   std::vector<std::uint32_t>& codes);
+/// Those of some attributes, the others 0, each checked by itself. Throws std::runtime_error for a
+/// code without a value.
+void gather_checked_codes(const table& t, std::span<const unsigned long> attributes,
+                          std::span<const case_list::value_type> cases,
+                          std::vector<std::uint32_t>& codes);
 
 }  // namespace orvik::impls

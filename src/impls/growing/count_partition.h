@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <type_traits>
 #include <vector>
@@ -21,13 +22,31 @@ struct branch_part {
   std::uint32_t lowest, highest;  // code
 };
 
+/// Room for cases: memory that is not written to is none that the system has to find.
+class untouched_cases {
+ public:
+  /// What was there is lost where there was not room for so many.
+  void make_room(std::size_t n) {
+    if (n <= size_) return;
+    cases_.reset();
+    cases_ = std::make_unique_for_overwrite<counted_case[]>(n);
+    size_ = n;
+  }
+  counted_case& operator[](std::size_t i) { return cases_[i]; }
+  const counted_case* begin() const { return cases_.get(); }
+
+ private:
+  std::unique_ptr<counted_case[]> cases_;
+  std::size_t size_ = 0;
+};
+
 /// What a partition needs and finds. Kept by each thread for its memory.
 struct partition_scratch {
   std::vector<branch_part> parts;
   std::vector<std::uint32_t> class_counts;  // by branch, then by class code
   std::size_t n_classes;                    // codes
   std::vector<std::uint32_t> branches;      // by case
-  std::vector<counted_case> cases;
+  untouched_cases cases;
 
   /// Ranges of codes start from that of a test in two, else from the branch's own.
   void start(const split_test& test, std::size_t n, std::size_t n_class_codes) {
@@ -46,7 +65,7 @@ template <class Codes, class BranchOf>
 void sort_by_branch(const Codes& codes, BranchOf branch_of, std::span<counted_case> cases,
                     partition_scratch& scratch) {
   const std::size_t n_classes = scratch.n_classes;
-  if (scratch.cases.size() < cases.size()) scratch.cases.resize(cases.size());
+  scratch.cases.make_room(cases.size());
   if (scratch.branches.size() < cases.size()) scratch.branches.resize(cases.size());
   for (std::size_t i = 0; i < cases.size(); ++i) {
     const auto code = static_cast<std::uint32_t>(codes[cases[i].row]);
@@ -76,7 +95,7 @@ template <class Codes, class BranchOf>
 void sort_in_two(const Codes& codes, BranchOf branch_of, std::span<counted_case> cases,
                  partition_scratch& scratch) {
   const std::size_t n_classes = scratch.n_classes;
-  if (scratch.cases.size() < cases.size()) scratch.cases.resize(cases.size());
+  scratch.cases.make_room(cases.size());
   assert(scratch.parts.size() == 2);
   branch_part& low = scratch.parts[0];
   branch_part& high = scratch.parts[1];

@@ -54,6 +54,7 @@ struct node_scratch {
   class_places classes;
   std::vector<count_t> flags;  // of a node that draws its attributes
   growing::partition_scratch partition;
+  std::vector<counted_case> sorted;
 };
 
 node_scratch& own_scratch() {
@@ -169,6 +170,14 @@ counted_piece counted_growing::take_root(decision_node& root) {
   return piece;
 }
 
+void counted_growing::adopt(counted_piece& piece, std::span<const counted_case> cases) {
+  assert(cases_.empty());
+  cases_.assign(cases.begin(), cases.end());
+  for (std::uint32_t row = 0; row < cases_.size(); ++row) cases_[row].row = row;
+  piece.begin = 0;
+  piece.end = cases_.size();
+}
+
 void counted_growing::grow(growing_node&& open_node, std::vector<growing_node>& open) {
   const counted_piece& piece = open_node.piece;
   std::vector<candidate>& candidates = own_scratch().candidates;
@@ -234,7 +243,7 @@ void counted_growing::sort_in_place(const counted_piece& piece,
   if (plan_.how().draws() || (draw_ == nullptr && n >= k_copied_cases)) return;
   const std::span<counted_case> cases(cases_.data() + piece.begin, n);
   zel::adt::key_sorter& sorter = measuring_scratch().sorter;
-  std::vector<counted_case>& sorted = own_scratch().partition.cases;
+  std::vector<counted_case>& sorted = own_scratch().sorted;
   for (const candidate& c : candidates) {
     const growing_plan::attribute& a = plan_.attributes()[c.attribute];
     const narrow_range& range = piece.ranges[c.attribute];
@@ -287,7 +296,9 @@ void counted_growing::make_children(growing_node& open_node, const growing::told
   }
   growing::partition_scratch& scratch = own_scratch().partition;
   scratch.start(open_node.tree->get_node()->test(), told.n_branches(), plan_.t().n_class_codes());
-  growing::sort_by_branch(told.codes(), value_branches{}, cases_of(open_node), scratch);
+  told.n_branches() == 2
+      ? growing::sort_in_two(told.codes(), value_branches{}, cases_of(open_node), scratch)
+      : growing::sort_by_branch(told.codes(), value_branches{}, cases_of(open_node), scratch);
   told.give_ranges(scratch.parts);
   add_children(open_node, open);
 }
@@ -342,8 +353,8 @@ void counted_growing::make_weighed_children(growing_node& open_node,
 }
 
 void counted_growing::tell_branches(const growing_node& of, std::string& to) const {
-  const std::span cases(cases_.data() + of.piece.begin, of.piece.end - of.piece.begin);
-  growing::told_branches::tell<counted_case>(plan_, of.tree->get_node()->test(), cases, to);
+  growing::told_branches::tell<counted_case>(plan_, of.tree->get_node()->test(), cases_of(of.piece),
+                                             to);
 }
 
 }  // namespace orvik::impls

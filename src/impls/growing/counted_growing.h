@@ -34,6 +34,12 @@ class counted_growing {
   /// Splits a node or makes it a leaf. Appends the children that are not finished.
   void grow(growing_node&& node, std::vector<growing_node>& open);
 
+  /// Takes cases of another one, as rows 0, 1, ..., and makes `piece` theirs. It has none yet.
+  void adopt(counted_piece& piece, std::span<const counted_case> cases);
+  std::span<const counted_case> cases_of(const counted_piece& piece) const {
+    return {cases_.data() + piece.begin, piece.end - piece.begin};
+  }
+
   // The steps of grow() where others know some of the columns.
 
   /// Fills in what the candidates' tests are worth; where the rules draw, leaves some out.

@@ -116,10 +116,49 @@ class growing_to_pack : public packed_tree::maker {
   unsigned long n_grown_ = 0;
 };
 
+/// Subtrees side by side.
+void grow_by_tasks(growing_node&& root, node_growing& nodes) {
+  task_growing growing(nodes);
+  std::exception_ptr failure;
+  try {
+    growing.grow(std::move(root));
+  } catch (...) {  // the tasks must end before the group does
+    failure = std::current_exception();
+  }
+  growing.wait();
+  if (failure) std::rethrow_exception(failure);
+}
+
+/// Takes an active root. Its list is emptied where growing has the cases in a form of its own and
+/// nobody else needs it.
+growing_node start_on(node_growing& nodes, const growing_plan& plan, decision_tree& root,
+                      case_list& cases, unsigned long max_depth, unsigned long seed) {
+  growing_node first = nodes.start(root, max_depth, seed);
+  if (plan.empties_lists() && !root.get_node()->is_active()) case_list().swap(cases);
+  return first;
+}
+
+/// Without draws in order.
+void grow_without_order(const growing_plan& plan, decision_tree& root, case_list& cases,
+                        unsigned long max_depth, unsigned long seed) {
+  if (shared_growing::possible(plan, cases)) {
+    shared_growing together(plan);
+    return together.grow(start_on(together.growing(), plan, root, cases, max_depth, seed));
+  }
+  if (plan.is_parted()) {
+    return grow_without_order(plan.whole(), root, cases, max_depth, seed);
+  }
+  node_growing nodes(plan, nullptr);
+  growing_node first = start_on(nodes, plan, root, cases, max_depth, seed);
+  plan.run().n_workers <= 1 ? nodes.grow_by_branches(std::move(first))
+                            : grow_by_tasks(std::move(first), nodes);
+}
+
 }  // namespace
 
 packed_tree grow_packed(const growing_plan& plan, case_list& cases, unsigned long max_depth,
                         unsigned long seed) {
+  if (plan.is_parted()) return grow_packed(plan.whole(), cases, max_depth, seed);
   decision_tree tree;
   tree.set_node(new decision_node(&cases));
   tree.get_node()->activate(&plan.t(), false);
@@ -132,15 +171,13 @@ packed_tree grow_packed(const growing_plan& plan, case_list& cases, unsigned lon
 
 void decision_tree::build(const growing_plan& plan, case_list* cases, unsigned long max_depth,
                           zel::util::rand_gen* draw, unsigned long seed) {
+  if (draw != nullptr && plan.is_parted()) return build(plan.whole(), cases, max_depth, draw, seed);
   delete_childs();
   set_node(new decision_node(cases));
-  // Draws have an order: a tree with draws is grown by one thread.
-  const bool alone = plan.run().n_workers <= 1 || draw != nullptr;
   get_node()->activate(&plan.t(), false);
-  if (draw == nullptr && shared_growing::possible(plan, *cases)) {
-    return shared_growing(plan).grow(*this, max_depth, seed);
-  }
-  alone ? grow_seq(plan, max_depth, draw, seed) : grow_par(plan, max_depth, seed);
+  // Draws have an order: a tree with draws is grown by one thread.
+  draw != nullptr ? grow_seq(plan, max_depth, draw, seed)
+                  : grow_without_order(plan, *this, *cases, max_depth, seed);
 }
 
 void decision_tree::build(const table& t, case_list* cases, model::split_type type,
@@ -183,15 +220,7 @@ void decision_tree::grow_seq(const growing_plan& plan, unsigned long max_depth,
 void decision_tree::grow_par(const growing_plan& plan, unsigned long max_depth,
                              unsigned long seed) {
   node_growing nodes(plan, nullptr);
-  task_growing growing(nodes);
-  std::exception_ptr failure;
-  try {
-    growing.grow(nodes.start(*this, max_depth, seed));
-  } catch (...) {  // the tasks must end before the group does
-    failure = std::current_exception();
-  }
-  growing.wait();
-  if (failure) std::rethrow_exception(failure);
+  grow_by_tasks(nodes.start(*this, max_depth, seed), nodes);
 }
 
 }  // namespace orvik::impls

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "impls/tables/table.h"
@@ -27,7 +28,8 @@ class growing_plan {
     code_view codes;
     bool usable;
     bool may_be_unknown;
-    unsigned int flag;  // its bit of flags(), or k_no_flag
+    unsigned int flag;    // its bit of flags(), or k_no_flag
+    unsigned long owner;  // of the processes that grow a tree together, the one that measures it
   };
   static constexpr unsigned int k_no_flag = 64;
 
@@ -39,9 +41,21 @@ class growing_plan {
   const growth& how() const { return rules_.how; }
   const std::vector<attribute>& attributes() const { return attributes_; }
 
+  /// Whether this process looks at its own columns only: a mapped table, of which others have the
+  /// other columns. The codes of these have no data.
+  bool is_parted() const { return is_parted_; }
+  /// The same with all columns.
+  growing_plan whole() const;
+  /// The same on a table of `n_rows` that has these codes, by attribute; those without data are not
+  /// asked for. They must outlive it.
+  growing_plan on_cells(std::span<const code_view> codes, unsigned long n_rows) const;
+
   /// Whether children that no case comes to are left out: their slots stay null.
   void leave_out_empty_leaves(bool leave_out) { leaves_out_empty_ = leave_out; }
   bool leaves_out_empty() const { return leaves_out_empty_; }
+  /// Whether a list of cases that a tree is to be grown on may be emptied meanwhile.
+  void empty_lists(bool empty) { empties_lists_ = empty; }
+  bool empties_lists() const { return empties_lists_; }
   /// Whether cases of weight 1 may be counted: codes fit in 32 bits.
   bool may_count() const { return may_count_; }
   /// Whether a usable attribute may be unknown: sums of fractions then depend on their order.
@@ -52,7 +66,9 @@ class growing_plan {
   bool few_are_set() const { return few_are_set_; }
 
  private:
-  void gather_flags();
+  growing_plan(const growing_plan& of, std::vector<attribute> attributes, unsigned long n_rows);
+  void deal_out(unsigned long n_processes);
+  void gather_flags(unsigned long n_rows);
 
   const table& table_;
   split_rules rules_;
@@ -63,6 +79,8 @@ class growing_plan {
   bool order_matters_ = false;
   bool few_are_set_ = false;
   bool leaves_out_empty_ = false;
+  bool empties_lists_ = false;
+  bool is_parted_ = false;
 };
 
 }  // namespace orvik::impls

@@ -55,14 +55,24 @@ void node_growing::tell_branches(const growing_node& of, std::string& to) const 
 growing::told_branches node_growing::read_branches(const growing_node& of,
                                                    std::string_view& told) const {
   const decision_node& node = *of.tree->get_node();
-  const std::size_t n_cases = of.weighed.memory ? of.weighed.size : of.piece.end - of.piece.begin;
-  return {told, node.test(), node.get_no_of_splits(plan_.t()), n_cases};
+  return {told, node.test(), node.get_no_of_splits(plan_.t()), n_entries(of)};
 }
 
 void node_growing::make_children(growing_node& node, const growing::told_branches& told,
                                  std::vector<growing_node>& open) {
   node.weighed.memory ? weighed_.make_children(node, told, open)
                       : counted_.make_children(node, told, open);
+}
+
+growing_node node_growing::adopt(growing_node&& node, const node_growing& from) {
+  growing_node own = std::move(node);
+  if (!own.weighed.memory) {
+    counted_.adopt(own.piece, from.counted_.cases_of(own.piece));
+    return own;
+  }
+  std::uint32_t row = 0;
+  for (splitting::weighed_case& c : own.weighed.cases()) c.row = row++;
+  return own;
 }
 
 }  // namespace orvik::impls

@@ -37,6 +37,19 @@ class node_growing {
   growing::told_branches read_branches(const growing_node& of, std::string_view& told) const;
   void make_children(growing_node& node, const growing::told_branches& told,
                      std::vector<growing_node>& open);
+  /// Cases of a node, an entry each.
+  static std::size_t n_entries(const growing_node& of) {
+    return of.weighed.memory ? of.weighed.size : of.piece.end - of.piece.begin;
+  }
+  /// Calls visit(span) with the counted or weighed cases of a node.
+  template <class Visit>
+  void visit_cases(const growing_node& of, const Visit& visit) const {
+    using splitting::weighed_case;
+    of.weighed.memory ? visit(std::span<const weighed_case>(of.weighed.cases()))
+                      : visit(counted_.cases_of(of.piece));
+  }
+  /// Takes a node of another one's; its cases are rows 0, 1, ... of this one's plan.
+  growing_node adopt(growing_node&& node, const node_growing& from);
 
  private:
   const growing_plan& plan_;

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <numeric>
 
+#include "impls/growing/gathered_growing.h"
+#include "impls/growing/told_subtrees.h"
 #include "impls/splitting/split_choice.h"
-#include "impls/trees/packed_tree.h"
 
 namespace orvik::impls {
 
@@ -18,7 +18,6 @@ static_assert(k_fewest_shared >= k_copied_cases);
 constexpr unsigned long k_cases_per_attribute = 2000;  // so that measures are few beside branches
 constexpr unsigned long k_nodes_per_round = 256;       // of a table that is not large
 constexpr unsigned long k_cases_at_once = 1000;        // of subtrees that are handed out together
-constexpr std::size_t k_room_behind = sizeof(std::uint64_t);  // for reading bits
 
 /// What is told of a candidate, behind a byte that says whether it can split the node.
 struct told_measure {
@@ -53,31 +52,6 @@ std::vector<std::string_view> views_of(const std::vector<std::string>& texts) {
   return {texts.begin(), texts.end()};
 }
 
-/// Columns of many values, which take longest, are dealt out first.
-std::vector<unsigned long> owners_of(const growing_plan& plan, unsigned long n_processes) {
-  const auto& attributes = plan.attributes();
-  std::vector<unsigned long> by_values(attributes.size()), owners(attributes.size());
-  std::iota(by_values.begin(), by_values.end(), 0UL);
-  std::ranges::stable_sort(by_values, std::ranges::greater(), [&](unsigned long a) {
-    return attributes[a].usable ? attributes[a].values->values()->size_of_known() : 0;
-  });
-  for (unsigned long i = 0; i < by_values.size(); ++i) owners[by_values[i]] = i % n_processes;
-  return owners;
-}
-
-/// Puts what was grown below a copy of a leaf below the leaf itself.
-void graft(decision_tree& leaf, decision_tree& grown) {
-  if (!grown.get_node()->is_split()) return;
-  leaf.get_node()->set_test(grown.get_node()->test());
-  leaf.resize(grown.get_no_childs());
-  for (unsigned int i = 0; i < grown.get_no_childs(); ++i) {
-    decision_tree* const child = grown.get_child(i);
-    grown.clear_child(i);
-    leaf.set_child(i, child);
-    if (child != nullptr) child->get_node()->set_father(leaf.get_node());
-  }
-}
-
 }  // namespace
 
 bool shared_growing::possible(const growing_plan& plan, const case_list& cases) {
@@ -88,17 +62,14 @@ bool shared_growing::possible(const growing_plan& plan, const case_list& cases) 
 }
 
 shared_growing::shared_growing(const growing_plan& plan)
-    : plan_(plan),
-      run_(plan.run()),
-      growing_(plan, nullptr),
-      owners_(owners_of(plan, run_.companions->size())) {}
+    : plan_(plan), run_(plan.run()), growing_(plan, nullptr) {}
 
-void shared_growing::grow(decision_tree& root, unsigned long max_depth, unsigned long seed) {
-  const unsigned long n = root.get_node()->n_cases();
+void shared_growing::grow(growing_node&& root) {
+  const unsigned long n = root.tree->get_node()->n_cases();
   const unsigned long most = k_cases_per_attribute * plan_.rules().n_usable;
   few_ = std::max(k_fewest_shared, std::min(n / k_nodes_per_round, most));
   most_at_once_ = n;
-  add(growing_.start(root, max_depth, seed));
+  add(std::move(root));
   while (!open_.empty()) {
     grow_round();
     if (n_waiting_ > most_at_once_) grow_small();
@@ -139,10 +110,10 @@ shared_growing::node_list shared_growing::next_nodes() {
 }
 
 std::string shared_growing::measure(node_list& nodes) const {
-  return join(nodes, [&](std::size_t i, std::string& told) {
+  return run_.join(nodes.size(), [&](std::size_t i, std::string& told) {
     std::vector<candidate> own;
     std::ranges::copy_if(nodes[i].candidates, std::back_inserter(own), [&](const candidate& c) {
-      return owners_[c.attribute] == run_.companions->rank();
+      return owner_of(c.attribute) == run_.companions->rank();
     });
     growing_.measure(nodes[i].node, own);
     for (const candidate& c : own) tell(c.desc, told);
@@ -152,15 +123,15 @@ std::string shared_growing::measure(node_list& nodes) const {
 void shared_growing::take_measures(node_list& nodes, const std::vector<std::string>& told) const {
   std::vector<std::string_view> left = views_of(told);
   for (splitting_node& s : nodes) {
-    for (candidate& c : s.candidates) c.desc = take_desc(left[owners_[c.attribute]]);
+    for (candidate& c : s.candidates) c.desc = take_desc(left[owner_of(c.attribute)]);
   }
 }
 
 std::string shared_growing::find_branches(node_list& nodes) const {
-  return join(nodes, [&](std::size_t i, std::string& told) {
+  return run_.join(nodes.size(), [&](std::size_t i, std::string& told) {
     const growing_node& node = nodes[i].node;
     const unsigned int tested = node.tree->get_node()->attribute();
-    if (owners_[tested] == run_.companions->rank()) growing_.tell_branches(node, told);
+    if (owner_of(tested) == run_.companions->rank()) growing_.tell_branches(node, told);
   });
 }
 
@@ -169,7 +140,7 @@ void shared_growing::make_children(node_list& nodes, const std::vector<std::stri
   std::vector<growing::told_branches> branches;
   for (const splitting_node& s : nodes) {
     const unsigned int tested = s.node.tree->get_node()->attribute();
-    branches.push_back(growing_.read_branches(s.node, left[owners_[tested]]));
+    branches.push_back(growing_.read_branches(s.node, left[owner_of(tested)]));
   }
   std::vector<std::vector<growing_node>> children(nodes.size());
   run_.for_each_index(nodes.size(), [&](unsigned long i) {
@@ -180,8 +151,24 @@ void shared_growing::make_children(node_list& nodes, const std::vector<std::stri
   }
 }
 
-/// Hands out the subtrees below nodes of few cases, some at a time.
 void shared_growing::grow_small() {
+  n_told_ = 0;
+  plan_.is_parted() ? grow_gathered() : hand_out();
+  run_.steps.add(n_told_);
+  small_.clear();
+  n_waiting_ = 0;
+}
+
+/// Of a table of whose columns every process has its own.
+void shared_growing::grow_gathered() {
+  gathered_growing gathered(plan_, growing_);
+  gathered.grow(small_);
+  n_told_ = gathered.n_told();
+  run_.steps.cells += gathered.n_cells();
+}
+
+/// Hands out the subtrees below nodes of few cases, some at a time.
+void shared_growing::hand_out() {
   std::vector<std::span<growing_node>> groups;
   for (std::size_t begin = 0, end = 0; begin < small_.size(); begin = end) {
     unsigned long n = 0;
@@ -191,55 +178,31 @@ void shared_growing::grow_small() {
     groups.push_back(std::span(small_).subspan(begin, end - begin));
   }
   std::vector<char> grown_here(groups.size());
-  n_told_ = 0;
   const auto grow = [&](unsigned long g) {
     grown_here[g] = 1;
     return grow_whole(groups[g]);
   };
   const auto take_subtrees = [&](unsigned long g, std::string_view told) {
     n_told_ += told.size();
-    if (grown_here[g] != 0) return;
-    for (const growing_node& root : groups[g]) {
-      const auto length = take<std::uint64_t>(told);
-      const packed_tree packed = packed_tree::of_bytes(plan_.t(), told.substr(0, length));
-      graft(*root.tree, *packed.unpack(/*complete=*/!plan_.leaves_out_empty()));
-      told.remove_prefix(length);
-    }
+    if (grown_here[g] == 0) growing::take_subtrees(plan_, groups[g], told);
   };
   zel::util::share_out(run_, groups.size(), run_.n_slots(), grow, take_subtrees);
-  run_.steps.add(n_told_);
-  small_.clear();
-  n_waiting_ = 0;
 }
 
-/// @return the grown subtrees, each behind the number of its bytes.
 std::string shared_growing::grow_whole(std::span<growing_node> roots) {
   std::string told;
   for (growing_node& root : roots) {
     const decision_tree& tree = *root.tree;
     growing_.grow_by_branches(std::move(root));
-    const std::string bytes = packed_tree(plan_.t(), tree).to_bytes();
-    const std::uint64_t length = bytes.size();
-    told.append(reinterpret_cast<const char*>(&length), sizeof length);
-    told += bytes;
+    growing::tell_subtree(plan_.t(), tree, told);
   }
   return told;
 }
 
-/// What append(i, text) appends for every node, in their order.
-std::string shared_growing::join(
-    const node_list& nodes, const std::function<void(std::size_t, std::string&)>& append) const {
-  std::vector<std::string> parts(nodes.size());
-  run_.for_each_index(nodes.size(), [&](unsigned long i) { append(i, parts[i]); });
-  std::string all;
-  for (const std::string& part : parts) all += part;
-  return all;
-}
-
 std::vector<std::string> shared_growing::exchange(std::string mine) {
-  mine.append(k_room_behind, '\0');
+  mine.append(growing::k_room_behind_codes, '\0');
   std::vector<std::string> all = run_.companions->exchange(mine);
-  for (const std::string& told : all) n_told_ += told.size() - k_room_behind;
+  for (const std::string& told : all) n_told_ += told.size() - growing::k_room_behind_codes;
   return all;
 }
 

@@ -15,7 +15,6 @@
 // those before.
 #pragma once
 
-#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -31,8 +30,10 @@ class shared_growing {
   static bool possible(const growing_plan& plan, const case_list& cases);
   /// `plan` must outlive this; all processes have the same.
   explicit shared_growing(const growing_plan& plan);
-  /// Grows a tree that is an active root of counted or weighed cases. Called by all processes.
-  void grow(decision_tree& root, unsigned long max_depth, unsigned long seed);
+  /// Takes the root of a tree, which is of counted or weighed cases.
+  node_growing& growing() { return growing_; }
+  /// Grows all below it. Called by all processes.
+  void grow(growing_node&& root);
 
  private:
   /// A node of a round, and the tests that it may have.
@@ -50,18 +51,20 @@ class shared_growing {
   std::string find_branches(node_list& nodes) const;
   void make_children(node_list& nodes, const std::vector<std::string>& told);
   void grow_small();
+  void grow_gathered();
+  void hand_out();
   std::string grow_whole(std::span<growing_node> roots);
 
-  std::string join(const node_list& nodes,
-                   const std::function<void(std::size_t, std::string&)>& append) const;
+  unsigned long owner_of(unsigned int attribute) const {
+    return plan_.attributes()[attribute].owner;
+  }
   std::vector<std::string> exchange(std::string mine);
 
   const growing_plan& plan_;
   zel::util::run_context& run_;
   node_growing growing_;
-  std::vector<unsigned long> owners_;  // by attribute
-  unsigned long few_ = 0;              // cases of a node that is grown whole: fewer
-  unsigned long most_at_once_ = 0;     // cases of a round, but for one node
+  unsigned long few_ = 0;           // cases of a node that is grown whole: fewer
+  unsigned long most_at_once_ = 0;  // cases of a round, but for one node
   std::vector<growing_node> open_, small_;
   unsigned long n_waiting_ = 0;  // weighed cases of `small_`
   unsigned long n_told_ = 0;     // bytes in this round

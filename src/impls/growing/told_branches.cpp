@@ -5,31 +5,6 @@
 
 namespace orvik::impls::growing {
 
-/// Appends codes of so few bits each.
-class told_branches::code_writer {
- public:
-  code_writer(std::string& to, unsigned int bits) : to_(to), bits_(bits) {}
-
-  void write(std::uint64_t code) {
-    word_ |= code << filled_;
-    filled_ += bits_;
-    if (filled_ < k_half) return;
-    to_.append(reinterpret_cast<const char*>(&word_), sizeof(std::uint32_t));
-    word_ >>= k_half;
-    filled_ -= k_half;
-  }
-  /// Writes what is left.
-  void end() { to_.append(reinterpret_cast<const char*>(&word_), (filled_ + 7) / 8); }
-
- private:
-  static constexpr unsigned int k_half = 32;  // bits: codes have no more
-
-  std::string& to_;
-  unsigned int bits_;
-  std::uint64_t word_ = 0;
-  unsigned int filled_ = 0;
-};
-
 namespace {
 
 template <class Codes, class Case>
@@ -70,7 +45,7 @@ void told_branches::tell(const growing_plan& plan, const split_test& test,
     to.push_back(static_cast<char>(unknown));
     const std::size_t at = to.size();
     if (test.parts_in_two()) to.resize(at + sizeof ranges);
-    code_writer out(to, bits_for(n, unknown));
+    code_writer out(to, n + unknown);
     test.with_rule([&](auto branch_of) { write(codes, branch_of, cases, unknown, out, ranges); });
     if (test.parts_in_two()) std::memcpy(to.data() + at, ranges, sizeof ranges);
   });
@@ -83,9 +58,7 @@ template void told_branches::tell(const growing_plan&, const split_test&,
 
 told_branches::told_branches(std::string_view& told, const split_test& test, std::size_t n_branches,
                              std::size_t n_cases)
-    : some_unknown_(told[0] != 0),
-      n_branches_(n_branches),
-      bits_(bits_for(n_branches, some_unknown_)) {
+    : some_unknown_(told[0] != 0), n_branches_(n_branches) {
   told.remove_prefix(1);
   if (test.parts_in_two()) {
     ranges_.resize(n_branches);
@@ -93,7 +66,7 @@ told_branches::told_branches(std::string_view& told, const split_test& test, std
     told.remove_prefix(n_branches * sizeof(bounds));
   }
   codes_ = told.data();
-  told.remove_prefix((n_cases * bits_ + 7) / 8);
+  told.remove_prefix(packed_bytes(n_cases, n_branches + some_unknown_));
 }
 
 }  // namespace orvik::impls::growing

@@ -95,6 +95,7 @@ void dtree::grow_trees(const table& t, const case_list* prune_cases) {
                     parameters_.how);
   plan.leave_out_empty_leaves(parameters_.is_ensemble() &&
                               !pruning::needs_empty_leaves(parameters_.pruning));
+  plan.empty_lists(true);  // those of grow_tree() are its own
   parameters_.kind == ensemble_kind::boosting ? boost(plan, prune_cases)
                                               : grow_side_by_side(plan, prune_cases);
 }

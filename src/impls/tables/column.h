@@ -75,6 +75,14 @@ class column : private zel::util::nocopy {
 
   /// The stored codes; no codes for a column that stores nothing.
   virtual code_view codes() const { return {}; }
+  /// Their width, which is told without looking at them.
+  virtual unsigned int code_bits() const { return codes().bits; }
+  /// Whether they lie in a mapped file, whose pages are read as they are asked for.
+  virtual bool is_mapped() const { return false; }
+  /// The codes, of which none may have a value: of a mapped column that is not checked as a whole.
+  virtual code_view unchecked_codes() const { return codes(); }
+  /// Lets go of the pages of mapped codes, which are read again when they are asked for again.
+  virtual void release_pages() const {}
   /// Appends codes.
   virtual void append(std::span<const code_t> codes);
 

@@ -47,12 +47,11 @@ void mapped_codes::check() const {
   constexpr std::size_t k_piece = 1UL << 15;
   const std::lock_guard lock(lock_);
   if (checked_.load(std::memory_order_relaxed)) return;
-  const std::string_view bytes(static_cast<const char*>(view_.data), code_bytes(view_.bits, rows_));
   zel::util::byte_sum sum;
   code_limits met;
   visit_codes(view_, [&](const auto& codes) {
-    for (std::size_t at = 0; at < bytes.size(); at += k_piece) {
-      const std::string_view piece = bytes.substr(at, k_piece);
+    for (std::size_t at = 0; at < bytes().size(); at += k_piece) {
+      const std::string_view piece = bytes().substr(at, k_piece);
       sum.add(piece);
       widen(met, codes, piece);
     }
@@ -63,5 +62,7 @@ void mapped_codes::check() const {
   if (!fit) throw std::runtime_error(k_no_value_of_code + promised_.column);
   checked_.store(true, std::memory_order_release);
 }
+
+void mapped_codes::release_pages() const { zel::inpout::file_mapping::release(bytes()); }
 
 }  // namespace orvik::impls

@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "impls/tables/code_view.h"
 #include "zel/inpout/file_mapping.h"
@@ -37,15 +38,21 @@ class mapped_codes : private zel::util::nocopy {
 
   unsigned long size() const { return rows_; }
   unsigned bits() const { return view_.bits; }
+  const code_view& unchecked() const { return view_; }
+  bool is_checked() const { return checked_.load(std::memory_order_acquire); }
+  void release_pages() const;
   /// Throws std::runtime_error, every time, for codes that are not what was promised. The first
   /// call is O(rows).
   const code_view& checked() const {
-    if (!checked_.load(std::memory_order_acquire)) check();
+    if (!is_checked()) check();
     return view_;
   }
 
  private:
   void check() const;
+  std::string_view bytes() const {
+    return {static_cast<const char*>(view_.data), code_bytes(view_.bits, rows_)};
+  }
 
   std::shared_ptr<const zel::inpout::file_mapping> file_;
   code_view view_;

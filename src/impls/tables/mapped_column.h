@@ -29,6 +29,12 @@ class mapped_column : public column {
 
   /// Throws std::runtime_error where the file does not hold what it promised.
   code_view codes() const override { return codes_->checked(); }
+  unsigned int code_bits() const override { return codes_->bits(); }
+  bool is_mapped() const override { return true; }
+  code_view unchecked_codes() const override { return codes_->unchecked(); }
+  void release_pages() const override { codes_->release_pages(); }
+  /// Whether they were looked through: nobody may have asked for them yet.
+  bool is_checked() const { return codes_->is_checked(); }
 
  private:
   std::shared_ptr<const mapped_codes> codes_;

@@ -1,5 +1,6 @@
 #include "impls/tables/table.h"
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 
@@ -63,6 +64,14 @@ std::unique_ptr<table> table::clone(bool schema_only) const {
   copy->n_rows_ = schema_only ? 0 : n_rows_;
   copy->elapsed_ = elapsed_;
   return copy;
+}
+
+bool table::is_mapped() const {
+  return std::ranges::any_of(columns_, [](const auto& c) { return c->is_mapped(); });
+}
+
+void table::release_pages() const {
+  for (const auto& c : columns_) c->release_pages();
 }
 
 /// Of a row that there is.

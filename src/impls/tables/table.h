@@ -57,6 +57,10 @@ class table : private zel::util::nocopy {
   unsigned long n_columns() const { return columns_.size(); }
   unsigned long n_attributes() const { return attribute_columns_.size(); }
   const column& get_column(unsigned long i) const { return *columns_[i]; }
+  /// Whether some column lies in a mapped file.
+  bool is_mapped() const;
+  /// Lets go of the pages of mapped columns.
+  void release_pages() const;
   /// The column of attribute `a`: columns in order, without the class and the weights.
   const column& column_of(unsigned long a) const { return *columns_[column_index_of(a)]; }
   unsigned long column_index_of(unsigned long a) const {

@@ -257,6 +257,7 @@ std::unique_ptr<table> table::open_mapped(const std::string& file, const std::st
   const mapped_header h = header_of(mapped->bytes());
   const std::vector<mapped_place> places = places_of(mapped->bytes(), h);
   std::unique_ptr<table> t = read_schema(schema_bytes(mapped->bytes(), h));
+  zel::inpout::file_mapping::release(mapped->bytes());  // it is in memory now
   require(t->n_columns() == places.size(), k_damaged_schema);
   require(h.rows / 64 <= h.bytes, k_damaged_header);  // no overflow below
   bool has_codes = false;

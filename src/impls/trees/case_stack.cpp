@@ -78,7 +78,7 @@ case_stack::share_list case_stack::split(const column& tested, const split_test&
                                          std::size_t n, double total, share_list shares) {
   // A bool column has no unknown values and no third code.
   const bool in_two =
-      n == 2 && (test.parts_in_two() ? !tested.values()->has_null() : tested.codes().bits == 1);
+      n == 2 && (test.parts_in_two() ? !tested.values()->has_null() : tested.code_bits() == 1);
   visit_routing(tested, test, [&](const auto& code_of, auto branch_of) {
     if (in_two) {
       split_in_two(code_of, branch_of);

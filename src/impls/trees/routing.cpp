@@ -63,7 +63,7 @@ split_test test_of(const column& tested, code_t threshold) {
 /// Throws for a column that no test has. Deliberate: one that has codes names the method
 /// "partition", whichever is called.
 void require_branches(const column& tested, const char* method) {
-  const unsigned bits = tested.codes().bits;
+  const unsigned bits = tested.code_bits();
   const column::role type = tested.type();
   if (bits == 1 && type == column::DISCRETE) return;
   if (bits > 1 && (type == column::CONTINUOUS || type == column::DISCRETE || type == column::CLASS))

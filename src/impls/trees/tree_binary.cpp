@@ -84,7 +84,7 @@ split_test read_test(ibinstream& in, const table& t) {
 
 unsigned long n_branches_of(const split_test& test, const table& t) {
   const column& tested = t.column_of(test.attribute);
-  if (test.parts_in_two() || tested.codes().bits == 1) return 2;
+  if (test.parts_in_two() || tested.code_bits() == 1) return 2;
   return tested.values()->size_of_known();
 }
 

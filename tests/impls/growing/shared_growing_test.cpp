@@ -1,12 +1,19 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <sstream>
 #include <thread>
 
 #include "impls/growing/count_partition.h"
 #include "impls/growing/growing_plan.h"
 #include "impls/growing/told_branches.h"
+#include "impls/model/dtree.h"
+#include "impls/support/ensembles.h"
 #include "impls/support/stock_tables.h"
 #include "impls/support/tree_builder.h"
+#include "impls/tables/mapped_column.h"
+#include "support/scratch_folder.h"
 #include "support/thread_team.h"
 #include "zel/util/run_context.h"
 
@@ -59,8 +66,8 @@ void expect_told(const table& t, const split_test& test, const std::vector<count
     EXPECT_EQ(found.parts[b].lowest, expected.parts[b].lowest);
     EXPECT_EQ(found.parts[b].highest, expected.parts[b].highest);
   }
-  const std::size_t bits = n > 2 ? 9 : unknown ? 2 : 1;
-  EXPECT_EQ(size, 1 + (n > 2 ? 0 : 16) + (cases.size() * bits + 7) / 8);
+  const std::size_t m = cases.size();  // two branches and unknown ones: five a byte
+  EXPECT_EQ(size, 1 + (n > 2 ? (9 * m + 7) / 8 : 16 + (unknown ? (m + 4) / 5 : (m + 7) / 8)));
 }
 
 TEST(told_branches, are_those_of_the_test) {
@@ -93,9 +100,9 @@ std::string grow(const table& t, const sample& s, zel::util::run_context& run) {
   return exact_text_of(tree, t);
 }
 
-/// @return what each of n processes grows; `told` is what all of them told.
-std::vector<std::string> grow_together(unsigned long n, const table& t, const sample& s,
-                                       unsigned long& told) {
+/// @return what work(rank, run) gives in each of n processes; `told` is what all of them told.
+template <class Work>
+std::vector<std::string> in_processes(unsigned long n, unsigned long& told, const Work& work) {
   meeting_place place(n);
   std::vector<std::string> grown(n);
   std::vector<std::thread> processes;
@@ -106,8 +113,8 @@ std::vector<std::string> grow_together(unsigned long n, const table& t, const sa
       run.n_workers = 1 + rank % 2;
       run.companions = &team;
       run.steps.wanted = true;
-      grown[rank] = grow(t, s, run);
-      if (rank == 0) told = run.steps.bytes;
+      grown[rank] = work(rank, run);
+      if (rank == 0) told = run.steps.bytes + run.steps.cells;
     });
   }
   for (std::thread& each : processes) each.join();
@@ -121,9 +128,8 @@ TEST_P(shared_growing_of, gives_all_processes_the_tree_of_one) {
   const std::string expected = grow(*t, s, alone);
   std::vector<unsigned long> told;
   for (const unsigned long n : {1UL, 3UL}) {
-    for (const std::string& grown : grow_together(n, *t, s, told.emplace_back())) {
-      EXPECT_EQ(grown, expected) << n;
-    }
+    const auto work = [&](unsigned long, auto& run) { return grow(*t, s, run); };
+    EXPECT_EQ(in_processes(n, told.emplace_back(), work), std::vector(n, expected));
   }
   EXPECT_EQ(told, std::vector(told.size(), told[0]));
   EXPECT_GT(told[0], 5000 / 8);  // a bit a case and level
@@ -137,5 +143,53 @@ INSTANTIATE_TEST_SUITE_P(
                     sample{"shallow", false, true, orvik::model::PURE_GAIN_RATIO, 3},
                     sample{"one_value", true, true, orvik::model::GAIN_RATIO, 6, true}),
     [](const auto& row) { return row.param.name; });
+
+class parted_tables : public scratch_folder {};
+
+/// A tree, and what it says of its cases.
+std::string fitted(const table& t, zel::util::run_context& run) {
+  dtree model("m");
+  model.use(run);
+  model.set_pruning_strategy(orvik::model::NO_PRUNING);
+  const std::unique_ptr<case_list> cases(t.get_all());
+  model.build(&t, cases.get());
+  double depth = 0;
+  const double error = model.test(t, *cases, &depth)->err_misc();
+  return text_of(model) + std::to_string(error) + ' ' + std::to_string(depth);
+}
+
+// Columns of all widths, flags, unknown values and weights: every process looks at its own columns.
+TEST_F(parted_tables, give_the_tree_of_one_process_that_has_all_columns) {
+  for (const bool weighted : {false, true}) {
+    table_texts texts = mixed_texts(4000, 5, weighted);
+    std::string names = "a,string,discrete\nb,string,discrete\nc,string,discrete\n" + texts.names;
+    std::string rows, line;
+    std::istringstream lines(texts.data);
+    for (unsigned i = 0; std::getline(lines, line); ++i) {
+      for (const unsigned of : {3U, 5U, 7U}) rows += i / 9 % of == 0 ? "n," : "y,";
+      rows += line + '\n';
+    }
+    const auto t = make_table(names, rows);
+    t->write_mapped("t", zel::util::default_context());
+    zel::util::run_context alone;
+    const std::string expected = fitted(*t, alone);
+    std::vector<unsigned long> told;
+    for (const unsigned long n : {1UL, 3UL}) {
+      std::vector<std::atomic<int>> looked_at(t->n_attributes());
+      const auto work = [&](unsigned long, auto& run) {
+        const auto own = table::open_mapped("t", "t");
+        const std::string all = fitted(*own, run);
+        for (unsigned a = 0; a < looked_at.size(); ++a) {
+          const auto* const c = dynamic_cast<const mapped_column*>(&own->column_of(a));
+          looked_at[a] += c == nullptr || c->is_checked();
+        }
+        return all;
+      };
+      EXPECT_EQ(in_processes(n, told.emplace_back(), work), std::vector(n, expected));
+      EXPECT_THAT(std::vector<int>(looked_at.begin(), looked_at.end() - 1), testing::Each(1));
+    }
+    EXPECT_EQ(told[0], told[1]);
+  }
+}
 
 }  // namespace
