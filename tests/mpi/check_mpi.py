@@ -139,7 +139,7 @@ def main(mpirun, orvcmd, orvmpi, names, data, *processes):
         check_same(mpirun, orvcmd, orvmpi, drawn, processes or ("3",), folder, (["-columns"],))
         mapped = os.path.join(folder, "drawn.map")
         run([orvcmd, "-f", drawn[1], "-npp", "-dbm", mapped])
-        check_same(mpirun, orvcmd, orvmpi, ["-bd", mapped], processes or ("3",), folder, (["-columns"],))
+        check_same(mpirun, orvcmd, orvmpi, ["-bd", mapped] + drawn[2:], processes or ("3",), folder, (["-columns"],))
         check_gone_on(mpirun, orvcmd, orvmpi, table + rows, folder)
         check_killed(mpirun, orvmpi, table, folder)
     check_lone_error(mpirun, orvmpi, table)
