@@ -58,5 +58,5 @@ for program in orvcmd orvik; do
 done
 for program in orvcmd orvik orvik-train orvik-predict orvik-view orvik-prep; do
   [ ! -e "$build/$program.1.gz" ] ||
-    zcat "$installed/share/man/man1/$program.1.gz" | grep -q "^\.TH \"${program^^}\" \"1\""
+    zcat "$installed/share/man/man1/$program.1.gz" | grep "^\.TH \"${program^^}\" \"1\"" >/dev/null
 done

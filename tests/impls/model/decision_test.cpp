@@ -280,15 +280,21 @@ TEST(pruning_by_costs, is_pruning_by_errors_where_all_cost_the_same) {
   }
 }
 
-/// Both branches are q where to call a q a p costs 5: 4 x 1 < 1 x 5.
+/// To call a q a p costs as much as is said.
+std::unique_ptr<dtree> pruned_by_cost(const table& t, model::pruning_strategy strategy,
+                                      double cost) {
+  return grown(t, {"", 0, combination::votes, false, false}, [&](dtree& m) {
+    m.set_pruning_strategy(strategy);
+    m.set_costs(costs_of(3, {{1, 2, cost}}), cost_use::decides);
+  });
+}
+
+/// Both branches are q where it is 5: 4 x 1 < 1 x 5.
 TEST(pruning_by_costs, cuts_what_does_not_save_any) {
   const auto t = make_table("a,string,discrete\nc,string,class\n",
                             "u,p\nu,p\nu,p\nu,p\nu,q\nv,q\nv,q\nv,q\nv,q\nv,q\n");
   const auto pruned = [&](model::pruning_strategy strategy, double cost) {
-    return grown(*t, {"", 0, combination::votes, false, false}, [&](dtree& m) {
-      m.set_pruning_strategy(strategy);
-      m.set_costs(costs_of(3, {{1, 2, cost}}), cost_use::decides);
-    });
+    return pruned_by_cost(*t, strategy, cost);
   };
   EXPECT_EQ(pruned(model::PRE_PRUNING_ONLY, 3)->get_tree(0)->size(), 3u);
   for (const model::pruning_strategy strategy :
@@ -299,6 +305,19 @@ TEST(pruning_by_costs, cuts_what_does_not_save_any) {
     EXPECT_DOUBLE_EQ(model->get_tree(0)->get_node()->estimated_error(),
                      4 + (strategy == model::PRE_PRUNING_ONLY ? 0 : added));
   }
+}
+
+/// All of u is q, by either value of b or by none: 5 x 1. So is the whole, where v adds nothing; as
+/// errors, of which there would be 2 in u, all cost the same, v is worth a branch.
+TEST(pruning_by_costs, adds_up_what_cut_subtrees_cost) {
+  const auto t = make_table("a,string,discrete\nb,string,discrete\nc,string,class\n",
+                            "u,x,p\nu,x,p\nu,x,q\nu,y,p\nu,y,p\nu,y,p\nu,y,q\n"
+                            "v,x,q\nv,x,q\nv,y,q\nv,y,q\nv,y,q\n");
+  EXPECT_EQ(pruned_by_cost(*t, model::NO_PRUNING, 1)->get_tree(0)->size(), 5u);
+  EXPECT_EQ(pruned_by_cost(*t, model::PRE_PRUNING_ONLY, 1)->get_tree(0)->size(), 3u);
+  const auto dear = pruned_by_cost(*t, model::PRE_PRUNING_ONLY, 5);
+  EXPECT_EQ(dear->get_tree(0)->size(), 1u);
+  EXPECT_DOUBLE_EQ(dear->get_tree(0)->get_node()->estimated_error(), 5);
 }
 
 TEST(searches_by_costs, are_those_by_errors_where_all_cost_the_same) {
