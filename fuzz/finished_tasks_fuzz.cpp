@@ -12,7 +12,6 @@
 #include <string_view>
 #include <vector>
 
-#include "impls/support/stock_tables.h"
 #include "orvcmd_run.h"
 
 using namespace orvik::fuzz;

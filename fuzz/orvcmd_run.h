@@ -1,11 +1,13 @@
-// A run of orvcmd within this process.
+// A run of orvcmd within this process, and what it runs on.
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "errors.h"
 #include "impls/support/ensembles.h"
+#include "impls/support/stock_tables.h"
 #include "options.h"
 #include "program.h"
 #include "require.h"
@@ -37,6 +39,38 @@ inline int run_orvcmd(const std::vector<std::string>& words, const scratch& file
   require(status == 0 || said.empty() || said.ends_with('\n'), "an error has its line");
   require(!files.has_unfinished(), "nothing is left half-written");
   return status;
+}
+
+/// Files of golf_files() and such that a run may make, and all options.
+inline const std::vector<std::string>& orvcmd_words() {
+  static const std::vector<std::string> all = [] {
+    std::vector<std::string> words{"golf.names", "golf.data",  "golf",
+                                   "golf.rows",  "golf.table", "golf.tree",
+                                   "forest",     "made.file",  "made.more"};
+    for (const std::string_view option : orvcmd::option_names()) words.emplace_back(option);
+    words.emplace_back("golf.map");
+    return words;
+  }();
+  return all;
+}
+
+/// A table in all its forms, a tree and a forest.
+inline scratch& golf_files() {
+  static scratch made;
+  static const bool filled = [] {
+    made.keep("golf.names", impls::k_golf_names);
+    made.keep("golf.data", impls::k_golf_rows);
+    made.keep("golf.rows", impls::k_golf_rows);
+    made.restore();
+    require(run_orvcmd({"-f", "golf", "-db", "golf.table", "-tb", "golf.tree"}, made) == 0,
+            "files");
+    require(run_orvcmd({"-f", "golf", "-fo", "3", "-tb", "forest"}, made) == 0, "a forest");
+    require(run_orvcmd({"-f", "golf", "-dbm", "golf.map"}, made) == 0, "a mapped table");
+    for (const char* name : {"golf.table", "golf.tree", "forest", "golf.map"}) made.keep(name);
+    return true;
+  }();
+  require(filled, "files to work on");
+  return made;
 }
 
 }  // namespace orvik::fuzz

@@ -7,11 +7,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <new>
-#include <string>
-#include <string_view>
-#include <vector>
 
-#include "impls/support/stock_tables.h"
 #include "orvcmd_run.h"
 
 using namespace orvik::fuzz;
@@ -29,34 +25,6 @@ bool is_short() {
   return true;
 }
 
-const std::vector<std::string>& names() {
-  static const std::vector<std::string> all = [] {
-    std::vector<std::string> words{"golf",      "golf.rows", "golf.table", "golf.map",
-                                   "golf.tree", "forest",    "made.file",  "made.more"};
-    for (const std::string_view option : orvcmd::option_names()) words.emplace_back(option);
-    return words;
-  }();
-  return all;
-}
-
-scratch& files() {
-  static scratch made;
-  static const bool filled = [] {
-    made.keep("golf.names", orvik::impls::k_golf_names);
-    made.keep("golf.data", orvik::impls::k_golf_rows);
-    made.keep("golf.rows", orvik::impls::k_golf_rows);
-    made.restore();
-    require(run_orvcmd({"-f", "golf", "-db", "golf.table", "-tb", "golf.tree"}, made) == 0,
-            "files");
-    require(run_orvcmd({"-f", "golf", "-fo", "3", "-tb", "forest"}, made) == 0, "a forest");
-    require(run_orvcmd({"-f", "golf", "-dbm", "golf.map"}, made) == 0, "a mapped table");
-    for (const char* name : {"golf.table", "golf.tree", "forest", "golf.map"}) made.keep(name);
-    return true;
-  }();
-  require(filled, "files to work on");
-  return made;
-}
-
 }  // namespace
 
 void* operator new(std::size_t n) {
@@ -70,9 +38,9 @@ void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 4) return 0;
-  const auto words = words_of({reinterpret_cast<const char*>(data + 3), size - 3}, names());
+  const auto words = words_of({reinterpret_cast<const char*>(data + 3), size - 3}, orvcmd_words());
   if (!is_harmless(words)) return 0;
-  files().restore();
+  golf_files().restore();
   int status = 0;
   {
     const caught_output caught;
@@ -81,6 +49,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     until_short = -1;
   }
   require(status == 0 || status == orvcmd::k_failure, "a status of the program");
-  require(!files().has_unfinished(), "nothing is left half-written");
+  require(!golf_files().has_unfinished(), "nothing is left half-written");
   return 0;
 }
