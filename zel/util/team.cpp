@@ -311,6 +311,7 @@ std::vector<std::string> team::exchange(const std::string& told) {
 /// All know the lengths before, and by that that none has failed.
 std::vector<std::string> team::deal(std::vector<std::string> told) {
   std::vector<std::uint64_t> lengths;
+  lengths.reserve(told.size());
   for (const std::string& text : told) lengths.push_back(text.size());
   const std::vector<std::string> all = exchange(bytes_of_items(lengths));
   std::vector<std::string> found(all.size());

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 #include "impls/growing/gathered_cells.h"
 #include "impls/growing/told_subtrees.h"
@@ -51,6 +52,7 @@ std::vector<gathered_growing::share> gathered_growing::next_shares(
 
 void gathered_growing::grow(const std::vector<share>& shares) {
   std::vector<std::string> cells;
+  cells.reserve(shares.size());
   for (const share& each : shares) cells.push_back(cells_of(each));
   cells = run_.companions->deal(std::move(cells));
   const unsigned long own = run_.companions->rank();
@@ -100,7 +102,7 @@ void gathered_growing::grow_one(growing_node&& root, std::vector<const char*> ce
   const std::size_t n = node_growing::n_entries(root);
   std::vector<candidate> candidates;
   if (find_candidates(plan_, root, candidates)) {
-    const growing::gathered_cells gathered(plan_, root, n, candidates, cells);
+    const growing::gathered_cells gathered(plan_, root, n, candidates, std::move(cells));
     const growing_plan plan = plan_.on_cells(gathered.codes(), n);
     node_growing growing(plan, nullptr);
     growing.grow_by_branches(growing.adopt(std::move(root), growing_));

@@ -45,8 +45,9 @@ growing_plan::growing_plan(const table& t, model::split_type type, double min_we
   }
   is_parted_ = all != nullptr && t.is_mapped();
   if (all != nullptr) deal_out(all->size());
+  const unsigned long rank = all == nullptr ? 0 : all->rank();
   for (attribute& a : attributes_) {
-    if (!is_parted_ || a.owner == all->rank()) a.codes = a.values->codes();
+    if (!is_parted_ || a.owner == rank) a.codes = a.values->codes();
   }
   gather_flags(table_.class_column().size());
 }

@@ -33,12 +33,11 @@ void table::adopt_columns(std::vector<std::unique_ptr<column>> columns) {
   unsigned long class_at = columns.size(), weights_at = columns.size();
   std::vector<unsigned long> attributes;
   for (unsigned long i = 0; i < columns.size(); ++i) {
-    if (!class_checked_) {
-      attributes.push_back(i);
-    } else if (columns[i]->type() == column::CLASS) {
+    const column::role role = columns[i]->type();
+    if (class_checked_ && role == column::CLASS) {
       ++classes;
       class_at = i;
-    } else if (columns[i]->type() == column::WEIGHTS) {
+    } else if (class_checked_ && role == column::WEIGHTS) {
       ++weights;
       weights_at = i;
     } else {

@@ -32,7 +32,7 @@ void fill(const case_list& cases, double total_weight, const CodeOf& code_of, Br
   }
   for_each_routed(
       cases, code_of, branch_of, branches.size(),
-      [&](std::size_t b, const auto& c, code_t code) {
+      [&](std::size_t b, const auto& c, [[maybe_unused]] code_t code) {
         if constexpr (BranchOf::k_joins_codes) {
           code_range& range = branches[b].range;
           range = {std::min(range.first, code), std::max(range.second, code + 1)};
