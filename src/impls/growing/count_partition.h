@@ -28,6 +28,7 @@ class untouched_cases {
   /// What was there is lost where there was not room for so many.
   void make_room(std::size_t n) {
     if (n <= size_) return;
+    size_ = 0;  // where there is no memory for more, there is no room
     cases_.reset();
     cases_ = std::make_unique_for_overwrite<counted_case[]>(n);
     size_ = n;
