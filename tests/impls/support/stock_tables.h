@@ -27,13 +27,13 @@ struct table_texts {
 
 /// `rows` random rows over all kinds of columns, with unknown values if wanted, an ignored column,
 /// case weights if `weighted` (some of them 0), and a class of three values that hangs, with noise,
-/// on the attributes. The same rows for the same seed.
+/// on the attributes; one cell in `one_in` is unknown. The same rows for the same seed.
 inline table_texts mixed_texts(unsigned long rows, unsigned long seed, bool weighted,
-                               bool unknown = true) {
+                               bool unknown = true, unsigned long one_in = 12) {
   std::mt19937_64 draw(seed);
   const auto below = [&draw](unsigned long n) { return draw() % n; };
   const auto unless_unknown = [&](unsigned long value) {
-    return below(12) == 0 && unknown ? std::string("?") : std::to_string(value);
+    return below(one_in) == 0 && unknown ? std::string("?") : std::to_string(value);
   };
   std::string data;
   for (unsigned long i = 0; i < rows; ++i) {
@@ -53,8 +53,8 @@ inline table_texts mixed_texts(unsigned long rows, unsigned long seed, bool weig
 }
 
 inline std::unique_ptr<table> mixed_table(unsigned long rows, unsigned long seed, bool weighted,
-                                          bool unknown = true) {
-  const table_texts texts = mixed_texts(rows, seed, weighted, unknown);
+                                          bool unknown = true, unsigned long one_in = 12) {
+  const table_texts texts = mixed_texts(rows, seed, weighted, unknown, one_in);
   return make_table(texts.names, texts.data);
 }
 
