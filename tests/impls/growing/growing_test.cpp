@@ -2,6 +2,7 @@
 
 #include <random>
 
+#include "impls/growing/count_partition.h"
 #include "impls/growing/growing_plan.h"
 #include "impls/support/stock_tables.h"
 #include "impls/support/tree_builder.h"
@@ -220,6 +221,15 @@ TEST(growing, on_counted_and_weighed_cases_agrees_with_growing_node_by_node) {
     expect_as_node_by_node(*mixed_table(2000, round, false, true, 300), round, false,
                            round % 3 == 2);
   }
+}
+
+// A thread keeps it and grows on after an error.
+TEST(untouched_cases, have_no_room_after_memory_was_short) {
+  orvik::impls::growing::untouched_cases cases;
+  cases.make_room(4);
+  EXPECT_THROW(cases.make_room(SIZE_MAX / 2), std::bad_alloc);
+  cases.make_room(1);
+  EXPECT_NE(cases.begin(), nullptr);
 }
 
 }  // namespace
