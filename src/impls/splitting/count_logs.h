@@ -20,6 +20,8 @@ class count_logs {
     return table;
   }
   double of(std::uint32_t n) const { return n < k_size ? values_[n] : compute(n); }
+  /// Of all numbers below k_size.
+  const double* table() const { return values_.get(); }
   /// Of a weight, which is often a whole number.
   double of(double w) const {
     const auto n = static_cast<std::uint32_t>(w >= 0 && w < k_size ? w : 0);

@@ -9,6 +9,7 @@
 // this and name it in criterion.h.
 #pragma once
 
+#include <array>
 #include <concepts>
 #include <cstdint>
 #include <span>
@@ -67,6 +68,19 @@ class entropy {
       b_terms += logs_.of(b[i]);
     }
     return (logs_.of(a_sum) - a_terms) + (logs_.of(b_sum) - b_terms);
+  }
+  /// The same of K classes, of which one side has some and the other the rest of `all`; the sum of
+  /// all is below count_logs::k_size.
+  template <std::size_t K>
+  double of_both(const std::array<count_t, K>& a, count_t a_sum, const std::array<count_t, K>& all,
+                 count_t all_sum) const {
+    const double* const logs = logs_.table();
+    double a_terms = logs[a[0]], b_terms = logs[all[0] - a[0]];
+    for (std::size_t i = 1; i < K; ++i) {
+      a_terms += logs[a[i]];
+      b_terms += logs[all[i] - a[i]];
+    }
+    return (logs[a_sum] - a_terms) + (logs[all_sum - a_sum] - b_terms);
   }
   double of_both(std::span<const double> a, double a_sum, std::span<const double> b,
                  double b_sum) const {
