@@ -69,12 +69,15 @@ class entropy {
     }
     return (logs_.of(a_sum) - a_terms) + (logs_.of(b_sum) - b_terms);
   }
-  /// The same of K classes, of which one side has some and the other the rest of `all`; the sum of
-  /// all is below count_logs::k_size.
+  /// The table that so many calls of the next look into, for counts that add up to `most`; null
+  /// where there is none.
+  const double* table_to(count_t most, std::size_t n_calls) const {
+    return logs_.up_to(most, n_calls);
+  }
+  /// The same of K classes by a table, where one side has some and the other the rest of `all`.
   template <std::size_t K>
-  double of_both(const std::array<count_t, K>& a, count_t a_sum, const std::array<count_t, K>& all,
-                 count_t all_sum) const {
-    const double* const logs = logs_.table();
+  static double of_both(const double* logs, const std::array<count_t, K>& a, count_t a_sum,
+                        const std::array<count_t, K>& all, count_t all_sum) {
     double a_terms = logs[a[0]], b_terms = logs[all[0] - a[0]];
     for (std::size_t i = 1; i < K; ++i) {
       a_terms += logs[a[i]];

@@ -13,7 +13,6 @@
 #include <optional>
 
 #include "impls/splitting/cells.h"
-#include "impls/splitting/count_logs.h"
 #include "impls/splitting/cut_search.h"
 
 namespace orvik::impls::splitting {
@@ -73,10 +72,10 @@ narrow_keys<K> narrow_steps(const sorted_keys& cells) {
   return {cells};
 }
 
-/// Weighs the cuts that steps of K classes end with; `known` by place. @return the step before the
-/// best one, or as many as there are.
+/// Weighs the cuts that steps of K classes end with; `known` by place, `table` of the
+/// impurity. @return the step before the best one, or as many as there are.
 template <std::size_t K, class Impurity, class Steps>
-std::size_t best_step(const Impurity& impurity, const Steps steps, const narrow_counts<K> known,
+std::size_t best_step(const double* table, const Steps steps, const narrow_counts<K> known,
                       cut_search<Impurity, count_t>& search) {
   const std::size_t n = steps.size();
   const auto [first, last] = search.window();
@@ -90,7 +89,7 @@ std::size_t best_step(const Impurity& impurity, const Steps steps, const narrow_
     left_sum += moved;
     const bool is_cut = steps.ends_value(i, moved) & (left_sum - first <= last - first);
     tries += is_cut;
-    const double sum = impurity.of_both(left, left_sum, known, search.known());
+    const double sum = Impurity::of_both(table, left, left_sum, known, search.known());
     if ((is_cut & (sum < search.least_sum())) && search.take(sum, left_sum)) best = i;
   }
   search.count_tries(tries);
@@ -102,13 +101,15 @@ template <std::size_t K, class Impurity, class Layout>
 std::optional<splitting_desc> narrow_cut(const Impurity& impurity, const Layout& cells,
                                          const node_facts<count_t>& node, count_t unknown,
                                          scratch<count_t>& s) {
+  const auto steps = narrow_steps<K>(cells);
+  const double* const table = impurity.table_to(node.total, steps.size());
+  if (table == nullptr) return std::nullopt;
   cut_search<Impurity, count_t> search(impurity, node, unknown, s.left, s.known, s.cut);
   if (!search.possible()) return splitting_desc{};
   search.begin();
-  const auto steps = narrow_steps<K>(cells);
   narrow_counts<K> known;
   std::ranges::copy(s.known, known.begin());
-  const std::size_t best = best_step<K>(impurity, steps, known, search);
+  const std::size_t best = best_step<K>(table, steps, known, search);
   if (best == steps.size()) return search.result();
   const value_group value = steps.value_at(best);
   const value_group next = cells.at(value.end);
@@ -117,12 +118,11 @@ std::optional<splitting_desc> narrow_cut(const Impurity& impurity, const Layout&
   return search.result();
 }
 
-/// The same where there are few classes, and few enough cases for the table of logarithms.
+/// The same where there are few classes.
 template <class Impurity, class Layout>
 std::optional<splitting_desc> cut_of_few(const Impurity& impurity, const Layout& cells,
                                          const node_facts<count_t>& node, count_t unknown,
                                          scratch<count_t>& s) {
-  if (node.total >= count_logs::k_size) return std::nullopt;
   switch (node.n_places) {
     case 2:
       return narrow_cut<2>(impurity, cells, node, unknown, s);
