@@ -15,7 +15,8 @@ namespace {
 TEST(key_sort, orders_spread_and_clustered_codes) {
   std::mt19937_64 random(3);
   key_sorter sorter;
-  for (const std::size_t n : {0UL, 1UL, 2UL, 24UL, 25UL, 900UL, 4095UL, 4096UL, 9000UL}) {
+  for (const std::size_t n :
+       {0UL, 1UL, 2UL, 8UL, 9UL, 30UL, 48UL, 49UL, 900UL, 4095UL, 4096UL, 9000UL}) {
     for (const std::uint64_t n_codes : {1UL, 2UL, 700UL, 3000000UL, 1UL << 32}) {
       for (const std::uint64_t spread : {n_codes, std::min<std::uint64_t>(n_codes, 3)}) {
         const std::span<std::uint64_t> keys = sorter.start(n);

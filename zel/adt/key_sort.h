@@ -1,8 +1,7 @@
 // Sorting of packed keys: a code in the upper half, whatever goes with it in the lower.
 //
-// Codes are places among the sorted values of a column, close to evenly spread, so one pass that
-// deals them into as many buckets as there are keys leaves little to do (Isaac and Singleton,
-// Sorting by Address Calculation, 1956). Many keys take radix passes, which write to few places.
+// Few keys are ranked by comparing all of them, more take radix passes with digits that fit their
+// number: neither jumps by what the keys are, which a processor cannot foretell.
 // Threads: a sorter belongs to one thread; it keeps its memory for the next call.
 #pragma once
 
@@ -24,13 +23,13 @@ class key_sorter {
     }
     return {keys_.data(), n};
   }
-  /// The first `n` keys by code; few keys also by payload, many in their order. All codes are
-  /// below n_codes, at most 2^32. Valid until the next start().
+  /// The first `n` keys by code, those of a code in their order. All codes are below n_codes, at
+  /// most 2^32. Valid until the next start().
   std::span<const std::uint64_t> sort(std::size_t n, std::uint64_t n_codes);
 
  private:
-  void bucket_sort(std::size_t n, unsigned bits);
-  void radix_sort(std::size_t n, unsigned bits);
+  void sort_by_ranks(std::size_t n);
+  void sort_by_digits(std::size_t n, unsigned bits);
   void scatter(std::size_t n, unsigned shift, std::size_t n_buckets);
 
   std::vector<std::uint64_t> keys_, other_;

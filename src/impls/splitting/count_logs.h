@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -20,6 +21,12 @@ class count_logs {
     return table;
   }
   double of(std::uint32_t n) const { return n < k_size ? values_[n] : compute(n); }
+  /// Of all numbers to `most`, looked up without a question; null where these are too many. A
+  /// larger table than the usual one is made where one first asks for it for so much that it pays.
+  const double* up_to(std::uint32_t most, std::size_t n_steps) const {
+    if (most < k_size) return values_.get();
+    return most < k_large_size && n_steps >= k_worth_large ? large() : nullptr;
+  }
   /// Of a weight, which is often a whole number.
   double of(double w) const {
     const auto n = static_cast<std::uint32_t>(w >= 0 && w < k_size ? w : 0);
@@ -27,8 +34,18 @@ class count_logs {
   }
 
  private:
-  count_logs() : values_(std::make_unique_for_overwrite<double[]>(k_size)) {
-    for (std::uint32_t n = 0; n < k_size; ++n) values_[n] = compute(n);
+  static constexpr std::uint32_t k_large_size = 1U << 17;
+  static constexpr std::size_t k_worth_large = 1U << 13;
+
+  count_logs() : values_(below(k_size)) {}
+  static std::unique_ptr<double[]> below(std::uint32_t size) {
+    auto values = std::make_unique_for_overwrite<double[]>(size);
+    for (std::uint32_t n = 0; n < size; ++n) values[n] = compute(n);
+    return values;
+  }
+  static const double* large() {
+    static const std::unique_ptr<double[]> values = below(k_large_size);
+    return values.get();
   }
   static double compute(double w) { return w * log2_of(w); }
 

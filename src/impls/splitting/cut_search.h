@@ -14,6 +14,7 @@
 #include <limits>
 #include <span>
 #include <type_traits>
+#include <utility>
 
 #include "impls/splitting/cells.h"
 #include "impls/splitting/cut_bound.h"
@@ -101,6 +102,32 @@ class cut_search {
     weigh(left_code, right_code, left_, left_sum_, right_);
   }
 
+  // What a search that keeps the counts itself asks for.
+
+  /// The least and the most of a left side, both between 1 and what leaves something on the right.
+  std::pair<Amount, Amount> window() const {
+    return {static_cast<Amount>(std::max<bound>(least_, 1)),
+            static_cast<Amount>(std::clamp<bound>(most_, 0, known_ - 1))};
+  }
+  Amount known() const { return known_; }
+  double least_sum() const { return least_sum_; }
+  void count_tries(unsigned long tries) { tries_ += tries; }
+  /// Keeps the cut that leaves such impurities, added up, if it gains more than all before; @return
+  /// whether it does.
+  bool take(double sum, Amount left_sum) {
+    if (!(sum < least_sum_)) return false;  // no greater gain either: rounding keeps the order
+    const double gain = known_share_ * (base_ - sum / static_cast<double>(known_));
+    if (!(gain > best_.gain)) return false;  // of equal gains the lowest cut
+    least_sum_ = sum;
+    best_.gain = gain;
+    best_left_ = left_sum;
+    return true;
+  }
+  void name_best(code_t left_code, code_t right_code) {
+    best_.left_code = left_code;
+    best_.right_code = right_code;
+  }
+
   /// The best cut, its gain less the price of choosing among the tries.
   splitting_desc result() {
     const double price = free_ ? 0 : Impurity::price_of_choice(tries_, total_);
@@ -142,12 +169,7 @@ class cut_search {
       if (!has_base_) set_base(bound_.known());
     }
     const double sum = impurity_.of_both(left, left_sum, right, known_ - left_sum);
-    if (!(sum < least_sum_)) return;  // no greater gain either: rounding keeps the order
-    const double gain = known_share_ * (base_ - sum / static_cast<double>(known_));
-    if (!(gain > best_.gain)) return;  // of equal gains the lowest cut
-    least_sum_ = sum;
-    best_ = {left_code, right_code, gain, 0};
-    best_left_ = left_sum;
+    if (take(sum, left_sum)) name_best(left_code, right_code);
   }
   /// That which is kept is better than what was weighed before.
   void weigh_kept() {

@@ -9,6 +9,7 @@
 // this and name it in criterion.h.
 #pragma once
 
+#include <array>
 #include <concepts>
 #include <cstdint>
 #include <span>
@@ -67,6 +68,22 @@ class entropy {
       b_terms += logs_.of(b[i]);
     }
     return (logs_.of(a_sum) - a_terms) + (logs_.of(b_sum) - b_terms);
+  }
+  /// The table that so many calls of the next look into, for counts that add up to `most`; null
+  /// where there is none.
+  const double* table_to(count_t most, std::size_t n_calls) const {
+    return logs_.up_to(most, n_calls);
+  }
+  /// The same of K classes by a table, where one side has some and the other the rest of `all`.
+  template <std::size_t K>
+  static double of_both(const double* logs, const std::array<count_t, K>& a, count_t a_sum,
+                        const std::array<count_t, K>& all, count_t all_sum) {
+    double a_terms = logs[a[0]], b_terms = logs[all[0] - a[0]];
+    for (std::size_t i = 1; i < K; ++i) {
+      a_terms += logs[a[i]];
+      b_terms += logs[all[i] - a[i]];
+    }
+    return (logs[a_sum] - a_terms) + (logs[all_sum - a_sum] - b_terms);
   }
   double of_both(std::span<const double> a, double a_sum, std::span<const double> b,
                  double b_sum) const {

@@ -9,6 +9,7 @@
 #include "impls/splitting/branch_search.h"
 #include "impls/splitting/cells.h"
 #include "impls/splitting/cut_search.h"
+#include "impls/splitting/narrow_cut.h"
 #include "impls/splitting/random_cut.h"
 #include "impls/splitting/value_search.h"
 #include "orvik/growth.h"
@@ -43,6 +44,9 @@ struct find_cut {
                            const node_facts<Amount>& node, Amount unknown, scratch<Amount>& s) {
     if constexpr (!is_exact<Amount>) cells.add_to(s.known);
     s.left.assign(node.n_places, 0);
+    if constexpr (is_exact<Amount>) {
+      if (const auto found = cut_of_few(impurity, cells, node, unknown, s)) return *found;
+    }
     return best_cut<Impurity, Layout, Amount>(impurity, cells, node, unknown, s.left, s.known,
                                               s.cut);
   }
