@@ -63,15 +63,13 @@ std::string loaded(const settings& how) {
   return text.str();
 }
 
-class large_files : public scratch_folder {};
-
-TEST_F(large_files, are_loaded_as_they_are_cell_by_cell) {
-  bool all_known = false;
-  for (const column& c : k_columns) {
+class large_files : public scratch_folder {
+ protected:
+  /// Some classes are unknown unless `all_known`.
+  void expect_as_cell_by_cell(const column& c, int n_rows, bool all_known) {
     SCOPED_TRACE(c.what);
-    all_known = !all_known;
     std::string file = "a,b,c,k\n";
-    for (int row = 0; row < k_rows; ++row) {
+    for (int row = 0; row < n_rows; ++row) {
       const char* const kind = row % 7 == 0 && !all_known ? "NA" : row % 5 == 0 ? "p" : "q";
       file += c.cell(row) + "," + (row % 2 == 0 ? "" : "x") + "," + std::to_string(row % 3) + "," +
               kind + (row % 9 == 0 ? "\r\n" : "\n");
@@ -84,6 +82,21 @@ TEST_F(large_files, are_loaded_as_they_are_cell_by_cell) {
     how.layout.comment = '\x02';  // files that may have comments are read cell by cell
     EXPECT_TRUE(loaded(how) == at_once) << at_once.substr(0, 600);
   }
+};
+
+TEST_F(large_files, are_loaded_as_they_are_cell_by_cell) {
+  bool all_known = false;
+  for (const column& c : k_columns) expect_as_cell_by_cell(c, k_rows, all_known = !all_known);
+}
+
+// Each worker has blocks of its own, and may find out alone that there are texts.
+TEST_F(large_files, of_many_blocks_are_loaded_as_they_are_cell_by_cell) {
+  const column k_of_many[] = {
+      {"numbers", [](int row) { return formatted("%.1f", drawn(row)); }},
+      {"an early text", [](int row) { return row == 9 ? "abc" : formatted("%.0f", drawn(row)); }},
+      {"a late text",
+       [](int row) { return row == 49000 ? "abc" : formatted("%.0f", drawn(row)); }}};
+  for (const column& c : k_of_many) expect_as_cell_by_cell(c, 50000, /*all_known=*/true);
 }
 
 }  // namespace
