@@ -57,7 +57,7 @@ unpacked by_zlib(std::string_view from) {
   return to;
 }
 
-unpacked read_all(zel::inpout::iogunzip& in, long at_once) {
+unpacked unpack_all(zel::inpout::iogunzip& in, long at_once) {
   unpacked to;
   std::string piece(static_cast<std::size_t>(at_once), '\0');
   long got = 0;
@@ -93,7 +93,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     zel::inpout::iogunzip in(buffer);
     require(in.open(name), "the file is there");
     if (in.is_compressed() != bytes.starts_with("\x1f\x8b")) require(false, "what it begins as");
-    compare(read_all(in, at_once), expected);
+    compare(unpack_all(in, at_once), expected);
     if (expected.failed || !expected.whole() || expected.bytes.empty()) continue;
     const long middle = static_cast<long>(expected.bytes.size() / 2);
     char there = 0;

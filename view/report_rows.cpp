@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "orvik/cell_predictor.h"
+#include "zel/util/blocks.h"
 #include "zel/util/rand_gen.h"
 #include "zel/util/run_context.h"
 
@@ -39,8 +40,10 @@ template <class Fill, class Use>
 void predict_each(const ready_model& model, unsigned long n, const Fill& fill, const Use& use) {
   constexpr unsigned long k_chunk = 512;
   const unsigned long width = model.n_attributes;
+  const zel::util::blocks chunks(n, k_chunk);
   const auto predict_chunk = [&](unsigned long chunk) {
-    const unsigned long first = chunk * k_chunk, end = std::min(n, first + k_chunk);
+    const auto [first, size] = chunks[chunk];
+    const unsigned long end = first + size;
     std::vector<code_t> codes((end - first) * width);
     for (unsigned long i = first; i < end; ++i) fill(i, codes.data() + (i - first) * width);
     if constexpr (!std::is_invocable_v<Use, unsigned long, orvik::dtree::prediction>) {
@@ -56,7 +59,7 @@ void predict_each(const ready_model& model, unsigned long n, const Fill& fill, c
     }
   };
   const zel::util::run_context& run = zel::util::default_context();
-  run.with_workers([&] { run.for_each_index((n + k_chunk - 1) / k_chunk, predict_chunk); });
+  run.with_workers([&] { run.for_each_index(chunks.count(), predict_chunk); });
 }
 
 /// Weight of the sampled rows that the model puts in another class, over their weight; `donors`

@@ -1,4 +1,4 @@
-// The text conversions, seeds and random numbers.
+// The text conversions, seeds, random numbers and blocks.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,6 +8,7 @@
 #include <string>
 
 #include "support/error_of.h"
+#include "zel/util/blocks.h"
 #include "zel/util/rand_gen.h"
 #include "zel/util/seed.h"
 #include "zel/util/string_util.h"
@@ -114,6 +115,23 @@ TEST(rand_gen, is_the_standard_engine_and_distribution) {
     std::uniform_int_distribution<unsigned long> uniform(0, n - 1);
     EXPECT_EQ(n == 1000 ? random() : random.below(n), uniform(engine));
   }
+}
+
+TEST(blocks, cover_the_range_once_and_are_empty_behind_it) {
+  for (const std::size_t n : {0UL, 1UL, 7UL, 8UL, 9UL, 16UL}) {
+    const blocks of_eight(n, 8), of_three = blocks::among(n, 3);
+    EXPECT_EQ(of_eight.count(), n == 0 ? 0u : n <= 8 ? 1u : 2u);
+    EXPECT_EQ(of_three.count(), std::min<std::size_t>(n, 3));
+    std::size_t next = 0;
+    for (std::size_t i = 0; i < 3; ++i) {
+      EXPECT_EQ(of_three[i].first, next);
+      next += of_three[i].size;
+    }
+    EXPECT_EQ(next, n);
+    EXPECT_EQ(of_eight[of_eight.count()].size, 0u);
+  }
+  EXPECT_EQ(blocks(9, 8)[1].first, 8u);
+  EXPECT_EQ(blocks(9, 8)[1].size, 1u);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "zel/inpout/gzip_part.h"
+#include "zel/util/blocks.h"
 #include "zel/util/parallel.h"
 
 namespace zel::inpout {
@@ -35,11 +36,12 @@ std::array<unsigned char, 4> little_endian(unsigned long number) {
 
 std::vector<gzip_part> pack_parts(std::span<const unsigned char> bytes, bool last,
                                   unsigned long workers) {
-  const std::size_t n = std::max<std::size_t>((bytes.size() + k_part - 1) / k_part, 1);
+  const util::blocks blocks(bytes.size(), k_part);
+  const std::size_t n = std::max<std::size_t>(blocks.count(), 1);
   std::vector<gzip_part> parts(n);
   const auto pack_part = [&](std::size_t i) {
-    const auto from = bytes.subspan(i * k_part, std::min(k_part, bytes.size() - i * k_part));
-    parts[i] = pack_gzip_part(from, last && i + 1 == n);
+    const auto [first, size] = blocks[i];
+    parts[i] = pack_gzip_part(bytes.subspan(first, size), last && i + 1 == n);
   };
   if (workers < 2 || n < 2) {
     for (std::size_t i = 0; i < n; ++i) pack_part(i);
@@ -96,7 +98,7 @@ void iogzip::pack(bool last) noexcept {
     const std::span<const unsigned char> bytes(buffer_.get(), held_);
     const std::vector<gzip_part> parts = pack_parts(bytes, last, workers_);
     for (std::size_t i = 0; i < parts.size(); ++i) {
-      const std::size_t size = std::min(k_part, held_ - i * k_part);
+      const std::size_t size = util::blocks(held_, k_part)[i].size;
       crc_ = crc32_combine(crc_, parts[i].crc, static_cast<z_off_t>(size));
       put(parts[i].packed.data(), parts[i].packed.size());
     }

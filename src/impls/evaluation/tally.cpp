@@ -1,11 +1,11 @@
 #include "impls/evaluation/tally.h"
 
 #include <algorithm>
-#include <cassert>
 #include <span>
 #include <vector>
 
 #include "impls/tables/same_codes.h"
+#include "zel/util/blocks.h"
 #include "zel/util/run_context.h"
 #include "zel/util/team.h"
 
@@ -17,30 +17,29 @@ constexpr unsigned long k_shared_cases = 1024;  // that a process predicts at on
 
 void predict_batch(const table& t, case_span batch, const batch_predictor& predictor,
                    std::span<outcome> outcomes) {
-  const auto predict = [&](unsigned long at, unsigned long size, std::span<outcome> to) {
-    const unsigned long n = std::min(size, batch.size() - at);
-    predictor.predict_rows(t, batch.subspan(at, n), to.first(n));
+  const auto predict = [&](const zel::util::blocks::block& some, std::span<outcome> to) {
+    predictor.predict_rows(t, batch.subspan(some.first, some.size), to);
   };
   const zel::util::run_context& run = predictor.run();
   if (run.companions == nullptr || predictor.n_trees() < k_many_trees) {
-    const unsigned long size = cases_at_once(batch.size(), t.n_class_codes(), run);
-    run.for_each_index((batch.size() + size - 1) / size, [&](unsigned long i) {
-      predict(i * size, size, outcomes.subspan(i * size));
+    const zel::util::blocks parts(batch.size(),
+                                  cases_at_once(batch.size(), t.n_class_codes(), run));
+    run.for_each_index(parts.count(), [&](unsigned long i) {
+      predict(parts[i], outcomes.subspan(parts[i].first, parts[i].size));
     });
     return;
   }
-  const unsigned long n_parts = (batch.size() + k_shared_cases - 1) / k_shared_cases;
+  const zel::util::blocks parts(batch.size(), k_shared_cases);
   zel::util::share_out(
-      run, n_parts, run.n_slots(),
+      run, parts.count(), run.n_slots(),
       [&](unsigned long i) {
-        const unsigned long at = i * k_shared_cases;
-        std::vector<outcome> found(std::min(k_shared_cases, batch.size() - at));
-        predict(at, k_shared_cases, found);
+        std::vector<outcome> found(parts[i].size);
+        predict(parts[i], found);
         return zel::util::bytes_of_items(found);
       },
       [&](unsigned long i, std::string_view bytes) {
         std::ranges::copy(zel::util::take_items<outcome>(bytes),
-                          outcomes.begin() + static_cast<std::ptrdiff_t>(i * k_shared_cases));
+                          outcomes.begin() + static_cast<std::ptrdiff_t>(parts[i].first));
       });
 }
 
@@ -54,24 +53,22 @@ bool is_read_in_parts(const table& t, const zel::util::run_context& run) {
 void predict_in_parts(const table& t, case_span batch, const batch_predictor& predictor,
                       std::span<outcome> outcomes) {
   zel::util::team& all = *predictor.run().companions;
-  const std::size_t part = (batch.size() + all.size() - 1) / all.size();
-  const auto part_of = [&](unsigned long rank) {
-    const std::size_t at = std::min(rank * part, batch.size());
-    return batch.subspan(at, std::min(part, batch.size() - at));
-  };
-  const case_span own = part_of(all.rank());
-  const unsigned long size = cases_at_once(own.size(), t.n_class_codes(), predictor.run());
-  std::vector<outcome> found(own.size());
-  predictor.run().for_each_index((own.size() + size - 1) / size, [&](unsigned long i) {
-    const std::size_t n = std::min(size, own.size() - i * size);
-    predictor.predict_few_rows(t, own.subspan(i * size, n), std::span(found).subspan(i * size, n));
+  const zel::util::run_context& run = predictor.run();
+  const auto by_rank = zel::util::blocks::among(batch.size(), all.size());
+  const auto [own_first, n_own] = by_rank[all.rank()];
+  const case_span own = batch.subspan(own_first, n_own);
+  const zel::util::blocks parts(n_own, cases_at_once(n_own, t.n_class_codes(), run));
+  std::vector<outcome> found(n_own);
+  run.for_each_index(parts.count(), [&](unsigned long i) {
+    const auto [first, n] = parts[i];
+    predictor.predict_few_rows(t, own.subspan(first, n), std::span(found).subspan(first, n));
   });
   t.release_pages();
   const std::vector<std::string> told = all.exchange(zel::util::bytes_of_items(found));
   for (unsigned long r = 0; r < told.size(); ++r) {
     std::string_view bytes = told[r];
     std::ranges::copy(zel::util::take_items<outcome>(bytes),
-                      outcomes.begin() + (part_of(r).data() - batch.data()));
+                      outcomes.begin() + static_cast<std::ptrdiff_t>(by_rank[r].first));
   }
 }
 
@@ -82,10 +79,10 @@ double tally(const table& t, const case_list& cases, double weight, conf_matrix&
   constexpr unsigned long k_batch = 1UL << 16;  // cases predicted before they are tallied
   std::vector<outcome> outcomes(std::min<unsigned long>(cases.size(), k_batch));
   double depths = 0;
-  for (unsigned long first = 0; first < cases.size(); first += k_batch) {
-    const case_span batch =
-        case_span(cases).subspan(first, std::min(k_batch, cases.size() - first));
-    assert(!batch.empty());
+  const zel::util::blocks batches(cases.size(), k_batch);
+  for (unsigned long b = 0; b < batches.count(); ++b) {
+    const auto [first, size] = batches[b];
+    const case_span batch = case_span(cases).subspan(first, size);
     require_cases_of(t, batch);
     is_read_in_parts(t, predictor.run()) ? predict_in_parts(t, batch, predictor, outcomes)
                                          : predict_batch(t, batch, predictor, outcomes);

@@ -22,6 +22,7 @@
 #include "impls/evaluation/flat_tree.h"
 #include "impls/growing/growing_plan.h"
 #include "impls/model/dtree.h"
+#include "zel/util/blocks.h"
 #include "zel/util/rand_gen.h"
 #include "zel/util/run_context.h"
 
@@ -53,9 +54,9 @@ std::vector<unsigned char> errors_of(const table& t, const decision_tree& tree,
   constexpr std::size_t k_at_once = 4096;
   const flat_tree flat(t, {&tree});
   std::vector<unsigned char> wrong(cases.size());
-  run.for_each_index((cases.size() + k_at_once - 1) / k_at_once, [&](unsigned long chunk) {
-    const std::size_t first = chunk * k_at_once;
-    const std::size_t n = std::min(k_at_once, cases.size() - first);
+  const zel::util::blocks chunks(cases.size(), k_at_once);
+  run.for_each_index(chunks.count(), [&](unsigned long chunk) {
+    const std::size_t first = chunks[chunk].first, n = chunks[chunk].size;
     const auto some = std::span(cases.begin(), cases.end()).subspan(first, n);
     thread_local std::vector<std::uint32_t> codes;
     gather_codes(t, some, codes);

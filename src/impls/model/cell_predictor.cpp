@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "impls/values/cell_reader.h"
+#include "zel/util/blocks.h"
 #include "zel/util/run_context.h"
 
 namespace orvik::impls {
@@ -214,14 +215,15 @@ unsigned long cell_predictor::at_once(unsigned long n, const zel::util::run_cont
 template <class PredictBlock>
 void cell_predictor::for_each_block(unsigned long n, const zel::util::run_context& run,
                                     const PredictBlock& predict_block) const {
-  const unsigned long some = at_once(n, run), blocks = (n + some - 1) / some;
+  const zel::util::blocks blocks(n, at_once(n, run));
   const auto predict_one = [&](unsigned long b) {
-    predict_block(b * some, std::min(some, n - b * some));
+    const auto [first, size] = blocks[b];
+    predict_block(first, size);
   };
-  if (blocks < 2) {
-    for (unsigned long b = 0; b < blocks; ++b) predict_one(b);
+  if (blocks.count() < 2) {
+    for (unsigned long b = 0; b < blocks.count(); ++b) predict_one(b);
   } else {
-    run.with_workers([&] { run.for_each_index(blocks, predict_one); });
+    run.with_workers([&] { run.for_each_index(blocks.count(), predict_one); });
   }
 }
 

@@ -10,7 +10,7 @@ namespace orvik::impls {
 
 namespace {
 
-constexpr unsigned long k_room_for_measures = 64;
+constexpr unsigned long k_room_at_first = 1UL << 12;
 
 std::vector<code_t> own_codes(const table& t, row_t row) {
   std::vector<code_t> codes(t.n_attributes());
@@ -18,23 +18,24 @@ std::vector<code_t> own_codes(const table& t, row_t row) {
   return codes;
 }
 
-/// What write(out) writes; `room` are the bytes that it takes, about.
-template <class Write>
-std::string written(const Write& write, unsigned long room = 1UL << 12) {
+/// A packed tree as a model file has it.
+std::string in_a_file(const table& t, std::string_view packed) {
   zel::inpout::iomem memory;
-  memory.open(room);
+  memory.open(k_room_at_first);
   zel::inpout::obinstream out(&memory, /*owns=*/false);
-  write(out);
+  packed_tree::of_bytes(t, packed).unpack(/*complete=*/false)->bin_out(out, &t);
   return std::string(memory.bytes());
 }
 
-/// What read(in) gives.
-template <class Read>
-decltype(auto) read_from(std::string_view bytes, const Read& read) {
+/// The packed tree again, of bytes that are checked.
+std::string from_a_file(const table& t, std::string_view bytes) {
   zel::inpout::iomem memory;
   memory.open(const_cast<char*>(bytes.data()), bytes.size(), bytes.size());  // which is only read
   zel::inpout::ibinstream in(&memory, /*owns=*/false);
-  return read(in);
+  stored_tree tree;
+  tree.read(in, t);
+  in.require_end();
+  return packed_tree(t, tree).to_bytes();
 }
 
 }  // namespace
@@ -63,31 +64,10 @@ ensemble::member ensemble::keep(const table& t, std::unique_ptr<decision_tree> t
   return made;
 }
 
-std::string ensemble::bytes_of(const member& m) {
-  return written([&](zel::inpout::obinstream& out) { m.packed->write(out); },
-                 m.packed->bytes() + k_room_for_measures);
-}
-
-ensemble::member ensemble::from_bytes(const table& t, std::string_view bytes, const about& how) {
-  return read_from(bytes, [&](zel::inpout::ibinstream& in) {
-    return member{how, nullptr, packed_tree(t, in)};
-  });
-}
-
 zel::util::kept_form ensemble::form_of(const table& t) {
-  const auto as_in_a_file = [&t](std::string_view packed) {
-    const auto tree = from_bytes(t, packed, {}).packed->unpack(/*complete=*/false);
-    return written([&](zel::inpout::obinstream& out) { tree->bin_out(out, &t); });
-  };
-  const auto restored = [&t](unsigned long, std::string_view bytes) {
-    stored_tree tree;
-    read_from(bytes, [&](zel::inpout::ibinstream& in) {
-      tree.read(in, t);
-      in.require_end();
-    });
-    return std::optional(bytes_of({{}, nullptr, packed_tree(t, tree)}));
-  };
-  return {as_in_a_file, restored};
+  return {
+      [&t](std::string_view packed) { return in_a_file(t, packed); },
+      [&t](unsigned long, std::string_view bytes) { return std::optional(from_a_file(t, bytes)); }};
 }
 
 void ensemble::add(const table& t, std::unique_ptr<decision_tree> tree, const about& how) {

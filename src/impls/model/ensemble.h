@@ -124,8 +124,6 @@ class ensemble {
   static member keep(const table&, packed_tree tree, const about& how) {
     return {how, nullptr, std::move(tree)};
   }
-  static std::string bytes_of(const member& m);
-  static member from_bytes(const table& t, std::string_view bytes, const about& how);
   /// How trees are kept in a store: as in a model file, which is checked.
   static zel::util::kept_form form_of(const table& t);
   template <class Predict, class AddShares>
@@ -172,9 +170,9 @@ void ensemble::add_shared_out(const zel::util::run_context& run, const table& t,
   const zel::util::kept_form form = form_of(t);
   zel::util::share_out(
       run, n, run.n_slots(),
-      [&](unsigned long i) { return bytes_of(keep(t, make(i), about_of(i))); },
+      [&](unsigned long i) { return keep(t, make(i), about_of(i)).packed->to_bytes(); },
       [&](unsigned long i, std::string_view bytes) {
-        members_[first + i] = from_bytes(t, bytes, about_of(i));
+        members_[first + i] = keep(t, packed_tree::of_bytes(t, bytes), about_of(i));
       },
       &form);
 }

@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "zel/util/blocks.h"
 #include "zel/util/run_context.h"
 
 namespace orvik::impls {
@@ -105,21 +106,18 @@ void explainer::explain(const case_block& cases, workspace& work, std::span<doub
 }
 
 void explainer::explain(const case_block& cases, std::span<double> parts) const {
-  const std::size_t n = cases.size();
+  const zel::util::blocks pieces(cases.size(), k_explained_at_once);
   const zel::util::run_context& run = model_.run();
   std::vector<std::optional<workspace>> workspaces(run.n_slots());
   const auto explain_some = [&](unsigned long piece) {
     std::optional<workspace>& own = workspaces[run.slot()];
     if (!own) own.emplace(new_workspace());
-    const std::size_t first = piece * k_explained_at_once;
-    const std::size_t some = std::min(k_explained_at_once, n - first);
+    const auto [first, some] = pieces[piece];
     explain({cases.codes.subspan(first * cases.n_attributes, some * cases.n_attributes),
              cases.n_attributes},
             *own, parts.subspan(first * n_parts(), some * n_parts()));
   };
-  run.with_workers([&] {
-    run.for_each_index((n + k_explained_at_once - 1) / k_explained_at_once, explain_some);
-  });
+  run.with_workers([&] { run.for_each_index(pieces.count(), explain_some); });
 }
 
 }  // namespace orvik::impls

@@ -18,6 +18,7 @@
 #include "impls/model/bootstrap.h"
 #include "impls/model/dtree.h"
 #include "impls/model/row_judge.h"
+#include "zel/util/blocks.h"
 #include "zel/util/side_by_side.h"
 
 namespace orvik::impls {
@@ -110,13 +111,12 @@ std::uint32_t winner(const decision& decides, const vote_count& votes, std::size
 template <class Cases, class Make>
 auto make_by_chunk(const zel::util::run_context& run, const Cases& cases, unsigned long n_codes,
                    const Make& make) {
-  const unsigned long n = cases.size();
-  const unsigned long size = chunk_size(n_codes);
-  std::vector<decltype(make(chunk{}))> parts((n + size - 1) / size);
+  const zel::util::blocks chunks(cases.size(), chunk_size(n_codes));
+  std::vector<decltype(make(chunk{}))> parts(chunks.count());
   zel::util::make_side_by_side(run, parts, [&](unsigned long number) {
-    chunk some{number * size, {}};
-    const unsigned long end = std::min(n, some.first + size);
-    for (unsigned long i = some.first; i < end; ++i) some.cases.push_back(cases[i]);
+    const auto [first, size] = chunks[number];
+    chunk some{first, {}};
+    for (unsigned long i = first; i < first + size; ++i) some.cases.push_back(cases[i]);
     return make(some);
   });
   return parts;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "impls/model/dtree.h"
+#include "zel/util/blocks.h"
 #include "zel/util/side_by_side.h"
 
 namespace orvik::impls {
@@ -32,11 +33,12 @@ judged_rows dtree::judge(const table& t, const case_list& cases) const {
   const row_judge judge(classes);
   const batch_predictor predictor = make_predictor(t);
   const unsigned long n_attributes = t.n_attributes();
-  std::vector<judged_rows> parts((cases.size() + k_chunk - 1) / k_chunk);
+  const zel::util::blocks chunks(cases.size(), k_chunk);
+  std::vector<judged_rows> parts(chunks.count());
   const auto judge_chunk = [&](unsigned long i) {
     judged_rows rows;
-    const case_span some = case_span(cases).subspan(
-        i * k_chunk, std::min<unsigned long>(k_chunk, cases.size() - i * k_chunk));
+    const auto [first, size] = chunks[i];
+    const case_span some = case_span(cases).subspan(first, size);
     std::vector<std::uint32_t> codes;
     std::vector<outcome> outcomes(some.size());
     gather_codes(t, some, codes);

@@ -7,6 +7,7 @@
 
 #include "impls/selection/stable_choice.h"
 #include "zel/inpout/binstream.h"
+#include "zel/util/blocks.h"
 #include "zel/util/side_by_side.h"
 
 namespace orvik::impls::selection {
@@ -66,8 +67,9 @@ bool sharing_evaluator::rate(std::span<rated_set> subsets) {
     if (find_known(each.set) == nullptr) missing.push_back(each.set);
   }
   work_.trees_avoided += subsets.size() - missing.size();
-  for (std::size_t first = 0; first < missing.size(); first += k_side_by_side) {
-    const std::size_t n = std::min(k_side_by_side, missing.size() - first);
+  const zel::util::blocks groups(missing.size(), k_side_by_side);
+  for (std::size_t g = 0; g < groups.count(); ++g) {
+    const auto [first, n] = groups[g];
     if (!rate_new(std::span(missing).subspan(first, n))) return false;
   }
   for (rated_set& each : subsets) {

@@ -375,23 +375,12 @@ packed_tree::packed_tree(const table& t, const stored_tree& tree)
   packer<const stored_tree::node>(*this, nullptr).pack(tree.root());
 }
 
-packed_tree::packed_tree(const table& t, zel::inpout::ibinstream& in)
-    : n_class_codes_(t.n_class_codes()) {
-  unsigned long n_bytes = 0;
-  in >> size_ >> leaves_ >> depth_ >> epl_ >> n_bytes;
-  bytes_ = in.read_array<byte>(n_bytes);
-}
-
-void packed_tree::write(zel::inpout::obinstream& out) const {
-  out << size_ << leaves_ << depth_ << epl_ << bytes_.size();
-  out.write_array(std::span<const byte>(bytes_));
-}
-
 std::string packed_tree::to_bytes() const {
   zel::inpout::iomem memory;
   memory.open(bytes() + k_room_for_measures);
   zel::inpout::obinstream out(&memory, /*owns=*/false);
-  write(out);
+  out << size_ << leaves_ << depth_ << epl_ << bytes_.size();
+  out.write_array(std::span<const byte>(bytes_));
   return std::string(memory.bytes());
 }
 
@@ -400,6 +389,13 @@ packed_tree packed_tree::of_bytes(const table& t, std::string_view bytes) {
   memory.open(const_cast<char*>(bytes.data()), bytes.size(), bytes.size());  // which is only read
   zel::inpout::ibinstream in(&memory, /*owns=*/false);
   return {t, in};
+}
+
+packed_tree::packed_tree(const table& t, zel::inpout::ibinstream& in)
+    : n_class_codes_(t.n_class_codes()) {
+  unsigned long n_bytes = 0;
+  in >> size_ >> leaves_ >> depth_ >> epl_ >> n_bytes;
+  bytes_ = in.read_array<byte>(n_bytes);
 }
 
 /// Makes the nodes from the root down, and then, upwards, what is summed up.

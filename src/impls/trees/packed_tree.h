@@ -52,12 +52,9 @@ class packed_tree {
   /// The same of one that a file has.
   packed_tree(const table& t, const stored_tree& tree);
 
-  /// What write() wrote, of a tree on a table of these classes: bytes of this process or of one
-  /// that it trusts, as they are not checked.
-  packed_tree(const table& t, zel::inpout::ibinstream& in);
-  void write(zel::inpout::obinstream& out) const;
-  /// The same in memory.
+  /// For this process or one that trusts it.
   std::string to_bytes() const;
+  /// What to_bytes() gave, of a tree on a table of these classes. It is not checked.
   static packed_tree of_bytes(const table& t, std::string_view bytes);
 
   /// What was packed, with the leaves that no case came to or without them.
@@ -88,6 +85,8 @@ class packed_tree {
   template <class Tree>
   class packer;
   class unpacker;
+
+  packed_tree(const table& t, zel::inpout::ibinstream& in);
 
   std::vector<byte> bytes_;
   unsigned long n_class_codes_;

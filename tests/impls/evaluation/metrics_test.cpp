@@ -68,6 +68,24 @@ TEST(metrics, are_those_worked_out_by_hand) {
   EXPECT_DOUBLE_EQ(metrics_of(twice, "").accuracy_from, all.accuracy_from);
 }
 
+// Rows by their share of yes: three of yes, two of no, two of yes, one of no; the straight lines
+// between have no points.
+TEST(metrics, curves_have_their_corners_only) {
+  const metrics all = metrics_of(
+      {{"?", "no", "yes"},
+       {2, 2, 2, 1, 1, 2, 2, 1},
+       {2, 2, 2, 2, 1, 1, 1, 1},
+       {1, 1, 1, 1, 1, 1, 1, 1},
+       {0, .1, .9, 0, .2, .8, 0, .3, .7, 0, .4, .6, 0, .5, .5, 0, .6, .4, 0, .7, .3, 0, .8, .2}},
+      "eight rows");
+  std::ostringstream corners;
+  for (const curve_point& p : all.classes.at(1).roc) corners << 3 * p.x << "," << 5 * p.y << " ";
+  EXPECT_EQ(corners.str(), "0,0 0,3 2,3 2,5 3,5 ");
+  const metrics two = metrics_of(
+      {{"?", "no", "yes"}, {2, 1}, {2, 1}, {1, 1}, {0, .1, .9, 0, .8, .2}}, "one row of either");
+  EXPECT_EQ(two.classes.at(1).roc_area, 1);
+}
+
 TEST(metrics, of_nothing_and_of_one_class_are_no_numbers) {
   const metrics none = metrics_of({{"?", "a"}, {}, {}, {}, {}, 1}, "no rows");
   EXPECT_TRUE(std::isnan(none.accuracy) && std::isnan(none.log_loss) && none.classes.empty());

@@ -144,6 +144,24 @@ INSTANTIATE_TEST_SUITE_P(
                     sample{"one_value", true, true, orvik::model::GAIN_RATIO, 6, true}),
     [](const auto& row) { return row.param.name; });
 
+// The cut comes first; the subtree of 900 cases is told, half of whose branches no case comes to.
+TEST(shared_growing, tells_branches_without_cases) {
+  std::string rows;
+  for (unsigned i = 0; i < 1800; ++i) {
+    const bool low = i < 900;
+    const unsigned v = i % 20 + (low ? 0 : 20);
+    rows += std::to_string(v) + ',' + std::to_string(i) + (!low ? ",c\n" : v % 2 ? ",a\n" : ",b\n");
+  }
+  const auto t = make_table("v,string,discrete\nx,integer,continuous\nk,string,class\n", rows);
+  const sample s{"", false, false, orvik::model::PURE_GAIN_RATIO};
+  zel::util::run_context alone;
+  const std::string expected = grow(*t, s, alone);
+  EXPECT_EQ(std::ranges::count(expected, '\n'), 43);
+  unsigned long told = 0;
+  const auto work = [&](unsigned long, auto& run) { return grow(*t, s, run); };
+  EXPECT_EQ(in_processes(3, told, work), std::vector(3, expected));
+}
+
 class parted_tables : public scratch_folder {};
 
 /// A tree, and what it says of its cases.

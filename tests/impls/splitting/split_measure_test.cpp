@@ -154,6 +154,9 @@ INSTANTIATE_TEST_SUITE_P(
         cut_row{"one_code", "3p 3q 3q", 0, 0, -0.001, 0},
         // Two tries on weight 4: a code of weight 0 is a code.
         cut_row{"code_of_weight_0", "1p 2q0 3q", 1, 2, 0.75, 1},
+        // Behind 2 the sides' information is 20.7348, behind 0.0008 of weight more 20.7197 of all.
+        cut_row{"close_behind_a_worse_one", "1p15 1q2.5 2p0.02 3q0.0004 4p485", 3, 4, 0.0230364,
+                0.2182316},
         // No information, but tries that cost.
         cut_row{"no_gain", "1p 1q 2p 2q", 0, 0, -0.001, 0}),
     [](const auto& row) { return row.param.name; });

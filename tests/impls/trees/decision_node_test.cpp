@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "impls/support/stock_tables.h"
 #include "impls/support/tree_builder.h"
 
@@ -73,6 +75,27 @@ TEST(decision_node, split_types_weigh_gain_and_split_information) {
     EXPECT_TRUE(root.node.is_split());
     EXPECT_EQ(root.node.attribute(), attribute) << "type " << type;
   }
+}
+
+// Eight attributes alike: the first is taken, of the four that a forest's node draws another one
+// too.
+TEST(decision_node, of_a_forest_draws_attributes) {
+  std::string names = "c,string,class\n", p = "p", q = "q";
+  for (const char name : {'a', 'b', 'd', 'e', 'f', 'g', 'h', 'i'}) {
+    names += std::string(1, name) + ",string,discrete\n";
+    p += ",x", q += ",y";
+  }
+  rooted root(make_table(names, p + "\n" + p + "\n" + q + "\n" + q + "\n"));
+  std::set<unsigned int> tested[2];
+  for (int round = 0; round < 60; ++round) {
+    for (const bool forest : {false, true}) {
+      root.node.split(*root.t, GAIN_RATIO, 2, nullptr, 8, forest);
+      tested[forest].insert(root.node.attribute());
+    }
+  }
+  EXPECT_EQ(tested[0], (std::set<unsigned int>{0}));
+  EXPECT_GT(tested[1].size(), 1u);
+  EXPECT_LE(*tested[1].rbegin(), 4u);  // there are four before the last four
 }
 
 // Value x has weight 3 of the known 4: cases of unknown value go there with 0.75 of their weight.
