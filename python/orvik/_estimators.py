@@ -418,6 +418,7 @@ class _Learner(ClassifierMixin, BaseEstimator):
 
     def predict(self, X):
         """The class of each row: the first of the largest shares, or by `costs` of the least expected cost."""
+        check_is_fitted(self, "model_")
         return self.classes_[self._asked("choose", X, self._class_places + 1)]
 
     def calibrate_on(self, X, y=None, sample_weight=None, how="isotonic"):
