@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Times fit and predict_proba of the package beside scikit-learn and XGBoost, and what memory they take.
+"""Times fit, predict and predict_proba of the package beside scikit-learn and XGBoost, and what memory they take.
 
 Usage: python_speed.py DATA:NAMES [...]; "million" is a table made here. Each figure is of a process
 of its own, on one thread, in seconds of the processor; encoding of categories, which the others
@@ -73,8 +73,10 @@ def measure(name, which):
     model, found = make(), {"frame": float(A.memory_usage().sum() / 2**20)}
     found["fit"], found["fit_MiB"], _ = taken(lambda: model.fit(A, b))
     found["accuracy"] = float((model.predict(C) == y[~half]).mean())
-    found["predict"], found["predict_MiB"], shares = taken(lambda: model.predict_proba(many))
-    found["predict_MiB"] -= shares.nbytes / 2**20
+    found["predict"], found["predict_MiB"], classes = taken(lambda: model.predict(many))
+    found["predict_MiB"] -= classes.nbytes / 2**20
+    found["shares"], found["shares_MiB"], shares = taken(lambda: model.predict_proba(many))
+    found["shares_MiB"] -= shares.nbytes / 2**20
     return found
 
 
@@ -100,7 +102,8 @@ def main(*tables):
                 continue
             r = json.loads(done.stdout)
             print(f"  {which:18} fit {r['fit']:7.2f} s {r['fit_MiB']:5.0f} MiB (frame {r['frame']:.0f})  "
-                  f"predict 1 M {r['predict']:6.2f} s {r['predict_MiB']:5.0f} MiB  accuracy {r['accuracy']:.4f}", flush=True)
+                  f"1 M classes {r['predict']:6.2f} s {r['predict_MiB']:5.0f} MiB  "
+                  f"shares {r['shares']:6.2f} s {r['shares_MiB']:5.0f} MiB  accuracy {r['accuracy']:.4f}", flush=True)
 
 
 if __name__ == "__main__":

@@ -38,6 +38,12 @@ void cell_predictor::predict(const std::vector<cell_array>& attributes, unsigned
   impl_->predict(attributes, n, shares, unseen, run.get_impl());
 }
 
+void cell_predictor::choose(const std::vector<cell_array>& attributes, unsigned long n,
+                            const std::vector<code_t>& order, std::uint32_t* places,
+                            dtree::unseen_values* unseen, const run_context& run) const {
+  impl_->choose(attributes, n, order, places, unseen, run.get_impl());
+}
+
 void cell_predictor::codes_of(const std::vector<cell_array>& attributes, unsigned long first,
                               unsigned long n, std::uint32_t* codes) const {
   std::vector<unsigned long> unseen(attributes.size());

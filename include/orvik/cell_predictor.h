@@ -40,6 +40,14 @@ class ORVIK_EXPORT cell_predictor {
   /// As predict() on the workers of `run`: cancelling that ends this call and no other one.
   void predict(const std::vector<cell_array>& attributes, unsigned long n, double* shares,
                dtree::unseen_values* unseen, const run_context& run) const;
+  /// Writes for n rows the place of their class in `order`, which has codes of classes: of the
+  /// largest of what predict() would write for these the first, or by costs that decide what
+  /// dtree::decide() says; 0 where that is not in `order`. Reads, tells and throws as predict()
+  /// does, also for an empty `order` and for a code that is none of a class. The shares of all rows
+  /// are never held.
+  void choose(const std::vector<cell_array>& attributes, unsigned long n,
+              const std::vector<code_t>& order, std::uint32_t* places, dtree::unseen_values* unseen,
+              const run_context& run) const;
   /// Writes the codes of rows `first` to `first` + n - 1, those of a row side by side. They go the
   /// way through the trees that the cells do; a number may have the code of a near one. Throws as
   /// predict() does.

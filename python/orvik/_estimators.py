@@ -418,12 +418,8 @@ class _Learner(ClassifierMixin, BaseEstimator):
 
     def predict(self, X):
         """The class of each row: the first of the largest shares, or by `costs` of the least expected cost."""
-        shares = self._asked("predict", X)
-        if not self.model_.decides_by_costs:
-            return self.classes_[np.argmax(self._of_classes(shares), axis=1)]
-        class_of = np.zeros(shares.shape[1], dtype=np.int64)
-        class_of[self._class_places + 1] = np.arange(len(self.classes_))
-        return self.classes_[class_of[self.model_.decide(shares)]]
+        check_is_fitted(self, "model_")
+        return self.classes_[self._asked("choose", X, self._class_places + 1)]
 
     def calibrate_on(self, X, y=None, sample_weight=None, how="isotonic"):
         """Learn what the shares are worth from rows that the model was not fitted on (``-calrows``).

@@ -118,6 +118,13 @@ std::vector<double> limits_of(const orvik::dtree& model, const orvik::set_reques
   }
 }
 
+/// Names of columns, as bytes, with the numbers of their values that training did not have.
+py::list told(const orvik::dtree::unseen_values& unseen) {
+  py::list all;
+  for (const auto& [name, count] : unseen) all.append(py::make_tuple(py::bytes(name), count));
+  return all;
+}
+
 py::array_t<std::int64_t> array_of(const std::vector<std::int64_t>& values) {
   return py::array_t<std::int64_t>(static_cast<py::ssize_t>(values.size()), values.data());
 }
@@ -136,22 +143,19 @@ py::tuple held_model::predict(const py::list& columns, unsigned long n) const {
   double* const to = shares.mutable_data();
   orvik::dtree::unseen_values unseen;
   ask(n, [&](const orvik::run_context& run) { ready().predict(held.cells, n, to, &unseen, run); });
-  py::list told;
-  for (const auto& [name, count] : unseen) told.append(py::make_tuple(py::bytes(name), count));
-  return py::make_tuple(shares, told);
+  return py::make_tuple(shares, told(unseen));
 }
 
-py::array_t<std::uint32_t> held_model::decide(
-    const py::array_t<double, py::array::c_style | py::array::forcecast>& shares) const {
-  const unsigned long k = model_->get_schema().n_class_codes();
-  if (shares.ndim() != 2 || static_cast<unsigned long>(shares.shape(1)) != k)
-    throw py::value_error("shares that are not of the classes");
-  py::array_t<std::uint32_t> codes(shares.shape(0));
-  const double* from = shares.data();
-  for (py::ssize_t i = 0; i < shares.shape(0); ++i, from += k) {
-    codes.mutable_at(i) = static_cast<std::uint32_t>(model_->decide({from, from + k}));
-  }
-  return codes;
+py::tuple held_model::choose(const py::list& columns, unsigned long n,
+                             const std::vector<code_t>& order) const {
+  const held_columns held(columns, n);
+  py::array_t<std::uint32_t> places(static_cast<py::ssize_t>(n));
+  std::uint32_t* const to = places.mutable_data();
+  orvik::dtree::unseen_values unseen;
+  ask(n, [&](const orvik::run_context& run) {
+    ready().choose(held.cells, n, order, to, &unseen, run);
+  });
+  return py::make_tuple(places, told(unseen));
 }
 
 py::tuple held_model::explain(const py::list& columns, unsigned long n) const {

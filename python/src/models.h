@@ -38,11 +38,11 @@ class held_model {
   // Answers. Columns are those of the attributes. The last of what is given are names of columns,
   // as bytes, with the number of their values that training did not have.
 
-  /// What decides the class of the rows, by row and class.
+  /// What decides the class of the rows, by row and class code.
   py::tuple predict(const py::list& columns, unsigned long n) const;
-  /// The codes of the classes of `shares`, which are as predict() gives them.
-  py::array_t<std::uint32_t> decide(
-      const py::array_t<double, py::array::c_style | py::array::forcecast>& shares) const;
+  /// The classes of the rows, as places in `order`, which has their codes.
+  py::tuple choose(const py::list& columns, unsigned long n,
+                   const std::vector<orvik::code_t>& order) const;
   /// What the attributes contribute to the shares by row, class code and attribute, and the shares
   /// without them by class code.
   py::tuple explain(const py::list& columns, unsigned long n) const;

@@ -57,7 +57,7 @@ PYBIND11_MODULE(_orvik, m) {
       .def("to_bytes", &held_model::to_bytes)
       .def("save", &held_model::save)
       .def("predict", &held_model::predict)
-      .def("decide", &held_model::decide)
+      .def("choose", &held_model::choose)
       .def("explain", &held_model::explain)
       .def("sets", &held_model::sets)
       .def("apply", &held_model::apply)
@@ -92,8 +92,6 @@ PYBIND11_MODULE(_orvik, m) {
                              [](const held_model& held) { return held.get().is_boosted(); })
       .def_property_readonly("has_draws",
                              [](const held_model& held) { return held.get().has_draws(); })
-      .def_property_readonly("decides_by_costs",
-                             [](const held_model& held) { return held.get().decides_by_costs(); })
       .def_property_readonly("workers", &held_model::workers)
       .def(py::pickle(
           [](const held_model& held) { return py::make_tuple(held.to_bytes(), held.workers()); },

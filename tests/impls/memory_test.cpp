@@ -180,6 +180,17 @@ TEST(rows_in_memory, are_predicted_as_by_their_codes) {
       const double share = *(first + static_cast<long>(best));
       EXPECT_DOUBLE_EQ(share, by_votes ? expected[row].confidence : share);
     }
+    std::vector<std::uint32_t> places(14);
+    ready.choose(cells, 14, {2, 1}, places.data(), nullptr, orvik::run_context());
+    for (std::size_t row = 0; row < 14; ++row) {
+      EXPECT_EQ(places[row], found[3 * row + 2] >= found[3 * row + 1] ? 0 : 1);
+    }
+    for (const std::vector<orvik::code_t>& order : {std::vector<orvik::code_t>{}, {1, 3}}) {
+      EXPECT_EQ(error_of([&] {
+                  ready.choose(cells, 14, order, places.data(), nullptr, orvik::run_context());
+                }),
+                "the order is none of the model's classes");
+    }
     EXPECT_EQ(found, by_votes ? found : shares);
     const std::unique_ptr<dtree> again(dtree::from_bytes(m.to_bytes()));
     orvik::cell_predictor(*again).predict(cells, 14, later.data(), nullptr);

@@ -7,6 +7,7 @@ import pandas as pd
 import pytest
 from arrow_rows import ArrowRows
 from conftest import credit
+from sklearn.base import clone
 from sklearn.utils import estimator_checks
 
 import orvik
@@ -137,13 +138,20 @@ def test_weights_of_zero_are_rows_that_are_not_there():
     assert by_class.to_text() == by_row.to_text() != orvik.TreeClassifier().fit(frame, y).to_text()
 
 
-def test_the_class_is_the_first_of_the_largest_shares_also_of_one_class():
+@pytest.mark.parametrize("how", [{}, {"calibrate": "platt"}, {"costs": [[0, 1], [3, 0]], "cost_use": "weighs"},
+                                 {"costs": [[0, 1], [3, 0]]}], ids=["plain", "calibrated", "weighed", "costs"])
+def test_the_class_is_the_first_of_the_largest_shares_also_of_one_class(how):
     frame, y = credit(60)
-    for estimator in ALL[:4]:
-        model = estimator.fit(frame, y)
-        shares = model.predict_proba(frame)
-        assert (model.predict(frame) == model.classes_[shares.argmax(axis=1)]).all()
-        assert np.allclose(shares.sum(axis=1), 1)
+    y = y.replace({"yes": " z", "no": "!"})  # whose texts in models have the other order
+    for estimator in [clone(e).set_params(**how) for e in ALL[:4]]:
+        halves = [" z", "!"] * 30
+        for model in (estimator.fit(frame, y), clone(estimator).set_params(max_depth=0).fit(frame, halves)):
+            shares = model.predict_proba(frame)
+            decisive = shares * [1, 3] if how.get("costs") and "cost_use" not in how else shares
+            assert (model.predict(frame) == model.classes_[decisive.argmax(axis=1)]).all()
+            assert np.allclose(shares.sum(axis=1), 1)
+        if how:
+            continue
         assert (estimator.fit(frame[:1], ["only"]).predict_proba(frame[:1]) == 1).all()
         one = estimator.fit(frame, ["only"] * 60)
         assert list(one.classes_) == ["only"] and (one.predict_proba(frame) == 1).all()

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <optional>
 #include <stdexcept>
 
 #include "impls/values/cell_reader.h"
@@ -17,6 +18,7 @@ constexpr char k_texts_of_numbers[] = "texts in a column of numbers";
 constexpr char k_numbers_of_texts[] = "numbers in a column of texts";
 constexpr char k_no_text[] = "a place behind the texts";
 constexpr char k_other_codes[] = "the codes are not those of the model's attributes";
+constexpr char k_no_classes[] = "the order is none of the model's classes";
 
 /// In place of a code, until it is counted.
 constexpr std::uint32_t k_unseen = ~0U;
@@ -24,6 +26,41 @@ constexpr std::uint32_t k_unseen = ~0U;
 std::uint32_t narrow(code_t code) {
   return code == k_no_code ? k_unseen : static_cast<std::uint32_t>(code);
 }
+
+/// Finds the class of shares by its place in an order of classes.
+class class_chooser {
+ public:
+  /// Both must outlive this.
+  class_chooser(const decision& how, std::span<const code_t> order, unsigned long n_class_codes)
+      : how_(how), order_(order), places_(n_class_codes) {
+    if (order.empty()) throw std::runtime_error(k_no_classes);
+    for (std::uint32_t place = 0; place < order.size(); ++place) {
+      if (order[place] >= n_class_codes) throw std::runtime_error(k_no_classes);
+      places_[order[place]] = place;
+    }
+  }
+
+  std::uint32_t place_of(std::span<const double> shares) const {
+    return how_.costs() != nullptr ? places_[how_.decide(shares)] : first_of_largest(shares);
+  }
+
+ private:
+  std::uint32_t first_of_largest(std::span<const double> shares) const {
+    std::uint32_t best = 0;
+    double most = shares[order_[0]];
+    for (std::uint32_t place = 1; place < order_.size(); ++place) {
+      const double share = shares[order_[place]];
+      if (share <= most) continue;
+      most = share;
+      best = place;
+    }
+    return best;
+  }
+
+  const decision& how_;
+  std::span<const code_t> order_;
+  std::vector<std::uint32_t> places_;  // by class code; 0 of others
+};
 
 /// The codes that a column has for texts.
 std::vector<std::uint32_t> codes_of_texts(const o_set& values,
@@ -79,12 +116,21 @@ class cell_predictor::coder {
  private:
   bool is_void() const { return cells_.of == cell_array::NONE || column_.type() == column::IGNORE; }
 
+  /// A number and its code: of equal neighbours one is looked up.
+  template <class S>
+  struct numbered {
+    S value;
+    std::uint32_t code;
+  };
+
   template <class Take>
   unsigned long look_up(unsigned long first, unsigned long n, const Take& take) const {
     unsigned long unseen = 0;
     visit_cells(cells_, [&](const auto& reader) {
+      std::optional<numbered<std::decay_t<decltype(reader[first])>>> last;
       for (unsigned long i = first; i < first + n; ++i) {
-        const std::uint32_t code = is_marked_unknown(cells_, i) ? unknown_ : code_of(reader[i]);
+        const std::uint32_t code =
+            is_marked_unknown(cells_, i) ? unknown_ : code_of(reader[i], last);
         unseen += code == k_unseen ? 1 : 0;
         take(code == k_unseen ? unknown_ : code);
       }
@@ -102,9 +148,14 @@ class cell_predictor::coder {
   }
 
   template <class S>
-  std::uint32_t code_of(S value) const {
+  std::uint32_t code_of(S value, std::optional<numbered<S>>& last) const {
     if (is_nan(value)) return unknown_;
-    if (cells_.texts == nullptr) return narrow(column_.values()->code_of_number(value));
+    if (cells_.texts == nullptr) {
+      if (!last || last->value != value) {
+        last = {value, narrow(column_.values()->code_of_number(value))};
+      }
+      return last->code;
+    }
     const auto place =
         static_cast<std::int64_t>(value);  // NOLINT(bugprone-signed-char-misuse): a number
     if (place < 0) return unknown_;
@@ -208,15 +259,17 @@ void cell_predictor::codes_of(std::span<const cell_array> attributes, unsigned l
   }
 }
 
-void cell_predictor::predict(std::span<const cell_array> attributes, unsigned long n,
-                             double* shares, unseen_values* unseen,
-                             const zel::util::run_context& run) const {
+/// Calls take(first, size, codes) for blocks of all n cases, on the workers; the codes are those of
+/// the attributes that are asked for.
+template <class Take>
+void cell_predictor::code_blocks(std::span<const cell_array> attributes, unsigned long n,
+                                 unseen_values* unseen, const zel::util::run_context& run,
+                                 const Take& take) const {
   if (attributes.size() != table_.n_attributes()) throw std::runtime_error(k_other_attributes);
   std::vector<coder> coders;
   for (unsigned long a = 0; a < attributes.size(); ++a) {
     coders.emplace_back(table_.column_of(a), limits_[a].get(), attributes[a]);
   }
-  const unsigned long k = table_.n_class_codes();
   const std::vector<unsigned long>& asked = predictor_.attributes();
   std::vector<std::atomic<unsigned long>> n_unseen(coders.size());
   for_each_block(n, run, [&](unsigned long first, unsigned long size) {
@@ -228,12 +281,37 @@ void cell_predictor::predict(std::span<const cell_array> attributes, unsigned lo
                    : coders[a].look(first, size);
       if (some > 0) n_unseen[a] += some;
     }
-    predictor_.judge({codes, asked.size()}, {shares + first * k, size * k}, run);
+    take(first, size, case_block{codes, asked.size()});
   });
   if (unseen == nullptr) return;
   for (unsigned long a = 0; a < coders.size(); ++a) {
     if (n_unseen[a] > 0) unseen->emplace_back(coders[a].name(), n_unseen[a].load());
   }
+}
+
+void cell_predictor::predict(std::span<const cell_array> attributes, unsigned long n,
+                             double* shares, unseen_values* unseen,
+                             const zel::util::run_context& run) const {
+  const unsigned long k = table_.n_class_codes();
+  code_blocks(attributes, n, unseen, run,
+              [&](unsigned long first, unsigned long size, const case_block& cases) {
+                predictor_.judge(cases, {shares + first * k, size * k}, run);
+              });
+}
+
+void cell_predictor::choose(std::span<const cell_array> attributes, unsigned long n,
+                            std::span<const code_t> order, std::uint32_t* places,
+                            unseen_values* unseen, const zel::util::run_context& run) const {
+  const unsigned long k = table_.n_class_codes();
+  const class_chooser chooser(model_.decides(), order, k);
+  code_blocks(attributes, n, unseen, run,
+              [&](unsigned long first, unsigned long size, const case_block& cases) {
+                std::vector<double> shares(size * k);
+                predictor_.judge(cases, shares, run);
+                for (unsigned long i = 0; i < size; ++i) {
+                  places[first + i] = chooser.place_of({shares.data() + i * k, k});
+                }
+              });
 }
 
 }  // namespace orvik::impls

@@ -31,6 +31,9 @@ class cell_predictor {
   /// See orvik/cell_predictor.h.
   void predict(std::span<const cell_array> attributes, unsigned long n, double* shares,
                unseen_values* unseen, const zel::util::run_context& run) const;
+  void choose(std::span<const cell_array> attributes, unsigned long n,
+              std::span<const code_t> order, std::uint32_t* places, unseen_values* unseen,
+              const zel::util::run_context& run) const;
   void codes_of(std::span<const cell_array> attributes, unsigned long first, unsigned long n,
                 std::uint32_t* codes, std::span<unsigned long> unseen) const;
   /// Cases by their codes, as require_codes() has them. `shares` may be empty, else has room for a
@@ -47,6 +50,9 @@ class cell_predictor {
   template <class PredictBlock>
   void for_each_block(unsigned long n, const zel::util::run_context& run,
                       const PredictBlock& predict_block) const;
+  template <class Take>
+  void code_blocks(std::span<const cell_array> attributes, unsigned long n, unseen_values* unseen,
+                   const zel::util::run_context& run, const Take& take) const;
 
   const dtree& model_;
   const table& table_;
