@@ -153,7 +153,7 @@ void column_profile::classify_known(entry& e, std::string_view text, unsigned lo
     formats_ &= r.formats;
   }
   // Plain numbers hold no separator, and nothing that breaks the form.
-  if ((r.formats & bit_of(0)) == 0) note_text(text, line);
+  if ((r.formats & bit_of(0)) == 0) note_text(text);
   if (r.formats == 0) return;
   if (r.formats != k_all_formats && !first_marked_) first_marked_ = {std::string(text), 1, line};
   common_formats_ &= r.formats;
@@ -163,13 +163,13 @@ void column_profile::classify_known(entry& e, std::string_view text, unsigned lo
 }
 
 /// What of a text cannot be written as it stands.
-void column_profile::note_text(std::string_view text, unsigned long line) {
+void column_profile::note_text(std::string_view text) {
   unsigned marks = 0;
   for (const char c : text) marks |= k_marks[static_cast<unsigned char>(c)];
   separators_ |= marks;
   const bool may_break = (marks & k_control_mark) != 0 || rules_->out_separator != 0;
   if (!may_break || !rules_->breaks_form(text)) return;
-  if (n_replaced_++ == 0) first_replaced_ = {std::string(text), 1, line};
+  ++n_replaced_;
   replaced_.emplace_back(zel::text::hash_of(rules_->written(text)), text);
 }
 

@@ -81,8 +81,7 @@ class column_profile {
   std::vector<counted_text> unknown_texts() const;
   /// Texts that are unknown among numbers, where they are values.
   std::vector<counted_text> doubtful_values() const;
-  /// The first value that cannot be written as it stands, and how many there are.
-  const std::optional<counted_text>& first_replaced() const { return first_replaced_; }
+  /// How many values cannot be written as they stand.
   unsigned long n_replaced() const { return n_replaced_; }
   /// The first value that looks as an earlier or an unchanged one when it is written; empty if none
   /// does.
@@ -141,7 +140,7 @@ class column_profile {
   void classify(entry& e, std::string_view text, unsigned long line);
   void classify_known(entry& e, std::string_view text, unsigned long line);
   void keep(entry& e, std::string_view text);
-  void note_text(std::string_view text, unsigned long line);
+  void note_text(std::string_view text);
   bool is_known(const entry& e) const {
     return e.is == sort::known || (e.is == sort::doubtful && !reading_.numbers);
   }
@@ -176,7 +175,7 @@ class column_profile {
   std::vector<std::uint32_t> unknown_;
   // Where formats ceased to fit.
   std::vector<std::pair<format_set, counted_text>> misfits_;
-  std::optional<counted_text> first_marked_, first_replaced_;
+  std::optional<counted_text> first_marked_;
   // Hash as written and text, in the order of their first lines.
   std::vector<std::pair<std::uint64_t, std::string>> replaced_;
 };

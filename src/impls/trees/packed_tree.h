@@ -130,13 +130,6 @@ class packed_tree::node {
       if (weight != 0) f(code, weight);
     });
   }
-  /// The same of the nearest node from here up to which some cases came. @return its weight.
-  template <class F>
-  double for_each_known_weight(unsigned long n, const F& f) const {
-    const node from = nearest_known();
-    from.for_each_weight(n, f);
-    return from.weight();
-  }
 
  private:
   friend class packed_tree;

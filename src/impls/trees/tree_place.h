@@ -34,16 +34,6 @@ class tree_place {
       if (const double w = tree_->get_node()->class_weight(c); w != 0) f(c, w);
     }
   }
-  /// The same of the nearest node from here up to which some cases came. @return its weight.
-  template <class F>
-  double for_each_known_weight(unsigned long n, const F& f) const {
-    const decision_node* node = tree_->get_node();
-    while (!(node->weight() > 0) && node->father() != nullptr) node = node->father();
-    for (code_t c = 0; c < n; ++c) {
-      if (const double w = node->class_weight(c); w != 0) f(c, w);
-    }
-    return node->weight();
-  }
   const decision_node* operator->() const { return tree_->get_node(); }
 
  private:
