@@ -1,7 +1,5 @@
 #include "impls/model/row_judge.h"
 
-#include <algorithm>
-
 #include "impls/model/dtree.h"
 #include "zel/util/blocks.h"
 #include "zel/util/side_by_side.h"
