@@ -132,7 +132,7 @@ std::string predictions_of(const dtree& m, const table& t, std::string_view rows
   out << std::hexfloat;
   for (row_t row = 0; row < t.n_rows(); ++row) {
     decision_tree::prediction result;
-    const double depth = m.predict_row(t, row, result, 1.0);
+    const double depth = m.predict(t, codes_of(t, row), result, 1.0);
     out << result.first << ' ' << result.second << ' ' << depth << '\n';
   }
   return out.str();
@@ -145,7 +145,7 @@ void check_batches(const dtree& m, const table& t) {
   for (const auto& [row, w] : *all) {
     decision_tree::prediction result;
     // A part of a weight may be rounded so that one of two equal classes has more: as the batch.
-    depths += m.predict_row(t, row, result, 1.0) * w;
+    depths += m.predict(t, codes_of(t, row), result, 1.0) * w;
     if (result.first != t.class_column().get_row_index(row)) wrong += w;
     weight += w;
   }

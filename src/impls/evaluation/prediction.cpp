@@ -158,26 +158,6 @@ void packed_tree::add_shares(const std::vector<code_t>& codes, double amount,
   share_out(root(), codes_of(codes), amount, by_code);
 }
 
-void decision_tree::add_row_shares(const table& t, row_t row, double amount,
-                                   std::span<double> by_code) const {
-  share_out(tree_place(*this), codes_of_row(t, row), amount, by_code);
-}
-
-void packed_tree::add_row_shares(const table& t, row_t row, double amount,
-                                 std::span<double> by_code) const {
-  share_out(root(), codes_of_row(t, row), amount, by_code);
-}
-
-double packed_tree::predict_row(const table& t, row_t row, decision_tree::prediction& result,
-                                double weight) const {
-  return classify(t.n_class_codes(), root(), codes_of_row(t, row), result, weight, 0);
-}
-
-double decision_tree::predict_row(const table& t, row_t row, prediction& result,
-                                  double weight) const {
-  return classify(t.n_class_codes(), tree_place(*this), codes_of_row(t, row), result, weight, 0);
-}
-
 double decision_tree::predict_row_asking(const table& t, row_t row, prediction& result,
                                          zel::adt::bitmap& asked) const {
   const auto code_of = codes_of_row(t, row);

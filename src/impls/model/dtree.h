@@ -141,11 +141,6 @@ class dtree : private zel::util::nocopy {
                  decision_tree::prediction& result, double weight) const {
     return trees_.predict(t, codes, result, weight);
   }
-  /// The same for a row of a table with the codes of the training table.
-  double predict_row(const table& t, row_t row, decision_tree::prediction& result,
-                     double weight) const {
-    return trees_.predict_row(t, row, result, weight);
-  }
   /// Its trees made ready for many cases of a table with the values of the training table. They
   /// may go afterwards; the context must stay.
   batch_predictor make_predictor(const table& t) const;

@@ -12,12 +12,6 @@ namespace {
 
 constexpr unsigned long k_room_at_first = 1UL << 12;
 
-std::vector<code_t> own_codes(const table& t, row_t row) {
-  std::vector<code_t> codes(t.n_attributes());
-  for (unsigned long a = 0; a < codes.size(); ++a) codes[a] = t.column_of(a).get_row_index(row);
-  return codes;
-}
-
 /// A packed tree as a model file has it.
 std::string in_a_file(const table& t, std::string_view packed) {
   zel::inpout::iomem memory;
@@ -82,25 +76,31 @@ std::vector<voter> ensemble::voters() const {
   return all;
 }
 
-/// `predict(tree, result)` gives a tree's prediction and its weighted depth, `add_shares(tree,
-/// votes, sums)` adds its shares of the classes.
-template <class Predict, class AddShares>
-double ensemble::ask(const table& t, decision_tree::prediction& result, const Predict& predict,
-                     const AddShares& add_shares) const {
+/// The shares that a tree answers by.
+template <class Tree>
+void ensemble::add_answer(const Tree& tree, const std::vector<code_t>& codes, vote_t votes,
+                          std::span<double> sums) const {
+  const leaf_rule rule = decides_.leaves(/*alone=*/!is_put_to_vote());
+  rule.known ? tree.add_probabilities(codes, votes, sums, rule.prior)
+             : tree.add_shares(codes, votes, sums);
+}
+
+double ensemble::predict(const table& t, const std::vector<code_t>& codes,
+                         decision_tree::prediction& result, double weight) const {
   assert(!empty());
-  const auto predict_by = [&](const member& m) {
-    return m.visit([&](const auto& tree) { return predict(tree, result); });
+  const auto by_tree = [&](const auto& tree) {
+    return tree.predict_class(t, codes, result, weight, 0);
   };
-  if (!is_put_to_vote() && decides_.is_plain()) return predict_by(members_[0]);
+  if (!is_put_to_vote() && decides_.is_plain()) return members_[0].visit(by_tree);
   vote_count votes;
   votes.start(1, t.n_class_codes());
   double depths = 0;
   for (const member& m : members_) {
-    depths += predict_by(m);
+    depths += m.visit(by_tree);
     if (is_put_to_vote() && answer_ == combination::votes) {
       votes.add(0, result.first, m.votes);
     } else {
-      m.visit([&](const auto& tree) { add_shares(tree, m.votes, votes.of_case(0)); });
+      m.visit([&](const auto& tree) { add_answer(tree, codes, m.votes, votes.of_case(0)); });
     }
   }
   if (!decides_.is_plain()) {
@@ -111,40 +111,6 @@ double ensemble::ask(const table& t, decision_tree::prediction& result, const Pr
   const vote_count::verdict found = votes.decide(0);
   result = {found.predicted, found.share_of(n_votes())};
   return depths;
-}
-
-double ensemble::predict(const table& t, const std::vector<code_t>& codes,
-                         decision_tree::prediction& result, double weight) const {
-  return ask(
-      t, result,
-      [&](const auto& tree, decision_tree::prediction& r) {
-        return tree.predict_class(t, codes, r, weight, 0);
-      },
-      [&](const auto& tree, vote_t votes, std::span<double> sums) {
-        add_answer(tree, codes, votes, sums);
-      });
-}
-
-/// The shares that a tree answers by.
-template <class Tree>
-void ensemble::add_answer(const Tree& tree, const std::vector<code_t>& codes, vote_t votes,
-                          std::span<double> sums) const {
-  const leaf_rule rule = decides_.leaves(/*alone=*/!is_put_to_vote());
-  rule.known ? tree.add_probabilities(codes, votes, sums, rule.prior)
-             : static_cast<void>(tree.add_shares(codes, votes, sums));
-}
-
-double ensemble::predict_row(const table& t, row_t row, decision_tree::prediction& result,
-                             double weight) const {
-  if (!decides_.is_plain()) return predict(t, own_codes(t, row), result, weight);
-  return ask(
-      t, result,
-      [&](const auto& tree, decision_tree::prediction& r) {
-        return tree.predict_row(t, row, r, weight);
-      },
-      [&](const auto& tree, vote_t votes, std::span<double> sums) {
-        tree.add_row_shares(t, row, votes, sums);
-      });
 }
 
 void ensemble::predict_distribution(const table& t, const std::vector<code_t>& codes,

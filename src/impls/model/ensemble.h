@@ -87,8 +87,6 @@ class ensemble {
   /// weight, summed.
   double predict(const table& t, const std::vector<code_t>& codes,
                  decision_tree::prediction& result, double weight) const;
-  double predict_row(const table& t, row_t row, decision_tree::prediction& result,
-                     double weight) const;
   /// The mean of what the trees say, by class code; `plain`, which may be null, receives it as it
   /// was before calibration.
   void predict_distribution(const table& t, const std::vector<code_t>& codes,
@@ -126,9 +124,6 @@ class ensemble {
   }
   /// How trees are kept in a store: as in a model file, which is checked.
   static zel::util::kept_form form_of(const table& t);
-  template <class Predict, class AddShares>
-  double ask(const table& t, decision_tree::prediction& result, const Predict& predict,
-             const AddShares& add_shares) const;
   template <class Tree>
   void add_answer(const Tree& tree, const std::vector<code_t>& codes, vote_t votes,
                   std::span<double> sums) const;

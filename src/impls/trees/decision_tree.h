@@ -81,19 +81,17 @@ class decision_tree : public zel::adt::basic_tree<decision_node, decision_tree, 
   double predict_distribution(const table& t, const std::vector<code_t>& codes,
                               std::vector<double>& distribution, double weight,
                               unsigned long depth) const;
-  /// Spreads `amount` of a case, given by its codes or as a row, over the classes.
+  /// Spreads `amount` of a case, given by its codes, over the classes.
   void add_shares(const std::vector<code_t>& codes, double amount, std::span<double> by_code) const;
-  void add_row_shares(const table& t, row_t row, double amount, std::span<double> by_code) const;
   /// The same with what is likely where no training case came: the shares of the nearest node above
   /// that has cases, instead of all for its class.
   void add_probabilities(const std::vector<code_t>& codes, double weight, std::span<double> shares,
                          prior_shares prior = {}) const;
-  /// Classifies a row of the table that the tree was grown on, or of one with its codes.
-  double predict_row(const table& t, row_t row, prediction& result, double weight) const;
-  /// The same for a weight of 1; sets in `asked` the attributes whose values were looked at.
+  /// Classifies a row, of a weight of 1, of the table that the tree was grown on, or of one with
+  /// its codes; sets in `asked` the attributes whose values were looked at.
   double predict_row_asking(const table& t, row_t row, prediction& result,
                             zel::adt::bitmap& asked) const;
-  /// The same for a weight of 1 as if the row had the given code of `attribute`.
+  /// The same as if the row had the given code of `attribute`.
   double predict_changed_row(const table& t, row_t row, unsigned int attribute, code_t code,
                              prediction& result) const;
   /// Adds every case, its weight times `weight`, at (class, predicted class).

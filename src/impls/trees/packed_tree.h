@@ -73,10 +73,7 @@ class packed_tree {
   // As decision_tree has them, with the same bits.
   double predict_class(const table& t, const std::vector<code_t>& codes,
                        decision_tree::prediction& result, double weight, unsigned long depth) const;
-  double predict_row(const table& t, row_t row, decision_tree::prediction& result,
-                     double weight) const;
   void add_shares(const std::vector<code_t>& codes, double amount, std::span<double> by_code) const;
-  void add_row_shares(const table& t, row_t row, double amount, std::span<double> by_code) const;
   void add_probabilities(const std::vector<code_t>& codes, double weight, std::span<double> shares,
                          prior_shares prior = {}) const;
 

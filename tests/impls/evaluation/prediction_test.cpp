@@ -91,21 +91,16 @@ class grown_prediction : public testing::Test {
 
 TEST_F(grown_prediction, is_the_class_of_the_largest_share) {
   for (row_t row = 0; row < t->n_rows(); ++row) {
-    std::vector<code_t> codes;
-    for (unsigned long a = 0; a < t->n_attributes(); ++a) {
-      codes.push_back(t->column_of(a).get_row_index(row));
-    }
+    const std::vector<code_t> codes = codes_of(*t, row);
     std::vector<double> distribution(t->n_class_codes());
-    decision_tree::prediction by_codes, by_row;
+    decision_tree::prediction found;
     const double depth = tree.predict_distribution(*t, codes, distribution, 1, 0);
     double sum = 0;
     for (const double share : distribution) sum += share;
     ASSERT_NEAR(sum, 1, 1e-12) << row;
-    ASSERT_EQ(tree.predict_class(*t, codes, by_codes, 1, 0), depth);
-    ASSERT_EQ(tree.predict_row(*t, row, by_row, 1), depth);
-    ASSERT_EQ(by_codes, by_row);
+    ASSERT_EQ(tree.predict_class(*t, codes, found, 1, 0), depth);
     const auto largest = std::max_element(distribution.begin(), distribution.end());
-    ASSERT_EQ(by_row.first, static_cast<code_t>(largest - distribution.begin())) << row;
+    ASSERT_EQ(found.first, static_cast<code_t>(largest - distribution.begin())) << row;
   }
 }
 
@@ -157,7 +152,7 @@ TEST_F(grown_prediction, together_is_what_it_is_one_by_one) {
   voters.predict_rows(*t, std::span(*cases).first(n), voted);
   for (std::size_t i = 0; i < n; ++i) {
     decision_tree::prediction found;
-    const double depth = tree.predict_row(*t, (*cases)[i].first, found, 1);
+    const double depth = tree.predict_class(*t, codes_of(*t, (*cases)[i].first), found, 1, 0);
     ASSERT_NEAR(mean[i].depth, 5 * depth, 1e-9);
     ASSERT_NEAR(voted[i].depth, 5 * depth, 1e-9);
   }

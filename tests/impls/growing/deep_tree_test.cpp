@@ -49,7 +49,7 @@ TEST(deep_tree, classifies) {
   decision_tree::prediction result;
   EXPECT_EQ(tree->predict_class(*t, {2}, result, 0.5, 0), 0.5 * k_levels);
   EXPECT_EQ(result.first, 1u);
-  EXPECT_EQ(tree->predict_row(*t, 0, result, 1), 1);
+  EXPECT_EQ(tree->predict_class(*t, codes_of(*t, 0), result, 1, 0), 1);
   std::vector<double> distribution(3);
   EXPECT_EQ(tree->predict_distribution(*t, {2}, distribution, 2, 0), 2.0 * k_levels);
   EXPECT_EQ(distribution, (std::vector<double>{0, 2, 0}));
@@ -61,7 +61,8 @@ TEST(deep_tree, classifies) {
               (n * (n + 1) / 2 + n) / (n + 1), 1e-3);
   EXPECT_NEAR(distribution[1], (n / 2 + 1) / (n + 1), 1e-9);
   EXPECT_NEAR(distribution[2], (n / 2) / (n + 1), 1e-9);
-  EXPECT_NEAR(tree->predict_row(*t, 2, result, 1), (n * (n + 1) / 2 + n) / (n + 1), 1e-3);
+  EXPECT_NEAR(tree->predict_class(*t, codes_of(*t, 2), result, 1, 0),
+              (n * (n + 1) / 2 + n) / (n + 1), 1e-3);
   EXPECT_EQ(result.first, 1u);
 }
 

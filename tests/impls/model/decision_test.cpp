@@ -67,13 +67,6 @@ std::unique_ptr<dtree> grown(
   return model;
 }
 
-std::vector<code_t> codes_of(const table& t, row_t row) {
-  std::vector<code_t> codes;
-  for (unsigned long a = 0; a < t.n_attributes(); ++a)
-    codes.push_back(t.column_of(a).get_row_index(row));
-  return codes;
-}
-
 TEST(costs, decide_for_the_first_class_of_the_least_sum) {
   const cost_matrix costs(4, k_dear);
   const struct {
@@ -138,7 +131,7 @@ TEST_P(decisions, are_the_same_for_batches_rows_texts_and_saved_models) {
     const row_t row = (*all)[i].first;
     decision_tree::prediction found, same;
     std::vector<double> shares, plain;
-    model->predict_row(*t, row, found, 1);
+    model->predict(*t, codes_of(*t, row), found, 1);
     back.predict(*t, codes_of(*t, row), same, 1);
     EXPECT_EQ(found, same);
     EXPECT_EQ(judged.predicted[i], found.first);

@@ -92,18 +92,18 @@ TEST_P(ensembles, are_tested_by_the_votes_of_their_trees) {
     std::map<code_t, int> votes;
     decision_tree::prediction result;
     for (unsigned long i = 0; i < 7; ++i) {
-      model->get_tree(i)->predict_row(*t, row, result, 1.0);
+      model->get_tree(i)->predict_class(*t, codes_of(*t, row), result, 1, 0);
       ++votes[result.first];
     }
     const auto most = std::ranges::max_element(  // the first, which is the lowest, of equals
         votes, {}, [](const auto& of_code) { return of_code.second; });
-    model->predict_row(*t, row, result, 1.0);
+    model->predict(*t, codes_of(*t, row), result, 1.0);
     ASSERT_EQ(result, decision_tree::prediction(most->first, most->second / 7.0)) << row;
     expected.add(t->class_column().get_row_index(row), most->first, weight);
 
     decision_tree::prediction of_tree;  // one alone answers, with its confidence
-    single->predict_row(*t, row, result, 1.0);
-    single->get_tree(0)->predict_row(*t, row, of_tree, 1.0);
+    single->predict(*t, codes_of(*t, row), result, 1.0);
+    single->get_tree(0)->predict_class(*t, codes_of(*t, row), of_tree, 1, 0);
     ASSERT_EQ(result, of_tree) << row;
     unsure += result.second < 1;
   }

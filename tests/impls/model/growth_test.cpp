@@ -63,7 +63,7 @@ TEST(boosting, of_two_trees_on_golf_is_as_by_hand) {
   EXPECT_NEAR(second.get_node()->class_weight(1), 7, 1e-12);
   EXPECT_NEAR(second.get_node()->class_weight(2), 7, 1e-12);
   decision_tree::prediction found;
-  m->predict_row(*t, 0, found, 1);  // sunny: yes, then no
+  m->predict(*t, codes_of(*t, 0), found, 1);  // sunny: yes, then no
   EXPECT_EQ(found.first, 1);
   EXPECT_NEAR(found.second, std::log(13.0 / 5) / (std::log(13.0 / 5) + std::log(9.0 / 5)), 1e-12);
 }
@@ -104,8 +104,8 @@ TEST(free_growing, gives_the_same_bytes_for_any_workers_and_read_again) {
     EXPECT_EQ(text_of(back), *texts.begin());
     for (row_t row = 0; row < 50; ++row) {
       decision_tree::prediction a, b;
-      model->predict_row(*t, row, a, 1);
-      back.predict_row(*t, row, b, 1);
+      model->predict(*t, codes_of(*t, row), a, 1);
+      back.predict(*t, codes_of(*t, row), b, 1);
       EXPECT_EQ(a, b);
     }
     EXPECT_GT(model->trees().size(), 2 * model->n_trees());
@@ -124,11 +124,11 @@ TEST(mean_shares, are_those_of_the_trees_whoever_asks) {
       std::vector<double> sums(t->n_class_codes());
       double votes = 0;
       for (unsigned long i = 0; i < model->n_trees(); ++i) {
-        model->get_tree(i)->add_row_shares(*t, row, model->trees().votes(i), sums);
+        model->get_tree(i)->add_shares(codes_of(*t, row), model->trees().votes(i), sums);
         votes += model->trees().votes(i);
       }
       decision_tree::prediction found;
-      model->predict_row(*t, row, found, 1);
+      model->predict(*t, codes_of(*t, row), found, 1);
       EXPECT_EQ(found.first, static_cast<code_t>(std::ranges::max_element(sums) - sums.begin()));
       EXPECT_EQ(found.second, sums[found.first] / votes);
       right += found.first == t->class_column().get_row_index(row);

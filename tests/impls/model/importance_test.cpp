@@ -97,10 +97,8 @@ TEST(changed_rows, are_predicted_as_their_codes_would_be) {
   for (row_t row = 0; row < t->n_rows(); ++row) {
     const auto a = static_cast<unsigned int>(row % t->n_attributes());
     const code_t code = t->column_of(a).get_row_index(t->n_rows() - 1 - row);
-    std::vector<code_t> codes;
-    for (unsigned long i = 0; i < t->n_attributes(); ++i) {
-      codes.push_back(i == a ? code : t->column_of(i).get_row_index(row));
-    }
+    std::vector<code_t> codes = codes_of(*t, row);
+    codes[a] = code;
     decision_tree::prediction expected, changed, plain, asking;
     tree.predict_class(*t, codes, expected, 1.0, 0);
     tree.predict_changed_row(*t, row, a, code, changed);
@@ -108,7 +106,7 @@ TEST(changed_rows, are_predicted_as_their_codes_would_be) {
 
     zel::adt::bitmap asked;
     asked.resize(t->n_attributes());
-    tree.predict_row(*t, row, plain, 1.0);
+    tree.predict_class(*t, codes_of(*t, row), plain, 1.0, 0);
     tree.predict_row_asking(*t, row, asking, asked);
     EXPECT_EQ(asking, plain);
     if (!asked[a]) {

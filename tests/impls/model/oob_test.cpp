@@ -30,7 +30,7 @@ double plain_oob_error(const dtree& model, const table& t, const case_list& base
     for (unsigned long i = 0; i < n_trees; ++i) {
       if (drawn[i].contains(each)) continue;
       decision_tree::prediction result;
-      trees[i]->predict_row(t, each.first, result, 1.0);
+      trees[i]->predict_class(t, codes_of(t, each.first), result, 1.0, 0);
       ++votes[result.first];
     }
     if (votes.empty()) continue;

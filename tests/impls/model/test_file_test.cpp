@@ -73,7 +73,7 @@ TEST(rows_of_text, have_the_predictions_of_the_rows_they_tell) {
     std::string expected;
     for (row_t row = 0; row < t->n_rows(); ++row) {
       decision_tree::prediction p;
-      model->predict_row(*t, row, p, 1.0);
+      model->predict(*t, codes_of(*t, row), p, 1.0);
       char line[64];
       std::snprintf(line, sizeof line, "%s;%g\n", model->class_names()[p.first].c_str(), p.second);
       expected += line;

@@ -92,7 +92,7 @@ inline unsigned long errors_of(const decision_tree& tree, const selection::setti
   unsigned long errors = 0;
   for (unsigned long at = 0; at < cases.size(); ++at) {
     decision_tree::prediction result;
-    tree.predict_row(s.t, cases.row(at), result, 1.0);
+    tree.predict_class(s.t, codes_of(s.t, cases.row(at)), result, 1, 0);
     errors += cases.units(at, result.first);
   }
   return errors;

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 #include "impls/tables/table.h"
 #include "zel/inpout/iomem.h"
@@ -93,6 +94,14 @@ inline std::unique_ptr<table> make_table(std::string_view names, std::string_vie
   auto made = make_schema(names, separator);
   load_rows(*made, data, workers, separator);
   return made;
+}
+
+/// A row's code of every attribute.
+inline std::vector<code_t> codes_of(const table& t, row_t row) {
+  std::vector<code_t> codes;
+  for (unsigned long a = 0; a < t.n_attributes(); ++a)
+    codes.push_back(t.column_of(a).get_row_index(row));
+  return codes;
 }
 
 }  // namespace orvik::impls
