@@ -56,7 +56,10 @@ class growing_plan {
   /// Whether a list of cases that a tree is to be grown on may be emptied meanwhile.
   void empty_lists(bool empty) { empties_lists_ = empty; }
   bool empties_lists() const { return empties_lists_; }
-  /// Whether cases of weight 1 may be counted: codes fit in 32 bits.
+  /// Nodes are grown on lists of cases, as where rows or codes do not fit in 32 bits: the same
+  /// trees, more slowly. For tests, as such a table takes 64 GB.
+  void keep_case_lists() { may_count_ = false; }
+  /// Whether nodes may have their cases in a narrow form: codes fit in 32 bits.
   bool may_count() const { return may_count_; }
   /// Whether a usable attribute may be unknown: sums of fractions then depend on their order.
   bool order_matters() const { return order_matters_; }

@@ -4,6 +4,7 @@
 
 #include "impls/growing/count_partition.h"
 #include "impls/growing/growing_plan.h"
+#include "impls/growing/packed_growing.h"
 #include "impls/support/stock_tables.h"
 #include "impls/support/tree_builder.h"
 #include "zel/util/quick_gen.h"
@@ -175,6 +176,24 @@ unsigned long seed_of(const decision_node& node) {
   return zel::util::spread(seed_of(*node.father()) ^ zel::util::spread(node.position()));
 }
 
+/// As where rows or codes are too many for narrow forms; packed without the leaves that are empty
+/// too.
+void expect_the_same_on_lists(const table& t, const case_list& cases, zel::util::rand_gen* draws,
+                              const std::string& expected) {
+  growing_plan narrow(t, orvik::model::GAIN_RATIO, 2, nullptr), lists = narrow;
+  lists.keep_case_lists();
+  case_list own(cases);
+  decision_tree tree;
+  tree.build(lists, &own, k_no_depth_limit, draws);
+  EXPECT_EQ(exact_text_of(tree, t), expected);
+  const auto packed = [&](growing_plan& plan) {
+    plan.leave_out_empty_leaves(true);
+    case_list again(cases);
+    return grow_packed(plan, again, k_no_depth_limit, /*seed=*/0).to_bytes();
+  };
+  EXPECT_EQ(packed(lists), packed(narrow));
+}
+
 void expect_as_node_by_node(const table& t, unsigned round, bool drawn, bool forest) {
   const std::unique_ptr<case_list> all(t.get_all());
   case_list cases(*all);
@@ -194,6 +213,10 @@ void expect_as_node_by_node(const table& t, unsigned round, bool drawn, bool for
   EXPECT_GT(tree.size(), 30u);
   EXPECT_EQ(exact_text_of(tree, t), exact_text_of(*expected, t));
 
+  if (round % 5 == 1) {
+    zel::util::rand_gen list_draws(1, round);
+    expect_the_same_on_lists(t, own, forest ? &list_draws : nullptr, exact_text_of(*expected, t));
+  }
   if (round % 8 != 1) return;
   const orvik::growth few{{orvik::attribute_draw::COUNT, 2}, true, false, true};
   case_list again(own), once_more(own);
