@@ -6,6 +6,7 @@
 #include <cmath>
 #include <memory>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -163,6 +164,14 @@ TEST(conf_matrix, refuses_codes_past_the_end_and_other_sizes) {
   EXPECT_THROW(m.cases_predicted(3), std::runtime_error);
   EXPECT_THROW(m.class_name(3), std::runtime_error);
   EXPECT_EQ(m.cases(), 0);
+}
+
+TEST(conf_matrix, of_no_class_is_written) {
+  std::ostringstream xml;
+  matrix_of({}).toXML(xml, "");
+  EXPECT_NE(xml.str().find("<Array n=\"0\" type=\"string\">\n\n</Array>\n<Matrix>\n</Matrix>"),
+            std::string::npos)
+      << xml.str();
 }
 
 }  // namespace

@@ -39,8 +39,8 @@ const column k_columns[] = {
     {"decimal commas", [](int row) { return "\"" + std::to_string(row) + ",25\""; }},
     {"thousands", [](int row) { return "\"" + std::to_string(row + 1) + ",250\""; }},
     {"zeros in front", [](int row) { return formatted("%06.0f", drawn(row) + 50000); }},
-    {"many unknown", [](int row) { return row % 3 == 1 ? "-" : formatted("%.1f", drawn(row)); }},
     {"another unknown text", [](int row) { return row == k_late ? "None" : std::to_string(row); }},
+    {"many unknown", [](int row) { return row % 3 == 1 ? "-" : formatted("%.1f", drawn(row)); }},
     {"a text", [](int row) { return row == k_late ? "abc" : formatted("%.2f", drawn(row)); }},
     {"a plus sign", [](int row) { return (row == k_late ? "+" : "") + std::to_string(row); }},
     {"a zero below 0",
@@ -49,7 +49,14 @@ const column k_columns[] = {
     {"few texts", [](int row) { return "\"the \"\"" + std::to_string(row % 5) + "\"\"\""; }},
 };
 
-/// The table and what is said of it.
+/// The values that a column has a code for, in their order.
+std::string values_of(const orvik::column_view& c) {
+  std::string values;
+  for (orvik::code_t code = 1; code <= c.n_values(); ++code) values += c.exact(code) + '|';
+  return values;
+}
+
+/// The table, all its values, and what is said of it.
 std::string loaded(const settings& how) {
   std::ostringstream text;
   planned_input in(how);
@@ -57,6 +64,10 @@ std::string loaded(const settings& how) {
   const auto table = load_rows(in, "t", n_dropped);
   for (const column_plan& c : in.plan.columns) {
     text << c.name << ' ' << c.type << ' ' << c.role << ' ' << c.note << '\n';
+  }
+  const orvik::schema_view schema = table->get_schema();
+  for (unsigned long i = 0; i < schema.n_columns(); ++i) {
+    text << values_of(schema.column(i)) << '\n';
   }
   text << n_dropped << '\n';
   table->toCSV(text, nullptr, /*header=*/true);

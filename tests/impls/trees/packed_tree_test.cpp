@@ -150,6 +150,13 @@ TEST(packed_trees, keep_any_statistics) {
       at->get_node()->set_statistics({std::move(by_code), number(), number(), error, draw() % 300,
                                       static_cast<class_t>(draw() % t->n_class_codes())});
     }
+    // A leaf that could be taken for an empty one, but for one of these.
+    const unsigned but = draw() % 6;
+    auto none = std::make_unique<double[]>(t->n_class_codes());
+    none[1] = but == 0 ? 1 : 0;
+    nodes.back()->get_node()->set_statistics(
+        {std::move(none), but == 1 ? 1.0 : 0, but == 2 ? 1.0 : 0, but == 3 ? 1.0 : 0,
+         but == 4 ? 3UL : 0, but == 5 ? class_t{1} : class_t{0}});
     ASSERT_EQ(bytes_of(*packed_tree(*t, *tree).unpack(true), *t), bytes_of(*tree, *t)) << round;
   }
 }
