@@ -217,16 +217,21 @@ void expect_as_node_by_node(const table& t, unsigned round, bool drawn, bool for
                              exact_text_of(*expected, t));
   }
   if (round % 8 != 1) return;
-  const orvik::growth few{{orvik::attribute_draw::COUNT, 2}, true, false, true};
-  case_list again(own), once_more(own);
-  const auto seeded = grow_level_by_level(t, again, [&](decision_node& node, unsigned long) {
-    node.split(t, {orvik::model::GAIN_RATIO, 1, nullptr, t.n_attributes(), few}, nullptr,
-               seed_of(node));
-  });
-  const growing_plan plan(t, orvik::model::GAIN_RATIO, 1, nullptr, zel::util::default_context(),
-                          few);
-  tree.build(plan, &once_more, k_no_depth_limit, nullptr, /*seed=*/7);
-  EXPECT_EQ(exact_text_of(tree, t), exact_text_of(*seeded, t));
+  const orvik::growth few{{orvik::attribute_draw::COUNT, 2}, true, false, true},
+      cuts{{}, true, /*random_cuts=*/true, false};
+  const loop_threads threads(3);
+  for (const orvik::growth& how : {few, cuts}) {
+    case_list again(untouched), once_more(untouched);
+    const auto seeded = grow_level_by_level(t, again, [&](decision_node& node, unsigned long) {
+      node.split(t, {orvik::model::GAIN_RATIO, 1, nullptr, t.n_attributes(), how}, nullptr,
+                 seed_of(node));
+    });
+    const growing_plan plan(t, orvik::model::GAIN_RATIO, 1, nullptr, zel::util::default_context(),
+                            how);
+    zel::util::default_context().with_workers(
+        [&] { tree.build(plan, &once_more, k_no_depth_limit, nullptr, /*seed=*/7); });
+    EXPECT_EQ(exact_text_of(tree, t), exact_text_of(*seeded, t));
+  }
 }
 
 TEST(growing, on_counted_and_weighed_cases_agrees_with_growing_node_by_node) {
@@ -245,7 +250,6 @@ TEST(growing, on_counted_and_weighed_cases_agrees_with_growing_node_by_node) {
   }
 }
 
-// A thread keeps it and grows on after an error.
 TEST(growing, on_lists_leaves_out_what_is_empty_too) {
   std::mt19937_64 draw(1);
   std::string rows;
@@ -265,6 +269,7 @@ TEST(growing, on_lists_leaves_out_what_is_empty_too) {
   EXPECT_EQ(found.to_bytes(), packed({*t, orvik::model::GAIN_RATIO, 2, nullptr}).to_bytes());
 }
 
+// A thread keeps it and grows on after an error.
 TEST(untouched_cases, have_no_room_after_memory_was_short) {
   orvik::impls::growing::untouched_cases cases;
   cases.make_room(4);
