@@ -145,8 +145,7 @@ class new_rows::coded_column {
 
 new_rows::new_rows(const orvik::dtree& model, const reading& how, const std::string& file,
                    char separator, std::ostream& told)
-    : model_(model),
-      how_(how),
+    : how_(how),
       told_(told),
       schema_(model.get_schema()),
       attribute_of_(schema_.n_columns(), k_nowhere),

@@ -61,7 +61,6 @@ class new_rows {
   void tell_values() const;
   void bind(unsigned long of_file, unsigned long of_model);
 
-  const orvik::dtree& model_;
   const reading& how_;
   std::ostream& told_;
   orvik::schema_view schema_;

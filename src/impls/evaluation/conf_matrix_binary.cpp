@@ -13,7 +13,7 @@ namespace orvik::impls {
 namespace {
 
 constexpr char k_too_many[] = "too many classes in a confusion matrix";
-constexpr char k_no_weight[] = "a cell of a confusion matrix is no weight";
+constexpr char k_cell_is_no_weight[] = "a cell of a confusion matrix is no weight";
 constexpr char k_names[] = "not a name for each class of a confusion matrix";
 
 constexpr unsigned long k_max_codes = 1UL + std::numeric_limits<class_t>::max();
@@ -26,7 +26,7 @@ class_cells read_cells(zel::inpout::ibinstream& in, unsigned long n) {
   for (unsigned long i = 0; i < n; ++i) {
     const std::vector<double> row = in.read_array<double>(n);
     for (unsigned long j = 0; j < n; ++j) {
-      require(std::isfinite(row[j]) && row[j] >= 0, k_no_weight);
+      require(std::isfinite(row[j]) && row[j] >= 0, k_cell_is_no_weight);
       if (row[j] != 0) cells.add(i, j, row[j]);
     }
   }
