@@ -139,6 +139,24 @@ TEST(columns_in_memory, are_refused_where_a_file_would_be) {
     EXPECT_EQ(error_of(load), std::string("column x: ") + s.error);
     EXPECT_EQ(t.get_no_columns(), 0u);
   }
+  // What only all rows together show.
+  const std::vector<std::string> one{"a"};
+  const signed char same[2] = {0, 0};
+  const double nothing_weighs[14] = {};
+  table t("t");
+  EXPECT_EQ(error_of([&] {
+              t.load_columns(
+                  {{"k", "string", model::CLASS, {cell_array::INT8, same, 0, nullptr, 1, &one}}}, 2,
+                  "?");
+            }),
+            "there must be at least two class values");
+  EXPECT_EQ(error_of([&] {
+              t.load_columns(
+                  {golf.columns()[4],
+                   {"w", "double", model::WEIGHTS, {cell_array::DOUBLE, nothing_weighs}}},
+                  14, "?");
+            }),
+            "Weights column 'w' requires a positive and finite sum of weights");
 }
 
 TEST(rows_in_memory, are_predicted_as_by_their_codes) {

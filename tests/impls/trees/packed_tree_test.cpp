@@ -161,6 +161,14 @@ TEST(packed_trees, keep_any_statistics) {
   }
 }
 
+// Where no case came, what is likely is said by the nearest node above, however little it weighs.
+TEST(packed_trees, go_by_nodes_of_any_weight) {
+  const auto t = many_valued_table(false);
+  const auto tree = build_tree(
+      split(2, 4, {split(2, 2, {leaf({0.25, 0, 0.5}), leaf({0, 0, 0})}), leaf({0, 5, 0})}));
+  expect_same(*t, *tree, packed_tree(*t, *tree));
+}
+
 TEST(packed_trees, take_few_bytes_and_none_for_branches_without_cases) {
   const auto t = many_valued_table(false);
   const std::unique_ptr<case_list> all(t->get_all());
