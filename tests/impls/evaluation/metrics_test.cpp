@@ -86,6 +86,17 @@ TEST(metrics, curves_have_their_corners_only) {
   EXPECT_EQ(two.classes.at(1).roc_area, 1);
 }
 
+TEST(metrics, count_a_border_to_the_tenth_below_it) {
+  const metrics all = metrics_of(
+      {{"?", "no", "yes"}, {1, 2, 1}, {1, 1, 1}, {1, 1, 1}, {0, .95, .05, 0, .9, .1, 0, .85, .15}},
+      "three rows");
+  const auto& bins = all.classes.at(1).reliability;
+  ASSERT_EQ(bins.size(), 2u);
+  EXPECT_EQ(bins[0].weight, 2);
+  EXPECT_EQ(bins[0].frequency, 0.5);
+  EXPECT_NEAR(bins[0].share, 0.075, 1e-12);
+}
+
 TEST(metrics, of_nothing_and_of_one_class_are_no_numbers) {
   const metrics none = metrics_of({{"?", "a"}, {}, {}, {}, {}, 1}, "no rows");
   EXPECT_TRUE(std::isnan(none.accuracy) && std::isnan(none.log_loss) && none.classes.empty());
