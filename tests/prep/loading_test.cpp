@@ -46,6 +46,8 @@ const column k_columns[] = {
     {"a zero below 0",
      [](int row) { return row == k_late ? "-0" : formatted("%.0f", drawn(row)); }},
     {"texts", [](int row) { return "\"user, " + std::to_string(row % 5500) + " \""; }},
+    {"numbers twice each",
+     [](int row) { return row == k_late ? "abc" : formatted("%.7f", drawn(row / 2)); }},
     {"few texts", [](int row) { return "\"the \"\"" + std::to_string(row % 5) + "\"\"\""; }},
 };
 

@@ -8,6 +8,7 @@
 
 #include "impls/splitting/code_sort.h"
 #include "impls/splitting/measure.h"
+#include "impls/splitting/random_cut.h"
 #include "impls/splitting/split_twin.h"
 #include "impls/support/stock_tables.h"
 #include "impls/tables/column_bool.h"
@@ -242,6 +243,25 @@ TEST(code_sorter, sorts_as_a_stable_sort_does) {
     }
     EXPECT_TRUE(sorted == expected) << n << " cases of " << n_codes << " codes";
   }
+}
+
+/// Of 3000 cuts between the values of a set, how many are at each code.
+std::vector<int> drawn_cuts(const char* type, const std::vector<const char*>& values) {
+  const std::unique_ptr<o_set> set(o_set::NEW_O_SET(type, true, "?"));
+  for (const char* value : values) set->insert(value);
+  set->freeze();
+  std::vector<int> at(values.size() + 1);
+  zel::util::quick_gen draw(7);
+  for (int i = 0; i < 3000; ++i) ++at[splitting::draw_cut(*set, 1, values.size(), draw)];
+  return at;
+}
+
+TEST(drawn_cuts, go_by_numbers_and_among_ordered_texts_by_places) {
+  const std::vector<int> numbers = drawn_cuts("integer", {"0", "1", "10"});
+  EXPECT_EQ(numbers[1] + numbers[2], 3000);
+  EXPECT_NEAR(numbers[1], 300, 100);
+  const std::vector<int> texts = drawn_cuts("ostring:d;c;b;a", {"a", "b", "c", "d"});
+  for (code_t code = 1; code < 4; ++code) EXPECT_NEAR(texts[code], 1000, 150);
 }
 
 }  // namespace
