@@ -130,8 +130,12 @@ TEST(sets, cover_the_rows_they_were_learned_from) {
   EXPECT_DOUBLE_EQ(wide[0].covered, 1);
   EXPECT_DOUBLE_EQ(wide[0].size, 1.5);
   EXPECT_DOUBLE_EQ(set_figures_of(rows, model.get_set_limits({99, true}))[0].size, 2);
-  const judged_rows without_b{{"?", "a", "b", "c"},           {1, 3}, {1, 3}, {1, 1},
-                              {0, .5, .2, .3, 0, .1, .2, .7}, 1};
+  const judged_rows without_b{{"?", "a", "b", "c"},
+                              {0, 1, 3},
+                              {1, 1, 3},
+                              {1, 1, 1},
+                              {0, .9, .1, 0, 0, .5, .2, .3, 0, .1, .2, .7},
+                              1};
   EXPECT_EQ(set_figures_of(without_b, {9, .4, .4, .4}).back().name, "c");
   std::vector<double> limits = {9, .2, .3, .3};
   const std::vector<double> shares = {0, .2, .3, .5};
