@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "impls/loading/cell_codes.h"
 #include "impls/loading/row_splitter.h"
 #include "impls/support/table_text.h"
 #include "impls/values/text_codes.h"
@@ -109,6 +110,35 @@ TEST(text_codes, agree_with_a_hash_map) {
   for (const auto& [text, code] : model) {
     ASSERT_EQ(codes.find(text), code);
     ASSERT_EQ(codes.text(code, room), text);
+  }
+}
+
+template <class Code>
+void append_codes(const cell_codes& all, const cell_codes::chunk& c,
+                  std::vector<cell_codes::code>& to) {
+  const Code* const codes = all.codes<Code>(c);
+  to.insert(to.end(), codes, codes + c.cells);
+}
+
+// Codes as they come, one by one or some at once, about the largest of each width.
+TEST(cell_codes, give_back_what_they_were_given) {
+  const std::vector<cell_codes::code> given{0, 255, 256, 1, 65535, 65536, 2, 1U << 31};
+  for (std::size_t first = 0; first < given.size(); ++first) {
+    for (const std::size_t at_once : {std::size_t{1}, given.size()}) {
+      cell_codes all;
+      const auto rest = std::span(given).subspan(first);
+      for (std::size_t at = 0; at < rest.size(); at += at_once) {
+        all.append(rest.subspan(at, std::min(at_once, rest.size() - at)));
+      }
+      std::vector<cell_codes::code> found;
+      for (std::size_t i = 0; i < all.end_chunk(); ++i) {
+        const cell_codes::chunk& c = all.at(i);
+        if (c.width == 1) append_codes<std::uint8_t>(all, c, found);
+        if (c.width == 2) append_codes<std::uint16_t>(all, c, found);
+        if (c.width == 4) append_codes<std::uint32_t>(all, c, found);
+      }
+      EXPECT_TRUE(std::ranges::equal(found, rest)) << first << " " << at_once;
+    }
   }
 }
 
