@@ -111,6 +111,7 @@ TEST(metrics, of_nothing_and_of_one_class_are_no_numbers) {
   write_metrics_json({none, one}, json);
   EXPECT_NE(text.str().find("FIGURES of one row: 1 rows\n"), std::string::npos);
   EXPECT_NE(json.str().find("\"accuracy\":null"), std::string::npos);
+  EXPECT_EQ(json.str().find("plain"), std::string::npos);  // nothing was calibrated
 }
 
 }  // namespace
