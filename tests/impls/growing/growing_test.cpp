@@ -140,6 +140,21 @@ TEST_P(growing_on, any_number_of_threads_gives_one_consistent_tree) {
   }
 }
 
+// Its draws have an order.
+TEST(growing, from_a_root_draws_as_from_the_start_on_any_number_of_threads) {
+  const auto t = mixed_table(2000, 9, false);
+  for (const unsigned long workers : {1UL, 3UL}) {
+    const loop_threads threads(workers);
+    const std::unique_ptr<case_list> cases(t->get_all()), same(t->get_all());
+    zel::util::rand_gen draw(t->n_attributes(), 5), again(t->n_attributes(), 5);
+    decision_tree tree, from_root;
+    tree.build(*t, cases.get(), orvik::model::GAIN_RATIO, 2, k_no_depth_limit, nullptr, &draw);
+    from_root.set_node(new decision_node(same.get()));
+    from_root.build_from_root(*t, orvik::model::GAIN_RATIO, 2, k_no_depth_limit, nullptr, &again);
+    EXPECT_EQ(exact_text_of(from_root, *t), exact_text_of(tree, *t));
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(
     random_tables, growing_on,
     testing::Values(plot{"plain", 1, false, {}}, plot{"weighted", 2, true, {}},
