@@ -124,4 +124,20 @@ TEST(decision_node, a_branch_gets_its_share_of_the_unknown_cases) {
   EXPECT_EQ(x.fraction(), 1);
 }
 
+TEST(decision_node, refuses_what_takes_a_father_or_cases_that_it_has_not) {
+  rooted root(make_table("a,string,discrete\nc,string,class\n", "x,p\ny,q\n"));
+  const auto& t = *root.t;
+  EXPECT_THROW(decision_node(&root.node, 1).activate(&t, false), std::runtime_error);  // no split
+  EXPECT_THROW(static_cast<void>(root.node.select(t, root.cases.get(), true)), std::runtime_error);
+  EXPECT_THROW(root.node.activate_from_father(&t, false), std::runtime_error);
+  root.node.set_test(orvik::impls::split_test{0});
+  decision_node x(&root.node, 1);
+  EXPECT_THROW(x.activate(nullptr, true), std::runtime_error);
+  EXPECT_THROW(x.activate_from_father(nullptr, false), std::runtime_error);
+  EXPECT_THROW(x.split(t, orvik::model::GAIN_RATIO, 1, nullptr, 1, false), std::runtime_error);
+  root.node.disactivate();
+  EXPECT_THROW(x.activate(&t, /*activate_father=*/false), std::runtime_error);
+  EXPECT_THROW(x.activate_from_father(&t, false), std::runtime_error);
+}
+
 }  // namespace
