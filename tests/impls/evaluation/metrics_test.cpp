@@ -104,8 +104,10 @@ TEST(metrics, of_nothing_and_of_one_class_are_no_numbers) {
   EXPECT_TRUE(std::isnan(one.classes.at(0).roc_area) && one.classes.at(0).roc.empty());
   EXPECT_EQ(one.classes.at(0).average_precision, 1);
   EXPECT_NEAR(one.log_loss, 0, 1e-15);
-  // A class that some part of a row is taken for has figures, if no row is of it.
-  EXPECT_EQ(metrics_of({{"?", "a", "b"}, {1, 1}, {1, 2}, {1, .5}, {}, 1}, "").classes.size(), 2u);
+  // A class that some part of a row is taken for has figures, if no row is of it, but no recall.
+  const metrics taken = metrics_of({{"?", "a", "b"}, {1, 1}, {1, 2}, {1, .5}, {}, 1}, "");
+  EXPECT_EQ(taken.classes.size(), 2u);
+  EXPECT_NEAR(taken.balanced_accuracy, 2. / 3, 1e-15);
   std::ostringstream text, json;
   write_metrics_text(one, text);
   write_metrics_json({none, one}, json);

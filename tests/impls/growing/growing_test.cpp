@@ -204,6 +204,7 @@ void expect_the_same_on_lists(const table& t, const case_list& cases, zel::util:
   decision_tree tree;
   tree.build(plan_of_lists(t), &own, k_no_depth_limit, draws);
   EXPECT_EQ(exact_text_of(tree, t), expected);
+  expect_consistent(tree, t, 2);
 }
 
 void expect_as_node_by_node(const table& t, unsigned round, bool drawn, bool forest) {
