@@ -104,6 +104,7 @@ TEST(metrics, of_nothing_and_of_one_class_are_no_numbers) {
   EXPECT_TRUE(std::isnan(one.classes.at(0).roc_area) && one.classes.at(0).roc.empty());
   EXPECT_EQ(one.classes.at(0).average_precision, 1);
   EXPECT_NEAR(one.log_loss, 0, 1e-15);
+  EXPECT_NEAR(one.accuracy_from, 1 / (1 + 1.959964 * 1.959964), 1e-6);
   // A class that some part of a row is taken for has figures, if no row is of it, but no recall.
   const metrics taken = metrics_of({{"?", "a", "b"}, {1, 1}, {1, 2}, {1, .5}, {}, 1}, "");
   EXPECT_EQ(taken.classes.size(), 2u);
