@@ -137,6 +137,8 @@ def main(mpirun, orvcmd, orvmpi, names, data, *processes):
         check_same(mpirun, orvcmd, orvmpi, table + rows, processes or ("3",), folder)
         drawn = write_table(folder)
         check_same(mpirun, orvcmd, orvmpi, drawn, processes or ("3",), folder, (["-columns"],))
+        many_rows = drawn[:2] + ["-fs", drawn[1] + ".data"]  # that processes predict and score a part of
+        check_same(mpirun, orvcmd, orvmpi, many_rows, processes or ("3",), folder, (["-rf", "9", "-hs", "50"],))
         mapped = os.path.join(folder, "drawn.map")
         run([orvcmd, "-f", drawn[1], "-npp", "-dbm", mapped])
         check_same(mpirun, orvcmd, orvmpi, ["-bd", mapped] + drawn[2:], processes or ("3",), folder, (["-columns"],))
