@@ -20,7 +20,7 @@ struct packing_memory {
 
 gzip_part pack_gzip_part(std::span<const unsigned char> bytes, bool last) {
   thread_local const auto memory = std::make_unique_for_overwrite<packing_memory>();
-  constexpr std::size_t k_step = 1U << 16;
+  constexpr std::uint32_t k_step = 1U << 16;
   isal_zstream& stream = memory->stream;
   isal_deflate_init(&stream);
   stream.level = 1;
@@ -38,7 +38,8 @@ gzip_part pack_gzip_part(std::span<const unsigned char> bytes, bool last) {
     stream.avail_out = k_step;
     [[maybe_unused]] const int code = isal_deflate(&stream);
     assert(code == COMP_OK);
-    part.packed.resize(part.packed.size() - stream.avail_out);
+    const std::uint32_t n_packed = k_step - stream.avail_out;
+    part.packed.resize(made + n_packed);
   } while (stream.avail_out == 0);
   return part;
 }

@@ -1,6 +1,7 @@
 // What the thread sanitizer is told about parallel loops: the caller's work before a loop comes
-// before its bodies, and theirs before the caller's work after it. oneTBB keeps that order, but the
-// packaged library is not instrumented, so the sanitizer cannot see it. Nothing in other builds.
+// before its bodies, and theirs before the caller's work after it; and about the stages of
+// pipelines that work in turn. oneTBB keeps that order, but the packaged library is not
+// instrumented, so the sanitizer cannot see it. Nothing in other builds.
 #pragma once
 
 #ifdef __SANITIZE_THREAD__
@@ -46,6 +47,33 @@ class body_mark {
 
  private:
   loop_marks& loop_;
+};
+
+/// What threads do one after the other: each turn comes before those that begin when it has ended.
+class turn_marks {
+ public:
+#ifdef __SANITIZE_THREAD__
+  void begin() { __tsan_acquire(&turn_); }
+  void end() { __tsan_release(&turn_); }
+#else
+  void begin() {}
+  void end() {}
+#endif
+
+ private:
+  [[maybe_unused]] char turn_ = 0;
+};
+
+/// One turn, however it ends.
+class turn_mark {
+ public:
+  explicit turn_mark(turn_marks& of) : of_(of) { of_.begin(); }
+  ~turn_mark() { of_.end(); }
+  turn_mark(const turn_mark&) = delete;
+  turn_mark& operator=(const turn_mark&) = delete;
+
+ private:
+  turn_marks& of_;
 };
 
 }  // namespace zel::util::parallel

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "zel/inpout/stream.h"
+#include "zel/util/loop_marks.h"
 #include "zel/util/run_context.h"
 #include "zel/util/side_by_side.h"
 
@@ -73,12 +74,14 @@ class row_pipeline {
 
   void run() {
     using tbb::filter_mode;
+    // oneTBB copies them into its memory.
     const auto reading = tbb::make_filter<void, token*>(
-        filter_mode::serial_in_order, [this](tbb::flow_control& control) { return read(control); });
-    const auto working = tbb::make_filter<token*, token*>(filter_mode::parallel,
-                                                          [this](token* t) { return handle(t); });
-    const auto ending =
-        tbb::make_filter<token*, void>(filter_mode::serial_in_order, [this](token* t) { end(*t); });
+        filter_mode::serial_in_order,
+        [this](tbb::flow_control& control) ZEL_UNWATCHED { return read(control); });
+    const auto working = tbb::make_filter<token*, token*>(
+        filter_mode::parallel, [this](token* t) ZEL_UNWATCHED { return handle(t); });
+    const auto ending = tbb::make_filter<token*, void>(filter_mode::serial_in_order,
+                                                       [this](token* t) ZEL_UNWATCHED { end(*t); });
     run_.with_workers([&] { tbb::parallel_pipeline(ring_.size(), reading & working & ending); });
   }
 
@@ -87,10 +90,16 @@ class row_pipeline {
     std::string text;
     std::exception_ptr failure;
     row_block<Output> block;
+    zel::util::parallel::turn_marks stages;
   };
+  using body_mark = zel::util::parallel::body_mark;
+  using turn_mark = zel::util::parallel::turn_mark;
 
   token* read(tbb::flow_control& control) {
+    const body_mark mark(marks_);
+    const turn_mark turn(reading_);
     token& t = ring_[next_++ % ring_.size()];
+    const turn_mark stage(t.stages);
     try {
       run_.require_not_cancelled();
       if (ended_ || !in_.next_block()) {
@@ -106,14 +115,19 @@ class row_pipeline {
     return &t;
   }
 
-  token* handle(token* t) const {
+  token* handle(token* t) {
+    const body_mark mark(marks_);
+    const turn_mark stage(t->stages);
     std::string_view text = t->text;
     text.remove_suffix(std::min<std::size_t>(text.size(), zel::inpout::stream::k_padding));
     if (!t->failure) work_(text, t->block);
     return t;
   }
 
-  void end(token& t) const {
+  void end(token& t) {
+    const body_mark mark(marks_);
+    const turn_mark turn(ending_);
+    const turn_mark stage(t.stages);
     if (t.failure) std::rethrow_exception(t.failure);
     finish_(t.block);
   }
@@ -125,6 +139,8 @@ class row_pipeline {
   std::vector<token> ring_;
   unsigned long next_ = 0;
   bool ended_ = false;
+  zel::util::parallel::loop_marks marks_;
+  zel::util::parallel::turn_marks reading_, ending_;
 };
 
 /// Throws what f() throws, and tells all processes of it.
