@@ -74,9 +74,7 @@ class large_files : public scratch_folder {
     SCOPED_TRACE(c.what);
     std::string file = "a,b,c,k\n";
     for (int row = 0; row < n_rows; ++row) {
-      const char* const kind = unknown != k_none && row % 7 == unknown ? "NA"
-                               : row % 5 == 0                          ? "p"
-                                                                       : "q";
+      const char* const kind = row % 7 == unknown ? "NA" : row % 5 == 0 ? "p" : "q";
       file += c.cell(row) + "," + (row % 2 == 0 ? "" : "x") + "," + std::to_string(row % 3) + "," +
               kind + (row % 9 == 0 ? "\r\n" : "\n");
     }

@@ -140,6 +140,13 @@ TEST_P(growing_on, any_number_of_threads_gives_one_consistent_tree) {
   }
 }
 
+INSTANTIATE_TEST_SUITE_P(
+    random_tables, growing_on,
+    testing::Values(plot{"plain", 1, false, {}}, plot{"weighted", 2, true, {}},
+                    plot{"gain", 3, true, {orvik::model::INFORMATION_GAIN, 1, k_no_depth_limit}},
+                    plot{"pure", 4, false, {orvik::model::PURE_GAIN_RATIO, 5, k_no_depth_limit}}),
+    [](const auto& row) { return row.param.name; });
+
 // Its draws have an order.
 TEST(growing, from_a_root_draws_as_from_the_start_on_any_number_of_threads) {
   const auto t = mixed_table(2000, 9, false);
@@ -154,13 +161,6 @@ TEST(growing, from_a_root_draws_as_from_the_start_on_any_number_of_threads) {
     EXPECT_EQ(exact_text_of(from_root, *t), exact_text_of(tree, *t));
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    random_tables, growing_on,
-    testing::Values(plot{"plain", 1, false, {}}, plot{"weighted", 2, true, {}},
-                    plot{"gain", 3, true, {orvik::model::INFORMATION_GAIN, 1, k_no_depth_limit}},
-                    plot{"pure", 4, false, {orvik::model::PURE_GAIN_RATIO, 5, k_no_depth_limit}}),
-    [](const auto& row) { return row.param.name; });
 
 /// Twelve boolean attributes, some of them rare, or in some tables most of them set, which
 /// are measured in one pass, between and behind numbers that are sorted.
